@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "platform/data.h"
+
+namespace tarvel {
+
+/// A file's date, compared for exact equality. Seconds since 1970-01-01 UTC, and nanoseconds below 1,000,000,000.
+struct FileDate {
+  std::int64_t seconds = 0;
+  std::uint32_t nanoseconds = 0;
+  friend bool operator==(const FileDate&, const FileDate&) = default;
+};
+
+/// How a file operation ended.
+struct FileStatus {
+  /// 0 for success, else an errno value of the system below.
+  int code = 0;
+  /// A sentence for people, empty on success.
+  std::string reason;
+
+  [[nodiscard]] bool ok() const { return code == 0; }
+};
+
+/// The whole contents of a file, or why they could not be had.
+struct FileReading {
+  Data data;
+  FileStatus status;
+};
+
+struct FileReplacement {
+  FileStatus status;
+  /// Set when the replacement failed half-way: where the target's old item now lies.
+  std::optional<std::string> originalItemLocation;
+};
+
+/// The one exception of the platform: an argument that an operation cannot even begin with, such as a path that makes
+/// no address. Thrown by replaceItem() and moveItem() only, and caught where the engine replaces an item.
+class PlatformException : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Files by path. Paths are bytes as given, without tilde; relative ones start at the working directory.
+/// Symbolic links are followed except where said otherwise. One thread at a time.
+class FileManager {
+ public:
+  virtual ~FileManager() = default;
+
+  /// Whether anything, of whatever kind, exists there. A link that leads nowhere does not exist.
+  [[nodiscard]] virtual bool fileExistsAtPath(const std::string& path) = 0;
+
+  /// None when the attributes cannot be read.
+  [[nodiscard]] virtual std::optional<FileDate> modificationDateAtPath(const std::string& path) = 0;
+
+  /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking.
+  [[nodiscard]] virtual FileReading contentsAtPath(const std::string& path) = 0;
+
+  /// Makes the folder and every missing one above it. A folder that is there already is success.
+  [[nodiscard]] virtual FileStatus createDirectoryAtPath(const std::string& path) = 0;
+
+  /// Copies one regular file with its mode and dates to a path where nothing exists; the copy appears whole or not at
+  /// all, and is on the disk when this returns.
+  [[nodiscard]] virtual FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) = 0;
+
+  /// Removes a file or an empty folder; a symbolic link itself, not what it leads to.
+  [[nodiscard]] virtual FileStatus removeItemAtPath(const std::string& path) = 0;
+
+  /// Puts `data` into the file at `path`, making it if need be. Whole or nothing: at any instant the path holds all
+  /// old or all new bytes, wherever the file system lets a new file take the old one's place. Keeps mode, owner,
+  /// extended attributes and access lists, writes through symbolic links to the file itself, does not break hard
+  /// links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not write, on a full
+  /// disk and on any input or output error. When it returns success the bytes are on the disk, and a later change of
+  /// the file carries another date.
+  [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path) = 0;
+
+  /// Whether replaceItem() exists here. Where it does not, exchangeItems() is the way.
+  [[nodiscard]] virtual bool offersReplaceItem() = 0;
+
+  /// The item at `replacement` takes the place of the one at `target` in one step; on success nothing is left at
+  /// `replacement`. May throw PlatformException.
+  [[nodiscard]] virtual FileReplacement replaceItem(const std::string& target, const std::string& replacement) = 0;
+
+  /// Renames; fails when something exists at `target`. May throw PlatformException.
+  [[nodiscard]] virtual FileStatus moveItem(const std::string& source, const std::string& target) = 0;
+
+  /// Exchanges what two paths name, in one step.
+  [[nodiscard]] virtual FileStatus exchangeItems(const std::string& first, const std::string& second) = 0;
+
+  /// A leading "~" or "~user" becomes that user's home folder; an unknown user leaves the text as it is. A path that
+  /// was expanded, or that begins with a tilde, loses one trailing slash; any other path is returned untouched.
+  [[nodiscard]] virtual std::string stringByExpandingTildeInPath(const std::string& path) = 0;
+};
+
+}  // namespace tarvel

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarvel {
+
+/// The path less its last component: "/a/b/" gives "/a", "/a" gives "/", "/" gives "/", "a" gives "".
+/// Repeated slashes count as one.
+[[nodiscard]] inline std::string deletingLastPathComponent(std::string_view path) {
+  std::string clean;
+  for (const char c : path) {
+    if (c != '/' || clean.empty() || clean.back() != '/') clean.push_back(c);
+  }
+  if (clean.size() > 1 && clean.back() == '/') clean.pop_back();
+  const std::size_t slash = clean.rfind('/');
+  if (slash == std::string::npos) return {};
+  clean.resize(slash == 0 ? 1 : slash);
+  return clean;
+}
+
+}  // namespace tarvel
