@@ -1,0 +1,211 @@
+#include "platform/plist/binary_writer.h"
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/plist/object_numbering.h"
+#include "platform/plist/tree_storage.h"
+#include "platform/plist/writable_check.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr char kHeader[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+constexpr std::size_t kTrailerSize = 32;
+constexpr std::size_t kChunkSize = std::size_t{1} << 18;
+
+/// The fewest of 1, 2, 4 or 8 bytes that hold `value`.
+std::size_t widthFor(std::uint64_t value) {
+  return value <= 0xFF ? 1 : value <= 0xFFFF ? 2 : value <= 0xFFFF'FFFF ? 4 : 8;
+}
+
+/// Collects the output: pieces of memory that lives elsewhere, and bytes of its own.
+class PieceCollector {
+ public:
+  explicit PieceCollector(DataPieces& data) : pieces_(data.pieces), owners_(data.owners) {}
+
+  [[nodiscard]] std::uint64_t size() const { return size_; }
+
+  void refer(std::span<const std::uint8_t> bytes) {
+    size_ += bytes.size();
+    if (!pieces_.empty() && pieces_.back().data() + pieces_.back().size() == bytes.data()) {
+      pieces_.back() = {pieces_.back().data(), pieces_.back().size() + bytes.size()};
+    } else {
+      pieces_.push_back(bytes);
+    }
+  }
+
+  /// Room for up to `size` bytes of output, of which commit() takes the first ones.
+  [[nodiscard]] std::uint8_t* reserve(std::size_t size) {
+    if (size > left_) {
+      const std::size_t chunk = std::max(size, kChunkSize);
+      std::shared_ptr<std::uint8_t[]> bytes = std::make_shared_for_overwrite<std::uint8_t[]>(chunk);
+      next_ = bytes.get();
+      left_ = chunk;
+      owners_.push_back(std::move(bytes));
+    }
+    return next_;
+  }
+  void commit(std::size_t size) {
+    refer({next_, size});
+    next_ += size;
+    left_ -= size;
+  }
+
+ private:
+  std::vector<std::span<const std::uint8_t>>& pieces_;
+  std::vector<std::shared_ptr<const void>>& owners_;
+  std::uint64_t size_ = 0;
+  std::uint8_t* next_ = nullptr;
+  std::size_t left_ = 0;
+};
+
+class BinaryWriter {
+ public:
+  BinaryWriter(PropertyListAccess::Storage& storage, const ObjectNumbering& numbering, DataPieces& data)
+      : storage_(storage),
+        numbering_(numbering),
+        output_(data),
+        referenceWidth_(widthFor(numbering.objects().size())) {}
+
+  void write();
+
+ private:
+  void writeObjects();
+  void writeContainer(std::uint32_t number, const Container& container);
+  [[nodiscard]] bool staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) const;
+  [[nodiscard]] bool refersTo(const std::uint8_t* references, std::span<const Slot> slots) const;
+  [[nodiscard]] std::span<const Slot> keysOf(const Container& container) const;
+  std::uint8_t* putReferences(std::uint8_t* out, std::span<const Slot> slots) const;
+  void writeTable(const std::vector<std::uint64_t>& offsets, std::size_t width);
+  void writeTrailer(std::size_t offsetWidth, std::uint64_t table);
+
+  PropertyListAccess::Storage& storage_;
+  const ObjectNumbering& numbering_;
+  PieceCollector output_;
+  std::size_t referenceWidth_;
+  std::vector<std::uint64_t> offsets_;
+};
+
+std::uint8_t kindOf(const Container& container) {
+  if (container.isDictionary()) return kDictionaryMarker;
+  return container.shape == kSetShape ? kSetMarker : kArrayMarker;
+}
+
+void BinaryWriter::write() {
+  std::copy_n(kHeader, sizeof kHeader, output_.reserve(sizeof kHeader));
+  output_.commit(sizeof kHeader);
+  writeObjects();
+  const std::uint64_t table = output_.size();
+  const std::size_t width = widthFor(table);
+  writeTable(offsets_, width);
+  writeTrailer(width, table);
+}
+
+void BinaryWriter::writeObjects() {
+  const auto& objects = numbering_.objects();
+  offsets_.reserve(objects.size());
+  for (std::uint32_t number = 0; number < objects.size(); ++number) {
+    offsets_.push_back(output_.size());
+    const Slot slot = objects[number];
+    if (isContainerSlot(slot)) {
+      writeContainer(number, storage_.containers[slotIndex(slot)]);
+    } else {
+      output_.refer(storage_.encoded(slot));
+    }
+  }
+}
+
+void BinaryWriter::writeContainer(std::uint32_t number, const Container& container) {
+  std::size_t length = 0;
+  if (staysAsItIs(number, container, length)) {
+    output_.refer({storage_.source.object(number), length});
+    return;
+  }
+  const std::size_t entries = std::size_t{container.count} * (container.isDictionary() ? 2 : 1);
+  std::uint8_t* start = output_.reserve(kLongestHeader + entries * referenceWidth_);
+  std::uint8_t* out = start + encodeCountedHeader(kindOf(container), container.count, start);
+  out = putReferences(out, keysOf(container));
+  out = putReferences(out, {container.slots, container.count});
+  output_.commit(static_cast<std::size_t>(out - start));
+}
+
+/// Whether the source's object of this number says just what is to be written; its length then.
+bool BinaryWriter::staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) const {
+  if (container.origin != number || storage_.source.referenceWidth != referenceWidth_) return false;
+  const std::uint8_t* object = storage_.source.object(number);
+  const CountedContents counted = countedContents(object);
+  if (counted.count != container.count) return false;
+  const std::span<const Slot> keys = keysOf(container);
+  const std::uint8_t* values = counted.contents + keys.size() * referenceWidth_;
+  const std::uint8_t* end = values + container.count * referenceWidth_;
+  length = static_cast<std::size_t>(end - object);
+  return refersTo(counted.contents, keys) && refersTo(values, {container.slots, container.count});
+}
+
+bool BinaryWriter::refersTo(const std::uint8_t* references, std::span<const Slot> slots) const {
+  const std::size_t width = referenceWidth_;
+  for (std::size_t i = 0; i < slots.size(); ++i, references += width) {
+    if (readUnsigned(references, width) != numbering_.numberOf(slots[i])) return false;
+  }
+  return true;
+}
+
+std::span<const Slot> BinaryWriter::keysOf(const Container& container) const {
+  if (!container.isDictionary()) return {};
+  return storage_.shapes[container.shape].keys;
+}
+
+std::uint8_t* BinaryWriter::putReferences(std::uint8_t* out, std::span<const Slot> slots) const {
+  for (const Slot slot : slots) {
+    writeBigEndian(numbering_.numberOf(slot), referenceWidth_, out);
+    out += referenceWidth_;
+  }
+  return out;
+}
+
+void BinaryWriter::writeTable(const std::vector<std::uint64_t>& offsets, std::size_t width) {
+  std::uint8_t* const start = output_.reserve(offsets.size() * width);
+  std::uint8_t* out = start;
+  for (const std::uint64_t offset : offsets) {
+    writeBigEndian(offset, width, out);
+    out += width;
+  }
+  output_.commit(static_cast<std::size_t>(out - start));
+}
+
+void BinaryWriter::writeTrailer(std::size_t offsetWidth, std::uint64_t table) {
+  std::uint8_t* trailer = output_.reserve(kTrailerSize);
+  std::fill_n(trailer, kTrailerSize, std::uint8_t{0});
+  trailer[6] = static_cast<std::uint8_t>(offsetWidth);
+  trailer[7] = static_cast<std::uint8_t>(referenceWidth_);
+  writeBigEndian(numbering_.objects().size(), 8, trailer + 8);
+  // Bytes 16 to 23 are the number of the top object, which is 0.
+  writeBigEndian(table, 8, trailer + 24);
+  output_.commit(kTrailerSize);
+}
+
+}  // namespace
+
+PropertyListWriting writeBinary(const PropertyList& list) {
+  PropertyListWriting writing;
+  auto& storage = PropertyListAccess::storage(*list.tree);
+  constexpr auto kFormat = static_cast<std::uint32_t>(PropertyListFormat::kBinary);
+  if (storage.holdsUnwritable) {
+    writing.error = findUnwritable(list.root, kFormat);
+    if (writing.error) return writing;
+  }
+  ObjectNumbering numbering(storage);
+  if (!numbering.number(PropertyListAccess::slot(list.root))) {
+    writing.error = findUnwritable(list.root, kFormat);
+    return writing;
+  }
+  BinaryWriter(storage, numbering, writing.data).write();
+  writing.data.owners.push_back(list.tree);
+  return writing;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/plist/tree_storage.h"
+
+namespace tarvel {
+
+/// The keys of one dictionary with the repeated ones left out.
+struct DistinctKeys {
+  std::vector<Slot> keys;             ///< The first of each.
+  std::vector<std::uint32_t> places;  ///< For every key given: which of `keys` it equals.
+
+  [[nodiscard]] bool hadDuplicates() const { return keys.size() != places.size(); }
+};
+
+[[nodiscard]] DistinctKeys distinctKeys(PropertyListAccess::Storage& storage, std::span<const Slot> keys);
+
+}  // namespace tarvel

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tarvel {
+
+/// Whether every byte is below 0x80.
+[[nodiscard]] bool isAscii(std::span<const std::uint8_t> bytes);
+
+/// Appends big-endian UTF-16 as UTF-8; a surrogate without its partner becomes its three bytes of its own.
+/// An odd last byte is left out.
+void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text);
+
+/// Appends UTF-8 (lone surrogates as three bytes) as big-endian UTF-16. Two neighbouring three-byte halves of a pair
+/// come out as that pair. Every other malformed byte becomes U+FFFD.
+void appendUtf16FromUtf8(std::string_view text, std::string& utf16);
+
+/// Appends one code point (up to U+10FFFF, surrogates included) as UTF-8.
+void appendUtf8(char32_t codePoint, std::string& text);
+
+}  // namespace tarvel

@@ -1,0 +1,240 @@
+#include "platform/plist/object_numbering.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace tarvel {
+
+namespace {
+
+// While the tree is walked, these stand where numbers will stand.
+constexpr std::uint32_t kUnreached = 0xFFFF'FFFFU;
+constexpr std::uint32_t kOpen = 0xFFFF'FFFEU;
+constexpr std::uint32_t kClosed = 0xFFFF'FFFDU;
+constexpr std::uint32_t kMerged = 0xFFFF'FFFCU;  ///< Written once, with the container or leaf it equals.
+
+/// Leaves by content. Batches of lookups are prefetched: the table is far larger than a cache.
+class LeafTable {
+ public:
+  LeafTable(PropertyListAccess::Storage& storage, std::size_t leaves)
+      : storage_(storage), entries_(std::bit_ceil(std::max<std::size_t>(2 * leaves, 16))), mask_(entries_.size() - 1) {}
+
+  static constexpr std::size_t kBatch = 16;
+
+  /// For up to kBatch leaves: the leaf already known with the same bytes, or the leaf itself.
+  void findOrAdd(std::span<const Slot> leaves, std::array<Slot, kBatch>& known) {
+    std::array<std::uint64_t, kBatch> hashes{};
+    for (std::size_t i = 0; i < leaves.size(); ++i) {
+      const auto bytes = storage_.encoded(leaves[i]);
+      hashes[i] = XXH3_64bits_withSeed(bytes.data(), bytes.size(), storage_.hashSeed);
+      __builtin_prefetch(&entries_[hashes[i] & mask_], 1);
+    }
+    for (std::size_t i = 0; i < leaves.size(); ++i) known[i] = findOrAddOne(leaves[i], hashes[i]);
+  }
+
+ private:
+  struct Entry {
+    std::uint32_t check = 0;
+    Slot leaf = kNoSlot;
+  };
+
+  Slot findOrAddOne(Slot leaf, std::uint64_t hash) {
+    const auto check = static_cast<std::uint32_t>(hash >> 32);
+    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
+      Entry& entry = entries_[at];
+      if (entry.leaf == kNoSlot) {
+        entry = {check, leaf};
+        return leaf;
+      }
+      if (entry.check == check && std::ranges::equal(storage_.encoded(entry.leaf), storage_.encoded(leaf))) {
+        return entry.leaf;
+      }
+    }
+  }
+
+  PropertyListAccess::Storage& storage_;
+  std::vector<Entry> entries_;
+  std::size_t mask_;
+};
+
+}  // namespace
+
+bool ObjectNumbering::number(Slot root) {
+  objects_.assign(storage_.source.objectCount, kNoSlot);
+  madeNumbers_.assign(storage_.made.size(), kUnreached);
+  containerNumbers_.assign(storage_.containers.size(), kUnreached);
+  reachedShapes_.assign(storage_.shapes.size(), false);
+  if (!reach(root)) return false;
+  mergeEqualLeaves();
+  assign(root);
+  return true;
+}
+
+/// Walks the tree: a container before its contents, a dictionary's keys before its values.
+bool ObjectNumbering::reach(Slot root) {
+  if (!isContainerSlot(root)) {
+    reachLeaf(root);
+    return true;
+  }
+  if (!enter(root)) return false;
+  while (!stack_.empty()) {
+    const Slot next = nextContainer(stack_.back());
+    if (next != kNoSlot) {
+      if (!enter(next)) return false;
+      continue;
+    }
+    const std::uint32_t finished = stack_.back().container;
+    stack_.pop_back();
+    leave(finished);
+  }
+  return true;
+}
+
+/// Goes on in a container up to the next container in it, past the leaves; kNoSlot at the end.
+Slot ObjectNumbering::nextContainer(Visit& visit) {
+  const Container& container = storage_.containers[visit.container];
+  while (visit.next < container.count) {
+    const Slot slot = container.slots[visit.next++];
+    if (isContainerSlot(slot)) return slot;
+    reachLeaf(slot);
+  }
+  return kNoSlot;
+}
+
+bool ObjectNumbering::enter(Slot slot) {
+  const std::uint32_t index = slotIndex(slot);
+  if (containerNumbers_[index] != kUnreached) return containerNumbers_[index] != kOpen;
+  containerNumbers_[index] = kOpen;
+  const Container& container = storage_.containers[index];
+  if (container.origin != kNoOrigin && objects_[container.origin] == kNoSlot) {
+    objects_[container.origin] = slot;
+  } else {
+    newcomers_.push_back(slot);
+  }
+  if (container.isDictionary() && !reachedShapes_[container.shape]) reachKeys(container.shape);
+  stack_.push_back({index, 0});
+  return true;
+}
+
+/// A container that the source file refers to from several places was unfolded; copies that stayed alike become one
+/// object again.
+void ObjectNumbering::leave(std::uint32_t index) {
+  containerNumbers_[index] = kClosed;
+  if (!storage_.unfoldedShared) return;
+  const Container& container = storage_.containers[index];
+  if (container.origin == kNoOrigin) return;
+  const Slot keeper = objects_[container.origin];
+  if (!isContainerSlot(keeper) || slotIndex(keeper) == index) return;
+  if (containerNumbers_[slotIndex(keeper)] != kClosed) return;
+  if (!isCopyOf(container, storage_.containers[slotIndex(keeper)])) return;
+  containerNumbers_[index] = kMerged;
+  duplicates_.push_back({kContainerTag | index, keeper});
+}
+
+bool ObjectNumbering::isCopyOf(const Container& container, const Container& original) const {
+  if (container.shape != original.shape || container.count != original.count) return false;
+  return std::equal(container.slots, container.slots + container.count, original.slots, [this](Slot a, Slot b) {
+    if (a == b) return true;
+    if (!isContainerSlot(a) || !isContainerSlot(b)) return false;
+    if (containerNumbers_[slotIndex(a)] != kMerged) return false;
+    return objects_[storage_.containers[slotIndex(a)].origin] == b;
+  });
+}
+
+void ObjectNumbering::reachLeaf(Slot leaf) {
+  if (slotTag(leaf) == kSourceTag) {
+    if (objects_[leaf] == kNoSlot) ++leafCount_;
+    objects_[leaf] = leaf;
+    return;
+  }
+  std::uint32_t& number = madeNumbers_[slotIndex(leaf)];
+  if (number != kUnreached) return;
+  number = kClosed;
+  ++leafCount_;
+  newcomers_.push_back(leaf);
+}
+
+void ObjectNumbering::reachKeys(std::uint32_t shape) {
+  reachedShapes_[shape] = true;
+  for (const Slot key : storage_.shapes[shape].keys) reachLeaf(key);
+}
+
+/// Of equal leaves one is written: of the source's the one with the lowest number, else the one met first.
+void ObjectNumbering::mergeEqualLeaves() {
+  LeafTable table(storage_, leafCount_);
+  std::array<Slot, LeafTable::kBatch> batch{};
+  std::array<Slot, LeafTable::kBatch> known{};
+  std::size_t filled = 0;
+  const auto flush = [&] {
+    table.findOrAdd({batch.data(), filled}, known);
+    for (std::size_t i = 0; i < filled; ++i) {
+      if (known[i] != batch[i]) duplicates_.push_back({batch[i], known[i]});
+    }
+    filled = 0;
+  };
+  const auto add = [&](Slot slot) {
+    batch[filled++] = slot;
+    if (filled == batch.size()) flush();
+  };
+  for (const Slot slot : objects_) {
+    if (slot != kNoSlot && !isContainerSlot(slot)) add(slot);
+  }
+  for (const Slot slot : newcomers_) {
+    if (!isContainerSlot(slot)) add(slot);
+  }
+  flush();
+  for (const Duplicate& duplicate : duplicates_) {
+    if (slotTag(duplicate.leaf) == kSourceTag) objects_[duplicate.leaf] = kNoSlot;
+    if (slotTag(duplicate.leaf) == kMadeTag) madeNumbers_[slotIndex(duplicate.leaf)] = kMerged;
+  }
+}
+
+void ObjectNumbering::setNumber(Slot slot, std::uint32_t number) {
+  switch (slotTag(slot)) {
+    case kSourceTag:
+      sourceNumbers_[slot] = number;
+      break;
+    case kMadeTag:
+      madeNumbers_[slotIndex(slot)] = number;
+      break;
+    default:
+      containerNumbers_[slotIndex(slot)] = number;
+  }
+}
+
+/// Numbers run from 0 without a gap. What came from the source keeps its number where that exists still; the rest
+/// fills the gaps in the order met, and then those of the source whose numbers are past the end.
+void ObjectNumbering::assign(Slot root) {
+  std::erase_if(newcomers_, [this](Slot slot) {
+    return slotTag(slot) == kMadeTag ? madeNumbers_[slotIndex(slot)] == kMerged
+                                     : containerNumbers_[slotIndex(slot)] == kMerged;
+  });
+  // The top object is number 0, whatever number it had.
+  const auto rootPlace = std::ranges::find(objects_, root);
+  if (rootPlace != objects_.end() && rootPlace != objects_.begin()) {
+    std::swap(*rootPlace, objects_.front());
+  } else if (rootPlace == objects_.end() && !objects_.empty()) {
+    if (objects_.front() != kNoSlot) newcomers_.push_back(objects_.front());
+    objects_.front() = root;
+    std::erase(newcomers_, root);
+  }
+  const auto kept = std::ranges::count_if(objects_, [](Slot slot) { return slot != kNoSlot; });
+  const std::size_t total = static_cast<std::size_t>(kept) + newcomers_.size();
+  for (std::size_t i = total; i < objects_.size(); ++i) {
+    if (objects_[i] != kNoSlot) newcomers_.push_back(objects_[i]);
+  }
+  objects_.resize(total, kNoSlot);
+  auto newcomer = newcomers_.begin();
+  sourceNumbers_.resize(storage_.source.objectCount);
+  for (std::uint32_t i = 0; i < total; ++i) {
+    if (objects_[i] == kNoSlot) objects_[i] = *newcomer++;
+    setNumber(objects_[i], i);
+  }
+  for (const Duplicate& duplicate : duplicates_) setNumber(duplicate.leaf, numberOf(duplicate.original));
+}
+
+}  // namespace tarvel

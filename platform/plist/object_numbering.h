@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "platform/plist/tree_storage.h"
+
+namespace tarvel {
+
+/// Which value becomes which object of a binary file.
+class ObjectNumbering {
+ public:
+  explicit ObjectNumbering(PropertyListAccess::Storage& storage) : storage_(storage) {}
+
+  /// Numbers everything reachable from `root`, which gets 0. False when a container contains itself.
+  [[nodiscard]] bool number(Slot root);
+
+  /// Object number to slot, for every object of the file.
+  [[nodiscard]] const std::vector<Slot>& objects() const { return objects_; }
+  [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
+    switch (slotTag(slot)) {
+      case kSourceTag:
+        return sourceNumbers_[slot];
+      case kMadeTag:
+        return madeNumbers_[slotIndex(slot)];
+      default:
+        return containerNumbers_[slotIndex(slot)];
+    }
+  }
+
+ private:
+  struct Visit {
+    std::uint32_t container;
+    std::uint32_t next;
+  };
+  struct Duplicate {
+    Slot leaf;
+    Slot original;
+  };
+
+  [[nodiscard]] bool reach(Slot root);
+  [[nodiscard]] Slot nextContainer(Visit& visit);
+  [[nodiscard]] bool enter(Slot container);
+  void leave(std::uint32_t container);
+  void reachLeaf(Slot leaf);
+  void reachKeys(std::uint32_t shape);
+  [[nodiscard]] bool isCopyOf(const Container& container, const Container& original) const;
+
+  void mergeEqualLeaves();
+  void assign(Slot root);
+  void setNumber(Slot slot, std::uint32_t number);
+
+  PropertyListAccess::Storage& storage_;
+  std::vector<Visit> stack_;
+  /// By source object: the slot that keeps that object's number, kNoSlot for none. Later: by final number.
+  std::vector<Slot> objects_;
+  /// What has no number to keep, in the order met.
+  std::vector<Slot> newcomers_;
+  std::vector<Duplicate> duplicates_;
+  std::vector<bool> reachedShapes_;
+  std::uint32_t leafCount_ = 0;
+
+  std::vector<std::uint32_t> sourceNumbers_;
+  std::vector<std::uint32_t> madeNumbers_;
+  std::vector<std::uint32_t> containerNumbers_;
+};
+
+}  // namespace tarvel

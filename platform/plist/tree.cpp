@@ -1,0 +1,356 @@
+// The handles of property_list.h over the storage of tree_storage.h.
+
+#include <algorithm>
+#include <bit>
+#include <cassert>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "platform/plist/distinct_keys.h"
+#include "platform/plist/tree_storage.h"
+#include "platform/property_list.h"
+
+namespace tarvel {
+
+namespace {
+
+using Access = PropertyListAccess;
+
+constexpr std::uint32_t kFirstGrowth = 4;
+
+PropertyListType leafType(std::uint8_t marker) {
+  switch (markerKind(marker)) {
+    case kIntegerMarker:
+      return PropertyListType::kInteger;
+    case markerKind(kSingleRealMarker):
+      return PropertyListType::kReal;
+    case markerKind(kDateMarker):
+      return PropertyListType::kDate;
+    case kDataMarker:
+      return PropertyListType::kData;
+    case kAsciiMarker:
+    case kUtf16Marker:
+      return PropertyListType::kString;
+    case kUidMarker:
+      return PropertyListType::kUid;
+    default:
+      return marker == kNullMarker ? PropertyListType::kNull : PropertyListType::kBoolean;
+  }
+}
+
+/// The leaf's encoding when the value is a leaf of this type, else null.
+const std::uint8_t* leafOfType(const PropertyListValue& value, PropertyListType type) {
+  if (!value || isContainerSlot(Access::slot(value))) return nullptr;
+  const std::uint8_t* object = Access::storage(value).leaf(Access::slot(value));
+  return leafType(*object) == type ? object : nullptr;
+}
+
+std::size_t payloadWidth(const std::uint8_t* object) { return std::size_t{1} << (*object & 0x0FU); }
+
+double readDouble(const std::uint8_t* at) { return std::bit_cast<double>(loadBigEndian<std::uint64_t>(at)); }
+
+std::uint32_t slotCount(std::size_t count) {
+  if (count > kMaxSlotIndex) throw std::bad_alloc();
+  return static_cast<std::uint32_t>(count);
+}
+
+}  // namespace
+
+PropertyListTree::PropertyListTree() : storage_(std::make_unique<Storage>()) {}
+PropertyListTree::~PropertyListTree() = default;
+
+// Values
+
+PropertyListType PropertyListValue::type() const {
+  if (tree_ == nullptr) return PropertyListType::kAbsent;
+  if (!isContainerSlot(slot_)) return leafType(*Access::storage(*this).leaf(slot_));
+  const Container& container = Access::container(*this);
+  if (container.isDictionary()) return PropertyListType::kDictionary;
+  return container.shape == kSetShape ? PropertyListType::kSet : PropertyListType::kArray;
+}
+
+std::optional<bool> PropertyListValue::boolean() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kBoolean);
+  if (object == nullptr) return std::nullopt;
+  return *object == kTrueMarker;
+}
+
+std::optional<std::int64_t> PropertyListValue::integer() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kInteger);
+  if (object == nullptr) return std::nullopt;
+  return static_cast<std::int64_t>(readUnsigned(object + 1, payloadWidth(object)));
+}
+
+bool PropertyListValue::isUnsigned() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kInteger);
+  return object != nullptr && payloadWidth(object) == 16;
+}
+
+std::size_t PropertyListValue::numberWidth() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kInteger);
+  if (object == nullptr) object = leafOfType(*this, PropertyListType::kReal);
+  return object == nullptr ? 0 : payloadWidth(object);
+}
+
+std::optional<double> PropertyListValue::real() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kReal);
+  if (object == nullptr) return std::nullopt;
+  if (*object == kSingleRealMarker) return std::bit_cast<float>(loadBigEndian<std::uint32_t>(object + 1));
+  return readDouble(object + 1);
+}
+
+std::optional<double> PropertyListValue::date() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kDate);
+  if (object == nullptr) return std::nullopt;
+  return readDouble(object + 1);
+}
+
+std::optional<std::span<const std::uint8_t>> PropertyListValue::data() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kData);
+  if (object == nullptr) return std::nullopt;
+  return leafBytes(object);
+}
+
+std::optional<std::string_view> PropertyListValue::string() const {
+  if (tree_ == nullptr || isContainerSlot(slot_)) return std::nullopt;
+  const std::string_view text = Access::storage(*this).text(slot_);
+  if (text.data() == nullptr) return std::nullopt;
+  return text;
+}
+
+std::optional<std::uint32_t> PropertyListValue::uid() const {
+  const std::uint8_t* object = leafOfType(*this, PropertyListType::kUid);
+  if (object == nullptr) return std::nullopt;
+  return static_cast<std::uint32_t>(readBigEndian(object + 1, (*object & 0x0FU) + std::size_t{1}));
+}
+
+PropertyListArray PropertyListValue::array() const {
+  if (tree_ == nullptr || !isContainerSlot(slot_) || Access::container(*this).shape != kArrayShape) return {};
+  return Access::array(*this);
+}
+
+PropertyListArray PropertyListValue::set() const {
+  if (tree_ == nullptr || !isContainerSlot(slot_) || Access::container(*this).shape != kSetShape) return {};
+  return Access::array(*this);
+}
+
+PropertyListDictionary PropertyListValue::dictionary() const {
+  if (tree_ == nullptr || !isContainerSlot(slot_) || !Access::container(*this).isDictionary()) return {};
+  return Access::dictionary(*this);
+}
+
+// Arrays
+
+std::size_t PropertyListArray::size() const { return value_ ? Access::container(value_).count : 0; }
+
+PropertyListValue PropertyListArray::at(std::size_t index) const {
+  const Container& container = Access::container(value_);
+  assert(index < container.count);
+  return Access::value(value_.tree(), container.slots[index]);
+}
+
+void PropertyListArray::append(PropertyListValue value) const {
+  assert(value.tree() == value_.tree());
+  Container& container = Access::container(value_);
+  if (container.count == container.capacity) {
+    const std::size_t wanted = std::size_t{container.capacity} * 2;
+    Access::storage(value_).grow(container, slotCount(std::max<std::size_t>(kFirstGrowth, wanted)));
+  }
+  container.slots[container.count++] = Access::slot(value);
+}
+
+void PropertyListArray::replace(std::size_t index, PropertyListValue value) const {
+  assert(value.tree() == value_.tree());
+  Container& container = Access::container(value_);
+  assert(index < container.count);
+  container.slots[index] = Access::slot(value);
+}
+
+void PropertyListArray::retainBackwards(const std::function<bool(PropertyListValue)>& keep) const {
+  if (!value_) return;
+  Container& container = Access::container(value_);
+  // Kept elements gather at the far end, over elements already visited; one move at the end closes the gap.
+  std::uint32_t firstKept = container.count;
+  for (std::uint32_t i = container.count; i-- > 0;) {
+    const Slot slot = container.slots[i];
+    if (keep(Access::value(value_.tree(), slot))) container.slots[--firstKept] = slot;
+  }
+  container.count -= firstKept;
+  std::memmove(container.slots, container.slots + firstKept, container.count * sizeof(Slot));
+}
+
+PropertyListArray PropertyListArray::makeSuccessor(std::size_t capacity) const {
+  Access::Storage& storage = Access::storage(value_);
+  const std::uint32_t origin = Access::container(value_).origin;
+  const Slot slot = kContainerTag | storage.addContainer(kArrayShape, slotCount(capacity), origin);
+  return Access::array(Access::value(value_.tree(), slot));
+}
+
+// Dictionaries
+
+std::size_t PropertyListDictionary::size() const { return value_ ? Access::container(value_).count : 0; }
+
+PropertyListValue PropertyListDictionary::keyAt(std::size_t index) const {
+  const Container& container = Access::container(value_);
+  assert(index < container.count);
+  return Access::value(value_.tree(), Access::storage(value_).shapes[container.shape].keys[index]);
+}
+
+PropertyListValue PropertyListDictionary::valueAt(std::size_t index) const {
+  const Container& container = Access::container(value_);
+  assert(index < container.count);
+  return Access::value(value_.tree(), container.slots[index]);
+}
+
+PropertyListValue PropertyListDictionary::get(const PropertyListKey& key) const {
+  if (!value_) return {};
+  const Container& container = Access::container(value_);
+  const std::uint32_t place = Access::storage(value_).shapes[container.shape].find(key);
+  if (place == container.count) return {};
+  return Access::value(value_.tree(), container.slots[place]);
+}
+
+std::optional<std::string_view> PropertyListDictionary::string(const PropertyListKey& key) const {
+  return get(key).string();
+}
+
+PropertyListArray PropertyListDictionary::array(const PropertyListKey& key) const { return get(key).array(); }
+
+PropertyListDictionary PropertyListDictionary::dictionary(const PropertyListKey& key) const {
+  return get(key).dictionary();
+}
+
+void PropertyListDictionary::set(const PropertyListKey& key, PropertyListValue value) const {
+  assert(value.tree() == value_.tree());
+  Access::Storage& storage = Access::storage(value_);
+  Container& container = Access::container(value_);
+  const std::uint32_t place = storage.shapes[container.shape].find(key);
+  if (place == container.count) {
+    std::vector<Slot> keys = storage.shapes[container.shape].keys;
+    keys.push_back(storage.addString(key.text()));
+    container.shape = storage.shapeFor(keys);
+    if (container.count == container.capacity) storage.grow(container, slotCount(std::size_t{container.count} + 1));
+    ++container.count;
+  }
+  container.slots[place] = Access::slot(value);
+}
+
+void PropertyListDictionary::setString(const PropertyListKey& key, std::string_view text) const {
+  if (string(key) == text) return;
+  set(key, value_.tree()->makeString(text));
+}
+
+void PropertyListDictionary::remove(const PropertyListKey& key) const {
+  if (!value_) return;
+  Access::Storage& storage = Access::storage(value_);
+  Container& container = Access::container(value_);
+  const std::uint32_t place = storage.shapes[container.shape].find(key);
+  if (place == container.count) return;
+  std::vector<Slot> keys = storage.shapes[container.shape].keys;
+  keys.erase(keys.begin() + place);
+  container.shape = storage.shapeFor(keys);
+  --container.count;
+  std::memmove(container.slots + place, container.slots + place + 1, (container.count - place) * sizeof(Slot));
+}
+
+PropertyListDictionary PropertyListDictionary::shallowCopy() const {
+  if (!value_) return {};
+  Access::Storage& storage = Access::storage(value_);
+  const Container original = Access::container(value_);
+  const std::uint32_t index = storage.addContainer(original.shape, original.count, original.origin);
+  Container& copy = storage.containers[index];
+  copy.count = original.count;
+  std::copy_n(original.slots, original.count, copy.slots);
+  return Access::dictionary(Access::value(value_.tree(), kContainerTag | index));
+}
+
+// Making
+
+PropertyListValue PropertyListTree::makeNull() {
+  static constexpr std::uint8_t kObject = kNullMarker;
+  storage_->holdsUnwritable = true;
+  return Access::value(this, storage_->addLeaf(&kObject, {}));
+}
+
+PropertyListValue PropertyListTree::makeBoolean(bool value) {
+  static constexpr std::uint8_t kObjects[] = {kFalseMarker, kTrueMarker};
+  return Access::value(this, storage_->addLeaf(&kObjects[value ? 1 : 0], {}));
+}
+
+PropertyListValue PropertyListTree::makeInteger(std::int64_t value) {
+  const auto bits = static_cast<std::uint64_t>(value);
+  // Only the 8-byte form is signed.
+  const unsigned power = value < 0 ? 3 : bits <= 0xFF ? 0 : bits <= 0xFFFF ? 1 : bits <= 0xFFFF'FFFF ? 2 : 3;
+  return Access::value(this, storage_->addNumber(kIntegerMarker | power, bits, std::size_t{1} << power));
+}
+
+PropertyListValue PropertyListTree::makeUnsigned(std::uint64_t value) {
+  if (value > INT64_MAX) return makeWideInteger(0, value);
+  return makeInteger(static_cast<std::int64_t>(value));
+}
+
+PropertyListValue PropertyListTree::makeWideInteger(std::uint64_t high, std::uint64_t low) {
+  std::uint8_t payload[16];
+  writeBigEndian(high, 8, payload);
+  writeBigEndian(low, 8, payload + 8);
+  return Access::value(this, storage_->addLeafBytes(kIntegerMarker | 4, payload));
+}
+
+PropertyListValue PropertyListTree::makeReal(double value) {
+  return Access::value(this, storage_->addNumber(kDoubleRealMarker, std::bit_cast<std::uint64_t>(value), 8));
+}
+
+PropertyListValue PropertyListTree::makeSingleReal(float value) {
+  return Access::value(this, storage_->addNumber(kSingleRealMarker, std::bit_cast<std::uint32_t>(value), 4));
+}
+
+PropertyListValue PropertyListTree::makeDate(double value) {
+  return Access::value(this, storage_->addNumber(kDateMarker, std::bit_cast<std::uint64_t>(value), 8));
+}
+
+PropertyListValue PropertyListTree::makeData(std::span<const std::uint8_t> bytes) {
+  return Access::value(this, storage_->addCounted(kDataMarker, bytes.size(), bytes));
+}
+
+PropertyListValue PropertyListTree::makeString(std::string_view text) {
+  return Access::value(this, storage_->addString(text));
+}
+
+PropertyListValue PropertyListTree::makeUid(std::uint32_t value) {
+  const unsigned width = value <= 0xFF ? 1 : value <= 0xFFFF ? 2 : 4;
+  return Access::value(this, storage_->addNumber(kUidMarker | (width - 1), value, width));
+}
+
+PropertyListArray PropertyListTree::makeArray(std::size_t capacity) {
+  const Slot slot = kContainerTag | storage_->addContainer(kArrayShape, slotCount(capacity), kNoOrigin);
+  return Access::array(Access::value(this, slot));
+}
+
+PropertyListValue PropertyListTree::makeSet(std::span<const PropertyListValue> elements) {
+  storage_->holdsUnwritable = true;
+  const std::uint32_t index = storage_->addContainer(kSetShape, slotCount(elements.size()), kNoOrigin);
+  const PropertyListValue set = Access::value(this, kContainerTag | index);
+  for (const PropertyListValue& element : elements) set.set().append(element);
+  return set;
+}
+
+PropertyListDictionary PropertyListTree::makeDictionary() { return makeDictionary({}, {}); }
+
+PropertyListDictionary PropertyListTree::makeDictionary(std::span<const PropertyListValue> keys,
+                                                        std::span<const PropertyListValue> values) {
+  assert(keys.size() == values.size());
+  std::vector<Slot> keySlots;
+  keySlots.reserve(keys.size());
+  for (const PropertyListValue& key : keys) keySlots.push_back(Access::slot(key));
+  const DistinctKeys distinct = distinctKeys(*storage_, keySlots);
+  const std::uint32_t shape = storage_->shapeFor(distinct.keys);
+  const std::uint32_t index = storage_->addContainer(shape, slotCount(distinct.keys.size()), kNoOrigin);
+  Container& container = storage_->containers[index];
+  container.count = container.capacity;
+  for (std::size_t i = 0; i < values.size(); ++i) container.slots[distinct.places[i]] = Access::slot(values[i]);
+  return Access::dictionary(Access::value(this, kContainerTag | index));
+}
+
+}  // namespace tarvel

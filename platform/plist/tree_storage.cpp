@@ -1,0 +1,187 @@
+#include "platform/plist/tree_storage.h"
+
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <random>
+
+#include "platform/plist/generalised_text.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::size_t kArenaBlock = std::size_t{1} << 18;
+
+std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};  // NOLINT: chars read as bytes
+}
+
+std::string_view textOf(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
+}
+
+}  // namespace
+
+PropertyListTree::Storage::Storage() : hashSeed(std::uint64_t{std::random_device()()} << 32 | std::random_device()()) {}
+
+std::uint8_t* BumpArena::take(Region& region, std::size_t size) {
+  if (size > region.left) {
+    if (size >= kArenaBlock / 4) {
+      return blocks_.emplace_back(std::make_unique_for_overwrite<std::uint8_t[]>(size)).get();
+    }
+    region.next = blocks_.emplace_back(std::make_unique_for_overwrite<std::uint8_t[]>(kArenaBlock)).get();
+    region.left = kArenaBlock;
+  }
+  std::uint8_t* taken = region.next;
+  region.next += size;
+  region.left -= size;
+  return taken;
+}
+
+std::uint8_t* BumpArena::bytes(std::size_t size) { return take(byteRegion_, size); }
+
+Slot* BumpArena::slots(std::size_t count) {
+  // Blocks come aligned for any type, and this region is only ever cut into whole slots.
+  return reinterpret_cast<Slot*>(take(slotRegion_, count * sizeof(Slot)));  // NOLINT
+}
+
+std::uint32_t ContainerTable::add() {
+  if (size_ > kMaxSlotIndex) throw std::bad_alloc();
+  if ((size_ >> kBlockBits) == blocks_.size()) blocks_.push_back(std::make_unique<Container[]>(kBlockSize));
+  return size_++;
+}
+
+std::uint32_t Shape::find(const PropertyListKey& key) const {
+  const std::uint32_t count = size();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    if (hashes[i] == key.hash() && texts[i] == key.text() && texts[i].data() != nullptr) return i;
+  }
+  return count;
+}
+
+std::string_view PropertyListTree::Storage::text(Slot slot) {
+  if (slotTag(slot) == kMadeTag) return made[slotIndex(slot)].text;
+  const std::uint8_t* object = source.object(slot);
+  if (markerKind(*object) == kAsciiMarker) return textOf(leafBytes(object));
+  if (markerKind(*object) != kUtf16Marker) return {};
+  if (decoded.empty()) decoded.resize(source.objectCount);
+  if (decoded[slot] == 0) {
+    std::string utf8;
+    appendUtf8FromUtf16(leafBytes(object), utf8);
+    std::uint8_t* kept = arena.bytes(utf8.size());
+    std::memcpy(kept, utf8.data(), utf8.size());
+    decoded[slot] = slotIndex(addLeaf(object, textOf({kept, utf8.size()}))) + 1;
+  }
+  return made[decoded[slot] - 1].text;
+}
+
+Slot PropertyListTree::Storage::addLeaf(const std::uint8_t* object, std::string_view text) {
+  if (made.size() > kMaxSlotIndex) throw std::bad_alloc();
+  made.push_back({object, text});
+  return kMadeTag | static_cast<Slot>(made.size() - 1);
+}
+
+Slot PropertyListTree::Storage::addLeafBytes(std::uint8_t marker, std::span<const std::uint8_t> payload) {
+  std::uint8_t* object = arena.bytes(1 + payload.size());
+  *object = marker;
+  if (!payload.empty()) std::memcpy(object + 1, payload.data(), payload.size());
+  return addLeaf(object, {});
+}
+
+Slot PropertyListTree::Storage::addNumber(unsigned marker, std::uint64_t bits, std::size_t width) {
+  std::uint8_t payload[sizeof bits];
+  writeBigEndian(bits, width, payload);
+  return addLeafBytes(static_cast<std::uint8_t>(marker), {payload, width});
+}
+
+Slot PropertyListTree::Storage::addCounted(std::uint8_t kind, std::uint64_t count,
+                                           std::span<const std::uint8_t> contents) {
+  std::uint8_t header[kLongestHeader];
+  const std::size_t headerSize = encodeCountedHeader(kind, count, header);
+  std::uint8_t* object = arena.bytes(headerSize + contents.size());
+  std::memcpy(object, header, headerSize);
+  if (!contents.empty()) std::memcpy(object + headerSize, contents.data(), contents.size());
+  const bool isAsciiText = kind == kAsciiMarker;
+  return addLeaf(object, isAsciiText ? textOf({object + headerSize, contents.size()}) : std::string_view());
+}
+
+Slot PropertyListTree::Storage::addString(std::string_view text) {
+  if (isAscii(bytesOf(text))) return addCounted(kAsciiMarker, text.size(), bytesOf(text));
+  std::string utf16;
+  utf16.reserve(2 * text.size());
+  appendUtf16FromUtf8(text, utf16);
+  const Slot slot = addCounted(kUtf16Marker, utf16.size() / 2, bytesOf(utf16));
+  // Back from UTF-16, so that malformed input reads the same before and after the file is written.
+  std::string utf8;
+  appendUtf8FromUtf16(bytesOf(utf16), utf8);
+  std::uint8_t* kept = arena.bytes(utf8.size());
+  std::memcpy(kept, utf8.data(), utf8.size());
+  made[slotIndex(slot)].text = textOf({kept, utf8.size()});
+  return slot;
+}
+
+std::uint32_t PropertyListTree::Storage::addContainer(std::uint32_t shape, std::uint32_t capacity,
+                                                      std::uint32_t origin) {
+  const std::uint32_t index = containers.add();
+  Container& container = containers[index];
+  container.slots = arena.slots(capacity);
+  container.capacity = capacity;
+  container.shape = shape;
+  container.origin = origin;
+  return index;
+}
+
+void PropertyListTree::Storage::grow(Container& container, std::uint32_t capacity) {
+  Slot* slots = arena.slots(capacity);
+  std::copy_n(container.slots, container.count, slots);
+  container.slots = slots;
+  container.capacity = capacity;
+}
+
+bool PropertyListTree::Storage::sameKey(Slot a, Slot b) {
+  if (a == b) return true;
+  const std::string_view textA = text(a);
+  const std::string_view textB = text(b);
+  if ((textA.data() == nullptr) != (textB.data() == nullptr)) return false;
+  if (textA.data() != nullptr) return textA == textB;
+  return std::ranges::equal(encoded(a), encoded(b));
+}
+
+std::span<const std::uint8_t> PropertyListTree::Storage::keyBytes(Slot key) {
+  const std::string_view keyText = text(key);
+  return keyText.data() != nullptr ? bytesOf(keyText) : encoded(key);
+}
+
+std::uint64_t PropertyListTree::Storage::hashOfKeys(std::span<const Slot> keys) {
+  std::uint64_t hash = hashSeed + keys.size();
+  for (const Slot key : keys) {
+    const auto bytes = keyBytes(key);
+    hash = XXH3_64bits_withSeed(bytes.data(), bytes.size(), hash);
+  }
+  return hash;
+}
+
+std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
+  std::uint64_t hash = hashOfKeys(keys);
+  for (auto found = shapesByHash.find(hash); found != shapesByHash.end(); found = shapesByHash.find(++hash)) {
+    const auto& known = shapes[found->second].keys;
+    if (std::ranges::equal(known, keys, [this](Slot a, Slot b) { return sameKey(a, b); })) return found->second;
+  }
+  Shape shape;
+  shape.keys.assign(keys.begin(), keys.end());
+  for (const Slot key : keys) {
+    const std::string_view keyText = text(key);
+    shape.texts.push_back(keyText);
+    shape.hashes.push_back(PropertyListKey::hashOf(keyText));
+    if (keyText.data() == nullptr) holdsUnwritable = true;
+  }
+  shapes.push_back(std::move(shape));
+  const auto index = static_cast<std::uint32_t>(shapes.size() - 1);
+  shapesByHash.emplace(hash, index);
+  return index;
+}
+
+}  // namespace tarvel

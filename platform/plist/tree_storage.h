@@ -1,0 +1,179 @@
+#pragma once
+
+#include <tsl/robin_map.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/data.h"
+#include "platform/plist/leaf_encoding.h"
+#include "platform/property_list.h"
+
+// How a tree is kept: compact arrays, in which an entry of a container is one 32-bit slot. A slot names an object of the
+// source file by its number, a leaf made later, or a container. Nothing is decoded before somebody asks for it.
+namespace tarvel {
+
+using Slot = std::uint32_t;
+
+inline constexpr Slot kSlotTag = 0xC000'0000U;
+inline constexpr Slot kSourceTag = 0;  ///< A leaf object of the source file, by object number.
+inline constexpr Slot kMadeTag = 0x4000'0000U;
+inline constexpr Slot kContainerTag = 0x8000'0000U;
+inline constexpr Slot kNoSlot = 0xFFFF'FFFFU;
+/// More values than a slot can number are refused by the reader, and cannot be made.
+inline constexpr std::uint32_t kMaxSlotIndex = kMadeTag - 1;
+
+[[nodiscard]] inline Slot slotTag(Slot slot) { return slot & kSlotTag; }
+[[nodiscard]] inline std::uint32_t slotIndex(Slot slot) { return slot & ~kSlotTag; }
+[[nodiscard]] inline bool isContainerSlot(Slot slot) { return slotTag(slot) == kContainerTag; }
+
+inline constexpr std::uint32_t kArrayShape = 0xFFFF'FFFFU;
+inline constexpr std::uint32_t kSetShape = 0xFFFF'FFFEU;
+inline constexpr std::uint32_t kNoOrigin = 0xFFFF'FFFFU;
+
+/// The keys of every dictionary that has just these keys in this order; dictionaries share it and keep only values.
+struct Shape {
+  std::vector<std::uint32_t> hashes;
+  std::vector<Slot> keys;
+  std::vector<std::string_view> texts;  ///< With a null data pointer for a key that is no string.
+
+  [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(keys.size()); }
+  /// The place of `key`, or size().
+  [[nodiscard]] std::uint32_t find(const PropertyListKey& key) const;
+};
+
+struct Container {
+  Slot* slots = nullptr;
+  std::uint32_t count = 0;
+  std::uint32_t capacity = 0;
+  std::uint32_t shape = kArrayShape;  ///< Index into the shapes, or one of the two marks above.
+  std::uint32_t origin = kNoOrigin;   ///< The source object whose place it would keep in a rewritten file.
+
+  [[nodiscard]] bool isDictionary() const { return shape < kSetShape; }
+};
+
+/// A leaf that is no object of the source file, in the binary form's encoding.
+struct MadeLeaf {
+  const std::uint8_t* object;
+  std::string_view text;  ///< Of a string; otherwise with a null data pointer.
+};
+
+/// Memory that is handed out in order and given back all at once.
+class BumpArena {
+ public:
+  [[nodiscard]] std::uint8_t* bytes(std::size_t size);
+  [[nodiscard]] Slot* slots(std::size_t count);
+
+ private:
+  struct Region {
+    std::size_t left = 0;
+    std::uint8_t* next = nullptr;
+  };
+  [[nodiscard]] std::uint8_t* take(Region& region, std::size_t size);
+
+  Region byteRegion_;
+  Region slotRegion_;
+  std::vector<std::unique_ptr<std::uint8_t[]>> blocks_;
+};
+
+/// Containers at addresses that stay.
+class ContainerTable {
+ public:
+  [[nodiscard]] Container& operator[](std::uint32_t index) const {
+    return blocks_[index >> kBlockBits][index & (kBlockSize - 1)];
+  }
+  [[nodiscard]] std::uint32_t size() const { return size_; }
+  [[nodiscard]] std::uint32_t add();
+
+ private:
+  static constexpr std::uint32_t kBlockBits = 12;
+  static constexpr std::uint32_t kBlockSize = 1U << kBlockBits;
+  std::vector<std::unique_ptr<Container[]>> blocks_;
+  std::uint32_t size_ = 0;
+};
+
+/// The binary file a tree was read from. Checked by the reader: every object that a slot names lies in the file.
+struct SourceFile {
+  Data data;
+  const std::uint8_t* offsetTable = nullptr;
+  std::size_t offsetWidth = 0;
+  std::size_t referenceWidth = 0;
+  std::uint32_t objectCount = 0;
+
+  [[nodiscard]] const std::uint8_t* object(std::uint32_t number) const {
+    return data.bytes().data() + readUnsigned(offsetTable + std::size_t{number} * offsetWidth, offsetWidth);
+  }
+};
+
+struct PropertyListTree::Storage {
+  Storage();
+
+  SourceFile source;
+  BumpArena arena;
+  ContainerTable containers;
+  std::vector<MadeLeaf> made;
+  std::vector<Shape> shapes;
+  /// Random, so that nobody can prepare a file whose keys collide.
+  std::uint64_t hashSeed;
+  /// Shapes by a hash of their keys; the chain goes on at the next hash.
+  tsl::robin_map<std::uint64_t, std::uint32_t> shapesByHash;
+  /// By source object: 1 + the made leaf that holds a decoded text, 0 for none yet. Empty until the first.
+  std::vector<std::uint32_t> decoded;
+  /// A container of the source stands in more than one place.
+  bool unfoldedShared = false;
+  /// Something in the tree may not be written: a null, a set or a key that is no string.
+  bool holdsUnwritable = false;
+
+  [[nodiscard]] const std::uint8_t* leaf(Slot slot) const {
+    return slotTag(slot) == kSourceTag ? source.object(slot) : made[slotIndex(slot)].object;
+  }
+  [[nodiscard]] std::span<const std::uint8_t> encoded(Slot slot) const {
+    const std::uint8_t* object = leaf(slot);
+    return {object, leafLength(object)};
+  }
+  /// The text of a string leaf; a null data pointer for any other leaf.
+  [[nodiscard]] std::string_view text(Slot slot);
+
+  [[nodiscard]] Slot addLeaf(const std::uint8_t* object, std::string_view text);
+  [[nodiscard]] Slot addLeafBytes(std::uint8_t marker, std::span<const std::uint8_t> payload);
+  /// A leaf whose payload is the low `width` bytes of `bits`.
+  [[nodiscard]] Slot addNumber(unsigned marker, std::uint64_t bits, std::size_t width);
+  [[nodiscard]] Slot addCounted(std::uint8_t kind, std::uint64_t count, std::span<const std::uint8_t> contents);
+  [[nodiscard]] Slot addString(std::string_view text);
+  [[nodiscard]] std::uint32_t addContainer(std::uint32_t shape, std::uint32_t capacity, std::uint32_t origin);
+  /// Equal as texts, however stored; other keys by their stored bytes.
+  [[nodiscard]] bool sameKey(Slot a, Slot b);
+  /// What a key is hashed by: its text, or its stored bytes.
+  [[nodiscard]] std::span<const std::uint8_t> keyBytes(Slot key);
+  /// The shape with these keys, which are distinct.
+  [[nodiscard]] std::uint32_t shapeFor(std::span<const Slot> keys);
+  void grow(Container& container, std::uint32_t capacity);
+
+ private:
+  [[nodiscard]] std::uint64_t hashOfKeys(std::span<const Slot> keys);
+};
+
+/// The way from handles to storage, for this library alone.
+struct PropertyListAccess {
+  using Storage = PropertyListTree::Storage;
+
+  [[nodiscard]] static Storage& storage(const PropertyListValue& value) { return *value.tree_->storage_; }
+  [[nodiscard]] static Storage& storage(PropertyListTree& tree) { return *tree.storage_; }
+  [[nodiscard]] static Slot slot(const PropertyListValue& value) { return value.slot_; }
+  [[nodiscard]] static PropertyListValue value(PropertyListTree* tree, Slot slot) { return {tree, slot}; }
+  [[nodiscard]] static PropertyListArray array(PropertyListValue value) { return PropertyListArray(value); }
+  [[nodiscard]] static PropertyListDictionary dictionary(PropertyListValue value) {
+    return PropertyListDictionary(value);
+  }
+  /// Of a value that is a container.
+  [[nodiscard]] static Container& container(const PropertyListValue& value) {
+    return storage(value).containers[slotIndex(value.slot_)];
+  }
+};
+
+}  // namespace tarvel
