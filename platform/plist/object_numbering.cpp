@@ -138,11 +138,13 @@ void ObjectNumbering::leave(std::uint32_t index) {
 bool ObjectNumbering::isCopyOf(const Container& container, const Container& original) const {
   if (container.shape != original.shape || container.count != original.count) return false;
   return std::equal(container.slots, container.slots + container.count, original.slots, [this](Slot a, Slot b) {
-    if (a == b) return true;
-    if (!isContainerSlot(a) || !isContainerSlot(b)) return false;
-    if (containerNumbers_[slotIndex(a)] != kMerged) return false;
-    return objects_[storage_.containers[slotIndex(a)].origin] == b;
+    return mergedInto(a) == mergedInto(b);
   });
+}
+
+Slot ObjectNumbering::mergedInto(Slot slot) const {
+  if (!isContainerSlot(slot) || containerNumbers_[slotIndex(slot)] != kMerged) return slot;
+  return objects_[storage_.containers[slotIndex(slot)].origin];
 }
 
 void ObjectNumbering::reachLeaf(Slot leaf) {

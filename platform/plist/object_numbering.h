@@ -46,6 +46,7 @@ class ObjectNumbering {
   void reachLeaf(Slot leaf);
   void reachKeys(std::uint32_t shape);
   [[nodiscard]] bool isCopyOf(const Container& container, const Container& original) const;
+  [[nodiscard]] Slot mergedInto(Slot slot) const;
 
   void mergeEqualLeaves();
   void assign(Slot root);
