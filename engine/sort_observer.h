@@ -1,0 +1,53 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/property_list.h"
+
+namespace tarvel {
+
+/// Why cleaning removed an entry.
+enum class RemovalReason {
+  kEmptyFolder,    ///< A folder that had no children, or lost them all.
+  kNoAddress,      ///< A bookmark without an address, or with one of white space only.
+  kDuplicate,      ///< A bookmark whose address comes again later in the same tree.
+};
+
+/// Is told what a sort does to the tree, in the order it happens. Every method does nothing unless overridden.
+///
+/// The handles belong to the tree being sorted and die with it. During cleaning the array of the folder being cleaned
+/// is in pieces: look at the entry that is handed over, not at its siblings. A sort may read the file more than once;
+/// what was told before the latest attemptBegan() has come to nothing.
+class SortObserver {
+ public:
+  virtual ~SortObserver() = default;
+
+  /// The file was read and checked; `root` is about to be cleaned and ordered.
+  virtual void attemptBegan(PropertyListDictionary root) { (void)root; }
+
+  /// Cleaning goes into a folder, and comes out of it. The roots of the three trees (top level, bar, menu) included:
+  /// each is a stand-in with the children of what it stands for.
+  virtual void folderEntered(PropertyListDictionary folder) { (void)folder; }
+  virtual void folderLeft(PropertyListDictionary folder) { (void)folder; }
+
+  /// `entry` leaves the folder entered last. For a duplicate, the bookmark that stays is the one kept before with the
+  /// same address in the same tree.
+  virtual void entryRemoved(PropertyListDictionary entry, RemovalReason reason) { (void)entry, (void)reason; }
+  /// A bookmark stays, and its address is now known in its tree. Told only while duplicates are removed.
+  virtual void addressKept(PropertyListDictionary bookmark) { (void)bookmark; }
+  /// An entry without a title was given one.
+  virtual void entryNamed(PropertyListDictionary entry, std::string_view title) { (void)entry, (void)title; }
+  /// An entry with a sibling's title was given another.
+  virtual void entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) {
+    (void)entry, (void)before, (void)after;
+  }
+
+  /// A folder's children were put in order: `before` and `after` hold the same entries.
+  virtual void folderOrdered(PropertyListDictionary folder, PropertyListArray before, PropertyListArray after) {
+    (void)folder, (void)before, (void)after;
+  }
+  /// The top level's fixed entries move ahead of the others: told with the root's children before and after.
+  virtual void topLevelOrdered(PropertyListArray before, PropertyListArray after) { (void)before, (void)after; }
+};
+
+}  // namespace tarvel
