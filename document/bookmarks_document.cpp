@@ -1,0 +1,62 @@
+#include "document/bookmarks_document.h"
+
+#include <utility>
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::string_view kStatusDomain = "NSOSStatusErrorDomain";
+constexpr std::int32_t kUnreadableData = -19;
+constexpr std::string_view kFileDomain = "NSPOSIXErrorDomain";
+constexpr std::string_view kPropertyListDomain = "NSCocoaErrorDomain";
+constexpr std::int32_t kPropertyListWriteInvalid = 3851;
+
+}  // namespace
+
+std::optional<DataPieces> BookmarksDocument::dataOfTypeError(std::string_view /*typeName*/, DocumentError* error) {
+  const auto format = static_cast<std::uint32_t>(propertyListFormat_);
+  if (!bookmarksDictionary_.root) {
+    *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid, "There is no property list to write."};
+  } else {
+    PropertyListWriting writing = platform_.propertyLists.dataWithPropertyList(bookmarksDictionary_, format);
+    if (!writing.error) return std::move(writing.data);
+    *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid, writing.error->description};
+  }
+  platform_.systemLog.log("Error writing to file: " + error->localizedDescription);
+  return std::nullopt;
+}
+
+bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_view /*typeName*/,
+                                                DocumentError* error) {
+  PropertyListReading reading = platform_.propertyLists.propertyListFromData(data);
+  if (!reading.error) {
+    bookmarksDictionary_ = std::move(reading.list);
+    propertyListFormat_ = reading.format;
+    return true;
+  }
+  // A parser that fails leaves the format it was to report as it was: zero.
+  platform_.systemLog.log("Error reading plist: " + reading.error->description + ", format: 0");
+  *error = {std::string(kStatusDomain), kUnreadableData, reading.error->description};
+  return false;
+}
+
+bool BookmarksDocument::readFromURLOfTypeError(const std::string& path, std::string_view typeName,
+                                               DocumentError* error) {
+  const FileReading reading = platform_.fileManager.contentsAtPath(path);
+  if (reading.status.ok()) return readFromDataOfTypeError(reading.data, typeName, error);
+  *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
+  return false;
+}
+
+bool BookmarksDocument::writeToURLOfTypeError(const std::string& path, std::string_view typeName,
+                                              DocumentError* error) {
+  const std::optional<DataPieces> data = dataOfTypeError(typeName, error);
+  if (!data) return false;
+  const FileStatus status = platform_.fileManager.writeDataToPath(*data, path);
+  if (status.ok()) return true;
+  *error = {std::string(kFileDomain), status.code, status.reason};
+  return false;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/property_list.h"
+
+namespace tarvel {
+
+/// The kind of a node, from its "WebBookmarkType".
+enum BookmarkNodeType : std::int32_t {
+  BookmarkNodeTypeNone = 0,   ///< Absent or unknown.
+  BookmarkNodeTypeLeaf = 1,   ///< A bookmark.
+  BookmarkNodeTypeList = 2,   ///< A folder; also the root.
+  BookmarkNodeTypeProxy = 3,  ///< A stand-in for something the browser fills, such as the history.
+};
+
+// Keys of a node, as the browser writes them. All other keys are carried along.
+inline constexpr PropertyListKey kWebBookmarkTypeKey{"WebBookmarkType"};
+inline constexpr PropertyListKey kTitleKey{"Title"};
+inline constexpr PropertyListKey kChildrenKey{"Children"};
+inline constexpr PropertyListKey kURLStringKey{"URLString"};
+inline constexpr PropertyListKey kURIDictionaryKey{"URIDictionary"};
+inline constexpr PropertyListKey kURITitleKey{"title"};  ///< In the "URIDictionary".
+inline constexpr PropertyListKey kWebBookmarkUUIDKey{"WebBookmarkUUID"};
+inline constexpr PropertyListKey kShouldOmitFromUIKey{"ShouldOmitFromUI"};
+inline constexpr PropertyListKey kWebBookmarkFileVersionKey{"WebBookmarkFileVersion"};
+
+inline constexpr std::string_view kLeafTypeName = "WebBookmarkTypeLeaf";
+inline constexpr std::string_view kListTypeName = "WebBookmarkTypeList";
+inline constexpr std::string_view kProxyTypeName = "WebBookmarkTypeProxy";
+
+inline constexpr std::string_view kBookmarksBarTitle = "BookmarksBar";
+inline constexpr std::string_view kBookmarksMenuTitle = "BookmarksMenu";
+
+}  // namespace tarvel

@@ -1,0 +1,112 @@
+// The bookmarks file and its nodes: reading, checking, bar and menu, titles, kinds, writing.
+
+#include <utility>
+
+#include "document/bookmarks_document.h"
+#include "engine/tarvel.h"
+#include "engine/value_coercion.h"
+#include "platform/path_components.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::int32_t kFirstUnsupportedVersion = 2;
+
+PropertyListDictionary firstChildTitled(PropertyListDictionary rootNode, std::string_view title) {
+  const PropertyListArray children = rootNode.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListDictionary child = children.at(i).dictionary();
+    if (child.string(kTitleKey) == title) return child;
+  }
+  return {};
+}
+
+}  // namespace
+
+PropertyList Tarvel::bookmarksDictionaryWithFilename(const std::string& filename) {
+  BookmarksDocument document(platform_);
+  DocumentError error;
+  if (!document.readFromURLOfTypeError(filename, "", &error)) return {};
+  return document.bookmarksDictionary();
+}
+
+bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& dictionary,
+                                                           const std::string& filename) {
+  // A fresh document, never the one that read: so the file becomes binary, whatever form it was read in.
+  BookmarksDocument document(platform_);
+  DocumentError error;
+  document.setBookmarksDictionary(dictionary);
+  const bool isWritten = document.writeToURLOfTypeError(filename, "plist", &error);
+  platform_.workspace.noteFileSystemChanged(deletingLastPathComponent(filename));
+  return isWritten;
+}
+
+bool Tarvel::verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary) {
+  return dictionary.dictionary().string(kWebBookmarkTypeKey) == kListTypeName;
+}
+
+bool Tarvel::verifyThatDictionaryHasCorrectVersionWithRootNode(PropertyListDictionary rootNode) {
+  return intValue(rootNode.get(kWebBookmarkFileVersionKey)) < kFirstUnsupportedVersion;
+}
+
+PropertyListDictionary Tarvel::bookmarksBarDictionaryFromBookmarksFileRootNode(PropertyListDictionary rootNode) {
+  return firstChildTitled(rootNode, kBookmarksBarTitle);
+}
+
+PropertyListDictionary Tarvel::bookmarksMenuDictionaryFromBookmarksFileRootNode(PropertyListDictionary rootNode) {
+  return firstChildTitled(rootNode, kBookmarksMenuTitle);
+}
+
+PropertyListDictionary Tarvel::bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(
+    PropertyListDictionary rootNode, PropertyListDictionary bookmarksBar, PropertyListDictionary bookmarksMenu) {
+  const PropertyListArray children = rootNode.array(kChildrenKey);
+  if (!children) return rootNode;
+  bool barPlaced = false;
+  bool menuPlaced = false;
+  // Stops only once both are placed: until then every child with either title is replaced, also a second one.
+  for (std::size_t i = 0; i < children.size() && !(barPlaced && menuPlaced); ++i) {
+    const auto title = children.at(i).dictionary().string(kTitleKey);
+    if (title == kBookmarksBarTitle) {
+      if (!bookmarksBar) return {};
+      children.replace(i, bookmarksBar.value());
+      barPlaced = true;
+    } else if (title == kBookmarksMenuTitle) {
+      if (!bookmarksMenu) return {};
+      children.replace(i, bookmarksMenu.value());
+      menuPlaced = true;
+    }
+  }
+  if ((!barPlaced && !bookmarksBar) || (!menuPlaced && !bookmarksMenu)) return {};
+  if (!barPlaced) children.append(bookmarksBar.value());
+  if (!menuPlaced) children.append(bookmarksMenu.value());
+  return rootNode;
+}
+
+std::optional<std::string_view> Tarvel::titleFromBookmarkNode(PropertyListDictionary bookmarkNode) const {
+  if (const auto title = bookmarkNode.string(kTitleKey)) return title;
+  return bookmarkNode.dictionary(kURIDictionaryKey).string(kURITitleKey);
+}
+
+void Tarvel::setTitleForBookmarkNode(std::string_view title, PropertyListDictionary bookmarkNode) {
+  const TitlePlace place = titlePlaceIn(bookmarkNode);
+  place.dictionary.setString(place.key, title);
+}
+
+/// The reverse of the order in which a title is read, deliberately: a node with both keeps what it is read by.
+Tarvel::TitlePlace Tarvel::titlePlaceIn(PropertyListDictionary bookmarkNode) {
+  const PropertyListDictionary uri = bookmarkNode.dictionary(kURIDictionaryKey);
+  if (uri) return {uri, kURITitleKey};
+  return {bookmarkNode, kTitleKey};
+}
+
+BookmarkNodeType Tarvel::typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const {
+  const auto type = bookmarkNode.string(kWebBookmarkTypeKey);
+  if (!type) return BookmarkNodeTypeNone;
+  if (*type == kLeafTypeName) return BookmarkNodeTypeLeaf;
+  if (*type == kListTypeName) return BookmarkNodeTypeList;
+  if (*type == kProxyTypeName) return BookmarkNodeTypeProxy;
+  return BookmarkNodeTypeNone;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,137 @@
+// Cleaning: what is removed from a tree, how titles are given and told apart, and the root's new identifier.
+
+#include <string>
+
+#include "engine/tarvel.h"
+#include "engine/uuid_string.h"
+#include "engine/value_coercion.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::string_view kNoName = "No Name";
+constexpr std::uint64_t kFirstSuffix = 2;
+
+/// A line that names the node's entries, for the log.
+std::string descriptionOf(PropertyListDictionary node) {
+  std::string description = "{";
+  for (std::size_t i = 0; i < node.size(); ++i) {
+    const auto key = node.keyAt(i).string();
+    const auto text = node.valueAt(i).string();
+    description += std::string(key.value_or("?")) + " = " + std::string(text.value_or("...")) + "; ";
+  }
+  return description + "}";
+}
+
+}  // namespace
+
+void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
+  const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
+  StringSet duplicateURLLookupSet(capacity);
+  // The answer would remove the root itself, and that never happens.
+  (void)isFaultyBookmarkNodeUseDuplicateURLLookupSet(rootNode, duplicateURLLookupSet);
+}
+
+bool Tarvel::isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
+                                                          StringSet& duplicateURLLookupSet) {
+  switch (typeFromBookmarkNode(bookmarkNode)) {
+    case BookmarkNodeTypeList:
+      return isFaultyFolder(bookmarkNode, duplicateURLLookupSet);
+    case BookmarkNodeTypeLeaf:
+      return isFaultyLeaf(bookmarkNode, duplicateURLLookupSet);
+    case BookmarkNodeTypeNone:
+    case BookmarkNodeTypeProxy:
+      return false;
+  }
+  return false;
+}
+
+bool Tarvel::isFaultyFolder(PropertyListDictionary folder, StringSet& duplicateURLLookupSet) {
+  const PropertyListArray children = folder.array(kChildrenKey);
+  if (!children.empty()) {
+    if (sortObserver_ != nullptr) sortObserver_->folderEntered(folder);
+    TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, duplicateURLLookupSet.hash_function());
+    // From the last child to the first: of duplicates the last stays, of same-named ones the last keeps its name.
+    children.retainBackwards([&](PropertyListValue child) {
+      const PropertyListDictionary node = child.dictionary();
+      if (!node) return true;  // Something that is no node at all: carried along.
+      if (isFaultyBookmarkNodeUseDuplicateURLLookupSet(node, duplicateURLLookupSet)) return false;
+      validateBookmarkNodeTitleUseDuplicateTitleLookupSet(node, titles);
+      return true;
+    });
+    if (sortObserver_ != nullptr) sortObserver_->folderLeft(folder);
+  }
+  if (!children.empty()) return false;
+  if (sortObserver_ != nullptr) sortObserver_->entryRemoved(folder, RemovalReason::kEmptyFolder);
+  return true;
+}
+
+bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLookupSet) {
+  const auto address = leaf.string(kURLStringKey);
+  if (!address || isBlank(*address)) {
+    if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress);
+    return true;
+  }
+  if (removeDuplicates_) {
+    if (!insertObject(duplicateURLLookupSet, *address)) {
+      if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate);
+      return true;
+    }
+    if (sortObserver_ != nullptr) sortObserver_->addressKept(leaf);
+  }
+  return isStaleResource(*address);
+}
+
+bool Tarvel::isStaleResource(std::string_view /*address*/) const { return false; }
+
+void Tarvel::validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDictionary bookmarkNode,
+                                                                 TitleLookupSet& duplicateTitleLookupSet) {
+  const auto title = titleFromBookmarkNode(bookmarkNode);
+  if (!title) {
+    // Names given here stay out of the set: two untitled siblings may get one name, until the next run.
+    const auto address = bookmarkNode.string(kURLStringKey);
+    const std::string name = address ? std::string(*address) : nameForUntitledBookmarkNode();
+    setTitleForBookmarkNode(name, bookmarkNode);
+    if (sortObserver_ != nullptr) sortObserver_->entryNamed(bookmarkNode, name);
+    return;
+  }
+  if (!renameSamenamed_) return;
+  if (insertObject(duplicateTitleLookupSet.titles, *title)) {
+    setTitleForBookmarkNode(*title, bookmarkNode);
+    return;
+  }
+  renameBookmarkNode(bookmarkNode, *title, duplicateTitleLookupSet);
+}
+
+/// Each candidate is made from the one before: News, News 2, News 2 3. The set only ever grows, so candidates that an
+/// earlier sibling tried are still taken, and the search goes on where that one ended.
+void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles) {
+  PropertyListTree& tree = *bookmarkNode.value().tree();
+  RenamingChain& chain = titles.chains.try_emplace(title, RenamingChain{kFirstSuffix, title}).first.value();
+  PropertyListValue candidate;
+  do {
+    candidate = tree.makeString(std::string(chain.lastCandidate) + " " + std::to_string(chain.next));
+    chain.lastCandidate = *candidate.string();
+    ++chain.next;
+  } while (!insertObject(titles.titles, chain.lastCandidate));
+  if (chain.next < kFirstSuffix) {
+    // The counter went all the way round.
+    candidate = tree.makeString(std::string(chain.lastCandidate) + " 1");
+    platform_.systemLog.log("WARNING: assigning a possibly non-unique title “" + std::string(*candidate.string()) +
+                            "” for bookmark node: " + descriptionOf(bookmarkNode));
+  }
+  const TitlePlace place = titlePlaceIn(bookmarkNode);
+  place.dictionary.set(place.key, candidate);
+  if (sortObserver_ != nullptr) sortObserver_->entryRenamed(bookmarkNode, title, *candidate.string());
+}
+
+std::string Tarvel::nameForUntitledBookmarkNode() const {
+  return platform_.bundle.localizedStringForKeyValue(kNoName, "");
+}
+
+void Tarvel::updateWebBookmarkUUIDInDictionary(PropertyListDictionary dictionary) {
+  dictionary.setString(kWebBookmarkUUIDKey, stringWithUUID(platform_.uuidSource));
+}
+
+}  // namespace tarvel

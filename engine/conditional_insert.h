@@ -1,0 +1,49 @@
+#pragma once
+
+#include <tsl/robin_map.h>
+#include <tsl/robin_set.h>
+#include <xxhash.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <string_view>
+
+namespace tarvel {
+
+/// Hashes texts with a key drawn at random, so that no file can be prepared whose titles or addresses collide.
+struct KeyedTextHash {
+  KeyedTextHash() {
+    std::random_device random;
+    key = std::uint64_t{random()} << 32 | random();
+  }
+  explicit KeyedTextHash(std::uint64_t sharedKey) : key(sharedKey) {}
+
+  std::size_t operator()(std::string_view text) const { return XXH3_64bits_withSeed(text.data(), text.size(), key); }
+
+  std::uint64_t key;
+};
+
+/// A set of texts, compared byte by byte. The texts belong to somebody who outlives the set.
+using StringSet = tsl::robin_set<std::string_view, KeyedTextHash, std::equal_to<>, std::allocator<std::string_view>,
+                                 /*StoreHash=*/true>;
+
+/// Adds `object` unless an equal one is there; answers whether it was added.
+[[nodiscard]] inline bool insertObject(StringSet& set, std::string_view object) { return set.insert(object).second; }
+
+/// Where the renaming of one title in a folder stands.
+struct RenamingChain {
+  std::uint64_t next = 2;
+  std::string_view lastCandidate;
+};
+
+/// The titles that the children of one folder have so far. Besides the set: for each title that had to be changed, how
+/// far its candidates were tried.
+struct TitleLookupSet {
+  StringSet titles;
+  tsl::robin_map<std::string_view, RenamingChain, KeyedTextHash> chains;
+
+  TitleLookupSet(std::size_t capacity, const KeyedTextHash& hash) : titles(capacity, hash), chains(0, hash) {}
+};
+
+}  // namespace tarvel

@@ -1,0 +1,174 @@
+// Ordering: the comparison of children, the folder sort, the whole-file sort, and whether anything changed.
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "engine/tarvel.h"
+#include "engine/value_coercion.h"
+
+namespace tarvel {
+
+namespace {
+
+/// A child with what it is ordered by. The position makes the order total, and with that the sort stable.
+struct SortEntry {
+  std::uint32_t group;
+  std::uint32_t rank;
+  std::uint32_t position;
+  PropertyListValue node;
+
+  friend bool operator<(const SortEntry& a, const SortEntry& b) {
+    if (a.group != b.group) return a.group < b.group;
+    if (a.rank != b.rank) return a.rank < b.rank;
+    return a.position < b.position;
+  }
+};
+
+/// Which children come first whatever their titles: proxies always; folders, then bookmarks, where that is wanted.
+std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
+  if (type == BookmarkNodeTypeProxy) return 0;
+  if (!foldersAtTop) return 1;
+  if (type == BookmarkNodeTypeList) return 1;
+  return type == BookmarkNodeTypeLeaf ? 2 : 3;
+}
+
+/// The folder that carries the sortable top-level nodes through cleaning and ordering. Never written.
+PropertyListDictionary makeSubstituteRoot(PropertyListTree& tree, PropertyListArray sortable) {
+  const PropertyListDictionary root = tree.makeDictionary();
+  root.set(kChildrenKey, sortable.value());
+  root.setString(kWebBookmarkTypeKey, kListTypeName);
+  root.setString(kTitleKey, "");
+  root.setString(kWebBookmarkUUIDKey, "");
+  return root;
+}
+
+void appendAll(PropertyListArray from, PropertyListArray to) {
+  for (std::size_t i = 0; i < from.size(); ++i) to.append(from.at(i));
+}
+
+}  // namespace
+
+PropertyListArray Tarvel::sortedArrayFromBookmarkChildArray(PropertyListArray bookmarkChildArray) {
+  const std::size_t count = bookmarkChildArray.size();
+  std::vector<std::string_view> titles(count);
+  std::vector<SortEntry> entries(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const PropertyListValue value = bookmarkChildArray.at(i);
+    const PropertyListDictionary node = value.dictionary();
+    titles[i] = titleFromBookmarkNode(node).value_or("");
+    entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, static_cast<std::uint32_t>(i), value};
+  }
+  const std::vector<std::uint32_t> ranks = platform_.collator.rank(titles);
+  for (std::size_t i = 0; i < count; ++i) entries[i].rank = ranks[i];
+  if (!std::ranges::is_sorted(entries, std::less<>())) std::ranges::sort(entries, std::less<>());
+  const PropertyListArray sorted = bookmarkChildArray.makeSuccessor(count);
+  for (const SortEntry& entry : entries) sorted.append(entry.node);
+  return sorted;
+}
+
+PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary dictionary) {
+  if (boolValue(dictionary.get(kShouldOmitFromUIKey))) return dictionary;
+  const PropertyListArray children = dictionary.array(kChildrenKey);
+  if (!children) return dictionary;
+  PropertyListArray newChildren = children.makeSuccessor(children.size());
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListValue child = children.at(i);
+    const PropertyListDictionary node = child.dictionary();
+    newChildren.append(node ? sortBookmarksInDictionary(node).value() : child);
+  }
+  // The title alone decides, at any depth; the folders inside were sorted all the same.
+  const bool keepsItsOrder = !sortBookmarksBar_ && titleFromBookmarkNode(dictionary) == kBookmarksBarTitle;
+  if (!keepsItsOrder) {
+    const PropertyListArray before = newChildren;
+    newChildren = sortedArrayFromBookmarkChildArray(newChildren);
+    if (sortObserver_ != nullptr) sortObserver_->folderOrdered(dictionary, before, newChildren);
+  }
+  const PropertyListDictionary sorted = dictionary.shallowCopy();
+  sorted.set(kChildrenKey, newChildren.value());
+  return sorted;
+}
+
+/// Whether a top-level node stays out of the order: omitted folders, bar and menu, proxies, untyped nodes.
+bool Tarvel::isTopLevelFixed(PropertyListDictionary node) const {
+  const BookmarkNodeType type = typeFromBookmarkNode(node);
+  if (type == BookmarkNodeTypeLeaf) return false;
+  if (type != BookmarkNodeTypeList) return true;
+  const auto title = titleFromBookmarkNode(node);
+  return boolValue(node.get(kShouldOmitFromUIKey)) || title == kBookmarksBarTitle || title == kBookmarksMenuTitle;
+}
+
+PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(PropertyListDictionary rootDictionary,
+                                                                             bool* didSortFlag) {
+  *didSortFlag = false;
+  const PropertyListArray children = rootDictionary.array(kChildrenKey);
+  if (children.empty()) return rootDictionary;
+  PropertyListTree& tree = *rootDictionary.value().tree();
+  const PropertyListArray newChildren = children.makeSuccessor(children.size());
+  const PropertyListArray sortable = tree.makeArray(children.size());
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListValue child = children.at(i);
+    (isTopLevelFixed(child.dictionary()) ? newChildren : sortable).append(child);
+  }
+
+  const PropertyListDictionary top = makeSubstituteRoot(tree, sortable);
+  validateBookmarksInRootNode(top);
+  const PropertyListDictionary sortedTop = sortBookmarksInDictionary(top);
+  // Bar and menu are cleaned through copies that share their "Children": what is compared below has been cleaned too,
+  // so only a changed order counts.
+  const auto cleanAndSort = [this](PropertyListDictionary node) {
+    const PropertyListDictionary copy = node.shallowCopy();
+    validateBookmarksInRootNode(copy);
+    return sortBookmarksInDictionary(copy);
+  };
+  const PropertyListDictionary bar = bookmarksBarDictionaryFromBookmarksFileRootNode(rootDictionary);
+  const PropertyListDictionary sortedBar = cleanAndSort(bar);
+  const PropertyListDictionary menu = bookmarksMenuDictionaryFromBookmarksFileRootNode(rootDictionary);
+  const PropertyListDictionary sortedMenu = cleanAndSort(menu);
+  if (areBookmarksEqualInDictionaryAndDictionary(top, sortedTop) &&
+      areBookmarksEqualInDictionaryAndDictionary(bar, sortedBar) &&
+      areBookmarksEqualInDictionaryAndDictionary(menu, sortedMenu)) {
+    return rootDictionary;
+  }
+
+  // Fixed nodes move ahead of the sortable ones whenever the file is rewritten, wherever they stood.
+  appendAll(sortedTop.array(kChildrenKey), newChildren);
+  const PropertyListDictionary newRoot = rootDictionary.shallowCopy();
+  newRoot.set(kChildrenKey, newChildren.value());
+  *didSortFlag = true;
+  return bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(newRoot, sortedBar, sortedMenu);
+}
+
+bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
+                                                        PropertyListDictionary second) const {
+  const auto firstUUID = first.string(kWebBookmarkUUIDKey);
+  const bool hasSameUUID = firstUUID.has_value() && firstUUID == second.string(kWebBookmarkUUIDKey);
+  if (!hasSameUUID) return false;
+  if (boolValue(first.get(kShouldOmitFromUIKey)) && boolValue(second.get(kShouldOmitFromUIKey))) return true;
+  const PropertyListArray firstChildren = first.array(kChildrenKey);
+  const PropertyListArray secondChildren = second.array(kChildrenKey);
+  if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
+  if (firstChildren.size() != secondChildren.size()) return false;
+  for (std::size_t i = 0; i < firstChildren.size(); ++i) {
+    if (!areBookmarksEqualInDictionaryAndDictionary(firstChildren.at(i).dictionary(),
+                                                    secondChildren.at(i).dictionary())) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::size_t Tarvel::numberOfBookmarksInDictionary(PropertyListDictionary dictionary) const {
+  const BookmarkNodeType type = typeFromBookmarkNode(dictionary);
+  if (type == BookmarkNodeTypeLeaf) return 1;
+  if (type != BookmarkNodeTypeList) return 0;
+  std::size_t bookmarks = 0;
+  const PropertyListArray children = dictionary.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    bookmarks += numberOfBookmarksInDictionary(children.at(i).dictionary());
+  }
+  return bookmarks;
+}
+
+}  // namespace tarvel
