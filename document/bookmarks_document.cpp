@@ -27,8 +27,7 @@ std::optional<DataPieces> BookmarksDocument::dataOfTypeError(std::string_view /*
   return std::nullopt;
 }
 
-bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_view /*typeName*/,
-                                                DocumentError* error) {
+bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_view /*typeName*/, DocumentError* error) {
   PropertyListReading reading = platform_.propertyLists.propertyListFromData(data);
   if (!reading.error) {
     bookmarksDictionary_ = std::move(reading.list);

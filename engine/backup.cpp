@@ -95,8 +95,8 @@ TarvelError Tarvel::restoreBackedUpBookmarks() {
   if (!bookmarksPath) return TarvelErrorOutputFileNotFound;
   const std::optional<std::string> backupPath = backupFilename();
   if (!backupPath || !platform_.fileManager.fileExistsAtPath(*backupPath)) return TarvelErrorBookmarksFileNotFound;
-  const bool isReplaced = replaceItemAtPathWithItemAtPath(platform_.fileManager, platform_.systemLog, *bookmarksPath,
-                                                          *backupPath);
+  const bool isReplaced =
+      replaceItemAtPathWithItemAtPath(platform_.fileManager, platform_.systemLog, *bookmarksPath, *backupPath);
   return isReplaced ? TarvelErrorNone : TarvelErrorWriteFailed;
 }
 

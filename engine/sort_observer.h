@@ -8,9 +8,9 @@ namespace tarvel {
 
 /// Why cleaning removed an entry.
 enum class RemovalReason {
-  kEmptyFolder,    ///< A folder that had no children, or lost them all.
-  kNoAddress,      ///< A bookmark without an address, or with one of white space only.
-  kDuplicate,      ///< A bookmark whose address comes again later in the same tree.
+  kEmptyFolder,  ///< A folder that had no children, or lost them all.
+  kNoAddress,    ///< A bookmark without an address, or with one of white space only.
+  kDuplicate,    ///< A bookmark whose address comes again later in the same tree.
 };
 
 /// Is told what a sort does to the tree, in the order it happens. Every method does nothing unless overridden.

@@ -141,9 +141,8 @@ bool Tarvel::isTarvelError(std::uint64_t code) { return code < kFirstAgentCode; 
 
 std::string Tarvel::stringFromTarvelError(Bundle& bundle, std::int32_t error) {
   const bool hasOwnText = error >= 1 && static_cast<std::size_t>(error) <= kShortMessages.size();
-  return bundle.localizedStringForKeyValue(hasOwnText ? kShortMessages[static_cast<std::size_t>(error) - 1]
-                                                      : kShortSuccess,
-                                           "");
+  return bundle.localizedStringForKeyValue(
+      hasOwnText ? kShortMessages[static_cast<std::size_t>(error) - 1] : kShortSuccess, "");
 }
 
 std::string Tarvel::stringFromTarvelErrorAndFilename(Bundle& bundle, std::int32_t error, const std::string& filename) {

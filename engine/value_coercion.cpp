@@ -27,9 +27,10 @@ bool skipOneOf(const std::array<std::string_view, count>& set, std::string_view&
 /// What stands before a number without meaning: U+0009 to U+000D, space, no-break space, U+2000 to U+200B, U+3000.
 void skipSpaceBeforeNumber(std::string_view& text) {
   constexpr std::array<std::string_view, 20> kSpaces = {
-      "\t",           "\n",           "\v",           "\f",           "\r",           " ",           "\xC2\xA0",
-      "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85", "\xE2\x80\x86",
-      "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A", "\xE2\x80\x8B", "\xE3\x80\x80"};
+      "\t",           "\n",           "\v",           "\f",           "\r",           " ",
+      "\xC2\xA0",     "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84",
+      "\xE2\x80\x85", "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A",
+      "\xE2\x80\x8B", "\xE3\x80\x80"};
   while (skipOneOf(kSpaces, text)) {
   }
 }
@@ -85,10 +86,15 @@ std::int32_t intValue(PropertyListValue value) {
 
 bool isBlank(std::string_view text) {
   // The tab and Unicode's space separators (general category Zs).
-  constexpr std::array<std::string_view, 18> kWhiteSpace = {
-      "\t",           " ",            "\xC2\xA0",     "\xE1\x9A\x80", "\xE2\x80\x80", "\xE2\x80\x81",
-      "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85", "\xE2\x80\x86", "\xE2\x80\x87",
-      "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A", "\xE2\x80\xAF", "\xE2\x81\x9F", "\xE3\x80\x80"};
+  constexpr std::array<std::string_view, 18> kWhiteSpace = {"\t",           " ",
+                                                            "\xC2\xA0",     "\xE1\x9A\x80",
+                                                            "\xE2\x80\x80", "\xE2\x80\x81",
+                                                            "\xE2\x80\x82", "\xE2\x80\x83",
+                                                            "\xE2\x80\x84", "\xE2\x80\x85",
+                                                            "\xE2\x80\x86", "\xE2\x80\x87",
+                                                            "\xE2\x80\x88", "\xE2\x80\x89",
+                                                            "\xE2\x80\x8A", "\xE2\x80\xAF",
+                                                            "\xE2\x81\x9F", "\xE3\x80\x80"};
   while (skipOneOf(kWhiteSpace, text)) {
   }
   return text.empty();

@@ -32,8 +32,7 @@ DistinctKeys distinctFewKeys(Storage& storage, std::span<const Slot> keys) {
   distinct.keys.reserve(keys.size());
   distinct.places.reserve(keys.size());
   for (const Slot key : keys) {
-    const auto known =
-        std::ranges::find_if(distinct.keys, [&](Slot earlier) { return storage.sameKey(earlier, key); });
+    const auto known = std::ranges::find_if(distinct.keys, [&](Slot earlier) { return storage.sameKey(earlier, key); });
     distinct.places.push_back(static_cast<std::uint32_t>(known - distinct.keys.begin()));
     if (known == distinct.keys.end()) distinct.keys.push_back(key);
   }

@@ -72,9 +72,7 @@ void appendUtf8(char32_t codePoint, std::string& text) {
 
 void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text) {
   const std::size_t units = utf16.size() / 2;
-  const auto unitAt = [utf16](std::size_t i) {
-    return static_cast<char32_t>(utf16[2 * i] << 8 | utf16[2 * i + 1]);
-  };
+  const auto unitAt = [utf16](std::size_t i) { return static_cast<char32_t>(utf16[2 * i] << 8 | utf16[2 * i + 1]); };
   for (std::size_t i = 0; i < units; ++i) {
     char32_t codePoint = unitAt(i);
     if (isHighSurrogate(codePoint) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {

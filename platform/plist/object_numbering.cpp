@@ -137,9 +137,8 @@ void ObjectNumbering::leave(std::uint32_t index) {
 
 bool ObjectNumbering::isCopyOf(const Container& container, const Container& original) const {
   if (container.shape != original.shape || container.count != original.count) return false;
-  return std::equal(container.slots, container.slots + container.count, original.slots, [this](Slot a, Slot b) {
-    return mergedInto(a) == mergedInto(b);
-  });
+  return std::equal(container.slots, container.slots + container.count, original.slots,
+                    [this](Slot a, Slot b) { return mergedInto(a) == mergedInto(b); });
 }
 
 Slot ObjectNumbering::mergedInto(Slot slot) const {

@@ -14,8 +14,8 @@
 #include "platform/plist/leaf_encoding.h"
 #include "platform/property_list.h"
 
-// How a tree is kept: compact arrays, in which an entry of a container is one 32-bit slot. A slot names an object of the
-// source file by its number, a leaf made later, or a container. Nothing is decoded before somebody asks for it.
+// How a tree is kept: compact arrays, in which an entry of a container is one 32-bit slot. A slot names an object of
+// the source file by its number, a leaf made later, or a container. Nothing is decoded before somebody asks for it.
 namespace tarvel {
 
 using Slot = std::uint32_t;

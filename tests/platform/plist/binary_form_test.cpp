@@ -80,8 +80,8 @@ TEST(BinaryForm, AnUntouchedFileComesBackByteForByte) {
 
 TEST(BinaryForm, AValueNobodyChangedKeepsItsTypeAndWidth) {
   const std::string wide = bytes({0x14, 1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 9});
-  const std::string file = fileOf({bytes({0xA3, 1, 2, 3}), bytes({0x13, 0, 0, 0, 0, 0, 0, 0, 5}), wide, bytes({0x83, 0, 0, 0, 7})},
-                                  0, 1, 1);
+  const std::string file =
+      fileOf({bytes({0xA3, 1, 2, 3}), bytes({0x13, 0, 0, 0, 0, 0, 0, 0, 5}), wide, bytes({0x83, 0, 0, 0, 7})}, 0, 1, 1);
   const PropertyList list = readGood(file);
   list.root.array().append(list.tree->makeString("new"));
   const std::string written = write(list);
@@ -98,11 +98,11 @@ TEST(BinaryForm, AValueNobodyChangedKeepsItsTypeAndWidth) {
 
 TEST(BinaryForm, EqualStringsNumbersDatesAndDataAreWrittenOnce) {
   const std::string date = bytes({0x33, 0x40, 0, 0, 0, 0, 0, 0, 0});
-  const std::string file =
-      fileOf({bytes({0xA8, 1, 2, 3, 4, 5, 6, 7, 8}), "Qa", "Qa", bytes({0x10, 5}), bytes({0x10, 5}), date, date,
-              bytes({0x41, 1}), bytes({0x41, 1})},
-             0, 1, 1);
-  EXPECT_EQ(write(readGood(file)), fileOf({bytes({0xA8, 1, 1, 3, 3, 2, 2, 4, 4}), "Qa", date, bytes({0x10, 5}), bytes({0x41, 1})}, 0, 1, 1));
+  const std::string file = fileOf({bytes({0xA8, 1, 2, 3, 4, 5, 6, 7, 8}), "Qa", "Qa", bytes({0x10, 5}),
+                                   bytes({0x10, 5}), date, date, bytes({0x41, 1}), bytes({0x41, 1})},
+                                  0, 1, 1);
+  EXPECT_EQ(write(readGood(file)),
+            fileOf({bytes({0xA8, 1, 1, 3, 3, 2, 2, 4, 4}), "Qa", date, bytes({0x10, 5}), bytes({0x41, 1})}, 0, 1, 1));
 }
 
 TEST(BinaryForm, EqualNumbersOfDifferentWidthStayTwo) {
@@ -217,8 +217,10 @@ TEST(BinaryForm, StringsOverOneStretchOfBytesManyTimesAreRefused) {
   for (const std::size_t offset : offsets) {
     file += bytes({static_cast<int>(offset >> 16), static_cast<int>(offset >> 8), static_cast<int>(offset)});
   }
-  file += std::string(6, '\0') + bytes({3, 2}) + std::string(6, '\0') + bytes({1001 >> 8, 1001 & 0xFF}) + std::string(8, '\0');
-  file += std::string(5, '\0') + bytes({static_cast<int>(table >> 16), static_cast<int>(table >> 8), static_cast<int>(table)});
+  file += std::string(6, '\0') + bytes({3, 2}) + std::string(6, '\0') + bytes({1001 >> 8, 1001 & 0xFF}) +
+          std::string(8, '\0');
+  file += std::string(5, '\0') +
+          bytes({static_cast<int>(table >> 16), static_cast<int>(table >> 8), static_cast<int>(table)});
   EXPECT_EQ(errorOf(file), "The objects overlap too much.");
 }
 
@@ -243,15 +245,17 @@ TEST(BinaryForm, HugeCountsAreRefusedBeforeAnyMemoryIsTaken) {
 }
 
 TEST(BinaryForm, NoTruncatedFileIsRead) {
-  const std::string file = fileOf({bytes({0xD1, 1, 2}), "Qk", bytes({0xA2, 3, 1}), bytes({0x62, 0, 'x', 0, 'y'})}, 0, 1, 1);
+  const std::string file =
+      fileOf({bytes({0xD1, 1, 2}), "Qk", bytes({0xA2, 3, 1}), bytes({0x62, 0, 'x', 0, 'y'})}, 0, 1, 1);
   (void)readGood(file);
   for (std::size_t size = 0; size < file.size(); ++size) EXPECT_NE(errorOf(file.substr(0, size)), "") << size;
 }
 
 TEST(BinaryForm, EveryFileWithOneByteChangedIsReadOrRefusedAndReadableAgainWhenWritten) {
-  const std::string file = fileOf({bytes({0xD2, 1, 2, 3, 4}), "Qk", "Ql", bytes({0xA2, 5, 6}), bytes({0x33, 0x40, 0, 0, 0, 0, 0, 0, 0}),
-                                   bytes({0x62, 0, 'x', 0xD8, 0}), bytes({0x82, 0, 1, 1})},
-                                  0, 1, 1);
+  const std::string file =
+      fileOf({bytes({0xD2, 1, 2, 3, 4}), "Qk", "Ql", bytes({0xA2, 5, 6}), bytes({0x33, 0x40, 0, 0, 0, 0, 0, 0, 0}),
+              bytes({0x62, 0, 'x', 0xD8, 0}), bytes({0x82, 0, 1, 1})},
+             0, 1, 1);
   for (std::size_t at = 0; at < file.size(); ++at) {
     for (int value = 0; value < 256; ++value) {
       std::string changed = file;

@@ -1,0 +1,49 @@
+# The one place for the language standard, warnings, sanitizers and hardening.
+
+option(TARVEL_DEVELOPER "Treat warnings as errors" OFF)
+set(TARVEL_SANITIZERS "" CACHE STRING "Sanitizers for everything, such as address,undefined")
+option(TARVEL_FUZZERS "Build fuzz targets with libFuzzer (needs clang)" OFF)
+option(TARVEL_COVERAGE "Record what the tests execute" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(tarvel_flags INTERFACE)
+target_include_directories(tarvel_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(tarvel_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi
+  -fstack-protector-strong -fstack-clash-protection)
+target_link_options(tarvel_flags INTERFACE -Wl,-z,relro -Wl,-z,now)
+if(TARVEL_DEVELOPER)
+  target_compile_options(tarvel_flags INTERFACE -Werror)
+endif()
+if(TARVEL_SANITIZERS)
+  target_compile_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  target_link_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS})
+else()
+  # The sanitizers bring their own checks of these calls.
+  target_compile_options(tarvel_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+if(TARVEL_FUZZERS)
+  target_compile_options(tarvel_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+if(TARVEL_COVERAGE)
+  target_compile_options(tarvel_flags INTERFACE --coverage)
+  target_link_options(tarvel_flags INTERFACE --coverage)
+endif()
+
+# tarvel_library(name [DEPENDS target...]): every source file of the current folder.
+function(tarvel_library name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
+endfunction()

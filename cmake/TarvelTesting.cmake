@@ -1,0 +1,53 @@
+find_package(GTest REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(Python3 COMPONENTS Interpreter REQUIRED)
+include(GoogleTest)
+
+# Data that lives beside the checkout; the tests read whatever they find there.
+set(TARVEL_VECTORS "$ENV{TARVEL_VECTORS}")
+if(NOT TARVEL_VECTORS)
+  set(TARVEL_VECTORS "${PROJECT_SOURCE_DIR}/../shared/vectors")
+endif()
+set(TARVEL_SAMPLES "$ENV{TARVEL_SAMPLES}")
+if(NOT TARVEL_SAMPLES)
+  set(TARVEL_SAMPLES "${PROJECT_SOURCE_DIR}/../shared/samples")
+endif()
+
+set(TARVEL_TEST_ENVIRONMENT
+  "TARVEL_VECTORS=${TARVEL_VECTORS}"
+  "TARVEL_SAMPLES=${TARVEL_SAMPLES}"
+  "TARVEL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
+  "LC_ALL=C.UTF-8")
+
+# tarvel_test(name [DEPENDS target...]): every *_test.cpp of the current folder as one program.
+function(tarvel_test name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  add_executable(${name} ${sources})
+  target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
+    nlohmann_json::nlohmann_json)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120
+    PROPERTIES ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT}" TIMEOUT 600)
+endfunction()
+
+# tarvel_script_test(name script argument...): a Python script that fails by its exit status.
+function(tarvel_script_test name script)
+  add_test(NAME ${name} COMMAND Python3::Interpreter "${script}" ${ARGN})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600
+    ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT};TARVEL_BIN=$<TARGET_FILE:tarvel>")
+endfunction()
+
+# tarvel_fuzzer(name [DEPENDS target...]): name.cpp under libFuzzer, or, without it, under a main that replays the corpus.
+function(tarvel_fuzzer name)
+  cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
+  add_executable(${name} ${name}.cpp)
+  target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS})
+  if(TARVEL_FUZZERS)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${name} PRIVATE replay_main.cpp)
+    add_test(NAME replay.${name} COMMAND ${name} "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}"
+      "${PROJECT_SOURCE_DIR}/fuzz/crashes/${name}")
+    set_tests_properties(replay.${name} PROPERTIES TIMEOUT 600)
+  endif()
+endfunction()
