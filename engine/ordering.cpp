@@ -137,7 +137,10 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
   const PropertyListDictionary newRoot = rootDictionary.shallowCopy();
   newRoot.set(kChildrenKey, newChildren.value());
   *didSortFlag = true;
-  return bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(newRoot, sortedBar, sortedMenu);
+  const PropertyListDictionary result =
+      bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(newRoot, sortedBar, sortedMenu);
+  if (sortObserver_ != nullptr && result) sortObserver_->rootRebuilt(result);
+  return result;
 }
 
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,

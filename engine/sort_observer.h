@@ -46,8 +46,8 @@ class SortObserver {
   virtual void folderOrdered(PropertyListDictionary folder, PropertyListArray before, PropertyListArray after) {
     (void)folder, (void)before, (void)after;
   }
-  /// The top level's fixed entries move ahead of the others: told with the root's children before and after.
-  virtual void topLevelOrdered(PropertyListArray before, PropertyListArray after) { (void)before, (void)after; }
+  /// Some folder's order changed: `newRoot` is what will be written.
+  virtual void rootRebuilt(PropertyListDictionary newRoot) { (void)newRoot; }
 };
 
 }  // namespace tarvel

@@ -98,6 +98,8 @@ class PropertyListValue {
   /// The tree that owns this value, none for an absent one. New values for its containers are made there.
   [[nodiscard]] PropertyListTree* tree() const { return tree_; }
 
+  /// A number that tells this value from every other of its tree. A container keeps its number; a leaf's means little.
+  [[nodiscard]] std::uint32_t identity() const { return slot_; }
   /// Identity, not equality of content.
   friend bool operator==(const PropertyListValue&, const PropertyListValue&) = default;
 

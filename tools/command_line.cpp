@@ -1,0 +1,159 @@
+#include "tools/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <iostream>
+#include <map>
+#include <numeric>
+
+namespace tarvel {
+
+namespace {
+
+const std::map<std::string, ColorChoice> kColorChoices = {
+    {"auto", ColorChoice::kAuto}, {"always", ColorChoice::kAlways}, {"never", ColorChoice::kNever}};
+
+const std::map<std::string, DumpFormat> kDumpFormats = {
+    {"xml", DumpFormat::kXml}, {"binary", DumpFormat::kBinary}, {"json", DumpFormat::kJson}};
+
+constexpr const char* kFooter =
+    "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
+    "file;\n"
+    "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
+    "10 preview: a sort would change the file; 64 wrong usage.";
+
+void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
+  command.add_option("FILE", line.file, help)->type_name("");
+}
+
+void addColor(CLI::App& command, CommandLine& line) {
+  command.add_option("--color", line.color, "Colour the output: auto (on a terminal), always, never")
+      ->transform(CLI::CheckedTransformer(kColorChoices, CLI::ignore_case))
+      ->type_name("WHEN");
+}
+
+void addBackupFile(CLI::App& command, CommandLine& line) {
+  command.add_option("--backup-file", line.backupFile, "Where the backup is, instead of in the user's data folder")
+      ->type_name("PATH");
+}
+
+void addSortOptions(CLI::App& command, CommandLine& line) {
+  command.add_flag("--folders-at-top,!--no-folders-at-top", line.foldersAtTop,
+                   "Folders before bookmarks in every folder (default: yes)");
+  command.add_flag("--remove-duplicates,!--no-remove-duplicates", line.removeDuplicates,
+                   "Remove bookmarks whose address comes again later in the same tree (default: yes)");
+  command.add_flag("--rename-samenamed,!--no-rename-samenamed", line.renameSamenamed,
+                   "Give same-named entries of a folder distinct titles (default: yes)");
+  command.add_flag("--sort-bookmarks-bar,!--no-sort-bookmarks-bar", line.sortBookmarksBar,
+                   "Order the bookmarks bar too (default: no)");
+  command.add_flag("--backup,!--no-backup", line.backup,
+                   "Before the first change, copy the file to where no copy is yet (default: yes)");
+  command.add_flag("--json", line.json, "Report as JSON");
+  addBackupFile(command, line);
+  addColor(command, line);
+  addFile(command, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
+}
+
+void addCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* sort = app.add_subcommand("sort", "Clean and order a bookmarks file now");
+  addSortOptions(*sort, line);
+  sort->callback([&line] { line.command = Command::kSort; });
+
+  CLI::App* preview = app.add_subcommand("preview", "Show what a sort would change; writes nothing");
+  addSortOptions(*preview, line);
+  preview->callback([&line] { line.command = Command::kPreview; });
+
+  CLI::App* restore = app.add_subcommand("restore", "Put the backup in place of the bookmarks file");
+  addBackupFile(*restore, line);
+  addColor(*restore, line);
+  addFile(*restore, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
+  restore->callback([&line] { line.command = Command::kRestore; });
+
+  CLI::App* dump = app.add_subcommand("dump", "Show or convert any property list; writes to standard output");
+  dump->add_option("--format", line.dumpFormat, "What to write: xml (default), binary, json")
+      ->transform(CLI::CheckedTransformer(kDumpFormats, CLI::ignore_case))
+      ->type_name("FORMAT");
+  addColor(*dump, line);
+  addFile(*dump, line, "The property list, - for standard input (default: ~/Library/Safari/Bookmarks.plist)");
+  dump->callback([&line] { line.command = Command::kDump; });
+}
+
+std::size_t editDistance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = row[0];
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t substituted = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+      diagonal = row[j];
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, substituted});
+    }
+  }
+  return row.back();
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands()) {
+    for (const CLI::Option* option : command->get_options()) {
+      for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+      for (const std::string& name : option->get_fnames()) names.push_back("--" + name);
+    }
+  }
+  return names;
+}
+
+std::vector<std::string> commandNames(CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands(nullptr)) names.push_back(command->get_name());
+  return names;
+}
+
+void explainUsage(CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
+  std::cerr << "tarvel: " << error.what() << "\n";
+  const std::vector<std::string> options = optionNames(app);
+  for (int i = 1; i < argc; ++i) {
+    const std::string given = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));
+    const bool isOption = given.starts_with("--");
+    if (isOption ? std::ranges::count(options, given) != 0 : i != 1 || !app.get_subcommands().empty()) continue;
+    const std::string meant = closestOption(given, isOption ? options : commandNames(app));
+    if (!meant.empty()) std::cerr << "Did you mean “" << meant << "”?\n";
+  }
+  const auto commands = app.get_subcommands();
+  std::cerr << "Run “tarvel" << (commands.empty() ? "" : " " + commands.front()->get_name())
+            << " --help” for what there is.\n";
+}
+
+}  // namespace
+
+std::string closestOption(const std::string& given, const std::vector<std::string>& known) {
+  const auto closest = std::ranges::min_element(
+      known, std::less<>(), [&given](const std::string& name) { return editDistance(given, name); });
+  const bool isClose =
+      closest != known.end() && editDistance(given, *closest) <= std::max<std::size_t>(2, given.size() / 3);
+  return isClose ? *closest : std::string();
+}
+
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
+  ParsedCommandLine parsed;
+  CLI::App app("Sorts Safari bookmarks, and shows beforehand what it will do.", "tarvel");
+  app.set_version_flag("--version", "tarvel " TARVEL_VERSION);
+  app.footer(kFooter);
+  app.require_subcommand(1);
+  addCommands(app, parsed.line);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    parsed.isDone = true;
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      (void)app.exit(error);
+    } else {
+      explainUsage(app, error, argc, argv);
+      parsed.exitStatus = kExitUsage;
+    }
+  }
+  return parsed;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/terminal.h"
+
+namespace tarvel {
+
+/// Exit statuses besides the engine's codes 0 to 8.
+inline constexpr int kExitWouldChange = 10;
+/// As in sysexits.h.
+inline constexpr int kExitUsage = 64;
+
+enum class Command { kSort, kPreview, kRestore, kDump };
+
+enum class DumpFormat { kXml, kBinary, kJson };
+
+/// What the user asked for. Paths are as given; an empty one stands for the default.
+struct CommandLine {
+  Command command = Command::kSort;
+  bool foldersAtTop = true;
+  bool removeDuplicates = true;
+  bool renameSamenamed = true;
+  bool sortBookmarksBar = false;
+  bool backup = true;
+  bool json = false;
+  std::string backupFile;
+  std::string file;
+  DumpFormat dumpFormat = DumpFormat::kXml;
+  ColorChoice color = ColorChoice::kAuto;
+};
+
+struct ParsedCommandLine {
+  CommandLine line;
+  /// Set when there is nothing to run: help was shown, or the usage was wrong and has been explained.
+  bool isDone = false;
+  int exitStatus = 0;
+};
+
+/// Reads the arguments, program name first. Writes help to standard output and complaints to the error output.
+[[nodiscard]] ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
+
+/// The known option that is spelled most like `given`; empty when none is close.
+[[nodiscard]] std::string closestOption(const std::string& given, const std::vector<std::string>& known);
+
+}  // namespace tarvel

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/platform.h"
+#include "tools/command_line.h"
+
+namespace tarvel {
+
+// The commands. Each writes its answer to standard output, its complaints to the error output, and answers the exit
+// status. `platform` is the real one.
+
+[[nodiscard]] int runSort(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
+
+/// A path the engine can use: absolute, since it looks beside the file and makes folders above it. Empty stays empty,
+/// and a leading tilde is left to the engine.
+[[nodiscard]] std::string absolutePath(const std::string& path);
+
+/// Where the first copy of the bookmarks is kept: "Tarvel" in $XDG_DATA_HOME, or in ~/.local/share.
+[[nodiscard]] std::string defaultBackupFile();
+
+}  // namespace tarvel

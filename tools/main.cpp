@@ -1,0 +1,66 @@
+// tarvel: sorts a bookmarks file now, shows beforehand what that would do, undoes it, and shows property lists.
+
+#include <cstdio>
+#include <exception>
+#include <iostream>
+
+#include "platform/linux/icu_collator.h"
+#include "platform/linux/linux_bundle.h"
+#include "platform/linux/linux_clock.h"
+#include "platform/linux/linux_file_manager.h"
+#include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/linux_workspace.h"
+#include "platform/plist/serialization.h"
+#include "tools/commands.h"
+#include "tools/terminal.h"
+
+namespace {
+
+/// The engine's log lines are details for whoever looks at the error output.
+class ErrorOutputLog final : public tarvel::SystemLog {
+ public:
+  void log(std::string_view message) override { std::cerr << "tarvel: " << tarvel::printable(message) << "\n"; }
+};
+
+int run(const tarvel::CommandLine& line) {
+  tarvel::PlistSerialization propertyLists;
+  tarvel::LinuxFileManager fileManager;
+  tarvel::IcuCollator collator = tarvel::IcuCollator::forEnvironment();
+  tarvel::LinuxUuidSource uuidSource;
+  ErrorOutputLog log;
+  tarvel::LinuxBundle bundle;
+  tarvel::LinuxWorkspace workspace;
+  tarvel::LinuxClock clock;
+  const tarvel::Platform platform{propertyLists, fileManager, collator, uuidSource, log, bundle, workspace, clock};
+  switch (line.command) {
+    case tarvel::Command::kSort:
+      return tarvel::runSort(platform, line);
+    case tarvel::Command::kPreview:
+      return tarvel::runPreview(platform, line);
+    case tarvel::Command::kRestore:
+      return tarvel::runRestore(platform, line);
+    case tarvel::Command::kDump:
+      return tarvel::runDump(platform, line);
+  }
+  return tarvel::kExitUsage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const tarvel::ParsedCommandLine parsed = tarvel::parseCommandLine(argc, argv);
+    if (parsed.isDone) return parsed.exitStatus;
+    const int status = run(parsed.line);
+    std::cout.flush();
+    if (!std::cout) {
+      std::cerr << "tarvel: The answer could not be written.\n";
+      return status == 0 ? 1 : status;
+    }
+    return status;
+  } catch (const std::exception& error) {
+    // What is left to throw is memory running out in the command itself; files are whole at any moment.
+    std::cerr << "tarvel: " << error.what() << "\n";
+    return 70;
+  }
+}

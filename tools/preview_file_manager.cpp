@@ -1,0 +1,57 @@
+#include "tools/preview_file_manager.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace tarvel {
+
+namespace {
+
+FileStatus refusal() { return {EROFS, "A preview writes nothing."}; }
+
+}  // namespace
+
+PreviewFileManager::PreviewFileManager(FileManager& real, std::string path)
+    : real_(real), path_(std::move(path)), exists_(real.fileExistsAtPath(path_)) {
+  if (exists_) contents_ = real.contentsAtPath(path_);
+}
+
+std::optional<FileDate> PreviewFileManager::modificationDateAtPath(const std::string& path) {
+  if (!fileExistsAtPath(path)) return std::nullopt;
+  return FileDate{};
+}
+
+FileReading PreviewFileManager::contentsAtPath(const std::string& path) {
+  if (!fileExistsAtPath(path)) return {{}, {ENOENT, "The file does not exist."}};
+  return contents_;
+}
+
+FileStatus PreviewFileManager::createDirectoryAtPath(const std::string& /*path*/) { return refusal(); }
+
+FileStatus PreviewFileManager::copyItemAtPathToPath(const std::string& /*source*/, const std::string& /*target*/) {
+  return refusal();
+}
+
+FileStatus PreviewFileManager::removeItemAtPath(const std::string& /*path*/) { return refusal(); }
+
+FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path) {
+  return fileExistsAtPath(path) ? FileStatus{} : refusal();
+}
+
+FileReplacement PreviewFileManager::replaceItem(const std::string& /*target*/, const std::string& /*replacement*/) {
+  return {refusal(), std::nullopt};
+}
+
+FileStatus PreviewFileManager::moveItem(const std::string& /*source*/, const std::string& /*target*/) {
+  return refusal();
+}
+
+FileStatus PreviewFileManager::exchangeItems(const std::string& /*first*/, const std::string& /*second*/) {
+  return refusal();
+}
+
+std::string PreviewFileManager::stringByExpandingTildeInPath(const std::string& path) {
+  return real_.stringByExpandingTildeInPath(path);
+}
+
+}  // namespace tarvel

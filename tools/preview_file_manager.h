@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+
+#include "platform/file_manager.h"
+
+namespace tarvel {
+
+/// One file, read once and held in memory, under the path it was read from. Nothing else exists, so there is no lock to
+/// wait for; whatever would write fails, except that the bookmarks file takes a write and forgets it.
+class PreviewFileManager final : public FileManager {
+ public:
+  /// `real` is borrowed; it is read from now and asked about tildes later, never written to.
+  PreviewFileManager(FileManager& real, std::string path);
+
+  [[nodiscard]] bool fileExistsAtPath(const std::string& path) override { return exists_ && path == path_; }
+  [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) override;
+  [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
+  [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) override;
+  [[nodiscard]] bool offersReplaceItem() override { return true; }
+  [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
+  [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;
+  [[nodiscard]] FileStatus exchangeItems(const std::string& first, const std::string& second) override;
+  [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
+
+ private:
+  FileManager& real_;
+  std::string path_;
+  bool exists_;
+  FileReading contents_;
+};
+
+}  // namespace tarvel

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "platform/property_list.h"
+
+namespace tarvel {
+
+/// A property list as JSON, for looking at: keys stay in order. What JSON cannot say is said with what it has: data as
+/// base64, dates as UTC text (seconds since 2001 where they are out of range), a UID as {"CF$UID": n}, a set as an
+/// array, a real that is no number as a text, a lone surrogate as U+FFFD.
+[[nodiscard]] std::string propertyListAsJson(PropertyListValue root);
+
+}  // namespace tarvel

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/change_report.h"
+#include "tools/terminal.h"
+
+namespace tarvel {
+
+/// Everything there is to say about one sort or preview.
+struct SortReport {
+  std::int32_t code = 0;
+  std::string message;
+  std::string file;
+  /// Where the backup is to be; empty when none is wanted.
+  std::string backupFile;
+  bool isPreview = false;
+  Changes changes;
+};
+
+/// For people. Lines, each with its line break.
+[[nodiscard]] std::string reportAsText(const SortReport& report, const Painter& painter);
+
+/// For programs: one JSON object. Field names are part of the interface, see the manual page.
+[[nodiscard]] std::string reportAsJson(const SortReport& report);
+
+}  // namespace tarvel

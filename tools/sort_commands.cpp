@@ -1,0 +1,139 @@
+// sort, preview and restore.
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "engine/tarvel.h"
+#include "tools/commands.h"
+#include "tools/preview_file_manager.h"
+#include "tools/report.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr const char* kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
+constexpr const char* kBackupName = "Tarvel/Bookmarks (Initial Copy).plist";
+
+std::string bookmarksFile(const Platform& platform, const CommandLine& line) {
+  return platform.fileManager.stringByExpandingTildeInPath(line.file.empty() ? kDefaultBookmarksFile
+                                                                             : absolutePath(line.file));
+}
+
+std::string backupFile(const Platform& platform, const CommandLine& line) {
+  return platform.fileManager.stringByExpandingTildeInPath(line.backupFile.empty() ? defaultBackupFile()
+                                                                                   : absolutePath(line.backupFile));
+}
+
+void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file, const std::string& backup) {
+  tarvel.setArrangeFoldersAtTop(line.foldersAtTop);
+  tarvel.setRemoveDuplicates(line.removeDuplicates);
+  tarvel.setRenameSamenamed(line.renameSamenamed);
+  tarvel.setSortBookmarksBar(line.sortBookmarksBar);
+  tarvel.setWriteBackupFile(line.backup);
+  tarvel.setBookmarksFilename(file);
+  tarvel.setBackupFilename(backup);
+}
+
+/// Runs the engine on the platform's file and tells what it did.
+SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview) {
+  SortReport report;
+  report.file = bookmarksFile(platform, line);
+  report.isPreview = isPreview;
+  const std::string backup = backupFile(platform, line);
+  if (line.backup) report.backupFile = backup;
+  Tarvel tarvel(platform);
+  ChangeRecorder recorder;
+  configure(tarvel, line, report.file, backup);
+  tarvel.setSortObserver(&recorder);
+  report.code = tarvel.sortBookmarks();
+  // Of a backup that failed, the user wants to know where it was to go.
+  const std::string& named = report.code == TarvelErrorBackupFailed ? backup : report.file;
+  report.message = isPreview && report.code == TarvelErrorNone
+                       ? "Preview of “" + printable(report.file) + "”:"
+                       : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, named);
+  report.changes = recorder.changes();
+  return report;
+}
+
+void show(const SortReport& report, const CommandLine& line) {
+  if (line.json) {
+    std::cout << reportAsJson(report);
+    return;
+  }
+  const bool hasFailed = report.code != TarvelErrorNone;
+  const Painter painter(usesColor(line.color, hasFailed ? STDERR_FILENO : STDOUT_FILENO));
+  (hasFailed ? std::cerr : std::cout) << reportAsText(report, painter);
+}
+
+}  // namespace
+
+std::string absolutePath(const std::string& path) {
+  if (path.empty() || path.front() == '~') return path;
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute.string();
+}
+
+std::string defaultBackupFile() {
+  const char* dataHome = std::getenv("XDG_DATA_HOME");
+  // A relative path there is to be ignored, says the base directory convention.
+  const bool isUsable = dataHome != nullptr && *dataHome == '/';
+  return (isUsable ? std::string(dataHome) : std::string("~/.local/share")) + "/" + kBackupName;
+}
+
+int runSort(const Platform& platform, const CommandLine& line) {
+  const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFile(platform, line));
+  const SortReport report = sortAndReport(platform, line, false);
+  show(report, line);
+  if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
+    std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
+              << printable(report.backupFile) << "”.\n";
+  }
+  return report.code;
+}
+
+int runPreview(const Platform& platform, const CommandLine& line) {
+  PreviewFileManager copy(platform.fileManager, bookmarksFile(platform, line));
+  Platform preview{platform.propertyLists, copy,
+                   platform.collator,      platform.uuidSource,
+                   platform.systemLog,     platform.bundle,
+                   platform.workspace,     platform.clock};
+  CommandLine withoutBackup = line;
+  withoutBackup.backup = false;
+  const SortReport report = sortAndReport(preview, withoutBackup, true);
+  show(report, line);
+  if (report.code != TarvelErrorNone) return report.code;
+  return report.changes.isOrderChanged ? kExitWouldChange : 0;
+}
+
+int runRestore(const Platform& platform, const CommandLine& line) {
+  const std::string file = bookmarksFile(platform, line);
+  const std::string backup = backupFile(platform, line);
+  Tarvel tarvel(platform);
+  configure(tarvel, line, file, backup);
+  const TarvelError error = tarvel.restoreBackedUpBookmarks();
+  const Painter painter(usesColor(line.color, error == TarvelErrorNone ? STDOUT_FILENO : STDERR_FILENO));
+  if (error == TarvelErrorNone) {
+    std::cout << "The backup “" << printable(backup) << "” is the bookmarks file “" << printable(file) << "” again.\n";
+    return error;
+  }
+  std::cerr << painter.red(Tarvel::stringFromTarvelError(platform.bundle, error)) << "\n";
+  switch (error) {
+    case TarvelErrorBookmarksFileNotFound:
+      std::cerr << "There is no backup at “" << printable(backup) << "”; name another with --backup-file.\n";
+      break;
+    case TarvelErrorOutputFileNotFound:
+      std::cerr << "There is nothing at “" << printable(file) << "”. To have the backup there all the same, copy it: “"
+                << printable(backup) << "”.\n";
+      break;
+    default:
+      std::cerr << "“" << printable(file) << "” is as it was, and so is the backup “" << printable(backup) << "”.\n";
+  }
+  return error;
+}
+
+}  // namespace tarvel
