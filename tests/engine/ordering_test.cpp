@@ -1,0 +1,227 @@
+#include <gtest/gtest.h>
+
+#include "engine/tarvel.h"
+#include "tests/support/engine_fixture.h"
+
+namespace tarvel {
+namespace {
+
+struct Ordering : testing::Test, EngineFixture {
+  bool didSort = true;
+};
+
+TEST_F(Ordering, FoldersAtTopPutsProxiesThenFoldersThenBookmarks) {
+  tarvel.setArrangeFoldersAtTop(true);
+  EXPECT_EQ(sorted("Menu[ beta Gamma[ x ] ^History Alpha delta[ y ] ]"),
+            "Menu[ ^History delta[ y ] Gamma[ x ] Alpha beta ]");
+}
+
+TEST_F(Ordering, WithoutFoldersAtTopProxiesStillComeFirstAndTheRestIsInterleaved) {
+  EXPECT_EQ(sorted("Menu[ beta Gamma[ x ] ^History Alpha delta[ y ] ]"),
+            "Menu[ ^History Alpha beta delta[ y ] Gamma[ x ] ]");
+}
+
+TEST_F(Ordering, FoldersAtTopPutsUntypedNodesLast) {
+  tarvel.setArrangeFoldersAtTop(true);
+  EXPECT_EQ(sorted("Menu[ ?a b ^z C[ x ] ]"), "Menu[ ^z C[ x ] b ?a ]");
+}
+
+TEST_F(Ordering, WithoutFoldersAtTopUntypedNodesAreInterleavedByTitle) {
+  EXPECT_EQ(sorted("Menu[ ?b c a ]"), "Menu[ a ?b c ]");
+}
+
+TEST_F(Ordering, ProxiesAreOrderedByTitle) { EXPECT_EQ(sorted("Menu[ ^b x ^a ]"), "Menu[ ^a ^b x ]"); }
+
+TEST_F(Ordering, DigitsAreComparedOneByOne) {
+  EXPECT_EQ(sorted("Menu[ \"Item 2\" \"Item 10\" ]"), "Menu[ \"Item 10\" \"Item 2\" ]");
+}
+
+TEST_F(Ordering, ChildrenThatCompareTheSameKeepTheirOrder) {
+  EXPECT_EQ(sorted("Menu[ b apple Apple APPLE a ]"), "Menu[ a apple Apple APPLE b ]");
+  EXPECT_EQ(sorted("Menu[ APPLE apple Apple ]"), "Menu[ APPLE apple Apple ]");
+}
+
+TEST_F(Ordering, AMissingTitleComparesAsTheEmptyText) { EXPECT_EQ(sorted("Menu[ a ~ \"\" ]"), "Menu[ ~ \"\" a ]"); }
+
+TEST_F(Ordering, ElementsThatAreNoDictionariesAreCarriedAsUntypedNodes) {
+  EXPECT_EQ(sorted("Menu[ b 7 a ]"), "Menu[ 7 a b ]");
+  tarvel.setArrangeFoldersAtTop(true);
+  EXPECT_EQ(sorted("Menu[ b 7 a ]"), "Menu[ a b 7 ]");
+}
+
+TEST_F(Ordering, SortedArrayIsANewArrayWithTheSameNodes) {
+  const PropertyList list = tree("Menu[ b a ]");
+  const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
+  const PropertyListArray result = tarvel.sortedArrayFromBookmarkChildArray(children);
+  EXPECT_FALSE(result == children);
+  EXPECT_EQ(text(list), "Menu[ b a ]");
+  EXPECT_EQ(result.at(0), children.at(1));
+  EXPECT_EQ(result.at(1), children.at(0));
+}
+
+TEST_F(Ordering, OmittedFolderIsReturnedItselfWithNothingInItSorted) {
+  const PropertyList list = tree("!Hidden[ b a C[ z y ] ]");
+  EXPECT_TRUE(tarvel.sortBookmarksInDictionary(list.root.dictionary()) == list.root.dictionary());
+  EXPECT_EQ(text(list), "!Hidden[ b a C[ z y ] ]");
+}
+
+TEST_F(Ordering, NodeWithoutChildrenIsReturnedItself) {
+  const PropertyList list = tree("a");
+  EXPECT_TRUE(tarvel.sortBookmarksInDictionary(list.root.dictionary()) == list.root.dictionary());
+}
+
+TEST_F(Ordering, FolderSortMakesNewFoldersAndSharesBookmarksAndOmittedFolders) {
+  const PropertyList list = tree("Menu[ B[ y x ] !H[ z ] a ]");
+  const PropertyListDictionary root = list.root.dictionary();
+  const PropertyListDictionary result = tarvel.sortBookmarksInDictionary(root);
+  EXPECT_EQ(text(list), "Menu[ B[ y x ] !H[ z ] a ]");
+  EXPECT_EQ(text(result), "Menu[ a B[ x y ] !H[ z ] ]");
+  EXPECT_EQ(result.array(kChildrenKey).at(0), root.array(kChildrenKey).at(2));
+  EXPECT_EQ(result.array(kChildrenKey).at(2), root.array(kChildrenKey).at(1));
+  EXPECT_FALSE(result.array(kChildrenKey).at(1) == root.array(kChildrenKey).at(0));
+}
+
+TEST_F(Ordering, BarKeepsItsOrderButFoldersInsideAreSorted) {
+  EXPECT_EQ(sorted("BookmarksBar[ c B[ y x ] a ]"), "BookmarksBar[ c B[ x y ] a ]");
+}
+
+TEST_F(Ordering, FolderTitledLikeTheBarInsideTheMenuKeepsItsOrderToo) {
+  EXPECT_EQ(sorted("BookmarksMenu[ z BookmarksBar[ c a ] a ]"), "BookmarksMenu[ a BookmarksBar[ c a ] z ]");
+}
+
+TEST_F(Ordering, BarIsSortedWhenThatIsWanted) {
+  tarvel.setSortBookmarksBar(true);
+  EXPECT_EQ(sorted("BookmarksBar[ c B[ y x ] a ]"), "BookmarksBar[ a B[ x y ] c ]");
+}
+
+TEST_F(Ordering, TitleOfTheBarIsComparedExactly) { EXPECT_EQ(sorted("bookmarksbar[ c a ]"), "bookmarksbar[ a c ]"); }
+
+TEST_F(Ordering, FixedTopLevelNodesMoveAheadInTheirOrderWhenTheFileIsRewritten) {
+  EXPECT_EQ(sortedRoot("Root[ BookmarksMenu[ m ] b BookmarksBar[ x ] a[ y ] !omitted[ z ] ]", &didSort),
+            "Root[ BookmarksMenu[ m ] BookmarksBar[ x ] !omitted[ z ] a[ y ] b ]");
+  EXPECT_TRUE(didSort);
+}
+
+TEST_F(Ordering, TopLevelProxiesAndUntypedNodesAreFixed) {
+  EXPECT_EQ(sortedRoot("Root[ c ^p BookmarksBar[ x ] ?u b 3 BookmarksMenu[ m ] ]", &didSort),
+            "Root[ ^p BookmarksBar[ x ] ?u 3 BookmarksMenu[ m ] b c ]");
+  EXPECT_TRUE(didSort);
+}
+
+TEST_F(Ordering, FixedNodesAloneOutOfPlaceAreNotReasonEnoughToRewrite) {
+  EXPECT_EQ(sortedRoot("Root[ a BookmarksBar[ x ] b BookmarksMenu[ m ] ]", &didSort), "(same)");
+  EXPECT_FALSE(didSort);
+}
+
+TEST_F(Ordering, NothingInsideAnOmittedTopLevelFolderIsCleanedOrSorted) {
+  tarvel.setRemoveDuplicates(true);
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ x ] BookmarksMenu[ n m ] !H[ c@ c@same a@same E[ ] ] ]", &didSort),
+            "Root[ BookmarksBar[ x ] BookmarksMenu[ m n ] !H[ c@ c@same a@same E[ ] ] ]");
+}
+
+TEST_F(Ordering, SortedFileWhoseNodesAllHaveIdentifiersComesBackItself) {
+  EXPECT_EQ(sortedRoot("Root[ ^p BookmarksBar[ z y ] BookmarksMenu[ a b C[ d e ] ] f g ]", &didSort), "(same)");
+  EXPECT_FALSE(didSort);
+}
+
+TEST_F(Ordering, ABookmarkWithoutIdentifierMakesEveryRunAChange) {
+  const char* notation = "Root[ BookmarksBar[ x ] BookmarksMenu[ a b#- ] ]";
+  EXPECT_EQ(sortedRoot(notation, &didSort), "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
+  EXPECT_TRUE(didSort);
+}
+
+TEST_F(Ordering, RemovalAloneDoesNotSetTheFlag) {
+  tarvel.setRemoveDuplicates(true);
+  const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ a@u b@u ] ]");
+  const PropertyListDictionary root = list.root.dictionary();
+  EXPECT_TRUE(tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(root, &didSort) == root);
+  EXPECT_FALSE(didSort);
+  EXPECT_EQ(text(root), "Root[ BookmarksBar[ x ] BookmarksMenu[ b@u ] ]");
+}
+
+TEST_F(Ordering, RenamingAloneDoesNotSetTheFlag) {
+  tarvel.setRenameSamenamed(true);
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ a a@v ] BookmarksMenu[ b ] ]", &didSort), "(same)");
+  EXPECT_FALSE(didSort);
+}
+
+TEST_F(Ordering, RootWithEmptyOrMissingChildrenComesBackItself) {
+  EXPECT_EQ(sortedRoot("Root[ ]", &didSort), "(same)");
+  EXPECT_FALSE(didSort);
+  const PropertyList list = tree("Root[ ]");
+  list.root.dictionary().remove(kChildrenKey);
+  didSort = true;
+  EXPECT_TRUE(tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort) ==
+              list.root.dictionary());
+  EXPECT_FALSE(didSort);
+}
+
+TEST_F(Ordering, RootWithoutBarOrMenuGivesNoneWithTheFlagSet) {
+  EXPECT_EQ(sortedRoot("Root[ BookmarksMenu[ a ] ]", &didSort), "(none)");
+  EXPECT_TRUE(didSort);
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ a ] ]", &didSort), "(none)");
+  EXPECT_TRUE(didSort);
+}
+
+TEST_F(Ordering, NewRootKeepsEveryOtherEntryOfTheOld) {
+  const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
+  const PropertyListDictionary root = list.root.dictionary();
+  root.set("Unknown", list.tree->makeDate(1.5));
+  const PropertyListDictionary result = tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(root, &didSort);
+  EXPECT_FALSE(result == root);
+  EXPECT_EQ(result.get("Unknown"), root.get("Unknown"));
+  EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
+}
+
+TEST_F(Ordering, DuplicatesAreSearchedInEachTreeByItself) {
+  tarvel.setRemoveDuplicates(true);
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ a@u ] BookmarksMenu[ c@v b@u ] d@u ]", &didSort),
+            "Root[ BookmarksBar[ a@u ] BookmarksMenu[ b@u c@v ] d@u ]");
+}
+
+TEST_F(Ordering, EqualityWantsTheSameShapeAndIdentifiersAndNothingElse) {
+  const auto equal = [this](std::string_view first, std::string_view second) {
+    const PropertyList a = tree(first);
+    const PropertyList b = tree(second);
+    return tarvel.areBookmarksEqualInDictionaryAndDictionary(a.root.dictionary(), b.root.dictionary());
+  };
+  EXPECT_TRUE(equal("A#1[ b#2 C#3[ d#4 ] ]", "Z#1[ y#2 x#3[ w#4 ] ]"));
+  EXPECT_FALSE(equal("A#1[ b#2 c#3 ]", "A#1[ b#3 c#2 ]"));
+  EXPECT_FALSE(equal("A#1[ b#2 ]", "A#1[ b#2 c#3 ]"));
+  EXPECT_FALSE(equal("A#1[ b#2[ ] ]", "A#1[ b#2 ]"));
+  EXPECT_FALSE(equal("a#-", "a#-"));
+  EXPECT_FALSE(equal("a#1", "a#-"));
+  EXPECT_FALSE(equal("A#1[ 5 ]", "A#1[ 5 ]"));
+  EXPECT_TRUE(equal("!A#1[ b#2 ]", "!A#1[ c#3 ]"));
+  EXPECT_FALSE(equal("!A#1[ b#2 ]", "A#1[ c#3 ]"));
+  EXPECT_FALSE(equal("!A#1[ b#2 ]", "!A#2[ b#2 ]"));
+}
+
+TEST_F(Ordering, ANodeWithoutIdentifierIsNotEvenEqualToItself) {
+  const PropertyList list = tree("A[ b#- ]");
+  const PropertyListDictionary root = list.root.dictionary();
+  EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(root, root));
+  EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary({}, {}));
+}
+
+TEST_F(Ordering, SiblingsWithOneIdentifierMaySwapUnnoticed) {
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ x ] BookmarksMenu[ b#1 a#1 ] ]", &didSort), "(same)");
+  EXPECT_FALSE(didSort);
+}
+
+TEST_F(Ordering, CountLooksThroughFoldersAndNothingElse) {
+  const PropertyList list = tree("A[ b C[ d e !F[ g ] ] ^H[ i ] ?j[ k ] L[ ] 5 ]");
+  EXPECT_EQ(tarvel.numberOfBookmarksInDictionary(list.root.dictionary()), 4U);
+  EXPECT_EQ(tarvel.numberOfBookmarksInDictionary({}), 0U);
+}
+
+TEST_F(Ordering, ANewTarvelHasEveryOptionOff) {
+  EXPECT_FALSE(tarvel.arrangeFoldersAtTop());
+  EXPECT_FALSE(tarvel.removeDuplicates());
+  EXPECT_FALSE(tarvel.renameSamenamed());
+  EXPECT_FALSE(tarvel.sortBookmarksBar());
+  EXPECT_FALSE(tarvel.writeBackupFile());
+}
+
+}  // namespace
+}  // namespace tarvel
