@@ -35,7 +35,7 @@ class ChunkSort {
   [[nodiscard]] std::vector<Placed> sort(const std::vector<std::uint32_t>& items) {
     entries_.reserve(items.size());
     for (const std::uint32_t item : items) entries_.push_back({0, item});
-    pending_.push_back({0, entries_.size(), 0});
+    if (!entries_.empty()) pending_.push_back({0, entries_.size(), 0});
     while (!pending_.empty()) {
       const Range range = pending_.back();
       pending_.pop_back();
