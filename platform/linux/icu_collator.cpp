@@ -27,13 +27,17 @@ std::unique_ptr<IcuCollator> IcuCollator::forEnvironment() {
 
 std::vector<std::uint32_t> IcuCollator::rank(std::span<const std::string_view> titles) {
   if (titles.size() < 2) return std::vector<std::uint32_t>(titles.size());
-  if (!order_) open();
-  return rankTitles(*order_, ascii_ ? &*ascii_ : nullptr, titles);
+  if (!order_) order_ = std::make_unique<TitleOrder>(locale_, opener_);
+  return rankTitles(*order_, tableFor(titles.size()), titles);
 }
 
-void IcuCollator::open() {
-  order_ = std::make_unique<TitleOrder>(locale_, opener_);
-  ascii_ = AsciiRanks::prove(*order_);
+const AsciiRanks* IcuCollator::tableFor(std::size_t moreTitles) {
+  titlesSeen_ += moreTitles;
+  if (!proofTried_ && titlesSeen_ > kTitlesWorthATable) {
+    proofTried_ = true;
+    ascii_ = AsciiRanks::prove(*order_);
+  }
+  return ascii_ ? &*ascii_ : nullptr;
 }
 
 }  // namespace tarvel

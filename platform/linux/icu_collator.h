@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -14,10 +15,14 @@
 
 namespace tarvel {
 
+/// How many titles an IcuCollator leaves to ICU before it makes an ASCII table: the proof takes about as long as ICU
+/// takes for this many (2 milliseconds), so a small file never pays for it and a large one at most twice.
+inline constexpr std::size_t kTitlesWorthATable = 4000;
+
 /// Orders titles with ICU, for one locale.
 ///
 /// ICU is opened by the first call that has two titles to compare, so a process that never sorts does not pay for it
-/// (about a millisecond and 5 MB). A locale ICU does not know is ordered as the root locale; without any collator titles
+/// (about a millisecond and 5 MB), and the ASCII table is made once enough titles have come by to repay its proof. A locale ICU does not know is ordered as the root locale; without any collator titles
 /// are ordered by their folded text. Not thread-safe. Work grows as n log n with the number of titles and linearly with
 /// their length; memory, beyond some twenty bytes per title, goes only to folders with a title that is not plain ASCII.
 class IcuCollator final : public Collator {
@@ -36,11 +41,14 @@ class IcuCollator final : public Collator {
   [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override;
 
  private:
-  void open();
+  /// The table, or null when it is not worth its proof yet or does not exist for the language.
+  [[nodiscard]] const AsciiRanks* tableFor(std::size_t moreTitles);
 
   std::string locale_;
   CollatorOpener opener_;
   std::unique_ptr<TitleOrder> order_;  // null until opened
+  std::size_t titlesSeen_ = 0;
+  bool proofTried_ = false;
   std::optional<AsciiRanks> ascii_;
 };
 

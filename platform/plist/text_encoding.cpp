@@ -47,8 +47,9 @@ TextEncoding encodingNamed(std::string_view name) {
     encoding.kind = Kind::kNamed;
     encoding.name = lower;
   } else {
-    constexpr std::size_t kLongestShown = 128;
-    return failed("Encountered unknown encoding (" + std::string(name.substr(0, kLongestShown)) + ")");
+    std::string shown;
+    for (const char c : name) appendUtf8(static_cast<std::uint8_t>(c), shown);
+    return failed("Encountered unknown encoding (" + shortened(shown) + ")");
   }
   return encoding;
 }
@@ -171,6 +172,14 @@ bool isWellFormedUtf8(std::string_view text) {
     at += more;
   }
   return true;
+}
+
+std::string shortened(std::string_view text) {
+  constexpr std::size_t kLongest = 128;
+  if (text.size() <= kLongest) return std::string(text);
+  std::size_t end = kLongest;
+  while (end > 0 && (static_cast<std::uint8_t>(text[end]) & 0xC0U) == 0x80U) --end;
+  return std::string(text.substr(0, end)) + "\u2026";
 }
 
 }  // namespace tarvel

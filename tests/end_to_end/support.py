@@ -1,0 +1,102 @@
+"""What the end-to-end scripts share: running the built command in a home of its own."""
+
+import os
+import pathlib
+import plistlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+TARVEL = os.environ["TARVEL_BIN"]
+SAMPLES = pathlib.Path(os.environ["TARVEL_SAMPLES"])
+SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
+
+
+class HomeTest(unittest.TestCase):
+    """Each test has an empty home folder, and nothing of the user's environment."""
+
+    def setUp(self):
+        self.home = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-test-"))
+        self.addCleanup(shutil.rmtree, self.home)
+        self.environment = {
+            "HOME": str(self.home),
+            "PATH": os.environ["PATH"],
+            "LC_ALL": "C.UTF-8",
+            "XDG_DATA_HOME": str(self.home / "data"),
+        }
+        # Sanitized builds say more when they can.
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+            if name in os.environ:
+                self.environment[name] = os.environ[name]
+        self.file = self.home / "Bookmarks.plist"
+        self.backup = self.home / "data/Tarvel/Bookmarks (Initial Copy).plist"
+
+    def tarvel(self, *arguments, **options):
+        return subprocess.run(
+            [TARVEL, *map(str, arguments)],
+            env=self.environment,
+            cwd=self.home,
+            stdin=subprocess.DEVNULL if "input" not in options else None,
+            capture_output=True,
+            check=False,
+            **options,
+        )
+
+    def write(self, root, fmt=plistlib.FMT_BINARY):
+        self.file.write_bytes(plistlib.dumps(root, fmt=fmt, sort_keys=False))
+        return self.file.read_bytes()
+
+    def read(self):
+        return plistlib.loads(self.file.read_bytes())
+
+    def files(self):
+        """Every file of the home, relative."""
+        return sorted(p.relative_to(self.home).as_posix() for p in self.home.rglob("*") if not p.is_dir())
+
+
+_serial = 0
+
+
+def identifier():
+    global _serial
+    _serial += 1
+    return f"00000000-0000-4000-8000-{_serial:012X}"
+
+
+def leaf(title, address=None, **more):
+    node = {"WebBookmarkType": "WebBookmarkTypeLeaf", "WebBookmarkUUID": identifier()}
+    node["URLString"] = f"http://{title}.example/" if address is None else address
+    node["URIDictionary"] = {} if title is None else {"title": title}
+    return {**node, **more}
+
+
+def folder(title, *children, **more):
+    node = {"WebBookmarkType": "WebBookmarkTypeList", "WebBookmarkUUID": identifier(), "Title": title}
+    return {**node, "Children": list(children), **more}
+
+
+def proxy(title):
+    return {"WebBookmarkType": "WebBookmarkTypeProxy", "WebBookmarkUUID": identifier(), "Title": title}
+
+
+def root(*children, **more):
+    node = folder("", *children)
+    return {**node, "WebBookmarkFileVersion": 1, **more}
+
+
+def title_of(node):
+    return node.get("Title", node.get("URIDictionary", {}).get("title"))
+
+
+def titles(node):
+    """A folder as nested lists of titles."""
+    return [[title_of(c), titles(c)] if "Children" in c else title_of(c) for c in node.get("Children", [])]
+
+
+def nodes(node):
+    """Every node of a tree but its root."""
+    for child in node.get("Children", []):
+        if isinstance(child, dict):
+            yield child
+            yield from nodes(child)
