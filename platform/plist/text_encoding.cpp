@@ -5,6 +5,7 @@
 
 #include "platform/plist/generalised_text.h"
 #include "platform/plist/named_encoding.h"
+#include "platform/plist/text_reading.h"
 
 namespace tarvel {
 
@@ -23,8 +24,10 @@ struct Mark {
 
 // The mark of UTF-16 is the beginning of the one of UTF-32, which therefore comes first.
 constexpr Mark kMarks[] = {
-    {{"\x00\x00\xFE\xFF", 4}, Kind::kUtf32BigEndian},    {{"\xFF\xFE\x00\x00", 4}, Kind::kUtf32LittleEndian},
-    {{"\xFF\xFE", 2}, Kind::kUtf16LittleEndian},         {{"\xFE\xFF", 2}, Kind::kUtf16BigEndian},
+    {{"\x00\x00\xFE\xFF", 4}, Kind::kUtf32BigEndian},
+    {{"\xFF\xFE\x00\x00", 4}, Kind::kUtf32LittleEndian},
+    {{"\xFF\xFE", 2}, Kind::kUtf16LittleEndian},
+    {{"\xFE\xFF", 2}, Kind::kUtf16BigEndian},
     {{"\xEF\xBB\xBF", 3}, Kind::kUtf8},
 };
 
@@ -36,7 +39,8 @@ TextEncoding failed(std::string error) {
 
 TextEncoding encodingNamed(std::string_view name) {
   std::string lower(name);
-  std::ranges::transform(lower, lower.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  std::ranges::transform(lower, lower.begin(),
+                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
   TextEncoding encoding;
   if (lower == "utf-8") return encoding;
   if (lower == "utf-16" || lower == "utf-16le") {
@@ -172,14 +176,6 @@ bool isWellFormedUtf8(std::string_view text) {
     at += more;
   }
   return true;
-}
-
-std::string shortened(std::string_view text) {
-  constexpr std::size_t kLongest = 128;
-  if (text.size() <= kLongest) return std::string(text);
-  std::size_t end = kLongest;
-  while (end > 0 && (static_cast<std::uint8_t>(text[end]) & 0xC0U) == 0x80U) --end;
-  return std::string(text.substr(0, end)) + "\u2026";
 }
 
 }  // namespace tarvel

@@ -54,7 +54,4 @@ class DecodedText {
 /// Whether `text` is UTF-8 as everybody else understands it: nothing overlong, no halves of surrogate pairs.
 [[nodiscard]] bool isWellFormedUtf8(std::string_view text);
 
-/// A piece of somebody's file as it may stand in a message: whole when it is short, else its beginning and an ellipsis.
-[[nodiscard]] std::string shortened(std::string_view text);
-
 }  // namespace tarvel

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "platform/property_list.h"
 #include "platform/property_list_serialization.h"
@@ -15,5 +19,19 @@ struct TextReading {
   /// too early, and leaves it to the OpenStep reader to say what is wrong.
   std::optional<PropertyListError> error;
 };
+
+/// The number of the line that `place` is in, from 1. A carriage return ends a line too, with or without a line feed.
+[[nodiscard]] std::uint64_t lineNumberAt(std::string_view text, std::size_t place);
+
+/// A piece of somebody's file as it may stand in a message: whole when it is short, else its beginning and an ellipsis.
+[[nodiscard]] std::string shortened(std::string_view text);
+
+/// The value of a hexadecimal digit, -1 for any other character.
+[[nodiscard]] constexpr int hexDigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
 
 }  // namespace tarvel

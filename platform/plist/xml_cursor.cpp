@@ -6,6 +6,7 @@
 
 #include "platform/plist/generalised_text.h"
 #include "platform/plist/text_encoding.h"
+#include "platform/plist/text_reading.h"
 
 namespace tarvel {
 
@@ -25,13 +26,6 @@ std::size_t wideSpaceLength(std::string_view text) {
     return last <= 0x8B || last == 0xAF ? 3 : 0;
   }
   return text.starts_with("\xE2\x81\x9F") || text.starts_with("\xE3\x80\x80") ? 3 : 0;  // U+205F, U+3000
-}
-
-int digitValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
 }
 
 }  // namespace
@@ -185,7 +179,7 @@ bool XmlCursor::readNumericEntity() {
       return failOnLine("Encountered unparseable unicode sequence at line ",
                         " while parsing data (too large of a value for a Unicode sequence)");
     }
-    const int digit = digitValue(peek());
+    const int digit = hexDigitValue(peek());
     if (digit < 0 || (!isHex && digit > 9)) {
       return failOnLine("Encountered unexpected character " + shownCharacter() + " at line ", " while parsing data");
     }
@@ -202,28 +196,18 @@ bool XmlCursor::readNumericEntity() {
 }
 
 bool XmlCursor::fail(std::string text) {
-  if (!error_) error_ = PropertyListError{std::move(text), line(), {}};
+  if (!error_) error_ = PropertyListError{std::move(text), lineNumberAt(text_, at_), {}};
   return false;
 }
 
 bool XmlCursor::failOnLine(std::string_view before, std::string_view after) {
-  return fail(std::string(before) + std::to_string(line()) + std::string(after));
+  return fail(std::string(before) + std::to_string(lineNumberAt(text_, at_)) + std::string(after));
 }
 
 std::string XmlCursor::shownCharacter() const {
   std::string shown;
   appendUtf8(static_cast<std::uint8_t>(peek()), shown);
   return shown;
-}
-
-std::size_t XmlCursor::line() const {
-  std::size_t line = 1;
-  const std::string_view before = text_.substr(0, at_);
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    const bool isFirstOfPair = before[i] == '\r' && i + 1 < text_.size() && text_[i + 1] == '\n';
-    if (before[i] == '\n' || (before[i] == '\r' && !isFirstOfPair)) ++line;
-  }
-  return line;
 }
 
 }  // namespace tarvel

@@ -64,7 +64,6 @@ class XmlCursor {
   bool readCdata();
   bool readEntity();
   bool readNumericEntity();
-  [[nodiscard]] std::size_t line() const;
 
   std::string_view text_;
   std::size_t at_ = 0;

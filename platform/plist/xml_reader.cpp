@@ -18,7 +18,20 @@ namespace {
 
 constexpr std::string_view kUidKey = "CF$UID";
 
-enum class Element { kPlist, kArray, kDictionary, kKey, kString, kData, kDate, kReal, kInteger, kTrue, kFalse, kUnknown };
+enum class Element {
+  kPlist,
+  kArray,
+  kDictionary,
+  kKey,
+  kString,
+  kData,
+  kDate,
+  kReal,
+  kInteger,
+  kTrue,
+  kFalse,
+  kUnknown
+};
 
 constexpr std::array<std::pair<std::string_view, Element>, 11> kElements = {{{"string", Element::kString},
                                                                              {"key", Element::kKey},

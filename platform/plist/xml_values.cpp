@@ -1,7 +1,6 @@
 #include "platform/plist/xml_values.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdio>
 #include <limits>
@@ -9,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/plist/base64.h"
 #include "platform/plist/calendar.h"
 
 namespace tarvel {
@@ -24,7 +24,8 @@ bool failForCharacter(XmlCursor& cursor) {
   const int value = static_cast<signed char>(cursor.peek());
   char number[16];
   std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(value));
-  return cursor.failOnLine("Unknown character '" + cursor.shownCharacter() + "' (" + number + ") in <integer> on line ");
+  return cursor.failOnLine("Unknown character '" + cursor.shownCharacter() + "' (" + number +
+                           ") in <integer> on line ");
 }
 
 /// The value of the digit under the cursor.
@@ -131,19 +132,6 @@ bool readYear(XmlCursor& cursor, std::int64_t& year) {
   return true;
 }
 
-/// What one character means in base 64.
-constexpr signed char kNothing = -1;
-constexpr std::array<signed char, 128> kBase64Values = [] {
-  std::array<signed char, 128> values{};
-  values.fill(kNothing);
-  signed char value = 0;
-  for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/")) {
-    values[static_cast<std::size_t>(c)] = value++;
-  }
-  values['='] = 0;
-  return values;
-}();
-
 bool isBlank(std::uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 }  // namespace
@@ -205,7 +193,7 @@ std::optional<std::vector<std::uint8_t>> readXmlData(XmlCursor& cursor) {
       return std::nullopt;
     }
     if (!isBlank(c)) padding = c == '=' ? padding + 1 : 0;
-    if (kBase64Values[c] == kNothing) continue;
+    if (kBase64Values[c] < 0) continue;
     group = group << 6 | static_cast<std::uint32_t>(kBase64Values[c]);
     if (++inGroup < 4) continue;
     inGroup = 0;

@@ -1,0 +1,286 @@
+#include "platform/plist/xml_writer.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/plist/base64.h"
+#include "platform/plist/calendar.h"
+#include "platform/plist/generalised_text.h"
+#include "platform/plist/tree_storage.h"
+#include "platform/plist/writable_check.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::string_view kHead =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n";
+constexpr std::string_view kTail = "</plist>\n";
+
+/// Whether `a` comes before `b` by UTF-16 units. The order of the bytes is the same, but for the characters above
+/// U+FFFF, whose units are surrogates.
+bool comesBefore(std::string_view a, std::string_view b) {
+  const auto [inA, inB] = std::ranges::mismatch(a, b);
+  if (inA == a.end() || inB == b.end()) return inA == a.end() && inB != b.end();
+  constexpr std::uint8_t kFirstLeadOfSurrogates = 0xED;
+  if (std::min(static_cast<std::uint8_t>(*inA), static_cast<std::uint8_t>(*inB)) < kFirstLeadOfSurrogates) {
+    return static_cast<std::uint8_t>(*inA) < static_cast<std::uint8_t>(*inB);
+  }
+  // Two characters begin here and differ. Two units at most tell them apart, which eight bytes hold for certain.
+  constexpr std::size_t kEnough = 8;
+  std::string unitsA;
+  std::string unitsB;
+  appendUtf16FromUtf8(a.substr(static_cast<std::size_t>(inA - a.begin()), kEnough), unitsA);
+  appendUtf16FromUtf8(b.substr(static_cast<std::size_t>(inB - b.begin()), kEnough), unitsB);
+  return unitsA < unitsB;
+}
+
+/// The text up to the first half of a surrogate pair, which no XML can hold.
+std::string_view wellFormedStart(std::string_view text) {
+  for (std::size_t at = text.find('\xED'); at != std::string_view::npos; at = text.find('\xED', at + 1)) {
+    constexpr std::uint8_t kFirstOfSurrogates = 0xA0;
+    if (at + 1 < text.size() && static_cast<std::uint8_t>(text[at + 1]) >= kFirstOfSurrogates)
+      return text.substr(0, at);
+  }
+  return text;
+}
+
+/// A 128-bit number in two's complement.
+std::string decimal128(std::uint64_t high, std::uint64_t low) {
+  const bool isNegative = high >> 63 != 0;
+  if (isNegative) {
+    low = ~low + 1;
+    high = ~high + (low == 0 ? 1 : 0);
+  }
+  std::string digits;
+  do {
+    // Division by ten, 32 bits at a time.
+    std::uint64_t remainder = 0;
+    for (std::uint64_t* part : {&high, &low}) {
+      const std::uint64_t upper = remainder << 32 | *part >> 32;
+      const std::uint64_t lower = (upper % 10) << 32 | (*part & 0xFFFF'FFFFU);
+      *part = (upper / 10) << 32 | lower / 10;
+      remainder = lower % 10;
+    }
+    digits.push_back(static_cast<char>('0' + remainder));
+  } while (high != 0 || low != 0);
+  if (isNegative) digits.push_back('-');
+  std::ranges::reverse(digits);
+  return digits;
+}
+
+std::string integerText(const PropertyListValue& value) {
+  const Slot slot = PropertyListAccess::slot(value);
+  // Of a file's 16-byte integer the low half is the value, as it is for every reader of it; one that was made here
+  // counts by all its bytes.
+  if (value.numberWidth() == 16 && slotTag(slot) == kMadeTag) {
+    const std::uint8_t* payload = PropertyListAccess::storage(value).leaf(slot) + 1;
+    return decimal128(loadBigEndian<std::uint64_t>(payload), loadBigEndian<std::uint64_t>(payload + 8));
+  }
+  const std::int64_t integer = *value.integer();
+  return value.isUnsigned() ? std::to_string(static_cast<std::uint64_t>(integer)) : std::to_string(integer);
+}
+
+std::string realText(double value) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0 ? "+infinity" : "-infinity";
+  if (value == 0) return "0.0";
+  constexpr int kDigits = 17;
+  char text[32];
+  const auto result = std::to_chars(std::begin(text), std::end(text), value, std::chars_format::general, kDigits);
+  return {text, result.ptr};
+}
+
+std::string dateText(double seconds) {
+  const auto whole = static_cast<std::int64_t>(std::floor(seconds));
+  const std::int64_t days = (whole >= 0 ? whole : whole - (kSecondsPerDay - 1)) / kSecondsPerDay;
+  const auto ofDay = static_cast<int>(whole - days * kSecondsPerDay);
+  const CalendarDate date = calendarFromDays(days);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02dZ", static_cast<long long>(date.year), date.month,
+                date.day, ofDay / 3600, ofDay / 60 % 60, ofDay % 60);
+  return text;
+}
+
+class XmlWriter {
+ public:
+  explicit XmlWriter(std::string& out) : out_(out) {}
+
+  void write(const PropertyListValue& root) {
+    out_ += kHead;
+    writeValue(root);
+    while (!stack_.empty()) step();
+    out_ += kTail;
+  }
+
+ private:
+  /// A container whose opening tag is written.
+  struct Frame {
+    PropertyListValue container;
+    std::vector<std::size_t> order;  ///< Of a dictionary's entries; empty for an array.
+    std::size_t size;
+    std::size_t next;
+  };
+
+  void step();
+  void writeValue(const PropertyListValue& value);
+  void open(const PropertyListValue& container);
+  void writeData(std::span<const std::uint8_t> bytes);
+  void writeUid(std::uint32_t uid);
+
+  void indent(std::size_t depth) { out_.append(depth, '\t'); }
+  void indent() { indent(stack_.size()); }
+  void line(std::string_view text) {
+    indent();
+    out_ += text;
+    out_ += '\n';
+  }
+  /// One element with its contents on one line.
+  void element(std::string_view name, std::string_view contents) {
+    ((out_ += '<') += name) += '>';
+    escape(contents);
+    ((out_ += "</") += name) += ">\n";
+  }
+  void escape(std::string_view text);
+
+  std::string& out_;
+  std::vector<Frame> stack_;
+};
+
+void XmlWriter::escape(std::string_view text) {
+  constexpr std::string_view kSpecial = "&<>";
+  constexpr std::string_view kEntities[] = {"&amp;", "&lt;", "&gt;"};
+  text = wellFormedStart(text);
+  std::size_t start = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const std::size_t special = kSpecial.find(text[at]);
+    if (special == std::string_view::npos) continue;
+    out_.append(text, start, at - start);
+    out_ += kEntities[special];
+    start = at + 1;
+  }
+  out_.append(text, start);
+}
+
+/// Writes the next entry of the innermost container, or closes it.
+void XmlWriter::step() {
+  Frame& frame = stack_.back();
+  const PropertyListDictionary dictionary = frame.container.dictionary();
+  if (frame.next == frame.size) {
+    stack_.pop_back();
+    line(dictionary ? "</dict>" : "</array>");
+    return;
+  }
+  const std::size_t index = frame.next++;
+  if (!dictionary) {
+    writeValue(frame.container.array().at(index));
+    return;
+  }
+  const std::size_t entry = frame.order[index];
+  indent();
+  element("key", *dictionary.keyAt(entry).string());
+  writeValue(dictionary.valueAt(entry));
+}
+
+void XmlWriter::writeValue(const PropertyListValue& value) {
+  indent();
+  switch (value.type()) {
+    case PropertyListType::kBoolean:
+      out_ += *value.boolean() ? "<true/>\n" : "<false/>\n";
+      return;
+    case PropertyListType::kInteger:
+      element("integer", integerText(value));
+      return;
+    case PropertyListType::kReal:
+      element("real", realText(*value.real()));
+      return;
+    case PropertyListType::kDate:
+      element("date", dateText(*value.date()));
+      return;
+    case PropertyListType::kData:
+      writeData(*value.data());
+      return;
+    case PropertyListType::kString:
+      element("string", *value.string());
+      return;
+    case PropertyListType::kUid:
+      writeUid(*value.uid());
+      return;
+    case PropertyListType::kArray:
+    case PropertyListType::kDictionary:
+      open(value);
+      return;
+    case PropertyListType::kAbsent:
+    case PropertyListType::kNull:
+    case PropertyListType::kSet:
+      return;  // Refused before the first byte is written.
+  }
+}
+
+void XmlWriter::open(const PropertyListValue& container) {
+  const PropertyListDictionary dictionary = container.dictionary();
+  Frame frame{container, {}, dictionary ? dictionary.size() : container.array().size(), 0};
+  if (frame.size == 0) {
+    out_ += dictionary ? "<dict/>\n" : "<array/>\n";
+    return;
+  }
+  out_ += dictionary ? "<dict>\n" : "<array>\n";
+  if (dictionary) {
+    std::vector<std::pair<std::string_view, std::size_t>> keys;
+    for (std::size_t i = 0; i < frame.size; ++i) keys.emplace_back(*dictionary.keyAt(i).string(), i);
+    std::ranges::sort(keys, comesBefore, &std::pair<std::string_view, std::size_t>::first);
+    for (const auto& [key, entry] : keys) frame.order.push_back(entry);
+  }
+  stack_.push_back(std::move(frame));
+}
+
+/// Lines that end at column 76, a tab counting for eight up to the eighth.
+void XmlWriter::writeData(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kColumns = 76;
+  constexpr std::size_t kTab = 8;
+  constexpr std::size_t kDeepest = 8;
+  const std::size_t depth = std::min(stack_.size(), kDeepest);
+  const std::size_t perLine = (kColumns - kTab * depth) / 4 * 3;
+  out_ += "<data>\n";
+  for (; !bytes.empty(); bytes = bytes.subspan(std::min(perLine, bytes.size()))) {
+    indent(depth);
+    appendBase64(bytes.first(std::min(perLine, bytes.size())), out_);
+    out_ += '\n';
+  }
+  line("</data>");
+}
+
+/// The form has no element for it; this is how keyed archives spell one.
+void XmlWriter::writeUid(std::uint32_t uid) {
+  out_ += "<dict>\n";
+  indent(stack_.size() + 1);
+  element("key", "CF$UID");
+  indent(stack_.size() + 1);
+  element("integer", std::to_string(uid));
+  line("</dict>");
+}
+
+}  // namespace
+
+PropertyListWriting writeXml(const PropertyList& list) {
+  PropertyListWriting writing;
+  writing.error = findUnwritable(list.root, static_cast<std::uint32_t>(PropertyListFormat::kXml));
+  if (writing.error) return writing;
+  auto text = std::make_shared<std::string>();
+  XmlWriter(*text).write(list.root);
+  writing.data.pieces.emplace_back(reinterpret_cast<const std::uint8_t*>(text->data()), text->size());  // NOLINT
+  writing.data.owners.push_back(std::move(text));
+  return writing;
+}
+
+}  // namespace tarvel
