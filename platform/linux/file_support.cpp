@@ -1,0 +1,179 @@
+#include "platform/linux/file_support.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace tarvel {
+
+namespace {
+
+/// As many as the kernel follows itself.
+constexpr int kMostLinks = 40;
+constexpr std::size_t kChunk = std::size_t{256} * 1024;
+constexpr int kMostTicks = 20;
+
+UniqueFd openFolder(int base, const std::string& path) {
+  // A folder that may be entered but not listed still serves, only its entries cannot be synced.
+  UniqueFd readable(::openat(base, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (readable || errno != EACCES) return readable;
+  return UniqueFd(::openat(base, path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+FilePlace placeFrom(int base, const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (path.find('\0') != std::string::npos) {
+    errno = EINVAL;
+    return {};
+  }
+  if (name.empty() || name == "." || name == "..") {
+    errno = path.empty() ? ENOENT : EISDIR;
+    return {};
+  }
+  return {openFolder(base, folder), std::move(name)};
+}
+
+std::string randomName() {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != sizeof number) return {};
+  std::array<char, 32> name{};
+  (void)std::snprintf(name.data(), name.size(), ".tarvel-%016llx", static_cast<unsigned long long>(number));
+  return name.data();
+}
+
+}  // namespace
+
+FileStatus fileFailure(int code, const std::string& path) {
+  std::array<char, 128> buffer{};
+  // The GNU form, which answers the text.
+  const char* words = ::strerror_r(code, buffer.data(), buffer.size());
+  return {code == 0 ? EIO : code, "“" + path + "”: " + words};
+}
+
+FilePlace placeOf(const std::string& path) { return placeFrom(AT_FDCWD, path); }
+
+FilePlace followLinks(const std::string& path) {
+  FilePlace place = placeOf(path);
+  for (int i = 0; place.folder && i < kMostLinks; ++i) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
+    if (length < 0) {
+      const bool isNoLink = errno == EINVAL || errno == ENOENT;
+      return isNoLink ? std::move(place) : FilePlace{};
+    }
+    place = placeFrom(place.folder.get(), std::string(target.data(), static_cast<std::size_t>(length)));
+  }
+  if (place.folder) errno = ELOOP;
+  return {};
+}
+
+TemporaryFile::TemporaryFile(int folder) : folder_(folder) {
+  constexpr mode_t kPrivate = 0600;
+  const bool canBeNamedLater = ::access("/proc/self/fd", X_OK) == 0;
+  if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
+  const bool isUnsupported = !canBeNamedLater || errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT;
+  if (fd_ || !isUnsupported) return;
+  temporaryName_ = randomName();
+  fd_ =
+      UniqueFd(::openat(folder, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivate));
+  if (!fd_) temporaryName_.clear();
+}
+
+TemporaryFile::~TemporaryFile() {
+  if (!temporaryName_.empty()) (void)::unlinkat(folder_, temporaryName_.c_str(), 0);
+}
+
+bool TemporaryFile::nameTemporarily() {
+  if (!temporaryName_.empty()) return true;
+  std::string name = randomName();
+  const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
+  if (name.empty() || ::linkat(AT_FDCWD, self.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) != 0) return false;
+  temporaryName_ = std::move(name);
+  return true;
+}
+
+bool TemporaryFile::replace(const std::string& name) {
+  if (!nameTemporarily()) return false;
+  if (::renameat(folder_, temporaryName_.c_str(), folder_, name.c_str()) != 0) return false;
+  temporaryName_.clear();
+  return true;
+}
+
+bool TemporaryFile::appear(const std::string& name) {
+  if (!nameTemporarily()) return false;
+  const bool isNamed = ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_NOREPLACE) == 0;
+  if (isNamed) temporaryName_.clear();
+  if (isNamed || (errno != EINVAL && errno != ENOSYS)) return isNamed;
+  // A file system without that kind of rename: a second link, which never replaces either.
+  return ::linkat(folder_, temporaryName_.c_str(), folder_, name.c_str(), 0) == 0;
+}
+
+bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::pwrite(fd, bytes.data(), std::min(bytes.size(), kChunk), position);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      if (written == 0) errno = EIO;
+      return false;
+    }
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    position += written;
+  }
+  return true;
+}
+
+bool writePieces(int fd, const DataPieces& data) {
+  off_t position = 0;
+  for (const auto& piece : data.pieces) {
+    if (!writeAt(fd, piece, position)) return false;
+    position += static_cast<off_t>(piece.size());
+  }
+  return true;
+}
+
+bool copyAttributes(int from, int to) {
+  const ssize_t listSize = ::flistxattr(from, nullptr, 0);
+  if (listSize < 0) return errno == ENOTSUP;
+  std::vector<char> names(static_cast<std::size_t>(listSize));
+  const ssize_t listed = ::flistxattr(from, names.data(), names.size());
+  if (listed < 0) return false;
+  const char* end = names.data() + listed;
+  for (const char* name = names.data(); name < end; name += std::strlen(name) + 1) {
+    const ssize_t size = ::fgetxattr(from, name, nullptr, 0);
+    if (size < 0) return false;
+    std::vector<char> value(static_cast<std::size_t>(size));
+    const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
+    if (read < 0 || ::fsetxattr(to, name, value.data(), static_cast<std::size_t>(read), 0) != 0) return false;
+  }
+  return true;
+}
+
+void syncFolder(int folder) { (void)::fsync(folder); }
+
+void waitForNextTick(int folder, const std::string& name) {
+  struct stat status {};
+  if (::fstatat(folder, name.c_str(), &status, 0) != 0) return;
+  for (int i = 0; i < kMostTicks; ++i) {
+    timespec now{};
+    (void)::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    const bool hasPassed = now.tv_sec > status.st_mtim.tv_sec ||
+                           (now.tv_sec == status.st_mtim.tv_sec && now.tv_nsec > status.st_mtim.tv_nsec);
+    if (hasPassed) return;
+    const timespec pause{0, 1'000'000};
+    (void)::nanosleep(&pause, nullptr);
+  }
+}
+
+}  // namespace tarvel

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <optional>
+#include <string>
+
+#include "platform/data.h"
+#include "platform/file_manager.h"
+#include "platform/linux/unique_fd.h"
+
+// What the file operations share. Internal to platform/linux.
+namespace tarvel {
+
+/// A failure with the system's words for `code`.
+[[nodiscard]] FileStatus fileFailure(int code, const std::string& path);
+/// The same for the errno value just set.
+[[nodiscard]] inline FileStatus fileFailure(const std::string& path) { return fileFailure(errno, path); }
+
+/// A file as an open folder and a name in it, so that nobody can redirect what follows by swapping the folder.
+struct FilePlace {
+  UniqueFd folder;
+  std::string name;
+};
+
+/// Where `path` leads once every symbolic link at its end is followed; the file itself need not exist. On failure the
+/// folder is empty and errno says why.
+[[nodiscard]] FilePlace followLinks(const std::string& path);
+/// The same without following a link at the end.
+[[nodiscard]] FilePlace placeOf(const std::string& path);
+
+/// A new file in a folder that has no name yet, or (where the file system cannot do that) a hidden random one.
+class TemporaryFile {
+ public:
+  /// On failure the file tests false and errno says why.
+  explicit TemporaryFile(int folder);
+  ~TemporaryFile();
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  explicit operator bool() const { return static_cast<bool>(fd_); }
+  [[nodiscard]] int fd() const { return fd_.get(); }
+
+  /// Gives the file its name, in place of whatever has it. Answers whether that worked, else errno says why.
+  [[nodiscard]] bool replace(const std::string& name);
+  /// The same, but fails with EEXIST when something has the name.
+  [[nodiscard]] bool appear(const std::string& name);
+
+ private:
+  [[nodiscard]] bool nameTemporarily();
+
+  int folder_;
+  UniqueFd fd_;
+  std::string temporaryName_;
+};
+
+/// Writes everything, in chunks; false with errno set.
+[[nodiscard]] bool writePieces(int fd, const DataPieces& data);
+/// Writes a stretch at a position; false with errno set.
+[[nodiscard]] bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position);
+/// Copies the extended attributes, access lists among them; false with errno set when one could not be set.
+[[nodiscard]] bool copyAttributes(int from, int to);
+/// Puts a folder's entries on the disk, as far as the file system cares.
+void syncFolder(int folder);
+/// Waits until the kernel's coarse clock has passed the file's date, so that a later change carries another. At most
+/// 20 milliseconds.
+void waitForNextTick(int folder, const std::string& name);
+
+}  // namespace tarvel

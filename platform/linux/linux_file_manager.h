@@ -1,0 +1,33 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/file_manager.h"
+
+namespace tarvel {
+
+/// The real files of a Linux system. Stateless; see FileManager for what each operation promises.
+class LinuxFileManager final : public FileManager {
+ public:
+  [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
+  [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) override;
+  [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
+  [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) override;
+  [[nodiscard]] bool offersReplaceItem() override { return true; }
+  [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
+  [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;
+  [[nodiscard]] FileStatus exchangeItems(const std::string& first, const std::string& second) override;
+  [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
+};
+
+/// Expands a leading tilde. `homeOf` answers a user's home folder, or the empty text for an unknown user; it is asked
+/// with the empty name for the user who runs the program.
+[[nodiscard]] std::string expandTilde(const std::string& path,
+                                      const std::function<std::string(const std::string&)>& homeOf);
+
+}  // namespace tarvel

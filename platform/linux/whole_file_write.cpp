@@ -1,0 +1,140 @@
+// Writing a whole file: a new file takes the old one's place, or, where that would lose something, the bytes are
+// replaced in place.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "platform/linux/file_support.h"
+#include "platform/linux/linux_file_manager.h"
+
+namespace tarvel {
+
+namespace {
+
+/// Whether a new file may take the old one's place without breaking a link, and without asking for a right that only
+/// the folder's owner has.
+bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
+  struct stat folder {};
+  if (old.st_nlink > 1) return false;
+  if (::fstat(place.folder.get(), &folder) != 0) return false;
+  if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return false;
+  const uid_t user = ::geteuid();
+  const bool isSticky = (folder.st_mode & S_ISVTX) != 0;
+  return !isSticky || user == 0 || user == folder.st_uid || user == old.st_uid;
+}
+
+/// Gives the new file the old one's owner, mode, extended attributes and access lists; false when it cannot have them.
+bool takeAfter(const struct stat& old, int oldFd, int newFd) {
+  struct stat now {};
+  if (::fstat(newFd, &now) != 0) return false;
+  const bool hasOwner = now.st_uid == old.st_uid && now.st_gid == old.st_gid;
+  if (!hasOwner && ::fchown(newFd, old.st_uid, old.st_gid) != 0) return false;
+  if (!copyAttributes(oldFd, newFd)) return false;
+  return ::fchmod(newFd, old.st_mode & 07777) == 0;
+}
+
+mode_t currentUmask() {
+  const mode_t mask = ::umask(0);
+  (void)::umask(mask);
+  return mask;
+}
+
+FileStatus finish(const FilePlace& place) {
+  syncFolder(place.folder.get());
+  waitForNextTick(place.folder.get(), place.name);
+  return {};
+}
+
+FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path) {
+  constexpr mode_t kOrdinary = 0666;
+  TemporaryFile file(place.folder.get());
+  if (!file) return fileFailure(path);
+  if (::fchmod(file.fd(), kOrdinary & ~currentUmask()) != 0) return fileFailure(path);
+  if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
+  if (!file.replace(place.name)) return fileFailure(path);
+  return finish(place);
+}
+
+/// The old bytes, to be put back should overwriting them fail.
+bool readOldBytes(int fd, std::size_t size, std::string& bytes) {
+  bytes.resize(size);
+  for (std::size_t at = 0; at < size;) {
+    const ssize_t got = ::pread(fd, bytes.data() + at, size - at, static_cast<off_t>(at));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    at += static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+/// Takes the space before a byte is overwritten, so that a full disk is noticed in time.
+bool reserve(int fd, off_t oldSize, off_t newSize) {
+  if (newSize <= oldSize) return true;
+  if (::fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, newSize) == 0) return true;
+  if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
+  return ::posix_fallocate(fd, oldSize, newSize - oldSize) == 0;
+}
+
+/// Restores size and bytes after a failure, which errno goes on naming.
+void putBack(int fd, const std::string& oldBytes, bool wereOverwritten) {
+  const int code = errno;
+  if (wereOverwritten) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(oldBytes.data());  // NOLINT: chars read as bytes
+    (void)writeAt(fd, {bytes, oldBytes.size()}, 0);
+  }
+  (void)::ftruncate(fd, static_cast<off_t>(oldBytes.size()));
+  (void)::fsync(fd);
+  errno = code;
+}
+
+FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const struct stat& old,
+                        const std::string& path) {
+  const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  if (!fd) return fileFailure(path);
+  std::string oldBytes;
+  if (!readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size), oldBytes)) return fileFailure(path);
+  const auto size = static_cast<off_t>(data.size());
+  if (!reserve(fd.get(), old.st_size, size)) {
+    putBack(fd.get(), oldBytes, false);
+    return fileFailure(path);
+  }
+  if (!writePieces(fd.get(), data) || ::ftruncate(fd.get(), size) != 0 || ::fsync(fd.get()) != 0) {
+    putBack(fd.get(), oldBytes, true);
+    return fileFailure(path);
+  }
+  return finish(place);
+}
+
+FileStatus writeOver(const DataPieces& data, const FilePlace& place, const struct stat& old, const std::string& path) {
+  // A rename would succeed on a file that may not be written. The user's wish counts.
+  if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
+  if (!mayBeReplaced(place, old)) return writeInPlace(data, place, old, path);
+  const UniqueFd oldFd(
+      ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!oldFd) return fileFailure(path);
+  TemporaryFile file(place.folder.get());
+  if (!file) return fileFailure(path);
+  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, old, path);
+  if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
+  if (!file.replace(place.name)) return fileFailure(path);
+  return finish(place);
+}
+
+}  // namespace
+
+FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path) {
+  const FilePlace place = followLinks(path);
+  if (!place.folder) return fileFailure(path);
+  struct stat old {};
+  if (::fstatat(place.folder.get(), place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
+    return errno == ENOENT ? writeNewFile(data, place, path) : fileFailure(path);
+  }
+  if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
+  if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
+  return writeOver(data, place, old, path);
+}
+
+}  // namespace tarvel
