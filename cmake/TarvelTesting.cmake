@@ -23,6 +23,9 @@ set(TARVEL_TEST_ENVIRONMENT
 function(tarvel_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  if(NOT sources)
+    return()
+  endif()
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
     nlohmann_json::nlohmann_json)

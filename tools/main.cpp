@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 
 #include "platform/linux/icu_collator.h"
 #include "platform/linux/linux_bundle.h"
@@ -25,13 +26,13 @@ class ErrorOutputLog final : public tarvel::SystemLog {
 int run(const tarvel::CommandLine& line) {
   tarvel::PlistSerialization propertyLists;
   tarvel::LinuxFileManager fileManager;
-  tarvel::IcuCollator collator = tarvel::IcuCollator::forEnvironment();
+  const std::unique_ptr<tarvel::IcuCollator> collator = tarvel::IcuCollator::forEnvironment();
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
   tarvel::LinuxBundle bundle;
   tarvel::LinuxWorkspace workspace;
   tarvel::LinuxClock clock;
-  const tarvel::Platform platform{propertyLists, fileManager, collator, uuidSource, log, bundle, workspace, clock};
+  const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
   switch (line.command) {
     case tarvel::Command::kSort:
       return tarvel::runSort(platform, line);

@@ -163,16 +163,17 @@ bool AsciiRanks::readRanks(const TitleOrder& order) {
 }
 
 bool AsciiRanks::covers(std::string_view title) {
-  std::uint64_t word = 0;
-  const char* at = title.data();
-  std::size_t left = title.size();
-  for (; left >= sizeof word; at += sizeof word, left -= sizeof word) {
+  std::uint64_t word = 0x2020202020202020U;
+  if (title.size() < sizeof word) {
+    for (const char character : title) word = word << 8 | static_cast<unsigned char>(character);
+    return !hasOther(word);
+  }
+  const char* const lastWord = title.data() + title.size() - sizeof word;
+  for (const char* at = title.data(); at < lastWord; at += sizeof word) {
     std::memcpy(&word, at, sizeof word);
     if (hasOther(word)) return false;
   }
-  if (left == 0) return true;
-  word = 0x2020202020202020U;
-  std::memcpy(&word, at, left);
+  std::memcpy(&word, lastWord, sizeof word);
   return !hasOther(word);
 }
 

@@ -4,6 +4,7 @@
 #include <unicode/unorm2.h>
 #include <unicode/ustring.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -72,6 +73,20 @@ void appendCaseFold(std::u16string_view text, std::u16string& folded) {
   folded.append(text);
 }
 
+bool isAscii(std::string_view title) {
+  return std::all_of(title.begin(), title.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+/// What the general way comes to for ASCII, several times as fast: most titles in most languages are ASCII.
+void appendAsciiFold(std::string_view title, bool turkic, std::u16string& fold) {
+  const std::size_t start = fold.size();
+  fold.resize(start + title.size());
+  std::transform(title.begin(), title.end(), fold.begin() + static_cast<std::ptrdiff_t>(start), [turkic](char letter) {
+    if (turkic && letter == 'I') return kDotlessI;
+    return static_cast<char16_t>(letter >= 'A' && letter <= 'Z' ? letter - 'A' + 'a' : letter);
+  });
+}
+
 }  // namespace
 
 TitleFold::TitleFold(std::string_view locale) {
@@ -80,6 +95,10 @@ TitleFold::TitleFold(std::string_view locale) {
 }
 
 void TitleFold::append(std::string_view title, std::u16string& fold) {
+  if (isAscii(title)) {
+    appendAsciiFold(title.substr(0, kMaxTitleUnits), turkic_, fold);
+    return;
+  }
   decomposed_.clear();
   appendUtf16(title, decomposed_);
   decompose(decomposed_);

@@ -27,10 +27,15 @@ class AsciiSource {
 
   [[nodiscard]] std::uint64_t chunk(std::uint32_t item, std::size_t at) const {
     const std::string_view title = titles_[item];
-    const std::size_t count = at < title.size() ? std::min(title.size() - at, kChunkSymbols) : 0;
+    if (at >= title.size()) return 0;
+    const std::string_view rest = title.substr(at);
     std::uint64_t packed = 0;
-    for (std::size_t i = 0; i < count; ++i) packed = packed << 8 | ranks_.rank(title[at + i]);
-    return count == 0 ? 0 : packed << 8 * (kChunkSymbols - count);
+    if (rest.size() >= kChunkSymbols) {  // a count known in advance is faster
+      for (std::size_t i = 0; i < kChunkSymbols; ++i) packed = packed << 8 | ranks_.rank(rest[i]);
+      return packed;
+    }
+    for (const char letter : rest) packed = packed << 8 | ranks_.rank(letter);
+    return packed << 8 * (kChunkSymbols - rest.size());
   }
 
   [[nodiscard]] static bool isLast(std::uint64_t chunk) { return (chunk & 0xFF) == 0; }

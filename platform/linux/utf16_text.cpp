@@ -27,9 +27,11 @@ Lead leadOf(unsigned char byte) {
   return {0, 0, 0, 0};
 }
 
-/// Reads the non-ASCII character at `at` and moves past what it used.
+/// Reads the character at `at` and moves past what it used.
 char32_t nextCharacter(std::string_view text, std::size_t& at) {
-  const Lead lead = leadOf(static_cast<unsigned char>(text[at++]));
+  const auto first = static_cast<unsigned char>(text[at++]);
+  if (first < 0x80) return first;
+  const Lead lead = leadOf(first);
   if (lead.trailing == 0) return kReplacement;
   char32_t character = lead.bits;
   for (std::size_t i = 0; i < lead.trailing; ++i) {
@@ -50,12 +52,6 @@ void appendUtf16(std::string_view text, std::u16string& units) {
   const std::size_t limit = units.size() + kMaxTitleUnits - 1;
   units.reserve(units.size() + text.size());
   for (std::size_t at = 0; at < text.size() && units.size() < limit;) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < 0x80) {
-      units.push_back(static_cast<char16_t>(byte));
-      ++at;
-      continue;
-    }
     const char32_t character = nextCharacter(text, at);
     if (character < 0x10000) {
       units.push_back(static_cast<char16_t>(character));

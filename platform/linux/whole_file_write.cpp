@@ -85,8 +85,8 @@ void putBack(int fd, const std::string& oldBytes, bool wereOverwritten) {
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(oldBytes.data());  // NOLINT: chars read as bytes
     (void)writeAt(fd, {bytes, oldBytes.size()}, 0);
   }
-  (void)::ftruncate(fd, static_cast<off_t>(oldBytes.size()));
-  (void)::fsync(fd);
+  // Nothing is left to try when even this fails.
+  if (::ftruncate(fd, static_cast<off_t>(oldBytes.size())) == 0) (void)::fsync(fd);
   errno = code;
 }
 

@@ -77,6 +77,14 @@ TEST(TitleFold, LongTitlesThatGrowAreFoldedWhole) {
   EXPECT_EQ(folded("", title), expected);
 }
 
+TEST(TitleFold, AsciiFoldsAsItDoesInsideOtherTitles) {
+  std::string title;
+  for (int byte = 0; byte < 0x80; ++byte) title += static_cast<char>(byte);
+  for (const char* locale : {"", "en_US", "tr"}) {
+    EXPECT_EQ(folded(locale, title) + u"\u4E2D", folded(locale, title + "\u4E2D")) << locale;
+  }
+}
+
 TEST(TitleFold, AppendsToWhatIsThere) {
   TitleFold fold("");
   std::u16string units = u"Ab";
