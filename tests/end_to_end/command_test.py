@@ -155,7 +155,7 @@ class Codes(HomeTest):
         self.check(4, "preview", self.file)
 
     def test_5_unreadable_content(self):
-        for content in (b"", b"bplist00 torn", b"<plist><dict>", b"\xff\xfe\x00"):
+        for content in (b"", b"bplist00 torn", b"<plist><dict>", b"{ a = b"):
             self.file.write_bytes(content)
             with self.subTest(content=content):
                 self.check(5, "sort", self.file)

@@ -16,7 +16,8 @@
 namespace tarvel {
 namespace {
 
-/// The groups of characters that `order` treats as one letter, or whose weight depends on a neighbour, as ICU lists them.
+/// The groups of characters that `order` treats as one letter, or whose weight depends on a neighbour, as ICU lists
+/// them.
 std::vector<std::u16string> contractions(const TitleOrder& order) {
   UErrorCode status = U_ZERO_ERROR;
   USet* set = uset_openEmpty();
@@ -64,7 +65,8 @@ TEST(AsciiRanks, ATableExistsExactlyWhereEachAsciiLetterStandsForItselfInIcusLis
     }
     bool grouped = false;
     for (const std::u16string& group : contractions(order)) {
-      grouped = grouped || std::all_of(group.begin(), group.end(), [&](char16_t unit) { return alphabet.count(unit) != 0; });
+      grouped =
+          grouped || std::all_of(group.begin(), group.end(), [&](char16_t unit) { return alphabet.count(unit) != 0; });
     }
     const bool table = AsciiRanks::prove(order).has_value();
     EXPECT_EQ(table, !grouped && !sharesALetter(locale, alphabet)) << locale;

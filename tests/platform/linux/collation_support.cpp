@@ -37,24 +37,24 @@ std::vector<std::string> oddCharacters() {
           "i",
           " ",
           "-",
-          "\u0301",        // acute
-          "\u0307",        // dot above
-          "\u0345",        // iota subscript
-          "\u0654",        // hamza above
-          "\u0655",        // hamza below
-          "\u0627",        // alef
-          "\u064A",        // yeh
-          "\u0624",        // waw with hamza
-          "\u200B",        // zero width space
-          "\u00AD",        // soft hyphen
+          "\u0301",  // acute
+          "\u0307",  // dot above
+          "\u0345",  // iota subscript
+          "\u0654",  // hamza above
+          "\u0655",  // hamza below
+          "\u0627",  // alef
+          "\u064A",  // yeh
+          "\u0624",  // waw with hamza
+          "\u200B",  // zero width space
+          "\u00AD",  // soft hyphen
           std::string(1, '\0'),
           "\x01",
           "\t",
-          "\u00B7",        // middle dot
+          "\u00B7",  // middle dot
           "l",
-          "\u0131",        // dotless i
-          "\u0130",        // I with dot above
-          "\u00DF",        // sharp s
+          "\u0131",  // dotless i
+          "\u0130",  // I with dot above
+          "\u00DF",  // sharp s
           "ss",
           "\uFB01",        // fi ligature
           "\u3042",        // hiragana a

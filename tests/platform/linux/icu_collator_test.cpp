@@ -23,9 +23,7 @@ json vectors() {
   return json::parse(file);
 }
 
-int sign(std::int64_t number) {
-  return number < 0 ? -1 : number > 0 ? 1 : 0;
-}
+int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
 
 /// Has `collator` rank so many titles that it makes its ASCII table.
 void seeManyTitles(IcuCollator& collator) {
@@ -114,7 +112,8 @@ TEST(IcuCollator, ATitleComesBeforeThoseItBegins) {
   EXPECT_EQ(compareTwo(collator, "", "a"), -1);
   EXPECT_EQ(compareTwo(collator, "News", "newspaper"), -1);
   EXPECT_EQ(compareTwo(collator, "a", "a\u200B"), -1) << "a character ICU ignores";
-  EXPECT_EQ(compareTwo(collator, "\u0627", "\u0625"), -1) << "alef with hamza is an earlier letter, but begins with alef";
+  EXPECT_EQ(compareTwo(collator, "\u0627", "\u0625"), -1)
+      << "alef with hamza is an earlier letter, but begins with alef";
 }
 
 TEST(IcuCollator, APrefixMovesUpOnlyToWhatItBegins) {

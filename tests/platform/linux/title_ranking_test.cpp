@@ -33,9 +33,7 @@ std::vector<std::u16string> foldsOf(TitleOrder& order, const std::vector<std::st
   return folds;
 }
 
-int sign(std::int64_t number) {
-  return number < 0 ? -1 : number > 0 ? 1 : 0;
-}
+int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
 
 bool begins(const std::u16string& a, const std::u16string& b) {
   return a.size() < b.size() && b.compare(0, a.size(), a) == 0;
@@ -47,8 +45,8 @@ std::size_t rounds() {
   return text != nullptr ? std::max<std::size_t>(1, std::strtoul(text, nullptr, 10)) : 1;
 }
 
-/// ASCII titles in the forms most likely to betray a table: any character; few letters, so that titles agree for long and
-/// letters meet in every order; words joined by marks.
+/// ASCII titles in the forms most likely to betray a table: any character; few letters, so that titles agree for long
+/// and letters meet in every order; words joined by marks.
 std::vector<std::string> asciiTitles(std::mt19937& random, std::size_t count) {
   const std::vector<std::string> all = collation_test::printableAscii();
   std::vector<std::string> titles = randomTitles(random, count / 4, all, 40);
@@ -73,7 +71,8 @@ TEST(TitleRanking, TheTableAnswersAsIcuInEveryLocale) {
     for (std::size_t round = 0; round < rounds(); ++round) {
       const std::vector<std::string> titles = asciiTitles(random, 1000);
       const auto views = viewsOf(titles);
-      ASSERT_EQ(rankTitles(language.order, language.table(), views), rankTitles(language.order, nullptr, views)) << locale;
+      ASSERT_EQ(rankTitles(language.order, language.table(), views), rankTitles(language.order, nullptr, views))
+          << locale;
       pairs += titles.size() * (titles.size() - 1) / 2;
     }
   }
@@ -114,7 +113,8 @@ std::vector<std::string> mixedTitles(std::mt19937& random) {
 
 TEST(TitleRanking, MixedFoldersRankTheSameWithAndWithoutTheTable) {
   std::mt19937 random(11);
-  for (const char* locale : {"", "en_US", "de", "sv", "da", "tr", "lt", "ja", "zh", "th", "ar", "fr_CA", "cs", "vi", "ko"}) {
+  for (const char* locale :
+       {"", "en_US", "de", "sv", "da", "tr", "lt", "ja", "zh", "th", "ar", "fr_CA", "cs", "vi", "ko"}) {
     Language language(locale);
     for (std::size_t round = 0; round < rounds(); ++round) {
       std::vector<std::string> titles = mixedTitles(random);
@@ -165,7 +165,8 @@ TEST(TitleRanking, TheOrderOfTheInputDoesNotMatter) {
   }
 }
 
-/// Whether ICU's word about a and b may be set aside: only when one of them begins another title that ICU puts no later.
+/// Whether ICU's word about a and b may be set aside: only when one of them begins another title that ICU puts no
+/// later.
 std::vector<bool> movedByPrefixRule(const TitleOrder& order, const std::vector<std::u16string>& folds) {
   std::vector<bool> moved(folds.size());
   for (std::size_t a = 0; a < folds.size(); ++a) {
@@ -216,8 +217,8 @@ TEST(TitleRanking, RanksCountTheTitlesBefore) {
 TEST(TitleRanking, TitlesThatAgreeForLongAreStillTold) {
   Language language("en_US");
   const std::string prefix(1000, 'x');
-  const std::vector<std::string> titles{prefix + "b", prefix, prefix + "A", prefix + "a" + prefix, prefix + "B",
-                                        prefix + "\u00E9"};
+  const std::vector<std::string> titles{prefix + "b",          prefix,       prefix + "A",
+                                        prefix + "a" + prefix, prefix + "B", prefix + "\u00E9"};
   EXPECT_EQ(rankTitles(language.order, language.table(), viewsOf(titles)),
             (std::vector<std::uint32_t>{3, 0, 1, 2, 3, 5}));
   std::vector<std::string> plain(titles.begin(), titles.end() - 1);

@@ -1,0 +1,329 @@
+#include "tests/support/vector_tree.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/plist/base64.h"
+#include "platform/plist/generalised_text.h"
+#include "platform/plist/text_encoding.h"
+
+namespace tarvel {
+
+namespace {
+
+using Json = nlohmann::json;
+
+std::string variable(const char* name, const char* folder) {
+  const char* value = std::getenv(name);
+  if (value != nullptr && *value != '\0') return value;
+  const char* source = std::getenv("TARVEL_SOURCE_DIR");
+  return std::string(source != nullptr ? source : ".") + "/../shared/" + folder;
+}
+
+std::string realText(double value) {
+  if (std::isnan(value)) return "nan";
+  char text[64];
+  std::snprintf(text, sizeof text, "%a", value);
+  return text;
+}
+
+Json realJson(double value, bool isSingle) {
+  Json json = {{"t", "real"}, {"v", realText(value)}};
+  // The original platform keeps one object for each value that is not finite, and so forgets the width of these.
+  if (isSingle && std::isfinite(value)) json["w"] = 4;
+  return json;
+}
+
+Json textJson(std::string_view text) {
+  if (isWellFormedUtf8(text)) return {{"t", "string"}, {"v", std::string(text)}};
+  std::string utf16;
+  appendUtf16FromUtf8(text, utf16);
+  std::string hex;
+  for (const char byte : utf16) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(static_cast<std::uint8_t>(byte)));
+    hex += digits;
+  }
+  return {{"t", "string16"}, {"v", hex}};
+}
+
+Json keyJson(Json tree) { return tree["t"] == "string" ? tree["v"] : tree; }
+
+Json sorted(Json elements) {
+  std::vector<std::pair<std::string, Json>> keyed;
+  for (Json& element : elements) {
+    std::string order = element.is_array() ? element[0].dump() : element.dump();
+    keyed.emplace_back(std::move(order), std::move(element));
+  }
+  std::ranges::stable_sort(keyed, {}, &std::pair<std::string, Json>::first);
+  Json result = Json::array();
+  for (auto& [order, element] : keyed) result.push_back(std::move(element));
+  return result;
+}
+
+/// A decimal number of up to 128 bits in two's complement.
+struct WideInteger {
+  std::uint64_t high = 0;
+  std::uint64_t low = 0;
+  [[nodiscard]] bool fits64() const { return high == 0 ? low >> 63 == 0 : high == UINT64_MAX && low >> 63 != 0; }
+};
+
+WideInteger parseDecimal(const std::string& text) {
+  WideInteger wide;
+  for (const char digit : text) {
+    if (digit == '-') continue;
+    std::uint64_t carry = static_cast<std::uint64_t>(digit - '0');
+    std::uint64_t parts[4] = {wide.low & 0xFFFFFFFF, wide.low >> 32, wide.high & 0xFFFFFFFF, wide.high >> 32};
+    for (std::uint64_t& part : parts) {
+      part = part * 10 + carry;
+      carry = part >> 32;
+      part &= 0xFFFFFFFF;
+    }
+    wide = {parts[3] << 32 | parts[2], parts[1] << 32 | parts[0]};
+  }
+  if (text.starts_with('-')) {
+    wide.low = ~wide.low + 1;
+    wide.high = ~wide.high + (wide.low == 0 ? 1 : 0);
+  }
+  return wide;
+}
+
+bool isWide(const Json& tree, const WideInteger& number) { return tree.value("w", 0) == 16 || !number.fits64(); }
+
+Json integerJson(std::int64_t low, bool isUnsigned, bool isWide) {
+  Json json = {{"t", "int"}};
+  json["v"] = isUnsigned ? std::to_string(static_cast<std::uint64_t>(low)) : std::to_string(low);
+  if (isWide) json["w"] = 16;
+  return json;
+}
+
+Json containerJson(const PropertyListValue& value) {
+  Json elements = Json::array();
+  if (const PropertyListDictionary dictionary = value.dictionary()) {
+    for (std::size_t i = 0; i < dictionary.size(); ++i) {
+      elements.push_back({keyJson(toJson(dictionary.keyAt(i))), toJson(dictionary.valueAt(i))});
+    }
+    return {{"t", "dict"}, {"v", sorted(std::move(elements))}};
+  }
+  const bool isSet = value.type() == PropertyListType::kSet;
+  const PropertyListArray array = isSet ? value.set() : value.array();
+  for (std::size_t i = 0; i < array.size(); ++i) elements.push_back(toJson(array.at(i)));
+  if (isSet) return {{"t", "set"}, {"v", sorted(std::move(elements))}};
+  return {{"t", "array"}, {"v", std::move(elements)}};
+}
+
+/// Makes the values of one tree.
+class TreeMaker {
+ public:
+  explicit TreeMaker(PropertyListTree& tree) : tree_(tree) {}
+
+  PropertyListValue make(const Json& json) {
+    const std::string type = json["t"];
+    if (type == "ref") return named_.at(json["v"].get<int>());
+    if (type == "array") return makeArray(json);
+    if (type == "dict") return makeDictionary(json);
+    if (type == "set") return makeSet(json);
+    const PropertyListValue value = makeLeaf(type, json);
+    name(json, value);
+    return value;
+  }
+
+ private:
+  void name(const Json& json, const PropertyListValue& value) {
+    if (json.contains("id")) named_[json["id"].get<int>()] = value;
+  }
+
+  PropertyListValue makeArray(const Json& json) {
+    const PropertyListArray array = tree_.makeArray(json["v"].size());
+    name(json, array.value());  // Before its elements, which may refer to it.
+    for (const Json& element : json["v"]) array.append(make(element));
+    return array.value();
+  }
+
+  PropertyListValue makeDictionary(const Json& json) {
+    if (json.contains("id")) {
+      const PropertyListDictionary dictionary = tree_.makeDictionary();
+      name(json, dictionary.value());
+      for (const Json& entry : json["v"])
+        dictionary.set(std::string_view(entry[0].get_ref<const std::string&>()), make(entry[1]));
+      return dictionary.value();
+    }
+    std::vector<PropertyListValue> keys;
+    std::vector<PropertyListValue> values;
+    for (const Json& entry : json["v"]) {
+      keys.push_back(entry[0].is_string() ? tree_.makeString(entry[0].get<std::string>()) : make(entry[0]));
+      values.push_back(make(entry[1]));
+    }
+    return tree_.makeDictionary(keys, values).value();
+  }
+
+  PropertyListValue makeSet(const Json& json) {
+    std::vector<PropertyListValue> elements;
+    for (const Json& element : json["v"]) elements.push_back(make(element));
+    return tree_.makeSet(elements);
+  }
+
+  PropertyListValue makeInteger(const Json& json) {
+    const WideInteger number = parseDecimal(json["v"].get<std::string>());
+    if (isWide(json, number)) return tree_.makeWideInteger(number.high, number.low);
+    return tree_.makeInteger(static_cast<std::int64_t>(number.low));
+  }
+
+  PropertyListValue makeReal(const Json& json) {
+    const double value = std::strtod(json["v"].get<std::string>().c_str(), nullptr);
+    if (json.value("w", 0) == 4) return tree_.makeSingleReal(static_cast<float>(value));
+    return tree_.makeReal(value);
+  }
+
+  PropertyListValue makeUtf16(const std::string& hex) {
+    std::string units;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+      units.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    }
+    std::string text;
+    appendUtf8FromUtf16({reinterpret_cast<const std::uint8_t*>(units.data()), units.size()}, text);
+    return tree_.makeString(text);
+  }
+
+  PropertyListValue makeLeaf(const std::string& type, const Json& json) {
+    if (type == "null") return tree_.makeNull();
+    if (type == "bool") return tree_.makeBoolean(json["v"].get<bool>());
+    if (type == "int") return makeInteger(json);
+    if (type == "real") return makeReal(json);
+    const std::string text = json["v"];
+    if (type == "date") return tree_.makeDate(std::strtod(text.c_str(), nullptr));
+    if (type == "string") return tree_.makeString(text);
+    if (type == "string16") return makeUtf16(text);
+    if (type == "uid") return tree_.makeUid(static_cast<std::uint32_t>(std::stoul(text)));
+    const std::string bytes = decodeBase64(text);
+    return tree_.makeData({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+  }
+
+  PropertyListTree& tree_;
+  std::map<int, PropertyListValue> named_;
+};
+
+}  // namespace
+
+Json toJson(const PropertyListValue& value) {
+  switch (value.type()) {
+    case PropertyListType::kAbsent:
+      return {{"t", "absent"}};
+    case PropertyListType::kNull:
+      return {{"t", "null"}};
+    case PropertyListType::kBoolean:
+      return {{"t", "bool"}, {"v", *value.boolean()}};
+    case PropertyListType::kInteger:
+      return integerJson(*value.integer(), value.isUnsigned(), value.numberWidth() == 16);
+    case PropertyListType::kReal:
+      return realJson(*value.real(), value.numberWidth() == 4);
+    case PropertyListType::kDate:
+      return {{"t", "date"}, {"v", realText(*value.date())}};
+    case PropertyListType::kData: {
+      const auto bytes = *value.data();
+      return {{"t", "data"}, {"v", encodeBase64({reinterpret_cast<const char*>(bytes.data()), bytes.size()})}};
+    }
+    case PropertyListType::kString:
+      return textJson(*value.string());
+    case PropertyListType::kUid:
+      return {{"t", "uid"}, {"v", std::to_string(*value.uid())}};
+    case PropertyListType::kArray:
+    case PropertyListType::kDictionary:
+    case PropertyListType::kSet:
+      return containerJson(value);
+  }
+  return {};
+}
+
+Json canonical(const Json& tree) {
+  const std::string type = tree["t"];
+  if (type == "dict") {
+    Json entries = Json::array();
+    for (const Json& entry : tree["v"]) {
+      entries.push_back({entry[0].is_string() ? entry[0] : keyJson(canonical(entry[0])), canonical(entry[1])});
+    }
+    return {{"t", type}, {"v", sorted(std::move(entries))}};
+  }
+  if (type == "array" || type == "set") {
+    Json elements = Json::array();
+    for (const Json& element : tree["v"]) elements.push_back(canonical(element));
+    return {{"t", type}, {"v", type == "set" ? sorted(std::move(elements)) : std::move(elements)}};
+  }
+  if (type == "int") {
+    const WideInteger number = parseDecimal(tree["v"].get<std::string>());
+    const bool wide = isWide(tree, number);
+    return integerJson(static_cast<std::int64_t>(number.low), wide, wide);
+  }
+  if (type == "real" || type == "date") {
+    const bool isSingle = tree.value("w", 0) == 4;
+    double value = std::strtod(tree["v"].get<std::string>().c_str(), nullptr);
+    if (isSingle) value = static_cast<double>(static_cast<float>(value));
+    if (type == "real") return realJson(value, isSingle);
+    return {{"t", type}, {"v", realText(value)}};
+  }
+  if (type == "null") return {{"t", type}};
+  return {{"t", type}, {"v", tree["v"]}};
+}
+
+bool canBeMade(const Json& tree) {
+  const std::string type = tree["t"];
+  if (type == "uuid" || type == "url") return false;
+  if (type == "dict") {
+    return std::ranges::all_of(tree["v"], [](const Json& entry) { return canBeMade(entry[1]); });
+  }
+  if (type == "array" || type == "set") return std::ranges::all_of(tree["v"], canBeMade);
+  return true;
+}
+
+PropertyList fromJson(const Json& tree) {
+  auto owner = std::make_shared<PropertyListTree>();
+  const PropertyListValue root = TreeMaker(*owner).make(tree);
+  return {std::move(owner), root};
+}
+
+const Json& vectorFile(const std::string& name) {
+  static std::map<std::string, Json> files;
+  const auto [place, isNew] = files.try_emplace(name);
+  if (isNew) {
+    std::ifstream stream(variable("TARVEL_VECTORS", "vectors") + "/" + name);
+    place->second = Json::parse(stream, nullptr, false);
+    if (place->second.is_discarded()) {
+      std::fprintf(stderr, "The test vectors %s cannot be read.\n", name.c_str());
+      std::abort();
+    }
+  }
+  return place->second;
+}
+
+std::string samplesFolder() { return variable("TARVEL_SAMPLES", "samples"); }
+
+std::string decodeBase64(std::string_view text) {
+  std::string bytes;
+  std::uint32_t group = 0;
+  unsigned bits = 0;
+  for (const char c : text) {
+    if (c == '=') break;
+    group = group << 6 | static_cast<std::uint32_t>(kBase64Values[static_cast<std::size_t>(c)]);
+    bits += 6;
+    if (bits < 8) continue;
+    bits -= 8;
+    bytes.push_back(static_cast<char>(group >> bits & 0xFFU));
+  }
+  return bytes;
+}
+
+std::string encodeBase64(std::string_view bytes) {
+  std::string text;
+  appendBase64({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, text);
+  return text;
+}
+
+}  // namespace tarvel
