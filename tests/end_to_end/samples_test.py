@@ -92,15 +92,18 @@ class Samples(HomeTest):
                 self.assertFalse(report["written"])
                 self.assertEqual(self.file.read_bytes(), once)
 
-    def test_both_forms_of_one_file_are_sorted_alike(self):
-        results = []
-        for name in ("Bookmarks.bin", "Bookmarks.xml"):
-            shutil.copy(SAMPLES / "bookmarks" / name, self.file)
-            self.sort("--sort-bookmarks-bar")
-            tree = plistlib.loads(self.file.read_bytes())
-            tree.pop("WebBookmarkUUID")
-            results.append(tree)
-        self.assertEqual(results[0], results[1])
+    def test_both_forms_of_one_tree_are_sorted_alike(self):
+        for sample in self.sortable_samples():
+            tree = plistlib.loads(sample.read_bytes())
+            results = []
+            for form in (plistlib.FMT_BINARY, plistlib.FMT_XML):
+                self.write(tree, form)
+                self.sort("--sort-bookmarks-bar")
+                result = self.read()
+                result.pop("WebBookmarkUUID")
+                results.append(result)
+            with self.subTest(sample=sample.name):
+                self.assertEqual(results[0], results[1])
 
     def test_dump_agrees_with_the_other_readers_in_every_form(self):
         for sample in self.samples():

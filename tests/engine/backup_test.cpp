@@ -1,0 +1,209 @@
+#include "engine/backup.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "engine/tarvel.h"
+#include "tests/support/engine_fixture.h"
+
+namespace tarvel {
+namespace {
+
+constexpr const char* kPath = "/safari/Bookmarks.plist";
+constexpr const char* kBackup = "/data/Tarvel/copy.plist";
+
+struct Backup : testing::Test, EngineFixture {
+  Backup() {
+    tarvel.setBookmarksFilename(kPath);
+    tarvel.setBackupFilename(kBackup);
+  }
+  bool replace() { return replaceItemAtPathWithItemAtPath(memory.fileManager, memory.systemLog, kPath, kBackup); }
+};
+
+TEST_F(Backup, PathWithATildeIsStoredInTheHomeFolderAndAnsweredOnceAFileIsThere) {
+  tarvel.setBookmarksFilename("~/b.plist");
+  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
+  memory.fileManager.putFile("/home/user/b.plist", "");
+  EXPECT_EQ(tarvel.bookmarksFilename(), "/home/user/b.plist");
+  memory.fileManager.removeTree("/home/user/b.plist");
+  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
+}
+
+TEST_F(Backup, DefaultPathIsTheBrowsersInTheHomeFolder) {
+  Tarvel fresh(platform);
+  EXPECT_EQ(fresh.bookmarksFilename(), std::nullopt);
+  memory.fileManager.putFile("/home/user/Library/Safari/Bookmarks.plist", "");
+  EXPECT_EQ(fresh.bookmarksFilename(), "/home/user/Library/Safari/Bookmarks.plist");
+}
+
+TEST_F(Backup, AFolderAtTheBookmarksPathExistsToo) {
+  memory.fileManager.putFolder(kPath);
+  EXPECT_EQ(tarvel.bookmarksFilename(), kPath);
+}
+
+TEST_F(Backup, DerivedBackupPathIsTheBookmarksPathWithASuffixAndIsKept) {
+  Tarvel fresh(platform);
+  fresh.setBookmarksFilename(kPath);
+  EXPECT_EQ(fresh.backupFilename(), std::nullopt);
+  memory.fileManager.putFile(kPath, "");
+  EXPECT_EQ(fresh.backupFilename(), "/safari/Bookmarks.plist.bak");
+  memory.fileManager.putFile("/other.plist", "");
+  fresh.setBookmarksFilename("/other.plist");
+  EXPECT_EQ(fresh.backupFilename(), "/safari/Bookmarks.plist.bak");
+}
+
+TEST_F(Backup, BackupPathIsExpandedWhenSet) {
+  tarvel.setBackupFilename("~/copy");
+  EXPECT_EQ(tarvel.backupFilename(), "/home/user/copy");
+}
+
+TEST_F(Backup, AnythingNamedLockBesideTheFileIsALock) {
+  memory.fileManager.putFile(kPath, "");
+  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.putFolder("/safari/lock");
+  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.removeTree("/safari/lock");
+  memory.fileManager.putFile("/safari/lock", "");
+  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.removeTree("/safari/lock");
+  memory.fileManager.putFile("/lock", "");
+  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
+}
+
+TEST_F(Backup, ModificationDateIsTheFilesOrNone) {
+  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
+  memory.fileManager.putFile(kPath, "");
+  const auto date = tarvel.bookmarksFileModificationDate();
+  ASSERT_TRUE(date.has_value());
+  memory.fileManager.putFile(kPath, "");
+  EXPECT_NE(tarvel.bookmarksFileModificationDate(), date);
+  memory.fileManager.failNext(FileOperation::kDate, EACCES);
+  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Backup, ExistingBackupIsLeftUntouched) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  const auto date = memory.fileManager.modificationDateAtPath(kBackup);
+  EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "old");
+  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kBackup), date);
+}
+
+TEST_F(Backup, MissingFolderChainIsMadeAndTheCopyTaken) {
+  memory.fileManager.putFile(kPath, "bytes");
+  EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_TRUE(memory.fileManager.isFolder("/data/Tarvel"));
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "bytes");
+}
+
+TEST_F(Backup, MissingSourceIsSuccessAndMakesNothing) {
+  EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_FALSE(memory.fileManager.isFolder("/data"));
+}
+
+TEST_F(Backup, FolderOrCopyThatCannotBeMadeIsFailureWithoutALogLine) {
+  memory.fileManager.putFile(kPath, "bytes");
+  memory.fileManager.failNext(FileOperation::kCreateDirectory, EACCES);
+  EXPECT_FALSE(tarvel.writeBackupFileForFilename(kPath));
+  memory.fileManager.failNext(FileOperation::kCopy, ENOSPC);
+  EXPECT_FALSE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Backup, RestoreGives2WithoutABookmarksFileEvenWithABackup) {
+  memory.fileManager.putFile(kBackup, "old");
+  EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorOutputFileNotFound);
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "old");
+}
+
+TEST_F(Backup, RestoreGives1WithoutABackup) {
+  memory.fileManager.putFile(kPath, "new");
+  EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorBookmarksFileNotFound);
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
+}
+
+TEST_F(Backup, AfterARestoreTheBackupIsTheBookmarksFileAndGoneFromItsPath) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorNone);
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "old");
+  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+}
+
+TEST_F(Backup, RestoreGives6WhenTheReplacementFails) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNext(FileOperation::kReplace, EIO);
+  EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorWriteFailed);
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "old");
+}
+
+TEST_F(Backup, ReplacementThatFailsHalfWayPutsTheOldItemBackAndIsStillAFailure) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNextReplaceHalfWay("/safari/aside");
+  EXPECT_FALSE(replace());
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
+  EXPECT_FALSE(memory.fileManager.bytesAt("/safari/aside").has_value());
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Backup, OldItemThatCannotBePutBackIsLogged) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNextReplaceHalfWay("/safari/aside");
+  memory.fileManager.failNext(FileOperation::kMove, EIO);
+  EXPECT_FALSE(replace());
+  ASSERT_EQ(memory.systemLog.lines().size(), 1U);
+  EXPECT_EQ(memory.systemLog.lines()[0],
+            "Error while trying to restore the original file (currently at \xE2\x80\x9C/safari/aside\xE2\x80\x9D) "
+            "reason: Input/output error");
+  EXPECT_EQ(memory.fileManager.bytesAt("/safari/aside"), "new");
+}
+
+TEST_F(Backup, PlatformExceptionDuringTheReplacementIsAFailureWithoutALogLine) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.throwNext();
+  EXPECT_FALSE(replace());
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Backup, WithoutAReplaceOperationTheItemsAreExchangedAndTheOldOneRemoved) {
+  memory.fileManager.setOffersReplaceItem(false);
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  EXPECT_TRUE(replace());
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "old");
+  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_EQ(memory.fileManager.callCount(FileOperation::kReplace), 0U);
+}
+
+TEST_F(Backup, ExchangeWhoseRemovalFailsIsAFailureAlthoughTheTargetIsReplaced) {
+  memory.fileManager.setOffersReplaceItem(false);
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNext(FileOperation::kRemove, EACCES);
+  EXPECT_FALSE(replace());
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "old");
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "new");
+}
+
+TEST_F(Backup, ExchangeThatFailsOrLacksAnItemChangesNothing) {
+  memory.fileManager.setOffersReplaceItem(false);
+  memory.fileManager.putFile(kPath, "new");
+  EXPECT_FALSE(replace());
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNext(FileOperation::kExchange, EINVAL);
+  EXPECT_FALSE(replace());
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "old");
+}
+
+}  // namespace
+}  // namespace tarvel

@@ -1,0 +1,94 @@
+// Files that this project did not write: the test data and the past crashes of another reader.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/plist/serialization.h"
+#include "tests/support/vector_tree.h"
+
+namespace tarvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> filesBelow(const std::string& folder) {
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::recursive_directory_iterator(samplesFolder() + "/" + folder)) {
+    if (entry.is_regular_file()) files.push_back(entry.path());
+  }
+  return files;
+}
+
+PropertyListReading read(const std::string& bytes) {
+  PlistSerialization serialization;
+  return serialization.propertyListFromData(Data::copyOf(bytes));
+}
+
+std::string contentsOf(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void expectSameInBothForms(const PropertyList& list) {
+  PlistSerialization serialization;
+  for (const std::uint32_t format : {100U, 200U}) {
+    const PropertyListWriting writing = serialization.dataWithPropertyList(list, format);
+    if (writing.error) {
+      // Only what the binary form can hold and lists may not.
+      EXPECT_TRUE(writing.error->description.starts_with("Property list invalid")) << writing.error->description;
+      continue;
+    }
+    const PropertyListReading again = read(writing.data.joined());
+    ASSERT_FALSE(again.error) << again.error->description;
+    EXPECT_EQ(static_cast<std::uint32_t>(again.format), format);
+    EXPECT_EQ(toJson(again.list.root), toJson(list.root));
+  }
+}
+
+TEST(Corpora, EveryFileIsReadOrRefusedAndWhatIsReadSurvivesBothForms) {
+  std::size_t count = 0;
+  for (const fs::path& path : filesBelow("corpora")) {
+    SCOPED_TRACE(path.string());
+    const PropertyListReading reading = read(contentsOf(path));
+    EXPECT_NE(reading.error.has_value(), static_cast<bool>(reading.list.root));
+    if (reading.list.root) expectSameInBothForms(reading.list);
+    ++count;
+  }
+  EXPECT_GT(count, 80U);
+}
+
+TEST(Corpora, EveryValidFileIsRead) {
+  // Files made to be refused, by their names.
+  const std::set<std::string> malformed = {"invalid_tag.plist", "malformed_dict.bplist", "recursion.bplist"};
+  std::size_t count = 0;
+  for (const fs::path& path : filesBelow("corpora/libplist/data")) {
+    SCOPED_TRACE(path.string());
+    const PropertyListReading reading = read(contentsOf(path));
+    EXPECT_EQ(!reading.error, !malformed.contains(path.filename().string()))
+        << (reading.error ? reading.error->description + "|" + reading.error->binaryDescription : "");
+    ++count;
+  }
+  EXPECT_GT(count, 30U);
+}
+
+TEST(Corpora, EveryBookmarksFileSurvivesBothForms) {
+  std::size_t count = 0;
+  for (const fs::path& path : filesBelow("bookmarks")) {
+    SCOPED_TRACE(path.string());
+    const std::string bytes = contentsOf(path);
+    const PropertyListReading reading = read(bytes);
+    ASSERT_FALSE(reading.error) << reading.error->description;
+    expectSameInBothForms(reading.list);
+    ++count;
+  }
+  EXPECT_GT(count, 8U);
+}
+
+}  // namespace
+}  // namespace tarvel

@@ -1,0 +1,106 @@
+// The OpenStep reader's rules, and what hostile files get from it.
+
+#include "platform/plist/openstep_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "tests/support/vector_tree.h"
+
+namespace tarvel {
+namespace {
+
+std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  all.reserve(text.size() * count);
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+std::string read(std::string_view text) {
+  PropertyListTree tree;
+  const TextReading reading = readOpenStep(bytesOf(text), tree);
+  if (reading.error) return reading.error->description;
+  return toJson(reading.root).dump();
+}
+
+std::string string(std::string_view text) {
+  PropertyListTree tree;
+  return std::string(readOpenStep(bytesOf(text), tree).root.string().value_or("(no string)"));
+}
+
+TEST(OpenStepReader, OctalEscapesAreInTheNextStepCharacterSet) {
+  EXPECT_EQ(string(R"("\101\012\341\216\256")"), "A\n\u00C6\u00CE\uFB01");
+  // Of three digits the low eight bits count; where the set has no character there is a zero.
+  EXPECT_EQ(string(R"("\501")"), "A");
+  EXPECT_EQ(string(R"("\376x")"), std::string("\0x", 2));
+}
+
+TEST(OpenStepReader, TwoUnicodeEscapesCanMakeOneCharacter) {
+  EXPECT_EQ(string(R"("\UD83D\UDE00")"), "\U0001F600");
+  EXPECT_EQ(string(R"("\UD83D.")"), "\xED\xA0\xBD.");
+  EXPECT_EQ(string(R"("\U41g")"), "Ag");
+}
+
+TEST(OpenStepReader, ABackslashBeforeAnyOtherCharacterIsLeftOut) {
+  EXPECT_EQ(string("'\\a\\b\\f\\n\\r\\t\\v\\\\\\'\\\u00e9'"), "\a\b\f\n\r\t\v\\'\u00e9");
+}
+
+TEST(OpenStepReader, EitherQuoteMarkMayStandInTheOther) {
+  EXPECT_EQ(string("'a\"b'"), "a\"b");
+  EXPECT_EQ(string("\"a'b\""), "a'b");
+}
+
+TEST(OpenStepReader, TheLastCommaOfAnArrayIsOptionalAndTheLastSemicolonOfADictionaryIsNot) {
+  EXPECT_EQ(read("(a,)"), read("(a)"));
+  EXPECT_EQ(read("{ a = b }"), "Missing ';' on line 1");
+}
+
+TEST(OpenStepReader, AKeyAloneStandsForItself) { EXPECT_EQ(read("{ a; }"), read("{ a = a; }")); }
+
+TEST(OpenStepReader, AnArrayEndsAtAnElementThatIsNone) {
+  EXPECT_EQ(read("( a, { b = c; ) "), read("(a)"));
+  EXPECT_EQ(read("( a, \"b)"), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(read("( a, \")"), read("(a)"));
+}
+
+TEST(OpenStepReader, ObjectsBelow512ContainersAreReadAndBelow513Not) {
+  EXPECT_EQ(string(repeated("(", 512) + "x" + repeated(")", 512)), "(no string)");
+  EXPECT_TRUE(read(repeated("(", 512) + "x" + repeated(")", 512)).starts_with("{"));
+  EXPECT_EQ(read(repeated("(", 513) + "x" + repeated(")", 513)), "Expected terminating ')' for array at line 1");
+  EXPECT_TRUE(read(repeated("{a=", 512) + "x" + repeated(";}", 512)).starts_with("{"));
+  EXPECT_EQ(read(repeated("{a=", 513) + "x" + repeated(";}", 513)), "Too many nested arrays or dictionaries at line 1");
+}
+
+TEST(OpenStepReader, TheComplaintNamesTheLineItIsAbout) {
+  EXPECT_EQ(read("{\n a = b;\r\n c = \"d\r\";\r = }"), "Expected terminating '}' for dictionary at line 5");
+}
+
+TEST(OpenStepReader, TextThatEndsInABackslashIsRefusedWhereverItEnds) {
+  EXPECT_EQ(read("'\\"), "Unterminated backslash sequence on line 1");
+  EXPECT_EQ(read("{ a = '\\"), "Unterminated backslash sequence on line 1");
+  EXPECT_EQ(read("{ '\\"), "Expected terminating '}' for dictionary at line 1");
+  EXPECT_EQ(read("('\\"), "Expected terminating ')' for array at line 1");
+}
+
+// None of these takes time or memory out of proportion: the test's own time limit is the judge.
+TEST(OpenStepReader, HostileFilesFailInTime) {
+  EXPECT_EQ(read(repeated("(", 20000000)), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(read(repeated("{a=", 20000000)), "Too many nested arrays or dictionaries at line 1");
+  EXPECT_EQ(read("(" + repeated("{a=", 100) + repeated("(\"),", 2000000)),
+            "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(read("(" + repeated("({),", 2000000)), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(read(repeated("/* ", 10000000)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(read(repeated("/**/", 5000000)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(read("'" + repeated("\\1", 5000000)), "Unterminated quoted string starting on line 1");
+  EXPECT_EQ(read("a" + repeated(" ", 10000000) + "b"), "Expected ';' or '=' after key at line 1");
+}
+
+}  // namespace
+}  // namespace tarvel

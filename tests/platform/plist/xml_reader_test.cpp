@@ -1,0 +1,157 @@
+// The XML reader's rules, and what hostile files get from it.
+
+#include "platform/plist/xml_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <string_view>
+
+#include "tests/support/vector_tree.h"
+
+namespace tarvel {
+namespace {
+
+std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  all.reserve(text.size() * count);
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+/// The root as JSON, or the error's text.
+std::string read(std::string_view text) {
+  PropertyListTree tree;
+  const TextReading reading = readXml(bytesOf(text), tree);
+  if (reading.error) return reading.error->description;
+  return reading.root ? toJson(reading.root).dump() : "(nothing)";
+}
+
+std::uint64_t errorLine(std::string_view text) {
+  PropertyListTree tree;
+  const TextReading reading = readXml(bytesOf(text), tree);
+  return reading.error ? reading.error->line : 0;
+}
+
+TEST(XmlReader, ReadsTextOfEveryKind) {
+  EXPECT_EQ(read("<string>a&amp;<![CDATA[<b>]]>&#x63;</string>"), R"({"t":"string","v":"a&<b>c"})");
+  EXPECT_EQ(read("<string/>"), R"({"t":"string","v":""})");
+}
+
+TEST(XmlReader, ElementsOfADictionaryKeepTheOrderOfTheFile) {
+  PropertyListTree tree;
+  const TextReading reading = readXml(bytesOf("<dict><key>b</key><true/><key>a</key><false/></dict>"), tree);
+  EXPECT_EQ(reading.root.dictionary().keyAt(0).string(), "b");
+  EXPECT_EQ(reading.root.dictionary().keyAt(1).string(), "a");
+}
+
+TEST(XmlReader, NestsUpTo512ContainersWhateverIsAroundThem) {
+  const std::string leaf = "<string>x</string>";
+  EXPECT_TRUE(read(repeated("<array>", 512) + leaf + repeated("</array>", 512)).starts_with("{"));
+  EXPECT_EQ(read(repeated("<array>", 513) + leaf + repeated("</array>", 513)),
+            "Too many nested arrays or dictionaries, failing on line 1");
+  EXPECT_EQ(read(repeated("<plist>", 100000)), "Too many nested arrays or dictionaries, failing on line 1");
+}
+
+TEST(XmlReader, NeverExpandsWhatAFileDeclares) {
+  EXPECT_EQ(read("<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><string>&a;</string>"),
+            "Encountered unexpected character [ on line 1 while parsing DTD");
+  EXPECT_EQ(read("<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&a;</string>"),
+            "Encountered unknown ampersand-escape sequence at line 1");
+}
+
+TEST(XmlReader, CountsLinesOfEveryKind) {
+  EXPECT_EQ(read("<array>\n\r\n\r<bad/></array>"), "Encountered unknown tag bad on line 4");
+  EXPECT_EQ(errorLine("<array>\n\r\n\r<bad/></array>"), 4U);
+}
+
+TEST(XmlReader, ShowsNoMoreThanTheBeginningOfALongName) {
+  const std::string text = read("<" + std::string(1000000, 'x') + ">");
+  EXPECT_EQ(text, "Encountered unknown tag " + std::string(128, 'x') + "\u2026 on line 1");
+  // A cut never goes through a character.
+  EXPECT_EQ(read("<x" + repeated("\u00e9", 100) + ">"),
+            "Encountered unknown tag x" + repeated("\u00e9", 63) + "\u2026 on line 1");
+}
+
+TEST(XmlReader, NumbersBeyondADoubleAreInfiniteOrZero) {
+  const auto real = [](const std::string& text) {
+    PropertyListTree tree;
+    return readXml(bytesOf("<real>" + text + "</real>"), tree).root.real();
+  };
+  EXPECT_EQ(real("1e309"), HUGE_VAL);
+  EXPECT_EQ(real("-1e99999999999999999999"), -HUGE_VAL);
+  EXPECT_EQ(real("1" + std::string(400, '0')), HUGE_VAL);
+  EXPECT_EQ(real("0.001e312"), HUGE_VAL);
+  EXPECT_EQ(real("1e-400"), 0.0);
+  EXPECT_EQ(real("0." + std::string(400, '0') + "1"), 0.0);
+  EXPECT_EQ(real("1" + std::string(400, '0') + "e-400"), 1.0);
+  EXPECT_EQ(real("1e-99999999999999999999"), 0.0);
+  EXPECT_EQ(real("1."), 1.0);
+  EXPECT_EQ(real("."), std::nullopt);
+  EXPECT_EQ(real("infinite"), std::nullopt);
+}
+
+TEST(XmlReader, AYearTooLargeForAnyTimeIsNoDate) {
+  EXPECT_EQ(read("<date>9999999999999-01-01T00:00:00Z</date>"), "Could not interpret <date> at line 1");
+  EXPECT_TRUE(read("<date>285000000000-01-01T00:00:00Z</date>").starts_with("{"));
+}
+
+TEST(XmlReader, ReadsTheEncodingsThatDeclarationsName) {
+  const auto declared = [](const std::string& name, const std::string& text) {
+    return read("<?xml version='1.0' encoding='" + name + "'?><string>" + text + "</string>");
+  };
+  const std::string accented = R"({"t":"string","v":"é"})";
+  EXPECT_EQ(declared("iso-8859-15", "\xE9"), accented);
+  EXPECT_EQ(declared("WINDOWS-1252", "\xE9"), accented);
+  EXPECT_EQ(declared("macintosh", "\x8E"), accented);
+  EXPECT_EQ(declared("UTF-8", "\xC3\xA9"), accented);
+  EXPECT_EQ(declared("GB18030", "\xA8\xA6"), accented);
+  EXPECT_EQ(declared("EUC-JP", "\xC6\xFC"), R"({"t":"string","v":"日"})");
+  // Cut off within a character.
+  EXPECT_EQ(declared("EUC-JP", "\xC6"), "Unable to convert string to correct encoding");
+}
+
+TEST(XmlReader, NoNameFromAFileReachesTheConverterUnlessItIsKnown) {
+  const auto declared = [](const std::string& name) { return read("<?xml encoding=\"" + name + "\"?><true/>"); };
+  EXPECT_EQ(declared("ISO-2022-CN-EXT"), "Encountered unknown encoding (ISO-2022-CN-EXT)");
+  EXPECT_EQ(declared("../../evil"), "Encountered unknown encoding (../../evil)");
+  EXPECT_EQ(declared("UTF-7//TRANSLIT"), "Encountered unknown encoding (UTF-7//TRANSLIT)");
+  EXPECT_EQ(declared("\xE9"), "Encountered unknown encoding (\u00e9)");
+}
+
+TEST(XmlReader, Utf32OutsideUnicodeIsRefused) {
+  const std::string mark("\xFF\xFE\0\0", 4);
+  EXPECT_EQ(read(mark + std::string("<\0\0\0\0\0\x11\0", 8)), "Unable to convert string to correct encoding");
+  EXPECT_EQ(read(mark + std::string("<\0\0\0\0\xD8\0\0", 8)), "Unable to convert string to correct encoding");
+}
+
+// None of these takes time or memory out of proportion: the test's own time limit is the judge, and each would exceed
+// it by far if it did.
+TEST(XmlReader, HostileFilesFailInTime) {
+  EXPECT_EQ(read(repeated("<array>", 10000000)), "Too many nested arrays or dictionaries, failing on line 1");
+  EXPECT_EQ(read(repeated("<!---->", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(read(repeated("<?a?>", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(read("<array>" + repeated("<a ", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(read("<string>" + repeated("<![CDATA[", 5000000)), "Could not find end of CDATA started on line 1");
+  EXPECT_EQ(read("<string>" + repeated("<![CDATA[]]>&amp;", 2000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(read("<array>" + repeated("<dict/>", 3000000)), "Encountered unexpected EOF");
+}
+
+TEST(XmlReader, AMillionKeysInOneDictionaryAreRead) {
+  std::string text = "<dict>";
+  for (int i = 0; i < 1000000; ++i) text += "<key>" + std::to_string(i) + "</key><true/>";
+  text += "<key>7</key><false/></dict>";
+  PropertyListTree tree;
+  const TextReading reading = readXml(bytesOf(text), tree);
+  ASSERT_TRUE(reading.root);
+  EXPECT_EQ(reading.root.dictionary().size(), 1000000U);
+  EXPECT_EQ(reading.root.dictionary().get("7").boolean(), false);
+}
+
+}  // namespace
+}  // namespace tarvel
