@@ -73,12 +73,9 @@ bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLo
     if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress);
     return true;
   }
-  if (removeDuplicates_) {
-    if (!insertObject(duplicateURLLookupSet, *address)) {
-      if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate);
-      return true;
-    }
-    if (sortObserver_ != nullptr) sortObserver_->addressKept(leaf);
+  if (removeDuplicates_ && !insertObject(duplicateURLLookupSet, *address)) {
+    if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate);
+    return true;
   }
   return isStaleResource(*address);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <vector>
 
 #include "engine/tarvel.h"
@@ -17,7 +18,6 @@ struct SortEntry {
   std::uint32_t group;
   std::uint32_t rank;
   std::uint32_t position;
-  PropertyListValue node;
 
   friend bool operator<(const SortEntry& a, const SortEntry& b) {
     if (a.group != b.group) return a.group < b.group;
@@ -44,6 +44,12 @@ PropertyListDictionary makeSubstituteRoot(PropertyListTree& tree, PropertyListAr
   return root;
 }
 
+PropertyListArray inOrder(PropertyListArray children, std::span<const std::uint32_t> order) {
+  const PropertyListArray ordered = children.makeSuccessor(order.size());
+  for (const std::uint32_t position : order) ordered.append(children.at(position));
+  return ordered;
+}
+
 void appendAll(PropertyListArray from, PropertyListArray to) {
   for (std::size_t i = 0; i < from.size(); ++i) to.append(from.at(i));
 }
@@ -51,21 +57,25 @@ void appendAll(PropertyListArray from, PropertyListArray to) {
 }  // namespace
 
 PropertyListArray Tarvel::sortedArrayFromBookmarkChildArray(PropertyListArray bookmarkChildArray) {
+  return inOrder(bookmarkChildArray, orderOfBookmarkChildArray(bookmarkChildArray));
+}
+
+/// The children's positions, in the order the children are to have.
+std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const {
   const std::size_t count = bookmarkChildArray.size();
   std::vector<std::string_view> titles(count);
   std::vector<SortEntry> entries(count);
-  for (std::size_t i = 0; i < count; ++i) {
-    const PropertyListValue value = bookmarkChildArray.at(i);
-    const PropertyListDictionary node = value.dictionary();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const PropertyListDictionary node = bookmarkChildArray.at(i).dictionary();
     titles[i] = titleFromBookmarkNode(node).value_or("");
-    entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, static_cast<std::uint32_t>(i), value};
+    entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, i};
   }
   const std::vector<std::uint32_t> ranks = platform_.collator.rank(titles);
   for (std::size_t i = 0; i < count; ++i) entries[i].rank = ranks[i];
   if (!std::ranges::is_sorted(entries, std::less<>())) std::ranges::sort(entries, std::less<>());
-  const PropertyListArray sorted = bookmarkChildArray.makeSuccessor(count);
-  for (const SortEntry& entry : entries) sorted.append(entry.node);
-  return sorted;
+  std::vector<std::uint32_t> order(count);
+  std::ranges::transform(entries, order.begin(), &SortEntry::position);
+  return order;
 }
 
 PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary dictionary) {
@@ -81,9 +91,9 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   // The title alone decides, at any depth; the folders inside were sorted all the same.
   const bool keepsItsOrder = !sortBookmarksBar_ && titleFromBookmarkNode(dictionary) == kBookmarksBarTitle;
   if (!keepsItsOrder) {
-    const PropertyListArray before = newChildren;
-    newChildren = sortedArrayFromBookmarkChildArray(newChildren);
-    if (sortObserver_ != nullptr) sortObserver_->folderOrdered(dictionary, before, newChildren);
+    const std::vector<std::uint32_t> order = orderOfBookmarkChildArray(newChildren);
+    newChildren = inOrder(newChildren, order);
+    if (sortObserver_ != nullptr) sortObserver_->folderOrdered(dictionary, newChildren, order);
   }
   const PropertyListDictionary sorted = dictionary.shallowCopy();
   sorted.set(kChildrenKey, newChildren.value());
@@ -137,10 +147,7 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
   const PropertyListDictionary newRoot = rootDictionary.shallowCopy();
   newRoot.set(kChildrenKey, newChildren.value());
   *didSortFlag = true;
-  const PropertyListDictionary result =
-      bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(newRoot, sortedBar, sortedMenu);
-  if (sortObserver_ != nullptr && result) sortObserver_->rootRebuilt(result);
-  return result;
+  return bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(newRoot, sortedBar, sortedMenu);
 }
 
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "platform/property_list.h"
@@ -30,11 +32,9 @@ class SortObserver {
   virtual void folderEntered(PropertyListDictionary folder) { (void)folder; }
   virtual void folderLeft(PropertyListDictionary folder) { (void)folder; }
 
-  /// `entry` leaves the folder entered last. For a duplicate, the bookmark that stays is the one kept before with the
-  /// same address in the same tree.
+  /// `entry` leaves the folder entered last. For a duplicate, the bookmark that stays is the one of the same tree that
+  /// still has its address when the attempt ends.
   virtual void entryRemoved(PropertyListDictionary entry, RemovalReason reason) { (void)entry, (void)reason; }
-  /// A bookmark stays, and its address is now known in its tree. Told only while duplicates are removed.
-  virtual void addressKept(PropertyListDictionary bookmark) { (void)bookmark; }
   /// An entry without a title was given one.
   virtual void entryNamed(PropertyListDictionary entry, std::string_view title) { (void)entry, (void)title; }
   /// An entry with a sibling's title was given another.
@@ -42,12 +42,15 @@ class SortObserver {
     (void)entry, (void)before, (void)after;
   }
 
-  /// A folder's children were put in order: `before` and `after` hold the same entries.
-  virtual void folderOrdered(PropertyListDictionary folder, PropertyListArray before, PropertyListArray after) {
-    (void)folder, (void)before, (void)after;
+  /// A folder's children were put in order: `after` holds them, and `earlierPositions` where each was before.
+  virtual void folderOrdered(PropertyListDictionary folder, PropertyListArray after,
+                             std::span<const std::uint32_t> earlierPositions) {
+    (void)folder, (void)after, (void)earlierPositions;
   }
-  /// Some folder's order changed: `newRoot` is what will be written.
-  virtual void rootRebuilt(PropertyListDictionary newRoot) { (void)newRoot; }
+
+  /// The tree is done: `didSort` when some folder's order changed, and `root` is to be written. Without a bar or a menu
+  /// to put back, `root` is a null handle.
+  virtual void attemptEnded(PropertyListDictionary root, bool didSort) { (void)root, (void)didSort; }
 };
 
 }  // namespace tarvel

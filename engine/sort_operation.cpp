@@ -113,6 +113,7 @@ TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
   if (sortObserver_ != nullptr) sortObserver_->attemptBegan(root);
   attempts.tree = read.tree;
   attempts.result = sortBookmarksWithRootDictionaryAndDidSortFlag(root, &attempts.didSort);
+  if (sortObserver_ != nullptr) sortObserver_->attemptEnded(attempts.result, attempts.didSort);
   // Without a bar or a menu to put back there is no root to write, and what was read is no file of the browser's.
   if (attempts.didSort && !attempts.result) return TarvelErrorNotBookmarksFile;
   return TarvelErrorNone;

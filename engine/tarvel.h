@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/bookmark_node.h"
 #include "engine/conditional_insert.h"
@@ -163,6 +164,7 @@ class Tarvel {
     PropertyListKey key;
   };
   [[nodiscard]] static TitlePlace titlePlaceIn(PropertyListDictionary bookmarkNode);
+  [[nodiscard]] std::vector<std::uint32_t> orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const;
   [[nodiscard]] bool isTopLevelFixed(PropertyListDictionary node) const;
   [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, StringSet& duplicateURLLookupSet);
   [[nodiscard]] bool isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLookupSet);

@@ -1,10 +1,13 @@
 #include "tools/change_report.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <optional>
+#include <utility>
 
 #include "engine/bookmark_node.h"
+#include "engine/value_coercion.h"
 
 namespace tarvel {
 
@@ -22,77 +25,74 @@ std::string markOf(PropertyListDictionary node) {
   return titleOf(node) + "\n" + std::string(node.string(kURLStringKey).value_or(""));
 }
 
-/// For each entry of the new order its earlier position; marks the fewest entries whose moves explain the change: all
-/// but a longest run of earlier positions that ascends.
-void markMoved(std::vector<OrderedEntry>& entries) {
+std::string duplicateKey(const std::string& tree, std::string_view address) {
+  return tree + "\n" + std::string(address);
+}
+
+/// Which entries of the new order have to move: all but a longest run of earlier positions that ascends, which is the
+/// fewest that explain the change.
+std::vector<bool> movedEntries(std::span<const std::uint32_t> earlierPositions) {
   std::vector<std::size_t> tails;
-  std::vector<std::optional<std::size_t>> previous(entries.size());
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    const auto place = std::ranges::lower_bound(tails, entries[i].earlierPosition, std::less<>(),
-                                                [&](std::size_t tail) { return entries[tail].earlierPosition; });
+  std::vector<std::optional<std::size_t>> previous(earlierPositions.size());
+  for (std::size_t i = 0; i < earlierPositions.size(); ++i) {
+    const auto place = std::ranges::lower_bound(tails, earlierPositions[i], std::less<>(),
+                                                [&](std::size_t tail) { return earlierPositions[tail]; });
     if (place != tails.begin()) previous[i] = *(place - 1);
     if (place == tails.end()) {
       tails.push_back(i);
     } else {
       *place = i;
     }
-    entries[i].isMoved = true;
   }
-  if (tails.empty()) return;
-  for (std::optional<std::size_t> i = tails.back(); i; i = previous[*i]) entries[*i].isMoved = false;
-}
-
-bool isReordered(const std::vector<OrderedEntry>& entries) {
-  return !std::ranges::is_sorted(entries, std::less<>(), &OrderedEntry::earlierPosition);
+  std::vector<bool> moved(earlierPositions.size(), true);
+  if (tails.empty()) return moved;
+  for (std::optional<std::size_t> i = tails.back(); i; i = previous[*i]) moved[*i] = false;
+  return moved;
 }
 
 }  // namespace
 
-std::size_t OrderedFolder::movedCount() const {
-  return static_cast<std::size_t>(std::ranges::count_if(entries, &OrderedEntry::isMoved));
-}
-
 std::size_t Changes::movedCount() const {
   return std::accumulate(ordered.begin(), ordered.end(), std::size_t{0},
-                         [](std::size_t sum, const OrderedFolder& folder) { return sum + folder.movedCount(); });
+                         [](std::size_t sum, const OrderedFolder& folder) { return sum + folder.movedCount; });
 }
 
 void ChangeRecorder::attemptBegan(PropertyListDictionary root) {
-  *this = ChangeRecorder();
+  *this = ChangeRecorder(detail_);
   const PropertyListArray children = root.array(kChildrenKey);
   for (std::size_t i = 0; i < children.size(); ++i) topLevel_.push_back(markOf(children.at(i).dictionary()));
 }
 
-/// The path without the stand-in for the top level, which has an empty title.
-FolderPath ChangeRecorder::currentFolder() const {
-  const bool isTopLevel = !path_.empty() && path_.front().empty();
-  return {path_.begin() + (isTopLevel ? 1 : 0), path_.end()};
+/// The titles down to a place. The roots of the three trees have no parent; the one that stands for the top level has
+/// no title either, and is no part of a path.
+FolderPath ChangeRecorder::pathOf(std::size_t place) const {
+  FolderPath path;
+  for (; place != kNowhere; place = places_[place].parent) {
+    const bool isTopLevel = places_[place].parent == kNowhere && places_[place].title.empty();
+    if (!isTopLevel) path.push_back(places_[place].title);
+  }
+  std::ranges::reverse(path);
+  return path;
 }
 
 void ChangeRecorder::folderEntered(PropertyListDictionary folder) {
-  const std::string title = titleOf(folder);
-  // Each tree has addresses of its own.
-  if (path_.empty()) kept_.clear();
-  path_.push_back(title);
-  paths_[folder.value().identity()] = currentFolder();
+  places_.push_back({current_, titleOf(folder)});
+  current_ = places_.size() - 1;
+  placesByIdentity_[folder.value().identity()] = current_;
 }
 
-void ChangeRecorder::folderLeft(PropertyListDictionary /*folder*/) { path_.pop_back(); }
+void ChangeRecorder::folderLeft(PropertyListDictionary /*folder*/) { current_ = places_[current_].parent; }
 
 void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason reason) {
-  if (path_.empty()) return;  // The root of a tree: found empty, but never removed.
+  if (current_ == kNowhere) return;  // The root of a tree: found empty, but never removed.
   RemovedEntry removed{currentFolder(), titleOf(entry), "", reason, "", {}};
   removed.address = entry.string(kURLStringKey).value_or("");
   if (reason == RemovalReason::kDuplicate) {
-    const KeptBookmark& kept = kept_[removed.address];
-    removed.keptTitle = kept.title;
-    removed.keptFolder = kept.folder;
+    std::size_t root = current_;
+    while (places_[root].parent != kNowhere) root = places_[root].parent;
+    duplicates_[duplicateKey(places_[root].title, removed.address)].push_back(changes_.removed.size());
   }
   changes_.removed.push_back(std::move(removed));
-}
-
-void ChangeRecorder::addressKept(PropertyListDictionary bookmark) {
-  kept_[std::string(*bookmark.string(kURLStringKey))] = {titleOf(bookmark), currentFolder()};
 }
 
 void ChangeRecorder::entryNamed(PropertyListDictionary /*entry*/, std::string_view title) {
@@ -103,38 +103,75 @@ void ChangeRecorder::entryRenamed(PropertyListDictionary /*entry*/, std::string_
   changes_.renamed.push_back({currentFolder(), std::string(before), std::string(after)});
 }
 
-void ChangeRecorder::folderOrdered(PropertyListDictionary folder, PropertyListArray before, PropertyListArray after) {
-  const auto path = paths_.find(folder.value().identity());
-  // The top level is compared as a whole once its fixed entries are back, see rootRebuilt().
-  if (path == paths_.end() || path->second.empty()) return;
-  std::unordered_map<std::uint32_t, std::size_t> positions;
-  for (std::size_t i = 0; i < before.size(); ++i) positions[before.at(i).identity()] = i;
-  OrderedFolder ordered{path->second, {}};
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    const PropertyListValue entry = after.at(i);
-    ordered.entries.push_back({titleOf(entry.dictionary()), positions[entry.identity()], false});
+void ChangeRecorder::addOrder(FolderPath folder, PropertyListArray after,
+                              std::span<const std::uint32_t> earlierPositions) {
+  const std::vector<bool> moved = movedEntries(earlierPositions);
+  OrderedFolder ordered{std::move(folder), static_cast<std::size_t>(std::ranges::count(moved, true)), {}};
+  for (std::size_t i = 0; detail_ == OrderDetail::kEntries && i < after.size(); ++i) {
+    ordered.entries.push_back({titleOf(after.at(i).dictionary()), earlierPositions[i], moved[i]});
   }
-  if (!isReordered(ordered.entries)) return;
-  markMoved(ordered.entries);
   changes_.ordered.push_back(std::move(ordered));
 }
 
-void ChangeRecorder::rootRebuilt(PropertyListDictionary newRoot) {
-  changes_.isOrderChanged = true;
-  std::unordered_map<std::string, std::vector<std::size_t>> positions;
-  for (std::size_t i = topLevel_.size(); i-- > 0;) positions[topLevel_[i]].push_back(i);
-  OrderedFolder top;
-  const PropertyListArray children = newRoot.array(kChildrenKey);
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    const PropertyListDictionary entry = children.at(i).dictionary();
-    std::vector<std::size_t>& earlier = positions[markOf(entry)];
-    const std::size_t position = earlier.empty() ? topLevel_.size() + i : earlier.back();
+void ChangeRecorder::folderOrdered(PropertyListDictionary folder, PropertyListArray after,
+                                   std::span<const std::uint32_t> earlierPositions) {
+  if (std::ranges::is_sorted(earlierPositions)) return;
+  const auto place = placesByIdentity_.find(folder.value().identity());
+  if (place == placesByIdentity_.end()) return;
+  FolderPath path = pathOf(place->second);
+  // The top level is compared as a whole once its fixed entries are back, see orderTopLevel().
+  if (!path.empty()) addOrder(std::move(path), after, earlierPositions);
+}
+
+void ChangeRecorder::orderTopLevel(PropertyListArray after) {
+  tsl::robin_map<std::string, std::vector<std::uint32_t>> positions;
+  for (std::size_t i = topLevel_.size(); i-- > 0;) positions[topLevel_[i]].push_back(static_cast<std::uint32_t>(i));
+  std::vector<std::uint32_t> earlierPositions;
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    std::vector<std::uint32_t>& earlier = positions[markOf(after.at(i).dictionary())];
+    earlierPositions.push_back(static_cast<std::uint32_t>(earlier.empty() ? topLevel_.size() + i : earlier.back()));
     if (!earlier.empty()) earlier.pop_back();
-    top.entries.push_back({titleOf(entry), position, false});
   }
-  if (!isReordered(top.entries)) return;
-  markMoved(top.entries);
-  changes_.ordered.insert(changes_.ordered.begin(), std::move(top));
+  if (std::ranges::is_sorted(earlierPositions)) return;
+  addOrder({}, after, earlierPositions);
+  std::ranges::rotate(changes_.ordered, changes_.ordered.end() - 1);
+}
+
+void ChangeRecorder::attemptEnded(PropertyListDictionary root, bool didSort) {
+  changes_.isOrderChanged = didSort && root;
+  if (!duplicates_.empty()) findKept(root);
+  if (changes_.isOrderChanged) orderTopLevel(root.array(kChildrenKey));
+}
+
+/// Looks for the bookmarks that stayed where duplicates went.
+void ChangeRecorder::findKept(PropertyListDictionary root) {
+  const PropertyListArray children = root.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListDictionary child = children.at(i).dictionary();
+    const auto title = child.string(kTitleKey);
+    const bool isOwnTree = title == kBookmarksBarTitle || title == kBookmarksMenuTitle;
+    // What stands outside the three trees was not searched for duplicates either.
+    const bool isOutside = boolValue(child.get(kShouldOmitFromUIKey));
+    FolderPath path;
+    if (!isOutside || isOwnTree) findKeptBelow(child, isOwnTree ? std::string(*title) : std::string(), path);
+  }
+}
+
+void ChangeRecorder::findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path) {
+  if (node.string(kWebBookmarkTypeKey) == kLeafTypeName) {
+    const auto found = duplicates_.find(duplicateKey(tree, node.string(kURLStringKey).value_or("")));
+    if (found == duplicates_.end()) return;
+    for (const std::size_t index : found->second) {
+      changes_.removed[index].keptTitle = titleOf(node);
+      changes_.removed[index].keptFolder = path;
+    }
+    return;
+  }
+  if (node.string(kWebBookmarkTypeKey) != kListTypeName) return;
+  path.push_back(titleOf(node));
+  const PropertyListArray children = node.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) findKeptBelow(children.at(i).dictionary(), tree, path);
+  path.pop_back();
 }
 
 }  // namespace tarvel

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <tsl/robin_map.h>
+
+#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "engine/sort_observer.h"
@@ -42,9 +44,9 @@ struct OrderedEntry {
 
 struct OrderedFolder {
   FolderPath folder;
+  std::size_t movedCount = 0;
+  /// Only where they were asked for.
   std::vector<OrderedEntry> entries;
-
-  [[nodiscard]] std::size_t movedCount() const;
 };
 
 /// What a sort did, or would do.
@@ -60,37 +62,52 @@ struct Changes {
   [[nodiscard]] bool cleansSomething() const { return !removed.empty() || !named.empty() || !renamed.empty(); }
 };
 
-/// Collects what a sort tells, as texts that outlive the tree.
+/// Whether to note each entry of a folder whose order changed, or only how many moved.
+enum class OrderDetail { kCounts, kEntries };
+
+/// Collects what a sort tells, as texts that outlive the tree. Costs little for what did not change.
 class ChangeRecorder final : public SortObserver {
  public:
+  explicit ChangeRecorder(OrderDetail detail) : detail_(detail) {}
+
   void attemptBegan(PropertyListDictionary root) override;
   void folderEntered(PropertyListDictionary folder) override;
   void folderLeft(PropertyListDictionary folder) override;
   void entryRemoved(PropertyListDictionary entry, RemovalReason reason) override;
-  void addressKept(PropertyListDictionary bookmark) override;
   void entryNamed(PropertyListDictionary entry, std::string_view title) override;
   void entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) override;
-  void folderOrdered(PropertyListDictionary folder, PropertyListArray before, PropertyListArray after) override;
-  void rootRebuilt(PropertyListDictionary newRoot) override;
+  void folderOrdered(PropertyListDictionary folder, PropertyListArray after,
+                     std::span<const std::uint32_t> earlierPositions) override;
+  void attemptEnded(PropertyListDictionary root, bool didSort) override;
 
   [[nodiscard]] const Changes& changes() const { return changes_; }
 
  private:
-  struct KeptBookmark {
+  /// A folder that cleaning went through.
+  struct Place {
+    std::size_t parent;
     std::string title;
-    FolderPath folder;
   };
 
-  [[nodiscard]] FolderPath currentFolder() const;
+  [[nodiscard]] FolderPath pathOf(std::size_t place) const;
+  [[nodiscard]] FolderPath currentFolder() const { return pathOf(current_); }
+  void addOrder(FolderPath folder, PropertyListArray after, std::span<const std::uint32_t> earlierPositions);
+  void orderTopLevel(PropertyListArray after);
+  void findKept(PropertyListDictionary root);
+  void findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path);
 
+  OrderDetail detail_;
   Changes changes_;
-  FolderPath path_;
-  /// By a folder's identity.
-  std::unordered_map<std::uint32_t, FolderPath> paths_;
-  /// By address, in the tree being cleaned.
-  std::unordered_map<std::string, KeptBookmark> kept_;
+  std::vector<Place> places_;
+  /// The folder being cleaned, an index into the places; kNowhere outside.
+  std::size_t current_ = kNowhere;
+  tsl::robin_map<std::uint32_t, std::size_t> placesByIdentity_;
+  /// The removed duplicates by tree and address.
+  tsl::robin_map<std::string, std::vector<std::size_t>> duplicates_;
   /// What tells the top level's entries apart, as they were read.
   std::vector<std::string> topLevel_;
+
+  static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 };
 
 }  // namespace tarvel

@@ -25,7 +25,7 @@ Json orderedAsJson(const OrderedFolder& folder) {
   for (const OrderedEntry& entry : folder.entries) {
     entries.push_back({{"title", entry.title}, {"was", entry.earlierPosition}, {"moved", entry.isMoved}});
   }
-  return {{"folder", folder.folder}, {"entries", std::move(entries)}};
+  return {{"folder", folder.folder}, {"movedCount", folder.movedCount}, {"entries", std::move(entries)}};
 }
 
 Json removedAsJson(const RemovedEntry& entry) {

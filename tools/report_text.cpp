@@ -70,10 +70,11 @@ class TextReport {
   }
 
   void orders() {
+    if (!report_.changes.ordered.empty() && !report_.isPreview) line("");
     for (const OrderedFolder& folder : report_.changes.ordered) {
-      line("");
+      if (report_.isPreview) line("");
       line(painter_.bold("Order of " + nameOf(folder.folder)) + " " +
-           painter_.dim("(" + counted(folder.movedCount(), "entry moves", "entries move") + ")"));
+           painter_.dim("(" + counted(folder.movedCount, "entry moves", "entries move") + ")"));
       for (std::size_t i = 0; i < folder.entries.size(); ++i) order(i, folder.entries[i]);
     }
   }

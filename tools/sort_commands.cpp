@@ -46,7 +46,8 @@ SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool
   const std::string backup = backupFile(platform, line);
   if (line.backup) report.backupFile = backup;
   Tarvel tarvel(platform);
-  ChangeRecorder recorder;
+  // For people a sort tells how many moved where; what moved is the preview's affair.
+  ChangeRecorder recorder(isPreview || line.json ? OrderDetail::kEntries : OrderDetail::kCounts);
   configure(tarvel, line, report.file, backup);
   tarvel.setSortObserver(&recorder);
   report.code = tarvel.sortBookmarks();
