@@ -1,7 +1,7 @@
 #include "platform/linux/ascii_ranks.h"
 
-#include <unicode/ucoleitr.h>
 #include <unicode/ucol.h>
+#include <unicode/ucoleitr.h>
 
 #include <algorithm>
 #include <cstring>
@@ -61,8 +61,8 @@ std::optional<std::vector<Weights>> prefixCode(const UCollator* collator, std::u
   return code;
 }
 
-/// A sequence of places below `alphabetSize` in which every `length` of them stand side by side in every order: the Lyndon
-/// words whose length divides `length`, in order (a de Bruijn sequence), opened out by repeating its beginning.
+/// A sequence of places below `alphabetSize` in which every `length` of them stand side by side in every order: the
+/// Lyndon words whose length divides `length`, in order (a de Bruijn sequence), opened out by repeating its beginning.
 std::vector<std::size_t> allNeighbours(std::size_t alphabetSize, std::size_t length) {
   std::vector<std::size_t> sequence;
   std::vector<std::size_t> word{0};

@@ -15,17 +15,17 @@ struct Placed {
 
 /// Orders items by their sequences of symbols, the shorter of two sequences first when it begins the longer one.
 ///
-/// Looks at a handful of symbols at a time, packed into one integer, and goes deeper only among items that agree so far,
-/// after skipping in one pass what all of them share. Each symbol is read a bounded number of times, so a long prefix
-/// common to a million items costs one pass over it, not one per comparison. Comparisons are of integers: whatever the
-/// symbols are, the order is strict and weak.
+/// Looks at a handful of symbols at a time, packed into one integer, and goes deeper only among items that agree so
+/// far, after skipping in one pass what all of them share. Each symbol is read a bounded number of times, so a long
+/// prefix common to a million items costs one pass over it, not one per comparison. Comparisons are of integers:
+/// whatever the symbols are, the order is strict and weak.
 ///
-/// `Source` provides, for an item and a position in its sequence:
-///   kChunkSymbols                               how many symbols one chunk holds
-///   std::uint64_t chunk(item, at)               the next kChunkSymbols symbols, first highest, the slots after the end 0
-///   bool isLast(chunk)                          whether the sequence ended within that chunk
-///   std::size_t common(a, b, at, limit)         how many symbols, at most `limit`, both have alike from `at` on
-///   std::size_t length(item)                    the length of the sequence
+/// `Source` provides, for sequences named by items and places counted in symbols:
+///   kChunkSymbols: how many symbols one chunk holds;
+///   chunk(item, at): the next kChunkSymbols symbols, the first one highest, slots after the end 0;
+///   isLast(chunk): whether the sequence ended within that chunk;
+///   common(a, b, at, limit): how many symbols, at most `limit`, both have alike from `at` on;
+///   length(item): the length of the sequence.
 template <typename Source>
 class ChunkSort {
  public:

@@ -22,9 +22,10 @@ inline constexpr std::size_t kTitlesWorthATable = 4000;
 /// Orders titles with ICU, for one locale.
 ///
 /// ICU is opened by the first call that has two titles to compare, so a process that never sorts does not pay for it
-/// (about a millisecond and 5 MB), and the ASCII table is made once enough titles have come by to repay its proof. A locale ICU does not know is ordered as the root locale; without any collator titles
-/// are ordered by their folded text. Not thread-safe. Work grows as n log n with the number of titles and linearly with
-/// their length; memory, beyond some twenty bytes per title, goes only to folders with a title that is not plain ASCII.
+/// (a fraction of a millisecond, some 5 MB), and the ASCII table is made once enough titles have come by to repay its
+/// proof. A locale ICU does not know is ordered as the root locale; without any collator titles are ordered by their
+/// folded text. Not thread-safe. Work grows as n log n with the number of titles and linearly with their length;
+/// memory, beyond some thirty bytes per title, goes only to folders with a title that is not plain ASCII.
 class IcuCollator final : public Collator {
  public:
   /// `locale` is an ICU locale name such as "de_DE"; the empty string is the root locale.

@@ -12,10 +12,10 @@ namespace tarvel {
 ///
 /// ICU breaks the rule where the longer title adds only characters it ignores (the two tie), and where a mark turns the
 /// last letter into another that comes earlier in the alphabet (Arabic alef and alef with hamza). No comparison of two
-/// titles alone can follow both ICU and the rule: in Arabic they make circles. Seen together, the titles can be ordered:
-/// each one moves up to the earliest title it begins, and among those in one place the shorter come first. The result is
-/// a set of ranks, hence without contradictions, the same for any order of the input, and exactly "prefix first, else
-/// ICU" for two titles.
+/// titles alone can follow both ICU and the rule: in Arabic they make circles. Seen together, the titles can be
+/// ordered: each one moves up to the earliest title it begins, and among those in one place the shorter come first. The
+/// result is a set of ranks, hence without contradictions, the same for any order of the input, and exactly "prefix
+/// first, else ICU" for two titles.
 [[nodiscard]] std::vector<Placed> prefixesFirst(std::vector<Placed> placed, const FoldedTitles& folds);
 
 }  // namespace tarvel

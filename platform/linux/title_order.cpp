@@ -19,9 +19,7 @@ bool configure(UCollator* collator) {
   return U_SUCCESS(status);
 }
 
-std::int32_t length32(std::u16string_view text) {
-  return static_cast<std::int32_t>(text.size());
-}
+std::int32_t length32(std::u16string_view text) { return static_cast<std::int32_t>(text.size()); }
 
 }  // namespace
 
@@ -33,9 +31,7 @@ UCollator* openIcuCollator(const char* locale) {
   return nullptr;
 }
 
-void TitleOrder::Closer::operator()(UCollator* collator) const {
-  ucol_close(collator);
-}
+void TitleOrder::Closer::operator()(UCollator* collator) const { ucol_close(collator); }
 
 TitleOrder::TitleOrder(const std::string& locale, CollatorOpener opener) : fold_(locale) {
   for (const char* name : {locale.c_str(), kRootLocale}) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 #include <string>
+#include <utility>
 
 #include "platform/linux/chunk_sort.h"
 #include "platform/linux/folded_titles.h"
@@ -52,7 +53,8 @@ std::vector<Placed> orderBySortKeys(const TitleOrder& order, const FoldedTitles&
   return placed;
 }
 
-/// The ICU order of covered titles, in table order, and the others, in ICU order. Both lists hold ties with equal ranks.
+/// The ICU order of covered titles, in table order, and the others, in ICU order. Both lists hold ties with equal
+/// ranks.
 class Merge {
  public:
   Merge(const TitleOrder& order, const FoldedTitles& folds, const std::vector<Placed>& covered)
@@ -84,8 +86,8 @@ class Merge {
     return rank;
   }
 
-  /// Gallops from the covered titles not moved yet, so that two lists of like size cost a few steps per title and a short
-  /// list among a long one the logarithm.
+  /// Gallops from the covered titles not moved yet, so that two lists of like size cost a few steps per title and a
+  /// short list among a long one the logarithm.
   template <typename Predicate>
   [[nodiscard]] std::size_t firstWhere(Predicate predicate) const {
     std::size_t low = next_;
@@ -140,9 +142,9 @@ std::vector<Placed> orderMixed(TitleOrder& order, const AsciiRanks* ascii, std::
     const FoldSource source(folds);
     return ChunkSort<FoldSource>(source).sort(folds.others());
   }
-  std::vector<Placed> placed = folds.others().size() <= kDirectComparisonLimit ? orderDirectly(order, folds)
-                                                                               : orderBySortKeys(order, folds);
-  if (!folds.covered().empty()) {
+  std::vector<Placed> placed =
+      folds.others().size() <= kDirectComparisonLimit ? orderDirectly(order, folds) : orderBySortKeys(order, folds);
+  if (ascii != nullptr && !folds.covered().empty()) {
     const std::vector<Placed> covered = orderCovered(*ascii, titles, folds.covered());
     placed = Merge(order, folds, covered).with(placed);
   }

@@ -13,8 +13,8 @@
 
 namespace tarvel {
 
-/// The sequences ChunkSort orders titles by: ranks of ASCII characters, bytes of ICU sort keys, units of folds. A symbol
-/// is never packed as 0, so a chunk whose lowest slot is 0 holds the end of its sequence.
+/// The sequences ChunkSort orders titles by: ranks of ASCII characters, bytes of ICU sort keys, units of folds. A
+/// symbol is never packed as 0, so a chunk whose lowest slot is 0 holds the end of its sequence.
 
 /// Titles that the table covers, by its ranks.
 class AsciiSource {
