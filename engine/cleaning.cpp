@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::string_view kNoName = "No Name";
 constexpr std::uint64_t kFirstSuffix = 2;
+constexpr float kLookupSetLoad = 0.8F;
 
 /// A line that names the node's entries, for the log.
 std::string descriptionOf(PropertyListDictionary node) {
@@ -28,7 +29,10 @@ std::string descriptionOf(PropertyListDictionary node) {
 
 void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
   const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
-  StringSet duplicateURLLookupSet(capacity);
+  StringSet duplicateURLLookupSet;
+  // Fuller than by default: what counts is how much of the table a cache holds.
+  duplicateURLLookupSet.max_load_factor(kLookupSetLoad);
+  duplicateURLLookupSet.reserve(capacity);
   // The answer would remove the root itself, and that never happens.
   (void)isFaultyBookmarkNodeUseDuplicateURLLookupSet(rootNode, duplicateURLLookupSet);
 }
@@ -95,7 +99,8 @@ void Tarvel::validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDic
   }
   if (!renameSamenamed_) return;
   if (insertObject(duplicateTitleLookupSet.titles, *title)) {
-    setTitleForBookmarkNode(*title, bookmarkNode);
+    // Written back unchanged; which changes something only where it was read from another place than it is written to.
+    if (bookmarkNode.get(kTitleKey)) setTitleForBookmarkNode(*title, bookmarkNode);
     return;
   }
   renameBookmarkNode(bookmarkNode, *title, duplicateTitleLookupSet);

@@ -152,9 +152,12 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                         PropertyListDictionary second) const {
+  // Bookmarks are shared by both trees. Still, one without an identifier does not equal even itself.
   const auto firstUUID = first.string(kWebBookmarkUUIDKey);
-  const bool hasSameUUID = firstUUID.has_value() && firstUUID == second.string(kWebBookmarkUUIDKey);
+  const bool hasSameUUID =
+      firstUUID.has_value() && (first == second || firstUUID == second.string(kWebBookmarkUUIDKey));
   if (!hasSameUUID) return false;
+  if (first == second && !first.get(kChildrenKey)) return true;
   if (boolValue(first.get(kShouldOmitFromUIKey)) && boolValue(second.get(kShouldOmitFromUIKey))) return true;
   const PropertyListArray firstChildren = first.array(kChildrenKey);
   const PropertyListArray secondChildren = second.array(kChildrenKey);

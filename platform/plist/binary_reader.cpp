@@ -87,7 +87,7 @@ class BinaryReader {
   std::uint32_t top_ = 0;
   std::uint64_t unfoldingLeft_ = 0;
   std::uint64_t leafBytesLeft_ = 0;
-  std::vector<Seen> seen_;
+  LargeVector<Seen> seen_;
   std::vector<Frame> stack_;
   tsl::robin_map<std::uint64_t, KnownKeys> knownKeys_;
   tsl::robin_map<std::uint32_t, Slot> reencoded_;

@@ -80,14 +80,14 @@ class BinaryWriter {
   [[nodiscard]] bool refersTo(const std::uint8_t* references, std::span<const Slot> slots) const;
   [[nodiscard]] std::span<const Slot> keysOf(const Container& container) const;
   std::uint8_t* putReferences(std::uint8_t* out, std::span<const Slot> slots) const;
-  void writeTable(const std::vector<std::uint64_t>& offsets, std::size_t width);
+  void writeTable(const LargeVector<std::uint64_t>& offsets, std::size_t width);
   void writeTrailer(std::size_t offsetWidth, std::uint64_t table);
 
   PropertyListAccess::Storage& storage_;
   const ObjectNumbering& numbering_;
   PieceCollector output_;
   std::size_t referenceWidth_;
-  std::vector<std::uint64_t> offsets_;
+  LargeVector<std::uint64_t> offsets_;
 };
 
 std::uint8_t kindOf(const Container& container) {
@@ -167,7 +167,7 @@ std::uint8_t* BinaryWriter::putReferences(std::uint8_t* out, std::span<const Slo
   return out;
 }
 
-void BinaryWriter::writeTable(const std::vector<std::uint64_t>& offsets, std::size_t width) {
+void BinaryWriter::writeTable(const LargeVector<std::uint64_t>& offsets, std::size_t width) {
   std::uint8_t* const start = output_.reserve(offsets.size() * width);
   std::uint8_t* out = start;
   for (const std::uint64_t offset : offsets) {

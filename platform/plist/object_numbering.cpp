@@ -21,7 +21,9 @@ constexpr std::uint32_t kMerged = 0xFFFF'FFFCU;  ///< Written once, with the con
 class LeafTable {
  public:
   LeafTable(PropertyListAccess::Storage& storage, std::size_t leaves)
-      : storage_(storage), entries_(std::bit_ceil(std::max<std::size_t>(2 * leaves, 16))), mask_(entries_.size() - 1) {}
+      : storage_(storage),
+        entries_(std::bit_ceil(std::max<std::size_t>(leaves + leaves / 3, 16))),
+        mask_(entries_.size() - 1) {}
 
   static constexpr std::size_t kBatch = 16;
 
@@ -57,7 +59,7 @@ class LeafTable {
   }
 
   PropertyListAccess::Storage& storage_;
-  std::vector<Entry> entries_;
+  LargeVector<Entry> entries_;
   std::size_t mask_;
 };
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/plist/large_memory.h"
 #include "platform/plist/tree_storage.h"
 
 namespace tarvel {
@@ -17,7 +18,7 @@ class ObjectNumbering {
   [[nodiscard]] bool number(Slot root);
 
   /// Object number to slot, for every object of the file.
-  [[nodiscard]] const std::vector<Slot>& objects() const { return objects_; }
+  [[nodiscard]] const LargeVector<Slot>& objects() const { return objects_; }
   [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
     switch (slotTag(slot)) {
       case kSourceTag:
@@ -55,16 +56,16 @@ class ObjectNumbering {
   PropertyListAccess::Storage& storage_;
   std::vector<Visit> stack_;
   /// By source object: the slot that keeps that object's number, kNoSlot for none. Later: by final number.
-  std::vector<Slot> objects_;
+  LargeVector<Slot> objects_;
   /// What has no number to keep, in the order met.
   std::vector<Slot> newcomers_;
   std::vector<Duplicate> duplicates_;
   std::vector<bool> reachedShapes_;
   std::uint32_t leafCount_ = 0;
 
-  std::vector<std::uint32_t> sourceNumbers_;
-  std::vector<std::uint32_t> madeNumbers_;
-  std::vector<std::uint32_t> containerNumbers_;
+  LargeVector<std::uint32_t> sourceNumbers_;
+  LargeVector<std::uint32_t> madeNumbers_;
+  LargeVector<std::uint32_t> containerNumbers_;
 };
 
 }  // namespace tarvel

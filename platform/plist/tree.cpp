@@ -20,6 +20,11 @@ using Access = PropertyListAccess;
 
 constexpr std::uint32_t kFirstGrowth = 4;
 
+/// How far ahead of a visit the bytes of an element are asked for, and how many dictionaries deep: its own values, and
+/// those of a dictionary in it.
+constexpr std::uint32_t kLookAhead = 4;
+constexpr int kPrefetchDepth = 2;
+
 PropertyListType leafType(std::uint8_t marker) {
   switch (markerKind(marker)) {
     case kIntegerMarker:
@@ -173,7 +178,9 @@ void PropertyListArray::retainBackwards(const std::function<bool(PropertyListVal
   Container& container = Access::container(value_);
   // Kept elements gather at the far end, over elements already visited; one move at the end closes the gap.
   std::uint32_t firstKept = container.count;
+  const Access::Storage& storage = Access::storage(value_);
   for (std::uint32_t i = container.count; i-- > 0;) {
+    if (i >= kLookAhead) storage.prefetch(container.slots[i - kLookAhead], kPrefetchDepth);
     const Slot slot = container.slots[i];
     if (keep(Access::value(value_.tree(), slot))) container.slots[--firstKept] = slot;
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <random>
 
@@ -13,27 +14,26 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::size_t kArenaBlock = std::size_t{1} << 18;
-
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};  // NOLINT: chars read as bytes
-}
-
-std::string_view textOf(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
 }
 
 }  // namespace
 
 PropertyListTree::Storage::Storage() : hashSeed(std::uint64_t{std::random_device()()} << 32 | std::random_device()()) {}
 
+std::uint8_t* BumpArena::addBlock(std::size_t size) {
+  LargeVector<std::uint8_t>& block = blocks_.emplace_back();
+  block.reserve(size);
+  return block.data();
+}
+
 std::uint8_t* BumpArena::take(Region& region, std::size_t size) {
   if (size > region.left) {
-    if (size >= kArenaBlock / 4) {
-      return blocks_.emplace_back(std::make_unique_for_overwrite<std::uint8_t[]>(size)).get();
-    }
-    region.next = blocks_.emplace_back(std::make_unique_for_overwrite<std::uint8_t[]>(kArenaBlock)).get();
-    region.left = kArenaBlock;
+    if (size > region.blockSize / 4) return addBlock(size);
+    region.next = addBlock(region.blockSize);
+    region.left = region.blockSize;
+    region.blockSize = std::min(2 * region.blockSize, kLargeMemory);
   }
   std::uint8_t* taken = region.next;
   region.next += size;
@@ -44,13 +44,20 @@ std::uint8_t* BumpArena::take(Region& region, std::size_t size) {
 std::uint8_t* BumpArena::bytes(std::size_t size) { return take(byteRegion_, size); }
 
 Slot* BumpArena::slots(std::size_t count) {
-  // Blocks come aligned for any type, and this region is only ever cut into whole slots.
-  return reinterpret_cast<Slot*>(take(slotRegion_, count * sizeof(Slot)));  // NOLINT
+  // Blocks come aligned for any type, and this region is only ever cut into multiples of the strictest alignment.
+  const std::size_t size = (count * sizeof(Slot) + alignof(Container) - 1) / alignof(Container) * alignof(Container);
+  return reinterpret_cast<Slot*>(take(alignedRegion_, size));  // NOLINT
 }
 
-std::uint32_t ContainerTable::add() {
+Container* BumpArena::containers(std::size_t count) {
+  auto* first = reinterpret_cast<Container*>(take(alignedRegion_, count * sizeof(Container)));  // NOLINT
+  std::uninitialized_value_construct_n(first, count);
+  return first;
+}
+
+std::uint32_t ContainerTable::add(BumpArena& arena) {
   if (size_ > kMaxSlotIndex) throw std::bad_alloc();
-  if ((size_ >> kBlockBits) == blocks_.size()) blocks_.push_back(std::make_unique<Container[]>(kBlockSize));
+  if ((size_ >> kBlockBits) == blocks_.size()) blocks_.push_back(arena.containers(kBlockSize));
   return size_++;
 }
 
@@ -62,11 +69,7 @@ std::uint32_t Shape::find(const PropertyListKey& key) const {
   return count;
 }
 
-std::string_view PropertyListTree::Storage::text(Slot slot) {
-  if (slotTag(slot) == kMadeTag) return made[slotIndex(slot)].text;
-  const std::uint8_t* object = source.object(slot);
-  if (markerKind(*object) == kAsciiMarker) return textOf(leafBytes(object));
-  if (markerKind(*object) != kUtf16Marker) return {};
+std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {
   if (decoded.empty()) decoded.resize(source.objectCount);
   if (decoded[slot] == 0) {
     std::string utf8;
@@ -76,6 +79,18 @@ std::string_view PropertyListTree::Storage::text(Slot slot) {
     decoded[slot] = slotIndex(addLeaf(object, textOf({kept, utf8.size()}))) + 1;
   }
   return made[decoded[slot] - 1].text;
+}
+
+void PropertyListTree::Storage::prefetch(Slot slot, int depth) const {
+  constexpr std::uint32_t kMostLeaves = 8;
+  if (!isContainerSlot(slot)) {
+    if (slotTag(slot) == kSourceTag) __builtin_prefetch(source.object(slot));
+    return;
+  }
+  const Container& container = containers[slotIndex(slot)];
+  if (depth == 0 || !container.isDictionary()) return;
+  const std::uint32_t count = std::min(container.count, kMostLeaves);
+  for (std::uint32_t i = 0; i < count; ++i) prefetch(container.slots[i], depth - 1);
 }
 
 Slot PropertyListTree::Storage::addLeaf(const std::uint8_t* object, std::string_view text) {
@@ -125,7 +140,7 @@ Slot PropertyListTree::Storage::addString(std::string_view text) {
 
 std::uint32_t PropertyListTree::Storage::addContainer(std::uint32_t shape, std::uint32_t capacity,
                                                       std::uint32_t origin) {
-  const std::uint32_t index = containers.add();
+  const std::uint32_t index = containers.add(arena);
   Container& container = containers[index];
   container.slots = arena.slots(capacity);
   container.capacity = capacity;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/data.h"
+#include "platform/plist/large_memory.h"
 #include "platform/plist/leaf_encoding.h"
 #include "platform/property_list.h"
 
@@ -30,6 +31,10 @@ inline constexpr std::uint32_t kMaxSlotIndex = kMadeTag - 1;
 
 [[nodiscard]] inline Slot slotTag(Slot slot) { return slot & kSlotTag; }
 [[nodiscard]] inline std::uint32_t slotIndex(Slot slot) { return slot & ~kSlotTag; }
+[[nodiscard]] inline std::string_view textOf(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
+}
+
 [[nodiscard]] inline bool isContainerSlot(Slot slot) { return slotTag(slot) == kContainerTag; }
 
 inline constexpr std::uint32_t kArrayShape = 0xFFFF'FFFFU;
@@ -68,17 +73,25 @@ class BumpArena {
  public:
   [[nodiscard]] std::uint8_t* bytes(std::size_t size);
   [[nodiscard]] Slot* slots(std::size_t count);
+  /// For objects that need no destruction.
+  [[nodiscard]] Container* containers(std::size_t count);
 
  private:
   struct Region {
     std::size_t left = 0;
     std::uint8_t* next = nullptr;
+    /// Blocks double in size up to large ones, so that a small list stays small.
+    std::size_t blockSize = kFirstBlock;
   };
   [[nodiscard]] std::uint8_t* take(Region& region, std::size_t size);
+  [[nodiscard]] std::uint8_t* addBlock(std::size_t size);
+
+  static constexpr std::size_t kFirstBlock = std::size_t{1} << 14;
 
   Region byteRegion_;
-  Region slotRegion_;
-  std::vector<std::unique_ptr<std::uint8_t[]>> blocks_;
+  /// What is aligned for slots and containers.
+  Region alignedRegion_;
+  std::vector<LargeVector<std::uint8_t>> blocks_;
 };
 
 /// Containers at addresses that stay.
@@ -88,12 +101,12 @@ class ContainerTable {
     return blocks_[index >> kBlockBits][index & (kBlockSize - 1)];
   }
   [[nodiscard]] std::uint32_t size() const { return size_; }
-  [[nodiscard]] std::uint32_t add();
+  [[nodiscard]] std::uint32_t add(BumpArena& arena);
 
  private:
-  static constexpr std::uint32_t kBlockBits = 12;
+  static constexpr std::uint32_t kBlockBits = 10;
   static constexpr std::uint32_t kBlockSize = 1U << kBlockBits;
-  std::vector<std::unique_ptr<Container[]>> blocks_;
+  std::vector<Container*> blocks_;
   std::uint32_t size_ = 0;
 };
 
@@ -116,7 +129,7 @@ struct PropertyListTree::Storage {
   SourceFile source;
   BumpArena arena;
   ContainerTable containers;
-  std::vector<MadeLeaf> made;
+  LargeVector<MadeLeaf> made;
   std::vector<Shape> shapes;
   /// Random, so that nobody can prepare a file whose keys collide.
   std::uint64_t hashSeed;
@@ -137,7 +150,15 @@ struct PropertyListTree::Storage {
     return {object, leafLength(object)};
   }
   /// The text of a string leaf; a null data pointer for any other leaf.
-  [[nodiscard]] std::string_view text(Slot slot);
+  [[nodiscard]] std::string_view text(Slot slot) {
+    if (slotTag(slot) == kMadeTag) return made[slotIndex(slot)].text;
+    const std::uint8_t* object = source.object(slot);
+    if (markerKind(*object) == kAsciiMarker) return textOf(leafBytes(object));
+    return markerKind(*object) == kUtf16Marker ? decodedText(slot, object) : std::string_view();
+  }
+
+  /// Asks for the bytes that a dictionary's leaves begin with: they lie all over a file larger than any cache.
+  void prefetch(Slot slot, int depth) const;
 
   [[nodiscard]] Slot addLeaf(const std::uint8_t* object, std::string_view text);
   [[nodiscard]] Slot addLeafBytes(std::uint8_t marker, std::span<const std::uint8_t> payload);
@@ -155,6 +176,7 @@ struct PropertyListTree::Storage {
   void grow(Container& container, std::uint32_t capacity);
 
  private:
+  [[nodiscard]] std::string_view decodedText(Slot slot, const std::uint8_t* object);
   [[nodiscard]] std::uint64_t hashOfKeys(std::span<const Slot> keys);
 };
 

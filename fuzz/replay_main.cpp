@@ -1,0 +1,35 @@
+// Runs a fuzz target over every file of the folders named, where no fuzzer drives it. Fails when it finds none.
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace {
+
+void replay(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  (void)LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());  // NOLINT
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::size_t replayed = 0;
+  for (int i = 1; i < argc; ++i) {
+    // A target without a past crash has no such folder.
+    if (!std::filesystem::is_directory(argv[i])) continue;
+    for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+      replay(entry.path());
+      ++replayed;
+    }
+  }
+  std::cout << "replayed " << replayed << " inputs\n";
+  return replayed == 0 ? 1 : 0;
+}
