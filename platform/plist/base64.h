@@ -16,7 +16,7 @@ inline constexpr std::array<signed char, 128> kBase64Values = [] {
   std::array<signed char, 128> values{};
   values.fill(-1);
   signed char value = 0;
-  for (const char digit : kBase64Digits) values[static_cast<std::size_t>(digit)] = value++;
+  for (const char digit : kBase64Digits) values[static_cast<unsigned char>(digit)] = value++;
   values['='] = 0;
   return values;
 }();

@@ -21,9 +21,9 @@ char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' +
 
 bool failForCharacter(XmlCursor& cursor) {
   // The number is that of a signed character: bytes above 0x7F show their sign.
-  const int value = static_cast<signed char>(cursor.peek());
+  const std::uint32_t byte = static_cast<std::uint8_t>(cursor.peek());
   char number[16];
-  std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(value));
+  std::snprintf(number, sizeof number, "0x%x", byte < 0x80 ? byte : byte | 0xFFFF'FF00U);
   return cursor.failOnLine("Unknown character '" + cursor.shownCharacter() + "' (" + number +
                            ") in <integer> on line ");
 }

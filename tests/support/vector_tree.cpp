@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -120,55 +121,75 @@ Json containerJson(const PropertyListValue& value) {
   return {{"t", "array"}, {"v", std::move(elements)}};
 }
 
-/// Makes the values of one tree.
+/// Makes the values of one tree. The vectors nest thousands deep, so nothing here recurses.
 class TreeMaker {
  public:
   explicit TreeMaker(PropertyListTree& tree) : tree_(tree) {}
 
-  PropertyListValue make(const Json& json) {
-    const std::string type = json["t"];
-    if (type == "ref") return named_.at(json["v"].get<int>());
-    if (type == "array") return makeArray(json);
-    if (type == "dict") return makeDictionary(json);
-    if (type == "set") return makeSet(json);
-    const PropertyListValue value = makeLeaf(type, json);
-    name(json, value);
-    return value;
+  PropertyListValue make(const Json& root) {
+    PropertyListValue made = begin(root);
+    while (!stack_.empty()) {
+      Frame& frame = stack_.back();
+      if (made) frame.values.push_back(made);
+      made = frame.values.size() < (*frame.json)["v"].size() ? begin(nextOf(frame)) : end();
+    }
+    return made;
   }
 
  private:
-  void name(const Json& json, const PropertyListValue& value) {
-    if (json.contains("id")) named_[json["id"].get<int>()] = value;
-  }
-
-  PropertyListValue makeArray(const Json& json) {
-    const PropertyListArray array = tree_.makeArray(json["v"].size());
-    name(json, array.value());  // Before its elements, which may refer to it.
-    for (const Json& element : json["v"]) array.append(make(element));
-    return array.value();
-  }
-
-  PropertyListValue makeDictionary(const Json& json) {
-    if (json.contains("id")) {
-      const PropertyListDictionary dictionary = tree_.makeDictionary();
-      name(json, dictionary.value());
-      for (const Json& entry : json["v"])
-        dictionary.set(std::string_view(entry[0].get_ref<const std::string&>()), make(entry[1]));
-      return dictionary.value();
-    }
+  /// A container whose elements are being made.
+  struct Frame {
+    const Json* json;
+    PropertyListValue container;  ///< Of those that exist before their elements, which may refer to them.
     std::vector<PropertyListValue> keys;
     std::vector<PropertyListValue> values;
-    for (const Json& entry : json["v"]) {
-      keys.push_back(entry[0].is_string() ? tree_.makeString(entry[0].get<std::string>()) : make(entry[0]));
-      values.push_back(make(entry[1]));
+  };
+
+  /// The value of a leaf. Of a container nothing yet: its frame is pushed.
+  PropertyListValue begin(const Json& json) {
+    const std::string type = json["t"];
+    if (type == "ref") return named_.at(json["v"].get<int>());
+    Frame frame{&json, {}, {}, {}};
+    if (type == "array") {
+      frame.container = tree_.makeArray(json["v"].size()).value();
+    } else if (type == "dict") {
+      if (json.contains("id")) frame.container = tree_.makeDictionary().value();
+    } else if (type != "set") {
+      return named(json, makeLeaf(type, json));
     }
-    return tree_.makeDictionary(keys, values).value();
+    if (frame.container) named(json, frame.container);
+    stack_.push_back(std::move(frame));
+    return {};
   }
 
-  PropertyListValue makeSet(const Json& json) {
-    std::vector<PropertyListValue> elements;
-    for (const Json& element : json["v"]) elements.push_back(make(element));
-    return tree_.makeSet(elements);
+  const Json& nextOf(Frame& frame) {
+    const Json& next = (*frame.json)["v"][frame.values.size()];
+    if ((*frame.json)["t"] != "dict") return next;
+    const Json& key = next[0];
+    frame.keys.push_back(key.is_string() ? tree_.makeString(key.get_ref<const std::string&>())
+                                         : makeLeaf(key["t"].get<std::string>(), key));
+    return next[1];
+  }
+
+  /// The container of the innermost frame, which is complete.
+  PropertyListValue end() {
+    const Frame frame = std::move(stack_.back());
+    stack_.pop_back();
+    if ((*frame.json)["t"] == "set") return tree_.makeSet(frame.values);
+    if (!frame.container) return tree_.makeDictionary(frame.keys, frame.values).value();
+    for (std::size_t i = 0; i < frame.values.size(); ++i) {
+      if (frame.keys.empty()) {
+        frame.container.array().append(frame.values[i]);
+      } else {
+        frame.container.dictionary().set(*frame.keys[i].string(), frame.values[i]);
+      }
+    }
+    return frame.container;
+  }
+
+  PropertyListValue named(const Json& json, const PropertyListValue& value) {
+    if (json.contains("id")) named_[json["id"].get<int>()] = value;
+    return value;
   }
 
   PropertyListValue makeInteger(const Json& json) {
@@ -208,6 +229,7 @@ class TreeMaker {
   }
 
   PropertyListTree& tree_;
+  std::vector<Frame> stack_;
   std::map<int, PropertyListValue> named_;
 };
 
@@ -273,14 +295,22 @@ Json canonical(const Json& tree) {
   return {{"t", type}, {"v", tree["v"]}};
 }
 
-bool canBeMade(const Json& tree) {
-  const std::string type = tree["t"];
-  if (type == "uuid" || type == "url") return false;
-  if (type == "dict") {
-    return std::ranges::all_of(tree["v"], [](const Json& entry) { return canBeMade(entry[1]); });
+void forEachNode(const Json& tree, const std::function<void(const Json&)>& visit) {
+  std::vector<const Json*> pending = {&tree};
+  while (!pending.empty()) {
+    const Json& node = *pending.back();
+    pending.pop_back();
+    visit(node);
+    const std::string type = node["t"];
+    if (type != "dict" && type != "array" && type != "set") continue;
+    for (const Json& entry : node["v"]) pending.push_back(type == "dict" ? &entry[1] : &entry);
   }
-  if (type == "array" || type == "set") return std::ranges::all_of(tree["v"], canBeMade);
-  return true;
+}
+
+bool canBeMade(const Json& tree) {
+  bool result = true;
+  forEachNode(tree, [&](const Json& node) { result = result && node["t"] != "uuid" && node["t"] != "url"; });
+  return result;
 }
 
 PropertyList fromJson(const Json& tree) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -21,6 +22,9 @@ namespace tarvel {
 
 /// Any tree in the notation, in the same spelling. Entries of dictionaries and sets have no order.
 [[nodiscard]] nlohmann::json canonical(const nlohmann::json& tree);
+
+/// Visits every value of a tree in the notation, in no particular order, however deep it is; keys are not visited.
+void forEachNode(const nlohmann::json& tree, const std::function<void(const nlohmann::json&)>& visit);
 
 /// Whether fromJson() can make it: there are no values for the types of other libraries ("uuid", "url").
 [[nodiscard]] bool canBeMade(const nlohmann::json& tree);

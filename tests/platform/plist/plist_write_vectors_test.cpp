@@ -41,42 +41,39 @@ PropertyListWriting write(const PropertyList& list, std::uint32_t format) {
   return serialization.dataWithPropertyList(list, format);
 }
 
-void collectLeaves(const json& tree, std::vector<std::string>& leaves) {
-  const std::string type = tree["t"];
-  if (type == "dict") {
-    for (const json& entry : tree["v"]) {
-      leaves.push_back(json({{"t", "string"}, {"v", entry[0]}}).dump());
-      collectLeaves(entry[1], leaves);
-    }
-  } else if (type == "array") {
-    for (const json& element : tree["v"]) collectLeaves(element, leaves);
-  } else if (type == "ref") {
-    leaves.insert(leaves.end(), 2, "ref");  // The same object in a second place, which is equal to itself.
-  } else {
-    leaves.push_back(canonical(tree).dump());
-  }
-}
-
 /// Whether two leaves are equal, or two containers are one. The original writes some of these once for each place they
 /// stand in; we never do, which makes the file another and smaller one.
 bool repeatsAValue(const json& tree) {
-  std::vector<std::string> leaves;
-  collectLeaves(tree, leaves);
-  const std::set<std::string> distinct(leaves.begin(), leaves.end());
-  return distinct.size() != leaves.size();
+  std::size_t count = 0;
+  std::set<std::string> distinct;
+  bool refers = false;
+  const auto add = [&](const json& leaf) {
+    distinct.insert(leaf.dump());
+    ++count;
+  };
+  forEachNode(tree, [&](const json& node) {
+    const std::string type = node["t"];
+    refers = refers || type == "ref";
+    if (type == "dict") {
+      for (const json& entry : node["v"]) add({{"t", "string"}, {"v", entry[0]}});
+    } else if (type != "array" && type != "ref") {
+      add(canonical(node));
+    }
+  });
+  return refers || distinct.size() != count;
 }
 
 /// Whether a date is one that the original prints by overflowing its integers, as text that no reader takes back:
 /// one that is not finite, or beyond the years that 31 bits hold.
 bool holdsUnprintableDate(const json& tree) {
-  const std::string type = tree["t"];
-  if (type == "dict") {
-    return std::ranges::any_of(tree["v"], [](const json& entry) { return holdsUnprintableDate(entry[1]); });
-  }
-  if (type == "array") return std::ranges::any_of(tree["v"], holdsUnprintableDate);
-  if (type != "date") return false;
   constexpr double kSecondsOf31BitsOfYears = 2147481646.0 * 31556952.0;
-  return !(std::fabs(std::strtod(tree["v"].get<std::string>().c_str(), nullptr)) < kSecondsOf31BitsOfYears);
+  bool result = false;
+  forEachNode(tree, [&](const json& node) {
+    if (node["t"] != "date") return;
+    const double seconds = std::strtod(node["v"].get_ref<const std::string&>().c_str(), nullptr);
+    result = result || !(std::fabs(seconds) < kSecondsOf31BitsOfYears);
+  });
+  return result;
 }
 
 void expectReadsBackAs(const std::string& bytes, const json& tree) {

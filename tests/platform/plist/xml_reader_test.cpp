@@ -96,6 +96,17 @@ TEST(XmlReader, NumbersBeyondADoubleAreInfiniteOrZero) {
   EXPECT_EQ(real("infinite"), std::nullopt);
 }
 
+TEST(XmlReader, NumbersMayBeginWithTheSpacesOfUnicodeToo) {
+  for (const std::string space : {" ", "\n", "\u2000", "\u200B", "\u202F", "\u205F", "\u3000"}) {
+    EXPECT_EQ(read("<integer>" + space + "-" + space + "7</integer>"), R"({"t":"int","v":"-7"})");
+    EXPECT_EQ(read("<real>" + space + "7</real>"), R"({"t":"real","v":"0x1.cp+2"})");
+  }
+  for (const std::string space : {"\v", "\u200C", "\u202E", "\u00A0"}) {
+    EXPECT_NE(read("<integer>" + space + "7</integer>"), R"({"t":"int","v":"7"})");
+    EXPECT_EQ(read("<real>" + space + "7</real>"), "Encountered misformatted real on line 1");
+  }
+}
+
 TEST(XmlReader, AYearTooLargeForAnyTimeIsNoDate) {
   EXPECT_EQ(read("<date>9999999999999-01-01T00:00:00Z</date>"), "Could not interpret <date> at line 1");
   EXPECT_TRUE(read("<date>285000000000-01-01T00:00:00Z</date>").starts_with("{"));
