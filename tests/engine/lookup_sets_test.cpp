@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <set>
+
+#include "engine/conditional_insert.h"
+#include "engine/uuid_string.h"
+#include "platform/linux/linux_uuid_source.h"
+#include "tests/support/vectors.h"
+
+namespace tarvel {
+namespace {
+
+TEST(ConditionalInsert, AddsOnceAndAnswersWhetherItDid) {
+  StringSet set;
+  EXPECT_TRUE(insertObject(set, "a"));
+  EXPECT_FALSE(insertObject(set, std::string("a")));
+  EXPECT_TRUE(insertObject(set, "A"));
+  EXPECT_TRUE(insertObject(set, ""));
+  EXPECT_FALSE(insertObject(set, ""));
+  EXPECT_EQ(set.size(), 3U);
+}
+
+TEST(ConditionalInsert, ComparesByteByByteWithoutNormalising) {
+  StringSet set;
+  EXPECT_TRUE(insertObject(set, "caf\xC3\xA9"));
+  EXPECT_TRUE(insertObject(set, "cafe\xCC\x81"));
+  EXPECT_TRUE(insertObject(set, std::string_view("a\0b", 3)));
+  EXPECT_TRUE(insertObject(set, std::string_view("a\0c", 3)));
+}
+
+TEST(UuidString, BytesBecomeUpperCaseGroups) {
+  struct FixedSource final : UuidSource {
+    std::array<std::uint8_t, 16> bytes{};
+    std::array<std::uint8_t, 16> createUuid() override { return bytes; }
+  } source;
+  const auto vectors = vectorFile("strings.json")["uuid"]["from_bytes"];
+  ASSERT_FALSE(vectors.empty());
+  for (const auto& item : vectors) {
+    const std::string hex = item["bytes_hex"];
+    for (std::size_t i = 0; i < 16; ++i) {
+      source.bytes[i] = static_cast<std::uint8_t>(std::stoi(hex.substr(2 * i, 2), nullptr, 16));
+    }
+    EXPECT_EQ(stringWithUUID(source), item["string"]);
+  }
+}
+
+TEST(UuidString, RealOnesAreRandomVersion4AndDistinct) {
+  LinuxUuidSource source;
+  const std::regex pattern("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+  std::set<std::string> seen;
+  for (int i = 0; i < 200; ++i) {
+    const std::string uuid = stringWithUUID(source);
+    EXPECT_TRUE(std::regex_match(uuid, pattern)) << uuid;
+    EXPECT_TRUE(seen.insert(uuid).second);
+  }
+}
+
+}  // namespace
+}  // namespace tarvel
