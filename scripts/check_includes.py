@@ -33,7 +33,8 @@ def allowed_from_table():
         if len(cells) != 2 or cells[0] not in FOLDERS.values():
             continue
         names = re.findall(r"[a-z]+", cells[1])
-        allowed[cells[0]] = None if names == ["anything"] else {*names, cells[0]}
+        known = {*names} & set(FOLDERS.values())
+        allowed[cells[0]] = None if names == ["anything"] else {*known, cells[0]}
     return allowed
 
 

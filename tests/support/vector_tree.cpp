@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -22,11 +23,12 @@ namespace {
 
 using Json = nlohmann::json;
 
-std::string variable(const char* name, const char* folder) {
+/// The folder that the environment names, or the one beside the source tree.
+std::string sharedFolder(const char* name, const char* folder) {
   const char* value = std::getenv(name);
   if (value != nullptr && *value != '\0') return value;
-  const char* source = std::getenv("TARVEL_SOURCE_DIR");
-  return std::string(source != nullptr ? source : ".") + "/../shared/" + folder;
+  const auto source = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
+  return source / "../shared" / folder;
 }
 
 std::string realText(double value) {
@@ -323,7 +325,7 @@ const Json& vectorFile(const std::string& name) {
   static std::map<std::string, Json> files;
   const auto [place, isNew] = files.try_emplace(name);
   if (isNew) {
-    std::ifstream stream(variable("TARVEL_VECTORS", "vectors") + "/" + name);
+    std::ifstream stream(sharedFolder("TARVEL_VECTORS", "vectors") + "/" + name);
     place->second = Json::parse(stream, nullptr, false);
     if (place->second.is_discarded()) {
       std::fprintf(stderr, "The test vectors %s cannot be read.\n", name.c_str());
@@ -333,7 +335,7 @@ const Json& vectorFile(const std::string& name) {
   return place->second;
 }
 
-std::string samplesFolder() { return variable("TARVEL_SAMPLES", "samples"); }
+std::string samplesFolder() { return sharedFolder("TARVEL_SAMPLES", "samples"); }
 
 std::string decodeBase64(std::string_view text) {
   std::string bytes;
