@@ -29,8 +29,12 @@ function(tarvel_test name)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
     nlohmann_json::nlohmann_json)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120
-    PROPERTIES ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT}" TIMEOUT 600)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 TEST_LIST ${name}_list PROPERTIES TIMEOUT 600)
+  # As a property given above, only the first variable would arrive: lists are taken apart on the way.
+  set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}_environment.cmake")
+  file(CONFIGURE OUTPUT "${script}" @ONLY
+    CONTENT "set_tests_properties(\${@name@_list} PROPERTIES ENVIRONMENT \"@TARVEL_TEST_ENVIRONMENT@\")\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${script}")
 endfunction()
 
 # tarvel_script_test(name script argument...): a Python script that fails by its exit status.
