@@ -201,6 +201,9 @@ PropertyListWriting writeBinary(const PropertyList& list) {
   ObjectNumbering numbering(storage);
   if (!numbering.number(PropertyListAccess::slot(list.root))) {
     writing.error = findUnwritable(list.root, kFormat);
+    // The OpenStep reader lets one more container in than any reader of this form would take back.
+    if (!writing.error)
+      writing.error = {"Property list invalid for format: 200 (containers are nested too deeply)", 0, ""};
     return writing;
   }
   BinaryWriter(storage, numbering, writing.data).write();

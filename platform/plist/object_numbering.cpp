@@ -7,6 +7,8 @@
 #include <bit>
 #include <cstring>
 
+#include "platform/plist/binary_reader.h"
+
 namespace tarvel {
 
 namespace {
@@ -110,6 +112,7 @@ Slot ObjectNumbering::nextContainer(Visit& visit) {
 bool ObjectNumbering::enter(Slot slot) {
   const std::uint32_t index = slotIndex(slot);
   if (containerNumbers_[index] != kUnreached) return containerNumbers_[index] != kOpen;
+  if (stack_.size() == kMaxDepth) return false;
   containerNumbers_[index] = kOpen;
   const Container& container = storage_.containers[index];
   if (container.origin != kNoOrigin && objects_[container.origin] == kNoSlot) {

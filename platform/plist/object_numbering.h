@@ -14,7 +14,8 @@ class ObjectNumbering {
  public:
   explicit ObjectNumbering(PropertyListAccess::Storage& storage) : storage_(storage) {}
 
-  /// Numbers everything reachable from `root`, which gets 0. False when a container contains itself.
+  /// Numbers everything reachable from `root`, which gets 0. False when a container contains itself, or when they nest
+  /// deeper than readers go.
   [[nodiscard]] bool number(Slot root);
 
   /// Object number to slot, for every object of the file.

@@ -1,0 +1,170 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "platform/linux/linux_file_manager.h"
+#include "platform/plist/serialization.h"
+#include "tests/support/engine_fixture.h"
+#include "tests/support/temporary_directory.h"
+#include "tools/change_report.h"
+#include "tools/preview_file_manager.h"
+#include "tools/property_list_json.h"
+#include "tools/report.h"
+#include "tools/terminal.h"
+
+namespace tarvel {
+namespace {
+
+struct Reports : testing::Test, EngineFixture {
+  Reports() {
+    tarvel.setArrangeFoldersAtTop(true);
+    tarvel.setRemoveDuplicates(true);
+    tarvel.setRenameSamenamed(true);
+  }
+
+  Changes changesOf(std::string_view notation) {
+    const PropertyList list = tree(notation);
+    memory.fileManager.putFile("/f", serialization.dataWithPropertyList(list, 200).data.joined());
+    ChangeRecorder recorder(OrderDetail::kEntries);
+    tarvel.setSortObserver(&recorder);
+    tarvel.setBookmarksFilename("/f");
+    EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
+    return recorder.changes();
+  }
+};
+
+TEST_F(Reports, NothingIsToldOfAFileInOrder) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ z a ] BookmarksMenu[ a b ] ]");
+  EXPECT_FALSE(changes.isOrderChanged);
+  EXPECT_FALSE(changes.cleansSomething());
+  EXPECT_TRUE(changes.ordered.empty());
+}
+
+TEST_F(Reports, TheFewestMovesAreTold) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b c d e a ] ]");
+  ASSERT_EQ(changes.ordered.size(), 1U);
+  EXPECT_EQ(changes.ordered[0].folder, FolderPath{"BookmarksMenu"});
+  EXPECT_EQ(changes.ordered[0].movedCount, 1U);
+  EXPECT_TRUE(changes.ordered[0].entries[0].isMoved);
+  EXPECT_EQ(changes.ordered[0].entries[0].title, "a");
+  EXPECT_EQ(changes.ordered[0].entries[0].earlierPosition, 4U);
+  EXPECT_EQ(changes.movedCount(), 1U);
+}
+
+TEST_F(Reports, TheTopLevelIsToldWithItsFixedEntries) {
+  const Changes changes = changesOf("Root[ b BookmarksBar[ x ] a BookmarksMenu[ y ] ]");
+  ASSERT_EQ(changes.ordered.size(), 1U);
+  EXPECT_TRUE(changes.ordered[0].folder.empty());
+  std::vector<std::string> titles;
+  for (const OrderedEntry& entry : changes.ordered[0].entries) titles.push_back(entry.title);
+  EXPECT_EQ(titles, (std::vector<std::string>{"BookmarksBar", "BookmarksMenu", "a", "b"}));
+}
+
+TEST_F(Reports, ADuplicateNamesTheOneThatStaysInItsOwnTree) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ bar@u ] BookmarksMenu[ z first@u F[ second@u w ] ] other@u ]");
+  ASSERT_EQ(changes.removed.size(), 1U);
+  EXPECT_EQ(changes.removed[0].title, "first");
+  EXPECT_EQ(changes.removed[0].reason, RemovalReason::kDuplicate);
+  EXPECT_EQ(changes.removed[0].folder, FolderPath{"BookmarksMenu"});
+  EXPECT_EQ(changes.removed[0].keptTitle, "second");
+  EXPECT_EQ(changes.removed[0].keptFolder, (FolderPath{"BookmarksMenu", "F"}));
+}
+
+TEST_F(Reports, FoldersEmptiedByTheRulesAreToldAfterWhatWasInThem) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ ] BookmarksMenu[ b F[ G[ x@ ] ] a ] ]");
+  ASSERT_EQ(changes.removed.size(), 3U);
+  EXPECT_EQ(changes.removed[0].folder, (FolderPath{"BookmarksMenu", "F", "G"}));
+  EXPECT_EQ(changes.removed[1].title, "G");
+  EXPECT_EQ(changes.removed[2].title, "F");
+  EXPECT_EQ(changes.removed[2].folder, FolderPath{"BookmarksMenu"});
+}
+
+TEST_F(Reports, OnlyTheLastAttemptCounts) {
+  ChangeRecorder recorder(OrderDetail::kEntries);
+  const PropertyList list = tree("Root[ BookmarksBar[ ] BookmarksMenu[ b@ ] ]");
+  tarvel.setSortObserver(&recorder);
+  bool didSort = false;
+  for (int i = 0; i < 3; ++i) {
+    recorder.attemptBegan(list.root.dictionary());
+    (void)tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort);
+  }
+  EXPECT_TRUE(recorder.changes().removed.empty());
+}
+
+TEST_F(Reports, JsonOfAnyTitleCanBeParsed) {
+  SortReport report;
+  report.file = "/a\"b\n\xED\xA0\xBD";
+  report.changes.removed.push_back({{"f\\"}, "\x01\"", "u", RemovalReason::kNoAddress, "", {}});
+  const auto json = nlohmann::json::parse(reportAsJson(report));
+  EXPECT_EQ(json["removed"][0]["title"], "\x01\"");
+  EXPECT_EQ(json["removed"][0]["reason"], "no-address");
+  EXPECT_EQ(json["code"], 0);
+}
+
+TEST(Terminal, WhatCouldSteerATerminalIsSpelledOut) {
+  EXPECT_EQ(printable("plain ünïcode 日本 \xF0\x9F\x98\x80"), "plain ünïcode 日本 \xF0\x9F\x98\x80");
+  EXPECT_EQ(printable("\x1B[31m"), "\\u{001B}[31m");
+  EXPECT_EQ(printable("a\nb\tc\x7F"), "a\\u{000A}b\\u{0009}c\\u{007F}");
+  EXPECT_EQ(printable("\xC2\x9B"
+                      "31m"),
+            "\\u{009B}31m");
+  EXPECT_EQ(printable("\xE2\x80\xAE"
+                      "x"),
+            "\\u{202E}x");
+  EXPECT_EQ(printable("\xED\xA0\xBD"), "\\u{D83D}");
+  EXPECT_EQ(printable("\xFF"), "\\u{FFFD}");
+}
+
+TEST(Terminal, ColorsAreAddedOnlyWhenAskedFor) {
+  EXPECT_EQ(Painter(false).red("x"), "x");
+  EXPECT_EQ(Painter(true).red("x"), "\x1B[31mx\x1B[0m");
+  EXPECT_TRUE(usesColor(ColorChoice::kAlways, -1));
+  EXPECT_FALSE(usesColor(ColorChoice::kNever, 1));
+  EXPECT_FALSE(usesColor(ColorChoice::kAuto, -1));
+}
+
+TEST(PropertyListJson, EveryKindOfValueIsSaid) {
+  PropertyListTree tree;
+  const PropertyListDictionary root = tree.makeDictionary();
+  const std::vector<std::uint8_t> bytes = {1, 2, 3, 4};
+  root.set("z", tree.makeInteger(-1));
+  root.set("big", tree.makeUnsigned(UINT64_MAX));
+  root.set("real", tree.makeReal(0.5));
+  root.set("nan", tree.makeReal(std::nan("")));
+  root.set("date", tree.makeDate(0.5));
+  root.set("far", tree.makeDate(1e18));
+  root.set("data", tree.makeData(bytes));
+  root.set("uid", tree.makeUid(7));
+  root.set("null", tree.makeNull());
+  const auto json = nlohmann::ordered_json::parse(propertyListAsJson(root.value()));
+  EXPECT_EQ(json.dump(),
+            R"({"z":-1,"big":18446744073709551615,"real":0.5,"nan":"nan","date":"2001-01-01T00:00:00Z","far":1e+18,)"
+            R"("data":"AQIDBA==","uid":{"CF$UID":7},"null":null})");
+}
+
+TEST(PreviewFileManager, HoldsOneFileAndWritesNothing) {
+  TemporaryDirectory directory;
+  directory.write("f", "bytes");
+  directory.write("lock", "");
+  LinuxFileManager real;
+  PreviewFileManager preview(real, directory.path("f"));
+  directory.write("f", "changed");
+  EXPECT_TRUE(preview.fileExistsAtPath(directory.path("f")));
+  EXPECT_FALSE(preview.fileExistsAtPath(directory.path("lock")));
+  EXPECT_EQ(preview.contentsAtPath(directory.path("f")).data.size(), 5U);
+  EXPECT_EQ(preview.modificationDateAtPath(directory.path("f")), preview.modificationDateAtPath(directory.path("f")));
+  EXPECT_TRUE(preview.writeDataToPath({}, directory.path("f")).ok());
+  EXPECT_FALSE(preview.writeDataToPath({}, directory.path("g")).ok());
+  EXPECT_FALSE(preview.createDirectoryAtPath(directory.path("d")).ok());
+  EXPECT_FALSE(preview.copyItemAtPathToPath(directory.path("f"), directory.path("g")).ok());
+  EXPECT_FALSE(preview.removeItemAtPath(directory.path("f")).ok());
+  EXPECT_FALSE(preview.replaceItem(directory.path("f"), directory.path("lock")).status.ok());
+  EXPECT_FALSE(preview.moveItem(directory.path("f"), directory.path("g")).ok());
+  EXPECT_FALSE(preview.exchangeItems(directory.path("f"), directory.path("lock")).ok());
+  EXPECT_EQ(directory.read("f"), "changed");
+  EXPECT_EQ(directory.entryCount(), 2U);
+}
+
+}  // namespace
+}  // namespace tarvel
