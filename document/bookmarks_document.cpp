@@ -20,8 +20,11 @@ std::optional<DataPieces> BookmarksDocument::dataOfTypeError(std::string_view /*
     *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid, "There is no property list to write."};
   } else {
     PropertyListWriting writing = platform_.propertyLists.dataWithPropertyList(bookmarksDictionary_, format);
-    if (!writing.error) return std::move(writing.data);
-    *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid, writing.error->description};
+    // One form lets in a container more than the others: written in theirs, the file could not be read again.
+    const bool isTooDeep = writing.depth > kDeepestReadable;
+    if (!writing.error && !isTooDeep) return std::move(writing.data);
+    *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid,
+              isTooDeep ? "The property list is nested too deeply to be read again." : writing.error->description};
   }
   platform_.systemLog.log("Error writing to file: " + error->localizedDescription);
   return std::nullopt;

@@ -27,8 +27,13 @@ struct PropertyListReading {
   std::optional<PropertyListError> error;
 };
 
+/// Containers that may lie around a value for a reader to take it: what nests deeper can be written, and is lost.
+inline constexpr std::size_t kDeepestReadable = 512;
+
 struct PropertyListWriting {
   DataPieces data;
+  /// Containers within each other, at the deepest place. Counted for the binary form only.
+  std::size_t depth = 0;
   /// Set when nothing was written; `data` is empty then.
   std::optional<PropertyListError> error;
 };

@@ -6,11 +6,12 @@
 
 #include "platform/data.h"
 #include "platform/property_list.h"
+#include "platform/property_list_serialization.h"
 
 namespace tarvel {
 
 /// Containers that may lie around an object, in every form.
-inline constexpr std::size_t kMaxDepth = 512;
+inline constexpr std::size_t kMaxDepth = kDeepestReadable;
 
 /// A container that the file refers to from several places becomes as many containers here, so a small file could
 /// unfold without end. It may come to this many entries beyond twice the references the file has room for.

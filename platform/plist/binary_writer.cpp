@@ -201,13 +201,11 @@ PropertyListWriting writeBinary(const PropertyList& list) {
   ObjectNumbering numbering(storage);
   if (!numbering.number(PropertyListAccess::slot(list.root))) {
     writing.error = findUnwritable(list.root, kFormat);
-    // The OpenStep reader lets one more container in than any reader of this form would take back.
-    if (!writing.error)
-      writing.error = {"Property list invalid for format: 200 (containers are nested too deeply)", 0, ""};
     return writing;
   }
   BinaryWriter(storage, numbering, writing.data).write();
   writing.data.owners.push_back(list.tree);
+  writing.depth = numbering.depth();
   return writing;
 }
 

@@ -7,8 +7,6 @@
 #include <bit>
 #include <cstring>
 
-#include "platform/plist/binary_reader.h"
-
 namespace tarvel {
 
 namespace {
@@ -112,7 +110,6 @@ Slot ObjectNumbering::nextContainer(Visit& visit) {
 bool ObjectNumbering::enter(Slot slot) {
   const std::uint32_t index = slotIndex(slot);
   if (containerNumbers_[index] != kUnreached) return containerNumbers_[index] != kOpen;
-  if (stack_.size() == kMaxDepth) return false;
   containerNumbers_[index] = kOpen;
   const Container& container = storage_.containers[index];
   if (container.origin != kNoOrigin && objects_[container.origin] == kNoSlot) {
@@ -122,6 +119,7 @@ bool ObjectNumbering::enter(Slot slot) {
   }
   if (container.isDictionary() && !reachedShapes_[container.shape]) reachKeys(container.shape);
   stack_.push_back({index, 0});
+  depth_ = std::max(depth_, stack_.size());
   return true;
 }
 

@@ -14,10 +14,11 @@ class ObjectNumbering {
  public:
   explicit ObjectNumbering(PropertyListAccess::Storage& storage) : storage_(storage) {}
 
-  /// Numbers everything reachable from `root`, which gets 0. False when a container contains itself, or when they nest
-  /// deeper than readers go.
+  /// Numbers everything reachable from `root`, which gets 0. False when a container contains itself.
   [[nodiscard]] bool number(Slot root);
 
+  /// Containers within each other, at the deepest place.
+  [[nodiscard]] std::size_t depth() const { return depth_; }
   /// Object number to slot, for every object of the file.
   [[nodiscard]] const LargeVector<Slot>& objects() const { return objects_; }
   [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
@@ -63,6 +64,7 @@ class ObjectNumbering {
   std::vector<Duplicate> duplicates_;
   std::vector<bool> reachedShapes_;
   std::uint32_t leafCount_ = 0;
+  std::size_t depth_ = 0;
 
   LargeVector<std::uint32_t> sourceNumbers_;
   LargeVector<std::uint32_t> madeNumbers_;

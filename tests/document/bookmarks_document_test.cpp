@@ -90,6 +90,25 @@ TEST_F(Document, FileErrorsArePassedOutWithoutALogLine) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
+TEST_F(Document, WhatNoReaderWouldTakeBackIsNotWritten) {
+  for (const std::size_t depth : {512U, 513U}) {
+    auto tree = std::make_shared<PropertyListTree>();
+    PropertyListArray inner = tree->makeArray(0);
+    for (std::size_t i = 1; i < depth; ++i) {
+      const PropertyListArray outer = tree->makeArray(1);
+      outer.append(inner.value());
+      inner = outer;
+    }
+    document.setBookmarksDictionary({tree, inner.value()});
+    const auto data = document.dataOfTypeError("plist", &error);
+    EXPECT_EQ(data.has_value(), depth == 512);
+    if (data) {
+      EXPECT_TRUE(read(data->joined()));
+    }
+  }
+  EXPECT_EQ(memory.systemLog.lines().size(), 1U);
+}
+
 TEST_F(Document, WithoutADictionaryThereIsNothingToWrite) {
   EXPECT_FALSE(document.dataOfTypeError("plist", &error).has_value());
   EXPECT_EQ(memory.systemLog.lines().size(), 1U);

@@ -235,25 +235,6 @@ TEST(BinaryForm, AContainerInsideItselfIsRefusedInReadingAndWriting) {
   EXPECT_TRUE(writing.data.pieces.empty());
 }
 
-TEST(BinaryForm, WhatNoReaderWouldTakeBackIsNotWritten) {
-  for (const std::size_t depth : {512U, 513U}) {
-    auto tree = std::make_shared<PropertyListTree>();
-    PropertyListArray inner = tree->makeArray(0);
-    for (std::size_t i = 1; i < depth; ++i) {
-      const PropertyListArray outer = tree->makeArray(1);
-      outer.append(inner.value());
-      inner = outer;
-    }
-    const PropertyListWriting writing = writeBinary({tree, inner.value()});
-    EXPECT_EQ(writing.error.has_value(), depth > 512);
-    if (writing.error) {
-      EXPECT_TRUE(writing.data.pieces.empty());
-    } else {
-      (void)readGood(writing.data.joined());
-    }
-  }
-}
-
 TEST(BinaryForm, HugeCountsAreRefusedBeforeAnyMemoryIsTaken) {
   for (const int kind : {0x4F, 0x5F, 0x6F, 0xAF, 0xDF}) {
     const std::string object = bytes({kind, 0x13, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
