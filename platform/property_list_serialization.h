@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -32,10 +33,10 @@ inline constexpr std::size_t kDeepestReadable = 512;
 
 struct PropertyListWriting {
   DataPieces data;
-  /// Containers within each other, at the deepest place. Counted for the binary form only.
-  std::size_t depth = 0;
   /// Set when nothing was written; `data` is empty then.
   std::optional<PropertyListError> error;
+  /// Containers within each other, at the deepest place. Counted for the binary form only.
+  std::size_t depth = 0;
 };
 
 /// Bytes to tree and back. Stateless; nothing touches a file, a clock or the log.
