@@ -82,7 +82,7 @@ std::optional<FileDate> Tarvel::bookmarksFileModificationDate() {
 
 bool Tarvel::writeBackupFileForFilename(const std::string& filename) {
   const std::optional<std::string> backupPath = backupFilename();
-  if (!backupPath) return false;
+  if (!backupPath) return !platform_.fileManager.fileExistsAtPath(filename);
   // Made once and then kept: the first copy is the one worth having.
   if (platform_.fileManager.fileExistsAtPath(*backupPath)) return true;
   if (!platform_.fileManager.fileExistsAtPath(filename)) return true;

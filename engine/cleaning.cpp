@@ -1,5 +1,7 @@
 // Cleaning: what is removed from a tree, how titles are given and told apart, and the root's new identifier.
 
+#include <cstddef>
+#include <new>
 #include <string>
 
 #include "engine/tarvel.h"
@@ -13,6 +15,11 @@ namespace {
 constexpr std::string_view kNoName = "No Name";
 constexpr std::uint64_t kFirstSuffix = 2;
 constexpr float kLookupSetLoad = 0.8F;
+
+/// Each same-named sibling gets a longer title than the one before, so what is written grows with the square of their
+/// number, and with the length of the title they share. Some ten thousand "News" fit; a file made to exhaust the memory
+/// does not.
+constexpr std::size_t kMostRenamedBytes = std::size_t{512} << 20;
 
 /// A line that names the node's entries, for the log.
 std::string descriptionOf(PropertyListDictionary node) {
@@ -115,6 +122,8 @@ void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string
   do {
     candidate = tree.makeString(std::string(chain.lastCandidate) + " " + std::to_string(chain.next));
     chain.lastCandidate = *candidate.string();
+    renamedBytes_ += chain.lastCandidate.size();
+    if (renamedBytes_ > kMostRenamedBytes) throw std::bad_alloc();
     ++chain.next;
   } while (!insertObject(titles.titles, chain.lastCandidate));
   if (chain.next < kFirstSuffix) {

@@ -112,6 +112,7 @@ bool Tarvel::isTopLevelFixed(PropertyListDictionary node) const {
 PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(PropertyListDictionary rootDictionary,
                                                                              bool* didSortFlag) {
   *didSortFlag = false;
+  renamedBytes_ = 0;
   const PropertyListArray children = rootDictionary.array(kChildrenKey);
   if (children.empty()) return rootDictionary;
   PropertyListTree& tree = *rootDictionary.value().tree();

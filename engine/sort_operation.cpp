@@ -2,7 +2,7 @@
 
 #include <array>
 #include <chrono>
-#include <new>
+#include <exception>
 #include <utility>
 
 #include "engine/tarvel.h"
@@ -74,17 +74,21 @@ TarvelError Tarvel::sortBookmarks() {
   const std::optional<std::string> path = bookmarksFilename();
   if (!path) return TarvelErrorBookmarksFileNotFound;
   Attempts attempts;
+  // Memory that runs out, or what a library throws in its place, ends the run with the code of the step it was in.
+  TarvelError failure = TarvelErrorReadFailed;
   try {
     const TarvelError error = attemptUntilUnchanged(*path, attempts);
     if (error != TarvelErrorNone || !attempts.didSort) return error;
-  } catch (const std::bad_alloc&) {
-    return TarvelErrorReadFailed;
+    failure = TarvelErrorBackupFailed;
+    if (writeBackupFile_ && !writeBackupFileForFilename(*path)) return TarvelErrorBackupFailed;
+    failure = TarvelErrorWriteFailed;
+    updateWebBookmarkUUIDInDictionary(attempts.result);
+    const PropertyList list{attempts.tree, attempts.result.value()};
+    if (!writeBookmarksToFileWithDictionaryAndFilename(list, *path)) return TarvelErrorWriteFailed;
+  } catch (const std::exception&) {
+    return failure;
   }
-  try {
-    return backUpAndWrite(*path, attempts);
-  } catch (const std::bad_alloc&) {
-    return TarvelErrorWriteFailed;
-  }
+  return TarvelErrorNone;
 }
 
 TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& attempts) {
@@ -117,14 +121,6 @@ TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
   // Without a bar or a menu to put back there is no root to write, and what was read is no file of the browser's.
   if (attempts.didSort && !attempts.result) return TarvelErrorNotBookmarksFile;
   return TarvelErrorNone;
-}
-
-TarvelError Tarvel::backUpAndWrite(const std::string& path, const Attempts& attempts) {
-  if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;
-  updateWebBookmarkUUIDInDictionary(attempts.result);
-  const PropertyList list{attempts.tree, attempts.result.value()};
-  const bool isWritten = writeBookmarksToFileWithDictionaryAndFilename(list, path);
-  return isWritten ? TarvelErrorNone : TarvelErrorWriteFailed;
 }
 
 TarvelError Tarvel::sortBookmarksInFileWithName(const std::string& path) {

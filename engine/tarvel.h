@@ -156,7 +156,6 @@ class Tarvel {
   struct Attempts;
   [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
-  [[nodiscard]] TarvelError backUpAndWrite(const std::string& path, const Attempts& attempts);
 
   /// Where a node's title is written.
   struct TitlePlace {
@@ -179,6 +178,8 @@ class Tarvel {
   bool writeBackupFile_ = false;
   const Platform& platform_;
   SortObserver* sortObserver_ = nullptr;
+  /// What renaming has made so far, in bytes.
+  std::size_t renamedBytes_ = 0;
 };
 
 }  // namespace tarvel

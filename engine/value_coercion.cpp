@@ -86,7 +86,7 @@ std::int32_t intValue(PropertyListValue value) {
 
 bool isBlank(std::string_view text) {
   // Nearly every address ends the question with its first letter.
-  if (!text.empty() && text.front() > ' ') return false;
+  if (!text.empty() && text.front() > ' ' && text.front() <= '~') return false;
   // The tab and Unicode's space separators (general category Zs).
   constexpr std::array<std::string_view, 18> kWhiteSpace = {"\t",           " ",
                                                             "\xC2\xA0",     "\xE1\x9A\x80",

@@ -7,26 +7,39 @@
 #include <utility>
 
 #include "engine/bookmark_node.h"
+#include "engine/conditional_insert.h"
 #include "engine/value_coercion.h"
 
 namespace tarvel {
 
 namespace {
 
+/// A report is for looking at: a text longer than this is cut, between two characters.
+constexpr std::size_t kLongestText = 1000;
+
+std::string shortened(std::string_view text) {
+  if (text.size() <= kLongestText) return std::string(text);
+  std::size_t end = kLongestText;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return std::string(text.substr(0, end)) + "…";
+}
+
 std::string titleOf(PropertyListDictionary node) {
-  if (const auto title = node.string(kTitleKey)) return std::string(*title);
-  if (const auto title = node.dictionary(kURIDictionaryKey).string(kURITitleKey)) return std::string(*title);
-  return std::string(node.string(kURLStringKey).value_or(""));
+  if (const auto title = node.string(kTitleKey)) return shortened(*title);
+  if (const auto title = node.dictionary(kURIDictionaryKey).string(kURITitleKey)) return shortened(*title);
+  return shortened(node.string(kURLStringKey).value_or(""));
 }
 
 /// What stays the same on an entry when folders are copied: its identifier, else its title and address.
 std::string markOf(PropertyListDictionary node) {
-  if (const auto uuid = node.string(kWebBookmarkUUIDKey)) return "#" + std::string(*uuid);
-  return titleOf(node) + "\n" + std::string(node.string(kURLStringKey).value_or(""));
+  if (const auto uuid = node.string(kWebBookmarkUUIDKey)) return "#" + shortened(*uuid);
+  return titleOf(node) + "\n" + shortened(node.string(kURLStringKey).value_or(""));
 }
 
+/// Long addresses are told apart by a hash, so that many of them take no more memory than the file.
 std::string duplicateKey(const std::string& tree, std::string_view address) {
-  return tree + "\n" + std::string(address);
+  static const KeyedTextHash hash;
+  return tree + "\n" + (address.size() <= kLongestText ? std::string(address) : std::to_string(hash(address)));
 }
 
 /// Which entries of the new order have to move: all but a longest run of earlier positions that ascends, which is the
@@ -86,21 +99,22 @@ void ChangeRecorder::folderLeft(PropertyListDictionary /*folder*/) { current_ = 
 void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason reason) {
   if (current_ == kNowhere) return;  // The root of a tree: found empty, but never removed.
   RemovedEntry removed{currentFolder(), titleOf(entry), "", reason, "", {}};
-  removed.address = entry.string(kURLStringKey).value_or("");
+  const std::string_view address = entry.string(kURLStringKey).value_or("");
+  removed.address = shortened(address);
   if (reason == RemovalReason::kDuplicate) {
     std::size_t root = current_;
     while (places_[root].parent != kNowhere) root = places_[root].parent;
-    duplicates_[duplicateKey(places_[root].title, removed.address)].push_back(changes_.removed.size());
+    duplicates_[duplicateKey(places_[root].title, address)].push_back(changes_.removed.size());
   }
   changes_.removed.push_back(std::move(removed));
 }
 
 void ChangeRecorder::entryNamed(PropertyListDictionary /*entry*/, std::string_view title) {
-  changes_.named.push_back({currentFolder(), std::string(title)});
+  changes_.named.push_back({currentFolder(), shortened(title)});
 }
 
 void ChangeRecorder::entryRenamed(PropertyListDictionary /*entry*/, std::string_view before, std::string_view after) {
-  changes_.renamed.push_back({currentFolder(), std::string(before), std::string(after)});
+  changes_.renamed.push_back({currentFolder(), shortened(before), shortened(after)});
 }
 
 void ChangeRecorder::addOrder(FolderPath folder, PropertyListArray after,

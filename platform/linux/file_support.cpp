@@ -116,8 +116,13 @@ bool TemporaryFile::appear(const std::string& name) {
   const bool isNamed = ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_NOREPLACE) == 0;
   if (isNamed) temporaryName_.clear();
   if (isNamed || (errno != EINVAL && errno != ENOSYS)) return isNamed;
-  // A file system without that kind of rename: a second link, which never replaces either.
-  return ::linkat(folder_, temporaryName_.c_str(), folder_, name.c_str(), 0) == 0;
+  // A file system without that kind of rename: a second link, which never replaces either. Without links too, all that
+  // is left is to look first.
+  if (::linkat(folder_, temporaryName_.c_str(), folder_, name.c_str(), 0) == 0) return true;
+  struct stat existing {};
+  const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP;
+  if (!hasNoLinks || ::fstatat(folder_, name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) return false;
+  return replace(name);
 }
 
 bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position) {
@@ -143,6 +148,29 @@ bool writePieces(int fd, const DataPieces& data) {
   return true;
 }
 
+bool copyBytes(int from, int to) {
+  std::vector<std::uint8_t> buffer(kChunk);
+  for (off_t position = 0;;) {
+    const ssize_t got = ::read(from, buffer.data(), buffer.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got == 0;
+    if (!writeAt(to, {buffer.data(), static_cast<std::size_t>(got)}, position)) return false;
+    position += got;
+  }
+}
+
+namespace {
+
+/// Sets an attribute unless the file has it with this value: some may be read by everybody and set by few.
+bool giveAttribute(int to, const char* name, const std::vector<char>& value) {
+  std::vector<char> present(value.size() + 1);
+  const ssize_t size = ::fgetxattr(to, name, present.data(), present.size());
+  present.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return (size >= 0 && present == value) || ::fsetxattr(to, name, value.data(), value.size(), 0) == 0;
+}
+
+}  // namespace
+
 bool copyAttributes(int from, int to) {
   const ssize_t listSize = ::flistxattr(from, nullptr, 0);
   if (listSize < 0) return errno == ENOTSUP;
@@ -155,7 +183,8 @@ bool copyAttributes(int from, int to) {
     if (size < 0) return false;
     std::vector<char> value(static_cast<std::size_t>(size));
     const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
-    if (read < 0 || ::fsetxattr(to, name, value.data(), static_cast<std::size_t>(read), 0) != 0) return false;
+    value.resize(read < 0 ? 0 : static_cast<std::size_t>(read));
+    if (read < 0 || !giveAttribute(to, name, value)) return false;
   }
   return true;
 }

@@ -59,6 +59,8 @@ class TemporaryFile {
 [[nodiscard]] bool writePieces(int fd, const DataPieces& data);
 /// Writes a stretch at a position; false with errno set.
 [[nodiscard]] bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position);
+/// Copies one file's bytes into another that is empty; false with errno set.
+[[nodiscard]] bool copyBytes(int from, int to);
 /// Copies the extended attributes, access lists among them; false with errno set when one could not be set.
 [[nodiscard]] bool copyAttributes(int from, int to);
 /// Puts a folder's entries on the disk, as far as the file system cares.

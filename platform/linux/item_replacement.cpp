@@ -38,45 +38,69 @@ FileStatus synced(const FilePlace& target, const FilePlace& replacement) {
   return {};
 }
 
-/// Items of different kinds: an exchange, of which the old item is then removed, or undone when it cannot be.
+/// Renames to a free name, also where the file system cannot be asked not to replace.
+bool moveToFreeName(const FilePlace& from, const FilePlace& to) {
+  if (rename(from, to, RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  struct stat existing {};
+  if (statusOf(to, existing)) {
+    errno = EEXIST;
+    return false;
+  }
+  return rename(from, to, 0) == 0;
+}
+
+/// A path for a name in a folder that is held open, for what only takes paths.
+std::string pathOf(const FilePlace& place) {
+  return "/proc/self/fd/" + std::to_string(place.folder.get()) + "/" + place.name;
+}
+
+bool removeWhole(const FilePlace& place) {
+  if (::unlinkat(place.folder.get(), place.name.c_str(), 0) == 0) return true;
+  if (errno != EISDIR) return false;
+  std::error_code error;
+  (void)std::filesystem::remove_all(pathOf(place), error);
+  errno = error.value();
+  return !error;
+}
+
+/// Items of different kinds: an exchange, after which the old item is removed.
 FileStatus replaceByExchange(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
                              const std::string& replacementPath) {
   if (rename(replacement, target, RENAME_EXCHANGE) != 0) return fileFailure(targetPath);
-  std::error_code error;
-  (void)std::filesystem::remove_all(replacementPath, error);
-  if (!error) return synced(target, replacement);
+  if (removeWhole(replacement)) return synced(target, replacement);
+  const FileStatus failure = fileFailure(replacementPath);
   (void)rename(replacement, target, RENAME_EXCHANGE);
-  return fileFailure(error.value(), replacementPath);
+  return failure;
 }
 
 /// Where two names cannot be exchanged: the old item steps aside first, and comes back when the new one cannot follow.
-FileReplacement replaceByStepping(const FilePlace& target, const FilePlace& replacement,
-                                  const std::string& targetPath) {
+FileReplacement replaceByStepping(FilePlace& target, const FilePlace& replacement, const std::string& targetPath) {
   const std::string asidePath = targetPath + ".tarvel-aside";
-  const FilePlace aside = placeOf(asidePath);
-  if (!aside.folder || rename(target, aside, RENAME_NOREPLACE) != 0) return {fileFailure(targetPath), std::nullopt};
-  if (rename(replacement, target, 0) != 0) {
+  FilePlace aside{UniqueFd(::dup(target.folder.get())), target.name + ".tarvel-aside"};
+  if (!aside.folder || !moveToFreeName(target, aside)) return {fileFailure(targetPath), std::nullopt};
+  if (!moveToFreeName(replacement, target)) {
     const FileStatus failure = fileFailure(targetPath);
-    const bool isBack = rename(aside, target, 0) == 0;
+    const bool isBack = moveToFreeName(aside, target);
     return {failure, isBack ? std::nullopt : std::optional(asidePath)};
   }
-  std::error_code error;
-  (void)std::filesystem::remove_all(asidePath, error);
+  if (!removeWhole(aside)) return {fileFailure(asidePath), std::nullopt};
   return {synced(target, replacement), std::nullopt};
 }
 
-/// Across file systems: a copy beside the target takes its place, and only then the replacement goes.
-FileStatus replaceByCopy(LinuxFileManager& manager, const FilePlace& target, const FilePlace& replacement,
-                         const std::string& targetPath, const std::string& replacementPath) {
+/// Where a rename cannot do it (another file system, a link as the replacement): a copy beside the target takes its
+/// place, and only then the replacement goes.
+FileStatus replaceByCopy(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
+                         const std::string& replacementPath) {
+  struct stat source {};
   if (::faccessat(replacement.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return fileFailure(replacementPath);
-  const std::string besidePath = targetPath + ".tarvel-new";
-  if (FileStatus status = manager.copyItemAtPathToPath(replacementPath, besidePath); !status.ok()) return status;
-  const FilePlace beside = placeOf(besidePath);
-  if (!beside.folder || rename(beside, target, 0) != 0) {
-    const FileStatus failure = fileFailure(targetPath);
-    (void)::unlink(besidePath.c_str());
-    return failure;
-  }
+  const UniqueFd from(::openat(replacement.folder.get(), replacement.name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!from || ::fstat(from.get(), &source) != 0) return fileFailure(replacementPath);
+  if (!S_ISREG(source.st_mode)) return fileFailure(EINVAL, replacementPath);
+  TemporaryFile copy(target.folder.get());
+  const bool isCopied = copy && copyBytes(from.get(), copy.fd()) && ::fchmod(copy.fd(), source.st_mode & 0777) == 0 &&
+                        ::fsync(copy.fd()) == 0 && copy.replace(target.name);
+  if (!isCopied) return fileFailure(targetPath);
   if (::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) != 0) return fileFailure(replacementPath);
   return synced(target, replacement);
 }
@@ -86,23 +110,28 @@ FileStatus replaceByCopy(LinuxFileManager& manager, const FilePlace& target, con
 FileReplacement LinuxFileManager::replaceItem(const std::string& target, const std::string& replacement) {
   throwIfNoAddress(target);
   throwIfNoAddress(replacement);
-  const FilePlace targetPlace = followLinks(target);
+  FilePlace targetPlace = followLinks(target);
   if (!targetPlace.folder) return {fileFailure(target), std::nullopt};
   const FilePlace replacementPlace = placeOf(replacement);
   if (!replacementPlace.folder) return {fileFailure(replacement), std::nullopt};
   struct stat old {};
   struct stat fresh {};
+  struct stat behind {};
   if (!statusOf(targetPlace, old)) return {fileFailure(target), std::nullopt};
   if (!statusOf(replacementPlace, fresh)) return {fileFailure(replacement), std::nullopt};
-  // Two names of one file: a rename would do nothing and leave both.
-  if (old.st_dev == fresh.st_dev && old.st_ino == fresh.st_ino) return {fileFailure(EINVAL, target), std::nullopt};
-  const bool areFiles = S_ISREG(old.st_mode) && S_ISREG(fresh.st_mode);
-  if (areFiles) {
+  if (::fstatat(replacementPlace.folder.get(), replacementPlace.name.c_str(), &behind, 0) != 0) {
+    return {fileFailure(replacement), std::nullopt};
+  }
+  // Two names of one file: a rename would do nothing and leave both, a removed link would leave neither.
+  if (old.st_dev == behind.st_dev && old.st_ino == behind.st_ino) return {fileFailure(EINVAL, target), std::nullopt};
+  const bool isFile = S_ISREG(old.st_mode) && S_ISREG(behind.st_mode);
+  if (isFile && S_ISREG(fresh.st_mode)) {
     syncFile(replacementPlace);
     if (rename(replacementPlace, targetPlace, 0) == 0) return {synced(targetPlace, replacementPlace), std::nullopt};
     if (errno != EXDEV) return {fileFailure(target), std::nullopt};
-    return {replaceByCopy(*this, targetPlace, replacementPlace, target, replacement), std::nullopt};
   }
+  // A link is no replacement for a file: in another folder it may lead nowhere. What it leads to is.
+  if (isFile) return {replaceByCopy(targetPlace, replacementPlace, target, replacement), std::nullopt};
   FileStatus status = replaceByExchange(targetPlace, replacementPlace, target, replacement);
   if (status.code != EINVAL && status.code != ENOSYS) return {std::move(status), std::nullopt};
   return replaceByStepping(targetPlace, replacementPlace, target);
@@ -115,11 +144,7 @@ FileStatus LinuxFileManager::moveItem(const std::string& source, const std::stri
   if (!from.folder) return fileFailure(source);
   const FilePlace to = placeOf(target);
   if (!to.folder) return fileFailure(target);
-  if (rename(from, to, RENAME_NOREPLACE) == 0) return synced(to, from);
-  if (errno != EINVAL && errno != ENOSYS) return fileFailure(target);
-  struct stat existing {};
-  if (statusOf(to, existing)) return fileFailure(EEXIST, target);
-  return rename(from, to, 0) == 0 ? synced(to, from) : fileFailure(target);
+  return moveToFreeName(from, to) ? synced(to, from) : fileFailure(target);
 }
 
 FileStatus LinuxFileManager::exchangeItems(const std::string& first, const std::string& second) {

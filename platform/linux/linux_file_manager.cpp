@@ -129,6 +129,8 @@ FileStatus LinuxFileManager::createDirectoryAtPath(const std::string& path) {
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
     // Somebody else may have made it in between.
     if (::mkdir(folder->c_str(), kOrdinary) != 0 && errno != EEXIST) return fileFailure(path);
+    const FilePlace made = placeOf(*folder);
+    if (made.folder) syncFolder(made.folder.get());
   }
   if (::stat(path.c_str(), &status) != 0) return fileFailure(path);
   return S_ISDIR(status.st_mode) ? FileStatus{} : fileFailure(EEXIST, path);

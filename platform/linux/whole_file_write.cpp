@@ -64,6 +64,7 @@ bool readOldBytes(int fd, std::size_t size, std::string& bytes) {
   for (std::size_t at = 0; at < size;) {
     const ssize_t got = ::pread(fd, bytes.data() + at, size - at, static_cast<off_t>(at));
     if (got < 0 && errno == EINTR) continue;
+    if (got == 0) errno = EIO;  // It shrank meanwhile.
     if (got <= 0) return false;
     at += static_cast<std::size_t>(got);
   }
@@ -75,7 +76,8 @@ bool reserve(int fd, off_t oldSize, off_t newSize) {
   if (newSize <= oldSize) return true;
   if (::fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, newSize) == 0) return true;
   if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
-  return ::posix_fallocate(fd, oldSize, newSize - oldSize) == 0;
+  errno = ::posix_fallocate(fd, oldSize, newSize - oldSize);
+  return errno == 0;
 }
 
 /// Restores size and bytes after a failure, which errno goes on naming.
@@ -90,10 +92,12 @@ void putBack(int fd, const std::string& oldBytes, bool wereOverwritten) {
   errno = code;
 }
 
-FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const struct stat& old,
-                        const std::string& path) {
-  const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-  if (!fd) return fileFailure(path);
+FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::string& path) {
+  const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  // What was opened counts, not what was there a moment ago.
+  struct stat old {};
+  if (!fd || ::fstat(fd.get(), &old) != 0) return fileFailure(path);
+  if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
   std::string oldBytes;
   if (!readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size), oldBytes)) return fileFailure(path);
   const auto size = static_cast<off_t>(data.size());
@@ -111,16 +115,17 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
 FileStatus writeOver(const DataPieces& data, const FilePlace& place, const struct stat& old, const std::string& path) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
-  if (!mayBeReplaced(place, old)) return writeInPlace(data, place, old, path);
+  if (!mayBeReplaced(place, old)) return writeInPlace(data, place, path);
   const UniqueFd oldFd(
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!oldFd) return fileFailure(path);
   TemporaryFile file(place.folder.get());
   if (!file) return fileFailure(path);
-  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, old, path);
+  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
-  if (!file.replace(place.name)) return fileFailure(path);
-  return finish(place);
+  if (file.replace(place.name)) return finish(place);
+  // A file that something is mounted on cannot be replaced.
+  return errno == EBUSY ? writeInPlace(data, place, path) : fileFailure(path);
 }
 
 }  // namespace

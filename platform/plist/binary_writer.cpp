@@ -192,7 +192,7 @@ void BinaryWriter::writeTrailer(std::size_t offsetWidth, std::uint64_t table) {
 
 PropertyListWriting writeBinary(const PropertyList& list) {
   PropertyListWriting writing;
-  auto& storage = PropertyListAccess::storage(*list.tree);
+  auto& storage = PropertyListAccess::storage(list.root);
   constexpr auto kFormat = static_cast<std::uint32_t>(PropertyListFormat::kBinary);
   if (storage.holdsUnwritable) {
     writing.error = findUnwritable(list.root, kFormat);

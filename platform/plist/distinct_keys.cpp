@@ -1,7 +1,5 @@
 #include "platform/plist/distinct_keys.h"
 
-#include <xxhash.h>
-
 #include <algorithm>
 #include <cstddef>
 
@@ -9,46 +7,26 @@ namespace tarvel {
 
 namespace {
 
-using Storage = PropertyListAccess::Storage;
-
 /// Dictionaries of ordinary size are compared key by key.
 constexpr std::size_t kFewKeys = 16;
 
-struct KeyHash {
-  Storage* storage;
-  std::size_t operator()(Slot key) const {
-    const auto bytes = storage->keyBytes(key);
-    return XXH3_64bits_withSeed(bytes.data(), bytes.size(), storage->hashSeed);
-  }
-};
+}  // namespace
 
-struct KeyEqual {
-  Storage* storage;
-  bool operator()(Slot a, Slot b) const { return storage->sameKey(a, b); }
-};
-
-DistinctKeys distinctFewKeys(Storage& storage, std::span<const Slot> keys) {
+DistinctKeys distinctKeys(PropertyListAccess::Storage& storage, std::span<const Slot> keys) {
   DistinctKeys distinct;
   distinct.keys.reserve(keys.size());
   distinct.places.reserve(keys.size());
+  tsl::robin_map<Slot, std::uint32_t> known;
   for (const Slot key : keys) {
-    const auto known = std::ranges::find_if(distinct.keys, [&](Slot earlier) { return storage.sameKey(earlier, key); });
-    distinct.places.push_back(static_cast<std::uint32_t>(known - distinct.keys.begin()));
-    if (known == distinct.keys.end()) distinct.keys.push_back(key);
-  }
-  return distinct;
-}
-
-}  // namespace
-
-DistinctKeys distinctKeys(Storage& storage, std::span<const Slot> keys) {
-  if (keys.size() <= kFewKeys) return distinctFewKeys(storage, keys);
-  DistinctKeys distinct;
-  tsl::robin_map<Slot, std::uint32_t, KeyHash, KeyEqual> known(keys.size(), KeyHash{&storage}, KeyEqual{&storage});
-  for (const Slot key : keys) {
-    const auto [place, isNew] = known.emplace(key, static_cast<std::uint32_t>(distinct.keys.size()));
-    if (isNew) distinct.keys.push_back(key);
-    distinct.places.push_back(place->second);
+    const Slot canonical = storage.canonicalKey(key);
+    auto place = static_cast<std::uint32_t>(distinct.keys.size());
+    if (keys.size() <= kFewKeys) {
+      place = static_cast<std::uint32_t>(std::ranges::find(distinct.keys, canonical) - distinct.keys.begin());
+    } else {
+      place = known.emplace(canonical, place).first->second;
+    }
+    distinct.places.push_back(place);
+    if (place == distinct.keys.size()) distinct.keys.push_back(canonical);
   }
   return distinct;
 }

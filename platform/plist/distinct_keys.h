@@ -10,7 +10,7 @@ namespace tarvel {
 
 /// The keys of one dictionary with the repeated ones left out.
 struct DistinctKeys {
-  std::vector<Slot> keys;             ///< The first of each.
+  std::vector<Slot> keys;             ///< Canonical.
   std::vector<std::uint32_t> places;  ///< For every key given: which of `keys` it equals.
 
   [[nodiscard]] bool hadDuplicates() const { return keys.size() != places.size(); }

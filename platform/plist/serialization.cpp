@@ -1,8 +1,8 @@
 #include "platform/plist/serialization.h"
 
+#include <exception>
 #include <memory>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -69,8 +69,9 @@ PropertyListReading PlistSerialization::propertyListFromData(const Data& data) {
     return read(data);
   } catch (const std::bad_alloc&) {
     return failed(outOfMemory());
-  } catch (const std::length_error&) {
-    return failed(outOfMemory());
+  } catch (const std::exception& error) {
+    // A container beyond its length limit, no source of random numbers: rarer than memory running out, and no better.
+    return failed({error.what(), 0, {}});
   }
 }
 
@@ -79,8 +80,8 @@ PropertyListWriting PlistSerialization::dataWithPropertyList(const PropertyList&
     return write(list, format);
   } catch (const std::bad_alloc&) {
     return {{}, outOfMemory()};
-  } catch (const std::length_error&) {
-    return {{}, outOfMemory()};
+  } catch (const std::exception& error) {
+    return {{}, PropertyListError{error.what(), 0, {}}};
   }
 }
 

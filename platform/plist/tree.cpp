@@ -174,7 +174,7 @@ void PropertyListArray::replace(std::size_t index, PropertyListValue value) cons
 }
 
 void PropertyListArray::retainBackwards(const std::function<bool(PropertyListValue)>& keep) const {
-  if (!value_) return;
+  if (empty()) return;
   Container& container = Access::container(value_);
   // Kept elements gather at the far end, over elements already visited; one move at the end closes the gap.
   std::uint32_t firstKept = container.count;
@@ -236,7 +236,7 @@ void PropertyListDictionary::set(const PropertyListKey& key, PropertyListValue v
   const std::uint32_t place = storage.shapes[container.shape].find(key);
   if (place == container.count) {
     std::vector<Slot> keys = storage.shapes[container.shape].keys;
-    keys.push_back(storage.addString(key.text()));
+    keys.push_back(storage.canonicalKey(storage.addString(key.text())));
     container.shape = storage.shapeFor(keys);
     if (container.count == container.capacity) storage.grow(container, slotCount(std::size_t{container.count} + 1));
     ++container.count;

@@ -156,13 +156,9 @@ void PropertyListTree::Storage::grow(Container& container, std::uint32_t capacit
   container.capacity = capacity;
 }
 
-bool PropertyListTree::Storage::sameKey(Slot a, Slot b) {
-  if (a == b) return true;
-  const std::string_view textA = text(a);
-  const std::string_view textB = text(b);
-  if ((textA.data() == nullptr) != (textB.data() == nullptr)) return false;
-  if (textA.data() != nullptr) return textA == textB;
-  return std::ranges::equal(encoded(a), encoded(b));
+bool PropertyListTree::Storage::isSameKey(Slot a, Slot b) {
+  const bool areTexts = text(a).data() != nullptr;
+  return areTexts == (text(b).data() != nullptr) && std::ranges::equal(keyBytes(a), keyBytes(b));
 }
 
 std::span<const std::uint8_t> PropertyListTree::Storage::keyBytes(Slot key) {
@@ -170,20 +166,30 @@ std::span<const std::uint8_t> PropertyListTree::Storage::keyBytes(Slot key) {
   return keyText.data() != nullptr ? bytesOf(keyText) : encoded(key);
 }
 
-std::uint64_t PropertyListTree::Storage::hashOfKeys(std::span<const Slot> keys) {
-  std::uint64_t hash = hashSeed + keys.size();
-  for (const Slot key : keys) {
-    const auto bytes = keyBytes(key);
-    hash = XXH3_64bits_withSeed(bytes.data(), bytes.size(), hash);
+Slot PropertyListTree::Storage::findCanonicalKey(Slot key) {
+  const auto bytes = keyBytes(key);
+  std::uint64_t hash = XXH3_64bits_withSeed(bytes.data(), bytes.size(), hashSeed);
+  for (auto found = canonicalByHash_.find(hash); found != canonicalByHash_.end();
+       found = canonicalByHash_.find(++hash)) {
+    if (isSameKey(found->second, key)) return found->second;
   }
-  return hash;
+  canonicalByHash_.emplace(hash, key);
+  return key;
+}
+
+Slot PropertyListTree::Storage::canonicalKey(Slot key) {
+  if (slotTag(key) != kSourceTag) return findCanonicalKey(key);
+  const auto known = canonicalOfSource_.find(key);
+  if (known != canonicalOfSource_.end()) return known->second;
+  const Slot canonical = findCanonicalKey(key);
+  canonicalOfSource_.emplace(key, canonical);
+  return canonical;
 }
 
 std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
-  std::uint64_t hash = hashOfKeys(keys);
-  for (auto found = shapesByHash.find(hash); found != shapesByHash.end(); found = shapesByHash.find(++hash)) {
-    const auto& known = shapes[found->second].keys;
-    if (std::ranges::equal(known, keys, [this](Slot a, Slot b) { return sameKey(a, b); })) return found->second;
+  std::uint64_t hash = XXH3_64bits_withSeed(keys.data(), keys.size_bytes(), hashSeed);
+  for (auto found = shapesByHash_.find(hash); found != shapesByHash_.end(); found = shapesByHash_.find(++hash)) {
+    if (std::ranges::equal(shapes[found->second].keys, keys)) return found->second;
   }
   Shape shape;
   shape.keys.assign(keys.begin(), keys.end());
@@ -195,7 +201,7 @@ std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
   }
   shapes.push_back(std::move(shape));
   const auto index = static_cast<std::uint32_t>(shapes.size() - 1);
-  shapesByHash.emplace(hash, index);
+  shapesByHash_.emplace(hash, index);
   return index;
 }
 

@@ -133,8 +133,6 @@ struct PropertyListTree::Storage {
   std::vector<Shape> shapes;
   /// Random, so that nobody can prepare a file whose keys collide.
   std::uint64_t hashSeed;
-  /// Shapes by a hash of their keys; the chain goes on at the next hash.
-  tsl::robin_map<std::uint64_t, std::uint32_t> shapesByHash;
   /// By source object: 1 + the made leaf that holds a decoded text, 0 for none yet. Empty until the first.
   std::vector<std::uint32_t> decoded;
   /// A container of the source stands in more than one place.
@@ -167,17 +165,24 @@ struct PropertyListTree::Storage {
   [[nodiscard]] Slot addCounted(std::uint8_t kind, std::uint64_t count, std::span<const std::uint8_t> contents);
   [[nodiscard]] Slot addString(std::string_view text);
   [[nodiscard]] std::uint32_t addContainer(std::uint32_t shape, std::uint32_t capacity, std::uint32_t origin);
-  /// Equal as texts, however stored; other keys by their stored bytes.
-  [[nodiscard]] bool sameKey(Slot a, Slot b);
-  /// What a key is hashed by: its text, or its stored bytes.
-  [[nodiscard]] std::span<const std::uint8_t> keyBytes(Slot key);
-  /// The shape with these keys, which are distinct.
+  /// One key for all that are equal: as texts, however stored, or by their stored bytes where they are no texts. Looks
+  /// at the bytes of each object of the source once, however often the file refers to it.
+  [[nodiscard]] Slot canonicalKey(Slot key);
+  /// The shape with these keys, which are canonical and distinct.
   [[nodiscard]] std::uint32_t shapeFor(std::span<const Slot> keys);
   void grow(Container& container, std::uint32_t capacity);
 
  private:
   [[nodiscard]] std::string_view decodedText(Slot slot, const std::uint8_t* object);
-  [[nodiscard]] std::uint64_t hashOfKeys(std::span<const Slot> keys);
+  [[nodiscard]] Slot findCanonicalKey(Slot key);
+  /// What a key is hashed by: its text, or its stored bytes.
+  [[nodiscard]] std::span<const std::uint8_t> keyBytes(Slot key);
+  [[nodiscard]] bool isSameKey(Slot a, Slot b);
+
+  tsl::robin_map<Slot, Slot> canonicalOfSource_;
+  /// By a hash of the content; the chain goes on at the next hash, here and for the shapes.
+  tsl::robin_map<std::uint64_t, Slot> canonicalByHash_;
+  tsl::robin_map<std::uint64_t, std::uint32_t> shapesByHash_;
 };
 
 /// The way from handles to storage, for this library alone.

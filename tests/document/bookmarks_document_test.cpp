@@ -42,6 +42,7 @@ TEST_F(Document, OpenStepIsRememberedAndCannotBeWritten) {
   EXPECT_FALSE(document.dataOfTypeError("plist", &error).has_value());
   ASSERT_EQ(memory.systemLog.lines().size(), 1U);
   EXPECT_EQ(memory.systemLog.lines()[0], "Error writing to file: (null)");
+  EXPECT_EQ(error.localizedDescription, "(null)");
   document.setPropertyListFormat(PropertyListFormat::kBinary);
   EXPECT_TRUE(document.dataOfTypeError("plist", &error).has_value());
 }
@@ -111,7 +112,9 @@ TEST_F(Document, WhatNoReaderWouldTakeBackIsNotWritten) {
 
 TEST_F(Document, WithoutADictionaryThereIsNothingToWrite) {
   EXPECT_FALSE(document.dataOfTypeError("plist", &error).has_value());
-  EXPECT_EQ(memory.systemLog.lines().size(), 1U);
+  EXPECT_EQ(error.localizedDescription, "There is no property list to write.");
+  ASSERT_EQ(memory.systemLog.lines().size(), 1U);
+  EXPECT_EQ(memory.systemLog.lines()[0], "Error writing to file: There is no property list to write.");
 }
 
 }  // namespace

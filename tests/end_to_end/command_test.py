@@ -107,7 +107,7 @@ class Sort(HomeTest):
 
     def test_titles_cannot_steer_the_terminal(self):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("z\x1b[2J\u202e"), leaf("a"))))
-        result = self.tarvel("sort", self.file)
+        result = self.tarvel("preview", self.file)
         self.assertNotIn(b"\x1b", result.stdout)
         self.assertNotIn("\u202e".encode(), result.stdout)
         self.assertIn(b"z\\u{001B}[2J\\u{202E}", result.stdout)
@@ -229,6 +229,19 @@ class Restore(HomeTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(self.file.read_bytes(), before)
         self.assertEqual(self.files(), ["Bookmarks.plist"])
+
+    def test_a_backup_that_is_a_link_gives_what_it_leads_to(self):
+        before = self.write(unsorted_root())
+        self.tarvel("sort", self.file)
+        elsewhere = self.home / "elsewhere/real.plist"
+        elsewhere.parent.mkdir()
+        self.backup.rename(elsewhere)
+        self.backup.symlink_to(os.path.relpath(elsewhere, self.backup.parent))
+        result = self.tarvel("restore", self.file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertFalse(self.file.is_symlink())
+        self.assertEqual(self.file.read_bytes(), before)
+        self.assertFalse(self.backup.is_symlink())
 
     def test_1_without_a_backup_and_2_without_a_file(self):
         before = self.write(unsorted_root())

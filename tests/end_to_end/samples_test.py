@@ -33,9 +33,6 @@ def other_readers(path):
     if shutil.which("plistutil"):
         xml = subprocess.run(["plistutil", "-i", path, "-f", "xml"], check=True, capture_output=True).stdout
         yield "plistutil", plistlib.loads(xml)
-    if shutil.which("plutil"):
-        xml = subprocess.run(["plutil", "-convert", "xml1", "-o", "-", path], check=True, capture_output=True).stdout
-        yield "plutil", plistlib.loads(xml)
 
 
 class Samples(HomeTest):

@@ -151,7 +151,7 @@ TEST_F(Cleaning, NoAddressIsStale) {
 
 TEST_F(Cleaning, UntitledNameIsLookedUpInTheBundle) { EXPECT_EQ(tarvel.nameForUntitledBookmarkNode(), "No Name"); }
 
-TEST_F(Cleaning, ManySameNamedSiblingsTakeTimeInProportionToWhatIsWritten) {
+TEST_F(Cleaning, ManySameNamedSiblingsGoOnWhereTheChainEnded) {
   tarvel.setRenameSamenamed(true);
   const PropertyList list = tree("Menu[ ]");
   const PropertyListArray children = list.root.dictionary().array(kChildrenKey);

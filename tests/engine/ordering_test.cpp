@@ -125,9 +125,14 @@ TEST_F(Ordering, SortedFileWhoseNodesAllHaveIdentifiersComesBackItself) {
 }
 
 TEST_F(Ordering, ABookmarkWithoutIdentifierMakesEveryRunAChange) {
-  const char* notation = "Root[ BookmarksBar[ x ] BookmarksMenu[ a b#- ] ]";
-  EXPECT_EQ(sortedRoot(notation, &didSort), "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
-  EXPECT_TRUE(didSort);
+  const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ a b#- ] ]");
+  PropertyListDictionary root = list.root.dictionary();
+  for (int run = 0; run < 3; ++run) {
+    didSort = false;
+    root = tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(root, &didSort);
+    EXPECT_EQ(text(root), "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
+    EXPECT_TRUE(didSort);
+  }
 }
 
 TEST_F(Ordering, RemovalAloneDoesNotSetTheFlag) {

@@ -164,6 +164,28 @@ TEST_F(SortOperation, LockedAttemptAfterAReadTakesOverThatResultWhenTheDateIsBac
   EXPECT_EQ(written(), kSorted);
 }
 
+TEST_F(SortOperation, LockedAttemptAfterAReadGoesOnFailingWhenTheDateHasChanged) {
+  put(kUnsorted);
+  std::string latest;
+  memory.clock.setHook([&](std::size_t sleeps) {
+    if (sleeps == 1) memory.fileManager.putFile(kPath, latest);
+  });
+  std::size_t dates = 0;
+  memory.fileManager.setHook([&, inner = true](const FileCall& call) mutable {
+    if (call.operation == FileOperation::kRead && inner) {
+      inner = false;
+      latest = bytesOf(tree("Root[ BookmarksBar[ x ] BookmarksMenu[ z y ] ]"));
+      memory.fileManager.putFile(kLock, "");
+    }
+    // The first date after the reading cannot be had, so a locked attempt follows.
+    if (call.operation == FileOperation::kDate && ++dates == 2) memory.fileManager.failNext(FileOperation::kDate, EIO);
+  });
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
+  EXPECT_EQ(reads(), 1U);
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), latest);
+  EXPECT_EQ(memory.clock.sleeps().size(), 9U);
+}
+
 TEST_F(SortOperation, FileThatVanishesDuringTheAttemptsIsUnreadable) {
   put(kUnsorted);
   memory.fileManager.setHook([this](const FileCall& call) {
@@ -193,6 +215,7 @@ TEST_F(SortOperation, BackupThatCannotBeMadeGives7AndLeavesTheFile) {
   memory.fileManager.failNext(FileOperation::kCopy, ENOSPC);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorBackupFailed);
   EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+  EXPECT_TRUE(memory.systemLog.lines().empty());
   memory.fileManager.failNext(FileOperation::kCreateDirectory, EACCES);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorBackupFailed);
   EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);

@@ -235,6 +235,17 @@ TEST(BinaryForm, AContainerInsideItselfIsRefusedInReadingAndWriting) {
   EXPECT_TRUE(writing.data.pieces.empty());
 }
 
+TEST(BinaryForm, ALongKeyThatIsReferredToManyTimesIsLookedAtOnce) {
+  // Ended by the suite's limit if every reference cost the key's length: ten thousand million bytes.
+  const std::size_t count = 50'000;
+  const std::string key = bytes({0x5F, 0x12, 0, 3, 0xD, 0x40}) + std::string(200'000, 'k');
+  std::string dictionary = bytes({0xDF, 0x11, static_cast<int>(count >> 8), static_cast<int>(count & 0xFF)});
+  for (std::size_t i = 0; i < count; ++i) dictionary += bytes({1});
+  for (std::size_t i = 0; i < count; ++i) dictionary += bytes({2});
+  const PropertyList list = readGood(fileOf({dictionary, key, "Qv"}, 0, 1, 3));
+  EXPECT_EQ(list.root.dictionary().size(), 1U);
+}
+
 TEST(BinaryForm, HugeCountsAreRefusedBeforeAnyMemoryIsTaken) {
   for (const int kind : {0x4F, 0x5F, 0x6F, 0xAF, 0xDF}) {
     const std::string object = bytes({kind, 0x13, 0x0F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
