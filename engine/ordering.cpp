@@ -66,6 +66,7 @@ std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray b
   std::vector<std::string_view> titles(count);
   std::vector<SortEntry> entries(count);
   for (std::uint32_t i = 0; i < count; ++i) {
+    bookmarkChildArray.lookAhead(i);
     const PropertyListDictionary node = bookmarkChildArray.at(i).dictionary();
     titles[i] = titleFromBookmarkNode(node).value_or("");
     entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, i};
@@ -165,6 +166,7 @@ bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary f
   if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
   if (firstChildren.size() != secondChildren.size()) return false;
   for (std::size_t i = 0; i < firstChildren.size(); ++i) {
+    firstChildren.lookAhead(i);
     if (!areBookmarksEqualInDictionaryAndDictionary(firstChildren.at(i).dictionary(),
                                                     secondChildren.at(i).dictionary())) {
       return false;

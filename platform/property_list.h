@@ -123,6 +123,9 @@ class PropertyListArray {
   /// `index` is below size().
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
+  /// A hint in a walk from the first element to the last: the dictionaries some way behind `index` will be looked into.
+  void lookAhead(std::size_t index) const;
+
   /// `value` is present and of this array's tree, here and in replace().
   void append(PropertyListValue value) const;
   void replace(std::size_t index, PropertyListValue value) const;

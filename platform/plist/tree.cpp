@@ -156,6 +156,12 @@ PropertyListValue PropertyListArray::at(std::size_t index) const {
   return Access::value(value_.tree(), container.slots[index]);
 }
 
+void PropertyListArray::lookAhead(std::size_t index) const {
+  const Container& container = Access::container(value_);
+  if (index + kLookAhead >= container.count) return;
+  Access::storage(value_).prefetch(container.slots[index + kLookAhead], kPrefetchDepth);
+}
+
 void PropertyListArray::append(PropertyListValue value) const {
   assert(value.tree() == value_.tree());
   Container& container = Access::container(value_);
