@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/random.h>
+#include <sys/uio.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -140,10 +141,30 @@ bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position) {
 }
 
 bool writePieces(int fd, const DataPieces& data) {
+  constexpr std::size_t kMostPieces = 256;
+  std::array<iovec, kMostPieces> batch{};
   off_t position = 0;
-  for (const auto& piece : data.pieces) {
-    if (!writeAt(fd, piece, position)) return false;
-    position += static_cast<off_t>(piece.size());
+  for (std::size_t i = 0; i < data.pieces.size();) {
+    std::size_t count = 0;
+    std::size_t size = 0;
+    // Many pieces are a few bytes: they go together.
+    for (; i + count < data.pieces.size() && count < kMostPieces && size < kChunk; ++count) {
+      const auto piece = data.pieces[i + count];
+      batch[count] = {const_cast<std::uint8_t*>(piece.data()), piece.size()};  // NOLINT: the call only reads
+      size += piece.size();
+    }
+    ssize_t written = ::pwritev(fd, batch.data(), static_cast<int>(count), position);
+    if (written < 0 && errno != EINTR) return false;
+    written = std::max<ssize_t>(written, 0);
+    // What the call left over goes piece by piece.
+    for (std::size_t j = 0; j < count; ++j) {
+      const auto piece = data.pieces[i + j];
+      const auto done = std::min(piece.size(), static_cast<std::size_t>(written));
+      written -= static_cast<ssize_t>(done);
+      if (!writeAt(fd, piece.subspan(done), position + static_cast<off_t>(done))) return false;
+      position += static_cast<off_t>(piece.size());
+    }
+    i += count;
   }
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 
@@ -69,6 +70,19 @@ TYPED_TEST(FileManagerConformance, PiecesAreWrittenInOrder) {
   const DataPieces pieces{{bytes.subspan(3, 3), bytes.subspan(0, 3), {}, bytes.subspan(6)}, {}};
   ASSERT_TRUE(this->manager.writeDataToPath(pieces, this->path("a")).ok());
   EXPECT_EQ(this->read("a"), "twoonethree");
+}
+
+TYPED_TEST(FileManagerConformance, ThousandsOfPiecesSmallAndLargeAreWrittenWhole) {
+  std::string all;
+  for (int i = 0; i < 200'000; ++i) all += std::to_string(i);
+  const Data data = Data::copyOf(all);
+  DataPieces pieces;
+  for (std::size_t at = 0, size = 1; at < all.size(); at += size, size = size % 1000 == 0 ? 400'000 : size % 997 + 1) {
+    pieces.pieces.push_back(data.bytes().subspan(at, std::min(size, all.size() - at)));
+  }
+  ASSERT_GT(pieces.pieces.size(), 1000U);
+  ASSERT_TRUE(this->manager.writeDataToPath(pieces, this->path("a")).ok());
+  EXPECT_EQ(this->read("a"), all);
 }
 
 TYPED_TEST(FileManagerConformance, FoldersExistTooAndCannotBeReadOrWrittenAsFiles) {
