@@ -56,6 +56,10 @@ class ChunkSort {
   };
 
   void sortRange(const Range& range) {
+    if (range.depth > kDeep) {
+      sortByComparing(range);
+      return;
+    }
     const std::size_t depth = range.depth + sharedByAll(range);
     const auto begin = entries_.begin() + static_cast<std::ptrdiff_t>(range.begin);
     const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(range.end);
@@ -68,6 +72,23 @@ class ChunkSort {
       entries_[first].chunk = 0;
       if (last - first > 1) finishOrDescend({first, last, depth + Source::kChunkSymbols}, source_.isLast(chunk));
       first = last;
+    }
+  }
+
+  /// Below a certain depth items are compared whole. Chunks would visit every item at every length at which another one
+  /// ends, and of ten thousand items that each begin the next that is the square.
+  void sortByComparing(const Range& range) {
+    const auto begin = entries_.begin() + static_cast<std::ptrdiff_t>(range.begin);
+    const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(range.end);
+    const auto isBefore = [this, depth = range.depth](const Entry& a, const Entry& b) {
+      const std::size_t length = source_.length(a.item);
+      const std::size_t common = length > depth ? source_.common(a.item, b.item, depth, length - depth) : 0;
+      return source_.chunk(a.item, depth + common) < source_.chunk(b.item, depth + common);
+    };
+    std::sort(begin, end, isBefore);
+    entries_[range.begin].chunk = 0;
+    for (std::size_t i = range.begin + 1; i < range.end; ++i) {
+      entries_[i].chunk = isBefore(entries_[i - 1], entries_[i]) ? 0 : 1;
     }
   }
 
@@ -98,6 +119,8 @@ class ChunkSort {
     }
     return result;
   }
+
+  static constexpr std::size_t kDeep = 256;
 
   const Source& source_;
   std::vector<Entry> entries_;
