@@ -15,7 +15,7 @@ constexpr std::array kWords = {"alpha", "beta",   "gamma",   "delta",   "news", 
                                "music", "video",  "photo",   "travel",  "home", "food",  "science", "maps",  "code",
                                "paper", "garden", "kitchen", "history", "shop", "tools", "weather", "radio", "games"};
 constexpr std::array kOtherWords = {"Ärzte", "café", "über", "naïve", "日本語", "Łódź", "Ελλάδα", "Москва"};
-constexpr std::size_t kDeepest = 500;
+constexpr std::size_t kDeepest = 250;
 
 class Generator {
  public:

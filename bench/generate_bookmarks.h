@@ -15,7 +15,7 @@ namespace tarvel::bench {
 ///
 /// Shapes: "shuffled", and the growth cases "flat" (one folder), "same-named" (one folder, one title),
 /// "identical-addresses", "half-duplicates" (one folder, half of it repeats), "common-prefix" (titles that begin with
-/// the same 1,000 characters), "deep" (folders 500 deep). An unknown shape gives no root.
+/// the same 1,000 characters), "deep" (folders 250 deep, as far as readers go). An unknown shape gives no root.
 [[nodiscard]] PropertyList generateBookmarks(std::size_t count, std::uint64_t seed, std::string_view shape);
 
 /// The binary form of a list, as one text.
