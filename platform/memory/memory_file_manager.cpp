@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <utility>
 
 #include "platform/path_components.h"
@@ -11,93 +12,55 @@ namespace tarvel {
 
 namespace {
 
-FileStatus failure(int code) { return {code, std::strerror(code)}; }
+FileStatus statusOf(int code) { return code == 0 ? FileStatus{} : FileStatus{code, std::strerror(code)}; }
 
-/// One spelling for each path: no repeated or trailing slashes.
-std::string canonical(const std::string& path) {
-  std::string result;
-  for (const char c : path) {
-    if (c != '/' || result.empty() || result.back() != '/') result.push_back(c);
-  }
-  if (result.size() > 1 && result.back() == '/') result.pop_back();
-  return result;
+/// Whether a path has no name at its end: nothing can be made, removed or renamed by it.
+bool lacksName(const std::string& path) {
+  const std::string last = path.substr(path.rfind('/') + 1);
+  return last.empty() || last == "." || last == "..";
 }
 
 }  // namespace
 
-MemoryFileManager::MemoryFileManager() { items_["/"].isFolder = true; }
-
-void MemoryFileManager::putFolder(const std::string& path) {
-  for (std::string folder = canonical(path); !folder.empty() && !items_.contains(folder);
-       folder = deletingLastPathComponent(folder)) {
-    items_[folder].isFolder = true;
-  }
+MemoryFileManager::Call::Call(MemoryFileManager& manager, FileOperation operation, const std::string& path)
+    : manager_(manager),
+      call_{operation, path},
+      exceptionsBefore_(std::uncaught_exceptions()),
+      isTold_(!manager.isInHook_) {
+  if (!isTold_) return;
+  manager.calls_.push_back(call_);
+  manager.tell(manager.hook_, call_);
+  code_ = manager.takeFailure(operation);
 }
 
-void MemoryFileManager::putFile(const std::string& path, const std::string& bytes) {
-  putFolder(deletingLastPathComponent(path));
-  items_[canonical(path)] = {false, bytes, nextDate()};
+MemoryFileManager::Call::~Call() {
+  if (isTold_ && std::uncaught_exceptions() == exceptionsBefore_) manager_.tell(manager_.afterHook_, call_);
 }
 
-void MemoryFileManager::removeTree(const std::string& path) {
-  const std::string root = canonical(path);
-  std::erase_if(items_, [&](const auto& item) { return item.first == root || item.first.starts_with(root + "/"); });
+void MemoryFileManager::tell(const std::function<void(const FileCall&)>& hook, const FileCall& call) {
+  if (!hook) return;
+  isInHook_ = true;
+  hook(call);
+  isInHook_ = false;
 }
 
-std::optional<std::string> MemoryFileManager::bytesAt(const std::string& path) const {
-  const Item* item = find(path);
-  if (item == nullptr || item->isFolder) return std::nullopt;
-  return item->bytes;
-}
-
-bool MemoryFileManager::isFolder(const std::string& path) const {
-  const Item* item = find(path);
-  return item != nullptr && item->isFolder;
-}
-
-std::vector<std::string> MemoryFileManager::filePaths() const {
-  std::vector<std::string> paths;
-  for (const auto& [path, item] : items_) {
-    if (!item.isFolder) paths.push_back(path);
-  }
-  return paths;
-}
-
-std::size_t MemoryFileManager::callCount(FileOperation operation) const {
-  const auto count = counts_.find(operation);
-  return count == counts_.end() ? 0 : count->second;
-}
-
-FileDate MemoryFileManager::nextDate() { return {++clock_, 0}; }
-
-const MemoryFileManager::Item* MemoryFileManager::find(const std::string& path) const {
-  if (path.empty()) return nullptr;
-  const auto item = items_.find(canonical(path));
-  // "file/" names nothing, as in a real file system.
-  if (item == items_.end() || (path.back() == '/' && !item->second.isFolder)) return nullptr;
-  return &item->second;
-}
-
-FileStatus MemoryFileManager::checkParent(const std::string& path) const {
-  if (path.empty()) return failure(ENOENT);
-  const Item* parent = find(deletingLastPathComponent(path));
-  if (parent == nullptr) return failure(ENOENT);
-  return parent->isFolder ? FileStatus{} : failure(ENOTDIR);
-}
-
-FileStatus MemoryFileManager::begin(FileOperation operation, const std::string& path) {
-  if (isInHook_) return {};
-  ++counts_[operation];
-  if (hook_) {
-    isInHook_ = true;
-    hook_({operation, path});
-    isInHook_ = false;
-  }
+int MemoryFileManager::takeFailure(FileOperation operation) {
   const auto ordered = failures_.find(operation);
-  if (ordered == failures_.end()) return {};
+  if (ordered == failures_.end()) return 0;
   const int code = ordered->second.code;
   if (!ordered->second.isLasting) failures_.erase(ordered);
-  return failure(code);
+  return code;
+}
+
+bool MemoryFileManager::mayChangeFolderOf(const std::string& path) const {
+  const MemoryItem* folder = tree_.find(deletingLastPathComponent(path));
+  return folder != nullptr && folder->mayBeWritten();
+}
+
+MemoryPlace MemoryFileManager::placeOf(const std::string& path, bool followsLast) const {
+  if (path.find('\0') != std::string::npos) return {EINVAL, {}};
+  if (!path.empty() && lacksName(path)) return {EISDIR, {}};
+  return tree_.locate(path, followsLast);
 }
 
 void MemoryFileManager::throwIfUnusable(const std::string& path) {
@@ -107,99 +70,174 @@ void MemoryFileManager::throwIfUnusable(const std::string& path) {
   }
 }
 
+FileDate MemoryFileManager::nextDate() {
+  constexpr std::int64_t kNanoseconds = 1'000'000'000;
+  lastDate_ += dateStep_;
+  return {lastDate_.count() / kNanoseconds, static_cast<std::uint32_t>(lastDate_.count() % kNanoseconds)};
+}
+
 bool MemoryFileManager::fileExistsAtPath(const std::string& path) {
-  return begin(FileOperation::kExists, path).ok() && find(path) != nullptr;
+  const Call call(*this, FileOperation::kExists, path);
+  const MemoryPlace place = tree_.locate(path, true);
+  return call.code() == 0 && place.code == 0 && tree_.find(place.path) != nullptr;
 }
 
 std::optional<FileDate> MemoryFileManager::modificationDateAtPath(const std::string& path) {
-  if (!begin(FileOperation::kDate, path).ok()) return std::nullopt;
-  const Item* item = find(path);
+  const Call call(*this, FileOperation::kDate, path);
+  const MemoryPlace place = tree_.locate(path, true);
+  const MemoryItem* item = call.code() == 0 && place.code == 0 ? tree_.find(place.path) : nullptr;
   if (item == nullptr) return std::nullopt;
   return item->date;
 }
 
 FileReading MemoryFileManager::contentsAtPath(const std::string& path) {
-  if (FileStatus status = begin(FileOperation::kRead, path); !status.ok()) return {{}, std::move(status)};
-  const Item* item = find(path);
-  if (item == nullptr) return {{}, failure(ENOENT)};
-  if (item->isFolder) return {{}, failure(EISDIR)};
+  const Call call(*this, FileOperation::kRead, path);
+  if (call.code() != 0) return {{}, statusOf(call.code())};
+  const MemoryPlace place = tree_.locate(path, true);
+  if (place.code != 0) return {{}, statusOf(place.code)};
+  const MemoryItem* item = tree_.find(place.path);
+  if (item == nullptr) return {{}, statusOf(ENOENT)};
+  if (item->isFolder()) return {{}, statusOf(EISDIR)};
+  if (!item->mayBeRead()) return {{}, statusOf(EACCES)};
   return {Data::copyOf(item->bytes), {}};
 }
 
 FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
-  if (FileStatus status = begin(FileOperation::kCreateDirectory, path); !status.ok()) return status;
-  if (path.empty()) return failure(ENOENT);
-  for (std::string above = canonical(path); !above.empty();
-       above = above == "/" ? "" : deletingLastPathComponent(above)) {
-    const auto item = items_.find(above);
-    if (item != items_.end() && !item->second.isFolder) return failure(above == canonical(path) ? EEXIST : ENOTDIR);
+  const Call call(*this, FileOperation::kCreateDirectory, path);
+  if (call.code() != 0) return statusOf(call.code());
+  std::vector<std::string> missing;
+  for (std::string above = path;; above = deletingLastPathComponent(above)) {
+    const MemoryPlace place = tree_.locate(above, true);
+    if (place.code != 0 && place.code != ENOENT) return statusOf(place.code);
+    const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
+    if (item != nullptr && !item->isFolder()) return statusOf(missing.empty() ? EEXIST : ENOTDIR);
+    if (item != nullptr) break;
+    // A path of nothing, or a link that leads nowhere: there is something, and it is no folder.
+    if (above.empty() || tree_.find(tree_.locate(above, false).path) != nullptr) return statusOf(ENOENT);
+    missing.push_back(above);
+    if (deletingLastPathComponent(above).empty()) break;
   }
-  putFolder(path);
+  for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
+    const MemoryPlace place = tree_.locate(*folder, true);
+    if (place.code != 0) return statusOf(place.code);
+    if (tree_.find(place.path) != nullptr) continue;
+    if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
+    tree_.put(place.path, {MemoryItem::Kind::kFolder, {}, nextDate(), 0755});
+  }
   return {};
 }
 
 FileStatus MemoryFileManager::copyItemAtPathToPath(const std::string& source, const std::string& target) {
-  if (FileStatus status = begin(FileOperation::kCopy, source); !status.ok()) return status;
-  const Item* item = find(source);
-  if (item == nullptr) return failure(ENOENT);
-  if (item->isFolder) return failure(EISDIR);
-  if (find(target) != nullptr) return failure(EEXIST);
-  if (FileStatus status = checkParent(target); !status.ok()) return status;
-  items_[canonical(target)] = Item(*item);
+  const Call call(*this, FileOperation::kCopy, source);
+  if (call.code() != 0) return statusOf(call.code());
+  const MemoryPlace from = tree_.locate(source, true);
+  if (from.code != 0) return statusOf(from.code);
+  const MemoryItem* item = tree_.find(from.path);
+  if (item == nullptr) return statusOf(ENOENT);
+  if (item->isFolder()) return statusOf(EISDIR);
+  if (!item->mayBeRead()) return statusOf(EACCES);
+  const MemoryPlace to = placeOf(target, false);
+  if (to.code != 0) return statusOf(to.code);
+  if (tree_.find(to.path) != nullptr) return statusOf(EEXIST);
+  if (!mayChangeFolderOf(to.path)) return statusOf(EACCES);
+  tree_.put(to.path, MemoryItem(*item));
   return {};
 }
 
 FileStatus MemoryFileManager::removeItemAtPath(const std::string& path) {
-  if (FileStatus status = begin(FileOperation::kRemove, path); !status.ok()) return status;
-  if (find(path) == nullptr) return failure(ENOENT);
-  const std::string prefix = canonical(path) + "/";
-  const auto next = items_.lower_bound(prefix);
-  if (next != items_.end() && next->first.starts_with(prefix)) return failure(ENOTEMPTY);
-  items_.erase(canonical(path));
+  const Call call(*this, FileOperation::kRemove, path);
+  if (call.code() != 0) return statusOf(call.code());
+  const MemoryPlace place = placeOf(path, false);
+  if (place.code != 0) return statusOf(place.code);
+  if (tree_.find(place.path) == nullptr) return statusOf(ENOENT);
+  if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
+  if (tree_.hasItemsBelow(place.path)) return statusOf(ENOTEMPTY);
+  tree_.remove(place.path);
   return {};
 }
 
 FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std::string& path) {
-  if (FileStatus status = begin(FileOperation::kWrite, path); !status.ok()) return status;
-  const Item* item = find(path);
-  if (item != nullptr && item->isFolder) return failure(EISDIR);
-  if (FileStatus status = checkParent(path); !status.ok()) return status;
-  items_[canonical(path)] = {false, data.joined(), nextDate()};
+  const Call call(*this, FileOperation::kWrite, path);
+  if (call.code() != 0) return statusOf(call.code());
+  const MemoryPlace place = placeOf(path, true);
+  if (place.code != 0) return statusOf(place.code);
+  MemoryItem* item = tree_.find(place.path);
+  if (item == nullptr) {
+    if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
+    tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate()});
+    return {};
+  }
+  if (item->isFolder()) return statusOf(EISDIR);
+  // What is not readable cannot be put back, should writing fail.
+  if (!item->mayBeWritten() || !item->mayBeRead()) return statusOf(EACCES);
+  item->bytes = data.joined();
+  item->date = nextDate();
   return {};
 }
 
+int MemoryFileManager::checkReplacement(const MemoryPlace& target, const MemoryPlace& replacement,
+                                        const MemoryPlace& behind) const {
+  for (const MemoryPlace* place : {&target, &replacement, &behind}) {
+    if (place->code != 0) return place->code;
+    if (tree_.find(place->path) == nullptr) return ENOENT;
+  }
+  if (isWithin(behind.path, target.path) || isWithin(target.path, replacement.path)) return EINVAL;
+  return mayChangeFolderOf(target.path) && mayChangeFolderOf(replacement.path) ? 0 : EACCES;
+}
+
 FileReplacement MemoryFileManager::replaceItem(const std::string& target, const std::string& replacement) {
-  if (FileStatus status = begin(FileOperation::kReplace, target); !status.ok()) return {std::move(status), {}};
+  const Call call(*this, FileOperation::kReplace, target);
+  if (call.code() != 0) return {statusOf(call.code()), {}};
   throwIfUnusable(target);
   throwIfUnusable(replacement);
-  if (find(target) == nullptr || find(replacement) == nullptr) return {failure(ENOENT), {}};
-  if (canonical(target) == canonical(replacement)) return {failure(EINVAL), {}};
+  const MemoryPlace to = placeOf(target, true);
+  const MemoryPlace from = placeOf(replacement, false);
+  const MemoryPlace behind = tree_.locate(replacement, true);
+  if (const int code = checkReplacement(to, from, behind); code != 0) return {statusOf(code), {}};
   if (const std::optional<std::string> aside = std::exchange(asidePath_, std::nullopt)) {
-    items_[canonical(*aside)] = std::move(items_[canonical(target)]);
-    items_.erase(canonical(target));
-    return {failure(EIO), aside};
+    const MemoryPlace asidePlace = placeOf(*aside, false);
+    if (asidePlace.code != 0) return {statusOf(asidePlace.code), {}};
+    tree_.move(to.path, asidePlace.path);
+    return {statusOf(EIO), aside};
   }
-  items_[canonical(target)] = std::move(items_[canonical(replacement)]);
-  items_.erase(canonical(replacement));
+  if (tree_.find(to.path)->isFile() && tree_.find(behind.path)->isFile()) {
+    // A link gives what it leads to: in another folder it might lead nowhere.
+    tree_.put(to.path, MemoryItem(*tree_.find(behind.path)));
+    tree_.remove(from.path);
+    return {};
+  }
+  tree_.remove(to.path);
+  tree_.move(from.path, to.path);
   return {};
 }
 
 FileStatus MemoryFileManager::moveItem(const std::string& source, const std::string& target) {
-  if (FileStatus status = begin(FileOperation::kMove, source); !status.ok()) return status;
+  const Call call(*this, FileOperation::kMove, source);
+  if (call.code() != 0) return statusOf(call.code());
   throwIfUnusable(source);
   throwIfUnusable(target);
-  if (find(source) == nullptr) return failure(ENOENT);
-  if (find(target) != nullptr) return failure(EEXIST);
-  if (FileStatus status = checkParent(target); !status.ok()) return status;
-  items_[canonical(target)] = std::move(items_[canonical(source)]);
-  items_.erase(canonical(source));
+  const MemoryPlace from = placeOf(source, false);
+  const MemoryPlace to = placeOf(target, false);
+  if (from.code != 0 || to.code != 0) return statusOf(from.code != 0 ? from.code : to.code);
+  if (tree_.find(from.path) == nullptr) return statusOf(ENOENT);
+  if (tree_.find(to.path) != nullptr) return statusOf(EEXIST);
+  if (isWithin(to.path, from.path)) return statusOf(EINVAL);
+  if (!mayChangeFolderOf(from.path) || !mayChangeFolderOf(to.path)) return statusOf(EACCES);
+  tree_.move(from.path, to.path);
   return {};
 }
 
 FileStatus MemoryFileManager::exchangeItems(const std::string& first, const std::string& second) {
-  if (FileStatus status = begin(FileOperation::kExchange, first); !status.ok()) return status;
-  if (find(first) == nullptr || find(second) == nullptr) return failure(ENOENT);
-  std::swap(items_[canonical(first)], items_[canonical(second)]);
+  const Call call(*this, FileOperation::kExchange, first);
+  if (call.code() != 0) return statusOf(call.code());
+  const MemoryPlace a = placeOf(first, false);
+  const MemoryPlace b = placeOf(second, false);
+  if (a.code != 0 || b.code != 0) return statusOf(a.code != 0 ? a.code : b.code);
+  if (tree_.find(a.path) == nullptr || tree_.find(b.path) == nullptr) return statusOf(ENOENT);
+  if (a.path == b.path) return {};
+  if (isWithin(a.path, b.path) || isWithin(b.path, a.path)) return statusOf(EINVAL);
+  if (!mayChangeFolderOf(a.path) || !mayChangeFolderOf(b.path)) return statusOf(EACCES);
+  tree_.exchange(a.path, b.path);
   return {};
 }
 
@@ -208,6 +246,70 @@ std::string MemoryFileManager::stringByExpandingTildeInPath(const std::string& p
   std::string expanded = path == "~" || path.starts_with("~/") ? home_ + path.substr(1) : path;
   if (expanded.size() > 1 && expanded.back() == '/') expanded.pop_back();
   return expanded;
+}
+
+// What a test prepares and looks at.
+
+void MemoryFileManager::putFolder(const std::string& path) {
+  std::vector<std::string> missing;
+  for (std::string folder = path; !folder.empty(); folder = deletingLastPathComponent(folder)) {
+    const MemoryPlace place = tree_.locate(folder, true);
+    if (place.code == 0 && tree_.find(place.path) != nullptr) break;
+    missing.push_back(folder);
+  }
+  for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
+    tree_.put(tree_.locate(*folder, true).path, {MemoryItem::Kind::kFolder, {}, nextDate(), 0755});
+  }
+}
+
+void MemoryFileManager::putFile(const std::string& path, const std::string& bytes) {
+  putFolder(deletingLastPathComponent(path));
+  tree_.put(tree_.locate(path, false).path, {MemoryItem::Kind::kFile, bytes, nextDate()});
+}
+
+void MemoryFileManager::putLink(const std::string& path, const std::string& target) {
+  putFolder(deletingLastPathComponent(path));
+  tree_.put(tree_.locate(path, false).path, {MemoryItem::Kind::kLink, target, nextDate(), 0777});
+}
+
+void MemoryFileManager::setMode(const std::string& path, unsigned mode) {
+  if (MemoryItem* item = tree_.find(tree_.locate(path, false).path)) item->mode = mode;
+}
+
+void MemoryFileManager::removeTree(const std::string& path) { tree_.remove(tree_.locate(path, false).path); }
+
+std::optional<std::string> MemoryFileManager::bytesAt(const std::string& path) const {
+  const MemoryItem* item = tree_.find(tree_.locate(path, true).path);
+  if (item == nullptr || !item->isFile()) return std::nullopt;
+  return item->bytes;
+}
+
+std::optional<unsigned> MemoryFileManager::modeAt(const std::string& path) const {
+  const MemoryItem* item = tree_.find(tree_.locate(path, false).path);
+  if (item == nullptr) return std::nullopt;
+  return item->mode;
+}
+
+bool MemoryFileManager::isFolder(const std::string& path) const {
+  const MemoryItem* item = tree_.find(tree_.locate(path, false).path);
+  return item != nullptr && item->isFolder();
+}
+
+bool MemoryFileManager::isLink(const std::string& path) const {
+  const MemoryItem* item = tree_.find(tree_.locate(path, false).path);
+  return item != nullptr && item->isLink();
+}
+
+std::vector<std::string> MemoryFileManager::filePaths() const {
+  std::vector<std::string> paths;
+  for (const auto& [path, item] : tree_.items()) {
+    if (item.isFile()) paths.push_back(path);
+  }
+  return paths;
+}
+
+std::size_t MemoryFileManager::callCount(FileOperation operation) const {
+  return static_cast<std::size_t>(std::ranges::count(calls_, operation, &FileCall::operation));
 }
 
 }  // namespace tarvel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "platform/file_manager.h"
+#include "platform/memory/memory_tree.h"
 
 namespace tarvel {
 
@@ -29,25 +31,35 @@ struct FileCall {
   std::string path;
 };
 
-/// Files and folders in memory: hermetic, and able to fail any call. There are no links and no owners here; what the
-/// interface promises about those is the real implementation's affair.
+/// Files, folders and symbolic links in memory: hermetic, and able to fail any call. It refuses what the real one
+/// refuses. There are no hard links, owners, special files or extended attributes here; what the interface promises
+/// about those is the real implementation's affair.
 ///
-/// Dates are virtual: every change of a file gives it a date one second later than any before.
+/// Dates are virtual: every change of a file gives it a date one step later than any before.
 class MemoryFileManager final : public FileManager {
  public:
-  MemoryFileManager();
-
-  // What a test prepares and looks at. Folders above a path are made as needed.
+  // What a test prepares and looks at. Folders above a path are made as needed, and permissions not asked for. Links
+  // on the way are followed, one at the end is not.
   void putFile(const std::string& path, const std::string& bytes);
   void putFolder(const std::string& path);
+  /// A symbolic link, which may lead nowhere.
+  void putLink(const std::string& path, const std::string& target);
+  /// Without 0400 a file cannot be read. Without 0200 a file cannot be written, and a folder's entries stay as they
+  /// are. The other bits are only kept.
+  void setMode(const std::string& path, unsigned mode);
   void removeTree(const std::string& path);
-  /// None when there is no file.
+  /// None when there is no file; a link is followed.
   [[nodiscard]] std::optional<std::string> bytesAt(const std::string& path) const;
+  /// Permission bits; none when nothing is there.
+  [[nodiscard]] std::optional<unsigned> modeAt(const std::string& path) const;
   [[nodiscard]] bool isFolder(const std::string& path) const;
+  [[nodiscard]] bool isLink(const std::string& path) const;
   /// Every file's path, in order.
   [[nodiscard]] std::vector<std::string> filePaths() const;
   void setHome(const std::string& home) { home_ = home; }
   void setOffersReplaceItem(bool offersReplaceItem) { offersReplaceItem_ = offersReplaceItem; }
+  /// How far apart the dates of two changes are: more than nothing. A second unless set.
+  void setDateStep(std::chrono::nanoseconds step) { dateStep_ = step; }
 
   /// The next call of this kind fails with this errno value.
   void failNext(FileOperation operation, int code) { failures_[operation] = {code, false}; }
@@ -58,9 +70,14 @@ class MemoryFileManager final : public FileManager {
   /// The next replacement or move throws.
   void throwNext() { isThrowing_ = true; }
 
-  /// Called before every operation, also those that then fail. May change files; its own calls are not told.
+  /// Called before every operation, also those that then fail. May change files, but set no hook; its own calls are not
+  /// told.
   void setHook(std::function<void(const FileCall&)> hook) { hook_ = std::move(hook); }
+  /// The same after every operation, failed or not, unless it threw. Must not throw.
+  void setAfterHook(std::function<void(const FileCall&)> hook) { afterHook_ = std::move(hook); }
   [[nodiscard]] std::size_t callCount(FileOperation operation) const;
+  /// Every call so far, in order, those of hooks left out. Of two paths, the one that is read or replaced.
+  [[nodiscard]] const std::vector<FileCall>& calls() const { return calls_; }
 
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
   [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) override;
@@ -76,30 +93,49 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
 
  private:
-  struct Item {
-    bool isFolder = false;
-    std::string bytes;
-    FileDate date;
-  };
   struct Failure {
     int code = 0;
     bool isLasting = false;
   };
 
-  /// Tells the hook, and answers the failure that was ordered for this call.
-  [[nodiscard]] FileStatus begin(FileOperation operation, const std::string& path);
-  [[nodiscard]] const Item* find(const std::string& path) const;
-  [[nodiscard]] FileStatus checkParent(const std::string& path) const;
+  /// One operation from its beginning, where the first hook is told, to its end, where the other one is.
+  class Call {
+   public:
+    Call(MemoryFileManager& manager, FileOperation operation, const std::string& path);
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    /// The errno value ordered for this call, or 0.
+    [[nodiscard]] int code() const { return code_; }
+
+   private:
+    MemoryFileManager& manager_;
+    FileCall call_;
+    int exceptionsBefore_;
+    bool isTold_;
+    int code_ = 0;
+  };
+
+  void tell(const std::function<void(const FileCall&)>& hook, const FileCall& call);
+  [[nodiscard]] int takeFailure(FileOperation operation);
+  [[nodiscard]] bool mayChangeFolderOf(const std::string& path) const;
+  /// As MemoryTree::locate(), for what must end in a name: a path to a folder by a slash or dots does not.
+  [[nodiscard]] MemoryPlace placeOf(const std::string& path, bool followsLast) const;
+  [[nodiscard]] int checkReplacement(const MemoryPlace& target, const MemoryPlace& replacement,
+                                     const MemoryPlace& behind) const;
   void throwIfUnusable(const std::string& path);
   [[nodiscard]] FileDate nextDate();
 
-  std::map<std::string, Item> items_;
+  MemoryTree tree_;
   std::map<FileOperation, Failure> failures_;
-  std::map<FileOperation, std::size_t> counts_;
+  std::vector<FileCall> calls_;
   std::function<void(const FileCall&)> hook_;
+  std::function<void(const FileCall&)> afterHook_;
   std::string home_ = "/home/user";
   std::optional<std::string> asidePath_;
-  std::int64_t clock_ = 1'000'000;
+  std::chrono::nanoseconds dateStep_ = std::chrono::seconds(1);
+  std::chrono::nanoseconds lastDate_ = std::chrono::seconds(1'000'000);
   bool offersReplaceItem_ = true;
   bool isThrowing_ = false;
   bool isInHook_ = false;

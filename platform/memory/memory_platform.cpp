@@ -29,7 +29,8 @@ std::array<std::uint8_t, 16> MemoryUuidSource::createUuid() {
   std::array<std::uint8_t, 16> uuid{};
   uuid[6] = 0x40;
   uuid[8] = 0x80;
-  uuid[15] = ++count_;
+  ++count_;
+  for (std::size_t i = 0; i < sizeof count_; ++i) uuid[15 - i] = static_cast<std::uint8_t>(count_ >> (8 * i));
   return uuid;
 }
 

@@ -50,7 +50,7 @@ class MemoryUuidSource final : public UuidSource {
   [[nodiscard]] std::array<std::uint8_t, 16> createUuid() override;
 
  private:
-  std::uint8_t count_ = 0;
+  std::uint32_t count_ = 0;
 };
 
 /// Has the translations it is given.
