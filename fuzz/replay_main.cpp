@@ -1,4 +1,5 @@
-// Runs a fuzz target over every file of the folders named, where no fuzzer drives it. Fails when it finds none.
+// Runs a fuzz target over every file of the folders named, where no fuzzer drives it. Fails when one of them
+// is missing or empty.
 
 #include <cstddef>
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <iostream>
 #include <iterator>
 #include <string>
+#include <system_error>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -23,11 +25,15 @@ void replay(const std::filesystem::path& path) {
 int main(int argc, char** argv) {
   std::size_t replayed = 0;
   for (int i = 1; i < argc; ++i) {
-    // A target without a past crash has no such folder.
-    if (!std::filesystem::is_directory(argv[i])) continue;
-    for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+    const std::size_t before = replayed;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(argv[i], error)) {
       replay(entry.path());
       ++replayed;
+    }
+    if (replayed == before) {
+      std::cerr << argv[i] << ": no inputs\n";
+      return 1;
     }
   }
   std::cout << "replayed " << replayed << " inputs\n";
