@@ -52,6 +52,9 @@ def main():
             name = path.relative_to(ROOT).as_posix()
             layer = layer_of(name)
             for number, line in enumerate(path.read_text().splitlines(), 1):
+                system = re.match(r"\s*#\s*include\s+<([^>]+)>", line)
+                if system and layer == "platform" and re.search(r"[./]", system.group(1)):
+                    faults.append(f"{name}:{number}: <{system.group(1)}> is no header of the C++ library")
                 include = re.match(r'\s*#\s*include\s+"([^"]+)"', line)
                 if not include:
                     continue

@@ -2,25 +2,30 @@
 """Every test file is in a target, and none stands where no target looks."""
 
 import pathlib
+import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+def commands_of(lists):
+    return re.sub(r"#.*", "", lists.read_text()) if lists.is_file() else ""
 
 
 def main():
     faults = []
     found = 0
     for path in sorted((ROOT / "tests").rglob("*_test.*")):
-        if path.suffix not in (".cpp", ".py"):
+        if path.suffix not in (".cpp", ".py", ".sh"):
             continue
         found += 1
         lists = path.parent / "CMakeLists.txt"
-        wanted = "tarvel_test(" if path.suffix == ".cpp" else "*_test.py"
+        wanted = "tarvel_test(" if path.suffix == ".cpp" else "*_test" + path.suffix
         name = path.relative_to(ROOT)
-        if not lists.is_file() or wanted not in lists.read_text():
+        if wanted not in commands_of(lists):
             faults.append(f"{name}: no target in {lists.relative_to(ROOT)} takes it")
         folder = path.parent.relative_to(ROOT / "tests").as_posix()
-        if f"add_subdirectory({folder})" not in (ROOT / "tests/CMakeLists.txt").read_text():
+        if f"add_subdirectory({folder})" not in commands_of(ROOT / "tests/CMakeLists.txt"):
             faults.append(f"{name}: tests/CMakeLists.txt does not add {folder}")
     if found == 0:
         sys.exit("no tests found: the check looked in the wrong place")

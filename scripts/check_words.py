@@ -11,8 +11,8 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 FORBIDDEN = re.compile(
     "|".join(
         [
-            r"\bspe" + r"c\b",
-            r"\bspecific" + r"ation\b",
+            r"\bspe" + r"cs?\b",
+            r"\bspecific" + r"ation",
             r"\b[Pp]ar" + r"ts? [1-4]\.[1-5]\b",
             r"\bissu" + r"e #?[0-9]+",
             "/wor" + "k/",
