@@ -6,15 +6,12 @@
 #include <string>
 
 #include "platform/data.h"
+#include "platform/date.h"
 
 namespace tarvel {
 
-/// A file's date, compared for exact equality. Seconds since 1970-01-01 UTC, and nanoseconds below 1,000,000,000.
-struct FileDate {
-  std::int64_t seconds = 0;
-  std::uint32_t nanoseconds = 0;
-  friend bool operator==(const FileDate&, const FileDate&) = default;
-};
+/// A file's date, compared for exact equality.
+using FileDate = Date;
 
 /// How a file operation ended.
 struct FileStatus {
@@ -29,6 +26,18 @@ struct FileStatus {
 /// The whole contents of a file, or why they could not be had.
 struct FileReading {
   Data data;
+  FileStatus status;
+};
+
+/// A file's attributes, or why they could not be had: without a date, `status` tells.
+struct FileAttributes {
+  std::optional<FileDate> modificationDate;
+  FileStatus status;
+};
+
+/// A folder that the system sets aside for a purpose, or why there is none: without a path, `status` tells.
+struct DirectoryLookup {
+  std::optional<std::string> path;
   FileStatus status;
 };
 
@@ -54,8 +63,13 @@ class FileManager {
   /// Whether anything, of whatever kind, exists there. A link that leads nowhere does not exist.
   [[nodiscard]] virtual bool fileExistsAtPath(const std::string& path) = 0;
 
+  /// A symbolic link answers for the file it leads to.
+  [[nodiscard]] virtual FileAttributes attributesOfItemAtPath(const std::string& path) = 0;
+
   /// None when the attributes cannot be read.
-  [[nodiscard]] virtual std::optional<FileDate> modificationDateAtPath(const std::string& path) = 0;
+  [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) {
+    return attributesOfItemAtPath(path).modificationDate;
+  }
 
   /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking.
   [[nodiscard]] virtual FileReading contentsAtPath(const std::string& path) = 0;
@@ -90,6 +104,9 @@ class FileManager {
 
   /// Exchanges what two paths name, in one step.
   [[nodiscard]] virtual FileStatus exchangeItems(const std::string& first, const std::string& second) = 0;
+
+  /// Where the current user's applications keep their files; made when it is missing.
+  [[nodiscard]] virtual DirectoryLookup applicationSupportDirectory() = 0;
 
   /// A leading "~" or "~user" becomes that user's home folder; an unknown user leaves the text as it is. A path that
   /// was expanded, or that begins with a tilde, loses one trailing slash; any other path is returned untouched.

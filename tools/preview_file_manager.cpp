@@ -16,9 +16,9 @@ PreviewFileManager::PreviewFileManager(FileManager& real, std::string path)
   if (exists_) contents_ = real.contentsAtPath(path_);
 }
 
-std::optional<FileDate> PreviewFileManager::modificationDateAtPath(const std::string& path) {
-  if (!fileExistsAtPath(path)) return std::nullopt;
-  return FileDate{};
+FileAttributes PreviewFileManager::attributesOfItemAtPath(const std::string& path) {
+  if (!fileExistsAtPath(path)) return {std::nullopt, {ENOENT, "The file does not exist."}};
+  return {FileDate{}, {}};
 }
 
 FileReading PreviewFileManager::contentsAtPath(const std::string& path) {
@@ -49,6 +49,8 @@ FileStatus PreviewFileManager::moveItem(const std::string& /*source*/, const std
 FileStatus PreviewFileManager::exchangeItems(const std::string& /*first*/, const std::string& /*second*/) {
   return refusal();
 }
+
+DirectoryLookup PreviewFileManager::applicationSupportDirectory() { return {std::nullopt, refusal()}; }
 
 std::string PreviewFileManager::stringByExpandingTildeInPath(const std::string& path) {
   return real_.stringByExpandingTildeInPath(path);

@@ -101,11 +101,11 @@ bool LinuxFileManager::fileExistsAtPath(const std::string& path) {
   return path.find('\0') == std::string::npos && ::stat(path.c_str(), &status) == 0;
 }
 
-std::optional<FileDate> LinuxFileManager::modificationDateAtPath(const std::string& path) {
+FileAttributes LinuxFileManager::attributesOfItemAtPath(const std::string& path) {
   struct statx status {};
-  if (path.find('\0') != std::string::npos) return std::nullopt;
-  if (::statx(AT_FDCWD, path.c_str(), 0, STATX_MTIME, &status) != 0) return std::nullopt;
-  return FileDate{status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec};
+  if (path.find('\0') != std::string::npos) return {std::nullopt, fileFailure(EINVAL, path)};
+  if (::statx(AT_FDCWD, path.c_str(), 0, STATX_MTIME, &status) != 0) return {std::nullopt, fileFailure(path)};
+  return {FileDate{status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec}, {}};
 }
 
 FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
@@ -176,6 +176,16 @@ std::string expandTilde(const std::string& path, const std::function<std::string
   std::string expanded = home.empty() ? path : home + path.substr(slash);
   if (expanded.size() > 1 && expanded.back() == '/') expanded.pop_back();
   return expanded;
+}
+
+DirectoryLookup LinuxFileManager::applicationSupportDirectory() {
+  const char* dataHome = std::getenv("XDG_DATA_HOME");
+  // A relative path there is to be ignored, says the base directory convention.
+  const bool isUsable = dataHome != nullptr && *dataHome == '/';
+  const std::string path = isUsable ? dataHome : stringByExpandingTildeInPath("~/.local/share");
+  FileStatus status = createDirectoryAtPath(path);
+  if (!status.ok()) return {std::nullopt, std::move(status)};
+  return {path, {}};
 }
 
 std::string LinuxFileManager::stringByExpandingTildeInPath(const std::string& path) {

@@ -12,7 +12,7 @@ namespace tarvel {
 class LinuxFileManager final : public FileManager {
  public:
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
-  [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) override;
+  [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;
   [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
@@ -22,6 +22,7 @@ class LinuxFileManager final : public FileManager {
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;
   [[nodiscard]] FileStatus exchangeItems(const std::string& first, const std::string& second) override;
+  [[nodiscard]] DirectoryLookup applicationSupportDirectory() override;
   [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
 };
 

@@ -82,12 +82,14 @@ bool MemoryFileManager::fileExistsAtPath(const std::string& path) {
   return call.code() == 0 && place.code == 0 && tree_.find(place.path) != nullptr;
 }
 
-std::optional<FileDate> MemoryFileManager::modificationDateAtPath(const std::string& path) {
+FileAttributes MemoryFileManager::attributesOfItemAtPath(const std::string& path) {
   const Call call(*this, FileOperation::kDate, path);
+  if (call.code() != 0) return {std::nullopt, statusOf(call.code())};
   const MemoryPlace place = tree_.locate(path, true);
-  const MemoryItem* item = call.code() == 0 && place.code == 0 ? tree_.find(place.path) : nullptr;
-  if (item == nullptr) return std::nullopt;
-  return item->date;
+  if (place.code != 0) return {std::nullopt, statusOf(place.code)};
+  const MemoryItem* item = tree_.find(place.path);
+  if (item == nullptr) return {std::nullopt, statusOf(ENOENT)};
+  return {item->date, {}};
 }
 
 FileReading MemoryFileManager::contentsAtPath(const std::string& path) {
@@ -239,6 +241,14 @@ FileStatus MemoryFileManager::exchangeItems(const std::string& first, const std:
   if (!mayChangeFolderOf(a.path) || !mayChangeFolderOf(b.path)) return statusOf(EACCES);
   tree_.exchange(a.path, b.path);
   return {};
+}
+
+DirectoryLookup MemoryFileManager::applicationSupportDirectory() {
+  const std::string path = home_ + "/Library/Application Support";
+  const Call call(*this, FileOperation::kSupportDirectory, path);
+  if (call.code() != 0) return {std::nullopt, statusOf(call.code())};
+  putFolder(path);
+  return {path, {}};
 }
 
 std::string MemoryFileManager::stringByExpandingTildeInPath(const std::string& path) {

@@ -24,6 +24,7 @@ enum class FileOperation {
   kReplace,
   kMove,
   kExchange,
+  kSupportDirectory,
 };
 
 struct FileCall {
@@ -80,7 +81,7 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] const std::vector<FileCall>& calls() const { return calls_; }
 
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
-  [[nodiscard]] std::optional<FileDate> modificationDateAtPath(const std::string& path) override;
+  [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;
   [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
@@ -90,6 +91,7 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;
   [[nodiscard]] FileStatus exchangeItems(const std::string& first, const std::string& second) override;
+  [[nodiscard]] DirectoryLookup applicationSupportDirectory() override;
   [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
 
  private:

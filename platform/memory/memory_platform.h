@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/memory/memory_file_manager.h"
+#include "platform/memory/memory_workspace.h"
 #include "platform/platform.h"
 
 namespace tarvel {
@@ -56,23 +57,18 @@ class MemoryUuidSource final : public UuidSource {
 /// Has the translations it is given.
 class MemoryBundle final : public Bundle {
  public:
+  [[nodiscard]] std::string bundlePath() override { return path_; }
+  [[nodiscard]] std::optional<std::string> stringForInfoDictionaryKey(std::string_view key) override;
   [[nodiscard]] std::string localizedStringForKeyValue(std::string_view key, std::string_view value) override;
 
   void translate(const std::string& key, const std::string& text) { translations_[key] = text; }
+  void setPath(const std::string& path) { path_ = path; }
+  void setInfo(const std::string& key, const std::string& text) { information_[key] = text; }
 
  private:
+  std::string path_ = "/A/Main.app/Contents/X/TarvelHelper.app";
+  std::map<std::string, std::string, std::less<>> information_;
   std::map<std::string, std::string, std::less<>> translations_;
-};
-
-/// Keeps what was announced.
-class MemoryWorkspace final : public Workspace {
- public:
-  void noteFileSystemChanged(const std::string& path) override { announced_.push_back(path); }
-
-  [[nodiscard]] const std::vector<std::string>& announced() const { return announced_; }
-
- private:
-  std::vector<std::string> announced_;
 };
 
 /// A whole platform without the world. Property lists are pure, so the real ones are lent to it.

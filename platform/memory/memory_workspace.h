@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/workspace.h"
+
+namespace tarvel {
+
+/// Keeps what was announced and what was asked to be launched, and answers as scripted: every launch works, unless told
+/// otherwise.
+class MemoryWorkspace final : public Workspace {
+ public:
+  void noteFileSystemChanged(const std::string& path) override { announced_.push_back(path); }
+  [[nodiscard]] bool offersLaunchApplicationAtUrl() override { return offersUrl_; }
+  [[nodiscard]] bool launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) override;
+  [[nodiscard]] bool launchApplication(const std::string& path) override;
+  [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
+                                                          std::uint32_t options) override;
+
+  void setOffersUrl(bool offersUrl) { offersUrl_ = offersUrl; }
+  void setUrlLaunchWorks(bool works) { urlLaunchWorks_ = works; }
+  void setPathLaunchWorks(bool works) { pathLaunchWorks_ = works; }
+  void setIdentifierLaunchWorks(bool works) { identifierLaunchWorks_ = works; }
+
+  [[nodiscard]] const std::vector<std::string>& announced() const { return announced_; }
+  /// Every launch that was tried, in order: "url PATH 0x30000", "path PATH", "identifier ID 0x30000".
+  [[nodiscard]] const std::vector<std::string>& launches() const { return launches_; }
+
+ private:
+  std::vector<std::string> announced_;
+  std::vector<std::string> launches_;
+  bool offersUrl_ = true;
+  bool urlLaunchWorks_ = true;
+  bool pathLaunchWorks_ = true;
+  bool identifierLaunchWorks_ = true;
+};
+
+}  // namespace tarvel
