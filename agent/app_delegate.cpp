@@ -1,0 +1,29 @@
+#include "agent/app_delegate.h"
+
+#include "agent/preference_keys.h"
+
+namespace tarvel {
+
+// A watcher that still watches is let go without being stopped: its stream is all that is left of it then.
+AppDelegate::~AppDelegate() = default;
+
+void AppDelegate::applicationDidFinishLaunching() {
+  resetLastErrorCode();
+  if (!userPreferenceBooleanForKeyWithDefault(kAutoSortModeKey, kAutoSortModeDefault)) {
+    platform_.sorting.systemLog.log("Automatic sorting is not set, terminating.");
+    platform_.application.terminate();
+    return;
+  }
+  initiateBookmarksFileUpdateLatencyField();
+  if (startWatchingBookmarksFile()) {
+    initiateSparkleUpdateChecks();
+    return;
+  }
+  platform_.sorting.systemLog.log("Could not begin watching bookmarks file.");
+  launchMainApplicationWithErrorCode(kHelperErrorWatchingFailed);
+  platform_.application.terminate();
+}
+
+void AppDelegate::applicationWillTerminate() { stopWatchingBookmarksFile(); }
+
+}  // namespace tarvel

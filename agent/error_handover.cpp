@@ -1,0 +1,28 @@
+#include "agent/app_delegate.h"
+#include "agent/preference_keys.h"
+
+namespace tarvel {
+
+bool AppDelegate::launchMainApplicationWithErrorCode(std::uint32_t code) {
+  // The code has to be there before anybody can come to look for it; it reaches the main application in no other way.
+  setUserPreferenceIntForKey(code, kLastHelperErrorKey);
+  synchronizeUserPreferences();
+
+  Workspace& workspace = platform_.sorting.workspace;
+  const std::string path = mainApplicationPath();
+  if (workspace.offersLaunchApplicationAtUrl() &&
+      workspace.launchApplicationAtUrlOptions(path, kWorkspaceLaunchDefault)) {
+    return true;
+  }
+  if (workspace.launchApplication(path)) return true;
+  if (workspace.launchAppWithBundleIdentifierOptions(kMainApplicationIdentifier, kWorkspaceLaunchDefault)) return true;
+  platform_.sorting.systemLog.log("Could not launch the main application: " + path);
+  return false;
+}
+
+void AppDelegate::resetLastErrorCode() {
+  removeUserPreferenceKey(kLastHelperErrorKey);
+  synchronizeUserPreferences();
+}
+
+}  // namespace tarvel

@@ -1,0 +1,26 @@
+#include "platform/memory/memory_application.h"
+
+namespace tarvel {
+
+void MemoryApplication::launch(ApplicationDelegate& delegate) {
+  delegate_ = &delegate;
+  delegate.applicationDidFinishLaunching();
+}
+
+int MemoryApplication::run(ApplicationDelegate& delegate) {
+  if (otherInstanceRuns_) return 0;
+  launch(delegate);
+  while (!isTerminated_) {
+    if (!runLoop_.runNext()) terminate();
+  }
+  return 0;
+}
+
+void MemoryApplication::terminate() {
+  if (isTerminated_ || delegate_ == nullptr) return;
+  isTerminated_ = true;
+  runLoop_.halt();
+  delegate_->applicationWillTerminate();
+}
+
+}  // namespace tarvel
