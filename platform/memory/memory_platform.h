@@ -10,6 +10,7 @@
 
 #include "platform/memory/memory_file_manager.h"
 #include "platform/memory/memory_workspace.h"
+#include "platform/memory/virtual_time.h"
 #include "platform/platform.h"
 
 namespace tarvel {
@@ -20,9 +21,12 @@ class MemoryCollator final : public Collator {
   [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override;
 };
 
-/// Sleeping takes no time; it is noted.
+/// Sleeping lets virtual time pass, and is noted.
 class MemoryClock final : public Clock {
  public:
+  /// `time` is borrowed.
+  explicit MemoryClock(VirtualTime& time) : time_(time) {}
+
   void sleepFor(std::chrono::milliseconds duration) override;
 
   [[nodiscard]] const std::vector<std::chrono::milliseconds>& sleeps() const { return sleeps_; }
@@ -30,6 +34,7 @@ class MemoryClock final : public Clock {
   void setHook(std::function<void(std::size_t)> hook) { hook_ = std::move(hook); }
 
  private:
+  VirtualTime& time_;
   std::vector<std::chrono::milliseconds> sleeps_;
   std::function<void(std::size_t)> hook_;
 };
@@ -87,7 +92,8 @@ struct MemoryPlatform {
   MemorySystemLog systemLog;
   MemoryBundle bundle;
   MemoryWorkspace workspace;
-  MemoryClock clock;
+  VirtualTime time;
+  MemoryClock clock{time};
 };
 
 }  // namespace tarvel

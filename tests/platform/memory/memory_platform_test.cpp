@@ -19,8 +19,9 @@ TEST(MemoryPlatform, TitlesThatDifferInAsciiCaseAloneShareARank) {
   EXPECT_LT(ranks[0], ranks[5]);
 }
 
-TEST(MemoryPlatform, SleepsAreNotedAndTakeNoTime) {
-  MemoryClock clock;
+TEST(MemoryPlatform, SleepsAreNotedAndTakeVirtualTimeOnly) {
+  VirtualTime time;
+  MemoryClock clock(time);
   std::size_t last = 0;
   clock.setHook([&](std::size_t count) { last = count; });
   clock.sleepFor(std::chrono::hours(10));
@@ -28,6 +29,7 @@ TEST(MemoryPlatform, SleepsAreNotedAndTakeNoTime) {
   EXPECT_EQ(clock.sleeps(),
             (std::vector<std::chrono::milliseconds>{std::chrono::hours(10), std::chrono::milliseconds(300)}));
   EXPECT_EQ(last, 2U);
+  EXPECT_EQ(time.monotonic(), std::chrono::hours(10) + std::chrono::milliseconds(300));
 }
 
 TEST(MemoryPlatform, IdentifiersAreDistinctAndLookRandomByTheirVersion) {
