@@ -35,16 +35,4 @@ std::array<std::uint8_t, 16> MemoryUuidSource::createUuid() {
   return uuid;
 }
 
-std::optional<std::string> MemoryBundle::stringForInfoDictionaryKey(std::string_view key) {
-  const auto found = information_.find(key);
-  if (found == information_.end()) return std::nullopt;
-  return found->second;
-}
-
-std::string MemoryBundle::localizedStringForKeyValue(std::string_view key, std::string_view value) {
-  const auto translation = translations_.find(key);
-  if (translation != translations_.end()) return translation->second;
-  return std::string(value.empty() ? key : value);
-}
-
 }  // namespace tarvel

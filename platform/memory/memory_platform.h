@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_file_manager.h"
 #include "platform/memory/memory_workspace.h"
 #include "platform/memory/virtual_time.h"
@@ -57,23 +58,6 @@ class MemoryUuidSource final : public UuidSource {
 
  private:
   std::uint32_t count_ = 0;
-};
-
-/// Has the translations it is given.
-class MemoryBundle final : public Bundle {
- public:
-  [[nodiscard]] std::string bundlePath() override { return path_; }
-  [[nodiscard]] std::optional<std::string> stringForInfoDictionaryKey(std::string_view key) override;
-  [[nodiscard]] std::string localizedStringForKeyValue(std::string_view key, std::string_view value) override;
-
-  void translate(const std::string& key, const std::string& text) { translations_[key] = text; }
-  void setPath(const std::string& path) { path_ = path; }
-  void setInfo(const std::string& key, const std::string& text) { information_[key] = text; }
-
- private:
-  std::string path_ = "/A/Main.app/Contents/X/TarvelHelper.app";
-  std::map<std::string, std::string, std::less<>> information_;
-  std::map<std::string, std::string, std::less<>> translations_;
 };
 
 /// A whole platform without the world. Property lists are pure, so the real ones are lent to it.

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/running_applications.h"
+
+namespace tarvel {
+
+/// The applications that a test says are running, and a record of who was brought to the front.
+class MemoryRunningApplications final : public RunningApplications {
+ public:
+  /// Another process of the application, known to the record as `name`.
+  void addRunning(const std::string& bundleIdentifier, const std::string& name);
+  /// Whether bringing to the front works; it is recorded either way.
+  void setActivationWorks(bool works) { record_->works = works; }
+  /// "NAME OPTIONS" for each, in order; this process is "self".
+  [[nodiscard]] const std::vector<std::string>& activations() const { return record_->activations; }
+
+  [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplicationsWithBundleIdentifier(
+      std::string_view bundleIdentifier) override;
+  [[nodiscard]] std::shared_ptr<RunningApplication> currentApplication() override;
+
+ private:
+  struct Record {
+    std::vector<std::string> activations;
+    bool works = true;
+  };
+  class Application;
+
+  std::shared_ptr<Record> record_ = std::make_shared<Record>();
+  std::map<std::string, std::vector<std::string>, std::less<>> names_;
+};
+
+}  // namespace tarvel

@@ -1,0 +1,124 @@
+#include <gmock/gmock.h>
+
+#include "tests/support/agent_fixture.h"
+
+namespace tarvel {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr double kDay = 86400;
+
+struct UpdateChecks : testing::Test, AgentFixture {
+  UpdateChecks() {
+    updater.setAutomaticallyChecks(true);
+    updater.setInterval(kDay);
+  }
+
+  [[nodiscard]] Date ago(std::chrono::seconds distance) const {
+    Date date = memory.time.wallClock();
+    date.seconds -= distance.count();
+    return date;
+  }
+
+  MemoryUpdater& updater = updaters.at(kMain);
+};
+
+TEST_F(UpdateChecks, WithAutomaticChecksOffThereIsNoTimer) {
+  updater.setAutomaticallyChecks(false);
+  launchWithFile();
+  EXPECT_EQ(delegate.updateTimer(), nullptr);
+  loop.advanceBy(1000h);
+  EXPECT_EQ(updater.checks(), 0U);
+}
+
+TEST_F(UpdateChecks, ChecksTurnedOnLaterCountFromTheNextLaunch) {
+  updater.setAutomaticallyChecks(false);
+  launchWithFile();
+  updater.setAutomaticallyChecks(true);
+  loop.advanceBy(1000h);
+  EXPECT_EQ(updater.checks(), 0U);
+}
+
+TEST_F(UpdateChecks, ALastCheckTwoDaysAgoMeansOneAtOnceAndThenOneADay) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  EXPECT_NE(delegate.updateTimer(), nullptr);
+  loop.advanceBy(0s);
+  EXPECT_EQ(updater.checks(), 1U);
+  loop.advanceBy(24h - 1s);
+  EXPECT_EQ(updater.checks(), 1U);
+  loop.advanceBy(1s);
+  EXPECT_EQ(updater.checks(), 2U);
+  loop.advanceBy(48h);
+  EXPECT_EQ(updater.checks(), 4U);
+}
+
+TEST_F(UpdateChecks, ALastCheckOneHourAgoMeansOneIn23Hours) {
+  updater.setLastCheckDate(ago(1h));
+  launchWithFile();
+  loop.advanceBy(23h - 1ns);
+  EXPECT_EQ(updater.checks(), 0U);
+  loop.advanceBy(1ns);
+  EXPECT_EQ(updater.checks(), 1U);
+  loop.advanceBy(24h);
+  EXPECT_EQ(updater.checks(), 2U);
+}
+
+TEST_F(UpdateChecks, WithoutALastCheckTheFirstComesOneIntervalAfterLaunch) {
+  launchWithFile();
+  loop.advanceBy(24h - 1ns);
+  EXPECT_EQ(updater.checks(), 0U);
+  loop.advanceBy(1ns);
+  EXPECT_EQ(updater.checks(), 1U);
+}
+
+TEST_F(UpdateChecks, TheAgentBecomesTheDelegateAtEveryFiring) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  loop.advanceBy(0s);
+  updater.setDelegate(nullptr);
+  loop.advanceBy(24h);
+  updater.reportUpdate("2.0");
+  EXPECT_EQ(storedCode(), 103);
+}
+
+TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  loop.advanceBy(0s);
+  updater.reportUpdate("2.0");
+  EXPECT_EQ(storedCode(), 103);
+  EXPECT_THAT(launches(), ElementsAre("url /A/Main.app 0x30000"));
+  EXPECT_FALSE(application.isTerminated());
+  save(kUnsorted);
+  loop.advanceBy(2s + 30s);
+  EXPECT_EQ(written(), kSorted);
+  loop.advanceBy(24h);
+  EXPECT_EQ(updater.checks(), 2U);
+}
+
+TEST_F(UpdateChecks, TheUserIsNeverAskedForPermission) {
+  EXPECT_FALSE(delegate.updaterShouldPromptForPermissionToCheckForUpdates(updater));
+}
+
+TEST_F(UpdateChecks, TheUpdaterIsThatOfTheMainApplicationsBundle) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  loop.advanceBy(0s);
+  EXPECT_THAT(updaters.askedPaths(), Each(kMain));
+}
+
+TEST_F(UpdateChecks, AnIntervalBeyondAllMeasureDoesNotCheckAtOnceForEver) {
+  updater.setInterval(1e300);
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  loop.advanceBy(1000h);
+  EXPECT_LE(updater.checks(), 1U);
+}
+
+}  // namespace
+}  // namespace tarvel
