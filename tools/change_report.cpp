@@ -148,7 +148,7 @@ void ChangeRecorder::orderTopLevel(PropertyListArray after) {
   }
   if (std::ranges::is_sorted(earlierPositions)) return;
   addOrder({}, after, earlierPositions);
-  std::ranges::rotate(changes_.ordered, changes_.ordered.end() - 1);
+  std::rotate(changes_.ordered.begin(), changes_.ordered.end() - 1, changes_.ordered.end());
 }
 
 void ChangeRecorder::attemptEnded(PropertyListDictionary root, bool didSort) {

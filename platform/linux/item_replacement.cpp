@@ -69,7 +69,7 @@ FileStatus replaceByExchange(const FilePlace& target, const FilePlace& replaceme
                              const std::string& replacementPath) {
   if (rename(replacement, target, RENAME_EXCHANGE) != 0) return fileFailure(targetPath);
   if (removeWhole(replacement)) return synced(target, replacement);
-  const FileStatus failure = fileFailure(replacementPath);
+  FileStatus failure = fileFailure(replacementPath);
   (void)rename(replacement, target, RENAME_EXCHANGE);
   return failure;
 }

@@ -14,6 +14,7 @@ std::vector<std::uint32_t> MemoryCollator::rank(std::span<const std::string_view
   std::vector<std::string> order = keys;
   std::ranges::sort(order);
   std::vector<std::uint32_t> ranks;
+  ranks.reserve(keys.size());
   for (const std::string& key : keys) {
     ranks.push_back(static_cast<std::uint32_t>(std::ranges::lower_bound(order, key) - order.begin()));
   }

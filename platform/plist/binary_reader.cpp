@@ -2,6 +2,7 @@
 
 #include <xxhash.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -336,7 +337,7 @@ bool BinaryReader::findKeys(const std::uint8_t* references, std::uint32_t count,
   std::uint64_t hash = XXH3_64bits_withSeed(references, size, storage_.hashSeed);
   for (auto found = knownKeys_.find(hash); found != knownKeys_.end(); found = knownKeys_.find(++hash)) {
     const KnownKeys& earlier = found->second;
-    if (earlier.size == size && std::memcmp(earlier.references, references, size) == 0) {
+    if (earlier.size == size && std::equal(references, references + size, earlier.references)) {
       known = &earlier;
       return true;
     }

@@ -75,7 +75,7 @@ std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::ui
     std::string utf8;
     appendUtf8FromUtf16(leafBytes(object), utf8);
     std::uint8_t* kept = arena.bytes(utf8.size());
-    std::memcpy(kept, utf8.data(), utf8.size());
+    std::copy(utf8.begin(), utf8.end(), kept);
     decoded[slot] = slotIndex(addLeaf(object, textOf({kept, utf8.size()}))) + 1;
   }
   return made[decoded[slot] - 1].text;
@@ -133,7 +133,7 @@ Slot PropertyListTree::Storage::addString(std::string_view text) {
   std::string utf8;
   appendUtf8FromUtf16(bytesOf(utf16), utf8);
   std::uint8_t* kept = arena.bytes(utf8.size());
-  std::memcpy(kept, utf8.data(), utf8.size());
+  std::copy(utf8.begin(), utf8.end(), kept);
   made[slotIndex(slot)].text = textOf({kept, utf8.size()});
   return slot;
 }
