@@ -3,11 +3,11 @@
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/uio.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -22,7 +22,6 @@ namespace {
 /// As many as the kernel follows itself.
 constexpr int kMostLinks = 40;
 constexpr std::size_t kChunk = std::size_t{256} * 1024;
-constexpr int kMostTicks = 20;
 
 UniqueFd openFolder(int base, const std::string& path) {
   // A folder that may be entered but not listed still serves, only its entries cannot be synced.
@@ -80,15 +79,13 @@ FilePlace followLinks(const std::string& path) {
   return {};
 }
 
-TemporaryFile::TemporaryFile(int folder) : folder_(folder) {
-  constexpr mode_t kPrivate = 0600;
+TemporaryFile::TemporaryFile(int folder, mode_t mode) : folder_(folder) {
   const bool canBeNamedLater = ::access("/proc/self/fd", X_OK) == 0;
-  if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, kPrivate));
+  if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   const bool isUnsupported = !canBeNamedLater || errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT;
   if (fd_ || !isUnsupported) return;
   temporaryName_ = randomName();
-  fd_ =
-      UniqueFd(::openat(folder, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kPrivate));
+  fd_ = UniqueFd(::openat(folder, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!fd_) temporaryName_.clear();
 }
 
@@ -96,11 +93,15 @@ TemporaryFile::~TemporaryFile() {
   if (!temporaryName_.empty()) (void)::unlinkat(folder_, temporaryName_.c_str(), 0);
 }
 
+bool TemporaryFile::giveName(const std::string& name) {
+  const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
+  return ::linkat(AT_FDCWD, self.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 bool TemporaryFile::nameTemporarily() {
   if (!temporaryName_.empty()) return true;
   std::string name = randomName();
-  const std::string self = "/proc/self/fd/" + std::to_string(fd_.get());
-  if (name.empty() || ::linkat(AT_FDCWD, self.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) != 0) return false;
+  if (name.empty() || !giveName(name)) return false;
   temporaryName_ = std::move(name);
   return true;
 }
@@ -113,7 +114,7 @@ bool TemporaryFile::replace(const std::string& name) {
 }
 
 bool TemporaryFile::appear(const std::string& name) {
-  if (!nameTemporarily()) return false;
+  if (temporaryName_.empty()) return giveName(name);
   const bool isNamed = ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_NOREPLACE) == 0;
   if (isNamed) temporaryName_.clear();
   if (isNamed || (errno != EINVAL && errno != ENOSYS)) return isNamed;
@@ -180,49 +181,20 @@ bool copyBytes(int from, int to) {
   }
 }
 
-namespace {
-
-/// Sets an attribute unless the file has it with this value: some may be read by everybody and set by few.
-bool giveAttribute(int to, const char* name, const std::vector<char>& value) {
-  std::vector<char> present(value.size() + 1);
-  const ssize_t size = ::fgetxattr(to, name, present.data(), present.size());
-  present.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-  return (size >= 0 && present == value) || ::fsetxattr(to, name, value.data(), value.size(), 0) == 0;
-}
-
-}  // namespace
-
-bool copyAttributes(int from, int to) {
-  const ssize_t listSize = ::flistxattr(from, nullptr, 0);
-  if (listSize < 0) return errno == ENOTSUP;
-  std::vector<char> names(static_cast<std::size_t>(listSize));
-  const ssize_t listed = ::flistxattr(from, names.data(), names.size());
-  if (listed < 0) return false;
-  const char* end = names.data() + listed;
-  for (const char* name = names.data(); name < end; name += std::strlen(name) + 1) {
-    const ssize_t size = ::fgetxattr(from, name, nullptr, 0);
-    if (size < 0) return false;
-    std::vector<char> value(static_cast<std::size_t>(size));
-    const ssize_t read = ::fgetxattr(from, name, value.data(), value.size());
-    value.resize(read < 0 ? 0 : static_cast<std::size_t>(read));
-    if (read < 0 || !giveAttribute(to, name, value)) return false;
-  }
-  return true;
-}
-
 void syncFolder(int folder) { (void)::fsync(folder); }
 
 void waitForNextTick(int folder, const std::string& name) {
+  constexpr std::chrono::milliseconds kLongest(20);
+  constexpr timespec kPause{0, 500'000};
   struct stat status {};
   if (::fstatat(folder, name.c_str(), &status, 0) != 0) return;
-  for (int i = 0; i < kMostTicks; ++i) {
+  const timespec& date = status.st_mtim;
+  const auto end = std::chrono::steady_clock::now() + kLongest;
+  while (std::chrono::steady_clock::now() < end) {
     timespec now{};
     (void)::clock_gettime(CLOCK_REALTIME_COARSE, &now);
-    const bool hasPassed = now.tv_sec > status.st_mtim.tv_sec ||
-                           (now.tv_sec == status.st_mtim.tv_sec && now.tv_nsec > status.st_mtim.tv_nsec);
-    if (hasPassed) return;
-    const timespec pause{0, 1'000'000};
-    (void)::nanosleep(&pause, nullptr);
+    if (now.tv_sec > date.tv_sec || (now.tv_sec == date.tv_sec && now.tv_nsec > date.tv_nsec)) return;
+    (void)::nanosleep(&kPause, nullptr);
   }
 }
 

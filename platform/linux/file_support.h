@@ -30,11 +30,14 @@ struct FilePlace {
 /// The same without following a link at the end.
 [[nodiscard]] FilePlace placeOf(const std::string& path);
 
+/// For a file that is nobody's affair until it is done.
+inline constexpr mode_t kPrivate = 0600;
+
 /// A new file in a folder that has no name yet, or (where the file system cannot do that) a hidden random one.
 class TemporaryFile {
  public:
-  /// On failure the file tests false and errno says why.
-  explicit TemporaryFile(int folder);
+  /// `mode` is subject to the user's mask. On failure the file tests false and errno says why.
+  TemporaryFile(int folder, mode_t mode);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -44,10 +47,11 @@ class TemporaryFile {
 
   /// Gives the file its name, in place of whatever has it. Answers whether that worked, else errno says why.
   [[nodiscard]] bool replace(const std::string& name);
-  /// The same, but fails with EEXIST when something has the name.
+  /// The same, but fails with EEXIST when something has the name. A file without a name gets this one and no other.
   [[nodiscard]] bool appear(const std::string& name);
 
  private:
+  [[nodiscard]] bool giveName(const std::string& name);
   [[nodiscard]] bool nameTemporarily();
 
   int folder_;
@@ -61,8 +65,6 @@ class TemporaryFile {
 [[nodiscard]] bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position);
 /// Copies one file's bytes into another that is empty; false with errno set.
 [[nodiscard]] bool copyBytes(int from, int to);
-/// Copies the extended attributes, access lists among them; false with errno set when one could not be set.
-[[nodiscard]] bool copyAttributes(int from, int to);
 /// Puts a folder's entries on the disk, as far as the file system cares.
 void syncFolder(int folder);
 /// Waits until the kernel's coarse clock has passed the file's date, so that a later change carries another. At most

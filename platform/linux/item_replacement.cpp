@@ -8,6 +8,7 @@
 #include <optional>
 #include <system_error>
 
+#include "platform/linux/file_attributes.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/linux_file_manager.h"
 
@@ -38,10 +39,23 @@ FileStatus synced(const FilePlace& target, const FilePlace& replacement) {
   return {};
 }
 
+/// A second name, which never replaces anything, and then one name less.
+bool moveByLink(const FilePlace& from, const FilePlace& to) {
+  if (::linkat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), 0) != 0) return false;
+  if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0) return true;
+  const int code = errno;
+  (void)::unlinkat(to.folder.get(), to.name.c_str(), 0);
+  errno = code;
+  return false;
+}
+
 /// Renames to a free name, also where the file system cannot be asked not to replace.
 bool moveToFreeName(const FilePlace& from, const FilePlace& to) {
   if (rename(from, to, RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
+  if (moveByLink(from, to)) return true;
+  // Folders have one name only, and so has everything on some file systems: all that is left is to look first.
+  if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) return false;
   struct stat existing {};
   if (statusOf(to, existing)) {
     errno = EEXIST;
@@ -53,6 +67,14 @@ bool moveToFreeName(const FilePlace& from, const FilePlace& to) {
 /// A path for a name in a folder that is held open, for what only takes paths.
 std::string pathOf(const FilePlace& place) {
   return "/proc/self/fd/" + std::to_string(place.folder.get()) + "/" + place.name;
+}
+
+/// The same for later, when the folder is no longer open. Not from the path that was asked for: a link may have led
+/// here.
+std::string lastingPathOf(const FilePlace& place) {
+  std::error_code error;
+  const auto folder = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(place.folder.get()), error);
+  return (folder / place.name).string();
 }
 
 bool removeWhole(const FilePlace& place) {
@@ -76,8 +98,8 @@ FileStatus replaceByExchange(const FilePlace& target, const FilePlace& replaceme
 
 /// Where two names cannot be exchanged: the old item steps aside first, and comes back when the new one cannot follow.
 FileReplacement replaceByStepping(FilePlace& target, const FilePlace& replacement, const std::string& targetPath) {
-  const std::string asidePath = targetPath + ".tarvel-aside";
   FilePlace aside{UniqueFd(::dup(target.folder.get())), target.name + ".tarvel-aside"};
+  const std::string asidePath = lastingPathOf(aside);
   if (!aside.folder || !moveToFreeName(target, aside)) return {fileFailure(targetPath), std::nullopt};
   if (!moveToFreeName(replacement, target)) {
     const FileStatus failure = fileFailure(targetPath);
@@ -97,8 +119,11 @@ FileStatus replaceByCopy(const FilePlace& target, const FilePlace& replacement, 
   const UniqueFd from(::openat(replacement.folder.get(), replacement.name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!from || ::fstat(from.get(), &source) != 0) return fileFailure(replacementPath);
   if (!S_ISREG(source.st_mode)) return fileFailure(EINVAL, replacementPath);
-  TemporaryFile copy(target.folder.get());
-  const bool isCopied = copy && copyBytes(from.get(), copy.fd()) && ::fchmod(copy.fd(), source.st_mode & 0777) == 0 &&
+  TemporaryFile copy(target.folder.get(), kPrivate);
+  if (!copy) return fileFailure(targetPath);
+  // Only root may give files away; for anybody else the copy is their own, as it is.
+  [[maybe_unused]] const int given = ::fchown(copy.fd(), source.st_uid, source.st_gid);
+  const bool isCopied = copyBytes(from.get(), copy.fd()) && giveMetadata(from.get(), source, copy.fd()) &&
                         ::fsync(copy.fd()) == 0 && copy.replace(target.name);
   if (!isCopied) return fileFailure(targetPath);
   if (::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) != 0) return fileFailure(replacementPath);

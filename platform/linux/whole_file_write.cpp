@@ -6,7 +6,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
 
+#include "platform/linux/file_attributes.h"
+#include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/linux_file_manager.h"
 
@@ -17,14 +22,19 @@ namespace {
 /// Whether a new file may take the old one's place without breaking a link, and without asking for a right that only
 /// the folder's owner has.
 bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
-  struct stat folder {};
   if (old.st_nlink > 1) return false;
-  if (::fstat(place.folder.get(), &folder) != 0) return false;
   if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return false;
+  struct statx folder {};
+  if (::statx(place.folder.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &folder) != 0) return false;
+  // A folder whose entries stay would also keep the new file's temporary name.
+  if ((folder.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0) return false;
   const uid_t user = ::geteuid();
-  const bool isSticky = (folder.st_mode & S_ISVTX) != 0;
-  return !isSticky || user == 0 || user == folder.st_uid || user == old.st_uid;
+  const bool isSticky = (folder.stx_mode & S_ISVTX) != 0;
+  return !isSticky || user == 0 || user == folder.stx_uid || user == old.st_uid;
 }
+
+/// Whether a failure is about names in the folder, not about the file's bytes.
+bool isFolderRefusal(int code) { return code == EACCES || code == EPERM || code == EROFS || code == EBUSY; }
 
 /// Gives the new file the old one's owner, mode, extended attributes and access lists; false when it cannot have them.
 bool takeAfter(const struct stat& old, int oldFd, int newFd) {
@@ -32,14 +42,8 @@ bool takeAfter(const struct stat& old, int oldFd, int newFd) {
   if (::fstat(newFd, &now) != 0) return false;
   const bool hasOwner = now.st_uid == old.st_uid && now.st_gid == old.st_gid;
   if (!hasOwner && ::fchown(newFd, old.st_uid, old.st_gid) != 0) return false;
-  if (!copyAttributes(oldFd, newFd)) return false;
+  if (!matchAttributes(oldFd, newFd)) return false;
   return ::fchmod(newFd, old.st_mode & 07777) == 0;
-}
-
-mode_t currentUmask() {
-  const mode_t mask = ::umask(0);
-  (void)::umask(mask);
-  return mask;
 }
 
 FileStatus finish(const FilePlace& place) {
@@ -50,43 +54,48 @@ FileStatus finish(const FilePlace& place) {
 
 FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path) {
   constexpr mode_t kOrdinary = 0666;
-  TemporaryFile file(place.folder.get());
+  TemporaryFile file(place.folder.get(), kOrdinary);
   if (!file) return fileFailure(path);
-  if (::fchmod(file.fd(), kOrdinary & ~currentUmask()) != 0) return fileFailure(path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
-  if (!file.replace(place.name)) return fileFailure(path);
-  return finish(place);
+  // Somebody may have made the file meanwhile; the last one counts.
+  const bool hasName = file.appear(place.name) || (errno == EEXIST && file.replace(place.name));
+  return hasName ? finish(place) : fileFailure(path);
 }
 
-/// The old bytes, to be put back should overwriting them fail.
-bool readOldBytes(int fd, std::size_t size, std::string& bytes) {
-  bytes.resize(size);
-  for (std::size_t at = 0; at < size;) {
-    const ssize_t got = ::pread(fd, bytes.data() + at, size - at, static_cast<off_t>(at));
-    if (got < 0 && errno == EINTR) continue;
-    if (got == 0) errno = EIO;  // It shrank meanwhile.
-    if (got <= 0) return false;
-    at += static_cast<std::size_t>(got);
+/// The old bytes, to be put back should overwriting them fail. None with errno set when they cannot be had.
+std::optional<Data> readOldBytes(int fd, std::size_t size) {
+  std::shared_ptr<std::uint8_t> bytes = allocateBuffer(std::max<std::size_t>(size, 1));
+  if (!bytes) {
+    errno = ENOMEM;
+    return std::nullopt;
   }
-  return true;
+  const ssize_t got = readUpTo(fd, bytes.get(), size);
+  if (got < 0) return std::nullopt;
+  if (static_cast<std::size_t>(got) == size) return Data(std::move(bytes), size);
+  errno = EIO;  // It shrank meanwhile.
+  return std::nullopt;
 }
 
 /// Takes the space before a byte is overwritten, so that a full disk is noticed in time.
 bool reserve(int fd, off_t oldSize, off_t newSize) {
-  if (newSize <= oldSize) return true;
-  if (::fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, newSize) == 0) return true;
+  if (newSize == 0) return true;
+  int answer = 0;
+  do {
+    answer = ::fallocate(fd, FALLOC_FL_KEEP_SIZE, 0, newSize);
+  } while (answer != 0 && errno == EINTR);
+  if (answer == 0) return true;
   if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
-  errno = ::posix_fallocate(fd, oldSize, newSize - oldSize);
+  if (newSize <= oldSize) return true;
+  do {
+    errno = ::posix_fallocate(fd, oldSize, newSize - oldSize);
+  } while (errno == EINTR);
   return errno == 0;
 }
 
 /// Restores size and bytes after a failure, which errno goes on naming.
-void putBack(int fd, const std::string& oldBytes, bool wereOverwritten) {
+void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
   const int code = errno;
-  if (wereOverwritten) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(oldBytes.data());  // NOLINT: chars read as bytes
-    (void)writeAt(fd, {bytes, oldBytes.size()}, 0);
-  }
+  if (wereOverwritten) (void)writeAt(fd, oldBytes.bytes(), 0);
   // Nothing is left to try when even this fails.
   if (::ftruncate(fd, static_cast<off_t>(oldBytes.size())) == 0) (void)::fsync(fd);
   errno = code;
@@ -98,34 +107,35 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   struct stat old {};
   if (!fd || ::fstat(fd.get(), &old) != 0) return fileFailure(path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
-  std::string oldBytes;
-  if (!readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size), oldBytes)) return fileFailure(path);
+  const std::optional<Data> oldBytes = readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size));
+  if (!oldBytes) return fileFailure(path);
   const auto size = static_cast<off_t>(data.size());
   if (!reserve(fd.get(), old.st_size, size)) {
-    putBack(fd.get(), oldBytes, false);
+    putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
   }
   if (!writePieces(fd.get(), data) || ::ftruncate(fd.get(), size) != 0 || ::fsync(fd.get()) != 0) {
-    putBack(fd.get(), oldBytes, true);
+    putBack(fd.get(), *oldBytes, true);
     return fileFailure(path);
   }
   return finish(place);
 }
 
-FileStatus writeOver(const DataPieces& data, const FilePlace& place, const struct stat& old, const std::string& path) {
+FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::string& path) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
-  if (!mayBeReplaced(place, old)) return writeInPlace(data, place, path);
   const UniqueFd oldFd(
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!oldFd) return fileFailure(path);
-  TemporaryFile file(place.folder.get());
-  if (!file) return fileFailure(path);
+  struct stat old {};
+  if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, path);
+  TemporaryFile file(place.folder.get(), kPrivate);
+  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, path) : fileFailure(path);
   if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   if (file.replace(place.name)) return finish(place);
-  // A file that something is mounted on cannot be replaced.
-  return errno == EBUSY ? writeInPlace(data, place, path) : fileFailure(path);
+  // As with a file that something is mounted on.
+  return isFolderRefusal(errno) ? writeInPlace(data, place, path) : fileFailure(path);
 }
 
 }  // namespace
@@ -139,7 +149,7 @@ FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::
   }
   if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
-  return writeOver(data, place, old, path);
+  return writeOver(data, place, path);
 }
 
 }  // namespace tarvel

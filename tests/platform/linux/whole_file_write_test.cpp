@@ -2,21 +2,23 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <functional>
 
 #include "platform/linux/linux_file_manager.h"
+#include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
@@ -42,20 +44,6 @@ struct WholeFileWrite : testing::Test {
     return kept_.c_str();
   }
 
-  /// Runs `body` in a child without privileges and answers its exit status. Everything in the folder is the child's.
-  int asNobody(const std::function<int()>& body) {
-    return inChild([&] {
-      if (::geteuid() == 0 && (::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) return 100;
-      return body();
-    });
-  }
-  int inChild(const std::function<int()>& body) {
-    const pid_t child = ::fork();
-    if (child == 0) ::_exit(body());
-    int status = 0;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
   void giveToNobody(const std::string& name) {
     if (::geteuid() == 0) {
       ASSERT_EQ(::chown(cPath(name), kNobody, kNobody), 0);
@@ -156,7 +144,7 @@ TEST_F(WholeFileWrite, AFileThatMayNotBeWrittenFailsAndStays) {
   giveToNobody("f");
   giveToNobody("");
   ASSERT_EQ(::chmod(cPath("f"), 0444), 0);
-  EXPECT_EQ(asNobody([&] { return write("f", "new").code; }), EACCES);
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("f", "new").code; }), EACCES);
   EXPECT_EQ(directory.read("f"), "old");
   EXPECT_EQ(directory.entryCount(), 1U);
 }
@@ -167,12 +155,12 @@ TEST_F(WholeFileWrite, InAFolderThatMayNotBeWrittenTheBytesAreReplacedInPlace) {
   ASSERT_EQ(::chmod(cPath("f"), 0666), 0);
   ASSERT_EQ(::chmod(directory.path().c_str(), 0555), 0);
   const ino_t before = statOf("f").st_ino;
-  EXPECT_EQ(asNobody([&] { return write("f", "new and longer").code; }), 0);
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("f", "new and longer").code; }), 0);
   EXPECT_EQ(directory.read("f"), "new and longer");
   EXPECT_EQ(statOf("f").st_ino, before);
-  EXPECT_EQ(asNobody([&] { return write("f", "n").code; }), 0);
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("f", "n").code; }), 0);
   EXPECT_EQ(directory.read("f"), "n");
-  EXPECT_EQ(asNobody([&] { return write("new", "x").code; }), EACCES);
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("new", "x").code; }), EACCES);
 }
 
 TEST_F(WholeFileWrite, InAStickyFolderAnothersFileIsReplacedInPlace) {
@@ -181,7 +169,7 @@ TEST_F(WholeFileWrite, InAStickyFolderAnothersFileIsReplacedInPlace) {
   ASSERT_EQ(::chmod(cPath("f"), 0666), 0);
   ASSERT_EQ(::chmod(directory.path().c_str(), 01777), 0);
   const ino_t before = statOf("f").st_ino;
-  EXPECT_EQ(asNobody([&] { return write("f", "new").code; }), 0);
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("f", "new").code; }), 0);
   EXPECT_EQ(directory.read("f"), "new");
   EXPECT_EQ(statOf("f").st_ino, before);
 }
@@ -310,10 +298,103 @@ TEST_F(WholeFileWrite, ReplacingAcrossFileSystemsCopiesAndRemoves) {
   directory.write("target", "old");
   const std::string replacement = "/dev/shm/tarvel-test-" + std::to_string(::getpid());
   std::ofstream(replacement) << "new";
+  ASSERT_EQ(::chmod(replacement.c_str(), 0604), 0);
+  const auto date = manager.modificationDateAtPath(replacement);
   EXPECT_TRUE(manager.replaceItem(directory.path("target"), replacement).status.ok());
+  EXPECT_EQ(manager.modificationDateAtPath(directory.path("target")), date);
+  EXPECT_EQ(statOf("target").st_mode & 07777, 0604U);
   EXPECT_EQ(directory.read("target"), "new");
   EXPECT_FALSE(std::filesystem::exists(replacement));
   EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+/// The version 2 form of: owner rw-, user 65534 rw-, group r--, mask rw-, others ---.
+constexpr unsigned char kAccessList[] = {2,    0, 0, 0,                          //
+                                         1,    0, 6, 0, 0xFF, 0xFF, 0xFF, 0xFF,  //
+                                         2,    0, 6, 0, 0xFE, 0xFF, 0,    0,     //
+                                         4,    0, 4, 0, 0xFF, 0xFF, 0xFF, 0xFF,  //
+                                         0x10, 0, 6, 0, 0xFF, 0xFF, 0xFF, 0xFF,  //
+                                         0x20, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
+
+TEST_F(WholeFileWrite, AFolderThatGivesNewFilesAnAccessListGivesNoneToARewrittenFile) {
+  directory.write("f", "old");
+  ASSERT_EQ(::chmod(cPath("f"), 0640), 0);
+  if (::setxattr(directory.path().c_str(), "system.posix_acl_default", kAccessList, sizeof kAccessList, 0) != 0) {
+    ASSERT_EQ(errno, EOPNOTSUPP) << std::strerror(errno);
+    return;  // A file system without access lists has none to give.
+  }
+  directory.write("plain", "x");
+  ASSERT_GT(::getxattr(cPath("plain"), "system.posix_acl_access", nullptr, 0), 0);
+  ASSERT_TRUE(write("f", "new").ok());
+  EXPECT_EQ(::getxattr(cPath("f"), "system.posix_acl_access", nullptr, 0), -1);
+  EXPECT_EQ(statOf("f").st_mode & 07777, 0640U);
+  // A new file is like one that anybody else makes there.
+  ASSERT_TRUE(write("new", "x").ok());
+  EXPECT_GT(::getxattr(cPath("new"), "system.posix_acl_access", nullptr, 0), 0);
+  EXPECT_EQ(statOf("new").st_mode, statOf("plain").st_mode);
+}
+
+TEST_F(WholeFileWrite, InAFolderThatOnlyGrowsOrNeverChangesTheBytesAreReplacedInPlace) {
+  if (::geteuid() != 0) GTEST_SKIP() << "such folders are root's to make";
+  for (const int flag : {FS_IMMUTABLE_FL, FS_APPEND_FL}) {
+    const std::string name = flag == FS_APPEND_FL ? "growing" : "fixed";
+    ASSERT_TRUE(std::filesystem::create_directory(directory.path(name)));
+    directory.write(name + "/f", "old");
+    const int folder = ::open(cPath(name), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const auto setFlags = [&](int flags) { return ::ioctl(folder, FS_IOC_SETFLAGS, &flags) == 0; };
+    int ordinary = 0;
+    const bool hasFlags = ::ioctl(folder, FS_IOC_GETFLAGS, &ordinary) == 0 && setFlags(ordinary | flag);
+    if (hasFlags) {
+      EXPECT_TRUE(write(name + "/f", "new").ok());
+      EXPECT_EQ(directory.read(name + "/f"), "new");
+      EXPECT_TRUE(setFlags(ordinary));
+      EXPECT_EQ(std::filesystem::remove_all(directory.path(name)), 2U);
+    }
+    (void)::close(folder);
+    if (!hasFlags) GTEST_SKIP() << "no such folders on this file system";
+  }
+}
+
+TEST_F(WholeFileWrite, AFileLargerThanMemoryIsNeitherReadNorTornNorTheEndOfTheProgram) {
+  directory.write("f", "old");
+  constexpr off_t kHuge = off_t{8} << 40;
+  if (::truncate(cPath("f"), kHuge) != 0) GTEST_SKIP() << "no such files on this file system";
+  EXPECT_EQ(manager.contentsAtPath(directory.path("f")).status.code, ENOMEM);
+  std::filesystem::create_hard_link(directory.path("f"), directory.path("g"));
+  EXPECT_EQ(inChild([&] { return write("f", "new").code; }), ENOMEM);
+  EXPECT_EQ(statOf("g").st_size, kHuge);
+}
+
+TEST_F(WholeFileWrite, WhatASizeSaysIsNotBelieved) {
+  // Files whose size is told as nothing, and as more than they hold.
+  const FileReading more = manager.contentsAtPath("/proc/self/status");
+  ASSERT_TRUE(more.status.ok()) << more.status.reason;
+  EXPECT_GT(more.data.size(), 100U);
+  const FileReading less = manager.contentsAtPath("/sys/kernel/mm/transparent_hugepage/enabled");
+  if (less.status.code == ENOENT) return;
+  ASSERT_TRUE(less.status.ok()) << less.status.reason;
+  EXPECT_LT(less.data.size(), 200U);
+}
+
+TEST_F(WholeFileWrite, ACopyHasTheAttributesOfItsSource) {
+  directory.write("f", "x");
+  if (::setxattr(cPath("f"), "user.note", "kept", 4, 0) != 0) return;
+  ASSERT_TRUE(manager.copyItemAtPathToPath(directory.path("f"), directory.path("g")).ok());
+  char value[8] = {};
+  ASSERT_EQ(::getxattr(cPath("g"), "user.note", value, sizeof value), 4);
+  EXPECT_STREQ(value, "kept");
+}
+
+TEST_F(WholeFileWrite, ACopyWithoutItsAccessListIsOpenToNobodyNew) {
+  directory.write("f", "x");
+  if (::setxattr(cPath("f"), "system.posix_acl_access", kAccessList, sizeof kAccessList, 0) != 0) return;
+  // Of the mode's group bits, rw- here, the owning group has r-- only: the list says so, and without it nothing does.
+  ASSERT_EQ(statOf("f").st_mode & 0777, 0660U);
+  const CallFault noLists{SYS_fsetxattr, EOPNOTSUPP};
+  EXPECT_EQ(inChildWithFaults(
+                {noLists}, [&] { return manager.copyItemAtPathToPath(directory.path("f"), directory.path("g")).code; }),
+            0);
+  EXPECT_EQ(statOf("g").st_mode & 0777, 0600U);
 }
 
 }  // namespace
