@@ -1,0 +1,95 @@
+#include "platform/linux/instance_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+namespace tarvel {
+
+namespace {
+
+/// A variable that names a folder; a relative path in it is to be ignored, says the base directory convention.
+std::string folderFromEnvironment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value == '/' ? value : "";
+}
+
+/// Whoever asks for the holder has the lock for a moment, so that one refusal is no refusal yet.
+bool lockSoon(int fd) {
+  constexpr int kAttempts = 5;
+  constexpr timespec kPause{0, 5'000'000};
+  for (int i = 0; i < kAttempts; ++i) {
+    if (i > 0) (void)::nanosleep(&kPause, nullptr);
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+  }
+  return false;
+}
+
+void leaveNumber(int fd) {
+  const std::string number = std::to_string(::getpid()) + "\n";
+  if (::ftruncate(fd, 0) != 0) return;
+  [[maybe_unused]] const ssize_t written = ::pwrite(fd, number.data(), number.size(), 0);
+}
+
+}  // namespace
+
+std::string instanceLockPath(const std::string& identifier) {
+  const std::string runtime = folderFromEnvironment("XDG_RUNTIME_DIR");
+  std::error_code error;
+  if (!runtime.empty() && std::filesystem::is_directory(runtime, error)) {
+    return runtime + "/" + identifier + ".helper.lock";
+  }
+  std::string settings = folderFromEnvironment("XDG_CONFIG_HOME");
+  if (settings.empty()) {
+    const std::string home = folderFromEnvironment("HOME");
+    if (home.empty()) return {};
+    settings = home + "/.config";
+  }
+  return settings + "/" + identifier + "/helper.lock";
+}
+
+InstanceLock::InstanceLock(const std::string& path) {
+  constexpr mode_t kPrivate = 0600;
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (!std::filesystem::exists(folder, error)) {
+    std::filesystem::create_directories(folder, error);
+    if (!error) std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
+  }
+  fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
+  if (!fd_) {
+    reason_ = std::generic_category().message(errno);
+    return;
+  }
+  if (lockSoon(fd_.get())) {
+    state_ = State::kHeld;
+    leaveNumber(fd_.get());
+  } else if (errno == EWOULDBLOCK) {
+    state_ = State::kHeldByOther;
+  } else {
+    reason_ = std::generic_category().message(errno);
+  }
+}
+
+std::optional<pid_t> holderOfInstanceLock(const std::string& path) {
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  if (!fd) return std::nullopt;
+  // Asking takes the lock for a moment, as there is no other way to look at it; shared, so that two may ask at once.
+  if (::flock(fd.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK) return std::nullopt;
+  char text[32] = {};
+  const ssize_t size = ::pread(fd.get(), text, sizeof text, 0);
+  pid_t process = 0;
+  if (size > 0) (void)std::from_chars(text, text + size, process);
+  return process;
+}
+
+}  // namespace tarvel

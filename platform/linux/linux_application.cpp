@@ -1,0 +1,53 @@
+#include "platform/linux/linux_application.h"
+
+#include <csignal>
+#include <utility>
+
+namespace tarvel {
+
+LinuxApplication::LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier)
+    : runLoop_(runLoop), systemLog_(systemLog), identifier_(std::move(identifier)) {}
+
+bool LinuxApplication::takeLock() {
+  const std::string path = instanceLockPath(identifier_);
+  lock_.emplace(path);
+  if (lock_->state() == InstanceLock::State::kHeldByOther) {
+    systemLog_.log("TarvelHelper is already running for this user, terminating.");
+    return false;
+  }
+  // An agent too many does less harm than none.
+  if (lock_->state() == InstanceLock::State::kUnavailable) {
+    systemLog_.log("Could not make sure that no other TarvelHelper is running: " + path + ": " + lock_->reason());
+  }
+  return true;
+}
+
+void LinuxApplication::watchSignals() {
+  // Writing to somebody who hung up is an error to be answered, not an end.
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    if (auto source = runLoop_.watchSignal(signal, [this] { terminate(); })) signals_.push_back(std::move(source));
+  }
+}
+
+int LinuxApplication::run(ApplicationDelegate& delegate) {
+  // Before anything that takes time, so that an early signal waits for its turn instead of killing.
+  watchSignals();
+  if (!takeLock()) return 0;
+  delegate_ = &delegate;
+  delegate.applicationDidFinishLaunching();
+  if (isTerminated_) return 0;
+  if (runLoop_.run()) return 0;
+  systemLog_.log("The run loop broke down, terminating.");
+  terminate();
+  return 1;
+}
+
+void LinuxApplication::terminate() {
+  if (isTerminated_ || delegate_ == nullptr) return;
+  isTerminated_ = true;
+  runLoop_.quit();
+  delegate_->applicationWillTerminate();
+}
+
+}  // namespace tarvel
