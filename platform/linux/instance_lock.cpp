@@ -7,20 +7,15 @@
 
 #include <cerrno>
 #include <charconv>
-#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <system_error>
 
+#include "platform/linux/user_folders.h"
+
 namespace tarvel {
 
 namespace {
-
-/// A variable that names a folder; a relative path in it is to be ignored, says the base directory convention.
-std::string folderFromEnvironment(const char* name) {
-  const char* value = std::getenv(name);
-  return value != nullptr && *value == '/' ? value : "";
-}
 
 /// Whoever asks for the holder has the lock for a moment, so that one refusal is no refusal yet.
 bool lockSoon(int fd) {
@@ -43,18 +38,13 @@ void leaveNumber(int fd) {
 }  // namespace
 
 std::string instanceLockPath(const std::string& identifier) {
-  const std::string runtime = folderFromEnvironment("XDG_RUNTIME_DIR");
+  const std::string runtime = userRuntimeFolder();
   std::error_code error;
   if (!runtime.empty() && std::filesystem::is_directory(runtime, error)) {
     return runtime + "/" + identifier + ".helper.lock";
   }
-  std::string settings = folderFromEnvironment("XDG_CONFIG_HOME");
-  if (settings.empty()) {
-    const std::string home = folderFromEnvironment("HOME");
-    if (home.empty()) return {};
-    settings = home + "/.config";
-  }
-  return settings + "/" + identifier + "/helper.lock";
+  const std::string settings = userSettingsFolder();
+  return settings.empty() ? std::string() : settings + "/" + identifier + "/helper.lock";
 }
 
 InstanceLock::InstanceLock(const std::string& path) {

@@ -1,0 +1,247 @@
+#include "platform/linux/preferences_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/file_reading.h"
+#include "platform/linux/file_support.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr off_t kLargest = off_t{16} * 1024 * 1024;
+
+std::string words(int code) { return std::generic_category().message(code); }
+
+/// The lock of a settings file, held while this lives. Waits two seconds at most.
+class SettingsLock {
+ public:
+  explicit SettingsLock(const std::string& path)
+      : fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate)) {
+    constexpr timespec kPause{0, 10'000'000};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (fd_) {
+      isHeld_ = ::flock(fd_.get(), LOCK_EX | LOCK_NB) == 0;
+      if (isHeld_ || (errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) return;
+      (void)::nanosleep(&kPause, nullptr);
+    }
+  }
+  explicit operator bool() const { return isHeld_; }
+
+ private:
+  UniqueFd fd_;
+  bool isHeld_ = false;
+};
+
+/// A copy of `value` in another tree. Nesting is bounded: what is deeper than any reader goes was never read.
+PropertyListValue copied(PropertyListTree& tree, PropertyListValue value) {
+  switch (value.type()) {
+    case PropertyListType::kBoolean:
+      return tree.makeBoolean(*value.boolean());
+    case PropertyListType::kInteger:
+      return value.isUnsigned() ? tree.makeUnsigned(static_cast<std::uint64_t>(*value.integer()))
+                                : tree.makeInteger(*value.integer());
+    case PropertyListType::kReal:
+      return value.numberWidth() == sizeof(float) ? tree.makeSingleReal(static_cast<float>(*value.real()))
+                                                  : tree.makeReal(*value.real());
+    case PropertyListType::kDate:
+      return tree.makeDate(*value.date());
+    case PropertyListType::kData:
+      return tree.makeData(*value.data());
+    case PropertyListType::kString:
+      return tree.makeString(*value.string());
+    case PropertyListType::kUid:
+      return tree.makeUid(*value.uid());
+    case PropertyListType::kArray: {
+      const PropertyListArray copy = tree.makeArray(value.array().size());
+      for (std::size_t i = 0; i < value.array().size(); ++i) copy.append(copied(tree, value.array().at(i)));
+      return copy.value();
+    }
+    case PropertyListType::kDictionary: {
+      const PropertyListDictionary copy = tree.makeDictionary();
+      const PropertyListDictionary original = value.dictionary();
+      for (std::size_t i = 0; i < original.size(); ++i) {
+        if (const auto key = original.keyAt(i).string()) copy.set(*key, copied(tree, original.valueAt(i)));
+      }
+      return copy.value();
+    }
+    default:
+      return tree.makeNull();
+  }
+}
+
+std::string timeForName() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  char text[32] = {};
+  if (::gmtime_r(&now, &parts) != nullptr) (void)std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &parts);
+  return text;
+}
+
+}  // namespace
+
+PreferencesFile::PreferencesFile(PropertyListSerialization& propertyLists, SystemLog& systemLog, std::string path)
+    : propertyLists_(propertyLists), systemLog_(systemLog), path_(std::move(path)) {}
+
+bool PreferencesFile::isSame(const Stamp& a, const Stamp& b) {
+  const auto equal = [](const timespec& x, const timespec& y) {
+    return x.tv_sec == y.tv_sec && x.tv_nsec == y.tv_nsec;
+  };
+  return a.device == b.device && a.inode == b.inode && a.size == b.size && equal(a.modified, b.modified) &&
+         equal(a.changed, b.changed);
+}
+
+void PreferencesFile::complain(State state, const std::string& reason) {
+  state_ = state;
+  list_ = {};
+  if (loggedState_ != state)
+    systemLog_.log("The settings in “" + path_ + "” cannot be read, defaults are used: " + reason);
+  loggedState_ = state;
+}
+
+void PreferencesFile::load(const struct stat& status) {
+  if (!S_ISREG(status.st_mode)) return complain(State::kUnreadable, "This is no file.");
+  if (status.st_size > kLargest) return complain(State::kUnreadable, "The file is too large.");
+  struct stat opened {};
+  const UniqueFd fd = openRegular(path_, opened);
+  if (!fd) return complain(State::kUnreadable, words(errno));
+  const FileReading reading = readWhole(fd.get(), static_cast<std::size_t>(opened.st_size), path_);
+  if (!reading.status.ok()) return complain(State::kUnreadable, reading.status.reason);
+  PropertyListReading parsed = propertyLists_.propertyListFromData(reading.data);
+  if (parsed.error) return complain(State::kCorrupt, parsed.error->description);
+  if (!parsed.list.root.dictionary()) return complain(State::kCorrupt, "The list holds no keys.");
+  list_ = std::move(parsed.list);
+  state_ = loggedState_ = State::kGood;
+}
+
+void PreferencesFile::refresh() {
+  struct stat status {};
+  if (::stat(path_.c_str(), &status) != 0) {
+    stamp_.reset();
+    if (errno != ENOENT && errno != ENOTDIR) return complain(State::kUnreadable, words(errno));
+    list_ = {};
+    state_ = loggedState_ = State::kMissing;
+    return;
+  }
+  const Stamp stamp{status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+  if (stamp_ && isSame(*stamp_, stamp)) return;
+  load(status);
+  // What could not be read may be readable the next time, without any change of the file.
+  stamp_ = state_ == State::kUnreadable ? std::nullopt : std::optional(stamp);
+}
+
+PropertyList PreferencesFile::value(std::string_view key) {
+  const auto marked = marks_.find(key);
+  if (marked != marks_.end()) return marked->second;
+  refresh();
+  return {list_.tree, list_.root.dictionary().get(key)};
+}
+
+std::map<std::string, PropertyList, std::less<>> PreferencesFile::values() {
+  refresh();
+  std::map<std::string, PropertyList, std::less<>> values;
+  const PropertyListDictionary stored = list_.root.dictionary();
+  for (std::size_t i = 0; i < stored.size(); ++i) {
+    if (const auto key = stored.keyAt(i).string()) values.emplace(*key, PropertyList{list_.tree, stored.valueAt(i)});
+  }
+  for (const auto& [key, value] : marks_) {
+    if (value.root) {
+      values[key] = value;
+    } else {
+      values.erase(key);
+    }
+  }
+  return values;
+}
+
+void PreferencesFile::mark(std::string_view key, const PropertyList& value) { marks_[std::string(key)] = value; }
+
+/// Answers whether anything came of it.
+bool PreferencesFile::applyMarks(PropertyList& list) const {
+  if (!list.root) {
+    list.tree = std::make_shared<PropertyListTree>();
+    list.root = list.tree->makeDictionary().value();
+  }
+  const PropertyListDictionary settings = list.root.dictionary();
+  bool isChanged = false;
+  for (const auto& [name, value] : marks_) {
+    const PropertyListKey key{std::string_view(name)};
+    if (value.root) {
+      settings.set(key, copied(*list.tree, value.root));
+    } else if (settings.get(key)) {
+      settings.remove(key);
+    } else {
+      continue;
+    }
+    isChanged = true;
+  }
+  return isChanged;
+}
+
+bool PreferencesFile::setAside() const {
+  const std::string aside = path_ + ".corrupt-" + timeForName();
+  for (int i = 0; i < 100; ++i) {
+    const std::string name = i == 0 ? aside : aside + "-" + std::to_string(i);
+    // By a second name, which never takes the place of anything. Of the file itself, where the path is a link.
+    if (::linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
+    if (errno != EEXIST) break;
+  }
+  return ::rename(path_.c_str(), aside.c_str()) == 0;
+}
+
+bool PreferencesFile::write(const PropertyList& list) const {
+  PropertyListWriting writing =
+      propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kXml));
+  // Some texts and values have no XML that can be read again; the binary form has room for all that was ever read.
+  const bool isReadable =
+      !writing.error && !propertyLists_.propertyListFromData(Data::copyOf(writing.data.joined())).error;
+  if (!isReadable) {
+    writing = propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
+    if (writing.error) return false;
+  }
+  const FilePlace place = followLinks(path_);
+  if (!place.folder) return false;
+  TemporaryFile file(place.folder.get(), kPrivate);
+  if (!file || !writePieces(file.fd(), writing.data) || ::fsync(file.fd()) != 0 || !file.replace(place.name)) {
+    return false;
+  }
+  syncFolder(place.folder.get());
+  waitForNextTick(place.folder.get(), place.name);
+  return true;
+}
+
+bool PreferencesFile::flush() {
+  if (marks_.empty()) return true;
+  const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
+  std::error_code error;
+  if (!std::filesystem::exists(folder, error)) {
+    std::filesystem::create_directories(folder.parent_path(), error);
+    constexpr mode_t kPrivateFolder = 0700;
+    if (::mkdir(folder.c_str(), kPrivateFolder) != 0 && errno != EEXIST) return false;
+  }
+  const SettingsLock lock(path_ + ".lock");
+  if (!lock) return false;
+  stamp_.reset();
+  refresh();
+  if (state_ == State::kUnreadable) return false;
+  PropertyList list = std::exchange(list_, {});
+  const bool isChanged = applyMarks(list);
+  // The list was changed in memory; the next look reads what is on the disk by then.
+  stamp_.reset();
+  if (isChanged && ((state_ == State::kCorrupt && !setAside()) || !write(list))) return false;
+  marks_.clear();
+  return true;
+}
+
+}  // namespace tarvel
