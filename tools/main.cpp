@@ -29,7 +29,7 @@ int run(const tarvel::CommandLine& line) {
   const std::unique_ptr<tarvel::IcuCollator> collator = tarvel::IcuCollator::forEnvironment();
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
-  tarvel::LinuxBundle bundle;
+  tarvel::LinuxBundle bundle(propertyLists, tarvel::helperBundlePathForCommand(), tarvel::preferredLanguages());
   tarvel::LinuxWorkspace workspace;
   tarvel::LinuxClock clock;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
