@@ -30,7 +30,7 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
   tarvel::LinuxBundle bundle(propertyLists, tarvel::helperBundlePathForCommand(), tarvel::preferredLanguages());
-  tarvel::LinuxWorkspace workspace;
+  tarvel::LinuxWorkspace workspace(propertyLists, nullptr);
   tarvel::LinuxClock clock;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
   switch (line.command) {

@@ -1,23 +1,38 @@
 #pragma once
 
+#include <map>
+#include <memory>
+
+#include "platform/linux/linux_run_loop.h"
+#include "platform/property_list_serialization.h"
 #include "platform/workspace.h"
 
 namespace tarvel {
 
-/// File managers here watch folders themselves: an announcement has nobody to go to.
+/// Launches programs so that they outlive this one: as a unit of the user's service manager, as a process in a session
+/// of its own, or through the session bus. Nothing takes longer than a few seconds, whoever fails to answer.
 class LinuxWorkspace final : public Workspace {
  public:
+  /// Both are borrowed. `runLoop` waits for what is launched by path; null where nothing is ever launched.
+  LinuxWorkspace(PropertyListSerialization& propertyLists, LinuxRunLoop* runLoop)
+      : propertyLists_(propertyLists), runLoop_(runLoop) {}
+
+  /// File managers here watch folders themselves: an announcement has nobody to go to.
   void noteFileSystemChanged(const std::string& /*path*/) override {}
-  // Nothing is launched yet.
-  [[nodiscard]] bool offersLaunchApplicationAtUrl() override { return false; }
-  [[nodiscard]] bool launchApplicationAtUrlOptions(const std::string& /*path*/, std::uint32_t /*options*/) override {
-    return false;
-  }
-  [[nodiscard]] bool launchApplication(const std::string& /*path*/) override { return false; }
-  [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view /*bundleIdentifier*/,
-                                                          std::uint32_t /*options*/) override {
-    return false;
-  }
+
+  /// Whether a service manager answers.
+  [[nodiscard]] bool offersLaunchApplicationAtUrl() override;
+  [[nodiscard]] bool launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) override;
+  [[nodiscard]] bool launchApplication(const std::string& path) override;
+  /// By the session bus, else by the desktop file of that name.
+  [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
+                                                          std::uint32_t options) override;
+
+ private:
+  PropertyListSerialization& propertyLists_;
+  LinuxRunLoop* runLoop_;
+  /// Processes to be waited for.
+  std::map<int, std::unique_ptr<LoopSource>> children_;
 };
 
 }  // namespace tarvel

@@ -1,0 +1,41 @@
+#include "platform/linux/linux_workspace.h"
+
+#include "platform/linux/application_locator.h"
+#include "platform/linux/bus_activation.h"
+#include "platform/linux/process_spawning.h"
+#include "platform/linux/user_manager.h"
+
+namespace tarvel {
+
+bool LinuxWorkspace::offersLaunchApplicationAtUrl() { return static_cast<bool>(UserManager()); }
+
+bool LinuxWorkspace::launchApplicationAtUrlOptions(const std::string& path, std::uint32_t /*options*/) {
+  const auto command = commandForApplication(propertyLists_, path);
+  if (!command) return false;
+  UserManager manager;
+  return manager && manager.start(*command);
+}
+
+bool LinuxWorkspace::launchApplication(const std::string& path) {
+  const auto command = commandForApplication(propertyLists_, path);
+  if (!command) return false;
+  const std::optional<pid_t> process = spawnDetached(*command);
+  if (!process) return false;
+  // Where nobody waits for it, it is waited for by whoever inherits it.
+  if (runLoop_ != nullptr) {
+    const int number = *process;
+    auto source = runLoop_->watchChild(number, [this, number](int) { children_.erase(number); });
+    if (source) children_[number] = std::move(source);
+  }
+  return true;
+}
+
+bool LinuxWorkspace::launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
+                                                          std::uint32_t /*options*/) {
+  if (bundleIdentifier.empty()) return false;
+  if (activateOnBus(bundleIdentifier)) return true;
+  const std::string file = desktopFileWithIdentifier(bundleIdentifier);
+  return !file.empty() && launchApplication(file);
+}
+
+}  // namespace tarvel

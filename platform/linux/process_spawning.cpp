@@ -1,0 +1,103 @@
+#include "platform/linux/process_spawning.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/user_folders.h"
+
+namespace tarvel {
+
+namespace {
+
+/// What a service manager tells one service, and nobody else.
+constexpr std::array<std::string_view, 8> kOwnVariables = {"NOTIFY_SOCKET", "INVOCATION_ID", "JOURNAL_STREAM",
+                                                           "LISTEN_PID",    "LISTEN_FDS",    "LISTEN_FDNAMES",
+                                                           "WATCHDOG_PID",  "WATCHDOG_USEC"};
+
+class FileActions {
+ public:
+  FileActions() { (void)::posix_spawn_file_actions_init(&actions_); }
+  ~FileActions() { (void)::posix_spawn_file_actions_destroy(&actions_); }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+
+  [[nodiscard]] posix_spawn_file_actions_t* get() { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_{};
+};
+
+class Attributes {
+ public:
+  Attributes() {
+    (void)::posix_spawnattr_init(&attributes_);
+    sigset_t none;
+    sigset_t all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    (void)::posix_spawnattr_setsigmask(&attributes_, &none);
+    (void)::posix_spawnattr_setsigdefault(&attributes_, &all);
+    (void)::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  }
+  ~Attributes() { (void)::posix_spawnattr_destroy(&attributes_); }
+  Attributes(const Attributes&) = delete;
+  Attributes& operator=(const Attributes&) = delete;
+
+  [[nodiscard]] const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+};
+
+bool isOwnVariable(std::string_view entry) {
+  const std::string_view name = entry.substr(0, entry.find('='));
+  for (const std::string_view own : kOwnVariables) {
+    if (name == own) return true;
+  }
+  return false;
+}
+
+std::vector<char*> environmentForOthers() {
+  std::vector<char*> environment;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    if (!isOwnVariable(*entry)) environment.push_back(*entry);
+  }
+  environment.push_back(nullptr);
+  return environment;
+}
+
+}  // namespace
+
+std::optional<pid_t> spawnDetached(const ProgramCommand& command) {
+  FileActions actions;
+  const Attributes attributes;
+  (void)::posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  (void)::posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  (void)::posix_spawn_file_actions_adddup2(actions.get(), STDOUT_FILENO, STDERR_FILENO);
+  (void)::posix_spawn_file_actions_addclosefrom_np(actions.get(), STDERR_FILENO + 1);
+  const std::string home = userHomeFolder();
+  const std::string folder = command.workingFolder.empty() ? home : command.workingFolder;
+  // Without a folder to be in, any will do.
+  const bool canBeEntered = !folder.empty() && ::access(folder.c_str(), X_OK) == 0;
+  (void)::posix_spawn_file_actions_addchdir_np(actions.get(), canBeEntered ? folder.c_str() : "/");
+
+  std::vector<std::string> words = command.arguments;
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  const std::vector<char*> environment = environmentForOthers();
+  pid_t process = 0;
+  const int code = ::posix_spawnp(&process, command.program.c_str(), actions.get(), attributes.get(), arguments.data(),
+                                  environment.data());
+  errno = code;
+  return code == 0 ? std::optional(process) : std::nullopt;
+}
+
+}  // namespace tarvel

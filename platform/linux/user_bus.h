@@ -1,0 +1,31 @@
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+// Internal to platform/linux.
+namespace tarvel {
+
+struct BusDeleter {
+  void operator()(sd_bus* bus) const { (void)sd_bus_close_unref(bus); }
+};
+using BusPointer = std::unique_ptr<sd_bus, BusDeleter>;
+
+struct BusMessageDeleter {
+  void operator()(sd_bus_message* message) const { (void)sd_bus_message_unref(message); }
+};
+using BusMessagePointer = std::unique_ptr<sd_bus_message, BusMessageDeleter>;
+
+/// The user's session bus, ready for calls. Null when there is none, or none that answers within `patience`.
+[[nodiscard]] BusPointer openUserBus(std::chrono::milliseconds patience);
+
+/// A connection to whoever listens on the socket at `path`, with no bus in between. Null as above.
+[[nodiscard]] BusPointer openPeer(const std::string& path, std::chrono::milliseconds patience);
+
+/// For the calls of sd-bus, which count in microseconds.
+[[nodiscard]] std::uint64_t busTimeout(std::chrono::milliseconds patience);
+
+}  // namespace tarvel
