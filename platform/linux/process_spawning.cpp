@@ -75,12 +75,12 @@ std::vector<char*> environmentForOthers() {
 
 }  // namespace
 
-std::optional<pid_t> spawnDetached(const ProgramCommand& command) {
+std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output) {
   FileActions actions;
   const Attributes attributes;
   (void)::posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  (void)::posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  (void)::posix_spawn_file_actions_adddup2(actions.get(), STDOUT_FILENO, STDERR_FILENO);
+  (void)::posix_spawn_file_actions_addopen(actions.get(), STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+  (void)::posix_spawn_file_actions_adddup2(actions.get(), output < 0 ? STDERR_FILENO : output, STDOUT_FILENO);
   (void)::posix_spawn_file_actions_addclosefrom_np(actions.get(), STDERR_FILENO + 1);
   const std::string home = userHomeFolder();
   const std::string folder = command.workingFolder.empty() ? home : command.workingFolder;

@@ -11,8 +11,8 @@
 namespace tarvel {
 
 /// Executes a program in a session of its own: signals as a new process has them, none of this process's descriptors,
-/// nothing to read and nowhere to write. None, with errno set, when it could not be executed; otherwise it has been by
-/// the time this returns. Somebody has to wait for the process.
-[[nodiscard]] std::optional<pid_t> spawnDetached(const ProgramCommand& command);
+/// nothing to read, and `output` (a descriptor; -1 for none) to write to. None, with errno set, when it could not be
+/// executed; otherwise it has been by the time this returns. Somebody has to wait for the process.
+[[nodiscard]] std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output = -1);
 
 }  // namespace tarvel

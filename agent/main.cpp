@@ -1,0 +1,13 @@
+// TarvelHelper: the agent. Builds the platform and hands control to the application object; everything else is its
+// delegate's. No arguments, no environment.
+
+#include "agent/app_delegate.h"
+#include "agent/preference_keys.h"
+#include "platform/linux/linux_agent_platform.h"
+
+int main() {
+  const auto platform = tarvel::LinuxAgentPlatform::create("TarvelHelper", tarvel::kMainApplicationIdentifier);
+  if (!platform) return 1;
+  tarvel::AppDelegate delegate(platform->platform());
+  return platform->platform().application.run(delegate);
+}

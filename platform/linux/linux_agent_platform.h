@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/linux/icu_collator.h"
+#include "platform/linux/linux_application.h"
+#include "platform/linux/linux_bundle.h"
+#include "platform/linux/linux_clock.h"
+#include "platform/linux/linux_event_stream.h"
+#include "platform/linux/linux_file_manager.h"
+#include "platform/linux/linux_preferences_store.h"
+#include "platform/linux/linux_run_loop.h"
+#include "platform/linux/linux_running_applications.h"
+#include "platform/linux/linux_system_log.h"
+#include "platform/linux/linux_updater.h"
+#include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/linux_workspace.h"
+#include "platform/platform.h"
+#include "platform/plist/serialization.h"
+
+namespace tarvel {
+
+/// Everything an agent stands on, on Linux. Owns it all.
+class LinuxAgentPlatform {
+ public:
+  /// `program` names the agent in the log, `identifier` the application it belongs to. Null when the kernel gives no
+  /// descriptors for a run loop.
+  [[nodiscard]] static std::unique_ptr<LinuxAgentPlatform> create(const std::string& program,
+                                                                  const std::string& identifier);
+
+  [[nodiscard]] const AgentPlatform& platform() const { return platform_; }
+
+ private:
+  LinuxAgentPlatform(std::unique_ptr<LinuxRunLoop> runLoop, const std::string& program, const std::string& identifier);
+
+  std::unique_ptr<LinuxRunLoop> runLoop_;
+  PlistSerialization propertyLists_;
+  LinuxFileManager fileManager_;
+  std::unique_ptr<IcuCollator> collator_;
+  LinuxUuidSource uuidSource_;
+  LinuxSystemLog systemLog_;
+  LinuxBundle bundle_;
+  LinuxBundles bundles_;
+  LinuxWorkspace workspace_;
+  LinuxClock clock_;
+  LinuxApplication application_;
+  LinuxEventStreamService eventStreams_;
+  LinuxPreferencesStore preferences_;
+  LinuxRunningApplications runningApplications_;
+  LinuxUpdaters updaters_;
+  AgentPlatform platform_;
+};
+
+}  // namespace tarvel
