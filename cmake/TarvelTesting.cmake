@@ -41,7 +41,7 @@ endfunction()
 function(tarvel_script_test name script)
   add_test(NAME ${name} COMMAND Python3::Interpreter "${script}" ${ARGN})
   set_tests_properties(${name} PROPERTIES TIMEOUT 600
-    ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT};TARVEL_BIN=$<TARGET_FILE:tarvel>")
+    ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT};TARVEL_BIN=$<TARGET_FILE:tarvel>;TARVEL_HELPER=$<TARGET_FILE:TarvelHelper>;TARVEL_UPDATE_CHECK=$<TARGET_FILE:tarvel-update-check>;TARVEL_SANITIZERS=${TARVEL_SANITIZERS}")
 endfunction()
 
 # tarvel_fuzzer(name [DEPENDS target...]): name.cpp under libFuzzer, or, without it, under a main that replays the corpus.

@@ -17,6 +17,7 @@ FOLDERS = {
     "watcher": "watcher",
     "agent": "agent",
     "agent/main.cpp": "main",
+    "update_check": "checker",
     "tools": "tools",
     "tests": "tests",
     "fuzz": "fuzz",
