@@ -29,7 +29,7 @@ int run(const tarvel::CommandLine& line) {
   const std::unique_ptr<tarvel::IcuCollator> collator = tarvel::IcuCollator::forEnvironment();
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
-  tarvel::LinuxBundle bundle(propertyLists, tarvel::helperBundlePathForCommand(), tarvel::preferredLanguages());
+  tarvel::LinuxBundle bundle = tarvel::LinuxBundle::forCommand(propertyLists);
   tarvel::LinuxWorkspace workspace(propertyLists, nullptr);
   tarvel::LinuxClock clock;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};

@@ -1,24 +1,31 @@
 #pragma once
 
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/bundle.h"
+#include "platform/linux/bundle_location.h"
+#include "platform/linux/user_languages.h"
 #include "platform/property_list_serialization.h"
 
 namespace tarvel {
 
-/// A bundle in a folder: its information in `Contents/Info.plist`, its texts in
-/// `Contents/Resources/<language>.lproj/Localizable.strings`. Both are read on first use and kept; what cannot be read
-/// is as if it were not there.
+/// A bundle in a folder: its information in `Contents/Info.plist`, or `Info.plist` where that is not to be had, its
+/// texts in `Contents/Resources/<language>.lproj/Localizable.strings`, all of them property lists in any form.
+///
+/// Each is read on first use and kept, whatever happens to the file. What is missing, too large or no dictionary is as
+/// if it were not there. The first language that has a table is the one for all texts, so that they never mix; a text
+/// that is in the table counts even when it is empty, as somebody wrote it there.
 class LinuxBundle final : public Bundle {
  public:
-  /// `propertyLists` is borrowed. An empty path: a program outside of any bundle. `languages` are the user's, best
-  /// first, as preferredLanguages() gives them.
+  /// `propertyLists` is borrowed. An empty path: a program outside of any bundle. `languages` as preferredLanguages()
+  /// gives them; without any, no table is ever looked for.
   LinuxBundle(PropertyListSerialization& propertyLists, std::string path, std::vector<std::string> languages);
+
+  /// The bundle whose texts the command uses, at no cost for a user of English.
+  [[nodiscard]] static LinuxBundle forCommand(PropertyListSerialization& propertyLists);
 
   [[nodiscard]] std::string bundlePath() override { return path_; }
   [[nodiscard]] std::optional<std::string> stringForInfoDictionaryKey(std::string_view key) override;
@@ -26,7 +33,8 @@ class LinuxBundle final : public Bundle {
 
  private:
   [[nodiscard]] PropertyList read(const std::string& path) const;
-  void loadTable();
+  [[nodiscard]] PropertyList readInformation() const;
+  [[nodiscard]] PropertyList readTable() const;
 
   PropertyListSerialization& propertyLists_;
   std::string path_;
@@ -35,9 +43,10 @@ class LinuxBundle final : public Bundle {
   std::optional<PropertyList> table_;
 };
 
+/// Bundles on the disk.
 class LinuxBundles final : public Bundles {
  public:
-  /// `propertyLists` is borrowed.
+  /// `propertyLists` is borrowed, also by the bundles that are handed out.
   LinuxBundles(PropertyListSerialization& propertyLists, std::vector<std::string> languages)
       : propertyLists_(propertyLists), languages_(std::move(languages)) {}
 
@@ -47,16 +56,5 @@ class LinuxBundles final : public Bundles {
   PropertyListSerialization& propertyLists_;
   std::vector<std::string> languages_;
 };
-
-/// The user's languages by the environment, best first: "de_AT" gives "de_AT", "de-AT", "de". Ends before English, in
-/// which every text is its own key; empty for a user of English.
-[[nodiscard]] std::vector<std::string> preferredLanguages();
-
-/// The bundle that holds this program: the nearest folder above its executable whose name ends in ".app". Empty when
-/// there is none.
-[[nodiscard]] std::string bundlePathOfExecutable();
-
-/// The agent's bundle as seen from the command, which stands outside: empty when it is not installed beside it.
-[[nodiscard]] std::string helperBundlePathForCommand();
 
 }  // namespace tarvel

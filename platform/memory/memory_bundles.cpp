@@ -2,6 +2,15 @@
 
 namespace tarvel {
 
+namespace {
+
+std::string withoutSlashAtTheEnd(std::string path) {
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
+}
+
+}  // namespace
+
 std::optional<std::string> MemoryBundle::stringForInfoDictionaryKey(std::string_view key) {
   const auto found = information_.find(key);
   if (found == information_.end()) return std::nullopt;
@@ -22,7 +31,7 @@ MemoryBundle& MemoryBundles::at(const std::string& path) {
 
 std::unique_ptr<Bundle> MemoryBundles::bundleWithPath(const std::string& path) {
   ++lookups_;
-  const auto found = bundles_.find(path);
+  const auto found = bundles_.find(withoutSlashAtTheEnd(path));
   if (found == bundles_.end()) return nullptr;
   return std::make_unique<MemoryBundle>(found->second);
 }
