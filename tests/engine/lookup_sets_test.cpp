@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
+#include <regex.h>
 
-#include <algorithm>
 #include <set>
 
 #include "engine/conditional_insert.h"
@@ -47,22 +47,21 @@ TEST(UuidString, BytesBecomeUpperCaseGroups) {
 
 TEST(UuidString, RealOnesAreRandomVersion4AndDistinct) {
   LinuxUuidSource source;
-  const std::string pattern = "XXXXXXXX-XXXX-4XXX-VXXX-XXXXXXXXXXXX";
+  // The pattern, and after it in words what was tried.
+  const std::string recorded = vectorFile("strings.json")["uuid"]["created_pattern"];
+  regex_t pattern{};
+  ASSERT_EQ(::regcomp(&pattern, recorded.substr(0, recorded.find(' ')).c_str(), REG_EXTENDED | REG_NOSUB), 0);
   const auto fits = [&pattern](const std::string& uuid) {
-    return std::ranges::equal(uuid, pattern, [](char c, char wanted) {
-      if (wanted == 'X' || wanted == 'V') {
-        const std::string_view digits = wanted == 'X' ? "0123456789ABCDEF" : "89AB";
-        return digits.find(c) != std::string_view::npos;
-      }
-      return c == wanted;
-    });
+    return ::regexec(&pattern, uuid.c_str(), 0, nullptr, 0) == 0;
   };
+  EXPECT_FALSE(fits("00000000-0000-1000-8000-000000000000"));
   std::set<std::string> seen;
   for (int i = 0; i < 200; ++i) {
     const std::string uuid = stringWithUUID(source);
     EXPECT_TRUE(fits(uuid)) << uuid;
     EXPECT_TRUE(seen.insert(uuid).second);
   }
+  ::regfree(&pattern);
 }
 
 }  // namespace

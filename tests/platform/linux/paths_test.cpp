@@ -3,7 +3,6 @@
 #include <cstdlib>
 
 #include "platform/linux/linux_file_manager.h"
-#include "platform/path_components.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel {
@@ -17,17 +16,6 @@ TEST(Paths, TildesExpandAsInTheOriginal) {
   };
   ASSERT_FALSE(vectors["cases"].empty());
   for (const auto& item : vectors["cases"]) EXPECT_EQ(expandTilde(item["s"], homeOf), item["result"]) << item;
-}
-
-TEST(Paths, LastComponentsAreDeletedAsInTheOriginal) {
-  const auto vectors = vectorFile("strings.json")["deleting_last_path_component"];
-  ASSERT_FALSE(vectors["cases"].empty());
-  for (const auto& item : vectors["cases"]) {
-    const std::string path = item["s"];
-    // Of slashes alone the recorded library leaves nothing; the documented answer, followed here, is the root.
-    const bool isOnlySlashes = path.size() > 1 && path.find_first_not_of('/') == std::string::npos;
-    EXPECT_EQ(deletingLastPathComponent(path), isOnlySlashes ? "/" : item["result"].get<std::string>()) << item;
-  }
 }
 
 TEST(Paths, HomeIsTakenFromTheEnvironmentAndElseFromThePasswordDatabase) {
