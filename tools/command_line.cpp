@@ -20,7 +20,8 @@ constexpr const char* kFooter =
     "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
-    "10 preview: a sort would change the file; 64 wrong usage.";
+    "10 preview: a sort would change the file; 11 status: the agent does not run though it should, or an error waits;\n"
+    "12 settings, report: not kept; 64 wrong usage.";
 
 void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
   command.add_option("FILE", line.file, help)->type_name("");
@@ -28,7 +29,7 @@ void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
 
 void addColor(CLI::App& command, CommandLine& line) {
   command.add_option("--color", line.color, "Colour the output: auto (on a terminal), always, never")
-      ->transform(CLI::CheckedTransformer(kColorChoices, CLI::ignore_case))
+      ->transform(CLI::CheckedTransformer(kColorChoices, CLI::ignore_case).description(""))
       ->type_name("WHEN");
 }
 
@@ -54,6 +55,42 @@ void addSortOptions(CLI::App& command, CommandLine& line) {
   addFile(command, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
 }
 
+void addSettingsAction(CLI::App& settings, CommandLine& line, SettingsAction action, const std::string& name,
+                       const std::string& help) {
+  CLI::App* command = settings.add_subcommand(name, help);
+  if (action != SettingsAction::kList) {
+    command->add_option("KEY", line.key, "The setting's name")->type_name("")->required();
+  }
+  if (action == SettingsAction::kSet) {
+    command->add_option("VALUE", line.value, "yes or no, a number of seconds, or a full path")
+        ->type_name("")
+        ->required();
+  } else if (action != SettingsAction::kUnset) {
+    command->add_flag("--json", line.json, "Answer as JSON");
+  }
+  command->callback([&line, action] { line.settingsAction = action; });
+}
+
+void addAgentCommands(CLI::App& app, CommandLine& line) {
+  CLI::App* settings = app.add_subcommand("settings", "What the agent goes by: list, get, set, unset");
+  settings->add_flag("--json", line.json, "Answer as JSON");
+  addColor(*settings, line);
+  addSettingsAction(*settings, line, SettingsAction::kList, "list", "Every setting with its value (the default)");
+  addSettingsAction(*settings, line, SettingsAction::kGet, "get", "The value of one setting");
+  addSettingsAction(*settings, line, SettingsAction::kSet, "set", "Give a setting a value");
+  addSettingsAction(*settings, line, SettingsAction::kUnset, "unset", "Return a setting to its default");
+  settings->require_subcommand(0, 1);
+  settings->callback([&line] { line.command = Command::kSettings; });
+
+  CLI::App* status = app.add_subcommand("status", "Whether the agent runs, what it goes by and what went wrong");
+  status->add_flag("--json", line.json, "Answer as JSON");
+  addColor(*status, line);
+  status->callback([&line] { line.command = Command::kStatus; });
+
+  CLI::App* report = app.add_subcommand("report", "Show the error that the agent left, and forget it");
+  report->callback([&line] { line.command = Command::kReport; });
+}
+
 void addCommands(CLI::App& app, CommandLine& line) {
   CLI::App* sort = app.add_subcommand("sort", "Clean and order a bookmarks file now");
   addSortOptions(*sort, line);
@@ -71,11 +108,12 @@ void addCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* dump = app.add_subcommand("dump", "Show or convert any property list; writes to standard output");
   dump->add_option("--format", line.dumpFormat, "What to write: xml (default), binary, json")
-      ->transform(CLI::CheckedTransformer(kDumpFormats, CLI::ignore_case))
+      ->transform(CLI::CheckedTransformer(kDumpFormats, CLI::ignore_case).description(""))
       ->type_name("FORMAT");
   addColor(*dump, line);
   addFile(*dump, line, "The property list, - for standard input (default: ~/Library/Safari/Bookmarks.plist)");
   dump->callback([&line] { line.command = Command::kDump; });
+  addAgentCommands(app, line);
 }
 
 std::size_t editDistance(const std::string& a, const std::string& b) {

@@ -9,10 +9,16 @@ namespace tarvel {
 
 /// Exit statuses besides the engine's codes 0 to 8.
 inline constexpr int kExitWouldChange = 10;
+/// status: the agent should run and does not, or an error waits.
+inline constexpr int kExitNeedsAttention = 11;
+/// settings, report: what was to be kept could not be written.
+inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
 
-enum class Command { kSort, kPreview, kRestore, kDump };
+enum class Command { kSort, kPreview, kRestore, kDump, kSettings, kStatus, kReport };
+
+enum class SettingsAction { kList, kGet, kSet, kUnset };
 
 enum class DumpFormat { kXml, kBinary, kJson };
 
@@ -29,6 +35,9 @@ struct CommandLine {
   std::string file;
   DumpFormat dumpFormat = DumpFormat::kXml;
   ColorChoice color = ColorChoice::kAuto;
+  SettingsAction settingsAction = SettingsAction::kList;
+  std::string key;
+  std::string value;
 };
 
 struct ParsedCommandLine {

@@ -12,6 +12,8 @@
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/linux/linux_workspace.h"
 #include "platform/plist/serialization.h"
+#include "tools/agent_commands.h"
+#include "tools/agent_surroundings.h"
 #include "tools/commands.h"
 #include "tools/terminal.h"
 
@@ -22,6 +24,14 @@ class ErrorOutputLog final : public tarvel::SystemLog {
  public:
   void log(std::string_view message) override { std::cerr << "tarvel: " << tarvel::printable(message) << "\n"; }
 };
+
+int runAroundAgent(const tarvel::CommandLine& line) {
+  ErrorOutputLog log;
+  tarvel::LinuxAgentSurroundings linux(log);
+  const tarvel::AgentSurroundings agent = linux.surroundings();
+  if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
+  return line.command == tarvel::Command::kStatus ? tarvel::runStatus(agent, line) : tarvel::runReport(agent, line);
+}
 
 int run(const tarvel::CommandLine& line) {
   tarvel::PlistSerialization propertyLists;
@@ -42,6 +52,8 @@ int run(const tarvel::CommandLine& line) {
       return tarvel::runRestore(platform, line);
     case tarvel::Command::kDump:
       return tarvel::runDump(platform, line);
+    default:
+      return runAroundAgent(line);
   }
   return tarvel::kExitUsage;
 }

@@ -1,0 +1,128 @@
+// tarvel status: what the agent is doing, what it goes by, and what to do next.
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+#include "agent/preference_keys.h"
+#include "platform/path_components.h"
+#include "tools/agent_commands.h"
+#include "tools/commands.h"
+#include "tools/local_time.h"
+#include "tools/settings_table.h"
+
+namespace tarvel {
+
+namespace {
+
+struct FileState {
+  std::string path;
+  bool exists = false;
+  std::string text;
+};
+
+struct Status {
+  std::optional<int> process;
+  bool isWanted = false;
+  std::string latency;
+  FileState bookmarks;
+  FileState backup;
+  std::optional<std::int32_t> code;
+  std::string message;
+
+  /// Whether somebody should do something.
+  [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process); }
+};
+
+FileState stateOfFile(FileManager& files, const std::string& path) {
+  FileState state{path, files.fileExistsAtPath(path), {}};
+  const FileAttributes attributes = files.attributesOfItemAtPath(path);
+  if (attributes.modificationDate) {
+    state.text = "changed " + localTimeText(*attributes.modificationDate);
+  } else {
+    state.text = state.exists ? attributes.status.reason : "there is no such file";
+  }
+  return state;
+}
+
+std::string inForce(const AgentSurroundings& agent, const char* key) {
+  return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
+}
+
+Status gather(const AgentSurroundings& agent) {
+  Status status;
+  status.process = agent.runningAgent();
+  status.isWanted = inForce(agent, kAutoSortModeKey) == "yes";
+  status.latency = inForce(agent, kBookmarksUpdateLatencyKey);
+  status.bookmarks = stateOfFile(agent.files, inForce(agent, kBookmarksFilenameKey));
+  status.backup = stateOfFile(agent.files, agent.files.stringByExpandingTildeInPath(defaultBackupFile()));
+  status.code = pendingCode(agent);
+  if (status.code) status.message = messageOfCode(agent, *status.code);
+  return status;
+}
+
+std::string agentText(const Status& status) {
+  if (!status.process) return "not running";
+  return *status.process == 0 ? "running" : "running, process " + std::to_string(*status.process);
+}
+
+std::string nextStep(const Status& status) {
+  if (!status.isWanted)
+    return "To have your bookmarks sorted: tarvel settings set AutoSortMode yes, then start TarvelHelper.";
+  if (status.code == kHelperErrorUpdateFound && status.process) return "Run “tarvel report” once you have read this.";
+  if (status.code) return "Mend what the error says, then start TarvelHelper again.";
+  if (!status.process) return "Start TarvelHelper.";
+  if (!status.bookmarks.exists) return "Say which file is yours: tarvel settings set BookmarksFilename PATH.";
+  return {};
+}
+
+void showOptions(const AgentSurroundings& agent) {
+  for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
+    std::cout << "                   " << settingNamed(key)->meaning << ": " << inForce(agent, key) << "\n";
+  }
+}
+
+void show(const AgentSurroundings& agent, const Status& status, const Painter& painter) {
+  std::cout << "Agent:             " << agentText(status) << "\n"
+            << "Automatic sorting: " << (status.isWanted ? "on" : "off") << ", " << status.latency
+            << " seconds after the last change\n";
+  showOptions(agent);
+  std::cout << "Bookmarks file:    " << printable(status.bookmarks.path) << ", " << status.bookmarks.text << "\n"
+            << "Folder watched:    " << printable(deletingLastPathComponent(status.bookmarks.path)) << "\n"
+            << "Backup:            " << printable(status.backup.path) << ", "
+            << (status.backup.exists ? status.backup.text : "not made yet") << "\n"
+            << "Last error:        "
+            << (status.code ? painter.red(std::to_string(*status.code) + ": " + printable(status.message)) : "none")
+            << "\n";
+  const std::string next = nextStep(status);
+  if (!next.empty()) std::cout << "\n" << next << "\n";
+}
+
+void showJson(const AgentSurroundings& agent, const Status& status) {
+  nlohmann::ordered_json json = {{"isRunning", status.process.has_value()},
+                                 {"process", status.process.value_or(0)},
+                                 {"automaticSorting", status.isWanted},
+                                 {"bookmarksFile", status.bookmarks.path},
+                                 {"bookmarksFileExists", status.bookmarks.exists},
+                                 {"folderWatched", deletingLastPathComponent(status.bookmarks.path)},
+                                 {"backup", status.backup.path},
+                                 {"backupExists", status.backup.exists},
+                                 {"lastError", status.code.value_or(0)},
+                                 {"lastErrorMessage", status.message},
+                                 {"settings", nlohmann::ordered_json::object()}};
+  for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
+  std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+}
+
+}  // namespace
+
+int runStatus(const AgentSurroundings& agent, const CommandLine& line) {
+  const Status status = gather(agent);
+  if (line.json) {
+    showJson(agent, status);
+  } else {
+    show(agent, status, Painter(usesColor(line.color, 1)));
+  }
+  return status.needsAttention() ? kExitNeedsAttention : 0;
+}
+
+}  // namespace tarvel
