@@ -1,0 +1,197 @@
+// What every application object promises.
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "tests/support/loop_kinds.h"
+#include "tests/support/temporary_directory.h"
+
+namespace tarvel {
+namespace {
+
+using testing::ElementsAre;
+
+class RecordingDelegate final : public ApplicationDelegate {
+ public:
+  void applicationDidFinishLaunching() override {
+    told.emplace_back("launched");
+    if (atLaunch) atLaunch();
+  }
+  void applicationWillTerminate() override {
+    told.emplace_back("will terminate");
+    if (atEnd) atEnd();
+  }
+
+  std::vector<std::string> told;
+  std::function<void()> atLaunch;
+  std::function<void()> atEnd;
+};
+
+struct MemoryApplicationKind : MemoryLoopKind {
+  MemoryApplication application{loop};
+
+  void startOther() { application.setOtherInstanceRuns(); }
+};
+
+struct LinuxApplicationKind : LinuxLoopKind {
+  LinuxApplicationKind() { ::setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1); }
+  ~LinuxApplicationKind() { ::unsetenv("XDG_RUNTIME_DIR"); }
+
+  void startOther() { other.emplace(directory.path("org.tarvel.Test.helper.lock")); }
+
+  TemporaryDirectory directory;
+  MemorySystemLog log;
+  LinuxApplication application{loop, log, "org.tarvel.Test"};
+  std::optional<InstanceLock> other;
+};
+
+template <typename Kind>
+struct ApplicationConformance : testing::Test, Kind {
+  void later(double seconds, std::function<void()> action) {
+    this->loop.performSelectorWithObjectAfterDelay(this, "later", nullptr, std::move(action), seconds);
+  }
+
+  RecordingDelegate delegate;
+};
+
+using Kinds = testing::Types<MemoryApplicationKind, LinuxApplicationKind>;
+TYPED_TEST_SUITE(ApplicationConformance, Kinds);
+
+TYPED_TEST(ApplicationConformance, TheDelegateHearsOfLaunchAndEndAndTheStatusIsZero) {
+  this->delegate.atLaunch = [this] { this->later(0.005, [this] { this->application.terminate(); }); };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
+}
+
+TYPED_TEST(ApplicationConformance, TerminatingWhileLaunchingEndsBeforeTheLoopTurns) {
+  this->delegate.atLaunch = [this] {
+    this->later(0, [this] { this->delegate.told.emplace_back("too late"); });
+    this->application.terminate();
+    this->delegate.told.emplace_back("end of launch");
+  };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate", "end of launch"));
+}
+
+TYPED_TEST(ApplicationConformance, NothingIsDeliveredAfterTheEnd) {
+  this->delegate.atLaunch = [this] {
+    this->later(0, [this] { this->application.terminate(); });
+    this->later(0, [this] { this->delegate.told.emplace_back("too late"); });
+  };
+  this->delegate.atEnd = [this] { this->later(0, [this] { this->delegate.told.emplace_back("far too late"); }); };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
+}
+
+TYPED_TEST(ApplicationConformance, ASecondTerminationDoesNothing) {
+  this->delegate.atLaunch = [this] {
+    this->application.terminate();
+    this->application.terminate();
+  };
+  this->delegate.atEnd = [this] { this->application.terminate(); };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
+}
+
+TYPED_TEST(ApplicationConformance, TerminatingBeforeItRunsDoesNothing) {
+  this->application.terminate();
+  this->delegate.atLaunch = [this] { this->later(0, [this] { this->application.terminate(); }); };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
+}
+
+TYPED_TEST(ApplicationConformance, BesideAnotherInstanceTheDelegateHearsNothingAndTheStatusIsZero) {
+  this->startOther();
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+  EXPECT_THAT(this->delegate.told, testing::IsEmpty());
+}
+
+// What only the real one can show.
+
+struct LinuxApplicationTest : ApplicationConformance<LinuxApplicationKind> {};
+
+TEST_F(LinuxApplicationTest, EachSignalForAnOrderlyEndEndsIt) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    LinuxApplicationKind one;
+    RecordingDelegate told;
+    told.atLaunch = [&] {
+      one.loop.performSelectorWithObjectAfterDelay(
+          &one, "signal", nullptr, [signal] { ::raise(signal); }, 0.001);
+    };
+    EXPECT_EQ(one.application.run(told), 0);
+    EXPECT_THAT(told.told, ElementsAre("launched", "will terminate")) << signal;
+  }
+}
+
+TEST_F(LinuxApplicationTest, ASignalWhileLaunchingWaitsUntilLaunchingIsOver) {
+  delegate.atLaunch = [this] {
+    ::raise(SIGTERM);
+    delegate.told.emplace_back("end of launch");
+  };
+  EXPECT_EQ(application.run(delegate), 0);
+  EXPECT_THAT(delegate.told, ElementsAre("launched", "end of launch", "will terminate"));
+}
+
+TEST_F(LinuxApplicationTest, ASignalDuringALongCallbackComesBeforeWhatIsDueByThen) {
+  delegate.atLaunch = [this] {
+    later(0, [this] {
+      ::raise(SIGTERM);
+      delegate.told.emplace_back("end of callback");
+    });
+    later(0, [this] { delegate.told.emplace_back("too late"); });
+  };
+  EXPECT_EQ(application.run(delegate), 0);
+  EXPECT_THAT(delegate.told, ElementsAre("launched", "end of callback", "will terminate"));
+}
+
+TEST_F(LinuxApplicationTest, ASecondInstanceSaysSoInTheLog) {
+  startOther();
+  EXPECT_EQ(application.run(delegate), 0);
+  EXPECT_THAT(log.lines(), ElementsAre("TarvelHelper is already running for this user, terminating."));
+}
+
+TEST_F(LinuxApplicationTest, WithoutAPlaceForTheLockItRunsAndSaysSo) {
+  ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
+  ::setenv("XDG_CONFIG_HOME", "/proc/nowhere", 1);
+  delegate.atLaunch = [this] { application.terminate(); };
+  EXPECT_EQ(application.run(delegate), 0);
+  ::unsetenv("XDG_CONFIG_HOME");
+  EXPECT_THAT(delegate.told, ElementsAre("launched", "will terminate"));
+  ASSERT_EQ(log.lines().size(), 1U);
+  EXPECT_THAT(log.lines()[0], testing::HasSubstr("Could not make sure that no other TarvelHelper is running"));
+}
+
+TEST_F(LinuxApplicationTest, WithoutARuntimeFolderTheLockLiesBesideTheSettings) {
+  ::unsetenv("XDG_RUNTIME_DIR");
+  ::setenv("XDG_CONFIG_HOME", directory.path("config").c_str(), 1);
+  const std::string path = instanceLockPath("org.tarvel.Test");
+  EXPECT_EQ(path, directory.path("config/org.tarvel.Test/helper.lock"));
+  std::optional<pid_t> holder;
+  delegate.atLaunch = [&] {
+    holder = holderOfInstanceLock(path);
+    application.terminate();
+  };
+  EXPECT_EQ(application.run(delegate), 0);
+  ::unsetenv("XDG_CONFIG_HOME");
+  EXPECT_EQ(holder, ::getpid());
+  namespace fs = std::filesystem;
+  EXPECT_EQ(fs::status(directory.path("config/org.tarvel.Test")).permissions(), fs::perms::owner_all);
+}
+
+TEST(InstanceLockTest, ALockIsFreeOnceItsHolderIsGone) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.path("lock");
+  EXPECT_EQ(holderOfInstanceLock(path), std::nullopt);
+  {
+    const InstanceLock lock(path);
+    EXPECT_EQ(lock.state(), InstanceLock::State::kHeld);
+    EXPECT_EQ(holderOfInstanceLock(path), ::getpid());
+    EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kHeldByOther);
+  }
+  EXPECT_EQ(holderOfInstanceLock(path), std::nullopt);
+  EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kHeld);
+}
+
+}  // namespace
+}  // namespace tarvel
