@@ -29,16 +29,20 @@ std::string nearestBundleAbove(std::string_view file) {
 
 std::string bundlePathOfExecutable() { return nearestBundleAbove(executablePath()); }
 
-std::string helperBundlePathForCommand() {
-  const std::filesystem::path prefix = deletingLastPathComponent(deletingLastPathComponent(executablePath()));
+std::string helperBundlePathSeenFrom(std::string_view executable) {
+  const std::filesystem::path prefix = deletingLastPathComponent(deletingLastPathComponent(executable));
   if (prefix.empty()) return {};
+  const std::string around = nearestBundleAbove(executable);
+  const std::filesystem::path application = around.empty() ? prefix / "Tarvel.app" : std::filesystem::path(around);
   // The library folder is absolute where the build was configured so, and then the prefix drops out.
-  for (const std::filesystem::path& folder : {prefix / TARVEL_LIBRARY_FOLDER / "tarvel", prefix}) {
+  for (const auto& candidate : {prefix / TARVEL_LIBRARY_FOLDER / "tarvel/Tarvel.app", application}) {
     std::error_code error;
-    const std::filesystem::path bundle = folder / "Tarvel.app/Contents/Library/TarvelHelper.app";
+    const std::filesystem::path bundle = candidate / "Contents/Library/TarvelHelper.app";
     if (std::filesystem::is_directory(bundle, error)) return bundle.string();
   }
   return {};
 }
+
+std::string helperBundlePathForCommand() { return helperBundlePathSeenFrom(executablePath()); }
 
 }  // namespace tarvel

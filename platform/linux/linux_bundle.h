@@ -24,7 +24,7 @@ class LinuxBundle final : public Bundle {
   /// gives them; without any, no table is ever looked for.
   LinuxBundle(PropertyListSerialization& propertyLists, std::string path, std::vector<std::string> languages);
 
-  /// The bundle whose texts the command uses, at no cost for a user of English.
+  /// The agent's bundle, whose texts the command and the main application use, at no cost for a user of English.
   [[nodiscard]] static LinuxBundle forCommand(PropertyListSerialization& propertyLists);
 
   [[nodiscard]] std::string bundlePath() override { return path_; }

@@ -24,8 +24,9 @@ std::string MemoryBundle::localizedStringForKeyValue(std::string_view key, std::
 }
 
 MemoryBundle& MemoryBundles::at(const std::string& path) {
-  MemoryBundle& bundle = bundles_[path];
-  bundle.setPath(path);
+  const std::string folder = withoutSlashAtTheEnd(path);
+  MemoryBundle& bundle = bundles_[folder];
+  bundle.setPath(folder);
   return bundle;
 }
 

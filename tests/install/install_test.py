@@ -1,0 +1,181 @@
+#!/usr/bin/env python3
+"""What is installed: every file of the bundles, and that programs find each other from where they stand."""
+
+import os
+import pathlib
+import plistlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+BUILD = pathlib.Path(os.environ["TARVEL_BUILD_DIR"])
+SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
+VERSION = os.environ["TARVEL_VERSION"]
+LIBDIR = os.environ["TARVEL_LIBDIR"]
+FEED = os.environ["TARVEL_UPDATE_FEED_URL"]
+
+HELPER = "Tarvel.app/Contents/Library/TarvelHelper.app"
+LANGUAGES = ("de", "es", "fr", "ja", "sv")
+PROGRAMS = {
+    "Tarvel.app/Contents/Linux/Tarvel",
+    f"{HELPER}/Contents/Linux/TarvelHelper",
+    f"{HELPER}/Contents/Linux/tarvel-update-check",
+}
+LISTS = {"Tarvel.app/Contents/Info.plist", f"{HELPER}/Contents/Info.plist"}
+TABLES = {f"{HELPER}/Contents/Resources/{language}.lproj/Localizable.strings" for language in LANGUAGES}
+
+
+def files_of(folder):
+    """Every file below, relative."""
+    return {path.relative_to(folder).as_posix() for path in folder.rglob("*") if not path.is_dir()}
+
+
+class Tree(unittest.TestCase):
+    """One folder with the bundles in it, and the command beside it."""
+
+    def check_bundles(self, folder):
+        programs = {folder / name for name in PROGRAMS}
+        for name in PROGRAMS:
+            self.assertTrue(os.access(folder / name, os.X_OK), name)
+            self.assertEqual((folder / name).read_bytes()[:4], b"\x7fELF", name)
+        for name in TABLES:
+            language = pathlib.Path(name).parent.name
+            written = SOURCE / "packaging/Resources" / language / "Localizable.strings"
+            self.assertEqual((folder / name).read_bytes(), written.read_bytes(), name)
+        self.check_information(folder / "Tarvel.app", "Tarvel", programs, {"SUFeedURL": FEED} if FEED else {})
+        self.check_information(folder / HELPER, "TarvelHelper", programs, {"LSUIElement": True})
+        # The agent takes the third folder above its bundle for the main application.
+        self.assertEqual((folder / HELPER).parents[2], folder / "Tarvel.app")
+
+    def check_information(self, bundle, name, programs, extra):
+        information = plistlib.loads((bundle / "Contents/Info.plist").read_bytes())
+        wanted = {
+            "CFBundleDevelopmentRegion": "en",
+            "CFBundleExecutable": name,
+            "CFBundleIdentifier": f"org.tarvel.{name}",
+            "CFBundleInfoDictionaryVersion": "6.0",
+            "CFBundleName": name,
+            "CFBundlePackageType": "APPL",
+            "CFBundleShortVersionString": VERSION,
+            "CFBundleVersion": VERSION,
+            **extra,
+        }
+        self.assertEqual(information, wanted)
+        self.assertIn(bundle.joinpath("Contents/Linux", information["CFBundleExecutable"]), programs, bundle)
+
+    def message(self, command, **variables):
+        """What the command says about a file that is not there."""
+        environment = {"HOME": "/nonexistent", "PATH": os.environ["PATH"], **variables}
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+            if name in os.environ:
+                environment[name] = os.environ[name]
+        arguments = [command, "sort", "/nonexistent/B.plist"]
+        return subprocess.run(arguments, env=environment, capture_output=True, check=False).stderr.decode()
+
+    def check_messages(self, command):
+        english = self.message(command, LC_ALL="C.UTF-8")
+        self.assertIn("The bookmarks file “/nonexistent/B.plist” could not be located.", english)
+        for variables in ({}, {"LANG": "en_GB.UTF-8", "LANGUAGE": "en:de"}, {"LANG": "xx_XX.UTF-8"}):
+            self.assertEqual(self.message(command, **variables), english)
+        german = self.message(command, LANG="de_AT.UTF-8")
+        self.assertIn("Die Lesezeichendatei „/nonexistent/B.plist“ wurde nicht gefunden.", german)
+        self.assertEqual(self.message(command, LANG="fr_FR.UTF-8", LANGUAGE="xx:de:fr"), german)
+        for language in LANGUAGES:
+            self.assertNotEqual(self.message(command, LANG=f"{language}.UTF-8"), english, language)
+
+
+class InstalledTree(Tree):
+    def setUp(self):
+        if os.path.isabs(LIBDIR):
+            self.skipTest("this build installs its library folder outside of any prefix")
+        self.root = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-install-"))
+        self.addCleanup(shutil.rmtree, self.root)
+
+    def install(self, prefix, destination=None):
+        environment = {name: value for name, value in os.environ.items() if name != "DESTDIR"}
+        if destination:
+            environment["DESTDIR"] = str(destination)
+        arguments = [os.environ["TARVEL_CMAKE"], "--install", str(BUILD), "--prefix", str(prefix)]
+        done = subprocess.run(arguments, env=environment, capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+
+    def library(self, prefix):
+        return prefix / LIBDIR / "tarvel"
+
+    def test_every_file_of_the_bundles_is_there_and_no_other(self):
+        self.install(self.root)
+        self.assertEqual(files_of(self.library(self.root)), PROGRAMS | LISTS | TABLES)
+        self.assertEqual(files_of(self.root / "bin"), {"tarvel"})
+        self.check_bundles(self.library(self.root))
+
+    def test_the_command_finds_its_tables_from_where_it_stands(self):
+        self.install(self.root)
+        self.check_messages(self.root / "bin/tarvel")
+        # Also under another name, in another folder.
+        link = self.root / "tarvel-link"
+        link.symlink_to("bin/tarvel")
+        self.check_messages(link)
+
+    def test_nobody_who_reads_english_waits_for_a_look_at_the_tables(self):
+        self.install(self.root)
+        if not shutil.which("strace"):
+            self.skipTest("strace is not installed")
+        trace = [shutil.which("strace"), "-f", "-e", "trace=file", self.root / "bin/tarvel", "sort", "/nonexistent/B.plist"]
+        calls = {}
+        for language in ("en_US.UTF-8", "C.UTF-8", "sv_SE.UTF-8"):
+            # The search for leaks is a tracer itself, and there is room for one.
+            environment = {"HOME": "/nonexistent", "LANG": language, "ASAN_OPTIONS": "detect_leaks=0"}
+            done = subprocess.run(trace, env=environment, capture_output=True, text=True, check=False)
+            if "PTRACE_TRACEME" in done.stderr or "ptrace" in done.stderr:
+                self.skipTest("this machine lets nobody trace a program")
+            calls[language] = [line for line in done.stderr.splitlines() if "Tarvel.app" in line]
+        # Were the names misspelt here, the last would be empty as well.
+        self.assertIn("sv.lproj/Localizable.strings", "".join(calls["sv_SE.UTF-8"]))
+        self.assertEqual(calls["en_US.UTF-8"], [])
+        self.assertEqual(calls["C.UTF-8"], [])
+
+    def test_without_its_tables_the_command_speaks_english(self):
+        self.install(self.root)
+        english = self.message(self.root / "bin/tarvel", LC_ALL="C.UTF-8")
+        shutil.rmtree(self.library(self.root))
+        self.assertEqual(self.message(self.root / "bin/tarvel", LANG="de_DE.UTF-8"), english)
+
+    def test_a_package_is_staged_below_its_destination(self):
+        self.install("/usr", self.root)
+        self.assertEqual({path.name for path in self.root.iterdir()}, {"usr"})
+        self.assertEqual(files_of(self.library(self.root / "usr")), PROGRAMS | LISTS | TABLES)
+        self.check_bundles(self.library(self.root / "usr"))
+
+
+class BuildTree(Tree):
+    def test_the_build_holds_the_same_bundles(self):
+        names = {f"Tarvel.app/{name}" for name in files_of(BUILD / "Tarvel.app")}
+        self.assertEqual(names, PROGRAMS | LISTS | TABLES)
+        self.check_bundles(BUILD)
+
+    def test_the_command_finds_its_tables_there_too(self):
+        self.check_messages(pathlib.Path(os.environ["TARVEL_BIN"]))
+
+
+class Configuration(unittest.TestCase):
+    def test_the_feed_is_told_where_the_build_was_given_one(self):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-configure-"))
+        self.addCleanup(shutil.rmtree, folder)
+        feed = "https://updates.example/feed.xml?a=<b>&c=d"
+        settings = {
+            "CMAKE_CXX_COMPILER": os.environ["TARVEL_COMPILER"],
+            "TARVEL_TESTS": "OFF",
+            "TARVEL_UPDATE_FEED_URL": feed,
+        }
+        arguments = [os.environ["TARVEL_CMAKE"], "-S", str(SOURCE), "-B", str(folder)]
+        arguments += ["-G", os.environ["TARVEL_GENERATOR"], *(f"-D{key}={value}" for key, value in settings.items())]
+        done = subprocess.run(arguments, capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        main = plistlib.loads((folder / "Tarvel.app/Contents/Info.plist").read_bytes())
+        self.assertEqual(main["SUFeedURL"], feed)
+        self.assertNotIn("SUFeedURL", plistlib.loads((folder / HELPER / "Contents/Info.plist").read_bytes()))
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
