@@ -83,7 +83,9 @@ bool appendCommand(sd_bus_message* request, const ProgramCommand& command) {
 }
 
 bool appendProperties(sd_bus_message* request, const ProgramCommand& command) {
-  const std::string folder = command.workingFolder.empty() ? "!" + userHomeFolder() : command.workingFolder;
+  const std::string wished = command.workingFolder.empty() ? userHomeFolder() : command.workingFolder;
+  // A unit whose folder is missing does not start.
+  const std::string folder = wished.starts_with('/') && ::access(wished.c_str(), X_OK) == 0 ? wished : "/";
   return sd_bus_message_open_container(request, 'a', "(sv)") >= 0 && appendText(request, "Description", "Tarvel") &&
          appendText(request, "Type", "exec") && appendText(request, "ExitType", "cgroup") &&
          appendText(request, "CollectMode", "inactive-or-failed") && appendText(request, "Slice", "app.slice") &&

@@ -47,6 +47,16 @@ void SessionBus::addService(const std::string& name, const std::string& command)
   directory_.write("services/" + name + ".service", "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
 }
 
+bool SessionBus::activate(const std::string& name) const {
+  sd_bus* bus = nullptr;
+  const bool isStarted =
+      isUp_ && sd_bus_open_user(&bus) >= 0 &&
+      sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                         "StartServiceByName", nullptr, nullptr, "su", name.c_str(), 0) >= 0;
+  (void)sd_bus_close_unref(bus);
+  return isStarted;
+}
+
 void SessionBus::start() {
   std::string configuration = kConfiguration;
   for (std::size_t at = 0; (at = configuration.find("@@")) != std::string::npos;) {

@@ -20,6 +20,8 @@ class SessionBus {
   [[nodiscard]] bool isUp() const { return isUp_; }
   /// From now on the bus starts `command` for whoever asks for `name`. To be said before the bus is up: see start().
   void addService(const std::string& name, const std::string& command);
+  /// Starts a service now; false when it does not come.
+  [[nodiscard]] bool activate(const std::string& name) const;
   /// Starts the bus and sets its address in the environment.
   void start();
 

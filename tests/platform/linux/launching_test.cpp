@@ -219,6 +219,57 @@ TEST_F(Launching, ABusWithoutAManagerOffersNothingAndKnowsNoStranger) {
   EXPECT_FALSE(workspace.launchAppWithBundleIdentifierOptions("org.tarvel.Stranger", kWorkspaceLaunchDefault));
 }
 
+/// What the stand-in for the manager wrote down.
+std::map<std::string, std::string> unitIn(const TemporaryDirectory& directory) {
+  std::map<std::string, std::string> unit;
+  std::ifstream file(directory.path("unit"));
+  for (std::string line; std::getline(file, line);)
+    unit[line.substr(0, line.find(' '))] = line.substr(line.find(' ') + 1);
+  return unit;
+}
+
+TEST_F(Launching, AManagerIsAskedForAUnitThatOutlivesTheAgentAndTakesEveryWordAsItIs) {
+  SessionBus bus;
+  bus.addService("org.freedesktop.systemd1", TARVEL_FAKE_USER_MANAGER);
+  bus.start();
+  ASSERT_TRUE(bus.isUp());
+  ASSERT_TRUE(bus.activate("org.freedesktop.systemd1"));
+  EXPECT_TRUE(workspace.offersLaunchApplicationAtUrl());
+  const std::string path = program("a b/$HOME %n recorder");
+  EXPECT_TRUE(workspace.launchApplicationAtUrlOptions(path, kWorkspaceLaunchDefault));
+  EXPECT_THAT(waitForNotes().arguments, ElementsAre(path));
+  auto unit = unitIn(directory);
+  EXPECT_TRUE(unit["name"].starts_with("app-org.tarvel.Tarvel-") && unit["name"].ends_with(".service"));
+  EXPECT_EQ(unit["mode"], "fail");
+  EXPECT_EQ(unit["Type"], "s exec");
+  EXPECT_EQ(unit["ExitType"], "s cgroup");
+  EXPECT_EQ(unit["Slice"], "s app.slice");
+  EXPECT_EQ(unit["CollectMode"], "s inactive-or-failed");
+  EXPECT_EQ(unit["ExecStartEx"], "a(sasas) " + path + "|no-env-expand|");
+  EXPECT_EQ(unit["WorkingDirectory"], "s " + directory.path());
+  EXPECT_THAT(unit["Environment"], testing::HasSubstr("DBUS_SESSION_BUS_ADDRESS=unix:path="));
+}
+
+TEST_F(Launching, AUnitThatTheManagerCouldNotExecuteIsNoLaunch) {
+  SessionBus bus;
+  bus.addService("org.freedesktop.systemd1", std::string(TARVEL_FAKE_USER_MANAGER) + " failed");
+  bus.start();
+  ASSERT_TRUE(bus.isUp());
+  ASSERT_TRUE(bus.activate("org.freedesktop.systemd1"));
+  EXPECT_FALSE(workspace.launchApplicationAtUrlOptions(program("recorder"), kWorkspaceLaunchDefault));
+  EXPECT_THAT(notes(), IsEmpty());
+}
+
+TEST_F(Launching, ARealManagerExecutesItWhereThereIsOne) {
+  const char* runtime = std::getenv("TARVEL_REAL_RUNTIME_DIR");
+  if (runtime == nullptr)
+    GTEST_SKIP() << "no user manager runs here: name its XDG_RUNTIME_DIR in TARVEL_REAL_RUNTIME_DIR";
+  ::setenv("XDG_RUNTIME_DIR", runtime, 1);
+  ASSERT_TRUE(workspace.offersLaunchApplicationAtUrl());
+  EXPECT_TRUE(workspace.launchApplicationAtUrlOptions("/bin/true", kWorkspaceLaunchDefault));
+  EXPECT_FALSE(workspace.launchApplicationAtUrlOptions("/nowhere", kWorkspaceLaunchDefault));
+}
+
 TEST_F(Launching, ABusThatNeverAnswersIsGivenUp) {
   const UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
