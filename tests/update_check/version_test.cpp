@@ -9,8 +9,7 @@ namespace tarvel {
 namespace {
 
 TEST(Version, EachOfTheseIsNewerThanTheOneBefore) {
-  const std::vector<std::string> ageing = {"",
-                                           "b",
+  const std::vector<std::string> ageing = {"b",
                                            "0",
                                            "0.9",
                                            "1.0a",
