@@ -31,6 +31,8 @@ std::size_t residentKilobytes() {
 
 /// An agent in virtual time whose files and titles are real.
 struct Endurance : testing::Test, AgentFixture {
+  ~Endurance() override { agent.stopWatchingBookmarksFile(); }
+
   std::string manyBookmarks(int round) {
     std::string notation = "Root[ BookmarksBar[ x ] BookmarksMenu[";
     for (int i = 0; i < 200; ++i) notation += " entry" + std::to_string((i * 7919 + round) % 1000) + "ä";

@@ -53,6 +53,11 @@ struct AgentFixture {
     });
   }
 
+  // A stream holds its watcher until it is stopped, which an agent that still runs has not done.
+  ~AgentFixture() { delegate.stopWatchingBookmarksFile(); }
+  AgentFixture(const AgentFixture&) = delete;
+  AgentFixture& operator=(const AgentFixture&) = delete;
+
   [[nodiscard]] std::string bytesOf(std::string_view notation) {
     const PropertyListWriting writing =
         serialization.dataWithPropertyList(tree(notation), static_cast<std::uint32_t>(PropertyListFormat::kBinary));
