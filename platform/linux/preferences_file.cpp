@@ -81,6 +81,25 @@ PropertyListValue copied(PropertyListTree& tree, PropertyListValue value) {
   }
 }
 
+/// Whether two lists of one shape hold the same texts: all that the XML form may lose without a word.
+bool holdSameTexts(PropertyListValue first, PropertyListValue second) {
+  if (first.type() != second.type()) return false;
+  if (const auto text = first.string()) return text == second.string();
+  if (const PropertyListArray array = first.array()) {
+    bool areSame = array.size() == second.array().size();
+    for (std::size_t i = 0; areSame && i < array.size(); ++i)
+      areSame = holdSameTexts(array.at(i), second.array().at(i));
+    return areSame;
+  }
+  const PropertyListDictionary dictionary = first.dictionary();
+  bool areSame = dictionary.size() == second.dictionary().size();
+  for (std::size_t i = 0; areSame && i < dictionary.size(); ++i) {
+    areSame = holdSameTexts(dictionary.keyAt(i), second.dictionary().keyAt(i)) &&
+              holdSameTexts(dictionary.valueAt(i), second.dictionary().valueAt(i));
+  }
+  return areSame;
+}
+
 std::string timeForName() {
   const std::time_t now = std::time(nullptr);
   std::tm parts{};
@@ -204,9 +223,12 @@ bool PreferencesFile::write(const PropertyList& list) const {
   PropertyListWriting writing =
       propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kXml));
   // Some texts and values have no XML that can be read again; the binary form has room for all that was ever read.
-  const bool isReadable =
-      !writing.error && !propertyLists_.propertyListFromData(Data::copyOf(writing.data.joined())).error;
-  if (!isReadable) {
+  bool isKept = false;
+  if (!writing.error) {
+    const PropertyListReading readBack = propertyLists_.propertyListFromData(Data::copyOf(writing.data.joined()));
+    isKept = !readBack.error && holdSameTexts(list.root, readBack.list.root);
+  }
+  if (!isKept) {
     writing = propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
     if (writing.error) return false;
   }
