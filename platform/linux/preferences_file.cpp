@@ -94,8 +94,9 @@ bool holdSameTexts(PropertyListValue first, PropertyListValue second) {
   const PropertyListDictionary dictionary = first.dictionary();
   bool areSame = dictionary.size() == second.dictionary().size();
   for (std::size_t i = 0; areSame && i < dictionary.size(); ++i) {
-    areSame = holdSameTexts(dictionary.keyAt(i), second.dictionary().keyAt(i)) &&
-              holdSameTexts(dictionary.valueAt(i), second.dictionary().valueAt(i));
+    // The XML form puts keys into an order of its own.
+    const auto key = dictionary.keyAt(i).string();
+    areSame = key && holdSameTexts(dictionary.valueAt(i), second.dictionary().get(*key));
   }
   return areSame;
 }
