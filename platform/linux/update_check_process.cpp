@@ -60,6 +60,8 @@ void UpdateCheckProcess::read() {
   // Ended, or talking nonsense: there is no more to be had.
   if (size <= 0 || text_.size() + static_cast<std::size_t>(size) > kLongestOutput) {
     outputSource_.reset();
+    // Whoever goes on talking finds nobody at the other end.
+    output_ = UniqueFd();
     if (size > 0) text_.clear();
     return;
   }

@@ -16,17 +16,17 @@ std::string hexadecimal(std::uint32_t number) {
 
 bool MemoryWorkspace::launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) {
   launches_.push_back("url " + path + " " + hexadecimal(options));
-  return urlLaunchWorks_;
+  return offersUrl_ && urlLaunchWorks_ && isThere(path);
 }
 
 bool MemoryWorkspace::launchApplication(const std::string& path) {
   launches_.push_back("path " + path);
-  return pathLaunchWorks_;
+  return pathLaunchWorks_ && isThere(path);
 }
 
 bool MemoryWorkspace::launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier, std::uint32_t options) {
   launches_.push_back("identifier " + std::string(bundleIdentifier) + " " + hexadecimal(options));
-  return identifierLaunchWorks_;
+  return identifierLaunchWorks_ && !bundleIdentifier.empty();
 }
 
 }  // namespace tarvel

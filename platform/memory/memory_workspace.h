@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,8 @@ class MemoryWorkspace final : public Workspace {
   [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
                                                           std::uint32_t options) override;
 
+  /// Nothing is there to be launched.
+  void setMissing(const std::string& path) { missing_.insert(path); }
   void setOffersUrl(bool offersUrl) { offersUrl_ = offersUrl; }
   void setUrlLaunchWorks(bool works) { urlLaunchWorks_ = works; }
   void setPathLaunchWorks(bool works) { pathLaunchWorks_ = works; }
@@ -30,6 +33,9 @@ class MemoryWorkspace final : public Workspace {
  private:
   std::vector<std::string> announced_;
   std::vector<std::string> launches_;
+  [[nodiscard]] bool isThere(const std::string& path) const { return !path.empty() && !missing_.contains(path); }
+
+  std::set<std::string> missing_;
   bool offersUrl_ = true;
   bool urlLaunchWorks_ = true;
   bool pathLaunchWorks_ = true;
