@@ -123,7 +123,7 @@ std::optional<std::string> newestUpdate(const std::vector<std::string>& versions
   const std::string* newest = nullptr;
   for (const std::string& version : versions) {
     const std::string_view best = newest == nullptr ? current : std::string_view(*newest);
-    if (compareVersions(version, best) > 0) newest = &version;
+    if (compareVersions(version, best) == std::strong_ordering::greater) newest = &version;
   }
   if (newest == nullptr || *newest == skipped) return std::nullopt;
   return *newest;

@@ -56,7 +56,7 @@ std::string desktopFileWithIdentifier(std::string_view identifier) {
   folders.insert(folders.begin(), std::move(userFolder));
   std::error_code error;
   for (const std::string& folder : folders) {
-    const std::string candidate = folder + "/applications/" + std::string(identifier) + ".desktop";
+    std::string candidate = folder + "/applications/" + std::string(identifier) + ".desktop";
     if (folder.starts_with('/') && std::filesystem::is_regular_file(candidate, error)) return candidate;
   }
   return {};

@@ -83,7 +83,9 @@ bool canBeFound(const std::string& program) {
   if (program.find('/') != std::string::npos) return ::access(program.c_str(), X_OK) == 0;
   const char* path = std::getenv("PATH");
   for (const std::string& folder : componentsSeparatedBy(path == nullptr ? "/usr/bin:/bin" : path, ':')) {
-    if (!folder.empty() && ::access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+    std::string candidate = folder;
+    candidate.append("/").append(program);
+    if (!folder.empty() && ::access(candidate.c_str(), X_OK) == 0) return true;
   }
   return false;
 }

@@ -90,6 +90,7 @@ std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output) {
 
   std::vector<std::string> words = command.arguments;
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   const std::vector<char*> environment = environmentForOthers();

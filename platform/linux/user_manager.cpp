@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/linux/user_folders.h"
@@ -49,34 +50,33 @@ bool appendText(sd_bus_message* request, const char* property, const char* text)
   return sd_bus_message_append(request, "(sv)", property, "s", text) >= 0;
 }
 
+bool appendTexts(sd_bus_message* request, std::vector<std::string> texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return sd_bus_message_append_strv(request, pointers.data()) >= 0;
+}
+
 bool appendEnvironment(sd_bus_message* request) {
   std::vector<std::string> entries;
   for (const char* name : kSessionVariables) {
     if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
   }
-  std::vector<char*> texts;
-  for (std::string& entry : entries) texts.push_back(entry.data());
-  texts.push_back(nullptr);
   return sd_bus_message_open_container(request, 'r', "sv") >= 0 &&
          sd_bus_message_append(request, "s", "Environment") >= 0 &&
-         sd_bus_message_open_container(request, 'v', "as") >= 0 &&
-         sd_bus_message_append_strv(request, texts.data()) >= 0 && sd_bus_message_close_container(request) >= 0 &&
-         sd_bus_message_close_container(request) >= 0;
+         sd_bus_message_open_container(request, 'v', "as") >= 0 && appendTexts(request, std::move(entries)) &&
+         sd_bus_message_close_container(request) >= 0 && sd_bus_message_close_container(request) >= 0;
 }
 
 /// Every word as it stands: nothing in it is a variable.
 bool appendCommand(sd_bus_message* request, const ProgramCommand& command) {
-  std::vector<std::string> words = command.arguments;
-  std::vector<char*> texts;
-  for (std::string& word : words) texts.push_back(word.data());
-  texts.push_back(nullptr);
   return sd_bus_message_open_container(request, 'r', "sv") >= 0 &&
          sd_bus_message_append(request, "s", "ExecStartEx") >= 0 &&
          sd_bus_message_open_container(request, 'v', "a(sasas)") >= 0 &&
          sd_bus_message_open_container(request, 'a', "(sasas)") >= 0 &&
          sd_bus_message_open_container(request, 'r', "sasas") >= 0 &&
-         sd_bus_message_append(request, "s", command.program.c_str()) >= 0 &&
-         sd_bus_message_append_strv(request, texts.data()) >= 0 &&
+         sd_bus_message_append(request, "s", command.program.c_str()) >= 0 && appendTexts(request, command.arguments) &&
          sd_bus_message_append(request, "as", 1, "no-env-expand") >= 0 &&
          sd_bus_message_close_container(request) >= 0 && sd_bus_message_close_container(request) >= 0 &&
          sd_bus_message_close_container(request) >= 0 && sd_bus_message_close_container(request) >= 0;
