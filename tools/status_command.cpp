@@ -84,7 +84,7 @@ void showOptions(const AgentSurroundings& agent) {
 void show(const AgentSurroundings& agent, const Status& status, const Painter& painter) {
   std::cout << "Agent:             " << agentText(status) << "\n"
             << "Automatic sorting: " << (status.isWanted ? "on" : "off") << ", " << status.latency
-            << " seconds after the last change\n";
+            << (status.latency == "1" ? " second" : " seconds") << " after the last change\n";
   showOptions(agent);
   std::cout << "Bookmarks file:    " << printable(status.bookmarks.path) << ", " << status.bookmarks.text << "\n"
             << "Folder watched:    " << printable(deletingLastPathComponent(status.bookmarks.path)) << "\n"
