@@ -22,10 +22,14 @@ struct AgentSurroundings {
   std::function<std::optional<int>()> runningAgent;
 };
 
+// What report leaves for status: the last code that was told, an integer, and when that was, a date.
+inline constexpr const char* kReportedErrorKey = "LastReportedError";
+inline constexpr const char* kReportedErrorTimeKey = "LastReportedErrorTime";
+
 [[nodiscard]] int runSettings(const AgentSurroundings& agent, const CommandLine& line);
 [[nodiscard]] int runStatus(const AgentSurroundings& agent, const CommandLine& line);
 
-/// Shows the error that waits, and forgets it. For a person at a terminal.
+/// Shows the error that waits, which then waits no more. For a person at a terminal.
 [[nodiscard]] int runReport(const AgentSurroundings& agent, const CommandLine& line);
 /// The same as the main application that the agent launches: as a notification, or in the log when nobody shows those.
 /// Silent when nothing waits.

@@ -87,7 +87,7 @@ void addAgentCommands(CLI::App& app, CommandLine& line) {
   addColor(*status, line);
   status->callback([&line] { line.command = Command::kStatus; });
 
-  CLI::App* report = app.add_subcommand("report", "Show the error that the agent left, and forget it");
+  CLI::App* report = app.add_subcommand("report", "Show the error that the agent left, unless somebody has");
   report->callback([&line] { line.command = Command::kReport; });
 }
 

@@ -5,6 +5,12 @@
 
 namespace tarvel {
 
+namespace {
+
+constexpr double kSecondsTo2001 = 978307200;
+
+}  // namespace
+
 std::string localTimeText(const Date& date) {
   const std::time_t seconds = date.seconds;
   std::tm parts{};
@@ -14,8 +20,9 @@ std::string localTimeText(const Date& date) {
   return text;
 }
 
+double secondsSince2001() { return static_cast<double>(std::time(nullptr)) - kSecondsTo2001; }
+
 std::string localTimeText(double secondsSince2001) {
-  constexpr double kSecondsTo2001 = 978307200;
   constexpr double kMost = 1e12;
   if (!(std::abs(secondsSince2001) < kMost)) return "at a time beyond the calendar";
   return localTimeText(Date{static_cast<std::int64_t>(std::floor(secondsSince2001 + kSecondsTo2001)), 0});

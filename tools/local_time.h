@@ -10,5 +10,7 @@ namespace tarvel {
 [[nodiscard]] std::string localTimeText(const Date& date);
 /// The same for seconds since 2001, as property lists count.
 [[nodiscard]] std::string localTimeText(double secondsSince2001);
+/// Now.
+[[nodiscard]] double secondsSince2001();
 
 }  // namespace tarvel

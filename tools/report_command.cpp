@@ -6,6 +6,7 @@
 #include "engine/tarvel.h"
 #include "tools/agent_commands.h"
 #include "tools/commands.h"
+#include "tools/local_time.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -16,8 +17,12 @@ std::string bookmarksFile(const AgentSurroundings& agent) {
   return stateOf(*settingNamed(kBookmarksFilenameKey), agent.preferences, agent.files).inForce;
 }
 
-/// Only once somebody has seen it.
-int forget(const AgentSurroundings& agent) {
+/// Nothing waits any more; what it was, and when, is kept for those who ask later. Only once it was told.
+int remember(const AgentSurroundings& agent, std::int32_t code) {
+  const auto tree = std::make_shared<PropertyListTree>();
+  agent.preferences.setAppValue(kReportedErrorKey, {tree, tree->makeInteger(code)}, kMainApplicationIdentifier);
+  agent.preferences.setAppValue(kReportedErrorTimeKey, {tree, tree->makeDate(secondsSince2001())},
+                                kMainApplicationIdentifier);
   agent.preferences.setAppValue(kLastHelperErrorKey, {}, kMainApplicationIdentifier);
   if (agent.preferences.appSynchronize(kMainApplicationIdentifier)) return 0;
   std::cerr << "tarvel: The error could not be removed from “" << printable(agent.settingsPath)
@@ -55,7 +60,7 @@ int runReport(const AgentSurroundings& agent, const CommandLine& /*line*/) {
   std::cout << printable(messageOfCode(agent, *code)) << "\n";
   std::cout.flush();
   // An answer that nobody got stays to be given.
-  return std::cout ? forget(agent) : kExitFailed;
+  return std::cout ? remember(agent, *code) : kExitFailed;
 }
 
 int runReportAsApplication(const AgentSurroundings& agent, Notifier& notifier, SystemLog& systemLog) {
@@ -63,7 +68,7 @@ int runReportAsApplication(const AgentSurroundings& agent, Notifier& notifier, S
   if (!code) return 0;
   const std::string message = messageOfCode(agent, *code);
   if (!notifier.notify("Tarvel", message)) systemLog.log(message);
-  return forget(agent);
+  return remember(agent, *code);
 }
 
 }  // namespace tarvel

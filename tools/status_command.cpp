@@ -28,6 +28,8 @@ struct Status {
   FileState backup;
   std::optional<std::int32_t> code;
   std::string message;
+  /// What was told already, with its time; empty when nothing was.
+  std::string reported;
 
   /// Whether somebody should do something.
   [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process); }
@@ -48,6 +50,15 @@ std::string inForce(const AgentSurroundings& agent, const char* key) {
   return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
 }
 
+std::string reportedText(const AgentSurroundings& agent) {
+  const auto code = agent.preferences.appIntegerValue(kReportedErrorKey, kMainApplicationIdentifier);
+  const PropertyList time = agent.preferences.copyAppValue(kReportedErrorTimeKey, kMainApplicationIdentifier);
+  if (!code) return {};
+  const auto number = static_cast<std::int32_t>(*code);
+  return std::to_string(number) + ", told " + (time.root.date() ? localTimeText(*time.root.date()) : "at some time") +
+         ": " + messageOfCode(agent, number);
+}
+
 Status gather(const AgentSurroundings& agent) {
   Status status;
   status.process = agent.runningAgent();
@@ -57,6 +68,7 @@ Status gather(const AgentSurroundings& agent) {
   status.backup = stateOfFile(agent.files, agent.files.stringByExpandingTildeInPath(defaultBackupFile()));
   status.code = pendingCode(agent);
   if (status.code) status.message = messageOfCode(agent, *status.code);
+  status.reported = reportedText(agent);
   return status;
 }
 
@@ -70,7 +82,9 @@ std::string nextStep(const Status& status) {
     return "To have your bookmarks sorted: tarvel settings set AutoSortMode yes, then start TarvelHelper.";
   if (status.code == kHelperErrorUpdateFound && status.process) return "Run “tarvel report” once you have read this.";
   if (status.code) return "Mend what the error says, then start TarvelHelper again.";
-  if (!status.process) return "Start TarvelHelper.";
+  if (!status.process)
+    return status.reported.empty() ? "Start TarvelHelper."
+                                   : "Mend what the error says, if it still holds, then start TarvelHelper.";
   if (!status.bookmarks.exists) return "Say which file is yours: tarvel settings set BookmarksFilename PATH.";
   return {};
 }
@@ -79,6 +93,11 @@ void showOptions(const AgentSurroundings& agent) {
   for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
     std::cout << "                   " << settingNamed(key)->meaning << ": " << inForce(agent, key) << "\n";
   }
+}
+
+std::string lastErrorText(const Status& status, const Painter& painter) {
+  if (status.code) return painter.red(std::to_string(*status.code) + ": " + printable(status.message));
+  return status.reported.empty() ? "none" : printable(status.reported);
 }
 
 void show(const AgentSurroundings& agent, const Status& status, const Painter& painter) {
@@ -90,9 +109,7 @@ void show(const AgentSurroundings& agent, const Status& status, const Painter& p
             << "Folder watched:    " << printable(deletingLastPathComponent(status.bookmarks.path)) << "\n"
             << "Backup:            " << printable(status.backup.path) << ", "
             << (status.backup.exists ? status.backup.text : "not made yet") << "\n"
-            << "Last error:        "
-            << (status.code ? painter.red(std::to_string(*status.code) + ": " + printable(status.message)) : "none")
-            << "\n";
+            << "Last error:        " << lastErrorText(status, painter) << "\n";
   const std::string next = nextStep(status);
   if (!next.empty()) std::cout << "\n" << next << "\n";
 }
@@ -108,6 +125,7 @@ void showJson(const AgentSurroundings& agent, const Status& status) {
                                  {"backupExists", status.backup.exists},
                                  {"lastError", status.code.value_or(0)},
                                  {"lastErrorMessage", status.message},
+                                 {"lastReported", status.reported},
                                  {"settings", nlohmann::ordered_json::object()}};
   for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
   std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";

@@ -128,7 +128,9 @@ class Report(AgentTest):
             result = self.tarvel("report")
             self.assertEqual((result.returncode, result.stderr), (0, b""), code)
             self.assertIn(words, result.stdout.decode())
-            self.assertEqual(self.stored(), {"FoldersAtTop": True})
+            self.assertEqual(set(self.stored()), {"FoldersAtTop", "LastReportedError", "LastReportedErrorTime"})
+            self.assertEqual(self.stored()["LastReportedError"], code)
+            self.assertIn(f"Last error:        {code}, told 20".encode(), self.tarvel("status").stdout)
             self.assertEqual(self.tarvel("report").stdout, b"Nothing to report.\n")
 
     def test_messages_come_in_the_users_language(self):
@@ -143,7 +145,8 @@ class Report(AgentTest):
         for _ in range(2):
             result = subprocess.run([application], env=self.environment, capture_output=True, check=False)
             self.assertEqual((result.returncode, result.stdout, result.stderr), (0, b"", b""))
-            self.assertEqual(self.stored(), {})
+            self.assertNotIn("LastHelperError", self.stored())
+            self.assertEqual(self.stored()["LastReportedError"], 8)
 
 
 if __name__ == "__main__":

@@ -243,6 +243,14 @@ TEST_F(AgentCommands, AReportIsShownOnceAndThenForgotten) {
   EXPECT_EQ(output, "Nothing to report.\n");
 }
 
+TEST_F(AgentCommands, StatusStillTellsWhatWasReported) {
+  preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
+  EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("Last error:        4, told 20"));
+  EXPECT_THAT(output, HasSubstr("the version is too advanced."));
+}
+
 TEST_F(AgentCommands, AReportThatCannotBeForgottenIsAFailure) {
   preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
   preferences.setFlushWorks(false);
