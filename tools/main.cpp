@@ -10,11 +10,11 @@
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/linux_uuid_source.h"
-#include "platform/linux/linux_workspace.h"
 #include "platform/plist/serialization.h"
 #include "tools/agent_commands.h"
 #include "tools/agent_surroundings.h"
 #include "tools/commands.h"
+#include "tools/quiet_workspace.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -40,7 +40,7 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
   tarvel::LinuxBundle bundle = tarvel::LinuxBundle::forCommand(propertyLists);
-  tarvel::LinuxWorkspace workspace(propertyLists, nullptr);
+  tarvel::QuietWorkspace workspace;
   tarvel::LinuxClock clock;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
   switch (line.command) {

@@ -1,14 +1,14 @@
 #include "platform/linux/folder_polling.h"
 
-#include <dirent.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <string_view>
+
+#include "platform/linux/open_folder.h"
 
 namespace tarvel {
 
@@ -22,10 +22,6 @@ constexpr std::array<std::uint32_t, 12> kRemote = {
     0xFE534D42,  // smb2
     0x00C36400,  // ceph
     0x01161970,  // gfs2
-};
-
-struct FolderCloser {
-  void operator()(DIR* folder) const { (void)::closedir(folder); }
 };
 
 /// FNV-1a: it only has to notice accidents.
@@ -45,7 +41,7 @@ bool isOnRemoteFileSystem(const std::string& folder) {
 }
 
 std::uint64_t folderSignature(const std::string& folder) {
-  const std::unique_ptr<DIR, FolderCloser> entries(::opendir(folder.c_str()));
+  const OpenFolder entries(::opendir(folder.c_str()));
   if (!entries) return 0;
   std::uint64_t sum = 1;
   while (const dirent* entry = ::readdir(entries.get())) {

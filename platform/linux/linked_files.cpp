@@ -1,11 +1,11 @@
 #include "platform/linux/linked_files.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <memory>
 #include <system_error>
+
+#include "platform/linux/open_folder.h"
 
 namespace tarvel {
 
@@ -14,10 +14,6 @@ namespace {
 constexpr int kMostLinks = 64;
 constexpr int kMostEntries = 10'000;
 constexpr int kMostHops = 40;
-
-struct FolderCloser {
-  void operator()(DIR* folder) const { (void)::closedir(folder); }
-};
 
 /// Follows one link to its end.
 void follow(std::filesystem::path folder, std::filesystem::path name, LinkedNames& names) {
@@ -42,7 +38,7 @@ bool isLink(const std::string& folder, const std::string& name) {
 
 LinkedNames linkedNames(const std::string& folder) {
   LinkedNames names;
-  const std::unique_ptr<DIR, FolderCloser> entries(::opendir(folder.c_str()));
+  const OpenFolder entries(::opendir(folder.c_str()));
   if (!entries) return names;
   int links = 0;
   for (int i = 0; i < kMostEntries && links < kMostLinks; ++i) {
