@@ -1,9 +1,16 @@
 #include "platform/linux/linux_application.h"
 
+#include <array>
 #include <csignal>
 #include <utility>
 
 namespace tarvel {
+
+namespace {
+
+constexpr std::array<int, 3> kEndingSignals = {SIGTERM, SIGINT, SIGHUP};
+
+}  // namespace
 
 LinuxApplication::LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier)
     : runLoop_(runLoop), systemLog_(systemLog), identifier_(std::move(identifier)) {}
@@ -25,7 +32,7 @@ bool LinuxApplication::takeLock() {
 void LinuxApplication::watchSignals() {
   // Writing to somebody who hung up is an error to be answered, not an end.
   (void)std::signal(SIGPIPE, SIG_IGN);
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+  for (const int signal : kEndingSignals) {
     if (auto source = runLoop_.watchSignal(signal, [this] { terminate(); })) signals_.push_back(std::move(source));
   }
 }
@@ -46,6 +53,8 @@ int LinuxApplication::run(ApplicationDelegate& delegate) {
 void LinuxApplication::terminate() {
   if (isTerminated_ || delegate_ == nullptr) return;
   isTerminated_ = true;
+  // At the end of a session several of them come; the first is being obeyed, and no other may cut that short.
+  for (const int signal : kEndingSignals) (void)std::signal(signal, SIG_IGN);
   runLoop_.quit();
   delegate_->applicationWillTerminate();
 }

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "tests/support/child_process.h"
 #include "tests/support/loop_kinds.h"
 #include "tests/support/temporary_directory.h"
 
@@ -143,6 +144,24 @@ TEST_F(LinuxApplicationTest, ASignalDuringALongCallbackComesBeforeWhatIsDueByThe
   };
   EXPECT_EQ(application.run(delegate), 0);
   EXPECT_THAT(delegate.told, ElementsAre("launched", "end of callback", "will terminate"));
+}
+
+TEST_F(LinuxApplicationTest, SignalsThatComeTogetherEndItInOrderAllTheSame) {
+  const int answer = inChild([] {
+    int status = 1;
+    {
+      LinuxApplicationKind one;
+      RecordingDelegate told;
+      told.atLaunch = [] {
+        for (const int signal : {SIGTERM, SIGHUP, SIGINT}) (void)::raise(signal);
+      };
+      told.atEnd = [] { (void)::raise(SIGTERM); };
+      status = one.application.run(told) + static_cast<int>(told.told.size()) - 2;
+    }
+    // With the loop gone, nothing that was left over may end the process otherwise.
+    return status;
+  });
+  EXPECT_EQ(answer, 0);
 }
 
 TEST_F(LinuxApplicationTest, ASecondInstanceSaysSoInTheLog) {
