@@ -260,16 +260,6 @@ TEST_F(Launching, AUnitThatTheManagerCouldNotExecuteIsNoLaunch) {
   EXPECT_THAT(notes(), IsEmpty());
 }
 
-TEST_F(Launching, ARealManagerExecutesItWhereThereIsOne) {
-  const char* runtime = std::getenv("TARVEL_REAL_RUNTIME_DIR");
-  if (runtime == nullptr)
-    GTEST_SKIP() << "no user manager runs here: name its XDG_RUNTIME_DIR in TARVEL_REAL_RUNTIME_DIR";
-  ::setenv("XDG_RUNTIME_DIR", runtime, 1);
-  ASSERT_TRUE(workspace.offersLaunchApplicationAtUrl());
-  EXPECT_TRUE(workspace.launchApplicationAtUrlOptions("/bin/true", kWorkspaceLaunchDefault));
-  EXPECT_FALSE(workspace.launchApplicationAtUrlOptions("/nowhere", kWorkspaceLaunchDefault));
-}
-
 TEST_F(Launching, ABusThatNeverAnswersIsGivenUp) {
   const UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
