@@ -16,20 +16,30 @@ namespace tarvel {
 
 namespace {
 
+std::string executableOfBundle(PropertyListSerialization& propertyLists, const std::string& path) {
+  LinuxBundle bundle(propertyLists, path, {});
+  const std::string name = bundle.stringForInfoDictionaryKey("CFBundleExecutable").value_or("");
+  // A name leads nowhere but into the bundle.
+  const bool isName = !name.empty() && name != "." && name != ".." &&
+                      name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+  return isName ? path + "/Contents/Linux/" + name : std::string();
+}
+
+}  // namespace
+
 bool isExecutableFile(const std::string& path) {
   struct stat status {};
   return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
-std::string executableOfBundle(PropertyListSerialization& propertyLists, const std::string& path) {
-  LinuxBundle bundle(propertyLists, path, {});
-  const std::string name = bundle.stringForInfoDictionaryKey("CFBundleExecutable").value_or("");
-  // A name leads nowhere but into the bundle.
-  const bool isName = !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-  return isName ? path + "/Contents/Linux/" + name : std::string();
+std::string startingFolderOf(const ProgramCommand& command) {
+  for (const std::string& folder : {command.workingFolder, userHomeFolder()}) {
+    struct stat status {};
+    const bool isFolder = folder.starts_with('/') && ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    if (isFolder && ::access(folder.c_str(), X_OK) == 0) return folder;
+  }
+  return "/";
 }
-
-}  // namespace
 
 std::optional<ProgramCommand> commandForApplication(PropertyListSerialization& propertyLists, const std::string& path) {
   std::error_code error;

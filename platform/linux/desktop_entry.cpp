@@ -1,7 +1,6 @@
 #include "platform/linux/desktop_entry.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <map>
@@ -14,6 +13,7 @@ namespace tarvel {
 
 namespace {
 
+constexpr const char* kUsualPath = "/usr/local/bin:/usr/bin:/bin";
 constexpr off_t kLargest = off_t{1024} * 1024;
 using Entries = std::map<std::string, std::string, std::less<>>;
 
@@ -79,15 +79,19 @@ std::string valueOf(const Entries& entries, std::string_view key) {
   return found == entries.end() ? std::string() : found->second;
 }
 
-bool canBeFound(const std::string& program) {
-  if (program.find('/') != std::string::npos) return ::access(program.c_str(), X_OK) == 0;
+/// Where the program is; empty when it is nowhere. A file's words depend on no current folder: a path is absolute, and
+/// so are the folders in which a name is looked for.
+std::string locationOf(const std::string& program) {
+  if (program.find('/') != std::string::npos) {
+    return program.starts_with('/') && isExecutableFile(program) ? program : std::string();
+  }
   const char* path = std::getenv("PATH");
-  for (const std::string& folder : componentsSeparatedBy(path == nullptr ? "/usr/bin:/bin" : path, ':')) {
+  for (const std::string& folder : componentsSeparatedBy(path == nullptr ? kUsualPath : path, ':')) {
     std::string candidate = folder;
     candidate.append("/").append(program);
-    if (!folder.empty() && ::access(candidate.c_str(), X_OK) == 0) return true;
+    if (folder.starts_with('/') && isExecutableFile(candidate)) return candidate;
   }
-  return false;
+  return {};
 }
 
 /// A word's field code: "%%" is a percent sign, every other one stands for something there is not.
@@ -137,12 +141,13 @@ std::optional<ProgramCommand> commandOfDesktopFile(const std::string& path) {
   const Entries entries = entriesOf(std::string(bytes.begin(), bytes.end()));
   const std::string needed = valueOf(entries, "TryExec");
   const bool isUsable = valueOf(entries, "Type") == "Application" && valueOf(entries, "Hidden") != "true" &&
-                        (needed.empty() || canBeFound(needed));
+                        (needed.empty() || !locationOf(needed).empty());
   if (!isUsable) return std::nullopt;
   std::vector<std::string> words = wordsOfExecLine(valueOf(entries, "Exec"));
   if (words.empty() || words.front().empty()) return std::nullopt;
-  const std::string program = words.front();
-  return ProgramCommand{program, std::move(words), valueOf(entries, "Path")};
+  std::string program = locationOf(words.front());
+  if (program.empty()) return std::nullopt;
+  return ProgramCommand{std::move(program), std::move(words), valueOf(entries, "Path")};
 }
 
 }  // namespace tarvel

@@ -10,16 +10,35 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/user_folders.h"
-
 namespace tarvel {
 
 namespace {
 
-/// What a service manager tells one service, and nobody else.
-constexpr std::array<std::string_view, 8> kOwnVariables = {"NOTIFY_SOCKET", "INVOCATION_ID", "JOURNAL_STREAM",
-                                                           "LISTEN_PID",    "LISTEN_FDS",    "LISTEN_FDNAMES",
-                                                           "WATCHDOG_PID",  "WATCHDOG_USEC"};
+/// What a service manager, a bus or a desktop tells the program that it starts, and nobody else.
+constexpr std::array<std::string_view, 24> kOwnVariables = {"NOTIFY_SOCKET",
+                                                            "INVOCATION_ID",
+                                                            "JOURNAL_STREAM",
+                                                            "LISTEN_PID",
+                                                            "LISTEN_FDS",
+                                                            "LISTEN_FDNAMES",
+                                                            "WATCHDOG_PID",
+                                                            "WATCHDOG_USEC",
+                                                            "MAINPID",
+                                                            "MANAGERPID",
+                                                            "SYSTEMD_EXEC_PID",
+                                                            "CREDENTIALS_DIRECTORY",
+                                                            "RUNTIME_DIRECTORY",
+                                                            "STATE_DIRECTORY",
+                                                            "CACHE_DIRECTORY",
+                                                            "LOGS_DIRECTORY",
+                                                            "TRIGGER_UNIT",
+                                                            "DBUS_STARTER_ADDRESS",
+                                                            "DBUS_STARTER_BUS_TYPE",
+                                                            "CONFIGURATION_DIRECTORY",
+                                                            "MEMORY_PRESSURE_WATCH",
+                                                            "MEMORY_PRESSURE_WRITE",
+                                                            "DESKTOP_STARTUP_ID",
+                                                            "XDG_ACTIVATION_TOKEN"};
 
 class FileActions {
  public:
@@ -82,11 +101,7 @@ std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output) {
   (void)::posix_spawn_file_actions_addopen(actions.get(), STDERR_FILENO, "/dev/null", O_WRONLY, 0);
   (void)::posix_spawn_file_actions_adddup2(actions.get(), output < 0 ? STDERR_FILENO : output, STDOUT_FILENO);
   (void)::posix_spawn_file_actions_addclosefrom_np(actions.get(), STDERR_FILENO + 1);
-  const std::string home = userHomeFolder();
-  const std::string folder = command.workingFolder.empty() ? home : command.workingFolder;
-  // Without a folder to be in, any will do.
-  const bool canBeEntered = !folder.empty() && ::access(folder.c_str(), X_OK) == 0;
-  (void)::posix_spawn_file_actions_addchdir_np(actions.get(), canBeEntered ? folder.c_str() : "/");
+  (void)::posix_spawn_file_actions_addchdir_np(actions.get(), startingFolderOf(command).c_str());
 
   std::vector<std::string> words = command.arguments;
   std::vector<char*> arguments;
@@ -95,8 +110,8 @@ std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output) {
   arguments.push_back(nullptr);
   const std::vector<char*> environment = environmentForOthers();
   pid_t process = 0;
-  const int code = ::posix_spawnp(&process, command.program.c_str(), actions.get(), attributes.get(), arguments.data(),
-                                  environment.data());
+  const int code = ::posix_spawn(&process, command.program.c_str(), actions.get(), attributes.get(), arguments.data(),
+                                 environment.data());
   errno = code;
   return code == 0 ? std::optional(process) : std::nullopt;
 }

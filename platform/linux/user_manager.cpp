@@ -1,21 +1,23 @@
 #include "platform/linux/user_manager.h"
 
+#include <systemd/sd-id128.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/user_folders.h"
+#include "platform/plist/text_encoding.h"
 
 namespace tarvel {
 
 namespace {
 
 using std::chrono::milliseconds;
-using Clock = std::chrono::steady_clock;
 
 constexpr const char* kName = "org.freedesktop.systemd1";
 constexpr const char* kPath = "/org/freedesktop/systemd1";
@@ -23,11 +25,13 @@ constexpr const char* kManager = "org.freedesktop.systemd1.Manager";
 constexpr milliseconds kGreeting(1000);
 constexpr milliseconds kStart(3000);
 
-/// What a program with windows has to know of the session, and its manager may not.
-constexpr std::array<const char*, 9> kSessionVariables = {
-    "DISPLAY",          "WAYLAND_DISPLAY",          "XAUTHORITY",      "XDG_CURRENT_DESKTOP",
-    "XDG_SESSION_TYPE", "DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME", "XDG_DATA_HOME",
-    "LANGUAGE"};
+/// What a program with windows has to know of the session, and its manager may not; besides, all that begins with
+/// "XDG_".
+constexpr std::array<std::string_view, 8> kSessionVariables = {
+    "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "DBUS_SESSION_BUS_ADDRESS",
+    "LANG",    "LANGUAGE",        "LC_ALL",     "LC_MESSAGES"};
+/// Good for one program only: the one that started this one.
+constexpr std::string_view kSpentVariable = "XDG_ACTIVATION_TOKEN";
 
 int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
   std::uint32_t id = 0;
@@ -41,9 +45,26 @@ int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
   return 0;
 }
 
-std::string unitName() {
-  static unsigned count = 0;
-  return "app-org.tarvel.Tarvel-" + std::to_string(::getpid()) + "-" + std::to_string(++count) + ".service";
+/// Never twice the same: an earlier unit may still be running.
+std::string newUnitName() {
+  sd_id128_t number{};
+  char digits[SD_ID128_STRING_MAX];
+  (void)sd_id128_randomize(&number);
+  return "app-org.tarvel.Tarvel@" + std::string(sd_id128_to_string(number, digits)) + ".service";
+}
+
+bool isOfTheSession(std::string_view name) {
+  const bool isListed = std::ranges::find(kSessionVariables, name) != kSessionVariables.end();
+  return isListed || (name.starts_with("XDG_") && name != kSpentVariable);
+}
+
+/// One variable that a manager does not take would cost the whole launch.
+bool isTakenByManagers(std::string_view entry) {
+  const bool hasControls = std::ranges::any_of(entry, [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte < 0x20 && c != '\t' && c != '\n') || byte == 0x7F;
+  });
+  return !hasControls && isWellFormedUtf8(entry);
 }
 
 bool appendText(sd_bus_message* request, const char* property, const char* text) {
@@ -60,8 +81,9 @@ bool appendTexts(sd_bus_message* request, std::vector<std::string> texts) {
 
 bool appendEnvironment(sd_bus_message* request) {
   std::vector<std::string> entries;
-  for (const char* name : kSessionVariables) {
-    if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const std::string_view text(*entry);
+    if (isOfTheSession(text.substr(0, text.find('='))) && isTakenByManagers(text)) entries.emplace_back(text);
   }
   return sd_bus_message_open_container(request, 'r', "sv") >= 0 &&
          sd_bus_message_append(request, "s", "Environment") >= 0 &&
@@ -83,13 +105,10 @@ bool appendCommand(sd_bus_message* request, const ProgramCommand& command) {
 }
 
 bool appendProperties(sd_bus_message* request, const ProgramCommand& command) {
-  const std::string wished = command.workingFolder.empty() ? userHomeFolder() : command.workingFolder;
-  // A unit whose folder is missing does not start.
-  const std::string folder = wished.starts_with('/') && ::access(wished.c_str(), X_OK) == 0 ? wished : "/";
   return sd_bus_message_open_container(request, 'a', "(sv)") >= 0 && appendText(request, "Description", "Tarvel") &&
          appendText(request, "Type", "exec") && appendText(request, "ExitType", "cgroup") &&
          appendText(request, "CollectMode", "inactive-or-failed") && appendText(request, "Slice", "app.slice") &&
-         appendText(request, "WorkingDirectory", folder.c_str()) && appendEnvironment(request) &&
+         appendText(request, "WorkingDirectory", startingFolderOf(command).c_str()) && appendEnvironment(request) &&
          appendCommand(request, command) && sd_bus_message_close_container(request) >= 0;
 }
 
@@ -98,14 +117,21 @@ bool appendProperties(sd_bus_message* request, const ProgramCommand& command) {
 UserManager::UserManager() {
   const std::string runtime = userRuntimeFolder();
   if (runtime.empty()) return;
-  bus_ = openPeer(runtime + "/systemd/private", kGreeting);
-  if (bus_ && answers()) return;
+  const Deadline greeting(kGreeting);
+  bus_ = openPeer(runtime + "/systemd/private", greeting.left());
+  if (bus_ && answers(greeting)) return;
   destination_ = kName;
-  bus_ = openUserBus(kGreeting);
-  if (bus_ && !answers()) bus_.reset();
+  bus_ = openUserBus(greeting.left());
+  if (bus_ && !answers(greeting)) bus_.reset();
 }
 
-bool UserManager::answers() {
+BusMessagePointer UserManager::newCall(const char* method) {
+  sd_bus_message* message = nullptr;
+  const int made = sd_bus_message_new_method_call(bus_.get(), &message, destination_, kPath, kManager, method);
+  return BusMessagePointer(made < 0 ? nullptr : message);
+}
+
+bool UserManager::answers(const Deadline& deadline) {
   sd_bus_message* message = nullptr;
   if (sd_bus_message_new_method_call(bus_.get(), &message, destination_, kPath, "org.freedesktop.DBus.Peer", "Ping") <
       0) {
@@ -114,52 +140,62 @@ bool UserManager::answers() {
   const BusMessagePointer ping(message);
   // A bus without a manager is not to start one.
   (void)sd_bus_message_set_auto_start(ping.get(), 0);
-  return sd_bus_call(bus_.get(), ping.get(), busTimeout(kGreeting), nullptr, nullptr) >= 0;
+  return sd_bus_call(bus_.get(), ping.get(), busTimeout(deadline.left()), nullptr, nullptr) >= 0;
 }
 
-BusMessagePointer UserManager::requestFor(const ProgramCommand& command) {
-  sd_bus_message* message = nullptr;
-  if (sd_bus_message_new_method_call(bus_.get(), &message, destination_, kPath, kManager, "StartTransientUnit") < 0) {
-    return nullptr;
-  }
-  BusMessagePointer request(message);
-  const bool isWhole = sd_bus_message_append(message, "ss", unitName().c_str(), "fail") >= 0 &&
+BusMessagePointer UserManager::startRequest(const std::string& unit, const ProgramCommand& command) {
+  BusMessagePointer request = newCall("StartTransientUnit");
+  sd_bus_message* const message = request.get();
+  const bool isWhole = message != nullptr && sd_bus_message_append(message, "ss", unit.c_str(), "fail") >= 0 &&
                        appendProperties(message, command) && sd_bus_message_append(message, "a(sa(sv))", 0) >= 0;
   return isWhole ? std::move(request) : nullptr;
 }
 
-bool UserManager::endsWell(const std::string& job, const std::vector<EndedJob>& ended) {
-  const auto end = Clock::now() + kStart;
+void UserManager::sendWithoutWaiting(BusMessagePointer message) {
+  if (!message) return;
+  (void)sd_bus_message_set_expect_reply(message.get(), 0);
+  (void)sd_bus_send(bus_.get(), message.get(), nullptr);
+}
+
+bool UserManager::endsWell(const std::string& job, const std::vector<EndedJob>& ended, const Deadline& deadline) {
   for (std::size_t seen = 0;;) {
     for (; seen < ended.size(); ++seen) {
       if (ended[seen].path == job) return ended[seen].result == "done";
     }
-    const int processed = sd_bus_process(bus_.get(), nullptr);
-    const auto left = std::chrono::duration_cast<milliseconds>(end - Clock::now());
-    if (processed < 0 || left.count() <= 0) return false;
-    if (processed == 0 && sd_bus_wait(bus_.get(), busTimeout(left)) < 0) return false;
+    if (!turnBus(bus_.get(), deadline)) return false;
   }
 }
 
 bool UserManager::start(const ProgramCommand& command) {
-  if (!bus_ || !command.program.starts_with('/')) return false;
+  const std::string unit = newUnitName();
+  const BusMessagePointer request = bus_ ? startRequest(unit, command) : nullptr;
+  if (!request) return false;
+  const Deadline deadline(kStart);
   std::vector<EndedJob> ended;
   sd_bus_slot* slot = nullptr;
-  const int matched =
-      sd_bus_match_signal(bus_.get(), &slot, destination_, kPath, kManager, "JobRemoved", noteEnd, &ended);
-  if (matched < 0) return false;
+  // What is sent arrives in order, so nothing before the request itself needs to be waited for.
+  if (sd_bus_match_signal_async(bus_.get(), &slot, destination_, kPath, kManager, "JobRemoved", noteEnd, nullptr,
+                                &ended) < 0) {
+    return false;
+  }
   // A manager tells of jobs only those who asked.
-  (void)sd_bus_call_method(bus_.get(), destination_, kPath, kManager, "Subscribe", nullptr, nullptr, "");
-  const BusMessagePointer request = requestFor(command);
+  sendWithoutWaiting(newCall("Subscribe"));
   sd_bus_message* answer = nullptr;
   const char* job = nullptr;
-  const bool isAccepted = request &&
-                          sd_bus_call(bus_.get(), request.get(), busTimeout(kStart), nullptr, &answer) >= 0 &&
-                          sd_bus_message_read(answer, "o", &job) >= 0;
-  const bool hasStarted = isAccepted && endsWell(job, ended);
+  const int called = sd_bus_call(bus_.get(), request.get(), busTimeout(deadline.left()), nullptr, &answer);
+  const bool isAccepted = called >= 0 && sd_bus_message_read(answer, "o", &job) >= 0;
+  const bool hasStarted = isAccepted && endsWell(job, ended, deadline);
   (void)sd_bus_message_unref(answer);
   (void)sd_bus_slot_unref(slot);
+  // Somebody will launch it in another way now. It is not to appear twice when the manager gets to it after all.
+  if (!hasStarted) giveUp(unit);
   return hasStarted;
+}
+
+void UserManager::giveUp(const std::string& unit) {
+  BusMessagePointer stop = newCall("StopUnit");
+  if (stop && sd_bus_message_append(stop.get(), "ss", unit.c_str(), "replace") >= 0)
+    sendWithoutWaiting(std::move(stop));
 }
 
 }  // namespace tarvel

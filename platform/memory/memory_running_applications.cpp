@@ -10,6 +10,7 @@ class MemoryRunningApplications::Application final : public RunningApplication {
 
   bool activateWithOptions(std::uint32_t options) override {
     record_->activations.push_back(name_ + " " + std::to_string(options));
+    if (record_->hook) record_->hook(name_);
     return record_->works;
   }
 

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/running_applications.h"
@@ -17,6 +19,8 @@ class MemoryRunningApplications final : public RunningApplications {
   void addRunning(const std::string& bundleIdentifier, const std::string& name);
   /// Whether bringing to the front works; it is recorded either way.
   void setActivationWorks(bool works) { record_->works = works; }
+  /// Called during each activation, after it was recorded. It may change who is running.
+  void setActivationHook(std::function<void(const std::string& name)> hook) { record_->hook = std::move(hook); }
   /// "NAME OPTIONS" for each, in order; this process is "self".
   [[nodiscard]] const std::vector<std::string>& activations() const { return record_->activations; }
 
@@ -27,6 +31,7 @@ class MemoryRunningApplications final : public RunningApplications {
  private:
   struct Record {
     std::vector<std::string> activations;
+    std::function<void(const std::string& name)> hook;
     bool works = true;
   };
   class Application;

@@ -157,6 +157,23 @@ TEST_F(BrowserRefresh, TwoBrowsersComeToTheFrontInOrderBeforeTheOnePause) {
   EXPECT_THAT(memory.clock.sleeps(), ElementsAre(100ms));
 }
 
+TEST_F(BrowserRefresh, ABrowserThatCannotComeToTheFrontKeepsNobodyElseBack) {
+  runningApplications.addRunning("com.apple.Safari", "one");
+  runningApplications.addRunning("com.apple.Safari", "two");
+  runningApplications.setActivationWorks(false);
+  refreshSafariAfterSort(platform);
+  EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "two 2", "self 2"));
+}
+
+TEST_F(BrowserRefresh, ABrowserThatStartsWhileOthersComeToTheFrontIsNotAmongThem) {
+  runningApplications.addRunning("com.apple.Safari", "one");
+  runningApplications.setActivationHook([&](const std::string& name) {
+    if (name == "one") runningApplications.addRunning("com.apple.Safari", "late");
+  });
+  refreshSafariAfterSort(platform);
+  EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "self 2"));
+}
+
 TEST_F(BrowserRefresh, OtherApplicationsAreNoBrowser) {
   runningApplications.addRunning("com.example.Other", "one");
   refreshSafariAfterSort(platform);

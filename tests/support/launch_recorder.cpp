@@ -1,4 +1,5 @@
-// Notes how it was executed, in the folder that TARVEL_RECORD names, and stays until the file "quit" lies there.
+// Notes how it was executed, in the folder that TARVEL_RECORD names, and stays until the file "quit" lies there; then
+// it makes the file "ended".
 
 #include <dirent.h>
 #include <unistd.h>
@@ -29,7 +30,11 @@ int main(int argc, char** argv) {
       if (error || target == temporary || target.string().starts_with("/proc/")) continue;
       notes << "descriptor " << descriptor.path().filename().string() << " " << target.string() << "\n";
     }
-    notes << "hasNotifySocket " << (std::getenv("NOTIFY_SOCKET") != nullptr) << "\n";
+    std::ifstream groups("/proc/self/cgroup");
+    for (std::string line; std::getline(groups, line);) {
+      if (line.starts_with("0::")) notes << "group " << line.substr(3) << "\n";
+    }
+    for (char** entry = environ; *entry != nullptr; ++entry) notes << "environment " << *entry << "\n";
     for (int i = 0; i < argc; ++i) notes << "argument " << argv[i] << "\n";
   }
   std::filesystem::rename(temporary, std::filesystem::path(folder) / (std::to_string(::getpid()) + ".notes"));
@@ -37,4 +42,5 @@ int main(int argc, char** argv) {
   while (!std::filesystem::exists(std::filesystem::path(folder) / "quit") && std::chrono::steady_clock::now() < end) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
+  std::ofstream(std::filesystem::path(folder) / "ended");
 }

@@ -40,6 +40,7 @@ SessionBus::~SessionBus() {
   ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
   if (process_ == 0) return;
   (void)::kill(process_, SIGTERM);
+  thaw();
   (void)::waitpid(process_, nullptr, 0);
 }
 
@@ -55,6 +56,14 @@ bool SessionBus::activate(const std::string& name) const {
                          "StartServiceByName", nullptr, nullptr, "su", name.c_str(), 0) >= 0;
   (void)sd_bus_close_unref(bus);
   return isStarted;
+}
+
+void SessionBus::freeze() const {
+  if (process_ != 0) (void)::kill(process_, SIGSTOP);
+}
+
+void SessionBus::thaw() const {
+  if (process_ != 0) (void)::kill(process_, SIGCONT);
 }
 
 void SessionBus::start() {

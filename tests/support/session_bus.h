@@ -22,6 +22,9 @@ class SessionBus {
   void addService(const std::string& name, const std::string& command);
   /// Starts a service now; false when it does not come.
   [[nodiscard]] bool activate(const std::string& name) const;
+  /// A frozen bus takes connections and answers nobody.
+  void freeze() const;
+  void thaw() const;
   /// Starts the bus and sets its address in the environment.
   void start();
 

@@ -1,0 +1,50 @@
+// A stand-in for an application of the session bus: takes the name "org.tarvel.Test" and notes each time it is asked to
+// show itself in the file "activated" of the folder that TARVEL_RECORD names, with how many times that was.
+//
+// With the argument "plain" it has a name and nothing to be asked, with "mute" it notes the request and never answers,
+// with "brief" it ends instead of answering.
+
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace {
+
+std::string_view mode;
+
+int activate(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) {
+  static int count = 0;
+  const std::string path = std::string(std::getenv("TARVEL_RECORD")) + "/activated";
+  std::ofstream(path + ".new") << "times " << ++count << "\npid " << ::getpid() << "\n";
+  std::filesystem::rename(path + ".new", path);
+  if (mode == "brief") std::_Exit(0);
+  return mode == "mute" ? 1 : sd_bus_reply_method_return(message, "");
+}
+
+constexpr sd_bus_vtable kApplication[] = {SD_BUS_VTABLE_START(0),
+                                          SD_BUS_METHOD("Activate", "a{sv}", "", activate, SD_BUS_VTABLE_UNPRIVILEGED),
+                                          SD_BUS_VTABLE_END};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 1) mode = argv[1];
+  sd_bus* bus = nullptr;
+  if (sd_bus_open_user(&bus) < 0) return 1;
+  if (mode != "plain" && sd_bus_add_object_vtable(bus, nullptr, "/org/tarvel/Test", "org.freedesktop.Application",
+                                                  kApplication, nullptr) < 0) {
+    return 1;
+  }
+  if (sd_bus_request_name(bus, "org.tarvel.Test", 0) < 0) return 1;
+  // Until the bus goes.
+  for (;;) {
+    const int processed = sd_bus_process(bus, nullptr);
+    if (processed < 0) return 0;
+    if (processed == 0 && sd_bus_wait(bus, UINT64_MAX) < 0) return 0;
+  }
+}
