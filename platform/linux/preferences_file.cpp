@@ -29,7 +29,8 @@ class SettingsLock {
  public:
   explicit SettingsLock(const std::string& path)
       : fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate)) {
-    constexpr timespec kPause{0, 10'000'000};
+    // Short beside the time that a flush takes, so that nobody's turn is missed for long.
+    constexpr timespec kPause{0, 2'000'000};
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (fd_) {
       isHeld_ = ::flock(fd_.get(), LOCK_EX | LOCK_NB) == 0;
