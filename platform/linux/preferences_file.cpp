@@ -1,11 +1,9 @@
 #include "platform/linux/preferences_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <memory>
@@ -15,6 +13,7 @@
 
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
+#include "platform/linux/settings_lock.h"
 
 namespace tarvel {
 
@@ -23,27 +22,6 @@ namespace {
 constexpr off_t kLargest = off_t{16} * 1024 * 1024;
 
 std::string words(int code) { return std::generic_category().message(code); }
-
-/// The lock of a settings file, held while this lives. Waits two seconds at most.
-class SettingsLock {
- public:
-  explicit SettingsLock(const std::string& path)
-      : fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate)) {
-    // Short beside the time that a flush takes, so that nobody's turn is missed for long.
-    constexpr timespec kPause{0, 2'000'000};
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (fd_) {
-      isHeld_ = ::flock(fd_.get(), LOCK_EX | LOCK_NB) == 0;
-      if (isHeld_ || (errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) return;
-      (void)::nanosleep(&kPause, nullptr);
-    }
-  }
-  explicit operator bool() const { return isHeld_; }
-
- private:
-  UniqueFd fd_;
-  bool isHeld_ = false;
-};
 
 /// A copy of `value` in another tree. Nesting is bounded: what is deeper than any reader goes was never read.
 PropertyListValue copied(PropertyListTree& tree, PropertyListValue value) {
