@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
@@ -54,6 +55,11 @@ bool installFaults(const std::vector<CallFault>& faults) {
   const sock_fprog description{static_cast<unsigned short>(program.size()), program.data()};
   return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
          ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &description) == 0;
+}
+
+bool hasChildren() {
+  siginfo_t information{};
+  return ::waitid(P_ALL, 0, &information, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
 int inChild(const std::function<int()>& body) {

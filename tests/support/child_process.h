@@ -26,6 +26,9 @@ struct CallFault {
 /// With system calls that fail.
 [[nodiscard]] int inChildWithFaults(const std::vector<CallFault>& faults, const std::function<int()>& body);
 
+/// Whether any child is left, alive or dead. Waits for none, so that it takes nobody's work.
+[[nodiscard]] bool hasChildren();
+
 /// Makes these calls fail for the rest of this process's life; false when the system refuses.
 [[nodiscard]] bool installFaults(const std::vector<CallFault>& faults);
 

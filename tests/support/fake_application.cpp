@@ -2,11 +2,13 @@
 // show itself in the file "activated" of the folder that TARVEL_RECORD names, with how many times that was.
 //
 // With the argument "plain" it has a name and nothing to be asked, with "mute" it notes the request and never answers,
-// with "brief" it ends instead of answering.
+// with "brief" it ends instead of answering, with "freezing" it stops the bus instead.
 
+#include <sys/socket.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -17,12 +19,20 @@ namespace {
 
 std::string_view mode;
 
+void freezeBus(sd_bus_message* message) {
+  ucred bus{};
+  socklen_t size = sizeof bus;
+  const int descriptor = sd_bus_get_fd(sd_bus_message_get_bus(message));
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &bus, &size) == 0 && bus.pid > 0) ::kill(bus.pid, SIGSTOP);
+}
+
 int activate(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) {
   static int count = 0;
   const std::string path = std::string(std::getenv("TARVEL_RECORD")) + "/activated";
   std::ofstream(path + ".new") << "times " << ++count << "\npid " << ::getpid() << "\n";
   std::filesystem::rename(path + ".new", path);
   if (mode == "brief") std::_Exit(0);
+  if (mode == "freezing") freezeBus(message);
   return mode == "mute" ? 1 : sd_bus_reply_method_return(message, "");
 }
 
@@ -42,9 +52,9 @@ int main(int argc, char** argv) {
   }
   if (sd_bus_request_name(bus, "org.tarvel.Test", 0) < 0) return 1;
   // Until the bus goes.
-  for (;;) {
-    const int processed = sd_bus_process(bus, nullptr);
-    if (processed < 0) return 0;
-    if (processed == 0 && sd_bus_wait(bus, UINT64_MAX) < 0) return 0;
+  for (int processed = 0; processed >= 0;) {
+    processed = sd_bus_process(bus, nullptr);
+    if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);
   }
+  (void)sd_bus_unref(bus);
 }

@@ -167,9 +167,9 @@ int main(int argc, char** argv) {
     return 1;
   }
   // Until the bus goes.
-  for (;;) {
-    const int processed = sd_bus_process(bus, nullptr);
-    if (processed < 0) return 0;
-    if (processed == 0 && sd_bus_wait(bus, UINT64_MAX) < 0) return 0;
+  for (int processed = 0; processed >= 0;) {
+    processed = sd_bus_process(bus, nullptr);
+    if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);
   }
+  (void)sd_bus_unref(bus);
 }

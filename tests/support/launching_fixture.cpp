@@ -1,8 +1,12 @@
 #include "tests/support/launching_fixture.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <system_error>
+
+#include "tests/support/child_process.h"
 
 namespace tarvel {
 
@@ -60,6 +64,7 @@ Launching::~Launching() {
     const std::string process = "/proc/" + one.facts.at("pid");
     (void)turnUntil([&] { return linkTarget(process + "/exe").empty(); });
   }
+  EXPECT_TRUE(turnUntil([] { return !hasChildren(); }));
   for (const char* name : kVariables) {
     const auto previous = previousEnvironment_.find(name);
     if (previous == previousEnvironment_.end()) {

@@ -1,9 +1,6 @@
 // What launching, running applications and notifications promise, on every body.
 
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-
-#include <cerrno>
 
 #include "platform/linux/linux_notifier.h"
 #include "platform/linux/linux_running_applications.h"
@@ -12,6 +9,7 @@
 #include "platform/memory/memory_running_applications.h"
 #include "platform/memory/memory_workspace.h"
 #include "platform/plist/serialization.h"
+#include "tests/support/child_process.h"
 #include "tests/support/linux_stream.h"
 #include "tests/support/temporary_directory.h"
 
@@ -40,7 +38,7 @@ struct LinuxWorkspaceKind {
   }
   ~LinuxWorkspaceKind() {
     // What was launched is waited for by the loop.
-    EXPECT_TRUE(real.turnUntil([] { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }));
+    EXPECT_TRUE(real.turnUntil([] { return !hasChildren(); }));
     for (const char* name : {"XDG_RUNTIME_DIR", "XDG_DATA_HOME", "XDG_DATA_DIRS"}) ::unsetenv(name);
   }
 
