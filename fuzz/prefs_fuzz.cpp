@@ -1,0 +1,66 @@
+// Any bytes as the file of an application's settings: read, changed in one key, written, read again.
+
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "fuzz/round_trips.h"
+#include "platform/linux/preferences_file.h"
+#include "platform/memory/memory_platform.h"
+#include "platform/preference_value.h"
+#include "tests/support/temporary_directory.h"
+
+namespace tarvel::fuzz {
+
+constexpr std::string_view kKey = "BookmarksLatency";
+
+/// Whether some file beside the settings holds what they held.
+inline bool isSetAside(const TemporaryDirectory& folder, const std::string& bytes) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    const std::string name = entry.path().filename().string();
+    if (name.starts_with("p.plist.corrupt-") && folder.read(name) == bytes) return true;
+  }
+  return false;
+}
+
+inline void checkChange(const TemporaryDirectory& folder, const std::string& bytes, bool wasUnderstood) {
+  PlistSerialization serialization;
+  MemorySystemLog log;
+  PreferencesFile file(serialization, log, folder.path("p.plist"));
+  const auto before = file.values();
+  const auto tree = std::make_shared<PropertyListTree>();
+  file.mark(kKey, {tree, tree->makeInteger(7)});
+  if (!file.flush()) {
+    require(folder.read("p.plist") == bytes, "settings that could not be written are changed");
+    return;
+  }
+  PreferencesFile fresh(serialization, log, folder.path("p.plist"));
+  auto after = fresh.values();
+  require(integerFromPreference(after[std::string(kKey)].root) == 7, "what was set is not there");
+  for (const auto& [key, value] : before) {
+    if (key != kKey) require(after.contains(key), "a setting that nobody touched is gone");
+  }
+  require(after.size() == before.size() + (before.contains(kKey) ? 0 : 1), "a setting came from nowhere");
+  require(wasUnderstood || isSetAside(folder, bytes), "what could not be understood was not kept");
+}
+
+}  // namespace tarvel::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace tarvel;
+  const TemporaryDirectory folder;
+  const std::string bytes(reinterpret_cast<const char*>(data), size);  // NOLINT: bytes read as text
+  folder.write("p.plist", bytes);
+  PlistSerialization serialization;
+  MemorySystemLog log;
+  PreferencesFile file(serialization, log, folder.path("p.plist"));
+  for (const auto& [key, value] : file.values()) {
+    (void)booleanFromPreference(value.root);
+    (void)integerFromPreference(value.root);
+    fuzz::require(file.value(key).root.type() == value.root.type(), "one value is told in two ways");
+  }
+  fuzz::checkChange(folder, bytes, log.lines().empty());
+  return 0;
+}
