@@ -4,17 +4,20 @@
 
 #include "fuzz/round_trips.h"
 #include "update_check/feed.h"
+#include "update_check/plain_text.h"
 #include "update_check/version.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace tarvel;
   const auto versions = versionsInFeed({reinterpret_cast<const char*>(data), size});  // NOLINT: bytes read as text
   if (!versions) return 0;
-  const auto newest = newestUpdate(*versions, "1.0", "");
-  for (const std::string& version : *versions) {
-    fuzz::require(!version.empty() && version.find('\n') == std::string::npos, "a version of no or several lines");
-    fuzz::require(!newest || compareVersions(version, *newest) != std::strong_ordering::greater,
-                  "a version newer than the newest");
+  for (const auto* kind : {&versions->internal, &versions->shortOnly}) {
+    const auto newest = newestUpdate(*kind, "1.0", "");
+    for (const std::string& version : *kind) {
+      fuzz::require(!version.empty() && plainText(version) == version, "a version that is no plain text");
+      fuzz::require(!newest || compareVersions(version, *newest) != std::strong_ordering::greater,
+                    "a version newer than the newest");
+    }
   }
   return 0;
 }

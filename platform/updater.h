@@ -29,16 +29,18 @@ class Updater {
  public:
   virtual ~Updater() = default;
 
+  /// False as long as nobody said yes, and where no check can be made or the interval is nothing.
   [[nodiscard]] virtual bool automaticallyChecksForUpdates() = 0;
-  /// Seconds between checks.
+  /// Seconds between checks, at least sixty.
   [[nodiscard]] virtual double updateCheckInterval() = 0;
-  /// None when no check was ever made.
+  /// When the last check was begun. None when none ever was.
   [[nodiscard]] virtual std::optional<Date> lastUpdateCheckDate() = 0;
 
   /// Not owned. None with a null pointer.
   virtual void setDelegate(UpdaterDelegate* delegate) = 0;
   /// Begins a check that shows nothing and tells the delegate of an update. Every fault, and no update, mean silence.
-  /// While a check is under way, another is not begun.
+  /// While a check is under way, another is not begun; nor is one of an application that names no feed or no version of
+  /// its own. The delegate is never told before this returns.
   virtual void checkForUpdateInformation() = 0;
 };
 

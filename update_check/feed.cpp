@@ -2,9 +2,11 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
+#include "update_check/plain_text.h"
 #include "update_check/version.h"
 
 namespace tarvel {
@@ -35,7 +37,7 @@ class FeedReader {
   }
 
   [[nodiscard]] bool isFeed() const { return isRss_ && !isRefused_; }
-  [[nodiscard]] std::vector<std::string> takeVersions() { return std::move(versions_); }
+  [[nodiscard]] FeedVersions takeVersions() { return std::move(versions_); }
 
  private:
   static void begin(void* self, const char* name, const char** attributes) {
@@ -88,25 +90,26 @@ class FeedReader {
   }
 
   void takeItem() {
-    std::string& version = item_.version.empty() ? item_.shortVersion : item_.version;
     const bool isOurs = (item_.system.empty() || item_.system == kThisSystem) && item_.channel.empty();
-    // One line is all that a version may be.
-    const bool isPlain = version.find_first_of("\r\n\t ") == std::string::npos;
-    if (isOurs && !version.empty() && isPlain) versions_.push_back(std::move(version));
+    if (!isOurs) return;
+    const bool isInternal = !item_.version.empty();
+    std::string& version = isInternal ? item_.version : item_.shortVersion;
+    if (version.empty() || !std::ranges::all_of(version, isPlainCharacter)) return;
+    (isInternal ? versions_.internal : versions_.shortOnly).push_back(std::move(version));
   }
 
   XML_Parser parser_;
   std::vector<std::string> path_;
   Item item_;
   std::string* field_ = nullptr;
-  std::vector<std::string> versions_;
+  FeedVersions versions_;
   bool isRss_ = false;
   bool isRefused_ = false;
 };
 
 }  // namespace
 
-std::optional<std::vector<std::string>> versionsInFeed(std::string_view feed) {
+std::optional<FeedVersions> versionsInFeed(std::string_view feed) {
   constexpr std::size_t kLargest = std::size_t{64} * 1024 * 1024;
   if (feed.size() > kLargest) return std::nullopt;
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(XML_ParserCreateNS(nullptr, kSeparator),
@@ -127,6 +130,12 @@ std::optional<std::string> newestUpdate(const std::vector<std::string>& versions
   }
   if (newest == nullptr || *newest == skipped) return std::nullopt;
   return *newest;
+}
+
+std::optional<std::string> updateInFeed(const FeedVersions& feed, const CurrentVersion& current,
+                                        std::string_view skipped) {
+  auto update = newestUpdate(feed.internal, current.internal, skipped);
+  return update ? update : newestUpdate(feed.shortOnly, current.shortVersion, skipped);
 }
 
 }  // namespace tarvel

@@ -2,11 +2,14 @@
 // the network nor a parser of its own.
 
 #include <CLI/CLI.hpp>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "update_check/download.h"
 #include "update_check/feed.h"
+#include "update_check/plain_text.h"
 
 namespace {
 
@@ -14,21 +17,32 @@ constexpr int kFound = 0;
 constexpr int kNothingNew = 1;
 constexpr int kFault = 2;
 
-int check(const std::string& address, const std::string& current, const std::string& skipped) {
-  const tarvel::Download download = tarvel::downloadFeed(address, {});
-  if (!download.fault.empty()) {
-    std::cerr << "tarvel-update-check: " << download.fault << "\n";
-    return kFault;
-  }
+int complain(const std::string& text) {
+  std::cerr << "tarvel-update-check: " << tarvel::plainText(text) << "\n";
+  return kFault;
+}
+
+struct Request {
+  std::string feed;
+  tarvel::CurrentVersion current;
+  std::string skipped;
+};
+
+int check(const Request& request) {
+  tarvel::DownloadTerms terms;
+  if (const char* certificates = std::getenv("SSL_CERT_FILE")) terms.certificates = certificates;
+  const tarvel::Download download = tarvel::downloadFeed(request.feed, terms);
+  if (!download.fault.empty()) return complain(download.fault);
   const auto versions = tarvel::versionsInFeed(download.body);
-  if (!versions) {
-    std::cerr << "tarvel-update-check: This is no feed of updates.\n";
-    return kFault;
-  }
-  const auto update = tarvel::newestUpdate(*versions, current, skipped);
+  if (!versions) return complain("This is no feed of updates.");
+  const auto update = tarvel::updateInFeed(*versions, request.current, request.skipped);
   if (!update) return kNothingNew;
   std::cout << *update << std::endl;
   return std::cout ? kFound : kFault;
+}
+
+std::string objectionToVersion(const std::string& text) {
+  return text.empty() ? "The version is empty, and anything would be newer." : "";
 }
 
 }  // namespace
@@ -38,20 +52,20 @@ int main(int argc, char** argv) {
     CLI::App app{"Looks whether a feed offers a version newer than the one at hand, and prints it."};
     app.footer("Exit status: 0 a newer version was printed, 1 there is none, 2 it could not be found out.");
     app.set_version_flag("--version", "tarvel-update-check " TARVEL_VERSION);
-    std::string feed;
-    std::string current;
-    std::string skipped;
-    app.add_option("--feed", feed, "Address of the feed, https only")->required();
-    app.add_option("--current", current, "The version at hand")->required();
-    app.add_option("--skipped", skipped, "A version that is not worth a word");
+    Request request;
+    tarvel::CurrentVersion& current = request.current;
+    app.add_option("--feed", request.feed, "Address of the feed, https only")->required();
+    app.add_option("--current", current.internal, "The version at hand")->required()->check(objectionToVersion);
+    app.add_option("--current-short", current.shortVersion, "Its version for people, if it has another one");
+    app.add_option("--skipped", request.skipped, "A version that is not worth a word");
     try {
       app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? 0 : kFault;
     }
-    return check(feed, current, skipped);
+    if (current.shortVersion.empty()) current.shortVersion = current.internal;
+    return check(request);
   } catch (const std::exception& error) {
-    std::cerr << "tarvel-update-check: " << error.what() << "\n";
-    return kFault;
+    return complain(error.what());
   }
 }

@@ -16,7 +16,8 @@ constexpr const char* kIntervalKey = "SUScheduledCheckInterval";
 constexpr const char* kLastCheckKey = "SULastCheckTime";
 constexpr const char* kSkippedKey = "SUSkippedVersion";
 constexpr const char* kFeedKey = "SUFeedURL";
-constexpr const char* kVersionKey = "CFBundleShortVersionString";
+constexpr const char* kVersionKey = "CFBundleVersion";
+constexpr const char* kShortVersionKey = "CFBundleShortVersionString";
 constexpr const char* kIdentifierKey = "CFBundleIdentifier";
 constexpr double kDefaultInterval = 86400;
 /// A feed is not asked more often than once a minute, whatever the settings say.
@@ -32,7 +33,7 @@ class LinuxUpdater final : public Updater {
   [[nodiscard]] bool automaticallyChecksForUpdates() override {
     // Nobody was asked yet where the key is absent, and the agent asks nobody: that means no.
     const bool isWanted = preferences().appBooleanValue(kAutomaticKey, identifier()).value_or(false);
-    return isWanted && !information(kFeedKey).empty() && storedInterval() > 0;
+    return isWanted && canCheck() && storedInterval() > 0;
   }
 
   [[nodiscard]] double updateCheckInterval() override { return std::max(storedInterval(), kLeastInterval); }
@@ -50,14 +51,18 @@ class LinuxUpdater final : public Updater {
   void setDelegate(UpdaterDelegate* delegate) override { delegate_ = delegate; }
 
   void checkForUpdateInformation() override {
-    if (check_) return;
+    if (check_ || !canCheck()) return;
     rememberCheck();
     std::vector<std::string> arguments = {"--feed", information(kFeedKey), "--current", information(kVersionKey)};
+    if (const std::string version = information(kShortVersionKey); !version.empty()) {
+      arguments.insert(arguments.end(), {"--current-short", version});
+    }
     const PropertyList skipped = preferences().copyAppValue(kSkippedKey, identifier());
     if (const auto version = skipped.root.string(); version && !version->empty()) {
       arguments.insert(arguments.end(), {"--skipped", std::string(*version)});
     }
     check_ = UpdateCheckProcess::start(surroundings_.runLoop, surroundings_.checker, std::move(arguments),
+                                       surroundings_.deadline,
                                        [this](const std::optional<std::string>& version) { finish(version); });
   }
 
@@ -68,6 +73,9 @@ class LinuxUpdater final : public Updater {
     return bundle_ ? bundle_->stringForInfoDictionaryKey(key).value_or("") : "";
   }
   [[nodiscard]] std::string identifier() const { return information(kIdentifierKey); }
+
+  /// Without a version at hand, every one that the feed offers would be an update.
+  [[nodiscard]] bool canCheck() const { return !information(kFeedKey).empty() && !information(kVersionKey).empty(); }
 
   [[nodiscard]] double storedInterval() const {
     const PropertyList value = preferences().copyAppValue(kIntervalKey, identifier());

@@ -14,17 +14,16 @@ namespace tarvel {
 
 namespace {
 
-/// The checker gives up by itself after a minute.
-constexpr std::chrono::seconds kDeadline(90);
 /// A version and a line break.
 constexpr std::size_t kLongestOutput = 4096;
 
 }  // namespace
 
 std::unique_ptr<UpdateCheckProcess> UpdateCheckProcess::start(LinuxRunLoop& loop, const std::string& program,
-                                                              std::vector<std::string> arguments, Done done) {
+                                                              std::vector<std::string> arguments,
+                                                              std::chrono::milliseconds deadline, Done done) {
   std::unique_ptr<UpdateCheckProcess> check(new UpdateCheckProcess(std::move(done)));
-  if (!check->spawn(program, std::move(arguments)) || !check->attach(loop)) return nullptr;
+  if (!check->spawn(program, std::move(arguments)) || !check->attach(loop, deadline)) return nullptr;
   return check;
 }
 
@@ -47,10 +46,10 @@ bool UpdateCheckProcess::spawn(const std::string& program, std::vector<std::stri
   return process.has_value();
 }
 
-bool UpdateCheckProcess::attach(LinuxRunLoop& loop) {
+bool UpdateCheckProcess::attach(LinuxRunLoop& loop, std::chrono::milliseconds deadline) {
   outputSource_ = loop.watchDescriptor(output_.get(), EPOLLIN, [this](std::uint32_t) { read(); });
   childSource_ = loop.watchChild(process_, [this](int status) { finish(status); });
-  deadline_ = loop.callAfter(kDeadline, [this] { (void)::kill(process_, SIGKILL); });
+  deadline_ = loop.callAfter(deadline, [this] { (void)::kill(process_, SIGKILL); });
   return outputSource_ && childSource_;
 }
 
@@ -70,6 +69,7 @@ void UpdateCheckProcess::read() {
 
 void UpdateCheckProcess::finish(int status) {
   process_ = 0;
+  deadline_.reset();
   // What the program said last may still be in the pipe.
   while (outputSource_) read();
   const std::string version = text_.substr(0, text_.find('\n'));

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -20,9 +21,10 @@ class UpdateCheckProcess {
   /// Called once, with the version that was found, or none. May destroy this.
   using Done = std::function<void(std::optional<std::string> version)>;
 
-  /// Null when the program could not be started.
+  /// Runs `program` for no longer than `deadline`. Null when it could not be started.
   [[nodiscard]] static std::unique_ptr<UpdateCheckProcess> start(LinuxRunLoop& loop, const std::string& program,
-                                                                 std::vector<std::string> arguments, Done done);
+                                                                 std::vector<std::string> arguments,
+                                                                 std::chrono::milliseconds deadline, Done done);
   ~UpdateCheckProcess();
   UpdateCheckProcess(const UpdateCheckProcess&) = delete;
   UpdateCheckProcess& operator=(const UpdateCheckProcess&) = delete;
@@ -31,7 +33,7 @@ class UpdateCheckProcess {
   explicit UpdateCheckProcess(Done done) : done_(std::make_shared<Done>(std::move(done))) {}
 
   [[nodiscard]] bool spawn(const std::string& program, std::vector<std::string> arguments);
-  [[nodiscard]] bool attach(LinuxRunLoop& loop);
+  [[nodiscard]] bool attach(LinuxRunLoop& loop, std::chrono::milliseconds deadline);
   void read();
   void finish(int status);
 

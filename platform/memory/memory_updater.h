@@ -6,36 +6,56 @@
 #include <string>
 #include <vector>
 
+#include "platform/memory/virtual_time.h"
 #include "platform/updater.h"
 
 namespace tarvel {
 
-/// An updater with the settings a test gives it, which finds what the test reports.
+/// An updater with the settings a test gives it, whose checks go on until the test says what they found.
 class MemoryUpdater final : public Updater {
  public:
+  /// `time` is borrowed.
+  explicit MemoryUpdater(const VirtualTime& time) : time_(time) {}
+
+  // What the application's bundle and settings say; in the beginning nothing.
+  void setFeed(const std::string& address) { feed_ = address; }
+  void setVersion(const std::string& version) { version_ = version; }
   void setAutomaticallyChecks(bool checks) { automaticallyChecks_ = checks; }
   void setInterval(double seconds) { interval_ = seconds; }
   void setLastCheckDate(const std::optional<Date>& date) { lastCheckDate_ = date; }
-  /// The check that is under way found this. Nobody hears of it without a delegate.
-  void reportUpdate(const std::string& version);
+  /// The check that is under way ends and found this, or nothing. Nobody hears of it without a delegate, nor of
+  /// anything while no check is under way.
+  void finishCheck(const std::optional<std::string>& version);
+  [[nodiscard]] bool isChecking() const { return isChecking_; }
+  /// How many were begun.
   [[nodiscard]] std::size_t checks() const { return checks_; }
 
-  [[nodiscard]] bool automaticallyChecksForUpdates() override { return automaticallyChecks_; }
-  [[nodiscard]] double updateCheckInterval() override { return interval_; }
+  [[nodiscard]] bool automaticallyChecksForUpdates() override;
+  [[nodiscard]] double updateCheckInterval() override;
   [[nodiscard]] std::optional<Date> lastUpdateCheckDate() override { return lastCheckDate_; }
   void setDelegate(UpdaterDelegate* delegate) override { delegate_ = delegate; }
-  void checkForUpdateInformation() override { ++checks_; }
+  void checkForUpdateInformation() override;
 
  private:
+  [[nodiscard]] bool canCheck() const { return !feed_.empty() && !version_.empty(); }
+  [[nodiscard]] double storedInterval() const;
+
+  const VirtualTime& time_;
   UpdaterDelegate* delegate_ = nullptr;
+  std::string feed_;
+  std::string version_;
   std::optional<Date> lastCheckDate_;
   double interval_ = 86400;
   std::size_t checks_ = 0;
   bool automaticallyChecks_ = false;
+  bool isChecking_ = false;
 };
 
 class MemoryUpdaters final : public Updaters {
  public:
+  /// `time` is borrowed.
+  explicit MemoryUpdaters(const VirtualTime& time) : time_(time) {}
+
   [[nodiscard]] MemoryUpdater& at(const std::string& bundlePath);
   /// Every path that was asked for, in order; those of at() left out.
   [[nodiscard]] const std::vector<std::string>& askedPaths() const { return askedPaths_; }
@@ -43,6 +63,7 @@ class MemoryUpdaters final : public Updaters {
   [[nodiscard]] Updater& updaterForBundle(const std::string& bundlePath) override;
 
  private:
+  const VirtualTime& time_;
   std::map<std::string, std::unique_ptr<MemoryUpdater>> updaters_;
   std::vector<std::string> askedPaths_;
 };

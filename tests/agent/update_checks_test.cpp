@@ -14,6 +14,8 @@ constexpr double kDay = 86400;
 
 struct UpdateChecks : testing::Test, AgentFixture {
   UpdateChecks() {
+    updater.setFeed("https://updates.example/feed");
+    updater.setVersion("1.0");
     updater.setAutomaticallyChecks(true);
     updater.setInterval(kDay);
   }
@@ -22,6 +24,13 @@ struct UpdateChecks : testing::Test, AgentFixture {
     Date date = memory.time.wallClock();
     date.seconds -= distance.count();
     return date;
+  }
+
+  /// Time passes, and the check that was begun in it finds nothing.
+  void passWithACheck(std::chrono::seconds duration) {
+    loop.advanceBy(duration);
+    EXPECT_TRUE(updater.isChecking());
+    updater.finishCheck(std::nullopt);
   }
 
   MemoryUpdater& updater = updaters.at(kMain);
@@ -47,13 +56,14 @@ TEST_F(UpdateChecks, ALastCheckTwoDaysAgoMeansOneAtOnceAndThenOneADay) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   EXPECT_NE(delegate.updateTimer(), nullptr);
-  loop.advanceBy(0s);
+  passWithACheck(0s);
   EXPECT_EQ(updater.checks(), 1U);
   loop.advanceBy(24h - 1s);
   EXPECT_EQ(updater.checks(), 1U);
-  loop.advanceBy(1s);
+  passWithACheck(1s);
   EXPECT_EQ(updater.checks(), 2U);
-  loop.advanceBy(48h);
+  passWithACheck(24h);
+  passWithACheck(24h);
   EXPECT_EQ(updater.checks(), 4U);
 }
 
@@ -64,7 +74,8 @@ TEST_F(UpdateChecks, ALastCheckOneHourAgoMeansOneIn23Hours) {
   EXPECT_EQ(updater.checks(), 0U);
   loop.advanceBy(1ns);
   EXPECT_EQ(updater.checks(), 1U);
-  loop.advanceBy(24h);
+  updater.finishCheck(std::nullopt);
+  passWithACheck(24h);
   EXPECT_EQ(updater.checks(), 2U);
 }
 
@@ -79,10 +90,10 @@ TEST_F(UpdateChecks, WithoutALastCheckTheFirstComesOneIntervalAfterLaunch) {
 TEST_F(UpdateChecks, TheAgentBecomesTheDelegateAtEveryFiring) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
-  loop.advanceBy(0s);
+  passWithACheck(0s);
   updater.setDelegate(nullptr);
   loop.advanceBy(24h);
-  updater.reportUpdate("2.0");
+  updater.finishCheck("2.0");
   EXPECT_EQ(storedCode(), 103);
 }
 
@@ -90,7 +101,7 @@ TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   loop.advanceBy(0s);
-  updater.reportUpdate("2.0");
+  updater.finishCheck("2.0");
   EXPECT_EQ(storedCode(), 103);
   EXPECT_THAT(launches(), ElementsAre("url /A/Main.app 0x30000"));
   EXPECT_FALSE(application.isTerminated());
@@ -99,6 +110,23 @@ TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
   EXPECT_EQ(written(), kSorted);
   loop.advanceBy(24h);
   EXPECT_EQ(updater.checks(), 2U);
+}
+
+TEST_F(UpdateChecks, ACheckThatTakesLongerThanTheIntervalIsNotJoinedByAnother) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  loop.advanceBy(72h);
+  EXPECT_EQ(updater.checks(), 1U);
+  updater.finishCheck("2.0");
+  EXPECT_EQ(storedCode(), 103);
+  loop.advanceBy(24h);
+  EXPECT_EQ(updater.checks(), 2U);
+}
+
+TEST_F(UpdateChecks, WithoutAFeedThereIsNoTimer) {
+  updater.setFeed("");
+  launchWithFile();
+  EXPECT_EQ(delegate.updateTimer(), nullptr);
 }
 
 TEST_F(UpdateChecks, TheUserIsNeverAskedForPermission) {

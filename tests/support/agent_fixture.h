@@ -95,7 +95,7 @@ struct AgentFixture {
   MemoryPreferencesStore preferences;
   MemoryRunningApplications runningApplications;
   MemoryBundles bundles;
-  MemoryUpdaters updaters;
+  MemoryUpdaters updaters{memory.time};
   AgentPlatform platform{memory.platform(), application,         loop,    eventStreams,
                          preferences,       runningApplications, bundles, updaters};
   AppDelegate delegate{platform};

@@ -5,8 +5,11 @@
 namespace tarvel {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
+using testing::Matcher;
 using testing::Optional;
 
 std::string feedOf(const std::string& items, const std::string& before = "") {
@@ -15,17 +18,23 @@ std::string feedOf(const std::string& items, const std::string& before = "") {
          items + "</channel></rss>";
 }
 
+/// A feed with these internal versions, and these short ones of items without.
+Matcher<std::optional<FeedVersions>> offers(const Matcher<std::vector<std::string>>& internal,
+                                            const Matcher<std::vector<std::string>>& shortOnly = IsEmpty()) {
+  return Optional(AllOf(Field(&FeedVersions::internal, internal), Field(&FeedVersions::shortOnly, shortOnly)));
+}
+
 TEST(Feed, AVersionIsAnAttributeOfTheEnclosureOrAnElementOfTheItem) {
   EXPECT_THAT(versionsInFeed(feedOf("<item><enclosure sparkle:version=\"2.0\"/></item>"
                                     "<item><sparkle:version>3.0</sparkle:version><enclosure/></item>")),
-              Optional(ElementsAre("2.0", "3.0")));
+              offers(ElementsAre("2.0", "3.0")));
 }
 
-TEST(Feed, TheInternalVersionCountsBeforeTheShortOne) {
+TEST(Feed, TheInternalVersionCountsBeforeTheShortOneAndTheTwoAreKeptApart) {
   EXPECT_THAT(
       versionsInFeed(feedOf("<item><enclosure sparkle:version=\"200\" sparkle:shortVersionString=\"2.0\"/></item>"
                             "<item><enclosure sparkle:shortVersionString=\"3.0\"/></item>")),
-      Optional(ElementsAre("200", "3.0")));
+      offers(ElementsAre("200"), ElementsAre("3.0")));
 }
 
 TEST(Feed, ItemsForAnotherSystemAndOfAChannelAreLeftOut) {
@@ -33,56 +42,80 @@ TEST(Feed, ItemsForAnotherSystemAndOfAChannelAreLeftOut) {
                   feedOf("<item><enclosure sparkle:version=\"2.0\" sparkle:os=\"macos\"/></item>"
                          "<item><enclosure sparkle:version=\"3.0\" sparkle:os=\"linux\"/></item>"
                          "<item><sparkle:channel>beta</sparkle:channel><enclosure sparkle:version=\"4.0\"/></item>")),
-              Optional(ElementsAre("3.0")));
+              offers(ElementsAre("3.0")));
 }
 
 TEST(Feed, AttributesOfOtherNamespacesAreNoVersions) {
   EXPECT_THAT(versionsInFeed(feedOf("<item><enclosure version=\"2.0\"/></item>"
                                     "<item xmlns:other=\"urn:other\"><enclosure other:version=\"3.0\"/></item>")),
-              Optional(IsEmpty()));
+              offers(IsEmpty()));
 }
 
 TEST(Feed, VersionsElsewhereThanInItemsOfTheChannelDoNotCount) {
   EXPECT_THAT(versionsInFeed(feedOf("<sparkle:version>9</sparkle:version>"
                                     "<group><item><sparkle:version>9</sparkle:version></item></group>"
                                     "<item><group><sparkle:version>9</sparkle:version></group></item>")),
-              Optional(IsEmpty()));
+              offers(IsEmpty()));
 }
 
 TEST(Feed, AnItemWithoutAVersionOrWithOneOfSeveralLinesIsNoOffer) {
   EXPECT_THAT(versionsInFeed(feedOf("<item/><item><sparkle:version>1\n2</sparkle:version></item>"
                                     "<item><sparkle:version></sparkle:version></item>")),
-              Optional(IsEmpty()));
+              offers(IsEmpty()));
+}
+
+TEST(Feed, AVersionThatMightSteerATerminalIsNoOffer) {
+  for (const char* version : {"2.0&#x9b;2J",
+                              "2.0\xC2\x9B"
+                              "2J",
+                              "2.0&#x7f;",
+                              "2.0\xE2\x80\xAE"
+                              "1",
+                              "2.0\xC2\xA0"}) {
+    EXPECT_THAT(versionsInFeed(feedOf("<item><sparkle:version>" + std::string(version) + "</sparkle:version></item>")),
+                offers(IsEmpty()))
+        << version;
+    EXPECT_THAT(
+        versionsInFeed(feedOf("<item><enclosure sparkle:shortVersionString=\"" + std::string(version) + "\"/></item>")),
+        offers(IsEmpty()))
+        << version;
+  }
+  EXPECT_FALSE(versionsInFeed(feedOf("<item><sparkle:version>\x1b[2J</sparkle:version></item>")));
+}
+
+TEST(Feed, AShortVersionOfAnyKindDoesNotSpoilAnInternalOne) {
+  EXPECT_THAT(
+      versionsInFeed(feedOf("<item><enclosure sparkle:version=\"200\" sparkle:shortVersionString=\"2.0 ä\"/></item>")),
+      offers(ElementsAre("200")));
 }
 
 TEST(Feed, WhatIsNoFeedIsRefused) {
   for (const char* text : {"", "no xml", "<html/>", "<rss", "<rss><channel></rss>", "\xFF\xFE", "{\"version\":2}"}) {
-    EXPECT_EQ(versionsInFeed(text), std::nullopt) << text;
+    EXPECT_FALSE(versionsInFeed(text)) << text;
   }
 }
 
 TEST(Feed, ADocumentTypeIsRefusedWhateverItSays) {
-  EXPECT_EQ(versionsInFeed(feedOf("", "<!DOCTYPE rss>")), std::nullopt);
-  EXPECT_EQ(versionsInFeed(feedOf("<item><sparkle:version>&lol9;</sparkle:version></item>",
-                                  "<!DOCTYPE rss [<!ENTITY lol \"lol\"><!ENTITY lol9 \"&lol;&lol;\">]>")),
-            std::nullopt);
-  EXPECT_EQ(versionsInFeed(feedOf("", "<!DOCTYPE rss SYSTEM \"file:///etc/passwd\">")), std::nullopt);
+  EXPECT_FALSE(versionsInFeed(feedOf("", "<!DOCTYPE rss>")));
+  EXPECT_FALSE(versionsInFeed(feedOf("<item><sparkle:version>&lol9;</sparkle:version></item>",
+                                     "<!DOCTYPE rss [<!ENTITY lol \"lol\"><!ENTITY lol9 \"&lol;&lol;\">]>")));
+  EXPECT_FALSE(versionsInFeed(feedOf("", "<!DOCTYPE rss SYSTEM \"file:///etc/passwd\">")));
 }
 
 TEST(Feed, AnUndeclaredEntityIsRefused) {
-  EXPECT_EQ(versionsInFeed(feedOf("<item><sparkle:version>&x;</sparkle:version></item>")), std::nullopt);
+  EXPECT_FALSE(versionsInFeed(feedOf("<item><sparkle:version>&x;</sparkle:version></item>")));
 }
 
 TEST(Feed, NestingBeyondAllMeasureIsRefused) {
   std::string deep;
   for (int i = 0; i < 100'000; ++i) deep += "<a>";
-  EXPECT_EQ(versionsInFeed(feedOf(deep)), std::nullopt);
+  EXPECT_FALSE(versionsInFeed(feedOf(deep)));
 }
 
 TEST(Feed, AMegabyteOfItemsIsReadInATrice) {
   std::string items;
   while (items.size() < 1'000'000) items += "<item><enclosure sparkle:version=\"2.0\"/></item>";
-  EXPECT_GT(versionsInFeed(feedOf(items)).value_or(std::vector<std::string>()).size(), 10'000U);
+  EXPECT_GT(versionsInFeed(feedOf(items)).value_or(FeedVersions()).internal.size(), 10'000U);
 }
 
 TEST(NewestUpdate, IsTheNewestThatIsNewerAndNotSkipped) {
@@ -91,6 +124,22 @@ TEST(NewestUpdate, IsTheNewestThatIsNewerAndNotSkipped) {
   EXPECT_EQ(newestUpdate({}, "1.0", ""), std::nullopt);
   EXPECT_EQ(newestUpdate({"1.5", "2.0"}, "1.0", "2.0"), std::nullopt);
   EXPECT_EQ(newestUpdate({"1.5", "2.0"}, "1.0", "1.5"), "2.0");
+}
+
+TEST(UpdateInFeed, InternalVersionsAreComparedWithTheInternalOneAndShortWithTheShort) {
+  const CurrentVersion current{"150", "2.0"};
+  EXPECT_EQ(updateInFeed({{"200"}, {}}, current, ""), "200");
+  EXPECT_EQ(updateInFeed({{"149"}, {}}, current, ""), std::nullopt);
+  EXPECT_EQ(updateInFeed({{}, {"2.1"}}, current, ""), "2.1");
+  EXPECT_EQ(updateInFeed({{}, {"1.9"}}, current, ""), std::nullopt);
+  EXPECT_EQ(updateInFeed({{"3"}, {"149"}}, {"150", "200"}, ""), std::nullopt);
+}
+
+TEST(UpdateInFeed, AnInternalVersionComesBeforeAShortOne) {
+  EXPECT_EQ(updateInFeed({{"200"}, {"9000"}}, {"150", "2.0"}, ""), "200");
+  EXPECT_EQ(updateInFeed({{"100"}, {"9000"}}, {"150", "2.0"}, ""), "9000");
+  EXPECT_EQ(updateInFeed({{"200"}, {}}, {"150", "2.0"}, "200"), std::nullopt);
+  EXPECT_EQ(updateInFeed({{"200"}, {"2.1"}}, {"150", "2.0"}, "200"), "2.1");
 }
 
 }  // namespace

@@ -2,13 +2,20 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <ctime>
 #include <filesystem>
+#include <functional>
+#include <limits>
+#include <utility>
 
 #include "platform/linux/linux_updater.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_preferences_store.h"
 #include "platform/memory/memory_updater.h"
+#include "tests/support/child_process.h"
 #include "tests/support/linux_stream.h"
 #include "tests/support/temporary_directory.h"
 
@@ -20,12 +27,17 @@ using testing::IsEmpty;
 namespace fs = std::filesystem;
 
 constexpr const char* kBundle = "/A/Main.app";
+constexpr const char* kOther = "/B/Other.app";
+constexpr const char* kFeedless = "/C/Feedless.app";
+constexpr const char* kVersionless = "/D/Versionless.app";
+constexpr std::array kBundles = {kBundle, kOther, kFeedless, kVersionless};
 constexpr const char* kDomain = "org.tarvel.Test";
 
 class RecordingDelegate final : public UpdaterDelegate {
  public:
   void updaterDidFindValidUpdate(Updater& /*updater*/, const UpdateItem& update) override {
     found.push_back(update.versionString);
+    if (hook) hook();
   }
   [[nodiscard]] bool updaterShouldPromptForPermissionToCheckForUpdates(Updater& /*updater*/) override {
     ++questions;
@@ -33,77 +45,100 @@ class RecordingDelegate final : public UpdaterDelegate {
   }
 
   std::vector<std::string> found;
+  std::function<void()> hook;
   int questions = 0;
 };
 
 struct MemoryUpdaterKind {
-  MemoryUpdaters updaters;
-  MemoryUpdater& scripted = updaters.at(kBundle);
+  MemoryUpdaterKind() { describe(kBundle, "https://updates.example/feed", "1.0"); }
 
+  /// What the bundle at a path says of itself; empty for nothing.
+  void describe(const std::string& path, const std::string& feed, const std::string& version) {
+    updaters.at(path).setFeed(feed);
+    updaters.at(path).setVersion(version);
+  }
   void offer(const std::string& version) { offered = version; }
   void want(bool checks, double interval) {
-    scripted.setAutomaticallyChecks(checks);
-    scripted.setInterval(interval);
+    for (const char* path : kBundles) {
+      updaters.at(path).setAutomaticallyChecks(checks);
+      updaters.at(path).setInterval(interval);
+    }
   }
-  void remember(const Date& date) { scripted.setLastCheckDate(date); }
+  void remember(const Date& date) { updaters.at(kBundle).setLastCheckDate(date); }
+  /// Checks from now on end with finishCheck() only.
+  static void hold() {}
   /// The check that is under way ends.
-  void finishCheck() {
-    if (!offered.empty()) scripted.reportUpdate(offered);
+  void finishCheck() { updaters.at(kBundle).finishCheck(offered.empty() ? std::nullopt : std::optional(offered)); }
+  [[nodiscard]] bool isChecking() {
+    return std::ranges::any_of(kBundles, [this](const char* path) { return updaters.at(path).isChecking(); });
   }
-  [[nodiscard]] std::size_t checkCount() const { return scripted.checks(); }
+  [[nodiscard]] std::size_t checkCount() {
+    std::size_t count = 0;
+    for (const char* path : kBundles) count += updaters.at(path).checks();
+    return count;
+  }
+  [[nodiscard]] Date now() const { return time.wallClock(); }
 
+  VirtualTime time;
+  MemoryUpdaters updaters{time};
   std::string offered;
 };
 
 /// With a program of a few lines in the checker's place, which is really executed.
 struct LinuxUpdaterKind {
   LinuxUpdaterKind() {
-    MemoryBundle& bundle = bundles.at(kBundle);
-    bundle.setInfo("CFBundleIdentifier", kDomain);
-    bundle.setInfo("CFBundleShortVersionString", "1.0");
-    bundle.setInfo("SUFeedURL", "https://updates.example/feed");
+    describe(kBundle, "https://updates.example/feed", "100");
+    bundles.at(kBundle).setInfo("CFBundleShortVersionString", "1.0");
     script("exit 1");
   }
 
+  void describe(const std::string& path, const std::string& feed, const std::string& version) {
+    MemoryBundle& bundle = bundles.at(path);
+    bundle.setInfo("CFBundleIdentifier", kDomain);
+    bundle.setInfo("CFBundleVersion", version);
+    bundle.setInfo("SUFeedURL", feed);
+  }
   void script(const std::string& body) const {
     const std::string path = directory.path("checker");
     fs::remove(path);
-    directory.write("checker", "#!/bin/sh\necho \"$@\" >> \"" + directory.path("calls") + "\"\n" + body + "\n");
+    directory.write("checker", "#!/bin/sh\necho \"$@\" >> \"" + directory.path("calls") + "\"\n" + wait + body + "\n");
     fs::permissions(path, fs::perms::owner_all);
   }
   void offer(const std::string& version) const { script("echo " + version); }
   void want(bool checks, double interval) {
     preferences.setBoolean("SUEnableAutomaticChecks", checks, kDomain);
-    preferences.setInteger("SUScheduledCheckInterval", static_cast<std::int64_t>(interval), kDomain);
+    const auto tree = std::make_shared<PropertyListTree>();
+    preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(interval)}, kDomain);
   }
   void remember(const Date& date) {
     const auto tree = std::make_shared<PropertyListTree>();
     preferences.setFlushedValue("SULastCheckTime",
                                 {tree, tree->makeDate(static_cast<double>(date.seconds) - 978307200)}, kDomain);
   }
+  void hold() {
+    wait = "while [ ! -e \"" + directory.path("go") + "\" ]; do sleep 0.01; done\n";
+    script("exit 1");
+  }
   void finishCheck() {
     // Until the program was executed and waited for.
-    const std::size_t calls = checkCount();
-    (void)real.turnUntil([&] { return checkCount() > 0 && checkCount() >= calls && isIdle(); });
+    if (!wait.empty()) directory.write("go", "");
+    (void)real.turnUntil([&] { return checkCount() > 0 && !isChecking(); });
+    fs::remove(directory.path("go"));
   }
-  [[nodiscard]] bool isIdle() const { return !fs::exists("/proc/self/task") || children().empty(); }
-  [[nodiscard]] static std::string children() {
-    std::ifstream file("/proc/self/task/" + std::to_string(::getpid()) + "/children");
-    std::string text;
-    std::getline(file, text);
-    return text;
-  }
+  [[nodiscard]] static bool isChecking() { return hasChildren(); }
   [[nodiscard]] std::size_t checkCount() const {
     std::ifstream file(directory.path("calls"));
     std::size_t count = 0;
     for (std::string line; std::getline(file, line);) ++count;
     return count;
   }
+  [[nodiscard]] static Date now() { return {std::time(nullptr), 0}; }
 
   TemporaryDirectory directory;
   RealLoop real;
   MemoryBundles bundles;
   MemoryPreferencesStore preferences;
+  std::string wait;
   LinuxUpdaters updaters{{*real.loop, preferences, bundles, directory.path("checker")}};
 };
 
@@ -124,7 +159,7 @@ TYPED_TEST_SUITE(UpdaterConformance, Kinds);
 
 TYPED_TEST(UpdaterConformance, ABundleHasOneUpdater) {
   EXPECT_EQ(&this->updaters.updaterForBundle(kBundle), &this->updater);
-  EXPECT_NE(&this->updaters.updaterForBundle("/B/Other.app"), &this->updater);
+  EXPECT_NE(&this->updaters.updaterForBundle(kOther), &this->updater);
 }
 
 TYPED_TEST(UpdaterConformance, NobodyIsAskedForUpdatesUnlessSomebodySaidSo) {
@@ -173,28 +208,87 @@ TYPED_TEST(UpdaterConformance, OneCheckFollowsAnother) {
   EXPECT_THAT(this->delegate.found, ElementsAre("2.0", "2.0"));
 }
 
+TYPED_TEST(UpdaterConformance, OneCheckRunsAtATime) {
+  this->hold();
+  this->offer("2.0");
+  this->updater.setDelegate(&this->delegate);
+  this->updater.checkForUpdateInformation();
+  EXPECT_TRUE(this->isChecking());
+  this->updater.checkForUpdateInformation();
+  EXPECT_THAT(this->delegate.found, IsEmpty());
+  this->finishCheck();
+  EXPECT_EQ(this->checkCount(), 1U);
+  EXPECT_THAT(this->delegate.found, ElementsAre("2.0"));
+}
+
+TYPED_TEST(UpdaterConformance, ADelegateThatHearsOfAnUpdateMayBeginTheNextCheck) {
+  this->offer("2.0");
+  this->delegate.hook = [this] {
+    if (this->delegate.found.size() == 1) this->updater.checkForUpdateInformation();
+  };
+  this->check();
+  this->finishCheck();
+  EXPECT_EQ(this->checkCount(), 2U);
+  EXPECT_THAT(this->delegate.found, ElementsAre("2.0", "2.0"));
+}
+
+TYPED_TEST(UpdaterConformance, TheDelegateOfTheEndIsTheOneThatIsTold) {
+  RecordingDelegate former;
+  this->hold();
+  this->offer("2.0");
+  this->updater.setDelegate(&former);
+  this->updater.checkForUpdateInformation();
+  this->updater.setDelegate(&this->delegate);
+  this->finishCheck();
+  EXPECT_THAT(former.found, IsEmpty());
+  EXPECT_THAT(this->delegate.found, ElementsAre("2.0"));
+}
+
+TYPED_TEST(UpdaterConformance, ACheckIsRememberedAsSoonAsItIsBegun) {
+  const Date before = this->now();
+  this->hold();
+  this->updater.checkForUpdateInformation();
+  const Date date = this->updater.lastUpdateCheckDate().value_or(Date{});
+  EXPECT_GE(date.seconds, before.seconds);
+  EXPECT_LE(date.seconds, this->now().seconds);
+  this->finishCheck();
+  EXPECT_EQ(this->updater.lastUpdateCheckDate(), date);
+}
+
+TYPED_TEST(UpdaterConformance, WithoutAFeedOrAVersionAtHandNoCheckIsEverMade) {
+  this->want(true, 7200);
+  this->describe(kFeedless, "", "1.0");
+  this->describe(kVersionless, "https://updates.example/feed", "");
+  for (const char* path : {kFeedless, kVersionless}) {
+    Updater& silent = this->updaters.updaterForBundle(path);
+    EXPECT_FALSE(silent.automaticallyChecksForUpdates()) << path;
+    silent.setDelegate(&this->delegate);
+    silent.checkForUpdateInformation();
+    EXPECT_FALSE(this->isChecking()) << path;
+    EXPECT_EQ(silent.lastUpdateCheckDate(), std::nullopt) << path;
+  }
+  EXPECT_FALSE(this->updaters.updaterForBundle("/E/Missing.app").automaticallyChecksForUpdates());
+  EXPECT_EQ(this->checkCount(), 0U);
+}
+
+TYPED_TEST(UpdaterConformance, AnIntervalOfNothingIsOffAndAShortOneAMinute) {
+  for (const double nothing : {0.0, -5.0, std::nan(""), std::numeric_limits<double>::infinity()}) {
+    this->want(true, nothing);
+    EXPECT_FALSE(this->updater.automaticallyChecksForUpdates()) << nothing;
+    EXPECT_EQ(this->updater.updateCheckInterval(), 60) << nothing;
+  }
+  this->want(true, 1);
+  EXPECT_TRUE(this->updater.automaticallyChecksForUpdates());
+  EXPECT_EQ(this->updater.updateCheckInterval(), 60);
+}
+
+TYPED_TEST(UpdaterConformance, WithoutAnIntervalItIsADay) { EXPECT_EQ(this->updater.updateCheckInterval(), 86400); }
+
 // What only the real one can show.
 
 struct LinuxUpdaterTest : UpdaterConformance<LinuxUpdaterKind> {};
 
-TEST_F(LinuxUpdaterTest, WithoutAFeedNobodyIsAsked) {
-  want(true, 7200);
-  bundles.at("/B/Other.app").setInfo("CFBundleIdentifier", kDomain);
-  EXPECT_FALSE(updaters.updaterForBundle("/B/Other.app").automaticallyChecksForUpdates());
-  EXPECT_FALSE(updaters.updaterForBundle("/C/Missing.app").automaticallyChecksForUpdates());
-}
-
-TEST_F(LinuxUpdaterTest, AnIntervalOfNothingIsOffAndAShortOneAMinute) {
-  want(true, 0);
-  EXPECT_FALSE(updater.automaticallyChecksForUpdates());
-  want(true, -5);
-  EXPECT_FALSE(updater.automaticallyChecksForUpdates());
-  want(true, 1);
-  EXPECT_TRUE(updater.automaticallyChecksForUpdates());
-  EXPECT_EQ(updater.updateCheckInterval(), 60);
-}
-
-TEST_F(LinuxUpdaterTest, AnIntervalThatIsMissingOrNoNumberIsADay) {
+TEST_F(LinuxUpdaterTest, AnIntervalThatIsNoNumberIsADayAndOneInWholeSecondsCounts) {
   preferences.setBoolean("SUEnableAutomaticChecks", true, kDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 86400);
   preferences.setString("SUScheduledCheckInterval", "often", kDomain);
@@ -202,24 +296,28 @@ TEST_F(LinuxUpdaterTest, AnIntervalThatIsMissingOrNoNumberIsADay) {
   const auto tree = std::make_shared<PropertyListTree>();
   preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(90.5)}, kDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 90.5);
-  preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(std::nan(""))}, kDomain);
-  EXPECT_FALSE(updater.automaticallyChecksForUpdates());
+  preferences.setInteger("SUScheduledCheckInterval", 7200, kDomain);
+  EXPECT_EQ(updater.updateCheckInterval(), 7200);
 }
 
-TEST_F(LinuxUpdaterTest, TheCheckerIsToldTheFeedTheVersionAndWhatToSkip) {
+TEST_F(LinuxUpdaterTest, TheCheckerIsToldTheFeedBothVersionsAndWhatToSkip) {
   check();
-  EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 1.0\n");
+  EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 100 --current-short 1.0\n");
   preferences.setString("SUSkippedVersion", "1.5", kDomain);
   check();
-  EXPECT_TRUE(directory.read("calls").ends_with("--current 1.0 --skipped 1.5\n"));
+  EXPECT_TRUE(directory.read("calls").ends_with("--current 100 --current-short 1.0 --skipped 1.5\n"));
+}
+
+TEST_F(LinuxUpdaterTest, AShortVersionThatTheBundleDoesNotHaveIsNotTold) {
+  describe(kOther, "https://updates.example/feed", "100");
+  updaters.updaterForBundle(kOther).checkForUpdateInformation();
+  finishCheck();
+  EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 100\n");
 }
 
 TEST_F(LinuxUpdaterTest, ACheckIsRememberedOnTheDisk) {
   check();
-  const PropertyList date = preferences.flushedValue("SULastCheckTime", kDomain);
-  ASSERT_TRUE(date.root.date());
-  EXPECT_NEAR(static_cast<double>(updater.lastUpdateCheckDate().value_or(Date{}).seconds),
-              static_cast<double>(std::time(nullptr)), 60);
+  EXPECT_TRUE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
 }
 
 TEST_F(LinuxUpdaterTest, EveryFaultIsSilence) {
@@ -234,27 +332,28 @@ TEST_F(LinuxUpdaterTest, EveryFaultIsSilence) {
   EXPECT_THAT(delegate.found, IsEmpty());
 }
 
-TEST_F(LinuxUpdaterTest, OneCheckRunsAtATime) {
-  script("while [ ! -e \"" + directory.path("go") + "\" ]; do sleep 0.01; done; echo 2.0");
-  updater.setDelegate(&delegate);
-  updater.checkForUpdateInformation();
-  updater.checkForUpdateInformation();
-  EXPECT_TRUE(real.turnUntil([this] { return checkCount() == 1; }));
-  updater.checkForUpdateInformation();
-  directory.write("go", "");
-  finishCheck();
-  EXPECT_EQ(checkCount(), 1U);
-  EXPECT_THAT(delegate.found, ElementsAre("2.0"));
+TEST_F(LinuxUpdaterTest, ACheckThatTakesTooLongIsKilledAndTheNextOneCanBegin) {
+  LinuxUpdaters hasty({*real.loop, preferences, bundles, directory.path("checker"), std::chrono::milliseconds(100)});
+  Updater& impatient = hasty.updaterForBundle(kBundle);
+  impatient.setDelegate(&delegate);
+  script("echo 2.0; exec sleep 600");
+  impatient.checkForUpdateInformation();
+  EXPECT_TRUE(hasChildren());
+  EXPECT_TRUE(real.turnUntil([] { return !hasChildren(); }));
+  EXPECT_THAT(delegate.found, IsEmpty());
+  impatient.checkForUpdateInformation();
+  EXPECT_TRUE(hasChildren());
+  EXPECT_TRUE(real.turnUntil([] { return !hasChildren(); }));
 }
 
 TEST_F(LinuxUpdaterTest, AnUpdaterThatGoesTakesItsCheckWithIt) {
   {
     LinuxUpdaters others({*real.loop, preferences, bundles, directory.path("checker")});
-    script("sleep 600");
+    script("exec sleep 600");
     others.updaterForBundle(kBundle).checkForUpdateInformation();
-    EXPECT_NE(children(), "");
+    EXPECT_TRUE(hasChildren());
   }
-  EXPECT_EQ(children(), "");
+  EXPECT_FALSE(hasChildren());
 }
 
 }  // namespace
