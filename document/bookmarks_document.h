@@ -48,10 +48,13 @@ class BookmarksDocument {
   void setBookmarksDictionary(const PropertyList& bookmarksDictionary) { bookmarksDictionary_ = bookmarksDictionary; }
   [[nodiscard]] PropertyListFormat propertyListFormat() const { return propertyListFormat_; }
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
+  /// The date that the file must still have when it is written, else kFileHasChanged. None, as at first: any.
+  void setFileModificationDate(const std::optional<FileDate>& date) { fileModificationDate_ = date; }
 
  private:
   PropertyList bookmarksDictionary_;
   PropertyListFormat propertyListFormat_ = PropertyListFormat::kBinary;
+  std::optional<FileDate> fileModificationDate_;
   const Platform& platform_;
 };
 

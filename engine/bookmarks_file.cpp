@@ -33,13 +33,20 @@ PropertyList Tarvel::bookmarksDictionaryWithFilename(const std::string& filename
 
 bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& dictionary,
                                                            const std::string& filename) {
+  return writeBookmarks(dictionary, filename, std::nullopt) == TarvelErrorNone;
+}
+
+TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::string& filename,
+                                   const std::optional<FileDate>& readDate) {
   // A fresh document, never the one that read: so the file becomes binary, whatever form it was read in.
   BookmarksDocument document(platform_);
   DocumentError error;
   document.setBookmarksDictionary(dictionary);
+  document.setFileModificationDate(readDate);
   const bool isWritten = document.writeToURLOfTypeError(filename, "plist", &error);
   platform_.workspace.noteFileSystemChanged(deletingLastPathComponent(filename));
-  return isWritten;
+  if (isWritten) return TarvelErrorNone;
+  return error.code == kFileHasChanged ? TarvelErrorFileInUse : TarvelErrorWriteFailed;
 }
 
 bool Tarvel::verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary) {

@@ -63,6 +63,9 @@ std::string formatted(const std::string& format, const std::string& filename, st
 
 /// What the attempts of one operation leave behind.
 struct Tarvel::Attempts {
+  int failed = 0;
+  /// The code of the step that an attempt is in, should memory run out there.
+  TarvelError failure = TarvelErrorReadFailed;
   std::optional<FileDate> dateBeforeReading;
   /// Keeps the tree of `result` alive.
   std::shared_ptr<PropertyListTree> tree;
@@ -75,24 +78,31 @@ TarvelError Tarvel::sortBookmarks() {
   if (!path) return TarvelErrorBookmarksFileNotFound;
   Attempts attempts;
   // Memory that runs out, or what a library throws in its place, ends the run with the code of the step it was in.
-  TarvelError failure = TarvelErrorReadFailed;
   try {
-    const TarvelError error = attemptUntilUnchanged(*path, attempts);
-    if (error != TarvelErrorNone || !attempts.didSort) return error;
-    failure = TarvelErrorBackupFailed;
-    if (writeBackupFile_ && !writeBackupFileForFilename(*path)) return TarvelErrorBackupFailed;
-    failure = TarvelErrorWriteFailed;
-    updateWebBookmarkUUIDInDictionary(attempts.result);
-    const PropertyList list{attempts.tree, attempts.result.value()};
-    if (!writeBookmarksToFileWithDictionaryAndFilename(list, *path)) return TarvelErrorWriteFailed;
+    return attemptUntilWritten(*path, attempts);
   } catch (const std::exception&) {
-    return failure;
+    return attempts.failure;
   }
-  return TarvelErrorNone;
+}
+
+TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attempts) {
+  TarvelError error = TarvelErrorFileInUse;
+  // A change that comes too late for the comparison, but before the file is replaced, is one more failed attempt.
+  for (; error == TarvelErrorFileInUse && attempts.failed < kMostAttempts; ++attempts.failed) {
+    attempts.failure = TarvelErrorReadFailed;
+    error = attemptUntilUnchanged(path, attempts);
+    if (error != TarvelErrorNone || !attempts.didSort) return error;
+    attempts.failure = TarvelErrorBackupFailed;
+    if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;
+    attempts.failure = TarvelErrorWriteFailed;
+    updateWebBookmarkUUIDInDictionary(attempts.result);
+    error = writeBookmarks({attempts.tree, attempts.result.value()}, path, attempts.dateBeforeReading);
+  }
+  return error;
 }
 
 TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& attempts) {
-  for (int failedAttempts = 0; failedAttempts < kMostAttempts; ++failedAttempts) {
+  for (; attempts.failed < kMostAttempts; ++attempts.failed) {
     if (isBookmarksFileLocked()) {
       platform_.clock.sleepFor(kLockedPause);
     } else {
@@ -107,7 +117,9 @@ TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& att
 }
 
 TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
-  attempts = {};
+  attempts.result = {};
+  attempts.tree.reset();
+  attempts.didSort = true;
   attempts.dateBeforeReading = bookmarksFileModificationDate();
   const PropertyList read = bookmarksDictionaryWithFilename(path);
   if (!read.root) return TarvelErrorReadFailed;

@@ -156,6 +156,10 @@ class Tarvel {
   struct Attempts;
   [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
+  [[nodiscard]] TarvelError attemptUntilWritten(const std::string& path, Attempts& attempts);
+  /// `readDate`: when the file was read; TarvelErrorFileInUse says that it has changed since. None: whatever it holds.
+  [[nodiscard]] TarvelError writeBookmarks(const PropertyList& dictionary, const std::string& filename,
+                                           const std::optional<FileDate>& readDate);
 
   /// Where a node's title is written.
   struct TitlePlace {

@@ -14,7 +14,7 @@
 
 namespace tarvel::fuzz {
 
-constexpr std::string_view kKey = "BookmarksLatency";
+constexpr std::string_view kKey = "BookmarksUpdateLatency";
 
 /// Whether some file beside the settings holds what they held.
 inline bool isSetAside(const TemporaryDirectory& folder, const std::string& bytes) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -54,6 +55,9 @@ class PlatformException : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The code of a write that did not happen because the file is no longer as it was read.
+inline constexpr int kFileHasChanged = ESTALE;
+
 /// Files by path. Paths are bytes as given, without tilde; relative ones start at the working directory.
 /// Symbolic links are followed except where said otherwise. One thread at a time.
 class FileManager {
@@ -90,7 +94,16 @@ class FileManager {
   /// links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not write, on a full
   /// disk and on any input or output error. When it returns success the bytes are on the disk, and a later change of
   /// the file carries another date.
-  [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path) = 0;
+  ///
+  /// With `readDate`, the date that the file had when it was read: fails with kFileHasChanged, and nothing is lost,
+  /// when somebody has changed the file since, even at the last instant, or has it open to write to it. Two changes
+  /// are not noticed: one that gives the file back its old date, and, where bytes can only be replaced in place, one
+  /// in the instant before they are.
+  [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
+                                                   const std::optional<FileDate>& readDate) = 0;
+  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) {
+    return writeDataToPath(data, path, std::nullopt);
+  }
 
   /// Whether replaceItem() exists here. Where it does not, exchangeItems() is the way.
   [[nodiscard]] virtual bool offersReplaceItem() = 0;

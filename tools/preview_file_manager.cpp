@@ -34,7 +34,8 @@ FileStatus PreviewFileManager::copyItemAtPathToPath(const std::string& /*source*
 
 FileStatus PreviewFileManager::removeItemAtPath(const std::string& /*path*/) { return refusal(); }
 
-FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path) {
+FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path,
+                                               const std::optional<FileDate>& /*readDate*/) {
   return fileExistsAtPath(path) ? FileStatus{} : refusal();
 }
 

@@ -19,7 +19,9 @@ class PreviewFileManager final : public FileManager {
   [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
-  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) override;
+  using FileManager::writeDataToPath;
+  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
+                                           const std::optional<FileDate>& readDate) override;
   [[nodiscard]] bool offersReplaceItem() override { return true; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

@@ -1,6 +1,8 @@
 #include "platform/linux/file_support.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -13,6 +15,8 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 namespace tarvel {
@@ -43,6 +47,14 @@ FilePlace placeFrom(int base, const std::string& path) {
     return {};
   }
   return {openFolder(base, folder), std::move(name)};
+}
+
+constexpr std::string_view kTemporaryPrefix = ".tarvel-";
+constexpr std::size_t kRandomDigits = 16;
+
+bool isTemporaryName(std::string_view name) {
+  return name.size() == kTemporaryPrefix.size() + kRandomDigits && name.starts_with(kTemporaryPrefix) &&
+         name.find_first_not_of("0123456789abcdef", kTemporaryPrefix.size()) == std::string_view::npos;
 }
 
 std::string randomName() {
@@ -83,9 +95,14 @@ TemporaryFile::TemporaryFile(int folder, mode_t mode) : folder_(folder) {
   const bool canBeNamedLater = ::access("/proc/self/fd", X_OK) == 0;
   if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   const bool isUnsupported = !canBeNamedLater || errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT;
-  if (fd_ || !isUnsupported) return;
+  if (!fd_ && isUnsupported) createNamed(mode);
+  // Held as long as this process lives and the file is in the making. What nobody holds is abandoned.
+  if (fd_) (void)::flock(fd_.get(), LOCK_EX | LOCK_NB);
+}
+
+void TemporaryFile::createNamed(mode_t mode) {
   temporaryName_ = randomName();
-  fd_ = UniqueFd(::openat(folder, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  fd_ = UniqueFd(::openat(folder_, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!fd_) temporaryName_.clear();
 }
 
@@ -111,6 +128,10 @@ bool TemporaryFile::replace(const std::string& name) {
   if (::renameat(folder_, temporaryName_.c_str(), folder_, name.c_str()) != 0) return false;
   temporaryName_.clear();
   return true;
+}
+
+bool TemporaryFile::exchange(const std::string& name) {
+  return nameTemporarily() && ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_EXCHANGE) == 0;
 }
 
 bool TemporaryFile::appear(const std::string& name) {
@@ -181,13 +202,37 @@ bool copyBytes(int from, int to) {
   }
 }
 
+bool lockUntil(int fd, std::chrono::steady_clock::time_point end) {
+  constexpr timespec kPause{0, 2'000'000};
+  while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) return false;
+    (void)::nanosleep(&kPause, nullptr);
+  }
+  return true;
+}
+
+void removeAbandoned(int folder) {
+  const int listed = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::unique_ptr<DIR, void (*)(DIR*)> entries(listed < 0 ? nullptr : ::fdopendir(listed),
+                                                     [](DIR* opened) { (void)::closedir(opened); });
+  if (!entries) return;
+  while (const dirent* entry = ::readdir(entries.get())) {
+    if (!isTemporaryName(entry->d_name)) continue;
+    const UniqueFd fd(::openat(folder, entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    const bool isOurs =
+        fd && ::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
+    if (isOurs && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) (void)::unlinkat(folder, entry->d_name, 0);
+  }
+}
+
 void syncFolder(int folder) { (void)::fsync(folder); }
 
-void waitForNextTick(int folder, const std::string& name) {
+void waitForNextTick(int fd) {
   constexpr std::chrono::milliseconds kLongest(20);
   constexpr timespec kPause{0, 500'000};
   struct stat status {};
-  if (::fstatat(folder, name.c_str(), &status, 0) != 0) return;
+  if (::fstat(fd, &status) != 0) return;
   const timespec& date = status.st_mtim;
   const auto end = std::chrono::steady_clock::now() + kLongest;
   while (std::chrono::steady_clock::now() < end) {

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -47,12 +48,18 @@ class TemporaryFile {
 
   /// Gives the file its name, in place of whatever has it. Answers whether that worked, else errno says why.
   [[nodiscard]] bool replace(const std::string& name);
+  /// Exchanges the file with whatever has the name: from then on that goes with this object, unless it is exchanged
+  /// back. EINVAL or ENOSYS: not on this file system.
+  [[nodiscard]] bool exchange(const std::string& name);
+  /// What a temporary name leads to now: this file, or, after an exchange, what it took the place of. None: no name.
+  [[nodiscard]] std::string temporaryName() const { return temporaryName_; }
   /// The same, but fails with EEXIST when something has the name. A file without a name gets this one and no other.
   [[nodiscard]] bool appear(const std::string& name);
 
  private:
   [[nodiscard]] bool giveName(const std::string& name);
   [[nodiscard]] bool nameTemporarily();
+  void createNamed(mode_t mode);
 
   int folder_;
   UniqueFd fd_;
@@ -67,8 +74,13 @@ class TemporaryFile {
 [[nodiscard]] bool copyBytes(int from, int to);
 /// Puts a folder's entries on the disk, as far as the file system cares.
 void syncFolder(int folder);
-/// Waits until the kernel's coarse clock has passed the file's date, so that a later change carries another. At most
-/// 20 milliseconds.
-void waitForNextTick(int folder, const std::string& name);
+/// Waits until the kernel's coarse clock has passed the date of a file's bytes, so that a later change of any file
+/// carries another. At most 20 milliseconds.
+void waitForNextTick(int fd);
+/// Waits for the right to be the only one at work on an open file or folder. Others may take no notice; the right ends
+/// when the file is closed, or its process. On failure errno says why: EWOULDBLOCK when somebody kept it to the end.
+[[nodiscard]] bool lockUntil(int fd, std::chrono::steady_clock::time_point end);
+/// Removes what is left in a folder of temporary files whose process ended before it could.
+void removeAbandoned(int folder);
 
 }  // namespace tarvel

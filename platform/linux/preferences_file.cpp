@@ -214,12 +214,13 @@ bool PreferencesFile::write(const PropertyList& list) const {
   }
   const FilePlace place = followLinks(path_);
   if (!place.folder) return false;
+  // Nobody else has one here now: this is under the lock.
+  removeAbandoned(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
-  if (!file || !writePieces(file.fd(), writing.data) || ::fsync(file.fd()) != 0 || !file.replace(place.name)) {
-    return false;
-  }
+  if (!file || !writePieces(file.fd(), writing.data) || ::fsync(file.fd()) != 0) return false;
+  waitForNextTick(file.fd());
+  if (!file.replace(place.name)) return false;
   syncFolder(place.folder.get());
-  waitForNextTick(place.folder.get(), place.name);
   return true;
 }
 

@@ -1,10 +1,8 @@
 #include "platform/linux/settings_lock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 
 #include <cerrno>
-#include <ctime>
 
 #include "platform/linux/file_support.h"
 
@@ -13,17 +11,8 @@ namespace tarvel {
 namespace {
 
 constexpr std::chrono::seconds kLongestWait(2);
-constexpr timespec kPause{0, 2'000'000};
 
 }  // namespace
-
-bool SettingsLock::waitFor(const UniqueFd& fd, std::chrono::steady_clock::time_point end) {
-  while (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
-    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) return false;
-    (void)::nanosleep(&kPause, nullptr);
-  }
-  return true;
-}
 
 SettingsLock::SettingsLock(const std::string& path) {
   const auto end = std::chrono::steady_clock::now() + kLongestWait;
@@ -31,9 +20,9 @@ SettingsLock::SettingsLock(const std::string& path) {
   // cannot overtake. Not every file system locks folders; there the lock is merely unfair.
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   const UniqueFd turn(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (turn && !waitFor(turn, end) && errno == EWOULDBLOCK) return;
+  if (turn && !lockUntil(turn.get(), end) && errno == EWOULDBLOCK) return;
   fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
-  isHeld_ = fd_ && waitFor(fd_, end);
+  isHeld_ = fd_ && lockUntil(fd_.get(), end);
 }
 
 }  // namespace tarvel

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 
 #include "platform/linux/unique_fd.h"
@@ -21,8 +20,6 @@ class SettingsLock {
   explicit operator bool() const { return isHeld_; }
 
  private:
-  [[nodiscard]] static bool waitFor(const UniqueFd& fd, std::chrono::steady_clock::time_point end);
-
   UniqueFd fd_;
   bool isHeld_ = false;
 };

@@ -6,6 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -33,6 +36,12 @@ bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
   return !isSticky || user == 0 || user == folder.stx_uid || user == old.st_uid;
 }
 
+/// One writer at a time in a folder, as far as it is ours: so whatever temporary files lie there belong to nobody.
+void takeTurn(int folder) {
+  constexpr std::chrono::seconds kLongestWait(2);
+  if (lockUntil(folder, std::chrono::steady_clock::now() + kLongestWait)) removeAbandoned(folder);
+}
+
 /// Whether a failure is about names in the folder, not about the file's bytes.
 bool isFolderRefusal(int code) { return code == EACCES || code == EPERM || code == EROFS || code == EBUSY; }
 
@@ -46,10 +55,60 @@ bool takeAfter(const struct stat& old, int oldFd, int newFd) {
   return ::fchmod(newFd, old.st_mode & 07777) == 0;
 }
 
-FileStatus finish(const FilePlace& place) {
-  syncFolder(place.folder.get());
-  waitForNextTick(place.folder.get(), place.name);
-  return {};
+FileStatus hasChanged(const std::string& path) { return fileFailure(kFileHasChanged, path); }
+
+/// Whether what `name` leads to has no other date than the one it was read with. Without such a date: always.
+bool isAsRead(int folder, const std::string& name, const std::optional<FileDate>& readDate) {
+  struct statx status {};
+  if (!readDate) return true;
+  return ::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_MTIME, &status) == 0 &&
+         FileDate{status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec} == *readDate;
+}
+
+/// Whether somebody holds the file open, or mapped, to write to it. Not every file system can tell.
+bool isOpenForWriting(int folder, const std::string& name) {
+  const UniqueFd fd(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  // Whoever opens it while there is a lease makes the kernel send a signal: one that nobody minds.
+  if (!fd || ::fcntl(fd.get(), F_SETSIG, SIGURG) != 0) return false;
+  return ::fcntl(fd.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+}
+
+ino_t inodeOf(int folder, const std::string& name) {
+  struct stat status {};
+  return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_ino : 0;
+}
+
+/// After an exchange that should not have been: the newest of what others put there gets the name.
+void exchangeBack(TemporaryFile& file, const FilePlace& place, ino_t ours) {
+  constexpr int kMostSaves = 100;
+  const int folder = place.folder.get();
+  ino_t put = ours;
+  for (int i = 0; i < kMostSaves; ++i) {
+    const ino_t held = inodeOf(folder, file.temporaryName());
+    if (!file.exchange(place.name)) return;
+    // What came out is what went in before, unless somebody has saved again meanwhile; then that is the newest.
+    if (inodeOf(folder, file.temporaryName()) == put) return;
+    put = held;
+  }
+}
+
+/// Puts the new file in the old one's place, unless that has changed since it was read. First the two are exchanged,
+/// and what was there is looked at when nobody can open it by its name any more: so no change falls in between.
+FileStatus takePlace(TemporaryFile& file, const FilePlace& place, const std::optional<FileDate>& readDate,
+                     const std::string& path) {
+  const int folder = place.folder.get();
+  if (!isAsRead(folder, place.name, readDate)) return hasChanged(path);
+  struct stat ours {};
+  if (::fstat(file.fd(), &ours) != 0) return fileFailure(path);
+  if (!readDate || !file.exchange(place.name)) {
+    // Without exchanges a change between the look at the date and this goes unseen.
+    const bool isPlain = !readDate || errno == EINVAL || errno == ENOSYS;
+    return isPlain && file.replace(place.name) ? FileStatus{} : fileFailure(path);
+  }
+  const std::string& displaced = file.temporaryName();
+  if (!isOpenForWriting(folder, displaced) && isAsRead(folder, displaced, readDate)) return {};
+  exchangeBack(file, place, ours.st_ino);
+  return hasChanged(path);
 }
 
 FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path) {
@@ -57,9 +116,12 @@ FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const st
   TemporaryFile file(place.folder.get(), kOrdinary);
   if (!file) return fileFailure(path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
+  waitForNextTick(file.fd());
   // Somebody may have made the file meanwhile; the last one counts.
   const bool hasName = file.appear(place.name) || (errno == EEXIST && file.replace(place.name));
-  return hasName ? finish(place) : fileFailure(path);
+  if (!hasName) return fileFailure(path);
+  syncFolder(place.folder.get());
+  return {};
 }
 
 /// The old bytes, to be put back should overwriting them fail. None with errno set when they cannot be had.
@@ -101,7 +163,8 @@ void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
   errno = code;
 }
 
-FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::string& path) {
+FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileDate>& readDate,
+                        const std::string& path) {
   const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   // What was opened counts, not what was there a moment ago.
   struct stat old {};
@@ -110,6 +173,8 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   const std::optional<Data> oldBytes = readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size));
   if (!oldBytes) return fileFailure(path);
   const auto size = static_cast<off_t>(data.size());
+  // The last look before the date becomes that of this write: taking space changes it already.
+  if (!isAsRead(place.folder.get(), place.name, readDate)) return hasChanged(path);
   if (!reserve(fd.get(), old.st_size, size)) {
     putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
@@ -118,38 +183,47 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
     putBack(fd.get(), *oldBytes, true);
     return fileFailure(path);
   }
-  return finish(place);
+  syncFolder(place.folder.get());
+  waitForNextTick(fd.get());
+  return {};
 }
 
-FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::string& path) {
+FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileDate>& readDate,
+                     const std::string& path) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
   const UniqueFd oldFd(
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat old {};
   if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
-  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, path);
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readDate, path);
+  takeTurn(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
-  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, path) : fileFailure(path);
-  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, path);
+  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, readDate, path) : fileFailure(path);
+  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readDate, path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
-  if (file.replace(place.name)) return finish(place);
+  waitForNextTick(file.fd());
+  FileStatus status = takePlace(file, place, readDate, path);
   // As with a file that something is mounted on.
-  return isFolderRefusal(errno) ? writeInPlace(data, place, path) : fileFailure(path);
+  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readDate, path);
+  if (status.ok()) syncFolder(place.folder.get());
+  return status;
 }
 
 }  // namespace
 
-FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path) {
+FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
+                                             const std::optional<FileDate>& readDate) {
   const FilePlace place = followLinks(path);
   if (!place.folder) return fileFailure(path);
   struct stat old {};
   if (::fstatat(place.folder.get(), place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
-    return errno == ENOENT ? writeNewFile(data, place, path) : fileFailure(path);
+    if (errno != ENOENT) return fileFailure(path);
+    return readDate ? hasChanged(path) : writeNewFile(data, place, path);
   }
   if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
-  return writeOver(data, place, path);
+  return writeOver(data, place, readDate, path);
 }
 
 }  // namespace tarvel

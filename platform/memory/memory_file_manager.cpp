@@ -158,12 +158,14 @@ FileStatus MemoryFileManager::removeItemAtPath(const std::string& path) {
   return {};
 }
 
-FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std::string& path) {
+FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
+                                              const std::optional<FileDate>& readDate) {
   const Call call(*this, FileOperation::kWrite, path);
   if (call.code() != 0) return statusOf(call.code());
   const MemoryPlace place = placeOf(path, true);
   if (place.code != 0) return statusOf(place.code);
   MemoryItem* item = tree_.find(place.path);
+  if (readDate && (item == nullptr || item->date != *readDate)) return statusOf(kFileHasChanged);
   if (item == nullptr) {
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
     tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate()});

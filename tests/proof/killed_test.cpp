@@ -1,0 +1,93 @@
+// The command, killed before each of its system calls in turn.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <functional>
+
+#include "tests/proof/proof_home.h"
+
+namespace tarvel {
+namespace {
+
+constexpr std::size_t kMostInQuickForm = 120;
+
+/// Runs `program` once for each call, killing it there.
+void killAtEachCall(ProofHome& home, const TracedProgram& program, const std::function<void()>& prepare,
+                    const std::function<void()>& check) {
+  prepare();
+  const std::size_t calls = runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).calls;
+  ASSERT_GT(calls, 30U);
+  for (const std::size_t place : chosen(calls, kMostInQuickForm)) {
+    SCOPED_TRACE("killed before call " + std::to_string(place) + " of " + std::to_string(calls));
+    prepare();
+    const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
+      return CallVerdict{call.index == place ? CallVerdict::Kind::kKill : CallVerdict::Kind::kPass};
+    });
+    // How many calls there are depends on the clock: it is waited for the next tick.
+    if (end.signal != SIGKILL) continue;
+    SCOPED_TRACE(home.description());
+    check();
+    if (testing::Test::HasFailure()) return;
+  }
+}
+
+struct Killed : testing::TestWithParam<FilePlacing> {
+  ProofHome home{GetParam()};
+
+  void expectThatTheNextSortSucceeds() {
+    EXPECT_TRUE(home.hasOnlyHiddenStrays());
+    EXPECT_EQ(ProofHome::run(home.sort()), 0);
+    EXPECT_TRUE(home.isSorted());
+    EXPECT_TRUE(home.hasWholeBackup());
+    if (home.strays().empty()) return;
+    // A run that has nothing to write leaves what it does not need to touch; one that writes cleans up.
+    home.saveUnsorted();
+    EXPECT_EQ(ProofHome::run(home.sort()), 0);
+    EXPECT_TRUE(home.isSorted());
+    EXPECT_EQ(home.strays(), std::vector<std::string>());
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Placings, Killed,
+                         testing::Values(FilePlacing::kOrdinary, FilePlacing::kLinked, FilePlacing::kTwoNames));
+
+TEST_P(Killed, ASortLeavesAllOldOrAllNewBytesAndTheNextOneSucceeds) {
+  killAtEachCall(
+      home, home.sort(), [&] { home.reset(); },
+      [&] {
+        EXPECT_TRUE(home.isUnsorted() || home.isSorted());
+        EXPECT_TRUE(home.hasNoBackup() || home.hasWholeBackup());
+        EXPECT_TRUE(home.isUnsorted() || home.hasWholeBackup()) << "written before there was a backup";
+        expectThatTheNextSortSucceeds();
+      });
+}
+
+TEST_P(Killed, ARestoreHappensOrDoesNotAndTheNextSortSucceeds) {
+  killAtEachCall(
+      home, home.restore(), [&] { home.resetToSorted(); },
+      [&] {
+        EXPECT_TRUE(home.isUnsorted() || home.isSorted());
+        EXPECT_TRUE(home.isUnsorted() || home.hasWholeBackup());
+        EXPECT_TRUE(home.hasNoBackup() || home.hasWholeBackup());
+        expectThatTheNextSortSucceeds();
+      });
+}
+
+struct KilledSettings : testing::Test {
+  ProofHome home;
+};
+
+TEST_F(KilledSettings, AChangeOfTheSettingsHappensOrDoesNotAndTheNextOneSucceeds) {
+  killAtEachCall(
+      home, home.set(), [&] { home.resetSettings(); },
+      [&] {
+        EXPECT_TRUE(home.hasOldSettings() || home.hasNewSettings());
+        EXPECT_EQ(ProofHome::run(home.set()), 0);
+        EXPECT_TRUE(home.hasNewSettings());
+        EXPECT_EQ(home.strays(), std::vector<std::string>());
+      });
+}
+
+}  // namespace
+}  // namespace tarvel

@@ -1,0 +1,177 @@
+#include "tests/proof/proof_home.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <string_view>
+
+#include "agent/preference_keys.h"
+#include "platform/plist/serialization.h"
+#include "platform/preference_value.h"
+#include "tests/support/tree_notation.h"
+
+namespace tarvel {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kIdentifierKey = "WebBookmarkUUID";
+constexpr auto kXml = static_cast<std::uint32_t>(PropertyListFormat::kXml);
+constexpr auto kBinary = static_cast<std::uint32_t>(PropertyListFormat::kBinary);
+
+/// Large enough for several writes. The big value belongs to nobody, and so it stays.
+std::string unsortedFile() {
+  PlistSerialization serialization;
+  const PropertyList list = tree(
+      "Root[ BookmarksBar[ b a ] BookmarksMenu[ zebra apple lower[ d c ] ] "
+      "\"z folder\"[ second first ] \"a folder\"[ y x ] ]");
+  const std::vector<std::uint8_t> big(700'000, 'x');
+  list.root.dictionary().set(PropertyListKey{"Filler"}, list.tree->makeData(big));
+  return serialization.dataWithPropertyList(list, kBinary).data.joined();
+}
+
+/// The list as text without its root's identifier; empty for bytes that are no whole list.
+std::string textWithoutIdentifier(const std::string& bytes) {
+  PlistSerialization serialization;
+  const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
+  const PropertyListDictionary root = reading.list.root.dictionary();
+  if (reading.error || !root) return {};
+  root.remove(PropertyListKey{kIdentifierKey});
+  return serialization.dataWithPropertyList(reading.list, kXml).data.joined();
+}
+
+constexpr std::string_view kOldSettings =
+    "<plist version=\"1.0\"><dict><key>AutoSortMode</key><true/><key>Other</key><string>kept</string></dict></plist>";
+
+}  // namespace
+
+bool isLongProof() {
+  const char* form = std::getenv("TARVEL_PROOF");
+  return form != nullptr && std::string_view(form) == "long";
+}
+
+std::vector<std::size_t> chosen(std::size_t count, std::size_t most) {
+  const std::size_t step = isLongProof() ? 1 : std::max<std::size_t>((count + most - 1) / most, 1);
+  std::vector<std::size_t> places;
+  for (std::size_t i = static_cast<std::size_t>(::getpid()) % step; i < count; i += step) places.push_back(i);
+  return places;
+}
+
+ProofHome::ProofHome(FilePlacing placing) : placing_(placing), unsorted_(unsortedFile()) {
+  reset();
+  EXPECT_EQ(run(sort()), 0);
+  sortedBytes_ = folder_.read(fs::relative(fs::canonical(file()), root()).string());
+  sortedText_ = textWithoutIdentifier(sortedBytes_);
+  // Else every check below would be of one state only.
+  EXPECT_TRUE(sortedText_ != textWithoutIdentifier(unsorted_));
+  EXPECT_FALSE(sortedText_.empty());
+}
+
+std::string ProofHome::file() const {
+  return folder_.path(placing_ == FilePlacing::kLinked ? "links/Bookmarks.plist" : "browser/Bookmarks.plist");
+}
+
+void ProofHome::reset() {
+  for (const char* folder : {"browser", "links", "data", "config"}) fs::remove_all(folder_.path(folder));
+  for (const char* folder : {"browser", "links", "data", "config/org.tarvel.Tarvel"}) {
+    fs::create_directories(folder_.path(folder));
+  }
+  folder_.write("browser/Bookmarks.plist", unsorted_);
+  if (placing_ == FilePlacing::kTwoNames) {
+    fs::create_hard_link(folder_.path("browser/Bookmarks.plist"), folder_.path("links/second.plist"));
+  }
+  if (placing_ == FilePlacing::kLinked) {
+    fs::create_symlink("../browser/Bookmarks.plist", folder_.path("links/Bookmarks.plist"));
+  }
+}
+
+void ProofHome::resetToSorted() {
+  reset();
+  fs::create_directories(folder_.path("data/Tarvel"));
+  folder_.write("data/Tarvel/Bookmarks (Initial Copy).plist", unsorted_);
+  folder_.write("browser/Bookmarks.plist", sortedBytes_);
+}
+
+void ProofHome::resetSettings() {
+  reset();
+  folder_.write("config/org.tarvel.Tarvel/preferences.plist", std::string(kOldSettings));
+}
+
+TracedProgram ProofHome::command(const std::vector<std::string>& arguments) const {
+  TracedProgram program;
+  program.arguments = {TARVEL_PROGRAM};
+  program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
+  program.environment = {"HOME=" + root(), "XDG_DATA_HOME=" + folder_.path("data"),
+                         "XDG_CONFIG_HOME=" + folder_.path("config"), "LC_ALL=C.UTF-8"};
+  return program;
+}
+
+int ProofHome::run(const TracedProgram& program) {
+  return runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).exitStatus;
+}
+
+bool ProofHome::isUnsorted() const { return folder_.read("browser/Bookmarks.plist") == unsorted_; }
+
+bool ProofHome::isSortedBytes(const std::string& bytes) const { return textWithoutIdentifier(bytes) == sortedText_; }
+
+bool ProofHome::isSorted() const { return isSortedBytes(folder_.read("browser/Bookmarks.plist")); }
+
+bool ProofHome::hasNoBackup() const { return !fs::exists(fs::symlink_status(backup())); }
+
+bool ProofHome::hasWholeBackup() const {
+  return folder_.read("data/Tarvel/Bookmarks (Initial Copy).plist") == unsorted_;
+}
+
+bool ProofHome::hasOldSettings() const {
+  return folder_.read("config/org.tarvel.Tarvel/preferences.plist") == kOldSettings;
+}
+
+bool ProofHome::areNewSettings(const std::string& bytes) const {
+  PlistSerialization serialization;
+  const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
+  const PropertyListDictionary settings = reading.list.root.dictionary();
+  return settings.get("AutoSortMode").boolean() == true && settings.string("Other") == "kept" &&
+         settings.get("BookmarksUpdateLatency").integer() == 7 && settings.size() == 3;
+}
+
+bool ProofHome::hasNewSettings() const {
+  return areNewSettings(folder_.read("config/org.tarvel.Tarvel/preferences.plist"));
+}
+
+void ProofHome::saveUnsorted() const { folder_.write("browser/Bookmarks.plist", unsorted_); }
+
+bool ProofHome::hasOnlyHiddenStrays() const {
+  return std::ranges::all_of(strays(),
+                             [](const std::string& name) { return name.find("/.tarvel-") != std::string::npos; });
+}
+
+std::vector<std::string> ProofHome::strays() const {
+  static const std::set<std::string> belonging = {
+      "browser/Bookmarks.plist",
+      "links/Bookmarks.plist",
+      "links/second.plist",
+      "data/Tarvel/Bookmarks (Initial Copy).plist",
+      "config/org.tarvel.Tarvel/preferences.plist",
+      "config/org.tarvel.Tarvel/preferences.plist.lock",
+  };
+  std::vector<std::string> strays;
+  for (const auto& entry : fs::recursive_directory_iterator(root())) {
+    const std::string name = fs::path(entry.path()).lexically_relative(root()).string();
+    if (!entry.is_directory() && !belonging.contains(name)) strays.push_back(name);
+  }
+  return strays;
+}
+
+std::string ProofHome::description() const {
+  std::string text = isUnsorted() ? "file as it was" : isSorted() ? "file sorted" : "FILE TORN";
+  text += hasNoBackup() ? ", no backup" : hasWholeBackup() ? ", backup whole" : ", BACKUP TORN";
+  for (const std::string& stray : strays()) text += ", stray " + stray;
+  return text;
+}
+
+}  // namespace tarvel

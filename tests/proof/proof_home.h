@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/proof/call_tracer.h"
+#include "tests/support/temporary_directory.h"
+
+namespace tarvel {
+
+/// Whether the long form of the proofs was asked for, in which nothing is left out: TARVEL_PROOF=long.
+[[nodiscard]] bool isLongProof();
+
+/// Of `count` places those to look at: all of them in the long form, else `most` at the most, evenly spread. Which ones
+/// depends on the process, so that the runs of many days see them all; a failure names its place.
+[[nodiscard]] std::vector<std::size_t> chosen(std::size_t count, std::size_t most);
+
+/// What kinds of places a bookmarks file can be in, by how it is written there.
+enum class FilePlacing {
+  /// An ordinary file: a new one takes its place.
+  kOrdinary,
+  /// Reached through a symbolic link in another folder.
+  kLinked,
+  /// With a second name, which has to stay: its bytes are replaced.
+  kTwoNames,
+};
+
+/// A home with a bookmarks file that is not in order, for the built command to work on, and all that may become of it.
+class ProofHome {
+ public:
+  explicit ProofHome(FilePlacing placing = FilePlacing::kOrdinary);
+
+  /// As at first: the unsorted file, no backup.
+  void reset();
+  /// The sorted file, and the backup made before.
+  void resetToSorted();
+  /// The settings of a moment ago: one of them.
+  void resetSettings();
+
+  [[nodiscard]] TracedProgram sort() const { return command({"sort", file()}); }
+  [[nodiscard]] TracedProgram restore() const { return command({"restore", file()}); }
+  [[nodiscard]] TracedProgram set() const { return command({"settings", "set", "BookmarksUpdateLatency", "7"}); }
+
+  /// Undisturbed; answers its exit status.
+  [[nodiscard]] static int run(const TracedProgram& program);
+
+  [[nodiscard]] std::string file() const;
+  [[nodiscard]] bool isUnsorted() const;
+  /// Bytes of a whole file in order. The root's identifier is another one each time and does not count.
+  [[nodiscard]] bool isSorted() const;
+  [[nodiscard]] bool hasNoBackup() const;
+  /// The backup has every byte of the unsorted file.
+  [[nodiscard]] bool hasWholeBackup() const;
+  /// Neither kind of settings is torn: as they were, or with the new value too.
+  [[nodiscard]] bool hasOldSettings() const;
+  [[nodiscard]] bool hasNewSettings() const;
+  /// Somebody saves the unsorted bytes; whatever else there is stays.
+  void saveUnsorted() const;
+  /// What lies around besides the files that belong there, by name. Hidden files are told apart by their dot.
+  [[nodiscard]] std::vector<std::string> strays() const;
+  /// Nothing that anybody would notice.
+  [[nodiscard]] bool hasOnlyHiddenStrays() const;
+  /// For a failure: what is there.
+  [[nodiscard]] std::string description() const;
+
+  /// The folder that holds everything, without a link in its path.
+  [[nodiscard]] std::string root() const { return folder_.path(); }
+  [[nodiscard]] std::string backup() const { return folder_.path("data/Tarvel/Bookmarks (Initial Copy).plist"); }
+  [[nodiscard]] std::string settings() const { return folder_.path("config/org.tarvel.Tarvel/preferences.plist"); }
+  /// For who judges a state that is not on the disk.
+  [[nodiscard]] const std::string& unsortedBytes() const { return unsorted_; }
+  [[nodiscard]] bool isSortedBytes(const std::string& bytes) const;
+  [[nodiscard]] bool areNewSettings(const std::string& bytes) const;
+
+ private:
+  [[nodiscard]] TracedProgram command(const std::vector<std::string>& arguments) const;
+
+  TemporaryDirectory folder_;
+  FilePlacing placing_;
+  std::string unsorted_;
+  /// Sorted, without the root's identifier, as text.
+  std::string sortedText_;
+  std::string sortedBytes_;
+};
+
+}  // namespace tarvel
