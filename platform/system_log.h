@@ -8,7 +8,7 @@ class SystemLog {
  public:
   virtual ~SystemLog() = default;
 
-  /// Writes one message, built whole by the caller. Never fails the caller, never blocks it for long.
+  /// Writes one message, built whole by the caller. Never fails the caller and never makes it wait.
   virtual void log(std::string_view message) = 0;
 };
 

@@ -29,7 +29,7 @@ struct MemoryServices {
 struct LinuxServices {
   LinuxClock clock;
   LinuxUuidSource uuidSource;
-  LinuxSystemLog log{"tarvel-test", "/no/journal"};
+  LinuxSystemLog log{"tarvel-test", "/no/journal", "/no/log"};
   std::unique_ptr<IcuCollator> icu = IcuCollator::forEnvironment();
   Collator& collator = *icu;
 
