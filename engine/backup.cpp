@@ -2,6 +2,8 @@
 
 #include "engine/backup.h"
 
+#include <cerrno>
+
 #include "engine/tarvel.h"
 #include "platform/path_components.h"
 
@@ -32,6 +34,13 @@ bool replaceByExchange(FileManager& fileManager, const std::string& targetPath, 
   if (!fileManager.exchangeItems(replacementPath, targetPath).ok()) return false;
   // A removal that fails counts as failure although the target has been replaced: the caller asked for both.
   return fileManager.removeItemAtPath(replacementPath).ok();
+}
+
+/// Whether nothing is there for certain. A file that merely cannot be looked at must not go without its backup.
+bool isMissing(FileManager& fileManager, const std::string& path) {
+  if (fileManager.fileExistsAtPath(path)) return false;
+  const int code = fileManager.attributesOfItemAtPath(path).status.code;
+  return code == ENOENT || code == ENOTDIR;
 }
 
 }  // namespace
@@ -85,7 +94,7 @@ bool Tarvel::writeBackupFileForFilename(const std::string& filename) {
   if (!backupPath) return !platform_.fileManager.fileExistsAtPath(filename);
   // Made once and then kept: the first copy is the one worth having.
   if (platform_.fileManager.fileExistsAtPath(*backupPath)) return true;
-  if (!platform_.fileManager.fileExistsAtPath(filename)) return true;
+  if (isMissing(platform_.fileManager, filename)) return true;
   if (!platform_.fileManager.createDirectoryAtPath(deletingLastPathComponent(*backupPath)).ok()) return false;
   return platform_.fileManager.copyItemAtPathToPath(filename, *backupPath).ok();
 }

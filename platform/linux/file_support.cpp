@@ -16,8 +16,11 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <set>
 #include <string_view>
 #include <vector>
+
+#include "platform/linux/interrupted_write.h"
 
 namespace tarvel {
 
@@ -63,6 +66,14 @@ std::string randomName() {
   std::array<char, 32> name{};
   (void)std::snprintf(name.data(), name.size(), ".tarvel-%016llx", static_cast<unsigned long long>(number));
   return name.data();
+}
+
+/// Only what is ours, and what no living process keeps locked.
+void removeUnlessHeld(int folder, const std::string& name) {
+  const UniqueFd fd(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  const bool isOurs = fd && ::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
+  if (isOurs && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) (void)::unlinkat(folder, name.c_str(), 0);
 }
 
 }  // namespace
@@ -216,13 +227,15 @@ void removeAbandoned(int folder) {
   const std::unique_ptr<DIR, void (*)(DIR*)> entries(listed < 0 ? nullptr : ::fdopendir(listed),
                                                      [](DIR* opened) { (void)::closedir(opened); });
   if (!entries) return;
+  std::vector<std::string> abandoned;
+  std::set<ino_t> inodes;
   while (const dirent* entry = ::readdir(entries.get())) {
-    if (!isTemporaryName(entry->d_name)) continue;
-    const UniqueFd fd(::openat(folder, entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    const bool isOurs =
-        fd && ::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
-    if (isOurs && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) (void)::unlinkat(folder, entry->d_name, 0);
+    inodes.insert(entry->d_ino);
+    if (isTemporaryName(entry->d_name) || inodeOfWriteRecord(entry->d_name) != 0) abandoned.emplace_back(entry->d_name);
+  }
+  for (const std::string& name : abandoned) {
+    // The record of a write that was cut off is needed as long as its file is there.
+    if (!inodes.contains(inodeOfWriteRecord(name))) removeUnlessHeld(folder, name);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
+#include "platform/linux/interrupted_write.h"
 #include "platform/path_components.h"
 
 namespace tarvel {
@@ -50,6 +51,7 @@ FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
   struct stat status {};
   const UniqueFd fd = openRegular(path, status);
   if (!fd) return {{}, fileFailure(path)};
+  undoInterruptedWrite(fd.get());
   return readWhole(fd.get(), static_cast<std::size_t>(status.st_size), path);
 }
 

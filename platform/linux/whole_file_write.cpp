@@ -16,6 +16,7 @@
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
+#include "platform/linux/interrupted_write.h"
 #include "platform/linux/linux_file_manager.h"
 
 namespace tarvel {
@@ -173,6 +174,9 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   const std::optional<Data> oldBytes = readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size));
   if (!oldBytes) return fileFailure(path);
   const auto size = static_cast<off_t>(data.size());
+  const WriteRecord record(place, old.st_ino, *oldBytes, data);
+  // In a folder that takes no record there is no way back, and still no other way to write.
+  if (!record && !isFolderRefusal(errno)) return fileFailure(path);
   // The last look before the date becomes that of this write: taking space changes it already.
   if (!isAsRead(place.folder.get(), place.name, readDate)) return hasChanged(path);
   if (!reserve(fd.get(), old.st_size, size)) {
@@ -196,8 +200,8 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat old {};
   if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
-  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readDate, path);
   takeTurn(place.folder.get());
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readDate, path);
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, readDate, path) : fileFailure(path);
   if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readDate, path);

@@ -1,0 +1,181 @@
+// The command, each of its system calls failing in turn, and each read and write doing half of what it was asked for.
+
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+
+#include <cerrno>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+
+#include "tests/proof/proof_home.h"
+
+namespace tarvel {
+namespace {
+
+constexpr std::size_t kMostInQuickForm = 12;
+
+struct Failure {
+  const char* name;
+  CallVerdict verdict;
+};
+
+CallVerdict failWith(int code) { return {CallVerdict::Kind::kFail, code}; }
+
+const std::vector<Failure>& failures() {
+  static const std::vector<Failure> all = {
+      {"EIO", failWith(EIO)},       {"ENOSPC", failWith(ENOSPC)},
+      {"EDQUOT", failWith(EDQUOT)}, {"EACCES", failWith(EACCES)},
+      {"EPERM", failWith(EPERM)},   {"EROFS", failWith(EROFS)},
+      {"EMFILE", failWith(EMFILE)}, {"ENOMEM", failWith(ENOMEM)},
+      {"EINTR", failWith(EINTR)},   {"half", {CallVerdict::Kind::kShorten, 0}},
+  };
+  return all;
+}
+
+/// Calls after which there is no program to speak of, or whose failures are not told by such codes.
+bool isSpared(long number) {
+  static const std::set<long> spared = {SYS_exit_group, SYS_exit, SYS_execve, SYS_munmap, SYS_futex, SYS_brk};
+  return spared.contains(number);
+}
+
+/// What was seen of one failure: how often it struck, and how the program ended.
+struct Tally {
+  std::size_t struck = 0;
+  std::map<int, std::size_t> statuses;
+};
+
+class FailingCalls {
+ public:
+  FailingCalls(ProofHome& home, TracedProgram program, std::function<void()> prepare)
+      : home_(home), program_(std::move(program)), prepare_(std::move(prepare)) {}
+
+  /// Runs the program once for each failure of each call. `check` judges each end.
+  void each(const std::function<void(const TraceEnd&, const Failure&)>& check) {
+    findMain();
+    for (const Failure& failure : failures()) {
+      for (const std::size_t place : chosen(calls_ - firstOfMain_, kMostInQuickForm)) {
+        one(failure, firstOfMain_ + place, check);
+        if (testing::Test::HasFailure()) return;
+      }
+      EXPECT_GT(tallies_[failure.name].struck, 0U) << failure.name << " never struck";
+    }
+  }
+
+  [[nodiscard]] const Tally& tally(const std::string& failure) { return tallies_[failure]; }
+
+ private:
+  /// Before its own code runs, the loader answers every failure with a status of its own, and nothing was touched.
+  void findMain() {
+    prepare_();
+    // The last that the loader does is to give back the memory of its list of libraries.
+    const TraceEnd end = runTraced(program_, [&](pid_t, const SystemCall& call) {
+      if (call.number == SYS_munmap && firstOfMain_ == 0) firstOfMain_ = call.index + 1;
+      return CallVerdict{};
+    });
+    calls_ = end.calls;
+    ASSERT_GT(firstOfMain_, 0U);
+    ASSERT_GT(calls_, firstOfMain_ + 10);
+  }
+
+  void one(const Failure& failure, std::size_t place,
+           const std::function<void(const TraceEnd&, const Failure&)>& check) {
+    prepare_();
+    bool hasStruck = false;
+    long number = -1;
+    const TraceEnd end = runTraced(program_, [&](pid_t, const SystemCall& call) {
+      if (call.index != place || isSpared(call.number)) return CallVerdict{};
+      hasStruck = true;
+      number = call.number;
+      return failure.verdict;
+    });
+    if (!hasStruck) return;
+    Tally& tally = tallies_[failure.name];
+    ++tally.struck;
+    ++tally.statuses[end.exitStatus];
+    SCOPED_TRACE(std::string(failure.name) + " at call " + std::to_string(place) + ", number " +
+                 std::to_string(number));
+    SCOPED_TRACE(home_.description() + ", status " + std::to_string(end.exitStatus) + ": " + end.output.substr(0, 400));
+    EXPECT_EQ(end.signal, 0);
+    check(end, failure);
+  }
+
+  ProofHome& home_;
+  TracedProgram program_;
+  std::function<void()> prepare_;
+  std::size_t firstOfMain_ = 0;
+  std::size_t calls_ = 0;
+  std::map<std::string, Tally> tallies_;
+};
+
+bool isShort(const Failure& failure) { return failure.verdict.kind == CallVerdict::Kind::kShorten; }
+
+struct FailedCalls : testing::TestWithParam<FilePlacing> {
+  ProofHome home{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Placings, FailedCalls,
+                         testing::Values(FilePlacing::kOrdinary, FilePlacing::kLinked, FilePlacing::kTwoNames));
+
+TEST_P(FailedCalls, ASortSucceedsOrLeavesTheFileAsItWasWithACodeAndWords) {
+  const std::set<int> codes = {0, 1, 5, 6, 7, 8, 70};
+  FailingCalls calls(home, home.sort(), [&] { home.reset(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    // An answer that nobody could read is a failure of its own, after everything was done.
+    const bool isAnswerLost = end.exitStatus == 1 && home.isSorted();
+    EXPECT_TRUE(end.exitStatus == 0 || isAnswerLost ? home.isSorted() : home.isUnsorted());
+    EXPECT_TRUE(home.isUnsorted() ? home.hasNoBackup() || home.hasWholeBackup() : home.hasWholeBackup());
+    EXPECT_TRUE(home.hasOnlyHiddenStrays());
+    if (end.exitStatus != 0) {
+      EXPECT_NE(end.output, "");
+    }
+  });
+}
+
+TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
+  const std::set<int> codes = {0, 1, 2, 6, 70};
+  FailingCalls calls(home, home.restore(), [&] { home.resetToSorted(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    const bool isDone = home.isUnsorted() && home.hasNoBackup();
+    EXPECT_TRUE(isDone || (home.isSorted() && home.hasWholeBackup()));
+    if (end.exitStatus == 0) {
+      EXPECT_TRUE(isDone);
+    }
+    if (end.exitStatus != 0) {
+      EXPECT_NE(end.output, "");
+    }
+  });
+}
+
+struct FailedSettings : testing::Test {
+  ProofHome home;
+};
+
+TEST_F(FailedSettings, AChangeOfTheSettingsIsKeptOrTheOldOnesStay) {
+  const std::set<int> codes = {0, 1, 12, 70};
+  FailingCalls calls(home, home.set(), [&] { home.resetSettings(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    const bool isAnswerLost = end.exitStatus == 1 && home.hasNewSettings();
+    EXPECT_TRUE(end.exitStatus == 0 || isAnswerLost ? home.hasNewSettings() : home.hasOldSettings());
+    EXPECT_TRUE(home.hasOnlyHiddenStrays());
+    if (end.exitStatus != 0) {
+      EXPECT_NE(end.output, "");
+    }
+  });
+}
+
+}  // namespace
+}  // namespace tarvel
