@@ -60,22 +60,31 @@ std::optional<Versions> versionsIn(std::string_view record) {
   return versions;
 }
 
-/// Whether each block is of one version or of the other, or of the zeros that space is taken with; and the whole is
-/// neither.
+/// A version as long as its space: with zeros behind its end.
+std::string padded(std::string_view version, std::size_t size) {
+  std::string bytes(version);
+  bytes.resize(size);
+  return bytes;
+}
+
+/// Whether a block is one version up to some place and the other one from there.
+bool isSeam(std::string_view block, std::string_view first, std::string_view second) {
+  const auto front = std::mismatch(block.begin(), block.end(), first.begin()).first - block.begin();
+  const auto back = std::mismatch(block.rbegin(), block.rend(), second.rbegin()).first - block.rbegin();
+  return front + back >= static_cast<std::ptrdiff_t>(block.size());
+}
+
+/// Whether the bytes are neither version, but all of them are from one or the other.
 bool isMixture(std::string_view bytes, const Versions& versions) {
   const auto [least, most] = std::minmax({versions.before.size(), versions.after.size()});
   if (bytes == versions.before || bytes == versions.after || bytes.size() < least || bytes.size() > most) return false;
+  const std::string before = padded(versions.before, most);
+  const std::string after = padded(versions.after, most);
   for (std::size_t at = 0; at < bytes.size(); at += kBlock) {
     const std::string_view block = bytes.substr(at, kBlock);
-    const auto isOf = [&](std::string_view version) {
-      return at <= version.size() && version.substr(at, block.size()) == block;
-    };
-    const bool isTaken =
-        at + block.size() > versions.before.size() && block.find_first_not_of('\0') == std::string_view::npos;
-    // A version may end inside of a block, where the other one goes on.
-    const std::size_t rest = std::min(versions.before.size(), versions.after.size());
-    const bool isSeam = rest > at && rest < at + block.size();
-    if (!isOf(versions.before) && !isOf(versions.after) && !isTaken && !isSeam) return false;
+    const std::string_view old = std::string_view(before).substr(at, block.size());
+    const std::string_view fresh = std::string_view(after).substr(at, block.size());
+    if (!isSeam(block, fresh, old) && !isSeam(block, old, fresh)) return false;
   }
   return true;
 }
