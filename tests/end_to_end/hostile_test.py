@@ -1,0 +1,196 @@
+"""Files made to break whoever reads them: the command ends with its code, in time and memory that fit the file."""
+
+import os
+import plistlib
+import resource
+import socket
+import struct
+import subprocess
+import threading
+import unittest
+
+from support import TARVEL, HomeTest
+
+MIB = 1 << 20
+SANITIZED = bool(os.environ.get("TARVEL_SANITIZERS"))
+# Far more than any of these takes; what runs away takes more.
+PATIENCE = 300
+DEPTH = 100_000
+# The system counts what the child had of this process before it became the command.
+LITTLE = 256 * MIB
+
+
+def leaf(title, address):
+    return {"WebBookmarkType": "WebBookmarkTypeLeaf", "URLString": address, "URIDictionary": {"title": title}, "WebBookmarkUUID": title[:40] + address}
+
+
+def folder(title, *children):
+    return {"WebBookmarkType": "WebBookmarkTypeList", "Title": title, "Children": list(children), "WebBookmarkUUID": title}
+
+
+def root(*children):
+    return {
+        "WebBookmarkType": "WebBookmarkTypeList",
+        "WebBookmarkFileVersion": 1,
+        "Children": [folder("BookmarksBar"), folder("BookmarksMenu", *children)],
+    }
+
+
+def binary(objects, count=None, top=0):
+    """A binary list of these encoded objects, whatever the trailer then says."""
+    body = b"bplist00"
+    offsets = []
+    for item in objects:
+        offsets.append(len(body))
+        body += item
+    table = b"".join(struct.pack(">I", offset) for offset in offsets)
+    trailer = struct.pack(">6xBBQQQ", 4, 4, len(objects) if count is None else count, top, len(body))
+    return body + table + trailer
+
+
+def array_of(*references):
+    return b"\xaf\x12" + struct.pack(">I", len(references)) + b"".join(struct.pack(">I", r) for r in references)
+
+
+class HostileTest(HomeTest):
+    def run_measured(self, *arguments, limit=None):
+        """Exit status and the most memory in bytes. A signal is a negative status."""
+
+        def confine():
+            if limit is not None:
+                resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+
+        process = subprocess.Popen(
+            [TARVEL, *map(str, arguments)],
+            env=self.environment,
+            cwd=self.home,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.PIPE,
+            preexec_fn=confine,
+        )
+        killer = threading.Timer(PATIENCE, process.kill)
+        killer.start()
+        self.words = process.stderr.read().decode(errors="replace")
+        process.stderr.close()
+        _, status, usage = os.wait4(process.pid, 0)
+        killer.cancel()
+        process.returncode = os.waitstatus_to_exitcode(status)
+        return process.returncode, usage.ru_maxrss * 1024
+
+    def expect(self, codes, most, content=None):
+        """Sorts the file, or this content: it ends with one of `codes`, within `most` bytes, the file as it was."""
+        if content is not None:
+            self.file.write_bytes(content)
+        before = self.file.read_bytes() if self.file.is_file() and self.file.stat().st_size < 64 * MIB else None
+        status, memory = self.run_measured("sort", self.file)
+        self.assertIn(status, codes, self.words)
+        self.assertNotEqual(self.words if status else "words", "")
+        if before is not None and status != 0:
+            self.assertEqual(self.file.read_bytes(), before)
+        if not SANITIZED:
+            self.assertLess(memory, most)
+
+    def test_nesting_a_hundred_thousand_deep_is_refused_in_every_form(self):
+        # Each array holds the next.
+        nested = [array_of(i + 1) for i in range(DEPTH)] + [b"\x08"]
+        for content in (
+            binary(nested),
+            b"<plist version='1.0'>" + b"<array>" * DEPTH + b"</array>" * DEPTH + b"</plist>",
+            b"(" * DEPTH + b")" * DEPTH,
+            b"{a=" * DEPTH + b"b" + b";}" * DEPTH,
+        ):
+            self.expect((5,), LITTLE, content)
+
+    def test_arrays_that_unfold_without_end_take_no_room(self):
+        for references, levels in ((2, 64), (1000, 8)):
+            self.expect((3, 5), LITTLE, binary([array_of(*[i + 1] * references) for i in range(levels)] + [b"\x08"]))
+
+    def test_a_container_within_itself_is_refused(self):
+        self.expect((3, 5), LITTLE, binary([array_of(0)]))
+        self.expect((3, 5), LITTLE, binary([array_of(1), array_of(0)]))
+
+    def test_entities_that_unfold_are_refused(self):
+        entities = "".join(f'<!ENTITY a{i + 1} "{f"&a{i};" * 10}">' for i in range(20))
+        text = f'<?xml version="1.0"?><!DOCTYPE plist [<!ENTITY a0 "lol">{entities}]><plist><string>&a20;</string></plist>'
+        self.expect((3, 5), LITTLE, text.encode())
+
+    def test_counts_beyond_the_file_are_refused(self):
+        huge = struct.pack(">Q", 1 << 60)
+        for content in (
+            binary([b"\x08"], count=1 << 60),
+            binary([b"\x08"], top=1 << 60),
+            binary([b"\xaf\x13" + huge]),
+            binary([b"\xdf\x13" + huge]),
+            binary([b"\x5f\x13" + huge]),
+            binary([b"\x6f\x13" + huge]),
+            binary([b"\x4f\x13" + huge]),
+            binary([b"\xaf\x13" + b"\xff" * 8]),
+        ):
+            self.expect((5,), LITTLE, content)
+
+    def test_a_gigabyte_of_nothing_is_refused(self):
+        size = 1 << 30
+        for head, tail in ((b"", b""), (b"bplist00", b""), (b"bplist00\x08", binary([b"\x08"])[-32:])):
+            with self.file.open("wb") as file:
+                file.write(head)
+                file.truncate(size)
+                if tail:
+                    file.seek(size - len(tail))
+                    file.write(tail)
+            self.expect((3, 5), 2 * size)
+
+    def test_what_is_no_file_is_refused_without_waiting(self):
+        os.mkfifo(self.file)
+        self.expect((5,), LITTLE)
+        self.file.unlink()
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind(str(self.file))
+        self.expect((5,), LITTLE)
+        listener.close()
+        self.file.unlink()
+        self.file.mkdir()
+        self.expect((5,), LITTLE)
+        self.file.rmdir()
+        for device in ("/dev/zero", "/dev/null", "/dev/tty"):
+            self.file.symlink_to(device)
+            self.expect((5,), LITTLE)
+            self.file.unlink()
+
+    def test_titles_of_ten_megabytes_are_sorted(self):
+        titles = [letter * (10 * MIB) for letter in "ba"]
+        self.write(root(*(leaf(title, f"http://{title[0]}/") for title in titles)))
+        self.expect((0,), 1024 * MIB)
+        menu = self.read()["Children"][1]["Children"]
+        self.assertEqual([child["URIDictionary"]["title"][0] for child in menu], ["a", "b"])
+
+    def test_fifty_thousand_of_one_name_end_in_time(self):
+        # Names that chain would come to more bytes than a run may make.
+        self.write(root(*(leaf("News", f"http://{i}/") for i in range(50_000))))
+        self.expect((0, 5), 1024 * MIB)
+        self.write(root(*(leaf("News", f"http://{i}/") for i in range(2_000))))
+        self.expect((0,), 256 * MIB)
+        menu = self.read()["Children"][1]["Children"]
+        self.assertEqual(len({child["URIDictionary"]["title"] for child in menu}), 2_000)
+
+    @unittest.skipIf(SANITIZED, "a sanitized program needs addresses without end")
+    def test_too_little_memory_is_a_failed_run(self):
+        self.write(root(*(leaf(f"title {i * 7919 % 100_000}", f"http://{i}/") for i in range(100_000))))
+        before = self.file.read_bytes()
+        statuses = set()
+        for limit in range(48, 240, 16):
+            status, _ = self.run_measured("sort", self.file, "--no-backup", limit=limit * MIB)
+            # 127: the loader could not even start.
+            self.assertIn(status, (0, 5, 6, 70, 127), f"{limit} MiB: {self.words}")
+            statuses.add(status)
+            if status != 0:
+                self.assertEqual(self.file.read_bytes(), before)
+            else:
+                self.assertEqual(len(plistlib.loads(self.file.read_bytes())["Children"][1]["Children"]), 100_000)
+                self.file.write_bytes(before)
+        self.assertIn(0, statuses)
+        self.assertTrue(statuses & {5, 6, 70}, statuses)
+
+
+if __name__ == "__main__":
+    unittest.main()
