@@ -46,7 +46,10 @@ bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_vi
 bool BookmarksDocument::readFromURLOfTypeError(const std::string& path, std::string_view typeName,
                                                DocumentError* error) {
   const FileReading reading = platform_.fileManager.contentsAtPath(path);
-  if (reading.status.ok()) return readFromDataOfTypeError(reading.data, typeName, error);
+  if (reading.status.ok()) {
+    readVersion_ = reading.version;
+    return readFromDataOfTypeError(reading.data, typeName, error);
+  }
   *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
   return false;
 }
@@ -55,7 +58,7 @@ bool BookmarksDocument::writeToURLOfTypeError(const std::string& path, std::stri
                                               DocumentError* error) {
   const std::optional<DataPieces> data = dataOfTypeError(typeName, error);
   if (!data) return false;
-  const FileStatus status = platform_.fileManager.writeDataToPath(*data, path, fileModificationDate_);
+  const FileStatus status = platform_.fileManager.writeDataToPath(*data, path, expectedVersion_);
   if (status.ok()) return true;
   *error = {std::string(kFileDomain), status.code, status.reason};
   return false;

@@ -48,13 +48,16 @@ class BookmarksDocument {
   void setBookmarksDictionary(const PropertyList& bookmarksDictionary) { bookmarksDictionary_ = bookmarksDictionary; }
   [[nodiscard]] PropertyListFormat propertyListFormat() const { return propertyListFormat_; }
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
-  /// The date that the file must still have when it is written, else kFileHasChanged. None, as at first: any.
-  void setFileModificationDate(const std::optional<FileDate>& date) { fileModificationDate_ = date; }
+  /// The file that was read last.
+  [[nodiscard]] const std::optional<FileVersion>& readVersion() const { return readVersion_; }
+  /// What the file must still be when it is written, else kFileHasChanged. None, as at first: anything.
+  void setExpectedVersion(const std::optional<FileVersion>& version) { expectedVersion_ = version; }
 
  private:
   PropertyList bookmarksDictionary_;
   PropertyListFormat propertyListFormat_ = PropertyListFormat::kBinary;
-  std::optional<FileDate> fileModificationDate_;
+  std::optional<FileVersion> readVersion_;
+  std::optional<FileVersion> expectedVersion_;
   const Platform& platform_;
 };
 

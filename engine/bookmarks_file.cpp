@@ -25,9 +25,15 @@ PropertyListDictionary firstChildTitled(PropertyListDictionary rootNode, std::st
 }  // namespace
 
 PropertyList Tarvel::bookmarksDictionaryWithFilename(const std::string& filename) {
+  std::optional<FileVersion> readVersion;
+  return readBookmarks(filename, &readVersion);
+}
+
+PropertyList Tarvel::readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion) {
   BookmarksDocument document(platform_);
   DocumentError error;
   if (!document.readFromURLOfTypeError(filename, "", &error)) return {};
+  *readVersion = document.readVersion();
   return document.bookmarksDictionary();
 }
 
@@ -37,12 +43,12 @@ bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& d
 }
 
 TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::string& filename,
-                                   const std::optional<FileDate>& readDate) {
+                                   const std::optional<FileVersion>& readVersion) {
   // A fresh document, never the one that read: so the file becomes binary, whatever form it was read in.
   BookmarksDocument document(platform_);
   DocumentError error;
   document.setBookmarksDictionary(dictionary);
-  document.setFileModificationDate(readDate);
+  document.setExpectedVersion(readVersion);
   const bool isWritten = document.writeToURLOfTypeError(filename, "plist", &error);
   platform_.workspace.noteFileSystemChanged(deletingLastPathComponent(filename));
   if (isWritten) return TarvelErrorNone;

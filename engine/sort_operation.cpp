@@ -67,6 +67,7 @@ struct Tarvel::Attempts {
   /// The code of the step that an attempt is in, should memory run out there.
   TarvelError failure = TarvelErrorReadFailed;
   std::optional<FileDate> dateBeforeReading;
+  std::optional<FileVersion> readVersion;
   /// Keeps the tree of `result` alive.
   std::shared_ptr<PropertyListTree> tree;
   PropertyListDictionary result;
@@ -96,7 +97,7 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
     if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;
     attempts.failure = TarvelErrorWriteFailed;
     updateWebBookmarkUUIDInDictionary(attempts.result);
-    error = writeBookmarks({attempts.tree, attempts.result.value()}, path, attempts.dateBeforeReading);
+    error = writeBookmarks({attempts.tree, attempts.result.value()}, path, attempts.readVersion);
   }
   return error;
 }
@@ -121,7 +122,7 @@ TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
   attempts.tree.reset();
   attempts.didSort = true;
   attempts.dateBeforeReading = bookmarksFileModificationDate();
-  const PropertyList read = bookmarksDictionaryWithFilename(path);
+  const PropertyList read = readBookmarks(path, &attempts.readVersion);
   if (!read.root) return TarvelErrorReadFailed;
   if (!verifyThatDictionaryIsBookmarksFileRootNode(read.root)) return TarvelErrorNotBookmarksFile;
   const PropertyListDictionary root = read.root.dictionary();

@@ -157,9 +157,10 @@ class Tarvel {
   [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilWritten(const std::string& path, Attempts& attempts);
-  /// `readDate`: when the file was read; TarvelErrorFileInUse says that it has changed since. None: whatever it holds.
+  [[nodiscard]] PropertyList readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion);
+  /// TarvelErrorFileInUse says that the file is no longer what was read. No version: whatever it is.
   [[nodiscard]] TarvelError writeBookmarks(const PropertyList& dictionary, const std::string& filename,
-                                           const std::optional<FileDate>& readDate);
+                                           const std::optional<FileVersion>& readVersion);
 
   /// Where a node's title is written.
   struct TitlePlace {

@@ -24,10 +24,22 @@ struct FileStatus {
   [[nodiscard]] bool ok() const { return code == 0; }
 };
 
+/// Which file was read, and as of when: more than its date, which others can set.
+struct FileVersion {
+  std::uint64_t device = 0;
+  std::uint64_t file = 0;
+  std::uint64_t size = 0;
+  FileDate date;
+
+  friend bool operator==(const FileVersion&, const FileVersion&) = default;
+};
+
 /// The whole contents of a file, or why they could not be had.
 struct FileReading {
   Data data;
   FileStatus status;
+  /// Of the file that was opened, before its first byte was read.
+  FileVersion version = {};
 };
 
 /// A file's attributes, or why they could not be had: without a date, `status` tells.
@@ -78,7 +90,7 @@ class FileManager {
   /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking.
   [[nodiscard]] virtual FileReading contentsAtPath(const std::string& path) = 0;
 
-  /// Makes the folder and every missing one above it. A folder that is there already is success.
+  /// Makes the folder and every missing one above it, for nobody but the user. A folder that is there already is success.
   [[nodiscard]] virtual FileStatus createDirectoryAtPath(const std::string& path) = 0;
 
   /// Copies one regular file with its mode and dates to a path where nothing exists; the copy appears whole or not at
@@ -88,19 +100,19 @@ class FileManager {
   /// Removes a file or an empty folder; a symbolic link itself, not what it leads to.
   [[nodiscard]] virtual FileStatus removeItemAtPath(const std::string& path) = 0;
 
-  /// Puts `data` into the file at `path`, making it if need be. Whole or nothing: at any instant the path holds all
+  /// Puts `data` into the file at `path`, making it, for nobody but the user, if need be. Whole or nothing: at any instant the path holds all
   /// old or all new bytes, wherever the file system lets a new file take the old one's place. Keeps mode, owner,
   /// extended attributes and access lists, writes through symbolic links to the file itself, does not break hard
   /// links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not write, on a full
   /// disk and on any input or output error. When it returns success the bytes are on the disk, and a later change of
   /// the file carries another date.
   ///
-  /// With `readDate`, the date that the file had when it was read: fails with kFileHasChanged, and nothing is lost,
-  /// when somebody has changed the file since, even at the last instant, or has it open to write to it. Two changes
-  /// are not noticed: one that gives the file back its old date, and, where bytes can only be replaced in place, one
-  /// in the instant before they are.
+  /// With `readVersion`, what was read: fails with kFileHasChanged, and nothing is lost, when somebody has changed the
+  /// file since or put another in its place, even at the last instant, or has it open to write to it. Two changes are
+  /// not noticed: one that keeps the size and gives back the old date, and, where bytes can only be replaced in place,
+  /// one in the instant before they are.
   [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
-                                                   const std::optional<FileDate>& readDate) = 0;
+                                                   const std::optional<FileVersion>& readVersion) = 0;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) {
     return writeDataToPath(data, path, std::nullopt);
   }

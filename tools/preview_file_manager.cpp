@@ -35,7 +35,7 @@ FileStatus PreviewFileManager::copyItemAtPathToPath(const std::string& /*source*
 FileStatus PreviewFileManager::removeItemAtPath(const std::string& /*path*/) { return refusal(); }
 
 FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path,
-                                               const std::optional<FileDate>& /*readDate*/) {
+                                               const std::optional<FileVersion>& /*readVersion*/) {
   return fileExistsAtPath(path) ? FileStatus{} : refusal();
 }
 

@@ -239,6 +239,26 @@ void removeAbandoned(int folder) {
   }
 }
 
+std::optional<FileVersion> versionOf(int fd) { return versionOf(fd, ""); }
+
+std::optional<FileVersion> versionOf(int folder, const std::string& name) {
+  struct stat status {};
+  const int flags = AT_SYMLINK_NOFOLLOW | (name.empty() ? AT_EMPTY_PATH : 0);
+  if (::fstatat(folder, name.c_str(), &status, flags) != 0) return std::nullopt;
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return std::nullopt;
+  }
+  return FileVersion{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
+                     FileDate{status.st_mtim.tv_sec, static_cast<std::uint32_t>(status.st_mtim.tv_nsec)}};
+}
+
+bool keepsItsEntries(int folder) {
+  struct statx status {};
+  return ::statx(folder, "", AT_EMPTY_PATH, STATX_MODE, &status) == 0 &&
+         (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+}
+
 void syncFolder(int folder) { (void)::fsync(folder); }
 
 void waitForNextTick(int fd) {

@@ -80,6 +80,11 @@ void waitForNextTick(int fd);
 /// Waits for the right to be the only one at work on an open file or folder. Others may take no notice; the right ends
 /// when the file is closed, or its process. On failure errno says why: EWOULDBLOCK when somebody kept it to the end.
 [[nodiscard]] bool lockUntil(int fd, std::chrono::steady_clock::time_point end);
+/// Of an open file, or of the regular file with this name, no link followed. None, with errno set, for anything else.
+[[nodiscard]] std::optional<FileVersion> versionOf(int fd);
+[[nodiscard]] std::optional<FileVersion> versionOf(int folder, const std::string& name);
+/// Whether a folder can lose no name, as one that only grows.
+[[nodiscard]] bool keepsItsEntries(int folder);
 /// Removes what is left in a folder of temporary files whose process ended before it could.
 void removeAbandoned(int folder);
 

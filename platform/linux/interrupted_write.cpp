@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
@@ -113,6 +114,10 @@ UniqueFd openRecord(const FilePlace& place, const struct stat& file) {
 
 WriteRecord::WriteRecord(const FilePlace& place, ino_t file, const Data& oldBytes, const DataPieces& newBytes)
     : place_(place), file_(place.folder.get(), kPrivate) {
+  if (keepsItsEntries(place.folder.get())) {
+    errno = EPERM;
+    return;
+  }
   Header header;
   header.oldSize = oldBytes.size();
   header.newSize = newBytes.size();

@@ -52,11 +52,15 @@ FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
   const UniqueFd fd = openRegular(path, status);
   if (!fd) return {{}, fileFailure(path)};
   undoInterruptedWrite(fd.get());
-  return readWhole(fd.get(), static_cast<std::size_t>(status.st_size), path);
+  const std::optional<FileVersion> version = versionOf(fd.get());
+  if (!version) return {{}, fileFailure(path)};
+  FileReading reading = readWhole(fd.get(), static_cast<std::size_t>(version->size), path);
+  reading.version = *version;
+  return reading;
 }
 
 FileStatus LinuxFileManager::createDirectoryAtPath(const std::string& path) {
-  constexpr mode_t kOrdinary = 0777;
+  constexpr mode_t kPrivateFolder = 0700;
   if (path.empty() || path.find('\0') != std::string::npos) return fileFailure(path.empty() ? ENOENT : EINVAL, path);
   std::vector<std::string> missing;
   struct stat status {};
@@ -70,7 +74,7 @@ FileStatus LinuxFileManager::createDirectoryAtPath(const std::string& path) {
   if (missing.empty() && !S_ISDIR(status.st_mode)) return fileFailure(EEXIST, path);
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
     // Somebody else may have made it in between.
-    if (::mkdir(folder->c_str(), kOrdinary) != 0 && errno != EEXIST) return fileFailure(path);
+    if (::mkdir(folder->c_str(), kPrivateFolder) != 0 && errno != EEXIST) return fileFailure(path);
     const FilePlace made = placeOf(*folder);
     if (made.folder) syncFolder(made.folder.get());
   }

@@ -19,7 +19,7 @@ class LinuxFileManager final : public FileManager {
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
-                                           const std::optional<FileDate>& readDate) override;
+                                           const std::optional<FileVersion>& readVersion) override;
   [[nodiscard]] bool offersReplaceItem() override { return true; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

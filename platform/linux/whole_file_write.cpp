@@ -30,8 +30,8 @@ bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
   if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return false;
   struct statx folder {};
   if (::statx(place.folder.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &folder) != 0) return false;
-  // A folder whose entries stay would also keep the new file's temporary name.
-  if ((folder.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0) return false;
+  // It would also keep the new file's temporary name.
+  if (keepsItsEntries(place.folder.get())) return false;
   const uid_t user = ::geteuid();
   const bool isSticky = (folder.stx_mode & S_ISVTX) != 0;
   return !isSticky || user == 0 || user == folder.stx_uid || user == old.st_uid;
@@ -58,12 +58,9 @@ bool takeAfter(const struct stat& old, int oldFd, int newFd) {
 
 FileStatus hasChanged(const std::string& path) { return fileFailure(kFileHasChanged, path); }
 
-/// Whether what `name` leads to has no other date than the one it was read with. Without such a date: always.
-bool isAsRead(int folder, const std::string& name, const std::optional<FileDate>& readDate) {
-  struct statx status {};
-  if (!readDate) return true;
-  return ::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_MTIME, &status) == 0 &&
-         FileDate{status.stx_mtime.tv_sec, status.stx_mtime.tv_nsec} == *readDate;
+/// Whether the file with this name is the one that was read, unchanged. Without such a version: always.
+bool isAsRead(int folder, const std::string& name, const std::optional<FileVersion>& readVersion) {
+  return !readVersion || versionOf(folder, name) == readVersion;
 }
 
 /// Whether somebody holds the file open, or mapped, to write to it. Not every file system can tell.
@@ -95,26 +92,25 @@ void exchangeBack(TemporaryFile& file, const FilePlace& place, ino_t ours) {
 
 /// Puts the new file in the old one's place, unless that has changed since it was read. First the two are exchanged,
 /// and what was there is looked at when nobody can open it by its name any more: so no change falls in between.
-FileStatus takePlace(TemporaryFile& file, const FilePlace& place, const std::optional<FileDate>& readDate,
+FileStatus takePlace(TemporaryFile& file, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                      const std::string& path) {
   const int folder = place.folder.get();
-  if (!isAsRead(folder, place.name, readDate)) return hasChanged(path);
+  if (!isAsRead(folder, place.name, readVersion)) return hasChanged(path);
   struct stat ours {};
   if (::fstat(file.fd(), &ours) != 0) return fileFailure(path);
-  if (!readDate || !file.exchange(place.name)) {
+  if (!readVersion || !file.exchange(place.name)) {
     // Without exchanges a change between the look at the date and this goes unseen.
-    const bool isPlain = !readDate || errno == EINVAL || errno == ENOSYS;
+    const bool isPlain = !readVersion || errno == EINVAL || errno == ENOSYS;
     return isPlain && file.replace(place.name) ? FileStatus{} : fileFailure(path);
   }
   const std::string& displaced = file.temporaryName();
-  if (!isOpenForWriting(folder, displaced) && isAsRead(folder, displaced, readDate)) return {};
+  if (!isOpenForWriting(folder, displaced) && isAsRead(folder, displaced, readVersion)) return {};
   exchangeBack(file, place, ours.st_ino);
   return hasChanged(path);
 }
 
 FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path) {
-  constexpr mode_t kOrdinary = 0666;
-  TemporaryFile file(place.folder.get(), kOrdinary);
+  TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return fileFailure(path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForNextTick(file.fd());
@@ -164,7 +160,7 @@ void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
   errno = code;
 }
 
-FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileDate>& readDate,
+FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                         const std::string& path) {
   const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   // What was opened counts, not what was there a moment ago.
@@ -178,7 +174,7 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   // In a folder that takes no record there is no way back, and still no other way to write.
   if (!record && !isFolderRefusal(errno)) return fileFailure(path);
   // The last look before the date becomes that of this write: taking space changes it already.
-  if (!isAsRead(place.folder.get(), place.name, readDate)) return hasChanged(path);
+  if (readVersion && versionOf(fd.get()) != readVersion) return hasChanged(path);
   if (!reserve(fd.get(), old.st_size, size)) {
     putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
@@ -192,7 +188,7 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   return {};
 }
 
-FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileDate>& readDate,
+FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                      const std::string& path) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
@@ -201,15 +197,15 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
   struct stat old {};
   if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
   takeTurn(place.folder.get());
-  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readDate, path);
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readVersion, path);
   TemporaryFile file(place.folder.get(), kPrivate);
-  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, readDate, path) : fileFailure(path);
-  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readDate, path);
+  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, readVersion, path) : fileFailure(path);
+  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readVersion, path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForNextTick(file.fd());
-  FileStatus status = takePlace(file, place, readDate, path);
+  FileStatus status = takePlace(file, place, readVersion, path);
   // As with a file that something is mounted on.
-  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readDate, path);
+  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readVersion, path);
   if (status.ok()) syncFolder(place.folder.get());
   return status;
 }
@@ -217,17 +213,19 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
 }  // namespace
 
 FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
-                                             const std::optional<FileDate>& readDate) {
+                                             const std::optional<FileVersion>& readVersion) {
   const FilePlace place = followLinks(path);
   if (!place.folder) return fileFailure(path);
   struct stat old {};
   if (::fstatat(place.folder.get(), place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno != ENOENT) return fileFailure(path);
-    return readDate ? hasChanged(path) : writeNewFile(data, place, path);
+    return readVersion ? hasChanged(path) : writeNewFile(data, place, path);
   }
   if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
-  return writeOver(data, place, readDate, path);
+  FileStatus status = writeOver(data, place, readVersion, path);
+  // Deleted on the way: by who is about to make it anew.
+  return readVersion && status.code == ENOENT ? hasChanged(path) : std::move(status);
 }
 
 }  // namespace tarvel

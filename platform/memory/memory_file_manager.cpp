@@ -12,6 +12,9 @@ namespace tarvel {
 
 namespace {
 
+/// Dates never come back here, so they tell everything.
+FileVersion versionOf(const MemoryItem& item) { return {0, 0, item.bytes.size(), item.date}; }
+
 FileStatus statusOf(int code) { return code == 0 ? FileStatus{} : FileStatus{code, std::strerror(code)}; }
 
 /// Whether a path has no name at its end: nothing can be made, removed or renamed by it.
@@ -101,7 +104,7 @@ FileReading MemoryFileManager::contentsAtPath(const std::string& path) {
   if (item == nullptr) return {{}, statusOf(ENOENT)};
   if (item->isFolder()) return {{}, statusOf(EISDIR)};
   if (!item->mayBeRead()) return {{}, statusOf(EACCES)};
-  return {Data::copyOf(item->bytes), {}};
+  return {Data::copyOf(item->bytes), {}, versionOf(*item)};
 }
 
 FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
@@ -124,7 +127,7 @@ FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
     if (place.code != 0) return statusOf(place.code);
     if (tree_.find(place.path) != nullptr) continue;
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
-    tree_.put(place.path, {MemoryItem::Kind::kFolder, {}, nextDate(), 0755});
+    tree_.put(place.path, {MemoryItem::Kind::kFolder, {}, nextDate(), 0700});
   }
   return {};
 }
@@ -159,13 +162,13 @@ FileStatus MemoryFileManager::removeItemAtPath(const std::string& path) {
 }
 
 FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
-                                              const std::optional<FileDate>& readDate) {
+                                              const std::optional<FileVersion>& readVersion) {
   const Call call(*this, FileOperation::kWrite, path);
   if (call.code() != 0) return statusOf(call.code());
   const MemoryPlace place = placeOf(path, true);
   if (place.code != 0) return statusOf(place.code);
   MemoryItem* item = tree_.find(place.path);
-  if (readDate && (item == nullptr || item->date != *readDate)) return statusOf(kFileHasChanged);
+  if (readVersion && (item == nullptr || versionOf(*item) != *readVersion)) return statusOf(kFileHasChanged);
   if (item == nullptr) {
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
     tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate()});

@@ -88,7 +88,7 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
-                                           const std::optional<FileDate>& readDate) override;
+                                           const std::optional<FileVersion>& readVersion) override;
   [[nodiscard]] bool offersReplaceItem() override { return offersReplaceItem_; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

@@ -104,6 +104,18 @@ TEST_F(Backup, MissingSourceIsSuccessAndMakesNothing) {
   EXPECT_FALSE(memory.fileManager.isFolder("/data"));
 }
 
+TEST_F(Backup, SourceThatCannotBeLookedAtIsNotTakenForMissing) {
+  memory.fileManager.putFile(kPath, "bytes");
+  // The question for the backup, which is not there, comes first.
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation == FileOperation::kExists && call.path == kPath) {
+      memory.fileManager.failNext(FileOperation::kExists, EIO);
+    }
+  });
+  EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "bytes");
+}
+
 TEST_F(Backup, FolderOrCopyThatCannotBeMadeIsFailureWithoutALogLine) {
   memory.fileManager.putFile(kPath, "bytes");
   memory.fileManager.failNext(FileOperation::kCreateDirectory, EACCES);

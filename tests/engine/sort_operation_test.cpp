@@ -133,6 +133,32 @@ TEST_F(SortOperation, FileChangedDuringTheFirstAttemptIsSortedOnTheSecond) {
   EXPECT_EQ(written(), kSorted);
 }
 
+TEST_F(SortOperation, FileChangedBetweenTheComparisonAndTheWriteIsSortedOnTheNextAttempt) {
+  put("Root[ BookmarksBar[ x ] BookmarksMenu[ d c ] ]");
+  bool hasInterfered = false;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation != FileOperation::kWrite || hasInterfered) return;
+    hasInterfered = true;
+    memory.fileManager.putFile(kPath, bytesOf(tree(kUnsorted)));
+  });
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
+  EXPECT_EQ(reads(), 2U);
+  EXPECT_EQ(written(), kSorted);
+}
+
+TEST_F(SortOperation, FileChangedBeforeEveryWriteGives8AfterTenReads) {
+  put(kUnsorted);
+  std::string last;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation != FileOperation::kWrite) return;
+    last = bytesOf(tree(kUnsorted));
+    memory.fileManager.putFile(kPath, last);
+  });
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
+  EXPECT_EQ(reads(), 10U);
+  EXPECT_EQ(memory.fileManager.bytesAt(kPath), last);
+}
+
 TEST_F(SortOperation, DateThatCannotBeReadGives8AfterTenReadsWhenSomethingIsToChange) {
   put(kUnsorted);
   memory.fileManager.failAlways(FileOperation::kDate, EACCES);

@@ -100,6 +100,29 @@ TYPED_TEST(FileManagerConformance, WhatIsWrittenIsThere) {
   EXPECT_EQ(this->read("a"), "a longer text than before");
 }
 
+TYPED_TEST(FileManagerConformance, AFileThatChangedSinceItWasReadIsNotWritten) {
+  const Data data = Data::copyOf("mine");
+  const DataPieces pieces{{data.bytes()}, {}};
+  this->put("a", "first");
+  const FileVersion version = this->manager.contentsAtPath(this->path("a")).version;
+  this->put("a", "other");
+  EXPECT_EQ(this->manager.writeDataToPath(pieces, this->path("a"), version).code, kFileHasChanged);
+  EXPECT_EQ(this->read("a"), "other");
+  const FileVersion now = this->manager.contentsAtPath(this->path("a")).version;
+  EXPECT_NE(version, now);
+  EXPECT_TRUE(this->manager.writeDataToPath(pieces, this->path("a"), now).ok());
+  EXPECT_EQ(this->read("a"), "mine");
+}
+
+TYPED_TEST(FileManagerConformance, AFileThatIsGoneSinceItWasReadIsNotMadeAnew) {
+  const Data data = Data::copyOf("mine");
+  this->put("a", "first");
+  const FileVersion version = this->manager.contentsAtPath(this->path("a")).version;
+  ASSERT_TRUE(this->manager.removeItemAtPath(this->path("a")).ok());
+  EXPECT_EQ(this->manager.writeDataToPath({{data.bytes()}, {}}, this->path("a"), version).code, kFileHasChanged);
+  EXPECT_FALSE(this->exists("a"));
+}
+
 TYPED_TEST(FileManagerConformance, PiecesAreWrittenInOrder) {
   const Data data = Data::copyOf("onetwothree");
   const auto bytes = data.bytes();
