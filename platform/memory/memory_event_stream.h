@@ -30,6 +30,7 @@ class MemoryEventStreamService final : public EventStreamService {
   /// What was asked of this service and its streams, in order: "create PATH SECONDS", "start", "stop", "invalidate",
   /// "release".
   [[nodiscard]] const std::vector<std::string>& calls() const { return calls_; }
+  void forgetCalls() { std::vector<std::string>().swap(calls_); }
   /// `sinceWhen` and `flags` of the last creation.
   [[nodiscard]] std::uint64_t lastSinceWhen() const { return lastSinceWhen_; }
   [[nodiscard]] std::uint32_t lastFlags() const { return lastFlags_; }

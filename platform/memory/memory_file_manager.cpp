@@ -291,7 +291,10 @@ void MemoryFileManager::setMode(const std::string& path, unsigned mode) {
   if (MemoryItem* item = tree_.find(tree_.locate(path, false).path)) item->mode = mode;
 }
 
-void MemoryFileManager::removeTree(const std::string& path) { tree_.remove(tree_.locate(path, false).path); }
+void MemoryFileManager::removeTree(const std::string& path) {
+  const MemoryPlace place = tree_.locate(path, false);
+  if (place.code == 0) tree_.remove(place.path);
+}
 
 std::optional<std::string> MemoryFileManager::bytesAt(const std::string& path) const {
   const MemoryItem* item = tree_.find(tree_.locate(path, true).path);

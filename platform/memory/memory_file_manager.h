@@ -79,6 +79,8 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] std::size_t callCount(FileOperation operation) const;
   /// Every call so far, in order, those of hooks left out. Of two paths, the one that is read or replaced.
   [[nodiscard]] const std::vector<FileCall>& calls() const { return calls_; }
+  /// Calls and counts begin anew: for tests so long that these would fill the memory.
+  void forgetCalls() { std::vector<FileCall>().swap(calls_); }
 
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
   [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;

@@ -31,6 +31,8 @@ class MemoryClock final : public Clock {
   void sleepFor(std::chrono::milliseconds duration) override;
 
   [[nodiscard]] const std::vector<std::chrono::milliseconds>& sleeps() const { return sleeps_; }
+  /// They are counted from 1 again.
+  void forgetSleeps() { std::vector<std::chrono::milliseconds>().swap(sleeps_); }
   /// Called in every sleep, with how many there have been, this one included.
   void setHook(std::function<void(std::size_t)> hook) { hook_ = std::move(hook); }
 
@@ -46,6 +48,7 @@ class MemorySystemLog final : public SystemLog {
   void log(std::string_view message) override { lines_.emplace_back(message); }
 
   [[nodiscard]] const std::vector<std::string>& lines() const { return lines_; }
+  void forgetLines() { std::vector<std::string>().swap(lines_); }
 
  private:
   std::vector<std::string> lines_;

@@ -29,6 +29,11 @@ class MemoryWorkspace final : public Workspace {
   [[nodiscard]] const std::vector<std::string>& announced() const { return announced_; }
   /// Every launch that was tried, in order: "url PATH 0x30000", "path PATH", "identifier ID 0x30000".
   [[nodiscard]] const std::vector<std::string>& launches() const { return launches_; }
+  /// What was announced and launched so far is as if it had not been.
+  void forget() {
+    std::vector<std::string>().swap(announced_);
+    std::vector<std::string>().swap(launches_);
+  }
 
  private:
   std::vector<std::string> announced_;

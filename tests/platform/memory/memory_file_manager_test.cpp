@@ -33,6 +33,13 @@ TEST(MemoryFileManager, AnOrderedFailureComesOnceAndALastingOneAlways) {
   EXPECT_TRUE(manager.fileExistsAtPath("/f"));
 }
 
+TEST(MemoryFileManager, TakingAwayWhatIsInNoFolderLeavesEverythingElse) {
+  MemoryFileManager manager;
+  manager.putFile("/a", "one");
+  manager.removeTree("/none/such");
+  EXPECT_EQ(manager.bytesAt("/a"), "one");
+}
+
 TEST(MemoryFileManager, EveryOperationCanBeMadeToFailAndThenChangesNothing) {
   MemoryFileManager manager;
   manager.putFile("/a", "one");

@@ -1,0 +1,403 @@
+#include "tests/agent/agent_world.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "agent/browser_refresh.h"
+#include "agent/preference_keys.h"
+#include "platform/path_components.h"
+#include "tests/support/tree_notation.h"
+
+namespace tarvel {
+
+using namespace std::chrono_literals;
+using std::chrono::nanoseconds;
+
+namespace {
+
+constexpr const char* kFolder = "/home/user/Library/Safari";
+constexpr const char* kLock = "/home/user/Library/Safari/lock";
+constexpr const char* kNeighbour = "/home/user/Library/Safari/History.plist";
+constexpr const char* kBackup = "/home/user/Library/Application Support/Tarvel/Bookmarks (Initial Copy).plist";
+/// How often a step that could wait happens in the midst of the agent's work instead.
+constexpr std::size_t kOneOperationOutOf = 10;
+constexpr int kMostTurns = 100'000;
+/// Nine pauses, and ten attempts that sleep for three seconds each where the lock is there all the time.
+constexpr nanoseconds kShortestRetries = 9 * 5s;
+constexpr nanoseconds kLongestRetries = kShortestRetries + 10 * 3s;
+
+}  // namespace
+
+AgentWorld::Process::Process(AgentWorld& world)
+    : loop(world.memory_.time),
+      platform{world.sorting_, application, loop, eventStreams, world.preferences_, world.runningApplications_,
+               world.bundles_, updaters} {}
+
+// Titles are put in order by the real thing, which keeps things of its own for later calls.
+AgentWorld::AgentWorld(std::uint32_t seed)
+    : random_(seed), sorting_{serialization_,    memory_.fileManager, *collator_,        memory_.uuidSource,
+                              memory_.systemLog, memory_.bundle,      memory_.workspace, memory_.clock} {
+  resetSafariVersionAnswer();
+  preferences_.setBoolean(kAutoSortModeKey, true, kMainApplicationIdentifier);
+  memory_.fileManager.putFolder(kFolder);
+  memory_.fileManager.setHook([this](const FileCall& call) { beforeFileOperation(call); });
+  memory_.fileManager.setAfterHook([this](const FileCall& call) { afterFileOperation(call); });
+  memory_.clock.setHook([this](std::size_t) { runDueSteps(); });
+  setFileNamed("Bookmarks.plist");
+  launchAgent();
+}
+
+AgentWorld::~AgentWorld() = default;
+
+// Chance.
+
+std::size_t AgentWorld::pick(std::size_t below) {
+  return std::uniform_int_distribution<std::size_t>(0, below - 1)(random_);
+}
+
+nanoseconds AgentWorld::upTo(nanoseconds longest) {
+  return nanoseconds(std::uniform_int_distribution<std::int64_t>(0, longest.count())(random_));
+}
+
+// Time.
+
+void AgentWorld::plan(nanoseconds at, Step step, std::function<void()> action) {
+  steps_.emplace(planBegan_ + at, Planned{step, std::move(action)});
+}
+
+void AgentWorld::runUntilQuiet() {
+  for (int turn = 0; turn < kMostTurns; ++turn) {
+    while (!steps_.empty() && steps_.begin()->first <= memory_.time.monotonic()) runFirstStep();
+    noteEnd();
+    const auto wait = process_ ? process_->loop.untilNextRequest() : std::nullopt;
+    if (steps_.empty() && !wait) {
+      planBegan_ = memory_.time.monotonic();
+      return;
+    }
+    const nanoseconds now = memory_.time.monotonic();
+    if (wait && (steps_.empty() || now + *wait < steps_.begin()->first)) {
+      process_->loop.runNext();
+    } else {
+      memory_.time.pass(std::max(nanoseconds(0), steps_.begin()->first - now));
+    }
+  }
+  ADD_FAILURE() << "the agent never comes to rest";
+}
+
+void AgentWorld::runFirstStep() {
+  const auto action = std::move(steps_.begin()->second.action);
+  steps_.erase(steps_.begin());
+  action();
+}
+
+bool AgentWorld::mayHappenNow(Step step) const {
+  if (isLaunching_ || step == Step::kAgent) return false;
+  return step == Step::kNeighbour || phase_ != Phase::kToBeRecorded;
+}
+
+/// In the midst of a sleep of the agent.
+void AgentWorld::runDueSteps() {
+  while (!steps_.empty() && steps_.begin()->first <= memory_.time.monotonic() &&
+         mayHappenNow(steps_.begin()->second.step)) {
+    runFirstStep();
+  }
+}
+
+// The agent's file operations.
+
+void AgentWorld::beforeFileOperation(const FileCall& call) {
+  const bool isLock = call.operation == FileOperation::kExists && call.path == kLock;
+  if (isLock) noteAttempt();
+  if (!steps_.empty() && mayHappenNow(steps_.begin()->second.step) && oneIn(kOneOperationOutOf)) runFirstStep();
+  if (isLock) wasLocked_ = memory_.fileManager.bytesAt(kLock).has_value();
+  if (call.path != path_) return;
+  if (call.operation == FileOperation::kDate) beforeDateRead();
+  if (call.operation == FileOperation::kExists && state().content == Content::kNothing) {
+    // Without a file there is neither a lock beside it nor a date to compare.
+    wasLocked_ = false;
+    noteAttempt();
+  }
+  if (call.operation != FileOperation::kRead) return;
+  const std::vector<std::string>& asked = process_->eventStreams.calls();
+  EXPECT_TRUE(!asked.empty() && asked.back() == "stop") << "watching while sorting";
+  EXPECT_FALSE(wasLocked_) << "read while the browser held the file";
+  lastRead_ = state().content;
+  phase_ = lastRead_ != Content::kBookmarks ? Phase::kNone
+           : state().isInOrder              ? Phase::kToBeRecorded
+                                            : Phase::kToBeCompared;
+}
+
+void AgentWorld::noteAttempt() {
+  if (phase_ == Phase::kNone) firstAttempt_ = memory_.time.monotonic();
+  phase_ = Phase::kBeforeReading;
+}
+
+void AgentWorld::beforeDateRead() {
+  switch (phase_) {
+    case Phase::kBeforeReading:
+      changesAtDate_ = changes_;
+      break;
+    case Phase::kToBeCompared:
+      phase_ = changes_ == changesAtDate_ ? Phase::kAboutToWrite : Phase::kBeforeReading;
+      break;
+    case Phase::kToBeRecorded:
+      noteSortEnded();
+      break;
+    default:
+      break;
+  }
+}
+
+void AgentWorld::noteSortEnded() {
+  phase_ = Phase::kNone;
+  ++sorts_;
+  EXPECT_LE(memory_.time.monotonic() - firstAttempt_, kLongestRetries);
+  EXPECT_GT(changes_, changesAtLastSort_) << "a second sort of what was sorted already";
+  changesAtLastSort_ = changes_;
+}
+
+void AgentWorld::afterFileOperation(const FileCall& call) {
+  if (call.operation == FileOperation::kCopy) noteBackup();
+  if (call.operation == FileOperation::kWrite) {
+    EXPECT_EQ(call.path, path_) << "written where nothing is to be written";
+    noteWrite();
+  }
+  if (call.operation == FileOperation::kWrite || call.operation == FileOperation::kCopy) post();
+}
+
+void AgentWorld::noteWrite() {
+  hasWriteFailed_ = std::exchange(isWriteToFail_, false);
+  const bool isWritten = bytesNow().value_or("") != state().bytes;
+  EXPECT_FALSE(isWritten && phase_ != Phase::kAboutToWrite) << "written without a look at the date";
+  EXPECT_FALSE(isWritten && changes_ != changesAtDate_) << "somebody's change was written over";
+  EXPECT_TRUE(isWritten || hasWriteFailed_ || changes_ != changesAtDate_);
+  if (isWritten) {
+    noteRewrite();
+  } else {
+    phase_ = Phase::kBeforeReading;
+  }
+}
+
+void AgentWorld::noteRewrite() {
+  phase_ = Phase::kToBeRecorded;
+  ++rewrites_;
+  FileState& file = state();
+  const std::string expected = file.expected;
+  file.bytes = bytesNow().value_or("");
+  judge(file);
+  EXPECT_TRUE(file.isInOrder) << "another sort would change it again";
+  EXPECT_EQ(text(serialization_.propertyListFromData(Data::copyOf(file.bytes)).list), expected);
+}
+
+void AgentWorld::noteBackup() {
+  const auto copy = memory_.fileManager.bytesAt(kBackup);
+  hasBackupFailed_ = !copy;
+  if (!copy) return;
+  EXPECT_EQ(backup_, std::nullopt) << "a backup was made over";
+  EXPECT_EQ(copy, bytesNow());
+  backup_ = copy;
+}
+
+// The agent's lives.
+
+void AgentWorld::launchAgent() {
+  if (process_) return;
+  isLaunching_ = true;
+  process_ = std::make_unique<Process>(*this);
+  process_->application.launch(process_->delegate);
+  isLaunching_ = false;
+  ++launches_;
+  phase_ = Phase::kNone;
+  hasWriteFailed_ = hasBackupFailed_ = wasLocked_ = false;
+  changesToIgnore_ = changesAtLastSort_ = changes_;
+  EXPECT_FALSE(process_->application.isTerminated());
+  EXPECT_EQ(reportedCode(), std::nullopt);
+}
+
+void AgentWorld::noteEnd() {
+  if (!process_ || !process_->application.isTerminated()) return;
+  checkReportedCode(reportedCode().value_or(0));
+  EXPECT_EQ(memory_.workspace.launches().size(), 1U);
+  EXPECT_EQ(process_->eventStreams.streamCount(), 0U);
+  EXPECT_EQ(sortRetryCount(), 0U);
+  memory_.workspace.forget();
+  process_.reset();
+  ++reportedErrors_;
+  steps_.emplace(memory_.time.monotonic() + upTo(3s), Planned{Step::kAgent, [this] { launchAgent(); }});
+}
+
+/// Every code has a reason that is still to be seen.
+void AgentWorld::checkReportedCode(std::int64_t code) {
+  switch (code) {
+    case TarvelErrorBookmarksFileNotFound:
+      EXPECT_EQ(state().content, Content::kNothing);
+      break;
+    case TarvelErrorNotBookmarksFile:
+      EXPECT_EQ(lastRead_, Content::kNoBookmarks);
+      break;
+    case TarvelErrorUnknownVersion:
+      EXPECT_EQ(lastRead_, Content::kNewerVersion);
+      break;
+    case TarvelErrorReadFailed:
+      EXPECT_TRUE(lastRead_ == Content::kNoPropertyList || lastRead_ == Content::kNothing);
+      break;
+    case TarvelErrorWriteFailed:
+      EXPECT_TRUE(hasWriteFailed_);
+      break;
+    case TarvelErrorBackupFailed:
+      EXPECT_TRUE(hasBackupFailed_);
+      break;
+    case TarvelErrorFileInUse:
+      EXPECT_TRUE(wasLocked_);
+      EXPECT_GE(memory_.time.monotonic() - firstAttempt_, kShortestRetries);
+      EXPECT_LE(memory_.time.monotonic() - firstAttempt_, kLongestRetries);
+      break;
+    default:
+      ADD_FAILURE() << "ended with the code " << code;
+  }
+}
+
+void AgentWorld::restartAgent() {
+  if (!process_) return;
+  process_->application.terminate();
+  EXPECT_EQ(process_->eventStreams.streamCount(), 0U);
+  process_.reset();
+  resetSortRetryCount();
+  launchAgent();
+}
+
+std::optional<std::int64_t> AgentWorld::reportedCode() const {
+  return preferences_.flushedValue(kLastHelperErrorKey, kMainApplicationIdentifier).root.integer();
+}
+
+// What others do.
+
+void AgentWorld::post() {
+  if (process_) process_->eventStreams.post(kFolder);
+}
+
+void AgentWorld::fileChanged() {
+  ++changes_;
+  post();
+}
+
+void AgentWorld::save(const std::string& bytes, Content content) {
+  state() = {content, bytes, true, {}};
+  if (content == Content::kBookmarks) judge(state());
+  memory_.fileManager.putFile(path_, bytes);
+  fileChanged();
+}
+
+void AgentWorld::touch() {
+  if (state().content == Content::kNothing) return;
+  const FileState same = state();
+  save(same.bytes, same.content);
+}
+
+void AgentWorld::remove() {
+  if (state().content == Content::kNothing) return;
+  state() = {};
+  memory_.fileManager.removeTree(path_);
+  fileChanged();
+}
+
+void AgentWorld::setLocked(bool isLocked) {
+  if (isLocked) {
+    memory_.fileManager.putFile(kLock, "");
+  } else {
+    memory_.fileManager.removeTree(kLock);
+  }
+  post();
+}
+
+void AgentWorld::writeNeighbour() {
+  memory_.fileManager.putFile(kNeighbour, "x");
+  post();
+}
+
+void AgentWorld::removeBackup() {
+  memory_.fileManager.removeTree(kBackup);
+  backup_.reset();
+}
+
+void AgentWorld::failNextWrite() {
+  isWriteToFail_ = true;
+  memory_.fileManager.failNext(FileOperation::kWrite, ENOSPC);
+}
+
+void AgentWorld::failNextBackup() { memory_.fileManager.failNext(FileOperation::kCopy, EIO); }
+
+void AgentWorld::setOption(const char* key, bool value) {
+  preferences_.setBoolean(key, value, kMainApplicationIdentifier);
+  changesToIgnore_ = changes_;
+  if (state().content == Content::kBookmarks) judge(state());
+}
+
+void AgentWorld::setLatency(std::int64_t seconds) {
+  preferences_.setInteger(kBookmarksUpdateLatencyKey, seconds, kMainApplicationIdentifier);
+}
+
+void AgentWorld::setFileNamed(const std::string& name) {
+  path_ = std::string(kFolder) + "/" + name;
+  preferences_.setString(kBookmarksFilenameKey, path_, kMainApplicationIdentifier);
+  if (state().content == Content::kBookmarks) judge(state());
+  // The date that the agent recorded is another file's, so that any event makes it sort this one.
+  changesToIgnore_ = ++changes_;
+}
+
+// What can be seen.
+
+std::string AgentWorld::bytesOf(std::string_view notation) {
+  const PropertyListWriting writing =
+      serialization_.dataWithPropertyList(tree(notation), static_cast<std::uint32_t>(PropertyListFormat::kBinary));
+  return writing.data.joined();
+}
+
+void AgentWorld::judge(FileState& file) {
+  const auto option = [this](const char* key, bool byDefault) {
+    return preferences_.appBooleanValue(key, kMainApplicationIdentifier).value_or(byDefault);
+  };
+  Tarvel tarvel(sorting_);
+  tarvel.setArrangeFoldersAtTop(option(kFoldersAtTopKey, kFoldersAtTopDefault));
+  tarvel.setRemoveDuplicates(option(kRemoveDuplicatesKey, kRemoveDuplicatesDefault));
+  tarvel.setRenameSamenamed(option(kRenameSamenamedKey, kRenameSamenamedDefault));
+  tarvel.setSortBookmarksBar(option(kSortBookmarksBarKey, kSortBookmarksBarDefault));
+  const PropertyList list = serialization_.propertyListFromData(Data::copyOf(file.bytes)).list;
+  bool didSort = true;
+  const PropertyListDictionary root =
+      tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort);
+  file.isInOrder = !didSort;
+  file.expected = didSort ? text(root) : std::string();
+}
+
+bool AgentWorld::isInOrder(const std::string& bytes) {
+  FileState file{Content::kBookmarks, bytes, true, {}};
+  judge(file);
+  return file.isInOrder;
+}
+
+void AgentWorld::expectQuiet() {
+  ASSERT_TRUE(process_);
+  EXPECT_EQ(process_->loop.pendingRequestCount(), 0U);
+  EXPECT_EQ(process_->eventStreams.streamCount(), 1U);
+  EXPECT_EQ(sortRetryCount(), 0U);
+  EXPECT_EQ(reportedCode(), std::nullopt);
+  EXPECT_EQ(memory_.workspace.launches().size(), 0U);
+  EXPECT_EQ(bytesNow().value_or(""), state().bytes);
+  EXPECT_EQ(memory_.fileManager.bytesAt(kBackup), backup_);
+  if (!isToBeInOrder()) return;
+  EXPECT_EQ(state().content, Content::kBookmarks) << "unusable, and nobody was told";
+  EXPECT_TRUE(state().isInOrder) << "a change was missed";
+}
+
+void AgentWorld::forget() {
+  memory_.fileManager.forgetCalls();
+  memory_.workspace.forget();
+  memory_.systemLog.forgetLines();
+  memory_.clock.forgetSleeps();
+  if (process_) process_->eventStreams.forgetCalls();
+}
+
+}  // namespace tarvel
