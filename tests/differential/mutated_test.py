@@ -28,6 +28,7 @@ ONLY_PLISTLIB = [
     (r"Encountered unexpected character .* while looking for (open|close) tag", "plistlib skips text between elements"),
     (r"Encountered unexpected element at line \d+ \(plist can only include one object\)", "plistlib keeps the last of several roots"),
     (r"Encountered unexpected character .* while parsing DTD", "expat reads declarations within the document"),
+    (r"Encountered empty plist tag", "plistlib makes None of a document without a value"),
     (r"Encountered improper CDATA", "a comment within a text is refused"),
     (r"ampersand-escape", "expat passes over entities that another document may declare"),
     (r"Encountered unknown encoding", "expat guesses at an encoding that it does not know"),
