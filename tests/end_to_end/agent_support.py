@@ -72,8 +72,8 @@ class Machine:
             folder.mkdir(parents=True)
         for folder in (self.settings.parent, self.runtime):
             folder.chmod(0o700)
-        for program in (HELPER, UPDATE_CHECK):
-            shutil.copy2(program, self.helper.parent / program.name)
+        # By another process: a program that this one has open for writing while it starts one elsewhere cannot be run.
+        subprocess.run(["cp", "-p", HELPER, UPDATE_CHECK, self.helper.parent], check=True)
         main = self.bundle / "Contents/Linux/Tarvel"
         main.parent.mkdir()
         recorder = self.home / "recorder.py"
