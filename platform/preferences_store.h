@@ -12,6 +12,9 @@ namespace tarvel {
 
 /// The current user's settings of each application, addressed by the application's identifier. A key holds any property
 /// list. Reads see what this process set, then what any process has put on the disk. One thread.
+///
+/// An identifier that is empty, longer than 255 bytes, "." or "..", or holds a slash or a zero byte names no
+/// application: nothing is ever set or read under it, and appSynchronize() fails.
 class PreferencesStore {
  public:
   virtual ~PreferencesStore() = default;
@@ -36,7 +39,10 @@ class PreferencesStore {
   virtual void setAppValue(std::string_view key, const PropertyList& value, std::string_view applicationId) = 0;
 
   /// Puts what was set since the last time on the disk, key by key, and leaves keys that others set meanwhile alone.
-  /// False when that failed; what was set stays set, and the next call tries again.
+  /// False when that failed; what was set stays set, and the next call tries again. So it is, and nothing is put on the
+  /// disk, while a value is set that could not be read again: one that holds a null, a set, a key that is no text or
+  /// itself, nests more than 511 containers deep, or comes to more than 100,000 values or 4 MB of texts and data. Of a
+  /// date the whole seconds are kept. Nothing to be put there is no failure.
   [[nodiscard]] virtual bool appSynchronize(std::string_view applicationId) = 0;
 };
 

@@ -4,6 +4,7 @@
 
 #include "platform/linux/user_folders.h"
 #include "platform/preference_value.h"
+#include "platform/storable_preference.h"
 
 namespace tarvel {
 
@@ -15,10 +16,7 @@ LinuxPreferencesStore::LinuxPreferencesStore(PropertyListSerialization& property
     : propertyLists_(propertyLists), systemLog_(systemLog), folder_(std::move(folder)) {}
 
 std::string LinuxPreferencesStore::pathOf(std::string_view applicationId) const {
-  const bool isName = !applicationId.empty() && applicationId != "." && applicationId != ".." &&
-                      applicationId.find('/') == std::string_view::npos &&
-                      applicationId.find('\0') == std::string_view::npos;
-  if (!isName || folder_.empty()) return {};
+  if (!namesApplication(applicationId) || folder_.empty()) return {};
   return folder_ + "/" + std::string(applicationId) + "/preferences.plist";
 }
 

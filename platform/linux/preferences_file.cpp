@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/settings_lock.h"
+#include "platform/storable_preference.h"
 
 namespace tarvel {
 
@@ -22,43 +24,6 @@ namespace {
 constexpr off_t kLargest = off_t{16} * 1024 * 1024;
 
 std::string words(int code) { return std::generic_category().message(code); }
-
-/// A copy of `value` in another tree. Nesting is bounded: what is deeper than any reader goes was never read.
-PropertyListValue copied(PropertyListTree& tree, PropertyListValue value) {
-  switch (value.type()) {
-    case PropertyListType::kBoolean:
-      return tree.makeBoolean(*value.boolean());
-    case PropertyListType::kInteger:
-      return value.isUnsigned() ? tree.makeUnsigned(static_cast<std::uint64_t>(*value.integer()))
-                                : tree.makeInteger(*value.integer());
-    case PropertyListType::kReal:
-      return value.numberWidth() == sizeof(float) ? tree.makeSingleReal(static_cast<float>(*value.real()))
-                                                  : tree.makeReal(*value.real());
-    case PropertyListType::kDate:
-      return tree.makeDate(*value.date());
-    case PropertyListType::kData:
-      return tree.makeData(*value.data());
-    case PropertyListType::kString:
-      return tree.makeString(*value.string());
-    case PropertyListType::kUid:
-      return tree.makeUid(*value.uid());
-    case PropertyListType::kArray: {
-      const PropertyListArray copy = tree.makeArray(value.array().size());
-      for (std::size_t i = 0; i < value.array().size(); ++i) copy.append(copied(tree, value.array().at(i)));
-      return copy.value();
-    }
-    case PropertyListType::kDictionary: {
-      const PropertyListDictionary copy = tree.makeDictionary();
-      const PropertyListDictionary original = value.dictionary();
-      for (std::size_t i = 0; i < original.size(); ++i) {
-        if (const auto key = original.keyAt(i).string()) copy.set(*key, copied(tree, original.valueAt(i)));
-      }
-      return copy.value();
-    }
-    default:
-      return tree.makeNull();
-  }
-}
 
 /// Whether two lists of one shape hold the same texts: all that the XML form may lose without a word.
 bool holdSameTexts(PropertyListValue first, PropertyListValue second) {
@@ -177,7 +142,7 @@ bool PreferencesFile::applyMarks(PropertyList& list) const {
   for (const auto& [name, value] : marks_) {
     const PropertyListKey key{std::string_view(name)};
     if (value.root) {
-      settings.set(key, copied(*list.tree, value.root));
+      settings.set(key, storedPreference(*list.tree, value.root));
     } else if (settings.get(key)) {
       settings.remove(key);
     } else {
@@ -199,18 +164,22 @@ bool PreferencesFile::setAside() const {
   return ::rename(path_.c_str(), aside.c_str()) == 0;
 }
 
+/// Whether the bytes say what the list says, to whoever reads them next.
+bool PreferencesFile::isKept(const PropertyListWriting& writing, const PropertyList& list) const {
+  if (writing.error) return false;
+  const std::string bytes = writing.data.joined();
+  if (bytes.size() > static_cast<std::size_t>(kLargest)) return false;
+  const PropertyListReading readBack = propertyLists_.propertyListFromData(Data::copyOf(bytes));
+  return !readBack.error && holdSameTexts(list.root, readBack.list.root);
+}
+
 bool PreferencesFile::write(const PropertyList& list) const {
   PropertyListWriting writing =
       propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kXml));
   // Some texts and values have no XML that can be read again; the binary form has room for all that was ever read.
-  bool isKept = false;
-  if (!writing.error) {
-    const PropertyListReading readBack = propertyLists_.propertyListFromData(Data::copyOf(writing.data.joined()));
-    isKept = !readBack.error && holdSameTexts(list.root, readBack.list.root);
-  }
-  if (!isKept) {
+  if (!isKept(writing, list)) {
     writing = propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
-    if (writing.error) return false;
+    if (!isKept(writing, list)) return false;
   }
   const FilePlace place = followLinks(path_);
   if (!place.folder) return false;
@@ -226,6 +195,8 @@ bool PreferencesFile::write(const PropertyList& list) const {
 
 bool PreferencesFile::flush() {
   if (marks_.empty()) return true;
+  const auto isStorable = [](const auto& mark) { return !mark.second.root || isStorablePreference(mark.second.root); };
+  if (!std::ranges::all_of(marks_, isStorable)) return false;
   const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
   std::error_code error;
   if (!std::filesystem::exists(folder, error)) {

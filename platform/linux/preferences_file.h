@@ -49,6 +49,7 @@ class PreferencesFile {
   void complain(State state, const std::string& reason);
   [[nodiscard]] bool applyMarks(PropertyList& list) const;
   [[nodiscard]] bool setAside() const;
+  [[nodiscard]] bool isKept(const PropertyListWriting& writing, const PropertyList& list) const;
   [[nodiscard]] bool write(const PropertyList& list) const;
 
   PropertyListSerialization& propertyLists_;

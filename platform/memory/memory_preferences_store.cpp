@@ -1,8 +1,10 @@
 #include "platform/memory/memory_preferences_store.h"
 
+#include <algorithm>
 #include <memory>
 
 #include "platform/preference_value.h"
+#include "platform/storable_preference.h"
 
 namespace tarvel {
 
@@ -23,9 +25,12 @@ void MemoryPreferencesStore::setString(std::string_view key, std::string_view va
 
 void MemoryPreferencesStore::setFlushedValue(std::string_view key, const PropertyList& value,
                                              std::string_view applicationId) {
+  if (!namesApplication(applicationId)) return;
   Values& flushed = domains_[std::string(applicationId)].flushed;
   if (value.root) {
-    flushed[std::string(key)] = value;
+    // What is on the disk no longer follows what is done to the value here.
+    const auto tree = std::make_shared<PropertyListTree>();
+    flushed[std::string(key)] = {tree, storedPreference(*tree, value.root)};
   } else {
     flushed.erase(std::string(key));
   }
@@ -68,15 +73,18 @@ std::vector<std::string> MemoryPreferencesStore::copyKeyList(std::string_view ap
 
 void MemoryPreferencesStore::setAppValue(std::string_view key, const PropertyList& value,
                                          std::string_view applicationId) {
-  domains_[std::string(applicationId)].marked[std::string(key)] = value;
+  if (namesApplication(applicationId)) domains_[std::string(applicationId)].marked[std::string(key)] = value;
 }
 
 bool MemoryPreferencesStore::appSynchronize(std::string_view applicationId) {
   ++flushCount_;
   if (flushHook_) flushHook_();
-  if (!flushWorks_) return false;
+  if (!namesApplication(applicationId)) return false;
   const auto domain = domains_.find(applicationId);
-  if (domain == domains_.end()) return true;
+  if (domain == domains_.end() || domain->second.marked.empty()) return true;
+  if (!flushWorks_) return false;
+  const auto isStorable = [](const auto& mark) { return !mark.second.root || isStorablePreference(mark.second.root); };
+  if (!std::ranges::all_of(domain->second.marked, isStorable)) return false;
   for (const auto& [key, value] : domain->second.marked) setFlushedValue(key, value, applicationId);
   domain->second.marked.clear();
   return true;

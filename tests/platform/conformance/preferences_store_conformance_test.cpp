@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <filesystem>
 
 #include "platform/linux/linux_preferences_store.h"
@@ -200,6 +201,127 @@ TYPED_TEST(PreferencesConformance, AKeyMayBeAnyText) {
     EXPECT_TRUE(this->flush()) << key;
     EXPECT_EQ(this->seenElsewhere(key).root.string(), key);
   }
+}
+
+TYPED_TEST(PreferencesConformance, AnIdentifierThatLeadsElsewhereNamesNothing) {
+  const std::string withZero("a\0b", 3);
+  for (const std::string& identifier : {std::string(), std::string("."), std::string(".."), std::string("../x"),
+                                        std::string("a/b"), std::string("/etc"), withZero, std::string(256, 'x')}) {
+    this->store.setAppValue("Key", integer(5), identifier);
+    EXPECT_EQ(this->store.appIntegerValue("Key", identifier), std::nullopt) << identifier;
+    EXPECT_THAT(this->store.copyKeyList(identifier), IsEmpty()) << identifier;
+    EXPECT_FALSE(this->store.appSynchronize(identifier)) << identifier;
+  }
+  for (const std::string& identifier : {std::string("..."), std::string("a b"), std::string(255, 'x')}) {
+    this->store.setAppValue("Key", integer(5), identifier);
+    EXPECT_TRUE(this->store.appSynchronize(identifier)) << identifier;
+    EXPECT_EQ(this->store.appIntegerValue("Key", identifier), 5) << identifier;
+  }
+}
+
+TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceedsWhateverTheDisk) {
+  this->breakDisk();
+  EXPECT_TRUE(this->flush());
+  this->store.setAppValue("Key", yes(), kDomain);
+  EXPECT_FALSE(this->flush());
+  this->mendDisk();
+}
+
+/// A number in so many lists, one within the other.
+PropertyList nested(std::size_t depth) {
+  const auto tree = std::make_shared<PropertyListTree>();
+  PropertyListValue value = tree->makeInteger(1);
+  for (std::size_t i = 0; i < depth; ++i) {
+    const PropertyListArray array = tree->makeArray(1);
+    array.append(value);
+    value = array.value();
+  }
+  return {tree, value};
+}
+
+/// Values that no settings file holds, or none that anybody could read.
+std::vector<PropertyList> unstorable() {
+  const auto tree = std::make_shared<PropertyListTree>();
+  const PropertyListValue one = tree->makeInteger(1);
+  const PropertyListArray withNull = tree->makeArray(1);
+  withNull.append(tree->makeNull());
+  const PropertyListArray inItself = tree->makeArray(1);
+  inItself.append(inItself.value());
+  // Forty lists come to a million million.
+  PropertyListArray unfolding = tree->makeArray(1);
+  unfolding.append(one);
+  for (int i = 0; i < 40; ++i) {
+    const PropertyListArray next = tree->makeArray(2);
+    next.append(unfolding.value());
+    next.append(unfolding.value());
+    unfolding = next;
+  }
+  const PropertyListArray wide = tree->makeArray(100'000);
+  for (int i = 0; i < 100'000; ++i) wide.append(one);
+  const std::string large(std::size_t{4} * 1024 * 1024 + 1, 'x');
+  std::vector<PropertyList> all = {nested(512), nested(20'000)};
+  for (const PropertyListValue& value :
+       {tree->makeNull(), tree->makeSet({&one, 1}), withNull.value(), inItself.value(), unfolding.value(), wide.value(),
+        tree->makeDictionary({&one, 1}, {&one, 1}).value(), tree->makeString(large)}) {
+    all.push_back({tree, value});
+  }
+  return all;
+}
+
+TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadAgainFailsTheFlushAndPutsNothingOnTheDisk) {
+  this->setElsewhere("Key", integer(5));
+  std::size_t count = 0;
+  for (const PropertyList& value : unstorable()) {
+    this->store.setAppValue("Bad", value, kDomain);
+    this->store.setAppValue("Key", integer(6), kDomain);
+    EXPECT_FALSE(this->flush()) << count;
+    EXPECT_EQ(this->store.copyAppValue("Bad", kDomain).root.type(), value.root.type()) << count;
+    EXPECT_FALSE(this->seenElsewhere("Bad").root) << count;
+    EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 5) << count;
+    ++count;
+  }
+  this->store.setAppValue("Bad", {}, kDomain);
+  EXPECT_TRUE(this->flush());
+  EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 6);
+}
+
+TYPED_TEST(PreferencesConformance, TheLargestValuesThatCanBeReadAgainAreKept) {
+  const auto tree = std::make_shared<PropertyListTree>();
+  const std::string large(std::size_t{4} * 1024 * 1024, 'x');
+  this->store.setAppValue("Deep", nested(511), kDomain);
+  this->store.setAppValue("Large", {tree, tree->makeString(large)}, kDomain);
+  const PropertyListArray wide = tree->makeArray(99'999);
+  for (int i = 0; i < 99'999; ++i) wide.append(tree->makeBoolean(true));
+  this->store.setAppValue("Wide", {tree, wide.value()}, kDomain);
+  ASSERT_TRUE(this->flush());
+  const PropertyList deep = this->seenElsewhere("Deep");
+  std::size_t depth = 0;
+  for (PropertyListValue value = deep.root; value.array(); value = value.array().at(0)) ++depth;
+  EXPECT_EQ(depth, 511U);
+  EXPECT_EQ(this->seenElsewhere("Large").root.string(), large);
+  EXPECT_EQ(this->seenElsewhere("Wide").root.array().size(), 99'999U);
+}
+
+TYPED_TEST(PreferencesConformance, OfADateTheWholeSecondsAreKept) {
+  for (const double seconds : {12.75, -12.25, 0.0, 1e300}) {
+    const auto tree = std::make_shared<PropertyListTree>();
+    this->store.setAppValue("Date", {tree, tree->makeDate(seconds)}, kDomain);
+    EXPECT_EQ(this->store.copyAppValue("Date", kDomain).root.date(), seconds);
+    EXPECT_TRUE(this->flush());
+    EXPECT_EQ(this->seenElsewhere("Date").root.date(), std::floor(seconds));
+    EXPECT_EQ(this->store.copyAppValue("Date", kDomain).root.date(), std::floor(seconds));
+  }
+}
+
+TYPED_TEST(PreferencesConformance, WhatIsDoneToAValueAfterAFlushChangesNothing) {
+  const auto tree = std::make_shared<PropertyListTree>();
+  const PropertyListArray array = tree->makeArray(1);
+  array.append(tree->makeBoolean(true));
+  this->store.setAppValue("Key", {tree, array.value()}, kDomain);
+  EXPECT_TRUE(this->flush());
+  array.append(tree->makeBoolean(false));
+  EXPECT_EQ(this->store.copyAppValue("Key", kDomain).root.array().size(), 1U);
+  EXPECT_EQ(this->seenElsewhere("Key").root.array().size(), 1U);
 }
 
 }  // namespace

@@ -228,6 +228,23 @@ TEST_F(PreferencesFileTest, AValueThatNoFormHoldsFailsAndChangesNothing) {
   EXPECT_TRUE(set("Bad", {}));
 }
 
+TEST_F(PreferencesFileTest, SettingsThatTogetherAreTooLargeToBeReadAgainAreNotWritten) {
+  ASSERT_TRUE(set("Key", integer(5)));
+  const auto tree = std::make_shared<PropertyListTree>();
+  bool isKept = true;
+  int count = 0;
+  for (; isKept && count < 8; ++count) {
+    // None like another, as the binary form keeps equal texts once.
+    const std::string text(std::size_t{4} * 1024 * 1024, static_cast<char>('a' + count));
+    isKept = set("Large" + std::to_string(count), {tree, tree->makeString(text)});
+  }
+  EXPECT_FALSE(isKept);
+  LinuxPreferencesStore after(serialization, log, directory.path());
+  EXPECT_EQ(after.appIntegerValue("Key", kDomain), 5);
+  EXPECT_THAT(after.copyKeyList(kDomain), SizeIs(static_cast<std::size_t>(count)));
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
 TEST_F(PreferencesFileTest, ALockThatSomebodyKeepsFailsTheFlushAfterTwoSecondsAndLeavesTheFile) {
   ASSERT_TRUE(set("Key", integer(5)));
   const std::string before = bytes();
