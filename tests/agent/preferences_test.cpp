@@ -106,7 +106,9 @@ TEST_F(Preferences, WhatIsSetReachesTheDiskWithAFlushOnly) {
   EXPECT_TRUE(delegate.synchronizeUserPreferences());
   EXPECT_EQ(preferences.flushedValue("Key", kDomain).root.integer(), 9);
   preferences.setFlushWorks(false);
+  delegate.setUserPreferenceIntForKey(10, "Key");
   EXPECT_FALSE(delegate.synchronizeUserPreferences());
+  EXPECT_EQ(preferences.flushedValue("Key", kDomain).root.integer(), 9);
 }
 
 TEST_F(Preferences, TheAgentsOwnDomainIsNeverUsed) {
