@@ -21,7 +21,7 @@ constexpr const char* kFooter =
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
     "10 preview: a sort would change the file; 11 status: the agent does not run though it should, or an error waits;\n"
-    "12 settings, report: not kept; 64 wrong usage.";
+    "12 settings, report: not kept; 64 wrong usage; 70 not enough memory.";
 
 void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
   command.add_option("FILE", line.file, help)->type_name("");
