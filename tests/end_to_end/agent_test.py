@@ -242,6 +242,15 @@ def hands_over_5_for_a_file_that_is_no_property_list(machine):
 
 
 @case
+def hands_over_5_for_a_file_made_to_break_its_reader(machine):
+    running_agent(machine)
+    nested = b"(" * 1_000_000
+    machine.file.write_bytes(nested)
+    ends_with(machine, 5, f"The bookmarks file “{machine.file}” could not be read.")
+    assert machine.file.read_bytes() == nested
+
+
+@case
 def hands_over_3_for_a_list_that_is_no_bookmarks_file(machine):
     running_agent(machine)
     machine.write({"some": "settings"})
