@@ -145,6 +145,11 @@ bool ProofHome::hasNewSettings() const {
 
 void ProofHome::saveUnsorted() const { folder_.write("browser/Bookmarks.plist", unsorted_); }
 
+bool ProofHome::hasRecord() const {
+  return std::ranges::any_of(strays(),
+                             [](const std::string& name) { return name.starts_with("browser/.tarvel-undo-"); });
+}
+
 bool ProofHome::hasOnlyHiddenStrays() const {
   return std::ranges::all_of(strays(),
                              [](const std::string& name) { return name.find("/.tarvel-") != std::string::npos; });

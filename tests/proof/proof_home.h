@@ -59,6 +59,8 @@ class ProofHome {
   void saveUnsorted() const;
   /// What lies around besides the files that belong there, by name. Hidden files are told apart by their dot.
   [[nodiscard]] std::vector<std::string> strays() const;
+  /// Whether a write in place has its record beside the file, from which the next reader makes the file whole.
+  [[nodiscard]] bool hasRecord() const;
   /// Nothing that anybody would notice.
   [[nodiscard]] bool hasOnlyHiddenStrays() const;
   /// For a failure: what is there.
