@@ -117,7 +117,7 @@ void AgentWorld::beforeFileOperation(const FileCall& call) {
   if (call.operation == FileOperation::kExists && state().content == Content::kNothing) {
     // Without a file there is neither a lock beside it nor a date to compare.
     wasLocked_ = false;
-    noteAttempt();
+    if (phase_ != Phase::kAboutToWrite) noteAttempt();
   }
   if (call.operation != FileOperation::kRead) return;
   const std::vector<std::string>& asked = process_->eventStreams.calls();

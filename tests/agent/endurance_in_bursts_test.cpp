@@ -217,6 +217,7 @@ TEST_F(EnduranceInBursts, NothingIsLostOrSortedTwiceOrLeftInMemory) {
       descriptors = openDescriptors();
     }
   }
+  if (HasFailure()) return;
   comeToRest();
   std::cout << bursts << " bursts, " << world.changes() << " changes, " << world.sorts() << " sorts, "
             << world.rewrites() << " rewrites, " << world.reportedErrors() << " reported errors, " << world.launches()
