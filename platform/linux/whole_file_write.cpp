@@ -23,18 +23,11 @@ namespace tarvel {
 
 namespace {
 
-/// Whether a new file may take the old one's place without breaking a link, and without asking for a right that only
-/// the folder's owner has.
+/// Whether a new file may take the old one's place without breaking a link. Whether the folder lets it, as a sticky one
+/// may not, shows when it is tried; only a folder that keeps its entries would also keep the temporary name.
 bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
-  if (old.st_nlink > 1) return false;
-  if (::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return false;
-  struct statx folder {};
-  if (::statx(place.folder.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &folder) != 0) return false;
-  // It would also keep the new file's temporary name.
-  if (keepsItsEntries(place.folder.get())) return false;
-  const uid_t user = ::geteuid();
-  const bool isSticky = (folder.stx_mode & S_ISVTX) != 0;
-  return !isSticky || user == 0 || user == folder.stx_uid || user == old.st_uid;
+  return old.st_nlink == 1 && ::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
+         !keepsItsEntries(place.folder.get());
 }
 
 /// One writer at a time in a folder, as far as it is ours: so whatever temporary files lie there belong to nobody.

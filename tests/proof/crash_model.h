@@ -42,6 +42,10 @@ class CrashModel {
   void observe(pid_t program, const SystemCall& call);
   /// Each state that a power cut at any moment may leave, once.
   void forEachState(const std::function<void(const DiskState&)>& visit) const;
+  /// Those that a power cut right after the program's end may leave.
+  void forEachLastState(const std::function<void(const DiskState&)>& visit) const {
+    visitStates(changes_.size(), visit);
+  }
   /// How many changes were seen.
   [[nodiscard]] std::size_t changes() const { return changes_.size(); }
 

@@ -16,9 +16,9 @@ constexpr const char* kSettings = "config/org.tarvel.Tarvel/preferences.plist";
 constexpr std::size_t kMostRunsInQuickForm = 25;
 
 /// Follows one undisturbed run and shows each state it may leave to `check`. Some of them, or all in the long form, are
-/// then what the next sort finds.
+/// then what the next sort finds. What was done when the program said so must be on the disk: `isDone`.
 void cutThePowerOf(ProofHome& home, const TracedProgram& program, const std::function<void(const DiskState&)>& check,
-                   const std::function<void()>& goOn) {
+                   const std::function<bool(const DiskState&)>& isDone, const std::function<void()>& goOn) {
   CrashModel model(home.root());
   const TraceEnd end = runTraced(
       program, [](pid_t, const SystemCall&) { return CallVerdict{}; },
@@ -32,6 +32,7 @@ void cutThePowerOf(ProofHome& home, const TracedProgram& program, const std::fun
     check(state);
     if (testing::Test::HasFailure()) return;
   }
+  model.forEachLastState([&](const DiskState& state) { EXPECT_TRUE(isDone(state)); });
   for (const std::size_t i : chosen(states.size(), kMostRunsInQuickForm)) {
     states[i].materialise(home.root());
     SCOPED_TRACE("state " + std::to_string(i) + " of " + std::to_string(states.size()) + ": " + home.description());
@@ -82,6 +83,7 @@ TEST_P(PowerCut, ASortLeavesAllOldOrAllNewBytesAndNoNewOnesWithoutABackup) {
         EXPECT_TRUE(state.bytesAt(kBackup) == nullptr || hasWholeBackup(state));
         EXPECT_TRUE(isUnsorted(state) || hasWholeBackup(state));
       },
+      [&](const DiskState& state) { return isSorted(state) && hasWholeBackup(state); },
       [&] { expectThatTheNextSortSucceeds(); });
 }
 
@@ -93,7 +95,7 @@ TEST_P(PowerCut, ARestoreHappensOrDoesNot) {
         EXPECT_TRUE(isUnsorted(state) || (isSorted(state) && hasWholeBackup(state)));
         EXPECT_TRUE(state.bytesAt(kBackup) == nullptr || hasWholeBackup(state));
       },
-      [&] { expectThatTheNextSortSucceeds(); });
+      [&](const DiskState& state) { return isUnsorted(state); }, [&] { expectThatTheNextSortSucceeds(); });
 }
 
 struct PowerCutSettings : testing::Test {
@@ -112,6 +114,10 @@ TEST_F(PowerCutSettings, AChangeOfTheSettingsHappensOrDoesNot) {
         const std::string* bytes = state.bytesAt(kSettings);
         ASSERT_NE(bytes, nullptr);
         EXPECT_TRUE(*bytes == *before || home.areNewSettings(*bytes));
+      },
+      [&](const DiskState& state) {
+        const std::string* bytes = state.bytesAt(kSettings);
+        return bytes != nullptr && home.areNewSettings(*bytes);
       },
       [&] {
         EXPECT_EQ(ProofHome::run(home.set()), 0);
