@@ -4,10 +4,12 @@
 #include <sys/syscall.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <set>
 #include <string>
+#include <system_error>
 
 #include "tests/proof/proof_home.h"
 
@@ -154,6 +156,30 @@ TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
       EXPECT_NE(end.output, "");
     }
   });
+}
+
+/// So a full disk is noticed while every old byte is there; on a disk that copies what is written, it is the only time.
+TEST(ReplacedInPlace, SpaceIsTakenBeforeAByteIsOverwritten) {
+  ProofHome home(FilePlacing::kTwoNames);
+  home.reset();
+  bool isTaken = false;
+  std::size_t overwritten = 0;
+  const auto isOfFile = [&](pid_t pid, std::uint64_t fd) {
+    std::error_code error;
+    const auto link = "/proc/" + std::to_string(pid) + "/fd/" + std::to_string(fd);
+    return std::filesystem::read_symlink(link, error) == home.file();
+  };
+  const TraceEnd end = runTraced(home.sort(), [&](pid_t pid, const SystemCall& call) {
+    const bool isWrite = call.number == SYS_pwrite64 || call.number == SYS_pwritev || call.number == SYS_write;
+    if (call.number == SYS_fallocate && isOfFile(pid, call.arguments[0])) isTaken = true;
+    if (isWrite && isOfFile(pid, call.arguments[0])) {
+      ++overwritten;
+      EXPECT_TRUE(isTaken);
+    }
+    return CallVerdict{};
+  });
+  EXPECT_EQ(end.exitStatus, 0);
+  EXPECT_GT(overwritten, 0U);
 }
 
 struct FailedSettings : testing::Test {

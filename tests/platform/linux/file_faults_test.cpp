@@ -106,6 +106,22 @@ TEST_F(FileFaults, WhateverCallFailsAFileWithTwoNamesHoldsAllOldOrAllNewBytes) {
   }
 }
 
+TEST_F(FileFaults, WhereNamesCannotBeExchangedAChangedFileIsLeftAloneToo) {
+  directory.write("f", "read");
+  const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
+  directory.write("f", "saved since");
+  const Data data = Data::copyOf("sorted");
+  const auto write = [&](const FileVersion& read) {
+    return manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), read).code;
+  };
+  EXPECT_EQ(inChildWithFaults({kNoRenameFlags}, [&] { return write(version) == kFileHasChanged ? 1 : 0; }), 1);
+  EXPECT_EQ(directory.read("f"), "saved since");
+  const FileVersion now = manager.contentsAtPath(directory.path("f")).version;
+  EXPECT_EQ(inChildWithFaults({kNoRenameFlags}, [&] { return write(now); }), 0);
+  EXPECT_EQ(directory.read("f"), "sorted");
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
 TEST_F(FileFaults, WhateverCallFailsANewFileIsThereWholeOrNotAtAll) {
   const std::string fresh(300'000, 'n');
   for (const auto& fileSystem : {std::vector<CallFault>{}, std::vector<CallFault>{kNoUnnamedFiles}}) {
