@@ -274,6 +274,11 @@ void CrashModel::visitStates(std::size_t end, const std::function<void(const Dis
   for (;;) {
     DiskState state = initial_;
     for (std::size_t i = 0; i < end; ++i) apply(state, changes_[i], extents[i]);
+    // What lies in a folder that is not there is not there either; folders sort before what is in them.
+    std::erase_if(state.entries, [&](const auto& entry) {
+      const std::string folder = parentOf(entry.first);
+      return !folder.empty() && !state.entries.contains(folder);
+    });
     // Bytes that no name leads to are nobody's.
     std::set<ino_t> named;
     for (const auto& [path, inode] : state.entries) named.insert(inode);

@@ -197,6 +197,9 @@ TEST_F(WholeFileWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   directory.write(".tarvel-fedcba9876543210", "in the making");
   directory.write(".tarvel-notes", "somebody's");
   directory.write(".tarvel-undo-1", "of a file that is gone");
+  directory.write("g", "another one");
+  const std::string needed = ".tarvel-undo-" + hexadecimal(statOf("g").st_ino);
+  directory.write(needed, "of a file that is there");
   const UniqueFd maker(::open(cPath(".tarvel-fedcba9876543210"), O_RDONLY | O_CLOEXEC));
   ASSERT_EQ(::flock(maker.get(), LOCK_EX), 0);
   ASSERT_TRUE(write("f", "new").ok());
@@ -204,7 +207,8 @@ TEST_F(WholeFileWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-undo-1")));
   EXPECT_EQ(directory.read(".tarvel-fedcba9876543210"), "in the making");
   EXPECT_EQ(directory.read(".tarvel-notes"), "somebody's");
-  EXPECT_EQ(directory.entryCount(), 3U);
+  EXPECT_EQ(directory.read(needed), "of a file that is there");
+  EXPECT_EQ(directory.entryCount(), 5U);
 }
 
 /// The record of a write of `fresh` over `old` that was cut off, beside the file.
