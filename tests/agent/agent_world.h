@@ -36,6 +36,10 @@ enum class Step { kBookmarksFile, kNeighbour, kAgent };
 /// gap, of milliseconds, no step is put. Whatever else goes wrong is a failure of the running test.
 class AgentWorld {
  public:
+  static constexpr const char* kFolder = "/home/user/Library/Safari";
+  static constexpr const char* kLock = "/home/user/Library/Safari/lock";
+  static constexpr const char* kBackup = "/home/user/Library/Application Support/Tarvel/Bookmarks (Initial Copy).plist";
+
   explicit AgentWorld(std::uint32_t seed);
   ~AgentWorld();
   AgentWorld(const AgentWorld&) = delete;
