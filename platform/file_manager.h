@@ -90,7 +90,8 @@ class FileManager {
   /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking.
   [[nodiscard]] virtual FileReading contentsAtPath(const std::string& path) = 0;
 
-  /// Makes the folder and every missing one above it, for nobody but the user. A folder that is there already is success.
+  /// Makes the folder and every missing one above it, for nobody but the user. A folder that is there already is
+  /// success.
   [[nodiscard]] virtual FileStatus createDirectoryAtPath(const std::string& path) = 0;
 
   /// Copies one regular file with its mode and dates to a path where nothing exists; the copy appears whole or not at
@@ -100,12 +101,12 @@ class FileManager {
   /// Removes a file or an empty folder; a symbolic link itself, not what it leads to.
   [[nodiscard]] virtual FileStatus removeItemAtPath(const std::string& path) = 0;
 
-  /// Puts `data` into the file at `path`, making it, for nobody but the user, if need be. Whole or nothing: at any instant the path holds all
-  /// old or all new bytes, wherever the file system lets a new file take the old one's place. Keeps mode, owner,
-  /// extended attributes and access lists, writes through symbolic links to the file itself, does not break hard
-  /// links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not write, on a full
-  /// disk and on any input or output error. When it returns success the bytes are on the disk, and a later change of
-  /// the file carries another date.
+  /// Puts `data` into the file at `path`, making it, for nobody but the user, if need be. Whole or nothing: at any
+  /// instant the path holds all old or all new bytes, wherever the file system lets a new file take the old one's
+  /// place. Keeps mode, owner, extended attributes and access lists, writes through symbolic links to the file itself,
+  /// does not break hard links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not
+  /// write, on a full disk and on any input or output error. When it returns success the bytes are on the disk, and a
+  /// later change of the file carries another date.
   ///
   /// With `readVersion`, what was read: fails with kFileHasChanged, and nothing is lost, when somebody has changed the
   /// file since or put another in its place, even at the last instant, or has it open to write to it. Two changes are
