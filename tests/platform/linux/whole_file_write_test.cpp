@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/fs.h>
-#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -16,8 +15,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 
 #include "platform/linux/linux_file_manager.h"
@@ -29,12 +26,6 @@ namespace tarvel {
 namespace {
 
 constexpr uid_t kNobody = 65534;
-
-std::string hexadecimal(ino_t inode) {
-  char digits[32] = {};
-  (void)std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(inode));
-  return digits;
-}
 
 struct WholeFileWrite : testing::Test {
   TemporaryDirectory directory;
@@ -140,129 +131,6 @@ TEST_F(WholeFileWrite, ALinkThatLeadsNowhereYetMakesItsTarget) {
 TEST_F(WholeFileWrite, ALinkToItselfFails) {
   std::filesystem::create_symlink("loop", directory.path("loop"));
   EXPECT_EQ(write("loop", "x").code, ELOOP);
-}
-
-TEST_F(WholeFileWrite, AFileThatSomebodyHasOpenForWritingCountsAsChangedAndOneThatIsReadDoesNot) {
-  directory.write("f", "old");
-  const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
-  const Data data = Data::copyOf("new");
-  {
-    const UniqueFd writer(::open(cPath("f"), O_RDWR | O_CLOEXEC));
-    const FileStatus status = manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), version);
-    EXPECT_EQ(status.code, kFileHasChanged);
-    EXPECT_EQ(directory.read("f"), "old");
-    // It is the same file that comes back, not a copy.
-    EXPECT_EQ(::pwrite(writer.get(), "OLD", 3, 0), 3);
-    EXPECT_EQ(directory.read("f"), "OLD");
-  }
-  const UniqueFd reader(::open(cPath("f"), O_RDONLY | O_CLOEXEC));
-  const FileVersion newVersion = manager.contentsAtPath(directory.path("f")).version;
-  EXPECT_TRUE(manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), newVersion).ok());
-  EXPECT_EQ(directory.read("f"), "new");
-  EXPECT_EQ(directory.entryCount(), 1U);
-}
-
-TEST_F(WholeFileWrite, AnotherFileOfTheSameSizeAndDateIsNotTheOneThatWasRead) {
-  directory.write("f", "old");
-  directory.write("other", "OLD");
-  struct stat status = statOf("f");
-  const timespec times[2] = {status.st_atim, status.st_mtim};
-  ASSERT_EQ(::utimensat(AT_FDCWD, cPath("other"), times, 0), 0);
-  const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
-  const Data data = Data::copyOf("new");
-  ASSERT_TRUE(std::filesystem::remove(directory.path("f")));
-  std::filesystem::create_symlink("other", directory.path("f"));
-  EXPECT_EQ(manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), version).code, kFileHasChanged);
-  EXPECT_EQ(directory.read("other"), "OLD");
-}
-
-TEST_F(WholeFileWrite, AFileThatIsReplacedInPlaceIsLeftAloneToo) {
-  directory.write("f", "old");
-  ASSERT_EQ(::link(cPath("f"), directory.path("g").c_str()), 0);
-  const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
-  const timespec times[2] = {{0, UTIME_OMIT}, {12345, 0}};
-  ASSERT_EQ(::utimensat(AT_FDCWD, cPath("f"), times, 0), 0);
-  const Data data = Data::copyOf("new");
-  EXPECT_EQ(manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), version).code, kFileHasChanged);
-  EXPECT_EQ(directory.read("f"), "old");
-  const FileVersion now = manager.contentsAtPath(directory.path("f")).version;
-  EXPECT_TRUE(manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), now).ok());
-  EXPECT_EQ(directory.read("g"), "new");
-  EXPECT_EQ(directory.entryCount(), 2U);
-}
-
-TEST_F(WholeFileWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
-  directory.write("f", "old");
-  directory.write(".tarvel-0123456789abcdef", "left");
-  directory.write(".tarvel-fedcba9876543210", "in the making");
-  directory.write(".tarvel-notes", "somebody's");
-  directory.write(".tarvel-undo-1", "of a file that is gone");
-  directory.write("g", "another one");
-  const std::string needed = ".tarvel-undo-" + hexadecimal(statOf("g").st_ino);
-  directory.write(needed, "of a file that is there");
-  const UniqueFd maker(::open(cPath(".tarvel-fedcba9876543210"), O_RDONLY | O_CLOEXEC));
-  ASSERT_EQ(::flock(maker.get(), LOCK_EX), 0);
-  ASSERT_TRUE(write("f", "new").ok());
-  EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-0123456789abcdef")));
-  EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-undo-1")));
-  EXPECT_EQ(directory.read(".tarvel-fedcba9876543210"), "in the making");
-  EXPECT_EQ(directory.read(".tarvel-notes"), "somebody's");
-  EXPECT_EQ(directory.read(needed), "of a file that is there");
-  EXPECT_EQ(directory.entryCount(), 5U);
-}
-
-/// The record of a write of `fresh` over `old` that was cut off, beside the file.
-std::string recordOf(const std::string& old, const std::string& fresh) {
-  std::string record("tarvel undo 1\n\0\0", 16);
-  for (const std::uint64_t size : {old.size(), fresh.size()}) {
-    record.append(reinterpret_cast<const char*>(&size), sizeof size);  // NOLINT: bytes of a number
-  }
-  return record + old + fresh;
-}
-
-TEST_F(WholeFileWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
-  const std::string old(5000, 'o');
-  const std::string fresh(4000, 'n');
-  const auto readWithRecord = [&](const std::string& now) {
-    directory.write("f", now);
-    directory.write(".tarvel-undo-" + hexadecimal(statOf("f").st_ino), recordOf(old, fresh));
-    EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
-    EXPECT_EQ(directory.entryCount(), 1U);
-    return directory.read("f");
-  };
-  EXPECT_EQ(readWithRecord(fresh.substr(0, 1234) + old.substr(1234)), old);
-  EXPECT_EQ(readWithRecord(old.substr(0, 4321)), old);
-  // It was done, or never begun, or somebody has saved since.
-  EXPECT_EQ(readWithRecord(fresh), fresh);
-  EXPECT_EQ(readWithRecord(old), old);
-  EXPECT_EQ(readWithRecord(fresh.substr(0, 1234) + "x" + old.substr(1235)),
-            fresh.substr(0, 1234) + "x" + old.substr(1235));
-  EXPECT_EQ(readWithRecord("something else"), "something else");
-}
-
-TEST_F(WholeFileWrite, ARecordThatIsNoneOrSomebodyElsesOrStillInUseUndoesNothing) {
-  const std::string old(5000, 'o');
-  const std::string torn = std::string(1000, 'n') + std::string(4000, 'o');
-  directory.write("f", torn);
-  const std::string name = ".tarvel-undo-" + hexadecimal(statOf("f").st_ino);
-  for (const std::string& record :
-       {std::string(), std::string("tarvel undo 1\n"), recordOf(old, old).substr(0, 9000), std::string(64, '\xff')}) {
-    directory.write(name, record);
-    EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
-    EXPECT_EQ(directory.read("f"), torn);
-  }
-  directory.write(name, recordOf(old, std::string(5000, 'n')));
-  {
-    const UniqueFd writer(::open(cPath(name), O_RDONLY | O_CLOEXEC));
-    ASSERT_EQ(::flock(writer.get(), LOCK_EX), 0);
-    EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
-    EXPECT_EQ(directory.read("f"), torn);
-  }
-  if (::geteuid() == 0) {
-    giveToNobody(name);
-    EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
-    EXPECT_EQ(directory.read("f"), torn);
-  }
 }
 
 TEST_F(WholeFileWrite, HardLinksAreNotBroken) {
