@@ -141,9 +141,37 @@ class InstalledTree(Tree):
         shutil.rmtree(self.library(self.root))
         self.assertEqual(self.message(self.root / "bin/tarvel", LANG="de_DE.UTF-8"), english)
 
+    def unit(self, prefix):
+        return prefix / "lib/systemd/user/TarvelHelper.service"
+
+    def check_unit(self, prefix):
+        """As a service manager reads it."""
+        if not shutil.which("systemd-analyze"):
+            self.skipTest("systemd-analyze is not installed")
+        environment = {"HOME": str(self.root), "PATH": os.environ["PATH"], "XDG_RUNTIME_DIR": str(self.root)}
+        # Manuals are looked for where the machine has them.
+        arguments = ["systemd-analyze", "--user", "--man=no", "verify", self.unit(prefix)]
+        return subprocess.run(arguments, env=environment, capture_output=True, text=True, check=False)
+
+    def test_the_unit_names_the_agent_where_it_was_installed(self):
+        # A name may be odd: the unit says it as a manager wants it.
+        prefix = self.root / "a %n b$HOME"
+        self.install(prefix)
+        agent = self.library(prefix) / f"{HELPER}/Contents/Linux/TarvelHelper"
+        unit = self.unit(prefix).read_text()
+        self.assertIn(f'\nExecStart=:"{str(agent).replace("%", "%%")}"\n', unit)
+        self.assertNotIn("@TARVEL", unit)
+        self.assertEqual(self.unit(prefix).stat().st_mode & 0o777, 0o644)
+        done = self.check_unit(prefix)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        agent.unlink()
+        self.assertIn("is not executable", self.check_unit(prefix).stderr)
+
     def test_a_package_is_staged_below_its_destination(self):
         self.install("/usr", self.root)
         self.assertEqual({path.name for path in self.root.iterdir()}, {"usr"})
+        agent = f"/usr/{LIBDIR}/tarvel/{HELPER}/Contents/Linux/TarvelHelper"
+        self.assertIn(f'\nExecStart=:"{agent}"\n', self.unit(self.root / "usr").read_text())
         self.assertEqual(files_of(self.library(self.root / "usr")), PROGRAMS | LISTS | TABLES)
         self.check_bundles(self.library(self.root / "usr"))
 
