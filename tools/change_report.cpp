@@ -1,66 +1,37 @@
 #include "tools/change_report.h"
 
 #include <algorithm>
-#include <functional>
 #include <numeric>
-#include <optional>
 #include <utility>
 
 #include "engine/bookmark_node.h"
 #include "engine/conditional_insert.h"
 #include "engine/value_coercion.h"
+#include "tools/entry_text.h"
+#include "tools/fewest_moves.h"
 
 namespace tarvel {
 
 namespace {
 
-/// A report is for looking at: a text longer than this is cut, between two characters.
-constexpr std::size_t kLongestText = 1000;
-
-std::string shortened(std::string_view text) {
-  if (text.size() <= kLongestText) return std::string(text);
-  std::size_t end = kLongestText;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  return std::string(text.substr(0, end)) + "…";
-}
+constexpr std::size_t kLongestAddress = 1000;
 
 std::string titleOf(PropertyListDictionary node) {
-  if (const auto title = node.string(kTitleKey)) return shortened(*title);
-  if (const auto title = node.dictionary(kURIDictionaryKey).string(kURITitleKey)) return shortened(*title);
-  return shortened(node.string(kURLStringKey).value_or(""));
+  if (const auto title = node.string(kTitleKey)) return shortenedText(*title);
+  if (const auto title = node.dictionary(kURIDictionaryKey).string(kURITitleKey)) return shortenedText(*title);
+  return shortenedText(node.string(kURLStringKey).value_or(""));
 }
 
 /// What stays the same on an entry when folders are copied: its identifier, else its title and address.
 std::string markOf(PropertyListDictionary node) {
-  if (const auto uuid = node.string(kWebBookmarkUUIDKey)) return "#" + shortened(*uuid);
-  return titleOf(node) + "\n" + shortened(node.string(kURLStringKey).value_or(""));
+  if (const auto uuid = node.string(kWebBookmarkUUIDKey)) return "#" + shortenedText(*uuid);
+  return titleOf(node) + "\n" + shortenedText(node.string(kURLStringKey).value_or(""));
 }
 
 /// Long addresses are told apart by a hash, so that many of them take no more memory than the file.
 std::string duplicateKey(const std::string& tree, std::string_view address) {
   static const KeyedTextHash hash;
-  return tree + "\n" + (address.size() <= kLongestText ? std::string(address) : std::to_string(hash(address)));
-}
-
-/// Which entries of the new order have to move: all but a longest run of earlier positions that ascends, which is the
-/// fewest that explain the change.
-std::vector<bool> movedEntries(std::span<const std::uint32_t> earlierPositions) {
-  std::vector<std::size_t> tails;
-  std::vector<std::optional<std::size_t>> previous(earlierPositions.size());
-  for (std::size_t i = 0; i < earlierPositions.size(); ++i) {
-    const auto place = std::ranges::lower_bound(tails, earlierPositions[i], std::less<>(),
-                                                [&](std::size_t tail) { return earlierPositions[tail]; });
-    if (place != tails.begin()) previous[i] = *(place - 1);
-    if (place == tails.end()) {
-      tails.push_back(i);
-    } else {
-      *place = i;
-    }
-  }
-  std::vector<bool> moved(earlierPositions.size(), true);
-  if (tails.empty()) return moved;
-  for (std::optional<std::size_t> i = tails.back(); i; i = previous[*i]) moved[*i] = false;
-  return moved;
+  return tree + "\n" + (address.size() <= kLongestAddress ? std::string(address) : std::to_string(hash(address)));
 }
 
 }  // namespace
@@ -100,7 +71,7 @@ void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason re
   if (current_ == kNowhere) return;  // The root of a tree: found empty, but never removed.
   RemovedEntry removed{currentFolder(), titleOf(entry), "", reason, "", {}};
   const std::string_view address = entry.string(kURLStringKey).value_or("");
-  removed.address = shortened(address);
+  removed.address = shortenedText(address);
   if (reason == RemovalReason::kDuplicate) {
     std::size_t root = current_;
     while (places_[root].parent != kNowhere) root = places_[root].parent;
@@ -110,11 +81,11 @@ void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason re
 }
 
 void ChangeRecorder::entryNamed(PropertyListDictionary /*entry*/, std::string_view title) {
-  changes_.named.push_back({currentFolder(), shortened(title)});
+  changes_.named.push_back({currentFolder(), shortenedText(title)});
 }
 
 void ChangeRecorder::entryRenamed(PropertyListDictionary /*entry*/, std::string_view before, std::string_view after) {
-  changes_.renamed.push_back({currentFolder(), shortened(before), shortened(after)});
+  changes_.renamed.push_back({currentFolder(), shortenedText(before), shortenedText(after)});
 }
 
 void ChangeRecorder::addOrder(FolderPath folder, PropertyListArray after,

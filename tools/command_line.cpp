@@ -20,8 +20,9 @@ constexpr const char* kFooter =
     "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
-    "10 preview: a sort would change the file; 11 status: the agent does not run though it should, or an error waits;\n"
-    "12 settings, report: not kept; 64 wrong usage; 70 not enough memory.";
+    "10 preview: a sort would change the file; diff: they differ; 11 status: the agent does not run though it should, "
+    "or an error waits;\n"
+    "12 settings, report: not kept, or a page not written; 64 wrong usage; 70 not enough memory.";
 
 void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
   command.add_option("FILE", line.file, help)->type_name("");
@@ -53,6 +54,38 @@ void addSortOptions(CLI::App& command, CommandLine& line) {
   addBackupFile(command, line);
   addColor(command, line);
   addFile(command, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
+}
+
+CLI::Option* addOpen(CLI::App& command, CommandLine& line) {
+  return command
+      .add_flag("--open", line.opensPage,
+                "Open that page; without a file of its own it is in the folder Tarvel of the user's cache")
+      ->excludes(command.get_option("--json"));
+}
+
+void addPage(CLI::App& command, CommandLine& line) {
+  CLI::Option* json = command.get_option("--json");
+  command.add_option("--html", line.htmlFile, "Write a page that shows both trees side by side; - for standard output")
+      ->type_name("FILE")
+      ->excludes(json);
+  addOpen(command, line);
+}
+
+void addDiff(CLI::App& app, CommandLine& line) {
+  CLI::App* diff = app.add_subcommand("diff", "Show what differs between two bookmarks files");
+  CLI::Option* text = diff->add_flag(
+      "--text", [](std::int64_t) {}, "Answer as text (the default)");
+  CLI::Option* json = diff->add_flag("--json", line.json, "Answer as JSON")->excludes(text);
+  // A flag that may carry a value: the two files stay the only words of their own.
+  diff->add_flag("--html{-}", line.htmlFile,
+                 "Answer as a page that shows both trees side by side; --html=FILE writes it there")
+      ->excludes(text)
+      ->excludes(json);
+  addOpen(*diff, line)->excludes(text);
+  addColor(*diff, line);
+  diff->add_option("OLD", line.file, "The earlier bookmarks file, a backup perhaps")->type_name("")->required();
+  diff->add_option("NEW", line.newFile, "The later one")->type_name("")->required();
+  diff->callback([&line] { line.command = Command::kDiff; });
 }
 
 void addSettingsAction(CLI::App& settings, CommandLine& line, SettingsAction action, const std::string& name,
@@ -98,6 +131,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
 
   CLI::App* preview = app.add_subcommand("preview", "Show what a sort would change; writes nothing");
   addSortOptions(*preview, line);
+  addPage(*preview, line);
   preview->callback([&line] { line.command = Command::kPreview; });
 
   CLI::App* restore = app.add_subcommand("restore", "Put the backup in place of the bookmarks file");
@@ -113,6 +147,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   addColor(*dump, line);
   addFile(*dump, line, "The property list, - for standard input (default: ~/Library/Safari/Bookmarks.plist)");
   dump->callback([&line] { line.command = Command::kDump; });
+  addDiff(app, line);
   addAgentCommands(app, line);
 }
 

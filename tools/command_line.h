@@ -8,15 +8,16 @@
 namespace tarvel {
 
 /// Exit statuses besides the engine's codes 0 to 8.
+/// preview: a sort would change the file. diff: the files differ.
 inline constexpr int kExitWouldChange = 10;
 /// status: the agent should run and does not, or an error waits.
 inline constexpr int kExitNeedsAttention = 11;
-/// settings, report: what was to be kept could not be written.
+/// settings, report: what was to be kept could not be written. preview, diff: neither could the page, or not be opened.
 inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
 
-enum class Command { kSort, kPreview, kRestore, kDump, kSettings, kStatus, kReport };
+enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport };
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
 
@@ -32,7 +33,12 @@ struct CommandLine {
   bool backup = true;
   bool json = false;
   std::string backupFile;
+  /// diff: the earlier one of two.
   std::string file;
+  std::string newFile;
+  /// Where a page is to go, "-" for standard output; empty for none, or, with opensPage, for the usual place.
+  std::string htmlFile;
+  bool opensPage = false;
   DumpFormat dumpFormat = DumpFormat::kXml;
   ColorChoice color = ColorChoice::kAuto;
   SettingsAction settingsAction = SettingsAction::kList;

@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstdint>
+#include <string>
+
 #include "platform/platform.h"
 #include "tools/command_line.h"
+#include "tools/difference_report.h"
 
 namespace tarvel {
 
@@ -12,6 +16,18 @@ namespace tarvel {
 [[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runDiff(const Platform& platform, const CommandLine& line);
+
+/// Two bookmarks files compared, or why not.
+struct DifferenceReading {
+  std::int32_t code = 0;  ///< As a sort of the file in question would give it.
+  std::string message;    ///< For people, when the code is not 0.
+  DifferenceReport report;
+};
+
+/// Reads two bookmarks files, full paths, and compares them.
+[[nodiscard]] DifferenceReading differenceOf(const Platform& platform, const std::string& oldFile,
+                                             const std::string& newFile);
 
 /// A path the engine can use: absolute, since it looks beside the file and makes folders above it. Empty stays empty,
 /// and a leading tilde is left to the engine.

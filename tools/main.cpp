@@ -52,6 +52,8 @@ int run(const tarvel::CommandLine& line) {
       return tarvel::runRestore(platform, line);
     case tarvel::Command::kDump:
       return tarvel::runDump(platform, line);
+    case tarvel::Command::kDiff:
+      return tarvel::runDiff(platform, line);
     default:
       return runAroundAgent(line);
   }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tools/change_report.h"
 #include "tools/terminal.h"
@@ -21,6 +22,9 @@ struct SortReport {
 
 /// For people. Lines, each with its line break.
 [[nodiscard]] std::string reportAsText(const SortReport& report, const Painter& painter);
+
+/// What a sort or preview that succeeded comes to: a sentence with the counts, then what is to be known besides.
+[[nodiscard]] std::vector<std::string> summaryOf(const SortReport& report);
 
 /// For programs: one JSON object. Field names are part of the interface, see the manual page.
 [[nodiscard]] std::string reportAsJson(const SortReport& report);

@@ -50,23 +50,8 @@ class TextReport {
   void line(const std::string& text) { text_ += text + "\n"; }
 
   void summary() {
-    const Changes& changes = report_.changes;
-    if (!changes.isOrderChanged) {
-      line(report_.isPreview ? "Every folder is in order; a sort would write nothing."
-                             : "Every folder was in order already; nothing was written.");
-      if (changes.cleansSomething()) {
-        line(painter_.dim(
-            "The cleaning below waits until an order changes: it reaches the file only together with that."));
-      }
-      return;
-    }
-    line(counted(changes.movedCount(), "entry", "entries") + " moved in " +
-         counted(changes.ordered.size(), "folder", "folders") + ", " + std::to_string(changes.removed.size()) +
-         " removed, " + std::to_string(changes.renamed.size()) + " renamed, " + std::to_string(changes.named.size()) +
-         " named." + (report_.isPreview ? " Nothing has been written." : ""));
-    if (changes.ordered.empty()) {
-      line(painter_.dim("No order changed, but some entries have no identifier, so the file counts as changed."));
-    }
+    const std::vector<std::string> sentences = summaryOf(report_);
+    for (std::size_t i = 0; i < sentences.size(); ++i) line(i == 0 ? sentences[i] : painter_.dim(sentences[i]));
   }
 
   void orders() {
@@ -114,6 +99,28 @@ class TextReport {
 };
 
 }  // namespace
+
+std::vector<std::string> summaryOf(const SortReport& report) {
+  const Changes& changes = report.changes;
+  if (!changes.isOrderChanged) {
+    std::vector<std::string> sentences = {report.isPreview ? "Every folder is in order; a sort would write nothing."
+                                                           : "Every folder was in order already; nothing was written."};
+    if (changes.cleansSomething()) {
+      sentences.emplace_back(
+          "The cleaning below waits until an order changes: it reaches the file only together with that.");
+    }
+    return sentences;
+  }
+  std::vector<std::string> sentences = {
+      counted(changes.movedCount(), "entry", "entries") + " moved in " +
+      counted(changes.ordered.size(), "folder", "folders") + ", " + std::to_string(changes.removed.size()) +
+      " removed, " + std::to_string(changes.renamed.size()) + " renamed, " + std::to_string(changes.named.size()) +
+      " named." + (report.isPreview ? " Nothing has been written." : "")};
+  if (changes.ordered.empty()) {
+    sentences.emplace_back("No order changed, but some entries have no identifier, so the file counts as changed.");
+  }
+  return sentences;
+}
 
 std::string reportAsText(const SortReport& report, const Painter& painter) {
   return TextReport(report, painter).build();

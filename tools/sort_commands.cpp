@@ -8,8 +8,11 @@
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
+#include "tools/page_output.h"
 #include "tools/preview_file_manager.h"
 #include "tools/report.h"
+#include "tools/report_html.h"
+#include "tools/sort_comparer.h"
 
 namespace tarvel {
 
@@ -38,8 +41,8 @@ void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file,
   tarvel.setBackupFilename(backup);
 }
 
-/// Runs the engine on the platform's file and tells what it did.
-SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview) {
+/// Runs the engine on the platform's file and tells what it did. `comparer`, unless null, takes part.
+SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview, SortComparer* comparer) {
   SortReport report;
   report.file = bookmarksFile(platform, line);
   report.isPreview = isPreview;
@@ -49,14 +52,18 @@ SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool
   // For people a sort tells how many moved where; what moved is the preview's affair.
   ChangeRecorder recorder(isPreview || line.json ? OrderDetail::kEntries : OrderDetail::kCounts);
   configure(tarvel, line, report.file, backup);
-  tarvel.setSortObserver(&recorder);
+  if (comparer != nullptr) {
+    tarvel.setSortObserver(comparer);
+  } else {
+    tarvel.setSortObserver(&recorder);
+  }
   report.code = tarvel.sortBookmarks();
   // Of a backup that failed, the user wants to know where it was to go.
   const std::string& named = report.code == TarvelErrorBackupFailed ? backup : report.file;
   report.message = isPreview && report.code == TarvelErrorNone
                        ? "Preview of “" + printable(report.file) + "”:"
                        : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, named);
-  report.changes = recorder.changes();
+  report.changes = comparer != nullptr ? comparer->changes() : recorder.changes();
   return report;
 }
 
@@ -68,6 +75,19 @@ void show(const SortReport& report, const CommandLine& line) {
   const bool hasFailed = report.code != TarvelErrorNone;
   const Painter painter(usesColor(line.color, hasFailed ? STDERR_FILENO : STDOUT_FILENO));
   (hasFailed ? std::cerr : std::cout) << reportAsText(report, painter);
+}
+
+std::string pageOf(const SortReport& report, const SortComparer& comparer) {
+  PageTexts texts;
+  texts.title = "Preview of “" + report.file + "”";
+  texts.notes = summaryOf(report);
+  const bool isWritten = report.changes.isOrderChanged;
+  texts.beforeTitle = "Before: the file as it is";
+  texts.afterTitle = isWritten ? "After: as a sort would write it" : "After: the same, since nothing would be written";
+  texts.kinds = {kEntryMoved, kEntryRemoved, kEntryRenamed, kEntryNamed};
+  // What stands twice afterwards is rare enough to be named only where it happens.
+  if (comparer.comparison().count(kEntryAdded) != 0) texts.kinds.push_back(kEntryAdded);
+  return comparisonAsHtml(comparer.comparison(), texts);
 }
 
 }  // namespace
@@ -88,7 +108,7 @@ std::string defaultBackupFile() {
 
 int runSort(const Platform& platform, const CommandLine& line) {
   const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFile(platform, line));
-  const SortReport report = sortAndReport(platform, line, false);
+  const SortReport report = sortAndReport(platform, line, false, nullptr);
   show(report, line);
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
     std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
@@ -98,6 +118,9 @@ int runSort(const Platform& platform, const CommandLine& line) {
 }
 
 int runPreview(const Platform& platform, const CommandLine& line) {
+  const bool wantsPage = line.opensPage || !line.htmlFile.empty();
+  const PageOutput output(platform.fileManager, line);
+  if (wantsPage && !output.isAllowed({bookmarksFile(platform, line), backupFile(platform, line)})) return kExitUsage;
   PreviewFileManager copy(platform.fileManager, bookmarksFile(platform, line));
   Platform preview{platform.propertyLists, copy,
                    platform.collator,      platform.uuidSource,
@@ -105,8 +128,14 @@ int runPreview(const Platform& platform, const CommandLine& line) {
                    platform.workspace,     platform.clock};
   CommandLine withoutBackup = line;
   withoutBackup.backup = false;
-  const SortReport report = sortAndReport(preview, withoutBackup, true);
-  show(report, line);
+  SortComparer comparer;
+  const SortReport report = sortAndReport(preview, withoutBackup, true, wantsPage ? &comparer : nullptr);
+  if (!wantsPage || report.code != TarvelErrorNone) {
+    show(report, line);
+  } else {
+    if (line.htmlFile != "-") std::cout << summaryOf(report).front() << "\n";
+    if (!output.deliver(pageOf(report, comparer))) return kExitFailed;
+  }
   if (report.code != TarvelErrorNone) return report.code;
   return report.changes.isOrderChanged ? kExitWouldChange : 0;
 }

@@ -1,0 +1,89 @@
+// diff: what differs between two bookmarks files.
+
+#include <unistd.h>
+
+#include <iostream>
+#include <optional>
+#include <utility>
+
+#include "engine/tarvel.h"
+#include "tools/commands.h"
+#include "tools/difference_report.h"
+#include "tools/page_output.h"
+#include "tools/report_html.h"
+#include "tools/tree_matching.h"
+
+namespace tarvel {
+
+namespace {
+
+struct Reading {
+  std::int32_t code = TarvelErrorNone;
+  PropertyList list;
+};
+
+Reading readTree(const Platform& platform, const std::string& file) {
+  Tarvel tarvel(platform);
+  if (!platform.fileManager.fileExistsAtPath(file)) return {TarvelErrorBookmarksFileNotFound, {}};
+  Reading reading{TarvelErrorNone, tarvel.bookmarksDictionaryWithFilename(file)};
+  if (!reading.list.root) return {TarvelErrorReadFailed, {}};
+  const PropertyListDictionary root = reading.list.root.dictionary();
+  if (!tarvel.verifyThatDictionaryIsBookmarksFileRootNode(reading.list.root)) {
+    return {TarvelErrorNotBookmarksFile, {}};
+  }
+  if (!tarvel.verifyThatDictionaryHasCorrectVersionWithRootNode(root)) return {TarvelErrorUnknownVersion, {}};
+  return reading;
+}
+
+std::string pageOf(const DifferenceReport& report) {
+  PageTexts texts;
+  texts.title = "From “" + report.oldFile + "” to “" + report.newFile + "”";
+  texts.notes = {summaryOf(report.comparison)};
+  texts.beforeTitle = "Old: “" + report.oldFile + "”";
+  texts.afterTitle = "New: “" + report.newFile + "”";
+  texts.kinds = {kEntryMoved, kEntryRemoved, kEntryAdded, kEntryRenamed, kEntryNamed, kEntryReaddressed};
+  return comparisonAsHtml(report.comparison, texts);
+}
+
+}  // namespace
+
+DifferenceReading differenceOf(const Platform& platform, const std::string& oldFile, const std::string& newFile) {
+  DifferenceReading reading;
+  reading.report.oldFile = oldFile;
+  reading.report.newFile = newFile;
+  const Reading before = readTree(platform, oldFile);
+  const Reading after = before.code == TarvelErrorNone ? readTree(platform, newFile) : Reading{};
+  reading.code = before.code != TarvelErrorNone ? before.code : after.code;
+  if (reading.code == TarvelErrorNone) {
+    reading.report.comparison = comparisonOf(before.list.root.dictionary(), after.list.root.dictionary());
+  } else {
+    reading.message = Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, reading.code,
+                                                               before.code != TarvelErrorNone ? oldFile : newFile);
+  }
+  return reading;
+}
+
+int runDiff(const Platform& platform, const CommandLine& line) {
+  FileManager& files = platform.fileManager;
+  const std::string oldFile = files.stringByExpandingTildeInPath(absolutePath(line.file));
+  const std::string newFile = files.stringByExpandingTildeInPath(absolutePath(line.newFile));
+  const bool wantsPage = line.opensPage || !line.htmlFile.empty();
+  const PageOutput output(files, line);
+  if (wantsPage && !output.isAllowed({oldFile, newFile})) return kExitUsage;
+  const DifferenceReading reading = differenceOf(platform, oldFile, newFile);
+  if (reading.code != TarvelErrorNone) {
+    std::cerr << Painter(usesColor(line.color, STDERR_FILENO)).red(reading.message) << "\n";
+    return reading.code;
+  }
+  if (wantsPage) {
+    if (line.htmlFile != "-") std::cout << summaryOf(reading.report.comparison) << "\n";
+    if (!output.deliver(pageOf(reading.report))) return kExitFailed;
+  } else if (line.json) {
+    std::cout << differenceAsJson(reading.report);
+  } else {
+    std::cout << differenceAsText(reading.report, Painter(usesColor(line.color, STDOUT_FILENO)));
+  }
+  return isSame(reading.report.comparison) ? 0 : kExitWouldChange;
+}
+
+}  // namespace tarvel

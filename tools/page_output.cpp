@@ -1,0 +1,111 @@
+#include "tools/page_output.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <span>
+#include <string_view>
+
+#include "tools/commands.h"
+#include "tools/report_html.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr const char* kOpener = "xdg-open";
+
+std::string cachedPage() {
+  const char* cache = std::getenv("XDG_CACHE_HOME");
+  const bool isUsable = cache != nullptr && *cache == '/';
+  return (isUsable ? std::string(cache) : std::string("~/.cache")) + "/Tarvel/preview.html";
+}
+
+bool isSameFile(const std::string& first, const std::string& second) {
+  std::error_code error;
+  return first == second || std::filesystem::equivalent(first, second, error);
+}
+
+void complain(const std::string& path, const std::string& reason) {
+  std::cerr << "tarvel: “" << printable(path) << "”: " << printable(reason) << "\n";
+}
+
+}  // namespace
+
+PageOutput::PageOutput(FileManager& files, const CommandLine& line)
+    : files_(files),
+      path_(files.stringByExpandingTildeInPath(line.htmlFile.empty() ? cachedPage() : absolutePath(line.htmlFile))),
+      isStandardOutput_(line.htmlFile == "-"),
+      isOpened_(line.opensPage) {}
+
+bool PageOutput::isAllowed(const std::vector<std::string>& untouchable) const {
+  if (isStandardOutput_) return true;
+  const auto isPath = [this](const std::string& path) { return isSameFile(path, path_); };
+  if (std::ranges::any_of(untouchable, isPath)) {
+    complain(path_, "This file holds bookmarks; name another one for the page.");
+    return false;
+  }
+  if (!files_.fileExistsAtPath(path_)) return true;
+  const FileReading old = files_.contentsAtPath(path_);
+  const std::span<const std::uint8_t> bytes = old.data.bytes();
+  const bool isPage = bytes.size() >= kPageBeginning.size() &&
+                      std::equal(kPageBeginning.begin(), kPageBeginning.end(), bytes.begin(),
+                                 [](char c, std::uint8_t byte) { return static_cast<std::uint8_t>(c) == byte; });
+  if (old.status.ok() && (isPage || bytes.empty())) return true;
+  complain(path_, "There is something else already, and only a page made by tarvel is replaced.");
+  return false;
+}
+
+bool PageOutput::deliver(const std::string& page) const {
+  if (isStandardOutput_) {
+    std::cout << page;
+    return true;
+  }
+  const std::string folder = std::filesystem::path(path_).parent_path().string();
+  FileStatus status = isOpened_ ? files_.createDirectoryAtPath(folder) : FileStatus{};
+  const Data data = Data::copyOf(page);
+  if (status.ok()) status = files_.writeDataToPath({{data.bytes()}, {}}, path_);
+  if (!status.ok()) {
+    complain(path_, status.reason);
+    return false;
+  }
+  std::cout << "The page was written: “" << printable(path_) << "”.\n";
+  if (!isOpened_) return true;
+  const int error = openOnDesktop(path_);
+  if (error != 0) std::cerr << "tarvel: “" << kOpener << "” could not be started: " << std::strerror(error) << "\n";
+  return error == 0;
+}
+
+int openOnDesktop(const std::string& path) {
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  if (::posix_spawn_file_actions_init(&actions) != 0) return ENOMEM;
+  if (::posix_spawnattr_init(&attributes) != 0) {
+    (void)::posix_spawn_file_actions_destroy(&actions);
+    return ENOMEM;
+  }
+  // Away from this terminal: what is opened outlives the command, and says what it says elsewhere.
+  (void)::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    (void)::posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
+  }
+  std::string program = kOpener;
+  std::string argument = path;
+  const std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
+  pid_t process = 0;
+  const int error = ::posix_spawnp(&process, kOpener, &actions, &attributes, arguments.data(), environ);
+  (void)::posix_spawnattr_destroy(&attributes);
+  (void)::posix_spawn_file_actions_destroy(&actions);
+  return error;
+}
+
+}  // namespace tarvel
