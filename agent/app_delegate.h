@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "engine/tarvel.h"
-#include "platform/platform.h"
+#include "platform/agent_platform.h"
 #include "watcher/orvo_events.h"
 
 namespace tarvel {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <span>
 
-#include "platform/platform.h"
+#include "platform/agent_platform.h"
 
 namespace tarvel {
 

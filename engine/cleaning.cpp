@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "engine/conditional_insert.h"
 #include "engine/tarvel.h"
 #include "engine/uuid_string.h"
 #include "engine/value_coercion.h"

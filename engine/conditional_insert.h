@@ -25,8 +25,10 @@ struct KeyedTextHash {
 };
 
 /// A set of texts, compared byte by byte. The texts belong to somebody who outlives the set.
-using StringSet = tsl::robin_set<std::string_view, KeyedTextHash, std::equal_to<>, std::allocator<std::string_view>,
-                                 /*StoreHash=*/true>;
+struct StringSet : tsl::robin_set<std::string_view, KeyedTextHash, std::equal_to<>, std::allocator<std::string_view>,
+                                  /*StoreHash=*/true> {
+  using robin_set::robin_set;
+};
 
 /// Adds `object` unless an equal one is there; answers whether it was added.
 [[nodiscard]] inline bool insertObject(StringSet& set, std::string_view object) { return set.insert(object).second; }

@@ -7,12 +7,15 @@
 #include <vector>
 
 #include "engine/bookmark_node.h"
-#include "engine/conditional_insert.h"
 #include "engine/sort_observer.h"
 #include "platform/platform.h"
 #include "platform/property_list.h"
 
 namespace tarvel {
+
+// Working sets of cleaning; see engine/conditional_insert.h.
+struct StringSet;
+struct TitleLookupSet;
 
 /// How an operation ended. The engine gives 0 to 8; codes from 10 up belong to the agent.
 enum TarvelError : std::int32_t {

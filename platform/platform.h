@@ -1,17 +1,11 @@
 #pragma once
 
-#include "platform/application.h"
 #include "platform/bundle.h"
 #include "platform/clock.h"
 #include "platform/collator.h"
-#include "platform/event_stream.h"
 #include "platform/file_manager.h"
-#include "platform/preferences_store.h"
 #include "platform/property_list_serialization.h"
-#include "platform/run_loop.h"
-#include "platform/running_applications.h"
 #include "platform/system_log.h"
-#include "platform/updater.h"
 #include "platform/uuid_source.h"
 #include "platform/workspace.h"
 
@@ -27,18 +21,6 @@ struct Platform {
   Bundle& bundle;
   Workspace& workspace;
   Clock& clock;
-};
-
-/// What a program that lives on as an application reaches besides: the command, which sorts once, builds none of it.
-struct AgentPlatform {
-  Platform sorting;
-  Application& application;
-  RunLoop& runLoop;
-  EventStreamService& eventStreams;
-  PreferencesStore& preferences;
-  RunningApplications& runningApplications;
-  Bundles& bundles;
-  Updaters& updaters;
 };
 
 }  // namespace tarvel

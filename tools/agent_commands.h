@@ -6,6 +6,7 @@
 
 #include "platform/notifier.h"
 #include "platform/platform.h"
+#include "platform/preferences_store.h"
 #include "tools/command_line.h"
 
 namespace tarvel {

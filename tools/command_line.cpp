@@ -1,20 +1,14 @@
 #include "tools/command_line.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <map>
 #include <numeric>
+
+#include "tools/command_definition.h"
 
 namespace tarvel {
 
 namespace {
-
-const std::map<std::string, ColorChoice> kColorChoices = {
-    {"auto", ColorChoice::kAuto}, {"always", ColorChoice::kAlways}, {"never", ColorChoice::kNever}};
-
-const std::map<std::string, DumpFormat> kDumpFormats = {
-    {"xml", DumpFormat::kXml}, {"binary", DumpFormat::kBinary}, {"json", DumpFormat::kJson}};
 
 constexpr const char* kFooter =
     "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
@@ -208,13 +202,19 @@ std::string closestOption(const std::string& given, const std::vector<std::strin
   return isClose ? *closest : std::string();
 }
 
-ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
-  ParsedCommandLine parsed;
-  CLI::App app("Sorts Safari bookmarks, and shows beforehand what it will do.", "tarvel");
+void defineCommandLine(CLI::App& app, CommandLine& line) {
+  app.name("tarvel");
+  app.description("Sorts Safari bookmarks, and shows beforehand what it will do.");
   app.set_version_flag("--version", "tarvel " TARVEL_VERSION);
   app.footer(kFooter);
   app.require_subcommand(1);
-  addCommands(app, parsed.line);
+  addCommands(app, line);
+}
+
+ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
+  ParsedCommandLine parsed;
+  CLI::App app;
+  defineCommandLine(app, parsed.line);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

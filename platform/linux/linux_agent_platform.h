@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/agent_platform.h"
 #include "platform/linux/icu_collator.h"
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_bundle.h"
@@ -16,7 +17,6 @@
 #include "platform/linux/linux_updater.h"
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/linux/linux_workspace.h"
-#include "platform/platform.h"
 #include "platform/plist/serialization.h"
 
 namespace tarvel {

@@ -1,0 +1,130 @@
+#!/usr/bin/env python3
+"""The completions know every command, option and value that the command knows, in each of the three shells."""
+
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+import shells
+
+TARVEL = os.environ["TARVEL_BIN"]
+
+
+def help_of(path):
+    return subprocess.run([TARVEL, *path, "--help"], capture_output=True, text=True, check=True).stdout
+
+
+def commands_below(path):
+    section = help_of(path).partition("\nSubcommands:\n")[2]
+    names = []
+    for line in section.splitlines():
+        if not line.strip():
+            break
+        if match := re.match(r"  (\S+)", line):
+            names.append(match.group(1))
+    return names
+
+
+def options_of(path):
+    """Every long option that the help of a command explains."""
+    section = help_of(path).partition("\nOptions:\n")[2].partition("\n\n")[0]
+    heads = re.findall(r"^  (-\S+)", section, re.MULTILINE)
+    return {name for head in heads for name in re.findall(r"--[a-z][a-z-]*", head)}
+
+
+def all_paths(path=()):
+    yield path
+    for name in commands_below(path):
+        yield from all_paths((*path, name))
+
+
+class Completions:
+    """For each shell."""
+
+    @classmethod
+    def setUpClass(cls):
+        if not shutil.which(cls.SHELL):
+            raise unittest.SkipTest(f"{cls.SHELL} is not installed")
+        cls.home = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-completions-"))
+        cls.addClassCleanup(shutil.rmtree, cls.home)
+        (cls.home / "Bookmarks.plist").touch()
+        cls.shell = cls.MAKER(cls.home)
+        if hasattr(cls.shell, "close"):
+            cls.addClassCleanup(cls.shell.close)
+
+    def offers(self, line):
+        return self.shell.offers(line)
+
+    def test_the_shell_can_read_the_file(self):
+        subprocess.run([self.SHELL, "-n", shells.FILES[self.SHELL]], check=True)
+
+    def test_every_command_is_known(self):
+        seen = 0
+        for path in all_paths():
+            names = commands_below(path)
+            if names:
+                seen += len(names)
+                self.assertEqual(self.offers(" ".join(("tarvel", *path, ""))), set(names), path)
+        self.assertGreater(seen, 10)
+
+    def test_every_option_of_every_command_is_known(self):
+        seen = 0
+        for path in all_paths():
+            offered = self.offers(" ".join(("tarvel", *path, "--")))
+            names = options_of(path)
+            seen += len(names)
+            self.assertEqual({name for name in offered if name.startswith("--")}, names, path)
+        self.assertGreater(seen, 40)
+
+    def test_the_values_of_options(self):
+        self.assertEqual(self.offers("tarvel sort --color "), {"always", "auto", "never"})
+        self.assertEqual(self.offers("tarvel sort --color=a"), {"always", "auto"})
+        self.assertEqual(self.offers("tarvel dump --format "), {"binary", "json", "xml"})
+        self.assertEqual(self.offers("tarvel sort --backup-file Book"), {"Bookmarks.plist"})
+
+    def test_values_that_are_offered_are_taken(self):
+        for option in ("sort --color", "dump --format"):
+            for value in self.offers(f"tarvel {option} "):
+                done = subprocess.run([TARVEL, *option.split(), value, "/nonexistent"], capture_output=True, check=False)
+                self.assertIn(done.returncode, (1, 5), value)
+
+    def test_files_are_offered_where_a_file_belongs_and_only_there(self):
+        for command in ("sort", "preview", "restore", "dump", "sort --json --color never"):
+            self.assertEqual(self.offers(f"tarvel {command} Book"), {"Bookmarks.plist"}, command)
+        for command in ("status", "sort one.plist", "settings"):
+            self.assertEqual(self.offers(f"tarvel {command} Book"), set(), command)
+
+    def test_settings_and_their_values(self):
+        for action in ("get", "set", "unset"):
+            keys = self.offers(f"tarvel settings {action} ")
+            self.assertLessEqual({"AutoSortMode", "BookmarksFilename", "SortBookmarksBar"}, keys)
+            for key in keys:
+                done = subprocess.run([TARVEL, "settings", "get", key], env={"HOME": str(self.home)}, check=False,
+                                      capture_output=True)
+                self.assertEqual(done.returncode, 0, key)
+        self.assertEqual(self.offers("tarvel settings set AutoSortMode "), {"yes", "no"})
+        self.assertEqual(self.offers("tarvel settings set BookmarksFilename Book"), {"Bookmarks.plist"})
+        self.assertEqual(self.offers("tarvel settings set BookmarksUpdateLatency "), set())
+
+
+class InBash(Completions, unittest.TestCase):
+    SHELL = "bash"
+    MAKER = shells.Bash
+
+
+class InZsh(Completions, unittest.TestCase):
+    SHELL = "zsh"
+    MAKER = shells.Zsh
+
+
+class InFish(Completions, unittest.TestCase):
+    SHELL = "fish"
+    MAKER = shells.Fish
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,106 @@
+#include "tools/completions/command_tree.h"
+
+namespace tarvel {
+
+namespace {
+
+constexpr const char* kQuote = R"('\'')";
+
+constexpr const char* kHead = R"(# Completions of tarvel for bash. Made by the build; do not edit.
+
+)";
+
+/// Goes through the words before the one to be completed: which command they lead to, and what is to follow.
+constexpr const char* kTail = R"(
+_tarvel() {
+  local current=${COMP_WORDS[COMP_CWORD]} command='' previous='' offered='' word i
+  local -i operands=0
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    word=${COMP_WORDS[i]}
+    if [[ -n $offered ]]; then
+      # Between an option and its value an equals sign is a word of its own.
+      [[ $word == '=' ]] || offered=''
+    elif [[ $word == -* ]]; then
+      _tarvel_option_value "$command $word"
+    elif _tarvel_is_command "$command $word"; then
+      command=${command:+$command }$word
+      operands=0
+    else
+      operands+=1
+      previous=$word
+    fi
+  done
+  if [[ -n $offered ]]; then
+    [[ $current == '=' ]] && current=''
+  elif [[ $current == -* ]]; then
+    _tarvel_options "$command"
+  else
+    _tarvel_operand "$command $operands"
+  fi
+  COMPREPLY=()
+  case $offered in
+    '' | -) ;;
+    @file)
+      compopt -o filenames 2>/dev/null
+      mapfile -t COMPREPLY < <(compgen -f -- "$current")
+      ;;
+    *) mapfile -t COMPREPLY < <(compgen -W "$offered" -- "$current") ;;
+  esac
+}
+
+complete -F _tarvel tarvel
+)";
+
+/// What `offered` is set to. A dash stands for a value that nobody can guess.
+std::string offer(const CompletedValue& value) {
+  if (value.isFile) return "@file";
+  return value.words.empty() ? "-" : joined(value.words);
+}
+
+std::string branch(const std::string& pattern, const std::string& offered) {
+  return "    " + quoted(pattern, kQuote) + ") offered=" + quoted(offered, kQuote) + " ;;\n";
+}
+
+std::string function(const std::string& name, const std::string& branches) {
+  return name + "() {\n  case $1 in\n" + branches + "  esac\n}\n";
+}
+
+std::string settingValueFunction() {
+  std::string branches;
+  for (const std::string& key : settableSettings()) branches += branch(key, offer(valueOfSetting(key)));
+  return function("_tarvel_setting_value", branches);
+}
+
+}  // namespace
+
+std::string bashCompletion(const std::vector<CompletedCommand>& commands) {
+  std::string values;
+  std::string options;
+  std::string operands;
+  std::string known;
+  for (const CompletedCommand& command : commands) {
+    std::vector<std::string> names;
+    for (const CompletedOption& option : command.options) {
+      for (const std::string& name : option.names) {
+        names.push_back(name);
+        if (option.takesValue) values += branch(command.path + " " + name, offer(option.value));
+      }
+    }
+    options += branch(command.path, joined(names));
+    std::vector<std::string> below;
+    for (const CompletedOption& child : command.commands) below.push_back(child.names.front());
+    if (!below.empty()) operands += branch(command.path + " 0", joined(below));
+    for (const std::string& child : below) known += "    " + quoted(command.path + " " + child, kQuote) + ") ;;\n";
+    for (std::size_t i = 0; i < command.operands.size(); ++i) {
+      const std::string place = command.path + " " + std::to_string(i);
+      operands += command.operands[i].isSettingValue
+                      ? "    " + quoted(place, kQuote) + ") _tarvel_setting_value \"$previous\" ;;\n"
+                      : branch(place, offer(command.operands[i]));
+    }
+  }
+  return kHead + function("_tarvel_option_value", values) + function("_tarvel_options", options) +
+         settingValueFunction() + function("_tarvel_operand", operands) +
+         function("_tarvel_is_command", known + "    *) return 1 ;;\n") + kTail;
+}
+
+}  // namespace tarvel

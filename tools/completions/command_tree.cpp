@@ -1,0 +1,114 @@
+#include "tools/completions/command_tree.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "tools/command_definition.h"
+#include "tools/settings_table.h"
+
+namespace tarvel {
+
+namespace {
+
+template <typename Choices>
+std::vector<std::string> namesOf(const Choices& choices) {
+  std::vector<std::string> names;
+  for (const auto& choice : choices) names.push_back(choice.first);
+  return names;
+}
+
+/// By the name that stands for a value in the help.
+CompletedValue valueCalled(const std::string& name) {
+  if (name == "FILE" || name == "PATH" || name == "OLD" || name == "NEW") return {.isFile = true, .words = {}};
+  if (name == "WHEN") return {.words = namesOf(kColorChoices)};
+  if (name == "FORMAT") return {.words = namesOf(kDumpFormats)};
+  if (name == "KEY") return {.words = settableSettings()};
+  return {.isSettingValue = name == "VALUE", .words = {}};
+}
+
+void addOption(CompletedCommand& command, const CLI::Option& option) {
+  if (option.get_positional()) {
+    command.operands.push_back(valueCalled(option.get_name(true)));
+    return;
+  }
+  CompletedOption completed;
+  completed.help = option.get_description();
+  completed.takesValue = option.get_expected_min() > 0;
+  if (completed.takesValue) completed.value = valueCalled(option.get_type_name());
+  CompletedOption negated;
+  const std::vector<std::string>& negatedNames = option.get_fnames();
+  for (const std::string& name : option.get_snames()) completed.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) {
+    CompletedOption& place = std::ranges::count(negatedNames, name) != 0 ? negated : completed;
+    place.names.push_back("--" + name);
+  }
+  if (!negated.names.empty()) negated.help = "The opposite of " + completed.names.back();
+  command.options.push_back(std::move(completed));
+  if (!negated.names.empty()) command.options.push_back(std::move(negated));
+}
+
+/// An empty group is the parser's way to hide something.
+template <typename Item>
+bool isShown(const Item* item) {
+  return !item->get_group().empty();
+}
+
+void addCommand(std::vector<CompletedCommand>& commands, const CLI::App& app, const std::string& path) {
+  CompletedCommand command;
+  command.path = path;
+  command.help = app.get_description();
+  for (const CLI::Option* option : app.get_options()) {
+    if (isShown(option)) addOption(command, *option);
+  }
+  const std::vector<const CLI::App*> below = app.get_subcommands({});
+  for (const CLI::App* child : below) {
+    if (isShown(child)) command.commands.push_back({{child->get_name()}, child->get_description(), false, {}});
+  }
+  commands.push_back(std::move(command));
+  for (const CLI::App* child : below) {
+    if (isShown(child)) addCommand(commands, *child, (path.empty() ? "" : path + " ") + child->get_name());
+  }
+}
+
+}  // namespace
+
+std::vector<CompletedCommand> completedCommands(const CLI::App& app) {
+  std::vector<CompletedCommand> commands;
+  addCommand(commands, app, "");
+  return commands;
+}
+
+std::vector<std::string> settableSettings() {
+  std::vector<std::string> keys;
+  for (const Setting& setting : settingsTable()) {
+    if (isSettable(setting)) keys.emplace_back(setting.key);
+  }
+  return keys;
+}
+
+CompletedValue valueOfSetting(const std::string& key) {
+  const Setting* setting = settingNamed(key);
+  if (setting == nullptr) return {};
+  if (setting->type == SettingType::kBoolean) return {.words = {"yes", "no"}};
+  return {.isFile = setting->type == SettingType::kPath, .words = {}};
+}
+
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
+std::string quoted(const std::string& text, const std::string& escapedQuote) {
+  std::string word = "'";
+  for (const char c : text) {
+    if (c == '\'') {
+      word += escapedQuote;
+    } else {
+      word += c;
+    }
+  }
+  return word + "'";
+}
+
+}  // namespace tarvel
