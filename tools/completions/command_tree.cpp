@@ -36,14 +36,14 @@ void addOption(CompletedCommand& command, const CLI::Option& option) {
   completed.takesValue = option.get_expected_min() > 0;
   if (completed.takesValue) completed.value = valueCalled(option.get_type_name());
   CompletedOption negated;
-  const std::vector<std::string>& negatedNames = option.get_fnames();
+  const std::vector<std::string>& namesWithValue = option.get_fnames();
   for (const std::string& name : option.get_snames()) completed.names.push_back("-" + name);
   for (const std::string& name : option.get_lnames()) {
-    CompletedOption& place = std::ranges::count(negatedNames, name) != 0 ? negated : completed;
-    place.names.push_back("--" + name);
+    const bool isNegated = std::ranges::count(namesWithValue, name) != 0 && option.get_flag_value(name, "") == "false";
+    (isNegated ? negated : completed).names.push_back("--" + name);
   }
-  if (!negated.names.empty()) negated.help = "The opposite of " + completed.names.back();
-  command.options.push_back(std::move(completed));
+  if (!negated.names.empty() && !completed.names.empty()) negated.help = "The opposite of " + completed.names.back();
+  if (!completed.names.empty()) command.options.push_back(std::move(completed));
   if (!negated.names.empty()) command.options.push_back(std::move(negated));
 }
 
