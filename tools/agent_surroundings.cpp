@@ -1,6 +1,7 @@
 #include "tools/agent_surroundings.h"
 
 #include "agent/preference_keys.h"
+#include "platform/linux/bundle_location.h"
 #include "platform/linux/instance_lock.h"
 
 namespace tarvel {
@@ -11,6 +12,11 @@ LinuxAgentSurroundings::LinuxAgentSurroundings(SystemLog& systemLog)
 AgentSurroundings LinuxAgentSurroundings::surroundings() {
   return {preferences_, files_, bundle_, preferences_.pathOf(kMainApplicationIdentifier),
           [] { return holderOfInstanceLock(instanceLockPath(kMainApplicationIdentifier)); }};
+}
+
+std::string LinuxAgentSurroundings::agentProgram() {
+  const std::string bundle = helperBundlePathForCommand();
+  return bundle.empty() ? std::string() : bundle + "/Contents/Linux/TarvelHelper";
 }
 
 }  // namespace tarvel

@@ -16,6 +16,8 @@ class LinuxAgentSurroundings {
 
   /// Borrows from this object.
   [[nodiscard]] AgentSurroundings surroundings();
+  /// The agent's program, seen from the command's; empty where there is no bundle of it.
+  [[nodiscard]] static std::string agentProgram();
 
  private:
   PlistSerialization propertyLists_;

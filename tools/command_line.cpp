@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "tools/command_definition.h"
+#include "tools/command_line_agent.h"
 
 namespace tarvel {
 
@@ -16,7 +17,7 @@ constexpr const char* kFooter =
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
     "10 preview: a sort would change the file; diff: they differ; 11 status: the agent does not run though it should, "
     "or an error waits;\n"
-    "12 settings, report: not kept, or a page not written; 64 wrong usage; 70 not enough memory.";
+    "12 settings, report: not kept, agent: not done, or a page not written; 64 wrong usage; 70 not enough memory.";
 
 void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
   command.add_option("FILE", line.file, help)->type_name("");
@@ -143,6 +144,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   dump->callback([&line] { line.command = Command::kDump; });
   addDiff(app, line);
   addAgentCommands(app, line);
+  addAgentControl(app, line);
 }
 
 std::size_t editDistance(const std::string& a, const std::string& b) {

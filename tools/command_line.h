@@ -12,14 +12,17 @@ namespace tarvel {
 inline constexpr int kExitWouldChange = 10;
 /// status: the agent should run and does not, or an error waits.
 inline constexpr int kExitNeedsAttention = 11;
-/// settings, report: what was to be kept could not be written. preview, diff: neither could the page, or not be opened.
+/// settings, report: what was to be kept could not be written. agent: what was asked
+/// for could not be done. preview, diff: neither could the page, or not be opened.
 inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
 
-enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport };
+enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent };
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
+
+enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop };
 
 enum class DumpFormat { kXml, kBinary, kJson };
 
@@ -42,6 +45,7 @@ struct CommandLine {
   DumpFormat dumpFormat = DumpFormat::kXml;
   ColorChoice color = ColorChoice::kAuto;
   SettingsAction settingsAction = SettingsAction::kList;
+  AgentAction agentAction = AgentAction::kStatus;
   std::string key;
   std::string value;
 };

@@ -5,13 +5,16 @@
 #include <iostream>
 #include <memory>
 
+#include "agent/preference_keys.h"
 #include "platform/linux/icu_collator.h"
+#include "platform/linux/linux_agent_service.h"
 #include "platform/linux/linux_bundle.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/plist/serialization.h"
 #include "tools/agent_commands.h"
+#include "tools/agent_control.h"
 #include "tools/agent_surroundings.h"
 #include "tools/commands.h"
 #include "tools/quiet_workspace.h"
@@ -29,6 +32,10 @@ int runAroundAgent(const tarvel::CommandLine& line) {
   ErrorOutputLog log;
   tarvel::LinuxAgentSurroundings linux(log);
   const tarvel::AgentSurroundings agent = linux.surroundings();
+  if (line.command == tarvel::Command::kAgent) {
+    tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
+    return tarvel::runAgent({agent, service, tarvel::LinuxAgentSurroundings::agentProgram()}, line);
+  }
   if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
   return line.command == tarvel::Command::kStatus ? tarvel::runStatus(agent, line) : tarvel::runReport(agent, line);
 }

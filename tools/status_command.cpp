@@ -78,14 +78,14 @@ std::string agentText(const Status& status) {
 }
 
 std::string nextStep(const Status& status) {
-  if (!status.isWanted)
-    return "To have your bookmarks sorted: tarvel settings set AutoSortMode yes, then start TarvelHelper.";
+  if (!status.isWanted) return "To have your bookmarks sorted by itself: tarvel agent enable";
   if (status.code == kHelperErrorUpdateFound && status.process) return "Run “tarvel report” once you have read this.";
-  if (status.code) return "Mend what the error says, then start TarvelHelper again.";
+  if (status.code) return "Mend what the error says, then start the agent again: tarvel agent start";
   if (!status.process)
-    return status.reported.empty() ? "Start TarvelHelper."
-                                   : "Mend what the error says, if it still holds, then start TarvelHelper.";
-  if (!status.bookmarks.exists) return "Say which file is yours: tarvel settings set BookmarksFilename PATH.";
+    return status.reported.empty()
+               ? "Start the agent: tarvel agent start"
+               : "Mend what the error says, if it still holds, then start the agent: tarvel agent start";
+  if (!status.bookmarks.exists) return "Say which file is yours: tarvel settings set BookmarksFilename PATH";
   return {};
 }
 

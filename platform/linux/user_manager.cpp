@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/user_folders.h"
 #include "platform/plist/text_encoding.h"
 
 namespace tarvel {
@@ -19,10 +18,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr const char* kName = "org.freedesktop.systemd1";
-constexpr const char* kPath = "/org/freedesktop/systemd1";
-constexpr const char* kManager = "org.freedesktop.systemd1.Manager";
-constexpr milliseconds kGreeting(1000);
 constexpr milliseconds kStart(3000);
 
 /// What a program with windows has to know of the session, and its manager may not; besides, all that begins with
@@ -32,18 +27,6 @@ constexpr std::array<std::string_view, 8> kSessionVariables = {
     "LANG",    "LANGUAGE",        "LC_ALL",     "LC_MESSAGES"};
 /// Good for one program only: the one that started this one.
 constexpr std::string_view kSpentVariable = "XDG_ACTIVATION_TOKEN";
-
-int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
-  std::uint32_t id = 0;
-  const char* path = nullptr;
-  const char* unit = nullptr;
-  const char* result = nullptr;
-  if (sd_bus_message_read(message, "uoss", &id, &path, &unit, &result) < 0) return 0;
-  // The end may be told before the answer that names the job.
-  auto& ended = *static_cast<std::vector<EndedJob>*>(waiting);
-  ended.push_back({path, result});
-  return 0;
-}
 
 /// Never twice the same: an earlier unit may still be running.
 std::string newUnitName() {
@@ -114,88 +97,28 @@ bool appendProperties(sd_bus_message* request, const ProgramCommand& command) {
 
 }  // namespace
 
-UserManager::UserManager() {
-  const std::string runtime = userRuntimeFolder();
-  if (runtime.empty()) return;
-  const Deadline greeting(kGreeting);
-  bus_ = openPeer(runtime + "/systemd/private", greeting.left());
-  if (bus_ && answers(greeting)) return;
-  destination_ = kName;
-  bus_ = openUserBus(greeting.left());
-  if (bus_ && !answers(greeting)) bus_.reset();
-}
-
-BusMessagePointer UserManager::newCall(const char* method) {
-  sd_bus_message* message = nullptr;
-  const int made = sd_bus_message_new_method_call(bus_.get(), &message, destination_, kPath, kManager, method);
-  return BusMessagePointer(made < 0 ? nullptr : message);
-}
-
-bool UserManager::answers(const Deadline& deadline) {
-  sd_bus_message* message = nullptr;
-  if (sd_bus_message_new_method_call(bus_.get(), &message, destination_, kPath, "org.freedesktop.DBus.Peer", "Ping") <
-      0) {
-    return false;
-  }
-  const BusMessagePointer ping(message);
-  // A bus without a manager is not to start one.
-  (void)sd_bus_message_set_auto_start(ping.get(), 0);
-  return sd_bus_call(bus_.get(), ping.get(), busTimeout(deadline.left()), nullptr, nullptr) >= 0;
-}
-
 BusMessagePointer UserManager::startRequest(const std::string& unit, const ProgramCommand& command) {
-  BusMessagePointer request = newCall("StartTransientUnit");
+  BusMessagePointer request = connection_.newCall("StartTransientUnit");
   sd_bus_message* const message = request.get();
   const bool isWhole = message != nullptr && sd_bus_message_append(message, "ss", unit.c_str(), "fail") >= 0 &&
                        appendProperties(message, command) && sd_bus_message_append(message, "a(sa(sv))", 0) >= 0;
   return isWhole ? std::move(request) : nullptr;
 }
 
-void UserManager::sendWithoutWaiting(BusMessagePointer message) {
-  if (!message) return;
-  (void)sd_bus_message_set_expect_reply(message.get(), 0);
-  (void)sd_bus_send(bus_.get(), message.get(), nullptr);
-}
-
-bool UserManager::endsWell(const std::string& job, const std::vector<EndedJob>& ended, const Deadline& deadline) {
-  for (std::size_t seen = 0;;) {
-    for (; seen < ended.size(); ++seen) {
-      if (ended[seen].path == job) return ended[seen].result == "done";
-    }
-    if (!turnBus(bus_.get(), deadline)) return false;
-  }
-}
-
 bool UserManager::start(const ProgramCommand& command) {
   const std::string unit = newUnitName();
-  const BusMessagePointer request = bus_ ? startRequest(unit, command) : nullptr;
+  const BusMessagePointer request = connection_ ? startRequest(unit, command) : nullptr;
   if (!request) return false;
-  const Deadline deadline(kStart);
-  std::vector<EndedJob> ended;
-  sd_bus_slot* slot = nullptr;
-  // What is sent arrives in order, so nothing before the request itself needs to be waited for.
-  if (sd_bus_match_signal_async(bus_.get(), &slot, destination_, kPath, kManager, "JobRemoved", noteEnd, nullptr,
-                                &ended) < 0) {
-    return false;
-  }
-  // A manager tells of jobs only those who asked.
-  sendWithoutWaiting(newCall("Subscribe"));
-  sd_bus_message* answer = nullptr;
-  const char* job = nullptr;
-  const int called = sd_bus_call(bus_.get(), request.get(), busTimeout(deadline.left()), nullptr, &answer);
-  const bool isAccepted = called >= 0 && sd_bus_message_read(answer, "o", &job) >= 0;
-  const bool hasStarted = isAccepted && endsWell(job, ended, deadline);
-  (void)sd_bus_message_unref(answer);
-  (void)sd_bus_slot_unref(slot);
+  const bool hasStarted = connection_.runJob(request.get(), Deadline(kStart)).isDone();
   // Somebody will launch it in another way now. It is not to appear twice when the manager gets to it after all.
   if (!hasStarted) giveUp(unit);
   return hasStarted;
 }
 
 void UserManager::giveUp(const std::string& unit) {
-  BusMessagePointer stop = newCall("StopUnit");
+  BusMessagePointer stop = connection_.newCall("StopUnit");
   if (stop && sd_bus_message_append(stop.get(), "ss", unit.c_str(), "replace") >= 0)
-    sendWithoutWaiting(std::move(stop));
+    connection_.sendWithoutWaiting(std::move(stop));
 }
 
 }  // namespace tarvel

@@ -91,7 +91,7 @@ class Status(AgentTest):
         result = self.tarvel("status")
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         self.assertIn(b"Agent:             not running", result.stdout)
-        self.assertIn(b"tarvel settings set AutoSortMode yes", result.stdout)
+        self.assertIn(b"tarvel agent enable", result.stdout)
         self.assertEqual(self.files(), [])
 
     def test_a_running_agent_is_seen_with_its_process(self):

@@ -47,7 +47,7 @@ run_manager() {
         printf '[Unit]\nDescription=%s\nDefaultDependencies=no\n' $target > "$folder/units/$target.target"
     done
     exec env -i PATH="$PATH" HOME="$HOME" TARVEL_RECORD="$TARVEL_RECORD" XDG_RUNTIME_DIR="$folder" \
-        SYSTEMD_UNIT_PATH="$folder/units" SYSTEMD_GENERATOR_PATH="$folder/none" \
+        SYSTEMD_UNIT_PATH="$HOME/.config/systemd/user:$folder/units" SYSTEMD_GENERATOR_PATH="$folder/none" \
         SYSTEMD_ENVIRONMENT_GENERATOR_PATH="$folder/none" \
         "$program" --user --log-target=console --unit=basic.target
 }

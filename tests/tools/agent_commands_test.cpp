@@ -2,13 +2,11 @@
 
 #include <gmock/gmock.h>
 
-#include <iostream>
-#include <sstream>
-
 #include "agent/preference_keys.h"
 #include "platform/memory/memory_notifier.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
+#include "tests/tools/captured_output.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -22,25 +20,6 @@ using testing::StartsWith;
 
 constexpr const char* kDomain = kMainApplicationIdentifier;
 constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
-
-/// What a command writes while this lives.
-class Captured {
- public:
-  Captured() : out_(std::cout.rdbuf(output.rdbuf())), err_(std::cerr.rdbuf(errors.rdbuf())) {}
-  ~Captured() {
-    std::cout.rdbuf(out_);
-    std::cerr.rdbuf(err_);
-  }
-  Captured(const Captured&) = delete;
-  Captured& operator=(const Captured&) = delete;
-
-  std::ostringstream output;
-  std::ostringstream errors;
-
- private:
-  std::streambuf* out_;
-  std::streambuf* err_;
-};
 
 struct AgentCommands : testing::Test {
   AgentCommands() { line.color = ColorChoice::kNever; }
@@ -197,13 +176,13 @@ TEST_F(AgentCommands, StatusOfNothingSetUpTellsHowToBegin) {
   EXPECT_THAT(output, HasSubstr("there is no such file"));
   EXPECT_THAT(output, HasSubstr("not made yet"));
   EXPECT_THAT(output, HasSubstr("Last error:        none"));
-  EXPECT_THAT(output, HasSubstr("tarvel settings set AutoSortMode yes"));
+  EXPECT_THAT(output, HasSubstr("tarvel agent enable"));
 }
 
 TEST_F(AgentCommands, StatusOfAnAgentThatShouldRunAndDoesNotAsksForAttention) {
   preferences.setBoolean(kAutoSortModeKey, true, kDomain);
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("Start TarvelHelper."));
+  EXPECT_THAT(output, HasSubstr("Start the agent: tarvel agent start\n"));
 }
 
 TEST_F(AgentCommands, StatusOfARunningAgentShowsProcessFileAndDate) {

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/agent_service.h"
+
+namespace tarvel {
+
+/// An agent that runs and is enabled as told, with no process behind it.
+class MemoryAgentService final : public AgentService {
+ public:
+  [[nodiscard]] bool hasManager() override { return hasManager_; }
+  [[nodiscard]] LoginEntry loginEntry() override { return entry_; }
+  [[nodiscard]] std::optional<int> runningAgent() override { return process_; }
+  [[nodiscard]] ServiceAnswer enable(const std::string& program) override;
+  [[nodiscard]] ServiceAnswer disable() override;
+  [[nodiscard]] ServiceAnswer start(const std::string& program) override;
+  [[nodiscard]] ServiceAnswer stop() override;
+
+  /// From now on there is, or is not, a service manager.
+  void setHasManager(bool hasManager) { hasManager_ = hasManager; }
+  /// Only programs that were put here can be enabled and started.
+  void putProgram(const std::string& program) { programs_.insert(program); }
+  /// None: the agent ends by itself.
+  void setRunningAgent(std::optional<int> process) { process_ = process; }
+  void setLoginEntry(const LoginEntry& entry) { entry_ = entry; }
+  /// Every request is refused with these words; empty: none is.
+  void setComplaint(const std::string& complaint) { complaint_ = complaint; }
+
+  /// "enable PROGRAM", "disable", "start PROGRAM", "stop", in order.
+  [[nodiscard]] const std::vector<std::string>& requests() const { return requests_; }
+
+ private:
+  /// The complaint about a program, or about everything; empty when there is none.
+  [[nodiscard]] std::string complaintAbout(const std::string& program) const;
+
+  bool hasManager_ = true;
+  std::set<std::string> programs_;
+  std::optional<int> process_;
+  LoginEntry entry_;
+  std::string complaint_;
+  std::vector<std::string> requests_;
+};
+
+}  // namespace tarvel

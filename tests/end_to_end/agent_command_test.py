@@ -1,0 +1,102 @@
+"""Turning sorting on and off with one command, on a desktop without a service manager."""
+
+import os
+import pathlib
+import plistlib
+import time
+import unittest
+
+from support import HomeTest, folder, leaf, root, titles
+
+IDENTIFIER = "org.tarvel.Tarvel"
+PATIENCE = 20
+
+
+class AgentCommand(HomeTest):
+    def setUp(self):
+        super().setUp()
+        self.runtime = self.home / "runtime"
+        self.runtime.mkdir()
+        self.environment["XDG_CONFIG_HOME"] = str(self.home / "config")
+        self.environment["XDG_RUNTIME_DIR"] = str(self.runtime)
+        self.autostart = self.home / "config/autostart/org.tarvel.TarvelHelper.desktop"
+        self.settings = self.home / "config" / IDENTIFIER / "preferences.plist"
+        # The last to be added is the first to be done.
+        self.addCleanup(lambda: self.tarvel("agent", "stop"))
+
+    def agent(self, *arguments, status=0):
+        result = self.tarvel("agent", *arguments)
+        self.assertEqual(result.returncode, status, result.stdout + result.stderr)
+        return (result.stdout if status == 0 else result.stderr).decode()
+
+    def wait_for(self, condition):
+        end = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), end)
+            time.sleep(0.02)
+
+    def test_one_command_turns_it_on_and_one_takes_everything_back(self):
+        self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("b"), leaf("a"))))
+        self.assertEqual(self.tarvel("settings", "set", "BookmarksFilename", self.file).returncode, 0)
+        self.assertEqual(self.tarvel("settings", "set", "BookmarksUpdateLatency", "1").returncode, 0)
+        told = self.agent("enable")
+        self.assertIn("Automatic sorting is on. The agent runs, process ", told)
+        self.assertIn(f"tarvel preview '{self.file}'", told)
+        self.assertIn("tarvel agent disable", told)
+        self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], True)
+        self.assertIn(f'Exec="{os.environ["TARVEL_HELPER"]}"\n', self.autostart.read_text())
+        self.assertEqual(self.tarvel("status").returncode, 0)
+        before = self.files()
+        self.assertIn("It is so already", self.agent("enable"))
+        self.assertEqual(self.files(), before)
+        # The first sort follows the first change.
+        unsorted = ["BookmarksMenu", ["b", "a"]]
+        self.assertIn(unsorted, titles(self.read()))
+
+        def is_sorted():
+            self.file.touch()
+            return ["BookmarksMenu", ["a", "b"]] in titles(self.read())
+
+        self.wait_for(is_sorted)
+        self.assertIn("none is started when you log in", self.agent("disable"))
+        self.assertFalse(self.autostart.exists())
+        self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], False)
+        self.assertIn(b"not running", self.tarvel("status").stdout)
+        self.assertIn("It is so already", self.agent("disable"))
+
+    def test_the_agent_outlives_the_command_and_ends_when_told(self):
+        self.agent("enable")
+        lock = self.runtime / f"{IDENTIFIER}.helper.lock"
+        pid = int(lock.read_text())
+        own = pathlib.Path(f"/proc/{pid}")
+        self.assertEqual(os.readlink(own / "exe"), os.path.realpath(os.environ["TARVEL_HELPER"]))
+        # Of a session of its own, with nothing of the terminal's.
+        self.assertEqual(os.getsid(pid), pid)
+        for number in (0, 1, 2):
+            self.assertEqual(os.readlink(own / f"fd/{number}"), "/dev/null")
+        self.assertIn("The agent has ended.", self.agent("stop"))
+        self.assertEqual(self.agent("stop").splitlines()[0], "No agent runs.")
+        self.assertTrue(self.autostart.exists())
+        self.assertIn("The agent runs now", self.agent("start"))
+        self.assertIn("The agent runs already", self.agent("start"))
+
+    def test_starting_what_is_turned_off_is_refused(self):
+        self.assertIn("tarvel agent enable", self.agent("start", status=12))
+        self.assertEqual(self.files(), [])
+
+    def test_asking_changes_nothing(self):
+        self.assertIn("Automatic sorting is off.", self.agent())
+        self.assertEqual(self.agent(), self.agent("status"))
+        self.assertIn("It is so already", self.agent("disable"))
+        self.assertEqual(self.files(), [])
+
+    def test_what_somebody_else_put_there_is_left_alone(self):
+        self.autostart.parent.mkdir(parents=True)
+        self.autostart.write_text("somebody's")
+        self.assertIn("was not made by this command", self.agent("enable", status=12))
+        self.assertEqual(self.autostart.read_text(), "somebody's")
+        self.assertFalse(self.settings.exists())
+
+
+if __name__ == "__main__":
+    unittest.main()

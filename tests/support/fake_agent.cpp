@@ -1,0 +1,20 @@
+// A stand-in for the agent: it holds the agent's lock and does nothing else, until it is told to end. The lock's
+// identifier is the first argument, or the one below. With another argument it takes its time to end.
+
+#include <unistd.h>
+#include <csignal>
+
+#include "platform/linux/instance_lock.h"
+
+int main(int argc, char** argv) {
+  sigset_t ending;
+  sigemptyset(&ending);
+  sigaddset(&ending, SIGTERM);
+  sigprocmask(SIG_BLOCK, &ending, nullptr);
+  const tarvel::InstanceLock lock(tarvel::instanceLockPath(argc > 1 ? argv[1] : "org.tarvel.Test"));
+  if (lock.state() != tarvel::InstanceLock::State::kHeld) return 0;
+  int signal = 0;
+  sigwait(&ending, &signal);
+  if (argc > 2) ::pause();
+  return 0;
+}

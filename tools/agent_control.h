@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "platform/agent_service.h"
+#include "tools/agent_commands.h"
+
+namespace tarvel {
+
+/// What the commands that turn the agent on and off reach. All of it is borrowed.
+struct AgentControl {
+  const AgentSurroundings& around;
+  AgentService& service;
+  /// The agent that belongs to this command: its full path; empty where none was installed.
+  std::string program;
+};
+
+/// tarvel agent. Answers the exit status.
+[[nodiscard]] int runAgent(const AgentControl& control, const CommandLine& line);
+
+/// The preview that shows what the agent's next sort would do, as a person types it.
+[[nodiscard]] std::string previewCommand(const AgentSurroundings& agent);
+
+}  // namespace tarvel

@@ -1,0 +1,25 @@
+#include "tools/command_line_agent.h"
+
+namespace tarvel {
+
+namespace {
+
+void addAction(CLI::App& agent, CommandLine& line, AgentAction action, const std::string& name,
+               const std::string& help) {
+  agent.add_subcommand(name, help)->callback([&line, action] { line.agentAction = action; });
+}
+
+}  // namespace
+
+void addAgentControl(CLI::App& app, CommandLine& line) {
+  CLI::App* agent = app.add_subcommand("agent", "Sorting by itself: enable, disable, start, stop, status");
+  addAction(*agent, line, AgentAction::kEnable, "enable", "Turn it on, now and whenever you log in");
+  addAction(*agent, line, AgentAction::kDisable, "disable", "Turn it off");
+  addAction(*agent, line, AgentAction::kStart, "start", "Start the agent now");
+  addAction(*agent, line, AgentAction::kStop, "stop", "End the agent until you next log in");
+  addAction(*agent, line, AgentAction::kStatus, "status", "Whether it is on, and whether the agent runs (the default)");
+  agent->require_subcommand(0, 1);
+  agent->callback([&line] { line.command = Command::kAgent; });
+}
+
+}  // namespace tarvel
