@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "platform/date.h"
+
 namespace tarvel {
 
 class Clock {
@@ -10,6 +12,11 @@ class Clock {
 
   /// Blocks the calling thread.
   virtual void sleepFor(std::chrono::milliseconds duration) = 0;
+
+  /// Time awake since some beginning; never goes back. May be asked from any thread.
+  [[nodiscard]] virtual std::chrono::nanoseconds monotonic() = 0;
+  /// What the user's clock says, which may be set back.
+  [[nodiscard]] virtual Date wallClock() = 0;
 };
 
 }  // namespace tarvel

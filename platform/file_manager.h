@@ -5,6 +5,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "platform/data.h"
 #include "platform/date.h"
@@ -45,6 +46,13 @@ struct FileReading {
 /// A file's attributes, or why they could not be had: without a date, `status` tells.
 struct FileAttributes {
   std::optional<FileDate> modificationDate;
+  FileStatus status;
+};
+
+/// What a folder holds, or why that could not be had.
+struct DirectoryListing {
+  /// The names of its regular files, hidden ones too, in byte order. Links, whatever they lead to, are none.
+  std::vector<std::string> fileNames;
   FileStatus status;
 };
 
@@ -93,6 +101,12 @@ class FileManager {
   /// Makes the folder and every missing one above it, for nobody but the user. A folder that is there already is
   /// success.
   [[nodiscard]] virtual FileStatus createDirectoryAtPath(const std::string& path) = 0;
+
+  [[nodiscard]] virtual DirectoryListing filesInDirectoryAtPath(const std::string& path) = 0;
+
+  /// Makes a file of these bytes, for nobody but the user, at a path where nothing exists, not even a link: EEXIST
+  /// otherwise. It appears whole or not at all, and is on the disk when this returns.
+  [[nodiscard]] virtual FileStatus createFileAtPath(const DataPieces& data, const std::string& path) = 0;
 
   /// Copies one regular file with its mode and dates to a path where nothing exists; the copy appears whole or not at
   /// all, and is on the disk when this returns.

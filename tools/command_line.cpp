@@ -6,6 +6,7 @@
 
 #include "tools/command_definition.h"
 #include "tools/command_line_agent.h"
+#include "tools/command_line_backup.h"
 
 namespace tarvel {
 
@@ -17,7 +18,8 @@ constexpr const char* kFooter =
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
     "10 preview: a sort would change the file; diff: they differ; 11 status: the agent does not run though it should, "
     "or an error waits;\n"
-    "12 settings, report: not kept, agent: not done, or a page not written; 64 wrong usage; 70 not enough memory.";
+    "12 settings, report: not kept, agent: not done, a page not written, or a copy not removed; 64 wrong usage; 70 not "
+    "enough memory.";
 
 void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
   command.add_option("FILE", line.file, help)->type_name("");
@@ -134,6 +136,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   addColor(*restore, line);
   addFile(*restore, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
   restore->callback([&line] { line.command = Command::kRestore; });
+  addBackupCommand(app, line);
 
   CLI::App* dump = app.add_subcommand("dump", "Show or convert any property list; writes to standard output");
   dump->add_option("--format", line.dumpFormat, "What to write: xml (default), binary, json")

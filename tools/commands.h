@@ -15,6 +15,7 @@ namespace tarvel {
 [[nodiscard]] int runSort(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runBackup(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDiff(const Platform& platform, const CommandLine& line);
 
@@ -28,6 +29,10 @@ struct DifferenceReading {
 /// Reads two bookmarks files, full paths, and compares them.
 [[nodiscard]] DifferenceReading differenceOf(const Platform& platform, const std::string& oldFile,
                                              const std::string& newFile);
+
+/// Where the file and its first copy are, by the options or by default.
+[[nodiscard]] std::string bookmarksFilePath(const Platform& platform, const CommandLine& line);
+[[nodiscard]] std::string backupFilePath(const Platform& platform, const CommandLine& line);
 
 /// A path the engine can use: absolute, since it looks beside the file and makes folders above it. Empty stays empty,
 /// and a leading tilde is left to the engine.

@@ -57,6 +57,8 @@ int run(const tarvel::CommandLine& line) {
       return tarvel::runPreview(platform, line);
     case tarvel::Command::kRestore:
       return tarvel::runRestore(platform, line);
+    case tarvel::Command::kBackup:
+      return tarvel::runBackup(platform, line);
     case tarvel::Command::kDump:
       return tarvel::runDump(platform, line);
     case tarvel::Command::kDiff:

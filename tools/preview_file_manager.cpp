@@ -28,6 +28,12 @@ FileReading PreviewFileManager::contentsAtPath(const std::string& path) {
 
 FileStatus PreviewFileManager::createDirectoryAtPath(const std::string& /*path*/) { return refusal(); }
 
+DirectoryListing PreviewFileManager::filesInDirectoryAtPath(const std::string& /*path*/) { return {{}, refusal()}; }
+
+FileStatus PreviewFileManager::createFileAtPath(const DataPieces& /*data*/, const std::string& /*path*/) {
+  return refusal();
+}
+
 FileStatus PreviewFileManager::copyItemAtPathToPath(const std::string& /*source*/, const std::string& /*target*/) {
   return refusal();
 }

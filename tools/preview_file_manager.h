@@ -17,6 +17,8 @@ class PreviewFileManager final : public FileManager {
   [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;
   [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] DirectoryListing filesInDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus createFileAtPath(const DataPieces& data, const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;

@@ -21,16 +21,6 @@ namespace {
 constexpr const char* kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
 constexpr const char* kBackupName = "Tarvel/Bookmarks (Initial Copy).plist";
 
-std::string bookmarksFile(const Platform& platform, const CommandLine& line) {
-  return platform.fileManager.stringByExpandingTildeInPath(line.file.empty() ? kDefaultBookmarksFile
-                                                                             : absolutePath(line.file));
-}
-
-std::string backupFile(const Platform& platform, const CommandLine& line) {
-  return platform.fileManager.stringByExpandingTildeInPath(line.backupFile.empty() ? defaultBackupFile()
-                                                                                   : absolutePath(line.backupFile));
-}
-
 void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file, const std::string& backup) {
   tarvel.setArrangeFoldersAtTop(line.foldersAtTop);
   tarvel.setRemoveDuplicates(line.removeDuplicates);
@@ -44,9 +34,9 @@ void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file,
 /// Runs the engine on the platform's file and tells what it did. `comparer`, unless null, takes part.
 SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview, SortComparer* comparer) {
   SortReport report;
-  report.file = bookmarksFile(platform, line);
+  report.file = bookmarksFilePath(platform, line);
   report.isPreview = isPreview;
-  const std::string backup = backupFile(platform, line);
+  const std::string backup = backupFilePath(platform, line);
   if (line.backup) report.backupFile = backup;
   Tarvel tarvel(platform);
   // For people a sort tells how many moved where; what moved is the preview's affair.
@@ -92,6 +82,16 @@ std::string pageOf(const SortReport& report, const SortComparer& comparer) {
 
 }  // namespace
 
+std::string bookmarksFilePath(const Platform& platform, const CommandLine& line) {
+  return platform.fileManager.stringByExpandingTildeInPath(line.file.empty() ? kDefaultBookmarksFile
+                                                                             : absolutePath(line.file));
+}
+
+std::string backupFilePath(const Platform& platform, const CommandLine& line) {
+  return platform.fileManager.stringByExpandingTildeInPath(line.backupFile.empty() ? defaultBackupFile()
+                                                                                   : absolutePath(line.backupFile));
+}
+
 std::string absolutePath(const std::string& path) {
   if (path.empty() || path.front() == '~') return path;
   std::error_code error;
@@ -107,7 +107,7 @@ std::string defaultBackupFile() {
 }
 
 int runSort(const Platform& platform, const CommandLine& line) {
-  const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFile(platform, line));
+  const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFilePath(platform, line));
   const SortReport report = sortAndReport(platform, line, false, nullptr);
   show(report, line);
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
@@ -120,8 +120,9 @@ int runSort(const Platform& platform, const CommandLine& line) {
 int runPreview(const Platform& platform, const CommandLine& line) {
   const bool wantsPage = line.opensPage || !line.htmlFile.empty();
   const PageOutput output(platform.fileManager, line);
-  if (wantsPage && !output.isAllowed({bookmarksFile(platform, line), backupFile(platform, line)})) return kExitUsage;
-  PreviewFileManager copy(platform.fileManager, bookmarksFile(platform, line));
+  if (wantsPage && !output.isAllowed({bookmarksFilePath(platform, line), backupFilePath(platform, line)}))
+    return kExitUsage;
+  PreviewFileManager copy(platform.fileManager, bookmarksFilePath(platform, line));
   Platform preview{platform.propertyLists, copy,
                    platform.collator,      platform.uuidSource,
                    platform.systemLog,     platform.bundle,
@@ -141,8 +142,8 @@ int runPreview(const Platform& platform, const CommandLine& line) {
 }
 
 int runRestore(const Platform& platform, const CommandLine& line) {
-  const std::string file = bookmarksFile(platform, line);
-  const std::string backup = backupFile(platform, line);
+  const std::string file = bookmarksFilePath(platform, line);
+  const std::string backup = backupFilePath(platform, line);
   Tarvel tarvel(platform);
   configure(tarvel, line, file, backup);
   const TarvelError error = tarvel.restoreBackedUpBookmarks();

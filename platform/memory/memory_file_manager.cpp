@@ -132,6 +132,36 @@ FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
   return {};
 }
 
+DirectoryListing MemoryFileManager::filesInDirectoryAtPath(const std::string& path) {
+  const Call call(*this, FileOperation::kList, path);
+  if (call.code() != 0) return {{}, statusOf(call.code())};
+  const MemoryPlace place = tree_.locate(path, true);
+  if (place.code != 0) return {{}, statusOf(place.code)};
+  const MemoryItem* folder = tree_.find(place.path);
+  if (folder == nullptr) return {{}, statusOf(ENOENT)};
+  if (!folder->isFolder()) return {{}, statusOf(ENOTDIR)};
+  if (!folder->mayBeRead()) return {{}, statusOf(EACCES)};
+  DirectoryListing listing;
+  for (const auto& [itemPath, item] : tree_.items()) {
+    if (item.isFile() && deletingLastPathComponent(itemPath) == place.path) {
+      listing.fileNames.push_back(itemPath.substr(itemPath.rfind('/') + 1));
+    }
+  }
+  std::ranges::sort(listing.fileNames);
+  return listing;
+}
+
+FileStatus MemoryFileManager::createFileAtPath(const DataPieces& data, const std::string& path) {
+  const Call call(*this, FileOperation::kCreateFile, path);
+  if (call.code() != 0) return statusOf(call.code());
+  const MemoryPlace place = placeOf(path, false);
+  if (place.code != 0) return statusOf(place.code);
+  if (tree_.find(place.path) != nullptr) return statusOf(EEXIST);
+  if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
+  tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate(), 0600});
+  return {};
+}
+
 FileStatus MemoryFileManager::copyItemAtPathToPath(const std::string& source, const std::string& target) {
   const Call call(*this, FileOperation::kCopy, source);
   if (call.code() != 0) return statusOf(call.code());

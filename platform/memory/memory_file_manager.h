@@ -18,6 +18,8 @@ enum class FileOperation {
   kDate,
   kRead,
   kCreateDirectory,
+  kList,
+  kCreateFile,
   kCopy,
   kRemove,
   kWrite,
@@ -86,6 +88,8 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;
   [[nodiscard]] FileReading contentsAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus createDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] DirectoryListing filesInDirectoryAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus createFileAtPath(const DataPieces& data, const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;

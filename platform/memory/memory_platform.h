@@ -29,6 +29,8 @@ class MemoryClock final : public Clock {
   explicit MemoryClock(VirtualTime& time) : time_(time) {}
 
   void sleepFor(std::chrono::milliseconds duration) override;
+  [[nodiscard]] std::chrono::nanoseconds monotonic() override { return time_.monotonic(); }
+  [[nodiscard]] Date wallClock() override { return time_.wallClock(); }
 
   [[nodiscard]] const std::vector<std::chrono::milliseconds>& sleeps() const { return sleeps_; }
   /// They are counted from 1 again.

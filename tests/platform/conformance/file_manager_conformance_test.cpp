@@ -188,6 +188,48 @@ TYPED_TEST(FileManagerConformance, FolderChainsAreMadeAndExistingFoldersAreFine)
   EXPECT_FALSE(this->manager.createDirectoryAtPath("").ok());
 }
 
+TYPED_TEST(FileManagerConformance, AFileIsMadeOnlyWhereNothingIs) {
+  const Data data = Data::copyOf("new");
+  const DataPieces pieces{{data.bytes()}, {}};
+  ASSERT_TRUE(this->manager.createFileAtPath(pieces, this->path("a")).ok());
+  EXPECT_EQ(this->read("a"), "new");
+  EXPECT_EQ(this->setting.mode("a"), 0600U);
+  this->put("b", "old");
+  this->setting.makeLink("link", "none");
+  ASSERT_TRUE(this->manager.createDirectoryAtPath(this->path("d")).ok());
+  for (const char* taken : {"a", "b", "link", "d"}) {
+    EXPECT_EQ(this->manager.createFileAtPath(pieces, this->path(taken)).code, EEXIST);
+  }
+  EXPECT_EQ(this->read("b"), "old");
+  EXPECT_FALSE(this->exists("none"));
+  EXPECT_EQ(this->manager.createFileAtPath(pieces, this->path("none/a")).code, ENOENT);
+  EXPECT_EQ(this->manager.createFileAtPath(pieces, this->path("b/a")).code, ENOTDIR);
+  EXPECT_EQ(this->manager.createFileAtPath(pieces, this->path(std::string("n\0l", 3))).code, EINVAL);
+  EXPECT_FALSE(this->manager.createFileAtPath(pieces, this->path("new/")).ok());
+  this->setting.setMode("d", 0555);
+  EXPECT_EQ(this->manager.createFileAtPath(pieces, this->path("d/a")).code, EACCES);
+  this->setting.setMode("d", 0755);
+  EXPECT_FALSE(this->exists("d/a"));
+}
+
+TYPED_TEST(FileManagerConformance, AFolderTellsItsRegularFilesByName) {
+  ASSERT_TRUE(this->manager.createDirectoryAtPath(this->path("d/sub")).ok());
+  EXPECT_TRUE(this->manager.filesInDirectoryAtPath(this->path("d")).fileNames.empty());
+  EXPECT_TRUE(this->manager.filesInDirectoryAtPath(this->path("d")).status.ok());
+  for (const char* name : {"d/b", "d/a", "d/.hidden", "d/a b", "d/sub/deep", "beside"}) this->put(name, "x");
+  this->setting.makeLink("d/link", "a");
+  const std::vector<std::string> expected = {".hidden", "a", "a b", "b"};
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path("d")).fileNames, expected);
+  this->setting.makeLink("folder", "d");
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path("folder/")).fileNames, expected);
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path("none")).status.code, ENOENT);
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path("beside")).status.code, ENOTDIR);
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path(std::string("d\0l", 3))).status.code, EINVAL);
+  this->setting.setMode("d", 0333);
+  EXPECT_EQ(this->manager.filesInDirectoryAtPath(this->path("d")).status.code, EACCES);
+  this->setting.setMode("d", 0755);
+}
+
 TYPED_TEST(FileManagerConformance, CopyKeepsBytesAndDateAndNeverReplaces) {
   this->put("a", "one");
   ASSERT_TRUE(this->manager.copyItemAtPathToPath(this->path("a"), this->path("b")).ok());

@@ -41,6 +41,18 @@ struct ServicesConformance : testing::Test, Services {};
 using Kinds = testing::Types<MemoryServices, LinuxServices>;
 TYPED_TEST_SUITE(ServicesConformance, Kinds);
 
+TYPED_TEST(ServicesConformance, ASleepPassesOnBothClocks) {
+  const std::chrono::nanoseconds before = this->clock.monotonic();
+  const Date day = this->clock.wallClock();
+  this->clock.sleepFor(std::chrono::milliseconds(20));
+  EXPECT_GE(this->clock.monotonic() - before, std::chrono::milliseconds(20));
+  EXPECT_GT(this->clock.wallClock(), day);
+  // Some time this century.
+  EXPECT_GT(day.seconds, 1'500'000'000);
+  EXPECT_LT(day.seconds, 4'000'000'000);
+  EXPECT_LT(day.nanoseconds, 1'000'000'000U);
+}
+
 TYPED_TEST(ServicesConformance, ASleepTakesAtLeastItsTime) {
   const auto before = this->now();
   this->clock.sleepFor(20ms);

@@ -1,0 +1,175 @@
+"""Copies that say when they were made: kept, listed, removed, put back."""
+
+import datetime
+import json
+import os
+import re
+import stat
+import unittest
+
+from support import HomeTest, folder, leaf, root
+
+NAME = re.compile(r"^Bookmarks \d{4}-\d\d-\d\d \d{6}\.\d{3}Z [0-9a-f]{8}\.plist$")
+
+
+def bookmarks(*titles):
+    return root(folder("BookmarksBar", *(leaf(title) for title in titles)), folder("BookmarksMenu", leaf("m")))
+
+
+class BackupTest(HomeTest):
+    def setUp(self):
+        super().setUp()
+        self.folder = self.backup.parent
+
+    def copies(self):
+        """The dated ones, the oldest first."""
+        if not self.folder.exists():
+            return []
+        return sorted(path for path in self.folder.iterdir() if NAME.match(path.name))
+
+    def keep(self, *titles):
+        """Saves a file and makes a copy of it; answers its path."""
+        bytes_ = self.write(bookmarks(*titles))
+        result = self.tarvel("backup", self.file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        newest = self.copies()[-1]
+        self.assertEqual(newest.read_bytes(), bytes_)
+        return newest
+
+
+class Make(BackupTest):
+    def test_a_copy_is_the_file_to_the_last_byte_and_private(self):
+        os.umask(0)
+        self.addCleanup(os.umask, 0o022)
+        before = datetime.datetime.now(datetime.timezone.utc) - datetime.timedelta(seconds=1)
+        copy = self.keep("b", "a")
+        self.assertEqual(stat.S_IMODE(copy.stat().st_mode), 0o600)
+        self.assertEqual(stat.S_IMODE(self.folder.stat().st_mode), 0o700)
+        made = datetime.datetime.strptime(copy.name[10:31], "%Y-%m-%d %H%M%S.%f").replace(tzinfo=datetime.timezone.utc)
+        self.assertLess(before, made)
+        self.assertLess(made, datetime.datetime.now(datetime.timezone.utc))
+        self.assertEqual(self.files(), ["Bookmarks.plist", f"data/Tarvel/{copy.name}"])
+
+    def test_the_same_bytes_are_not_kept_twice_in_a_row(self):
+        self.keep("a")
+        result = self.tarvel("backup", self.file)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("no other was made".encode(), result.stdout)
+        self.assertEqual(len(self.copies()), 1)
+        self.keep("b")
+        self.keep("a")
+        self.assertEqual(len(self.copies()), 3)
+
+    def test_what_is_no_bookmarks_file_is_refused(self):
+        self.assertEqual(self.tarvel("backup", self.file).returncode, 1)
+        self.file.write_bytes(b"{ a = b; }")
+        result = self.tarvel("backup", self.file)
+        self.assertEqual(result.returncode, 3)
+        self.assertIn(b"is not a bookmarks file", result.stderr)
+        self.file.unlink()
+        self.file.mkdir()
+        self.assertEqual(self.tarvel("backup", self.file).returncode, 5)
+        self.assertEqual(self.copies(), [])
+
+    def test_no_copy_can_be_made_where_the_folder_is_a_file(self):
+        self.write(bookmarks("a"))
+        self.folder.parent.mkdir()
+        self.folder.write_bytes(b"")
+        result = self.tarvel("backup", self.file)
+        self.assertEqual(result.returncode, 7)
+        self.assertEqual(result.stdout, b"")
+
+    def test_copies_of_two_files_are_kept_apart(self):
+        self.keep("a")
+        other = self.home / "other.plist"
+        other.write_bytes(self.write(bookmarks("b")))
+        self.assertEqual(self.tarvel("backup", other).returncode, 0)
+        self.assertEqual(len(self.copies()), 2)
+        for file in (self.file, other, "./other.plist"):
+            listed = json.loads(self.tarvel("backup", "list", "--json", file).stdout)["copies"]
+            self.assertEqual(len(listed), 1)
+        self.assertEqual(self.tarvel("backup", "prune", "--keep", "1", other).returncode, 0)
+        self.assertEqual(len(self.copies()), 2)
+
+    def test_another_place_for_the_first_copy_is_the_place_of_all(self):
+        self.write(bookmarks("a"))
+        self.assertEqual(self.tarvel("backup", "--backup-file", "here/first.plist", self.file).returncode, 0)
+        self.assertEqual(len([name for name in self.files() if name.startswith("here/Bookmarks ")]), 1)
+
+
+class List(BackupTest):
+    def test_lists_every_copy_the_newest_first_and_the_first_copy_last(self):
+        first = self.write(bookmarks("b"))
+        self.folder.mkdir(parents=True)
+        self.backup.write_bytes(first)
+        old, new = self.keep("a"), self.keep("b", "a", "c")
+        answer = json.loads(self.tarvel("backup", "list", "--json", self.file).stdout)
+        self.assertEqual(answer["file"], str(self.file))
+        self.assertEqual(answer["folder"], str(self.folder))
+        self.assertEqual([copy["name"] for copy in answer["copies"]], [new.name, old.name, self.backup.name])
+        self.assertEqual([copy["path"] for copy in answer["copies"]], [str(new), str(old), str(self.backup)])
+        self.assertEqual([copy["bookmarks"] for copy in answer["copies"]], [4, 2, 2])
+        self.assertEqual([copy["first"] for copy in answer["copies"]], [False, False, True])
+        self.assertEqual([copy["sameAsFile"] for copy in answer["copies"]], [True, False, False])
+        self.assertEqual([copy["size"] for copy in answer["copies"]], [p.stat().st_size for p in (new, old, self.backup)])
+        for copy in answer["copies"]:
+            self.assertRegex(copy["date"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
+        text = self.tarvel("backup", "list", self.file).stdout.decode()
+        self.assertLess(text.index(new.name), text.index(old.name))
+        self.assertIn("the first copy", text)
+        self.assertEqual(text.count("as the file is now"), 1)
+
+    def test_no_copies_are_no_failure(self):
+        result = self.tarvel("backup", "list", self.file)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn(b"There is no copy", result.stdout)
+        self.assertEqual(json.loads(self.tarvel("backup", "list", "--json", self.file).stdout)["copies"], [])
+        self.assertEqual(self.files(), [])
+
+
+class Prune(BackupTest):
+    def test_removes_the_oldest_and_never_the_newest(self):
+        copies = [self.keep(title) for title in "abcd"]
+        foreign = self.folder / "Bookmarks 2020-01-01 000000.000Z.plist"
+        foreign.write_bytes(copies[0].read_bytes())
+        linked = self.folder / copies[0].name.replace("Bookmarks 20", "Bookmarks 19")
+        linked.symlink_to(copies[3])
+        result = self.tarvel("backup", "prune", "--keep", "2", "--dry-run", self.file)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn(b"2 copies would be removed, 2 would stay.", result.stdout)
+        self.assertTrue(all(copy.exists() for copy in copies))
+        result = self.tarvel("backup", "prune", "--keep", "2", self.file)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn(copies[0].name.encode(), result.stdout)
+        self.assertEqual([copy.exists() for copy in copies], [False, False, True, True])
+        self.assertEqual(self.tarvel("backup", "prune", "--older-than", "0h", "--keep", "0", self.file).returncode, 0)
+        self.assertTrue(copies[3].exists())
+        self.assertTrue(foreign.exists())
+        self.assertTrue(linked.is_symlink())
+
+    def test_by_age_takes_only_what_is_older(self):
+        copies = [self.keep(title) for title in "abc"]
+        ancient = self.folder / re.sub(r" \d{4}-", " 2001-", copies[0].name)
+        copies[0].rename(ancient)
+        result = self.tarvel("backup", "prune", "--older-than", "90d", self.file)
+        self.assertEqual(result.returncode, 0)
+        self.assertFalse(ancient.exists())
+        self.assertTrue(copies[1].exists() and copies[2].exists())
+
+    def test_what_is_no_bookmarks_file_is_left_alone(self):
+        copies = [self.keep(title) for title in "abc"]
+        copies[0].write_bytes(b"something else by now")
+        result = self.tarvel("backup", "prune", "--keep", "1", self.file)
+        self.assertEqual([copy.exists() for copy in copies], [True, False, True])
+        self.assertIn(b"left alone", result.stdout)
+
+    def test_without_a_rule_nothing_goes(self):
+        self.keep("a")
+        for arguments in ([], ["--keep", "-1"], ["--older-than", "soon"], ["--keep", "many"]):
+            result = self.tarvel("backup", "prune", *arguments, self.file)
+            self.assertEqual(result.returncode, 64, arguments)
+        self.assertEqual(len(self.copies()), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/dated_copies.h"
+
+namespace tarvel {
+
+/// One copy as `tarvel backup list` shows it.
+struct ListedCopy {
+  std::string name;
+  std::string path;
+  /// When it was made; of the first copy: of when its bytes were.
+  Date date;
+  std::size_t size = 0;
+  /// None when it is no bookmarks file, or cannot be read.
+  std::optional<std::size_t> bookmarks;
+  bool isFirst = false;
+  /// Whether the bookmarks file has the same bytes now.
+  bool isAsNow = false;
+};
+
+struct BackupList {
+  std::string file;
+  std::string folder;
+  /// The newest first, and the first copy last.
+  std::vector<ListedCopy> copies;
+  FileStatus status;
+};
+
+[[nodiscard]] BackupList backupList(const Platform& platform, const std::string& file, const std::string& firstCopy,
+                                    const DatedCopies& copies);
+
+/// For people, times being where the user is.
+[[nodiscard]] std::string backupListAsText(const BackupList& list);
+/// For programs. Field names are part of the interface, see the manual page.
+[[nodiscard]] std::string backupListAsJson(const BackupList& list);
+
+}  // namespace tarvel
