@@ -36,6 +36,7 @@ std::string descriptionOf(PropertyListDictionary node) {
 }  // namespace
 
 void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
+  enterStage(SortStage::kCleaning);
   const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
   StringSet duplicateURLLookupSet;
   // Fuller than by default: what counts is how much of the table a cache holds.
@@ -73,6 +74,7 @@ bool Tarvel::isFaultyFolder(PropertyListDictionary folder, StringSet& duplicateU
       return true;
     });
     if (sortObserver_ != nullptr) sortObserver_->folderLeft(folder);
+    if (stageObserver_ != nullptr) stageObserver_->entriesPassed(children.size());
   }
   if (!children.empty()) return false;
   if (sortObserver_ != nullptr) sortObserver_->entryRemoved(folder, RemovalReason::kEmptyFolder);

@@ -96,6 +96,7 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
     newChildren = inOrder(newChildren, order);
     if (sortObserver_ != nullptr) sortObserver_->folderOrdered(dictionary, newChildren, order);
   }
+  if (stageObserver_ != nullptr) stageObserver_->entriesPassed(newChildren.size());
   const PropertyListDictionary sorted = dictionary.shallowCopy();
   sorted.set(kChildrenKey, newChildren.value());
   return sorted;
@@ -126,12 +127,14 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 
   const PropertyListDictionary top = makeSubstituteRoot(tree, sortable);
   validateBookmarksInRootNode(top);
+  enterStage(SortStage::kOrdering);
   const PropertyListDictionary sortedTop = sortBookmarksInDictionary(top);
   // Bar and menu are cleaned through copies that share their "Children": what is compared below has been cleaned too,
   // so only a changed order counts.
   const auto cleanAndSort = [this](PropertyListDictionary node) {
     const PropertyListDictionary copy = node.shallowCopy();
     validateBookmarksInRootNode(copy);
+    enterStage(SortStage::kOrdering);
     return sortBookmarksInDictionary(copy);
   };
   const PropertyListDictionary bar = bookmarksBarDictionaryFromBookmarksFileRootNode(rootDictionary);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -13,6 +14,20 @@ enum class RemovalReason {
   kEmptyFolder,  ///< A folder that had no children, or lost them all.
   kNoAddress,    ///< A bookmark without an address, or with one of white space only.
   kDuplicate,    ///< A bookmark whose address comes again later in the same tree.
+};
+
+/// What a sort is at. Cleaning and ordering take turns, once for each of the three trees; a file that changed meanwhile
+/// is read again.
+enum class SortStage : std::uint8_t { kWaiting, kReading, kCleaning, kOrdering, kWriting };
+
+/// Is told how far a sort has come. Called on the sort's thread, a few times for each folder.
+class StageObserver {
+ public:
+  virtual ~StageObserver() = default;
+
+  virtual void stageBegan(SortStage stage) = 0;
+  /// So many entries of a folder, counted without what is below them, went through the stage.
+  virtual void entriesPassed(std::size_t count) = 0;
 };
 
 /// Is told what a sort does to the tree, in the order it happens. Every method does nothing unless overridden.

@@ -93,6 +93,7 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
     attempts.failure = TarvelErrorReadFailed;
     error = attemptUntilUnchanged(path, attempts);
     if (error != TarvelErrorNone || !attempts.didSort) return error;
+    enterStage(SortStage::kWriting);
     attempts.failure = TarvelErrorBackupFailed;
     if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;
     attempts.failure = TarvelErrorWriteFailed;
@@ -105,6 +106,7 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
 TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& attempts) {
   for (; attempts.failed < kMostAttempts; ++attempts.failed) {
     if (isBookmarksFileLocked()) {
+      enterStage(SortStage::kWaiting);
       platform_.clock.sleepFor(kLockedPause);
     } else {
       const TarvelError error = readAndOrder(path, attempts);
@@ -121,6 +123,7 @@ TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
   attempts.result = {};
   attempts.tree.reset();
   attempts.didSort = true;
+  enterStage(SortStage::kReading);
   attempts.dateBeforeReading = bookmarksFileModificationDate();
   const PropertyList read = readBookmarks(path, &attempts.readVersion);
   if (!read.root) return TarvelErrorReadFailed;

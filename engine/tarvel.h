@@ -69,6 +69,8 @@ class Tarvel {
 
   /// Told what a sort does; null, the default, for nobody. Borrowed.
   void setSortObserver(SortObserver* sortObserver) { sortObserver_ = sortObserver; }
+  /// The same for how far it has come.
+  void setStageObserver(StageObserver* stageObserver) { stageObserver_ = stageObserver; }
 
   // Whole operations.
 
@@ -157,6 +159,9 @@ class Tarvel {
 
  private:
   struct Attempts;
+  void enterStage(SortStage stage) {
+    if (stageObserver_ != nullptr) stageObserver_->stageBegan(stage);
+  }
   [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilWritten(const std::string& path, Attempts& attempts);
@@ -186,6 +191,7 @@ class Tarvel {
   bool writeBackupFile_ = false;
   const Platform& platform_;
   SortObserver* sortObserver_ = nullptr;
+  StageObserver* stageObserver_ = nullptr;
   /// What renaming has made so far, in bytes.
   std::size_t renamedBytes_ = 0;
 };

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <optional>
 
 #include "engine/tarvel.h"
 #include "platform/path_components.h"
@@ -10,6 +11,7 @@
 #include "tools/commands.h"
 #include "tools/current_file.h"
 #include "tools/dated_copies.h"
+#include "tools/shown_progress.h"
 
 namespace tarvel {
 
@@ -53,8 +55,10 @@ int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopie
 }
 
 int listCopies(const Platform& platform, const CommandLine& line, const DatedCopies& copies) {
+  std::optional<ShownProgress> shown(platform);
   const BackupList list =
-      backupList(platform, bookmarksFilePath(platform, line), backupFilePath(platform, line), copies);
+      backupList(shown->platform(), bookmarksFilePath(platform, line), backupFilePath(platform, line), copies);
+  shown.reset();
   if (!list.status.ok()) return complainOfFolder(copies, list.status);
   std::cout << (line.json ? backupListAsJson(list) : backupListAsText(list));
   return 0;

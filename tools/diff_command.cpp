@@ -11,6 +11,7 @@
 #include "tools/difference_report.h"
 #include "tools/page_output.h"
 #include "tools/report_html.h"
+#include "tools/shown_progress.h"
 #include "tools/tree_matching.h"
 
 namespace tarvel {
@@ -70,7 +71,9 @@ int runDiff(const Platform& platform, const CommandLine& line) {
   const bool wantsPage = line.opensPage || !line.htmlFile.empty();
   const PageOutput output(files, line);
   if (wantsPage && !output.isAllowed({oldFile, newFile})) return kExitUsage;
-  const DifferenceReading reading = differenceOf(platform, oldFile, newFile);
+  std::optional<ShownProgress> shown(platform);
+  const DifferenceReading reading = differenceOf(shown->platform(), oldFile, newFile);
+  shown.reset();
   if (reading.code != TarvelErrorNone) {
     std::cerr << Painter(usesColor(line.color, STDERR_FILENO)).red(reading.message) << "\n";
     return reading.code;

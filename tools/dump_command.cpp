@@ -5,11 +5,13 @@
 #include <cerrno>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <string>
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
 #include "tools/property_list_json.h"
+#include "tools/shown_progress.h"
 
 namespace tarvel {
 
@@ -55,12 +57,17 @@ int runDump(const Platform& platform, const CommandLine& line) {
     return kExitUsage;
   }
   std::string name;
+  std::optional<ShownProgress> shown;
+  // Who types the input is not to be written over.
+  if (line.file != "-") shown.emplace(platform);
   const FileReading input = readInput(platform, line, name);
   if (!input.status.ok()) {
+    shown.reset();
     return complain(name, input.status.reason,
                     input.status.code == ENOENT ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed);
   }
   const PropertyListReading reading = platform.propertyLists.propertyListFromData(input.data);
+  shown.reset();
   if (reading.error) return complain(name, reasonOf(*reading.error), TarvelErrorReadFailed);
   if (line.dumpFormat != DumpFormat::kJson) return writeForm(platform, reading.list, line.dumpFormat, name);
   std::cout << propertyListAsJson(reading.list.root);

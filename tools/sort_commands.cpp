@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
@@ -12,6 +13,7 @@
 #include "tools/preview_file_manager.h"
 #include "tools/report.h"
 #include "tools/report_html.h"
+#include "tools/shown_progress.h"
 #include "tools/sort_comparer.h"
 
 namespace tarvel {
@@ -31,8 +33,9 @@ void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file,
   tarvel.setBackupFilename(backup);
 }
 
-/// Runs the engine on the platform's file and tells what it did. `comparer`, unless null, takes part.
-SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview, SortComparer* comparer) {
+/// Runs the engine on the platform's file and tells what it did. `comparer` and `stages`, unless null, take part.
+SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview, SortComparer* comparer,
+                         StageObserver* stages) {
   SortReport report;
   report.file = bookmarksFilePath(platform, line);
   report.isPreview = isPreview;
@@ -47,6 +50,7 @@ SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool
   } else {
     tarvel.setSortObserver(&recorder);
   }
+  tarvel.setStageObserver(stages);
   report.code = tarvel.sortBookmarks();
   // Of a backup that failed, the user wants to know where it was to go.
   const std::string& named = report.code == TarvelErrorBackupFailed ? backup : report.file;
@@ -108,7 +112,9 @@ std::string defaultBackupFile() {
 
 int runSort(const Platform& platform, const CommandLine& line) {
   const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFilePath(platform, line));
-  const SortReport report = sortAndReport(platform, line, false, nullptr);
+  std::optional<ShownProgress> shown(platform);
+  const SortReport report = sortAndReport(shown->platform(), line, false, nullptr, shown->observer());
+  shown.reset();
   show(report, line);
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
     std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
@@ -122,15 +128,18 @@ int runPreview(const Platform& platform, const CommandLine& line) {
   const PageOutput output(platform.fileManager, line);
   if (wantsPage && !output.isAllowed({bookmarksFilePath(platform, line), backupFilePath(platform, line)}))
     return kExitUsage;
+  std::optional<ShownProgress> shown(platform);
   PreviewFileManager copy(platform.fileManager, bookmarksFilePath(platform, line));
-  Platform preview{platform.propertyLists, copy,
-                   platform.collator,      platform.uuidSource,
-                   platform.systemLog,     platform.bundle,
-                   platform.workspace,     platform.clock};
+  Platform preview{platform.propertyLists,      copy,
+                   platform.collator,           platform.uuidSource,
+                   shown->platform().systemLog, platform.bundle,
+                   platform.workspace,          platform.clock};
   CommandLine withoutBackup = line;
   withoutBackup.backup = false;
   SortComparer comparer;
-  const SortReport report = sortAndReport(preview, withoutBackup, true, wantsPage ? &comparer : nullptr);
+  const SortReport report =
+      sortAndReport(preview, withoutBackup, true, wantsPage ? &comparer : nullptr, shown->observer());
+  shown.reset();
   if (!wantsPage || report.code != TarvelErrorNone) {
     show(report, line);
   } else {

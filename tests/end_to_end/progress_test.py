@@ -1,0 +1,155 @@
+"""Long work on a terminal: a line says how far it is, and Ctrl-C leaves the file as it was."""
+
+import json
+import os
+import plistlib
+import pty
+import select
+import signal
+import subprocess
+import termios
+import time
+import unittest
+
+from support import TARVEL, HomeTest, folder, leaf, root
+
+ERASE = b"\r\x1b[K"
+PATIENCE = 60
+
+
+class Terminal:
+    """The command with a terminal of its own: its controlling one, so that keys become signals."""
+
+    def __init__(self, environment, *arguments, stdout=None):
+        self.terminal, other = pty.openpty()
+        self.before = termios.tcgetattr(self.terminal)
+        self.shown = b""
+
+        def own():
+            os.setsid()
+            os.close(os.open(os.ttyname(2), os.O_RDWR))  # the first terminal opened is the session's own
+
+        self.process = subprocess.Popen(
+            [TARVEL, *map(str, arguments)],
+            env={**environment, "TERM": environment.get("TERM", "xterm")},
+            stdin=other,
+            stdout=other if stdout is None else stdout,
+            stderr=other,
+            preexec_fn=own,
+        )
+        os.close(other)
+
+    def wait_for(self, text):
+        """Whether it was shown before the command ended."""
+        deadline = time.monotonic() + PATIENCE
+        while text is None or text not in self.shown:
+            if time.monotonic() > deadline:
+                self.process.kill()
+                raise AssertionError(f"{text} was not shown: {self.shown}")
+            if not select.select([self.terminal], [], [], 0.1)[0]:
+                continue
+            try:
+                got = os.read(self.terminal, 65536)
+            except OSError:
+                return False
+            if not got:
+                return False
+            self.shown += got
+        return True
+
+    def press(self, key):
+        os.write(self.terminal, key)
+
+    def end(self):
+        """The exit status, once everything was shown."""
+        self.wait_for(None)
+        self.after = termios.tcgetattr(self.terminal)
+        os.close(self.terminal)
+        return self.process.wait(PATIENCE)
+
+
+def large_file(count):
+    """A text, made quickly, which takes a while to read."""
+    head = plistlib.dumps(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("m"))), sort_keys=False)
+    leaves = "".join(
+        "<dict><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string>"
+        f"<key>WebBookmarkUUID</key><string>L{i}</string><key>URLString</key><string>http://e.example/{i}</string>"
+        f"<key>URIDictionary</key><dict><key>title</key><string>title {i * 7919 % count}</string></dict></dict>"
+        for i in range(count)
+    )
+    at = head.rindex(b"<dict>\n\t\t\t\t\t<key>WebBookmarkType</key>")
+    return head[:at] + leaves.encode() + head[at:]
+
+
+class Progress(HomeTest):
+    def start(self, *arguments, **options):
+        return Terminal(self.environment, *arguments, **options)
+
+    def test_waiting_is_shown_and_ctrl_c_leaves_everything_as_it_was(self):
+        before = self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
+        (self.home / "lock").touch()
+        files = self.files()
+        run = self.start("sort", self.file)
+        self.assertTrue(run.wait_for(b"Waiting for the browser"))
+        run.press(b"\x03")
+        self.assertEqual(run.end(), -signal.SIGINT)
+        self.assertTrue(run.shown.endswith(ERASE), run.shown)
+        self.assertEqual(run.after, run.before)
+        self.assertEqual(self.file.read_bytes(), before)
+        self.assertEqual(self.files(), files)
+
+    def test_the_line_is_gone_before_the_answer(self):
+        self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
+        (self.home / "lock").touch()
+        run = self.start("sort", self.file)
+        self.assertTrue(run.wait_for(b"Waiting for the browser"))
+        (self.home / "lock").unlink()
+        self.assertEqual(run.end(), 0)
+        answer = run.shown[run.shown.rindex(ERASE) + len(ERASE) :]
+        self.assertTrue(answer.startswith("The bookmarks file was opened, sorted and saved.".encode()), run.shown)
+
+    def test_an_answer_for_programs_stays_clean(self):
+        self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
+        (self.home / "lock").touch()
+        reading, writing = os.pipe()
+        run = self.start("sort", "--json", self.file, stdout=writing)
+        os.close(writing)
+        self.assertTrue(run.wait_for(b"Waiting for the browser"))
+        (self.home / "lock").unlink()
+        self.assertEqual(run.end(), 0)
+        with open(reading, "rb") as answer:
+            self.assertTrue(json.load(answer)["written"])
+        self.assertTrue(run.shown.endswith(ERASE), run.shown)
+
+    def test_nothing_is_drawn_where_it_could_not_be_erased(self):
+        self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
+        (self.home / "lock").touch()
+        self.environment["TERM"] = "dumb"
+        run = self.start("sort", self.file)
+        self.assertEqual(run.end(), 8)
+        self.assertNotIn(b"Waiting", run.shown)
+        self.assertNotIn(b"\x1b", run.shown)
+
+    def test_ctrl_c_at_each_stage_of_a_large_file_leaves_all_old_or_all_new(self):
+        """How far it gets until the key arrives differs; that the file is whole does not."""
+        before = large_file(60_000)
+        for stage in (b"Reading", b"Cleaning", b"Ordering", b"Writing"):
+            self.file.write_bytes(before)
+            run = self.start("sort", "--no-backup", self.file)
+            if run.wait_for(stage):
+                run.press(b"\x03")
+            status = run.end()
+            self.assertIn(status, (0, -signal.SIGINT), run.shown)
+            now = self.file.read_bytes()
+            if now == before:
+                self.assertEqual(status, -signal.SIGINT)
+            else:
+                self.assertEqual(self.tarvel("preview", self.file).returncode, 0)
+                menu = plistlib.loads(now)["Children"][1]["Children"]
+                self.assertEqual(len(menu), 60_001)
+            visible = [name for name in self.files() if not name.startswith(".tarvel-")]
+            self.assertEqual(visible, ["Bookmarks.plist"])
+
+
+if __name__ == "__main__":
+    unittest.main()
