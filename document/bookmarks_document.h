@@ -12,9 +12,9 @@ namespace tarvel {
 
 /// What a document reports to its caller about a failure.
 struct DocumentError {
-  std::string domain;
-  std::int32_t code = 0;
-  std::string localizedDescription;
+  std::string domain;                ///< Whose code it is.
+  std::int32_t code = 0;             ///< The domain's number for the failure.
+  std::string localizedDescription;  ///< A sentence for people.
 };
 
 /// A document whose whole content is one property list. Made for one read or one write, then let go.
@@ -22,12 +22,14 @@ struct DocumentError {
 /// Runs on the calling thread. `platform` is borrowed and outlives the document.
 class BookmarksDocument {
  public:
+  /// A document without content.
   explicit BookmarksDocument(const Platform& platform) : platform_(platform) {}
 
   /// Empty, never absent: the document has no interface of its own.
   [[nodiscard]] std::string windowNibName() const { return {}; }
   /// Nothing to prepare: no window is ever shown.
   void windowControllerDidLoadNib(const void* /*windowController*/) {}
+  /// Changes go to the file itself, not beside it.
   [[nodiscard]] static bool autosavesInPlace() { return true; }
 
   /// The content as bytes in the form propertyListFormat(). `typeName` changes nothing. On failure: none, a log line,
@@ -43,10 +45,13 @@ class BookmarksDocument {
   /// Serialises and writes the whole file.
   [[nodiscard]] bool writeToURLOfTypeError(const std::string& path, std::string_view typeName, DocumentError* error);
 
+  /// The content; no root before the first reading.
   [[nodiscard]] const PropertyList& bookmarksDictionary() const { return bookmarksDictionary_; }
   /// Shares the tree; nothing is copied.
   void setBookmarksDictionary(const PropertyList& bookmarksDictionary) { bookmarksDictionary_ = bookmarksDictionary; }
+  /// The form that was read last, and will be written.
   [[nodiscard]] PropertyListFormat propertyListFormat() const { return propertyListFormat_; }
+  /// Writes another form from now on.
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
   /// The file that was read last.
   [[nodiscard]] const std::optional<FileVersion>& readVersion() const { return readVersion_; }

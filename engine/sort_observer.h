@@ -45,6 +45,7 @@ class SortObserver {
   /// Cleaning goes into a folder, and comes out of it. The roots of the three trees (top level, bar, menu) included:
   /// each is a stand-in with the children of what it stands for.
   virtual void folderEntered(PropertyListDictionary folder) { (void)folder; }
+  /// Comes once for each folderEntered(), the innermost folder first.
   virtual void folderLeft(PropertyListDictionary folder) { (void)folder; }
 
   /// `entry` leaves the folder entered last. For a duplicate, the bookmark that stays is the one of the same tree that

@@ -36,25 +36,26 @@ enum TarvelError : std::int32_t {
 /// operation sleeps in steps of 0.3 seconds, at most 10 of them. `platform` is borrowed and outlives the instance.
 class Tarvel {
  public:
+  /// With every option off, for the browser's own file.
   explicit Tarvel(const Platform& platform) : platform_(platform) {}
 
   // Options, all off in a new instance.
 
   /// Folders before bookmarks in every folder.
   [[nodiscard]] bool arrangeFoldersAtTop() const { return arrangeFoldersAtTop_; }
-  void setArrangeFoldersAtTop(bool arrangeFoldersAtTop) { arrangeFoldersAtTop_ = arrangeFoldersAtTop; }
+  void setArrangeFoldersAtTop(bool arrangeFoldersAtTop) { arrangeFoldersAtTop_ = arrangeFoldersAtTop; }  ///< Sets it.
   /// Drop bookmarks whose address comes again later in the same tree.
   [[nodiscard]] bool removeDuplicates() const { return removeDuplicates_; }
-  void setRemoveDuplicates(bool removeDuplicates) { removeDuplicates_ = removeDuplicates; }
+  void setRemoveDuplicates(bool removeDuplicates) { removeDuplicates_ = removeDuplicates; }  ///< Sets it.
   /// Give same-named siblings distinct titles.
   [[nodiscard]] bool renameSamenamed() const { return renameSamenamed_; }
-  void setRenameSamenamed(bool renameSamenamed) { renameSamenamed_ = renameSamenamed; }
+  void setRenameSamenamed(bool renameSamenamed) { renameSamenamed_ = renameSamenamed; }  ///< Sets it.
   /// Order the bookmarks bar too, and every other folder titled "BookmarksBar".
   [[nodiscard]] bool sortBookmarksBar() const { return sortBookmarksBar_; }
-  void setSortBookmarksBar(bool sortBookmarksBar) { sortBookmarksBar_ = sortBookmarksBar; }
+  void setSortBookmarksBar(bool sortBookmarksBar) { sortBookmarksBar_ = sortBookmarksBar; }  ///< Sets it.
   /// Back the file up before writing, unless a backup exists.
   [[nodiscard]] bool writeBackupFile() const { return writeBackupFile_; }
-  void setWriteBackupFile(bool writeBackupFile) { writeBackupFile_ = writeBackupFile; }
+  void setWriteBackupFile(bool writeBackupFile) { writeBackupFile_ = writeBackupFile; }  ///< Sets it.
 
   // Paths.
 
@@ -65,7 +66,7 @@ class Tarvel {
   /// The stored path. When none was set: the bookmarks path with ".bak", from then on kept; none while there is no
   /// bookmarks file to derive it from.
   [[nodiscard]] std::optional<std::string> backupFilename();
-  void setBackupFilename(const std::string& path);
+  void setBackupFilename(const std::string& path);  ///< Expands a leading tilde.
 
   /// Told what a sort does; null, the default, for nobody. Borrowed.
   void setSortObserver(SortObserver* sortObserver) { sortObserver_ = sortObserver; }
@@ -74,8 +75,8 @@ class Tarvel {
 
   // Whole operations.
 
-  [[nodiscard]] TarvelError sortBookmarks();
-  [[nodiscard]] TarvelError sortBookmarksInFileWithName(const std::string& path);
+  [[nodiscard]] TarvelError sortBookmarks();                                       ///< The file of bookmarksFilename().
+  [[nodiscard]] TarvelError sortBookmarksInFileWithName(const std::string& path);  ///< Sets the path.
   /// In the shape of a service handler: `pasteboard` and `userData` are ignored; on failure the short message goes
   /// through `error`, which must not be null and is left alone on success.
   void sortBookmarksUserDataError(const void* pasteboard, const std::string& userData, std::string* error);
@@ -99,20 +100,23 @@ class Tarvel {
   /// Writes the whole file, always in the binary form, and announces the folder's change either way.
   [[nodiscard]] bool writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& dictionary,
                                                                    const std::string& filename);
-  [[nodiscard]] bool verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary);
+  [[nodiscard]] bool verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary);  ///< By its type.
   /// Every version below 2, and a missing one, is sorted. Lenient on purpose.
   [[nodiscard]] bool verifyThatDictionaryHasCorrectVersionWithRootNode(PropertyListDictionary rootNode);
   /// The first child of the root with the title, of whatever kind; a null handle for none.
   [[nodiscard]] PropertyListDictionary bookmarksBarDictionaryFromBookmarksFileRootNode(PropertyListDictionary rootNode);
+  /// The same for the menu.
   [[nodiscard]] PropertyListDictionary bookmarksMenuDictionaryFromBookmarksFileRootNode(
       PropertyListDictionary rootNode);
   /// Puts bar and menu in place of the root's children with their titles, or appends them; answers the same root,
   /// changed in place. A null handle when a bar or menu that is absent would have to be placed.
   [[nodiscard]] PropertyListDictionary bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(
       PropertyListDictionary rootNode, PropertyListDictionary bookmarksBar, PropertyListDictionary bookmarksMenu);
+  /// Its "Title", else the title in its "URIDictionary"; none without either.
   [[nodiscard]] std::optional<std::string_view> titleFromBookmarkNode(PropertyListDictionary bookmarkNode) const;
+  /// Into the "URIDictionary" of a node that has one, else into its "Title".
   void setTitleForBookmarkNode(std::string_view title, PropertyListDictionary bookmarkNode);
-  [[nodiscard]] BookmarkNodeType typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const;
+  [[nodiscard]] BookmarkNodeType typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const;  ///< By its name.
 
   // Ordering.
 
@@ -131,6 +135,7 @@ class Tarvel {
   /// The same shape with the same identifiers in the same places. A node without one equals nothing, not even itself.
   [[nodiscard]] bool areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                                 PropertyListDictionary second) const;
+  /// Bookmarks in the node's subtree, not folders.
   [[nodiscard]] std::size_t numberOfBookmarksInDictionary(PropertyListDictionary dictionary) const;
 
   // Cleaning.
@@ -145,6 +150,7 @@ class Tarvel {
                                                            TitleLookupSet& duplicateTitleLookupSet);
   /// A hook: no address is ever stale.
   [[nodiscard]] bool isStaleResource(std::string_view address) const;
+  /// The title for entries without one, in the user's language.
   [[nodiscard]] std::string nameForUntitledBookmarkNode() const;
   /// Gives the node a new identifier.
   void updateWebBookmarkUUIDInDictionary(PropertyListDictionary dictionary);
@@ -153,7 +159,7 @@ class Tarvel {
 
   /// Whether something named "lock" lies beside the bookmarks file: the browser is using it.
   [[nodiscard]] bool isBookmarksFileLocked();
-  [[nodiscard]] std::optional<FileDate> bookmarksFileModificationDate();
+  [[nodiscard]] std::optional<FileDate> bookmarksFileModificationDate();  ///< None without a file.
   /// Copies the file at `filename` to the backup path, once: an existing backup is never touched.
   [[nodiscard]] bool writeBackupFileForFilename(const std::string& filename);
 

@@ -6,6 +6,7 @@
 
 namespace tarvel {
 
+/// Waits.
 class Clock {
  public:
   virtual ~Clock() = default;

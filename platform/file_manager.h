@@ -22,48 +22,51 @@ struct FileStatus {
   /// A sentence for people, empty on success.
   std::string reason;
 
+  /// Whether the operation succeeded.
   [[nodiscard]] bool ok() const { return code == 0; }
 };
 
 /// Which file was read, and as of when: more than its date, which others can set.
 struct FileVersion {
-  std::uint64_t device = 0;
-  std::uint64_t file = 0;
-  std::uint64_t size = 0;
-  FileDate date;
+  std::uint64_t device = 0;  ///< The file system it lies on.
+  std::uint64_t file = 0;    ///< Its number there.
+  std::uint64_t size = 0;    ///< In bytes.
+  FileDate date;             ///< When its content changed last.
 
+  /// Equal when everything is.
   friend bool operator==(const FileVersion&, const FileVersion&) = default;
 };
 
 /// The whole contents of a file, or why they could not be had.
 struct FileReading {
-  Data data;
-  FileStatus status;
+  Data data;          ///< Empty unless the reading succeeded.
+  FileStatus status;  ///< Why there are no contents.
   /// Of the file that was opened, before its first byte was read.
   FileVersion version = {};
 };
 
 /// A file's attributes, or why they could not be had: without a date, `status` tells.
 struct FileAttributes {
-  std::optional<FileDate> modificationDate;
-  FileStatus status;
+  std::optional<FileDate> modificationDate;  ///< When the contents changed last.
+  FileStatus status;                         ///< Why there is no date.
 };
 
 /// What a folder holds, or why that could not be had.
 struct DirectoryListing {
   /// The names of its regular files, hidden ones too, in byte order. Links, whatever they lead to, are none.
   std::vector<std::string> fileNames;
-  FileStatus status;
+  FileStatus status;  ///< Why there are none; success also for an empty folder.
 };
 
 /// A folder that the system sets aside for a purpose, or why there is none: without a path, `status` tells.
 struct DirectoryLookup {
-  std::optional<std::string> path;
-  FileStatus status;
+  std::optional<std::string> path;  ///< Without a slash at the end.
+  FileStatus status;                ///< Why there is no path.
 };
 
+/// How taking another item's place ended.
 struct FileReplacement {
-  FileStatus status;
+  FileStatus status;  ///< Success only when nothing is left of the replacement elsewhere.
   /// Set when the replacement failed half-way: where the target's old item now lies.
   std::optional<std::string> originalItemLocation;
 };
@@ -102,6 +105,7 @@ class FileManager {
   /// success.
   [[nodiscard]] virtual FileStatus createDirectoryAtPath(const std::string& path) = 0;
 
+  /// The regular files of a folder, not those of folders in it.
   [[nodiscard]] virtual DirectoryListing filesInDirectoryAtPath(const std::string& path) = 0;
 
   /// Makes a file of these bytes, for nobody but the user, at a path where nothing exists, not even a link: EEXIST
@@ -128,6 +132,7 @@ class FileManager {
   /// one in the instant before they are.
   [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
                                                    const std::optional<FileVersion>& readVersion) = 0;
+  /// The same over whatever the file is by now.
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) {
     return writeDataToPath(data, path, std::nullopt);
   }

@@ -13,14 +13,14 @@ namespace tarvel {
 
 /// What sorting one file reaches, by reference. Owned by whoever built it, and outliving all that borrows this.
 struct Platform {
-  PropertyListSerialization& propertyLists;
-  FileManager& fileManager;
-  Collator& collator;
-  UuidSource& uuidSource;
-  SystemLog& systemLog;
-  Bundle& bundle;
-  Workspace& workspace;
-  Clock& clock;
+  PropertyListSerialization& propertyLists;  ///< Reads and writes property lists.
+  FileManager& fileManager;                  ///< The files.
+  Collator& collator;                        ///< The order of titles.
+  UuidSource& uuidSource;                    ///< New identifiers.
+  SystemLog& systemLog;                      ///< Lines for whoever looks.
+  Bundle& bundle;                            ///< The texts of messages and names.
+  Workspace& workspace;                      ///< The desktop around the program.
+  Clock& clock;                              ///< Waits for the browser.
 };
 
 }  // namespace tarvel

@@ -41,12 +41,16 @@ enum class PropertyListType : std::uint8_t {
 /// A dictionary key with its hash, so that looking up a constant hashes nothing. Borrows its text.
 class PropertyListKey {
  public:
+  /// `text` outlives the key, as it does in the next one.
   // NOLINTBEGIN(google-explicit-constructor): keys are written as plain text at every call.
   constexpr PropertyListKey(std::string_view text) : text_(text), hash_(hashOf(text)) {}
+  /// `text` ends with a zero byte.
   constexpr PropertyListKey(const char* text) : PropertyListKey(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
+  /// The key itself.
   [[nodiscard]] constexpr std::string_view text() const { return text_; }
+  /// What hashOf() makes of it.
   [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }
 
   /// FNV-1a over the bytes. It only skips comparisons in a linear scan, so chosen collisions gain an attacker nothing.
@@ -71,23 +75,24 @@ class PropertyListValue {
   /// An absent value, which belongs to no tree.
   PropertyListValue() = default;
 
-  explicit operator bool() const { return tree_ != nullptr; }
-  [[nodiscard]] PropertyListType type() const;
+  explicit operator bool() const { return tree_ != nullptr; }  ///< Whether it is present.
+  [[nodiscard]] PropertyListType type() const;                 ///< Which of the getters below answers.
 
-  [[nodiscard]] std::optional<bool> boolean() const;
+  [[nodiscard]] std::optional<bool> boolean() const;  ///< Of a boolean alone.
   /// The low 64 bits of an integer; one above 2^63 - 1 wraps, as in the number objects of the original platform.
   [[nodiscard]] std::optional<std::int64_t> integer() const;
   /// Whether integer() is to be read as unsigned: so for every 16-byte integer, whatever its high bits hold.
   [[nodiscard]] bool isUnsigned() const;
   /// Bytes a number is stored in: 1, 2, 4, 8 or 16 for an integer, 4 or 8 for a real, 0 for any other value.
   [[nodiscard]] std::size_t numberWidth() const;
-  [[nodiscard]] std::optional<double> real() const;
+  [[nodiscard]] std::optional<double> real() const;  ///< Of 4 bytes too.
   /// Seconds since 2001-01-01 00:00:00 UTC.
   [[nodiscard]] std::optional<double> date() const;
+  /// Lives as long as the tree.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> data() const;
   /// Decoded on first use and kept by the tree: the view lives as long as the tree.
   [[nodiscard]] std::optional<std::string_view> string() const;
-  [[nodiscard]] std::optional<std::uint32_t> uid() const;
+  [[nodiscard]] std::optional<std::uint32_t> uid() const;  ///< Of an archive's reference.
   /// A null handle when the value is no array.
   [[nodiscard]] PropertyListArray array() const;
   /// The elements of a set, in stored order; a null handle when the value is no set.
@@ -117,9 +122,9 @@ class PropertyListArray {
  public:
   PropertyListArray() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }
-  [[nodiscard]] std::size_t size() const;
-  [[nodiscard]] bool empty() const { return size() == 0; }
+  explicit operator bool() const { return static_cast<bool>(value_); }  ///< Whether it is no null handle.
+  [[nodiscard]] std::size_t size() const;                               ///< How many elements.
+  [[nodiscard]] bool empty() const { return size() == 0; }              ///< Whether there is none.
   /// `index` is below size().
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
@@ -128,7 +133,7 @@ class PropertyListArray {
 
   /// `value` is present and of this array's tree, here and in replace().
   void append(PropertyListValue value) const;
-  void replace(std::size_t index, PropertyListValue value) const;
+  void replace(std::size_t index, PropertyListValue value) const;  ///< `index` is below size().
 
   /// Visits the elements from the last to the first and removes those for which `keep` answers false, all in one pass.
   /// `keep` may edit an element, but neither read nor edit this array, which is in pieces until the call returns.
@@ -138,7 +143,8 @@ class PropertyListArray {
   /// one's place when nothing else claims it, so that little around it changes.
   [[nodiscard]] PropertyListArray makeSuccessor(std::size_t capacity) const;
 
-  [[nodiscard]] PropertyListValue value() const { return value_; }
+  [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The array as a value.
+  /// Whether both are the one array.
   friend bool operator==(const PropertyListArray&, const PropertyListArray&) = default;
 
  private:
@@ -154,28 +160,29 @@ class PropertyListDictionary {
  public:
   PropertyListDictionary() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }
-  [[nodiscard]] std::size_t size() const;
+  explicit operator bool() const { return static_cast<bool>(value_); }  ///< Whether it is no null handle.
+  [[nodiscard]] std::size_t size() const;                               ///< How many entries.
   /// Entries keep their order. `index` is below size(). A key that is no string answers none to string().
   [[nodiscard]] PropertyListValue keyAt(std::size_t index) const;
-  [[nodiscard]] PropertyListValue valueAt(std::size_t index) const;
+  [[nodiscard]] PropertyListValue valueAt(std::size_t index) const;  ///< Of the key at `index`.
 
-  [[nodiscard]] PropertyListValue get(const PropertyListKey& key) const;
-  [[nodiscard]] std::optional<std::string_view> string(const PropertyListKey& key) const;
-  [[nodiscard]] PropertyListArray array(const PropertyListKey& key) const;
-  [[nodiscard]] PropertyListDictionary dictionary(const PropertyListKey& key) const;
+  [[nodiscard]] PropertyListValue get(const PropertyListKey& key) const;  ///< Absent without such a key.
+  [[nodiscard]] std::optional<std::string_view> string(const PropertyListKey& key) const;  ///< get() as a text.
+  [[nodiscard]] PropertyListArray array(const PropertyListKey& key) const;                 ///< As an array.
+  [[nodiscard]] PropertyListDictionary dictionary(const PropertyListKey& key) const;       ///< As a dictionary.
 
   /// Replaces the value under `key`, in its place, or adds the entry at the end. `value` is of this dictionary's tree.
   void set(const PropertyListKey& key, PropertyListValue value) const;
   /// The same with a new string; a value that is this very text already is left alone, in its stored form.
   void setString(const PropertyListKey& key, std::string_view text) const;
-  void remove(const PropertyListKey& key) const;
+  void remove(const PropertyListKey& key) const;  ///< Nothing happens where it is absent.
 
   /// A new dictionary with the same entries. The values are shared, so an array in it stays the one array until either
   /// dictionary is given another.
   [[nodiscard]] PropertyListDictionary shallowCopy() const;
 
-  [[nodiscard]] PropertyListValue value() const { return value_; }
+  [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The dictionary as a value.
+  /// Whether both are the one dictionary.
   friend bool operator==(const PropertyListDictionary&, const PropertyListDictionary&) = default;
 
  private:
@@ -196,26 +203,26 @@ class PropertyListTree {
   PropertyListTree(const PropertyListTree&) = delete;
   PropertyListTree& operator=(const PropertyListTree&) = delete;
 
-  [[nodiscard]] PropertyListValue makeNull();
-  [[nodiscard]] PropertyListValue makeBoolean(bool value);
+  [[nodiscard]] PropertyListValue makeNull();               ///< Cannot be written.
+  [[nodiscard]] PropertyListValue makeBoolean(bool value);  ///< True or false.
   /// Stored in the fewest bytes: 1, 2 or 4 when not negative, else 8.
   [[nodiscard]] PropertyListValue makeInteger(std::int64_t value);
   /// As makeInteger(), and in 16 bytes above 2^63 - 1.
   [[nodiscard]] PropertyListValue makeUnsigned(std::uint64_t value);
   /// A 16-byte integer, `high` holding the upper 64 bits.
   [[nodiscard]] PropertyListValue makeWideInteger(std::uint64_t high, std::uint64_t low);
-  [[nodiscard]] PropertyListValue makeReal(double value);
+  [[nodiscard]] PropertyListValue makeReal(double value);  ///< Stored in 8 bytes.
   /// A real stored in 4 bytes.
   [[nodiscard]] PropertyListValue makeSingleReal(float value);
   /// `value` in seconds since 2001-01-01 00:00:00 UTC.
   [[nodiscard]] PropertyListValue makeDate(double value);
-  [[nodiscard]] PropertyListValue makeData(std::span<const std::uint8_t> bytes);
+  [[nodiscard]] PropertyListValue makeData(std::span<const std::uint8_t> bytes);  ///< Copies them.
   /// `text` is UTF-8 or the generalised form with lone surrogates; a byte that fits neither becomes U+FFFD.
   [[nodiscard]] PropertyListValue makeString(std::string_view text);
-  [[nodiscard]] PropertyListValue makeUid(std::uint32_t value);
-  [[nodiscard]] PropertyListArray makeArray(std::size_t capacity);
-  [[nodiscard]] PropertyListValue makeSet(std::span<const PropertyListValue> elements);
-  [[nodiscard]] PropertyListDictionary makeDictionary();
+  [[nodiscard]] PropertyListValue makeUid(std::uint32_t value);     ///< An archive's reference.
+  [[nodiscard]] PropertyListArray makeArray(std::size_t capacity);  ///< Empty, with room for so many.
+  [[nodiscard]] PropertyListValue makeSet(std::span<const PropertyListValue> elements);  ///< Cannot be written.
+  [[nodiscard]] PropertyListDictionary makeDictionary();                                 ///< Empty.
   /// A dictionary with these entries, all at once. Of equal string keys the last value wins and stands where the first
   /// one stood. The spans have one length.
   [[nodiscard]] PropertyListDictionary makeDictionary(std::span<const PropertyListValue> keys,
@@ -229,8 +236,8 @@ class PropertyListTree {
 
 /// A property list with its owner: the root lives as long as any copy of this. An absent root means no list.
 struct PropertyList {
-  std::shared_ptr<PropertyListTree> tree;
-  PropertyListValue root;
+  std::shared_ptr<PropertyListTree> tree;  ///< Null where there is no list.
+  PropertyListValue root;                  ///< Of any type.
 };
 
 }  // namespace tarvel

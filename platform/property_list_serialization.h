@@ -21,18 +21,20 @@ struct PropertyListError {
   std::string binaryDescription;
 };
 
+/// What came of reading a property list.
 struct PropertyListReading {
   /// Has no root when reading failed; `error` is set then, and only then.
   PropertyList list;
-  PropertyListFormat format = PropertyListFormat::kBinary;
-  std::optional<PropertyListError> error;
+  PropertyListFormat format = PropertyListFormat::kBinary;  ///< The form it was in, where it could be read.
+  std::optional<PropertyListError> error;                   ///< Why there is no list.
 };
 
 /// Containers that may lie around a value for a reader to take it: what nests deeper can be written, and is lost.
 inline constexpr std::size_t kDeepestReadable = 512;
 
+/// What came of writing one.
 struct PropertyListWriting {
-  DataPieces data;
+  DataPieces data;  ///< The bytes of the file.
   /// Set when nothing was written; `data` is empty then.
   std::optional<PropertyListError> error;
   /// Containers within each other, at the deepest place. Counted for the binary form only.

@@ -4,6 +4,7 @@
 
 namespace tarvel {
 
+/// Where lines go that nobody asked for but somebody may look for.
 class SystemLog {
  public:
   virtual ~SystemLog() = default;

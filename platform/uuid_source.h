@@ -5,6 +5,7 @@
 
 namespace tarvel {
 
+/// Makes identifiers that no other has.
 class UuidSource {
  public:
   virtual ~UuidSource() = default;

@@ -22,8 +22,11 @@ class Workspace {
 
   /// Whether launchApplicationAtUrlOptions() is to be had at the moment.
   [[nodiscard]] virtual bool offersLaunchApplicationAtUrl() = 0;
+  /// As a service of the user's session; `options` as kWorkspaceLaunchDefault has them.
   [[nodiscard]] virtual bool launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) = 0;
+  /// As a process of its own.
   [[nodiscard]] virtual bool launchApplication(const std::string& path) = 0;
+  /// Whatever program carries the identifier.
   [[nodiscard]] virtual bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
                                                                   std::uint32_t options) = 0;
 };

@@ -17,7 +17,7 @@
 #include "tools/agent_control.h"
 #include "tools/agent_surroundings.h"
 #include "tools/commands.h"
-#include "tools/quiet_workspace.h"
+#include "platform/linux/quiet_workspace.h"
 #include "tools/terminal.h"
 
 namespace {

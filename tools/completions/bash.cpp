@@ -40,9 +40,9 @@ _tarvel() {
   COMPREPLY=()
   case $offered in
     '' | -) ;;
-    @file)
+    @file*)
       compopt -o filenames 2>/dev/null
-      mapfile -t COMPREPLY < <(compgen -f -- "$current")
+      mapfile -t COMPREPLY < <(compgen -f -- "$current"; compgen -W "${offered#@file}" -- "$current")
       ;;
     *) mapfile -t COMPREPLY < <(compgen -W "$offered" -- "$current") ;;
   esac
@@ -89,9 +89,12 @@ std::string bashCompletion(const std::vector<CompletedCommand>& commands) {
     options += branch(command.path, joined(names));
     std::vector<std::string> below;
     for (const CompletedOption& child : command.commands) below.push_back(child.names.front());
-    if (!below.empty()) operands += branch(command.path + " 0", joined(below));
+    if (!below.empty()) {
+      const bool isFileToo = !command.operands.empty() && command.operands.front().isFile;
+      operands += branch(command.path + " 0", (isFileToo ? "@file " : "") + joined(below));
+    }
     for (const std::string& child : below) known += "    " + quoted(command.path + " " + child, kQuote) + ") ;;\n";
-    for (std::size_t i = 0; i < command.operands.size(); ++i) {
+    for (std::size_t i = below.empty() ? 0 : 1; i < command.operands.size(); ++i) {
       const std::string place = command.path + " " + std::to_string(i);
       operands += command.operands[i].isSettingValue
                       ? "    " + quoted(place, kQuote) + ") _tarvel_setting_value \"$previous\" ;;\n"

@@ -45,6 +45,7 @@ std::string optionArguments(const CompletedCommand& command) {
 
 /// A command with others below it: one word tells which, and the rest is that one's.
 std::string groupFunction(const CompletedCommand& command) {
+  const bool isFileToo = !command.operands.empty() && command.operands.front().isFile;
   std::string described;
   std::string branches;
   for (const CompletedOption& child : command.commands) {
@@ -56,8 +57,8 @@ std::string groupFunction(const CompletedCommand& command) {
   return functionName(command.path) + "() {\n  local curcontext=$curcontext state line\n  local -a commands\n" +
          "  _arguments -C" + optionArguments(command) + argument("1:command:->command") +
          argument("*::argument:->rest") + "\n  case $state in\n    command)\n      commands=(\n" + described +
-         "      )\n      _describe command commands\n      ;;\n    rest)\n      case $line[1] in\n" + branches +
-         "      esac\n      ;;\n  esac\n}\n\n";
+         "      )\n      _describe command commands\n" + (isFileToo ? "      _files\n" : "") +
+         "      ;;\n    rest)\n      case $line[1] in\n" + branches + "      esac\n      ;;\n  esac\n}\n\n";
 }
 
 std::string plainFunction(const CompletedCommand& command) {
