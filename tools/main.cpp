@@ -12,12 +12,12 @@
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/quiet_workspace.h"
 #include "platform/plist/serialization.h"
 #include "tools/agent_commands.h"
 #include "tools/agent_control.h"
 #include "tools/agent_surroundings.h"
 #include "tools/commands.h"
-#include "platform/linux/quiet_workspace.h"
 #include "tools/terminal.h"
 
 namespace {
