@@ -62,13 +62,13 @@ compadd() {
   for word in "$@"; do
     case $word in (-O|-A|-D) builtin compadd "$@"; return ;; (-|--) break ;; esac
   done
-  builtin compadd -O found "$@"; print -rl -- $found >>%(home)s/found
+  builtin compadd -O found "$@"; print -rl -- $found >>%(home)s/.found
   builtin compadd "$@"
 }
-probe() { _main_complete; compstate[insert]=; compstate[list]=; : >%(home)s/done }
+probe() { _main_complete; compstate[insert]=; compstate[list]=; : >%(home)s/.done }
 zle -C probe list-choices probe
 bindkey '^X' probe
-: >%(home)s/done
+: >%(home)s/.done
 """
 
     def __init__(self, home):
@@ -86,19 +86,19 @@ bindkey '^X' probe
 
     def wait(self):
         deadline = time.monotonic() + 30
-        while not (self.home / "done").exists():
+        while not (self.home / ".done").exists():
             if time.monotonic() > deadline:
                 raise AssertionError("zsh did not answer")
             # What it draws has to go somewhere.
             if select.select([self.terminal], [], [], 0.01)[0]:
                 os.read(self.terminal, 65536)
-        (self.home / "done").unlink()
+        (self.home / ".done").unlink()
 
     def offers(self, line):
         # Clears the line, types another, and presses the key of the probe.
         self.send("\x15" + line + "\x18")
         self.wait()
-        found = self.home / "found"
+        found = self.home / ".found"
         words = set(found.read_text().splitlines()) if found.exists() else set()
         found.unlink(missing_ok=True)
         return {word.removesuffix("=") for word in words} - {""}
