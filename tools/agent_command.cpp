@@ -53,7 +53,7 @@ void tellWhatComes(const AgentSurroundings& agent) {
   const std::string file = inForce(agent, kBookmarksFilenameKey);
   if (agent.files.fileExistsAtPath(file)) {
     std::cout << "Nothing is sorted yet: the first sort follows the next change of “" << printable(file)
-              << "”. To see what it would do: " << printable(previewCommand(agent)) << "\n";
+              << "”. To see what it would do: " << previewCommand(agent) << "\n";
   } else {
     std::cout << "There is no file “" << printable(file) << "” yet; once there is, it will be sorted. If yours is "
               << "elsewhere: tarvel settings set " << kBookmarksFilenameKey
@@ -144,9 +144,13 @@ std::string previewCommand(const AgentSurroundings& agent) {
   }
   const std::string file = inForce(agent, kBookmarksFilenameKey);
   if (file == agent.files.stringByExpandingTildeInPath(kBookmarksFilenameDefault)) return command;
-  command += " '";
-  for (const char c : file) command += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return command + "'";
+  return command + " " + shellWord(file);
+}
+
+std::string shellWord(const std::string& word) {
+  std::string quoted = "'";
+  for (const char c : printable(word)) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
 }
 
 int runAgent(const AgentControl& control, const CommandLine& line) {

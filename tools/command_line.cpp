@@ -17,7 +17,7 @@ constexpr const char* kFooter =
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
     "10 preview: a sort would change the file; diff: they differ; 11 status: the agent does not run though it should, "
-    "or an error waits;\n"
+    "or an error waits; doctor: something needs attention;\n"
     "12 settings, report: not kept, agent: not done, a page not written, or a copy not removed; 64 wrong usage; 70 not "
     "enough memory.";
 

@@ -11,7 +11,7 @@ namespace tarvel {
 /// Exit statuses besides the engine's codes 0 to 8.
 /// preview: a sort would change the file. diff: the files differ. restore: it would too; nobody has agreed to it yet.
 inline constexpr int kExitWouldChange = 10;
-/// status: the agent should run and does not, or an error waits.
+/// status: the agent should run and does not, or an error waits. doctor: something needs attention.
 inline constexpr int kExitNeedsAttention = 11;
 /// settings, report: what was to be kept could not be written. agent: what was asked
 /// for could not be done. preview, diff: neither could the page, or not be opened. backup prune: a copy could not be
@@ -20,7 +20,7 @@ inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
 
-enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent, kBackup };
+enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent, kDoctor, kBackup };
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
 

@@ -1,5 +1,7 @@
 #include "tools/command_line_agent.h"
 
+#include "tools/command_definition.h"
+
 namespace tarvel {
 
 namespace {
@@ -20,6 +22,13 @@ void addAgentControl(CLI::App& app, CommandLine& line) {
   addAction(*agent, line, AgentAction::kStatus, "status", "Whether it is on, and whether the agent runs (the default)");
   agent->require_subcommand(0, 1);
   agent->callback([&line] { line.command = Command::kAgent; });
+
+  CLI::App* doctor = app.add_subcommand("doctor", "Check everything that sorting needs, and say what to do");
+  doctor->add_flag("--json", line.json, "Answer as JSON");
+  doctor->add_option("--color", line.color, "Colour the output: auto (on a terminal), always, never")
+      ->transform(CLI::CheckedTransformer(kColorChoices, CLI::ignore_case).description(""))
+      ->type_name("WHEN");
+  doctor->callback([&line] { line.command = Command::kDoctor; });
 }
 
 }  // namespace tarvel

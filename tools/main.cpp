@@ -11,6 +11,7 @@
 #include "platform/linux/linux_bundle.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
+#include "platform/linux/linux_system_probe.h"
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/linux/quiet_workspace.h"
 #include "platform/plist/serialization.h"
@@ -18,6 +19,8 @@
 #include "tools/agent_control.h"
 #include "tools/agent_surroundings.h"
 #include "tools/commands.h"
+#include "tools/doctor.h"
+#include "tools/local_time.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -28,13 +31,16 @@ class ErrorOutputLog final : public tarvel::SystemLog {
   void log(std::string_view message) override { std::cerr << "tarvel: " << tarvel::printable(message) << "\n"; }
 };
 
-int runAroundAgent(const tarvel::CommandLine& line) {
+int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
   ErrorOutputLog log;
   tarvel::LinuxAgentSurroundings linux(log);
   const tarvel::AgentSurroundings agent = linux.surroundings();
-  if (line.command == tarvel::Command::kAgent) {
-    tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
-    return tarvel::runAgent({agent, service, tarvel::LinuxAgentSurroundings::agentProgram()}, line);
+  const std::string program = tarvel::LinuxAgentSurroundings::agentProgram();
+  tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
+  if (line.command == tarvel::Command::kAgent) return tarvel::runAgent({agent, service, program}, line);
+  if (line.command == tarvel::Command::kDoctor) {
+    tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);
+    return tarvel::runDoctor({platform, agent, service, probe, program, tarvel::secondsSince2001()}, line);
   }
   if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
   return line.command == tarvel::Command::kStatus ? tarvel::runStatus(agent, line) : tarvel::runReport(agent, line);
@@ -64,7 +70,7 @@ int run(const tarvel::CommandLine& line) {
     case tarvel::Command::kDiff:
       return tarvel::runDiff(platform, line);
     default:
-      return runAroundAgent(line);
+      return runAroundAgent(platform, line);
   }
   return tarvel::kExitUsage;
 }

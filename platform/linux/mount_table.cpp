@@ -47,4 +47,24 @@ std::size_t MountTable::countAbove(const std::string& path) const {
   return count;
 }
 
+std::string fileSystemNameOf(const std::string& path) {
+  std::ifstream table(kTable);
+  std::string deepest;
+  std::string name;
+  for (std::string line; std::getline(table, line);) {
+    std::istringstream fields(line);
+    std::string ignored;
+    std::string mount;
+    fields >> ignored >> ignored >> ignored >> ignored >> mount;
+    mount = unescaped(mount);
+    // The later of two on one folder hides the earlier.
+    if (!fields || !isAtOrAbove(mount, path) || mount.size() < deepest.size()) continue;
+    while (fields >> ignored && ignored != "-") {
+    }
+    deepest = mount;
+    fields >> name;
+  }
+  return name;
+}
+
 }  // namespace tarvel

@@ -24,4 +24,8 @@ class MountTable {
   UniqueFd fd_;
 };
 
+/// What the system calls the kind of file system that holds `path`, which has no links in it: "ext4", "fuse.sshfs".
+/// Empty where there is no such table.
+[[nodiscard]] std::string fileSystemNameOf(const std::string& path);
+
 }  // namespace tarvel

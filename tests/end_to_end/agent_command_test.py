@@ -1,5 +1,6 @@
 """Turning sorting on and off with one command, on a desktop without a service manager."""
 
+import json
 import os
 import pathlib
 import plistlib
@@ -96,6 +97,41 @@ class AgentCommand(HomeTest):
         self.assertIn("was not made by this command", self.agent("enable", status=12))
         self.assertEqual(self.autostart.read_text(), "somebody's")
         self.assertFalse(self.settings.exists())
+
+    def doctor(self, status):
+        result = self.tarvel("doctor", "--json")
+        self.assertEqual(result.returncode, status, result.stdout)
+        return {(f["check"], f["state"]): f for f in json.loads(result.stdout)["findings"]}
+
+    def test_the_doctor_finds_what_is_amiss_and_writes_nothing(self):
+        found = self.doctor(11)
+        self.assertIn("tarvel settings set BookmarksFilename", found["bookmarks-file", "problem"]["advice"])
+        self.assertIn("tarvel agent enable", found["agent", "note"]["advice"])
+        self.assertEqual(self.files(), [])
+        self.file.write_bytes(b"no bookmarks")
+        self.tarvel("settings", "set", "BookmarksFilename", self.file)
+        self.assertIn(("bookmarks-contents", "problem"), self.doctor(11))
+        self.settings.write_bytes(b"<plist><dict><key>")
+        self.assertIn(("settings-file", "problem"), self.doctor(11))
+
+    def test_the_doctor_is_content_with_what_one_command_sets_up(self):
+        self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("b"), leaf("a"))))
+        self.tarvel("settings", "set", "BookmarksFilename", self.file)
+        self.agent("enable")
+        before = {name: (self.home / name).stat().st_mtime_ns for name in self.files()}
+        found = self.doctor(0)
+        for check in ("bookmarks-file", "settings-file", "settings-values", "watches", "agent", "login", "version"):
+            self.assertIn((check, "ok"), found)
+        self.assertIn("tarvel preview '", found["bookmarks-contents", "note"]["advice"])
+        self.assertEqual({name: (self.home / name).stat().st_mtime_ns for name in self.files()}, before)
+        plain = self.tarvel("doctor")
+        self.assertEqual((plain.returncode, plain.stderr), (0, b""))
+        self.assertIn(b"Nothing is amiss.", plain.stdout)
+        self.assertNotIn(b"\x1b", plain.stdout)
+        self.assertIn(b"\x1b[32m", self.tarvel("doctor", "--color", "always").stdout)
+        (self.home / "lock").touch()
+        os.utime(self.home / "lock", (0, 0))
+        self.assertIn("remove it", self.doctor(11)["lock", "problem"]["advice"])
 
 
 if __name__ == "__main__":
