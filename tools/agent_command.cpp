@@ -49,9 +49,15 @@ std::string loginText(const LoginEntry& entry) {
   }
 }
 
-void tellWhatComes(const AgentSurroundings& agent) {
+void tellWhatComes(const AgentControl& control) {
+  const AgentSurroundings& agent = control.around;
   const std::string file = inForce(agent, kBookmarksFilenameKey);
-  if (agent.files.fileExistsAtPath(file)) {
+  const bool isThere = agent.files.fileExistsAtPath(file);
+  const std::vector<std::string> doubts = isThere ? control.doubts() : std::vector<std::string>();
+  if (!doubts.empty()) {
+    std::cout << "As things are, the first sort would fail:\n";
+    for (const std::string& doubt : doubts) std::cout << "  " << doubt << "\n";
+  } else if (isThere) {
     std::cout << "Nothing is sorted yet: the first sort follows the next change of “" << printable(file)
               << "”. To see what it would do: " << previewCommand(agent) << "\n";
   } else {
@@ -75,7 +81,7 @@ int enable(const AgentControl& control) {
   if (wasSo) return 0;
   if (!control.service.hasManager())
     std::cout << "No service manager of yours answers here, so your desktop was asked to start it.\n";
-  tellWhatComes(control.around);
+  tellWhatComes(control);
   std::cout << "To turn it off again: tarvel agent disable\n";
   return 0;
 }

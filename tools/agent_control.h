@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/agent_service.h"
 #include "tools/agent_commands.h"
@@ -13,6 +15,8 @@ struct AgentControl {
   AgentService& service;
   /// The agent that belongs to this command: its full path; empty where none was installed.
   std::string program;
+  /// Why the next sort would fail, and what to do about it, each in whole sentences; empty when it would not.
+  std::function<std::vector<std::string>()> doubts = [] { return std::vector<std::string>(); };
 };
 
 /// tarvel agent. Answers the exit status.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,7 @@ enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
 
-enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop };
+enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop, kLog };
 
 enum class DumpFormat { kXml, kBinary, kJson };
 
@@ -48,6 +49,9 @@ struct CommandLine {
   ColorChoice color = ColorChoice::kAuto;
   SettingsAction settingsAction = SettingsAction::kList;
   AgentAction agentAction = AgentAction::kStatus;
+  /// Messages of the agent's to show, and whether to wait for more.
+  std::size_t logLines = 20;
+  bool follows = false;
   std::string key;
   std::string value;
   CopyOptions copies;

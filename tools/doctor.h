@@ -59,6 +59,9 @@ using Findings = std::vector<Finding>;
 /// All of them, in the order in which they are shown.
 [[nodiscard]] Findings examine(const Patient& patient);
 
+/// Why a sort would fail now, with what to do about it; empty when it would not.
+[[nodiscard]] std::vector<std::string> doubtsAboutSorting(const Patient& patient);
+
 /// tarvel doctor. Answers the exit status.
 [[nodiscard]] int runDoctor(const Patient& patient, const CommandLine& line);
 

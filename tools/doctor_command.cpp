@@ -90,6 +90,16 @@ Findings examine(const Patient& patient) {
   return all;
 }
 
+std::vector<std::string> doubtsAboutSorting(const Patient& patient) {
+  std::vector<std::string> doubts;
+  for (const auto check : {checkBookmarksFile, checkContents, checkFolder, checkFileSystem, checkBackup}) {
+    for (const Finding& finding : check(patient)) {
+      if (finding.state == FindingState::kProblem) doubts.push_back(finding.text + " " + finding.advice);
+    }
+  }
+  return doubts;
+}
+
 int runDoctor(const Patient& patient, const CommandLine& line) {
   const Findings findings = examine(patient);
   if (line.json) {

@@ -11,6 +11,7 @@
 #include "platform/linux/linux_bundle.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
+#include "platform/linux/linux_log_reader.h"
 #include "platform/linux/linux_system_probe.h"
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/linux/quiet_workspace.h"
@@ -21,6 +22,7 @@
 #include "tools/commands.h"
 #include "tools/doctor.h"
 #include "tools/local_time.h"
+#include "tools/log_command.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -32,15 +34,21 @@ class ErrorOutputLog final : public tarvel::SystemLog {
 };
 
 int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
+  if (line.command == tarvel::Command::kAgent && line.agentAction == tarvel::AgentAction::kLog) {
+    tarvel::LinuxLogReader reader;
+    return tarvel::runLog(reader, line);
+  }
   ErrorOutputLog log;
   tarvel::LinuxAgentSurroundings linux(log);
   const tarvel::AgentSurroundings agent = linux.surroundings();
   const std::string program = tarvel::LinuxAgentSurroundings::agentProgram();
   tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
-  if (line.command == tarvel::Command::kAgent) return tarvel::runAgent({agent, service, program}, line);
-  if (line.command == tarvel::Command::kDoctor) {
-    tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);
-    return tarvel::runDoctor({platform, agent, service, probe, program, tarvel::secondsSince2001()}, line);
+  tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);
+  const tarvel::Patient patient{platform, agent, service, probe, program, tarvel::secondsSince2001()};
+  if (line.command == tarvel::Command::kDoctor) return tarvel::runDoctor(patient, line);
+  if (line.command == tarvel::Command::kAgent) {
+    return tarvel::runAgent({agent, service, program, [&patient] { return tarvel::doubtsAboutSorting(patient); }},
+                            line);
   }
   if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
   return line.command == tarvel::Command::kStatus ? tarvel::runStatus(agent, line) : tarvel::runReport(agent, line);

@@ -98,6 +98,13 @@ class AgentCommand(HomeTest):
         self.assertEqual(self.autostart.read_text(), "somebody's")
         self.assertFalse(self.settings.exists())
 
+    def test_what_would_make_the_first_sort_fail_is_said(self):
+        self.file.write_bytes(b"no bookmarks")
+        self.tarvel("settings", "set", "BookmarksFilename", self.file)
+        told = self.agent("enable")
+        self.assertIn("As things are, the first sort would fail:\n", told)
+        self.assertIn("tarvel agent disable", told)
+
     def doctor(self, status):
         result = self.tarvel("doctor", "--json")
         self.assertEqual(result.returncode, status, result.stdout)

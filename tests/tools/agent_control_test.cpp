@@ -29,7 +29,7 @@ struct AgentControlTest : testing::Test {
     line.command = Command::kAgent;
     line.agentAction = action;
     Captured captured;
-    const int status = runAgent({agent, service, kAgent}, line);
+    const int status = runAgent({agent, service, kAgent, [this] { return doubts; }}, line);
     output = captured.output.str();
     errors = captured.errors.str();
     return status;
@@ -45,6 +45,7 @@ struct AgentControlTest : testing::Test {
   MemoryAgentService service;
   AgentSurroundings agent{preferences, files, bundle, "/config/preferences.plist",
                           [this] { return service.runningAgent(); }};
+  std::vector<std::string> doubts;
   CommandLine line;
   std::string output;
   std::string errors;
@@ -91,6 +92,15 @@ TEST_F(AgentControlTest, AMissingBookmarksFileIsSaidAndStillEnabled) {
   EXPECT_THAT(output, HasSubstr("There is no file “/elsewhere/B.plist” yet"));
   EXPECT_THAT(output, HasSubstr("tarvel settings set BookmarksFilename PATH"));
   EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
+}
+
+TEST_F(AgentControlTest, WhatWouldMakeTheFirstSortFailIsSaidAndStillEnabled) {
+  doubts = {"It is no bookmarks file. Choose another.", "The disk is full. Make room."};
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_THAT(output, HasSubstr("As things are, the first sort would fail:\n"
+                                "  It is no bookmarks file. Choose another.\n  The disk is full. Make room.\n"));
+  EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
+  EXPECT_TRUE(service.runningAgent());
 }
 
 TEST_F(AgentControlTest, ARefusalChangesNothing) {

@@ -170,6 +170,17 @@ TEST_F(Doctor, TheContentsAreTriedOnACopy) {
   EXPECT_THAT(checkContents(patient), ElementsAre(isProblem(kFile, "BookmarksFilename")));
 }
 
+TEST_F(Doctor, WhatWouldMakeASortFailIsKnownBeforehand) {
+  EXPECT_THAT(doubtsAboutSorting(patient), IsEmpty());
+  putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
+  service.setRunningAgent(std::nullopt);
+  EXPECT_THAT(doubtsAboutSorting(patient), IsEmpty());
+  putBookmarks("Root[ a ]");
+  probe.system.isReadOnly = true;
+  EXPECT_THAT(doubtsAboutSorting(patient),
+              ElementsAre(HasSubstr("tarvel settings set BookmarksFilename PATH"), HasSubstr("Mount it for writing")));
+}
+
 TEST_F(Doctor, TheContentsAreTriedWithTheAgentsSettings) {
   putBookmarks("Root[ BookmarksBar[ z a ] BookmarksMenu[ b ] ]");
   EXPECT_THAT(checkContents(patient), ElementsAre(isFine("in order")));
