@@ -34,7 +34,8 @@ function(tarvel_bundle_tables bundle)
   add_custom_target(bundle_tables ALL DEPENDS ${copies})
 endfunction()
 
-# tarvel_bundle_executable(target bundle): the target's program stands in that bundle, `Tarvel` or `TarvelHelper`.
+# tarvel_bundle_executable(target bundle [component]): the target's program stands in that bundle, `Tarvel` or
+# `TarvelHelper`, and in that package.
 function(tarvel_bundle_executable target bundle)
   if(NOT DEFINED TARVEL_BUNDLE_${bundle})
     message(FATAL_ERROR "There is no bundle ${bundle}")
@@ -43,7 +44,11 @@ function(tarvel_bundle_executable target bundle)
   # As an expression it stays free of a folder for each configuration.
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "$<1:${PROJECT_BINARY_DIR}/${folder}>")
   add_dependencies(${target} bundle_tables)
-  install(TARGETS ${target} RUNTIME DESTINATION "${TARVEL_BUNDLES_DESTINATION}/${folder}")
+  set(component ${ARGN})
+  if(NOT component)
+    set(component "${CMAKE_INSTALL_DEFAULT_COMPONENT_NAME}")
+  endif()
+  install(TARGETS ${target} RUNTIME DESTINATION "${TARVEL_BUNDLES_DESTINATION}/${folder}" COMPONENT ${component})
 endfunction()
 
 set(feed "")

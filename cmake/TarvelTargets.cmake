@@ -20,6 +20,8 @@ target_compile_options(tarvel_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
   -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi
   -fstack-protector-strong -fstack-clash-protection)
+# What is to be released comes out the same wherever it was built.
+target_compile_options(tarvel_flags INTERFACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
 # A library that a program does not use costs it time at every start.
 target_link_options(tarvel_flags INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 if(TARVEL_DEVELOPER)

@@ -1,5 +1,7 @@
 #include "platform/linux/linux_updater.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cmath>
 #include <ctime>
@@ -75,7 +77,11 @@ class LinuxUpdater final : public Updater {
   [[nodiscard]] std::string identifier() const { return information(kIdentifierKey); }
 
   /// Without a version at hand, every one that the feed offers would be an update.
-  [[nodiscard]] bool canCheck() const { return !information(kFeedKey).empty() && !information(kVersionKey).empty(); }
+  /// The checker may be a package that is not installed.
+  [[nodiscard]] bool canCheck() const {
+    return !information(kFeedKey).empty() && !information(kVersionKey).empty() &&
+           ::access(surroundings_.checker.c_str(), X_OK) == 0;
+  }
 
   [[nodiscard]] double storedInterval() const {
     const PropertyList value = preferences().copyAppValue(kIntervalKey, identifier());

@@ -332,6 +332,16 @@ TEST_F(LinuxUpdaterTest, EveryFaultIsSilence) {
   EXPECT_THAT(delegate.found, IsEmpty());
 }
 
+TEST_F(LinuxUpdaterTest, WithoutTheCheckerNobodyLooksAndNothingIsRemembered) {
+  want(true, 3600);
+  EXPECT_TRUE(updater.automaticallyChecksForUpdates());
+  fs::remove(directory.path("checker"));
+  EXPECT_FALSE(updater.automaticallyChecksForUpdates());
+  updater.checkForUpdateInformation();
+  EXPECT_FALSE(hasChildren());
+  EXPECT_FALSE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
+}
+
 TEST_F(LinuxUpdaterTest, ACheckThatTakesTooLongIsKilledAndTheNextOneCanBegin) {
   LinuxUpdaters hasty({*real.loop, preferences, bundles, directory.path("checker"), std::chrono::milliseconds(100)});
   Updater& impatient = hasty.updaterForBundle(kBundle);
