@@ -25,7 +25,7 @@ class StageObserver {
  public:
   virtual ~StageObserver() = default;
 
-  virtual void stageBegan(SortStage stage) = 0;
+  virtual void stageBegan(SortStage stage) = 0;  ///< Comes before the stage does anything.
   /// So many entries of a folder, counted without what is below them, went through the stage.
   virtual void entriesPassed(std::size_t count) = 0;
 };
