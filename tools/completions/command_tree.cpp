@@ -1,5 +1,6 @@
 #include "tools/completions/command_tree.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
 
