@@ -50,7 +50,7 @@ int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopie
     return 0;
   }
   std::cout << "The copy " << quoted(made.copy.path) << " was made (" << counted(*bookmarks, "bookmark", "bookmarks")
-            << ").\n";
+            << ").\nTo have it back: tarvel restore --from '" << made.copy.name << "'\n";
   return 0;
 }
 

@@ -76,7 +76,7 @@ std::string backupListAsText(const BackupList& list) {
     if (copy.isAsNow) text += "  (as the file is now)";
     text += "\n";
   }
-  return text;
+  return text + "\nTo put one back: tarvel restore --from NAME, or a part of the name that only one has.\n";
 }
 
 std::string backupListAsJson(const BackupList& list) {

@@ -16,8 +16,8 @@ constexpr const char* kFooter =
     "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
-    "10 preview: a sort would change the file; diff: they differ; 11 status: the agent does not run though it should, "
-    "or an error waits; doctor: something needs attention;\n"
+    "10 preview, restore: the file would change; diff: they differ; 11 status: the agent does not run though it "
+    "should, or an error waits; doctor: something needs attention;\n"
     "12 settings, report: not kept, agent: not done, a page not written, or a copy not removed; 64 wrong usage; 70 not "
     "enough memory.";
 
@@ -131,7 +131,9 @@ void addCommands(CLI::App& app, CommandLine& line) {
   addPage(*preview, line);
   preview->callback([&line] { line.command = Command::kPreview; });
 
-  CLI::App* restore = app.add_subcommand("restore", "Put the backup in place of the bookmarks file");
+  CLI::App* restore =
+      app.add_subcommand("restore", "Put the backup, or any dated copy, in place of the bookmarks file");
+  addRestoreFrom(*restore, line);
   addBackupFile(*restore, line);
   addColor(*restore, line);
   addFile(*restore, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");

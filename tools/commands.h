@@ -6,6 +6,7 @@
 #include "platform/platform.h"
 #include "tools/command_line.h"
 #include "tools/difference_report.h"
+#include "tools/questioner.h"
 
 namespace tarvel {
 
@@ -14,7 +15,8 @@ namespace tarvel {
 
 [[nodiscard]] int runSort(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
-[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line);
+/// `person` is asked before a dated copy is put back.
+[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line, Questioner& person);
 [[nodiscard]] int runBackup(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDiff(const Platform& platform, const CommandLine& line);

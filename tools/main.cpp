@@ -23,6 +23,7 @@
 #include "tools/doctor.h"
 #include "tools/local_time.h"
 #include "tools/log_command.h"
+#include "tools/questioner.h"
 #include "tools/terminal.h"
 
 namespace {
@@ -63,6 +64,7 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxBundle bundle = tarvel::LinuxBundle::forCommand(propertyLists);
   tarvel::QuietWorkspace workspace;
   tarvel::LinuxClock clock;
+  tarvel::TerminalQuestioner person;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
   switch (line.command) {
     case tarvel::Command::kSort:
@@ -70,7 +72,7 @@ int run(const tarvel::CommandLine& line) {
     case tarvel::Command::kPreview:
       return tarvel::runPreview(platform, line);
     case tarvel::Command::kRestore:
-      return tarvel::runRestore(platform, line);
+      return tarvel::runRestore(platform, line, person);
     case tarvel::Command::kBackup:
       return tarvel::runBackup(platform, line);
     case tarvel::Command::kDump:

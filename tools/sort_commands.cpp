@@ -1,4 +1,4 @@
-// sort, preview and restore.
+// sort and preview.
 
 #include <unistd.h>
 
@@ -148,32 +148,6 @@ int runPreview(const Platform& platform, const CommandLine& line) {
   }
   if (report.code != TarvelErrorNone) return report.code;
   return report.changes.isOrderChanged ? kExitWouldChange : 0;
-}
-
-int runRestore(const Platform& platform, const CommandLine& line) {
-  const std::string file = bookmarksFilePath(platform, line);
-  const std::string backup = backupFilePath(platform, line);
-  Tarvel tarvel(platform);
-  configure(tarvel, line, file, backup);
-  const TarvelError error = tarvel.restoreBackedUpBookmarks();
-  const Painter painter(usesColor(line.color, error == TarvelErrorNone ? STDOUT_FILENO : STDERR_FILENO));
-  if (error == TarvelErrorNone) {
-    std::cout << "The backup “" << printable(backup) << "” is the bookmarks file “" << printable(file) << "” again.\n";
-    return error;
-  }
-  std::cerr << painter.red(Tarvel::stringFromTarvelError(platform.bundle, error)) << "\n";
-  switch (error) {
-    case TarvelErrorBookmarksFileNotFound:
-      std::cerr << "There is no backup at “" << printable(backup) << "”; name another with --backup-file.\n";
-      break;
-    case TarvelErrorOutputFileNotFound:
-      std::cerr << "There is nothing at “" << printable(file) << "”. To have the backup there all the same, copy it: “"
-                << printable(backup) << "”.\n";
-      break;
-    default:
-      std::cerr << "“" << printable(file) << "” is as it was, and so is the backup “" << printable(backup) << "”.\n";
-  }
-  return error;
 }
 
 }  // namespace tarvel

@@ -7,7 +7,7 @@ import re
 import stat
 import unittest
 
-from support import HomeTest, folder, leaf, root
+from support import HomeTest, Terminal, folder, leaf, root
 
 NAME = re.compile(r"^Bookmarks \d{4}-\d\d-\d\d \d{6}\.\d{3}Z [0-9a-f]{8}\.plist$")
 
@@ -169,6 +169,95 @@ class Prune(BackupTest):
             result = self.tarvel("backup", "prune", *arguments, self.file)
             self.assertEqual(result.returncode, 64, arguments)
         self.assertEqual(len(self.copies()), 1)
+
+
+class RestoreFrom(BackupTest):
+    def test_shows_the_difference_and_takes_a_yes(self):
+        old = self.keep("a", "b")
+        now = self.write(bookmarks("a", "c"))
+        result = self.tarvel("restore", "--from", old.name, self.file)
+        self.assertEqual(result.returncode, 10)
+        self.assertIn("“c”".encode(), result.stdout)
+        self.assertIn(b"--yes", result.stdout)
+        self.assertEqual(self.file.read_bytes(), now)
+        self.assertEqual(self.copies(), [old])
+        result = self.tarvel("restore", "--from", old.name, "--yes", self.file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(self.file.read_bytes(), old.read_bytes())
+        self.assertEqual(len(self.copies()), 2)
+        kept = self.copies()[1]
+        self.assertEqual(kept.read_bytes(), now)
+        self.assertIn(str(kept).encode(), result.stdout)
+
+    def test_asks_at_a_terminal(self):
+        for answer, status in ((b"n\n", 10), (b"\n", 10), (b"\x04", 10), (b"y\n", 0)):
+            old = self.keep("a", "b")
+            now = self.write(bookmarks("a", answer.hex()))
+            run = Terminal(self.environment, "restore", "--from", old.name, self.file)
+            self.assertTrue(run.wait_for(b"[y/N]"))
+            self.assertLess(run.shown.index("“b”".encode()), run.shown.index(b"[y/N]"))
+            run.press(answer)
+            self.assertEqual(run.end(), status, answer)
+            self.assertEqual(self.file.read_bytes(), now if status else old.read_bytes())
+
+    def test_any_file_can_be_put_back_and_stays(self):
+        first = self.write(bookmarks("b", "a"))
+        self.folder.mkdir(parents=True)
+        self.backup.write_bytes(first)
+        elsewhere = self.home / "elsewhere.plist"
+        elsewhere.write_bytes(self.write(bookmarks("x")))
+        for copy in (elsewhere, "elsewhere.plist", "./elsewhere.plist", self.backup.name, "Initial", self.backup):
+            now = self.write(bookmarks(str(copy)))
+            result = self.tarvel("restore", "--from", copy, "--yes", self.file)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            expected = first if "Init" in str(copy) else elsewhere.read_bytes()
+            self.assertEqual(self.file.read_bytes(), expected)
+            self.assertEqual(self.copies()[-1].read_bytes(), now)
+        self.assertEqual(self.backup.read_bytes(), first)
+
+    def test_mode_and_link_of_the_file_stay(self):
+        old = self.keep("a")
+        real = self.home / "real.plist"
+        self.file.rename(real)
+        real.write_bytes(self.write(bookmarks("b")))
+        real.chmod(0o640)
+        self.file.unlink()
+        self.file.symlink_to(real.name)
+        self.assertEqual(self.tarvel("restore", "--from", old, "--yes", self.file).returncode, 0)
+        self.assertTrue(self.file.is_symlink())
+        self.assertEqual(real.read_bytes(), old.read_bytes())
+        self.assertEqual(stat.S_IMODE(real.stat().st_mode), 0o640)
+
+    def test_a_lost_or_broken_file_comes_back(self):
+        old = self.keep("a")
+        self.file.unlink()
+        self.assertEqual(self.tarvel("restore", "--from", old, "--yes", self.file).returncode, 0)
+        self.assertEqual(self.file.read_bytes(), old.read_bytes())
+        self.file.write_bytes(b"torn")
+        result = self.tarvel("restore", "--from", old, "--yes", self.file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(self.file.read_bytes(), old.read_bytes())
+        self.assertEqual(self.copies()[-1].read_bytes(), b"torn")
+
+    def test_faults_change_nothing(self):
+        old = self.keep("a")
+        now = self.write(bookmarks("b"))
+        junk = self.home / "junk.plist"
+        junk.write_bytes(b"{ a = b; }")
+        for arguments, status in (
+            (["--from", "none"], 1),
+            (["--from", self.home / "none"], 1),
+            (["--from", junk, "--yes"], 3),
+            (["--from", self.home, "--yes"], 5),
+            (["--yes"], 64),
+        ):
+            result = self.tarvel("restore", *arguments, self.file)
+            self.assertEqual(result.returncode, status, arguments)
+            self.assertNotEqual(result.stderr, b"")
+        (self.home / "lock").touch()
+        self.assertEqual(self.tarvel("restore", "--from", old, "--yes", self.file).returncode, 8)
+        self.assertEqual(self.file.read_bytes(), now)
+        self.assertEqual(self.copies(), [old])
 
 
 if __name__ == "__main__":

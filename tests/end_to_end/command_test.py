@@ -224,11 +224,16 @@ class Restore(HomeTest):
     def test_puts_the_backup_back(self):
         before = self.write(unsorted_root())
         self.tarvel("sort", self.file)
-        self.assertNotEqual(self.file.read_bytes(), before)
+        sorted_ = self.file.read_bytes()
+        self.assertNotEqual(sorted_, before)
         result = self.tarvel("restore", self.file)
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(self.file.read_bytes(), before)
-        self.assertEqual(self.files(), ["Bookmarks.plist"])
+        self.assertFalse(self.backup.exists())
+        # What it replaced is somewhere else now, and the answer says where.
+        (kept,) = [name for name in self.files() if name != "Bookmarks.plist"]
+        self.assertEqual((self.home / kept).read_bytes(), sorted_)
+        self.assertIn(str(self.home / kept).encode(), result.stdout)
 
     def test_a_backup_that_is_a_link_gives_what_it_leads_to(self):
         before = self.write(unsorted_root())

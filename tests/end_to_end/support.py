@@ -3,14 +3,19 @@
 import os
 import pathlib
 import plistlib
+import pty
+import select
 import shutil
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 TARVEL = os.environ["TARVEL_BIN"]
 SAMPLES = pathlib.Path(os.environ["TARVEL_SAMPLES"])
 SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
+PATIENCE = 60
 
 
 class HomeTest(unittest.TestCase):
@@ -53,6 +58,57 @@ class HomeTest(unittest.TestCase):
     def files(self):
         """Every file of the home, relative."""
         return sorted(p.relative_to(self.home).as_posix() for p in self.home.rglob("*") if not p.is_dir())
+
+
+class Terminal:
+    """The command with a terminal of its own: its controlling one, so that keys become signals."""
+
+    def __init__(self, environment, *arguments, stdout=None):
+        self.terminal, other = pty.openpty()
+        self.before = termios.tcgetattr(self.terminal)
+        self.shown = b""
+
+        def own():
+            os.setsid()
+            os.close(os.open(os.ttyname(2), os.O_RDWR))  # the first terminal opened is the session's own
+
+        self.process = subprocess.Popen(
+            [TARVEL, *map(str, arguments)],
+            env={**environment, "TERM": environment.get("TERM", "xterm")},
+            stdin=other,
+            stdout=other if stdout is None else stdout,
+            stderr=other,
+            preexec_fn=own,
+        )
+        os.close(other)
+
+    def wait_for(self, text):
+        """Whether it was shown before the command ended."""
+        deadline = time.monotonic() + PATIENCE
+        while text is None or text not in self.shown:
+            if time.monotonic() > deadline:
+                self.process.kill()
+                raise AssertionError(f"{text} was not shown: {self.shown}")
+            if not select.select([self.terminal], [], [], 0.1)[0]:
+                continue
+            try:
+                got = os.read(self.terminal, 65536)
+            except OSError:
+                return False
+            if not got:
+                return False
+            self.shown += got
+        return True
+
+    def press(self, key):
+        os.write(self.terminal, key)
+
+    def end(self):
+        """The exit status, once everything was shown."""
+        self.wait_for(None)
+        self.after = termios.tcgetattr(self.terminal)
+        os.close(self.terminal)
+        return self.process.wait(PATIENCE)
 
 
 _serial = 0

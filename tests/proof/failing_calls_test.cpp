@@ -140,15 +140,60 @@ TEST_P(FailedCalls, ASortSucceedsOrLeavesTheFileAsItWasWithACodeAndWords) {
 }
 
 TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
-  const std::set<int> codes = {0, 1, 2, 6, 70};
+  const std::set<int> codes = {0, 1, 2, 5, 6, 7, 8, 70};
   FailingCalls calls(home, home.restore(), [&] { home.resetToSorted(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
     EXPECT_TRUE(codes.contains(end.exitStatus));
     if (isShort(failure)) {
       EXPECT_EQ(end.exitStatus, 0);
     }
-    const bool isDone = home.isUnsorted() && home.hasNoBackup();
+    const bool isDone = home.isUnsorted() && home.hasNoBackup() && home.hasCopyOfSorted();
+    EXPECT_TRUE(home.hasOnlyWholeCopies());
     EXPECT_TRUE(isDone || (home.isSorted() && home.hasWholeBackup()));
+    if (end.exitStatus == 0) {
+      EXPECT_TRUE(isDone);
+    }
+    if (end.exitStatus != 0) {
+      EXPECT_NE(end.output, "");
+    }
+  });
+}
+
+struct FailedCopies : testing::Test {
+  ProofHome home;
+};
+
+TEST_F(FailedCopies, ADatedCopyIsMadeOrThereIsACodeWithWords) {
+  const std::set<int> codes = {0, 1, 3, 5, 7, 8, 70};
+  FailingCalls calls(home, home.keep(), [&] { home.reset(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    EXPECT_TRUE(home.isUnsorted());
+    EXPECT_TRUE(home.hasOnlyWholeCopies());
+    EXPECT_TRUE(home.hasOnlyHiddenStrays());
+    EXPECT_TRUE(end.exitStatus != 0 || home.datedCopies().size() == 1);
+    if (end.exitStatus != 0) {
+      EXPECT_NE(end.output, "");
+    }
+  });
+}
+
+TEST_F(FailedCopies, ACopyIsPutBackOrTheFileStaysAsItWas) {
+  const std::set<int> codes = {0, 1, 3, 5, 6, 7, 8, 70};
+  FailingCalls calls(home, home.putBack(), [&] { home.resetToSorted(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    const bool isDone = home.isUnsorted() && home.hasCopyOfSorted();
+    EXPECT_TRUE(isDone || home.isSorted());
+    EXPECT_TRUE(home.hasWholeBackup());
+    EXPECT_TRUE(home.hasOnlyWholeCopies());
+    EXPECT_TRUE(home.hasOnlyHiddenStrays());
     if (end.exitStatus == 0) {
       EXPECT_TRUE(isDone);
     }

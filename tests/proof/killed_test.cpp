@@ -11,14 +11,16 @@ namespace tarvel {
 namespace {
 
 constexpr std::size_t kMostInQuickForm = 120;
+/// For what shares most of its calls with a sort.
+constexpr std::size_t kFewInQuickForm = 50;
 
 /// Runs `program` once for each call, killing it there.
 void killAtEachCall(ProofHome& home, const TracedProgram& program, const std::function<void()>& prepare,
-                    const std::function<void()>& check) {
+                    const std::function<void()>& check, std::size_t most = kMostInQuickForm) {
   prepare();
   const std::size_t calls = runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).calls;
   ASSERT_GT(calls, 30U);
-  for (const std::size_t place : chosen(calls, kMostInQuickForm)) {
+  for (const std::size_t place : chosen(calls, most)) {
     SCOPED_TRACE("killed before call " + std::to_string(place) + " of " + std::to_string(calls));
     prepare();
     const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
@@ -72,8 +74,43 @@ TEST_P(Killed, ARestoreHappensOrDoesNotAndTheNextSortSucceeds) {
         EXPECT_TRUE(home.isUnsorted() || home.isSorted());
         EXPECT_TRUE(home.isUnsorted() || home.hasWholeBackup());
         EXPECT_TRUE(home.hasNoBackup() || home.hasWholeBackup());
+        EXPECT_TRUE(home.isSorted() || home.hasCopyOfSorted()) << "what was replaced is lost";
+        EXPECT_TRUE(home.hasOnlyWholeCopies());
         expectThatTheNextSortSucceeds();
       });
+}
+
+struct KilledCopies : testing::Test {
+  ProofHome home;
+};
+
+TEST_F(KilledCopies, ADatedCopyIsWholeOrNotThereAndTheNextOneIsMade) {
+  killAtEachCall(
+      home, home.keep(), [&] { home.reset(); },
+      [&] {
+        EXPECT_TRUE(home.isUnsorted());
+        EXPECT_TRUE(home.hasOnlyWholeCopies());
+        EXPECT_TRUE(home.hasOnlyHiddenStrays());
+        EXPECT_EQ(ProofHome::run(home.keep()), 0);
+        EXPECT_EQ(home.datedCopies().size(), 1U);
+        EXPECT_TRUE(home.hasOnlyWholeCopies());
+      },
+      kFewInQuickForm);
+}
+
+TEST_F(KilledCopies, ACopyIsPutBackOrNotAndBothItAndWhatItReplacesAreThere) {
+  killAtEachCall(
+      home, home.putBack(), [&] { home.resetToSorted(); },
+      [&] {
+        EXPECT_TRUE(home.isUnsorted() || home.isSorted());
+        EXPECT_TRUE(home.hasWholeBackup());
+        EXPECT_TRUE(home.isSorted() || home.hasCopyOfSorted()) << "what was replaced is lost";
+        EXPECT_TRUE(home.hasOnlyWholeCopies());
+        EXPECT_TRUE(home.hasOnlyHiddenStrays());
+        EXPECT_EQ(ProofHome::run(home.putBack()), 0);
+        EXPECT_TRUE(home.isUnsorted());
+      },
+      kFewInQuickForm);
 }
 
 struct KilledSettings : testing::Test {

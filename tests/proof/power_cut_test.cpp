@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 #include "tests/proof/crash_model.h"
@@ -63,6 +64,12 @@ struct PowerCut : testing::TestWithParam<FilePlacing> {
     }
     return false;
   }
+  [[nodiscard]] bool hasCopyOfSorted(const DiskState& state) const {
+    return std::ranges::any_of(state.entries, [&](const auto& entry) {
+      const std::string* bytes = state.bytesAt(entry.first);
+      return ProofHome::isDatedCopy(entry.first) && bytes != nullptr && home.isSortedBytes(*bytes);
+    });
+  }
   void expectThatTheNextSortSucceeds() const {
     EXPECT_EQ(ProofHome::run(home.sort()), 0);
     EXPECT_TRUE(home.isSorted());
@@ -93,6 +100,7 @@ TEST_P(PowerCut, ARestoreHappensOrDoesNot) {
       home, home.restore(),
       [&](const DiskState& state) {
         EXPECT_TRUE(isUnsorted(state) || (isSorted(state) && hasWholeBackup(state)));
+        EXPECT_TRUE(isSorted(state) || hasCopyOfSorted(state)) << "what was replaced is lost";
         EXPECT_TRUE(state.bytesAt(kBackup) == nullptr || hasWholeBackup(state));
       },
       [&](const DiskState& state) { return isUnsorted(state); }, [&] { expectThatTheNextSortSucceeds(); });

@@ -127,6 +127,30 @@ bool ProofHome::hasWholeBackup() const {
   return folder_.read("data/Tarvel/Bookmarks (Initial Copy).plist") == unsorted_;
 }
 
+bool ProofHome::isDatedCopy(const std::string& path) { return path.starts_with("data/Tarvel/Bookmarks 2"); }
+
+std::vector<std::string> ProofHome::datedCopies() const {
+  std::vector<std::string> names;
+  if (!fs::exists(folder_.path("data/Tarvel"))) return names;
+  for (const auto& entry : fs::directory_iterator(folder_.path("data/Tarvel"))) {
+    const std::string name = "data/Tarvel/" + entry.path().filename().string();
+    if (isDatedCopy(name)) names.push_back(name);
+  }
+  return names;
+}
+
+bool ProofHome::hasOnlyWholeCopies() const {
+  return std::ranges::all_of(datedCopies(), [&](const std::string& name) {
+    const std::string bytes = folder_.read(name);
+    return bytes == unsorted_ || bytes == sortedBytes_;
+  });
+}
+
+bool ProofHome::hasCopyOfSorted() const {
+  return std::ranges::any_of(datedCopies(),
+                             [&](const std::string& name) { return folder_.read(name) == sortedBytes_; });
+}
+
 bool ProofHome::hasOldSettings() const {
   return folder_.read("config/org.tarvel.Tarvel/preferences.plist") == kOldSettings;
 }
@@ -167,7 +191,7 @@ std::vector<std::string> ProofHome::strays() const {
   std::vector<std::string> strays;
   for (const auto& entry : fs::recursive_directory_iterator(root())) {
     const std::string name = fs::path(entry.path()).lexically_relative(root()).string();
-    if (!entry.is_directory() && !belonging.contains(name)) strays.push_back(name);
+    if (!entry.is_directory() && !belonging.contains(name) && !isDatedCopy(name)) strays.push_back(name);
   }
   return strays;
 }

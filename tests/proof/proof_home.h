@@ -40,6 +40,10 @@ class ProofHome {
 
   [[nodiscard]] TracedProgram sort() const { return command({"sort", file()}); }
   [[nodiscard]] TracedProgram restore() const { return command({"restore", file()}); }
+  /// A dated copy of the file.
+  [[nodiscard]] TracedProgram keep() const { return command({"backup", file()}); }
+  /// The backup back in place of the file, as a copy that stays.
+  [[nodiscard]] TracedProgram putBack() const { return command({"restore", "--from", backup(), "--yes", file()}); }
   [[nodiscard]] TracedProgram set() const { return command({"settings", "set", "BookmarksUpdateLatency", "7"}); }
 
   /// Undisturbed; answers its exit status.
@@ -52,6 +56,12 @@ class ProofHome {
   [[nodiscard]] bool hasNoBackup() const;
   /// The backup has every byte of the unsorted file.
   [[nodiscard]] bool hasWholeBackup() const;
+  /// The dated copies by name. Each should have every byte of the unsorted or the sorted file.
+  [[nodiscard]] std::vector<std::string> datedCopies() const;
+  [[nodiscard]] bool hasOnlyWholeCopies() const;
+  [[nodiscard]] bool hasCopyOfSorted() const;
+  /// Whether a path, relative to the root, is that of a dated copy.
+  [[nodiscard]] static bool isDatedCopy(const std::string& path);
   /// Neither kind of settings is torn: as they were, or with the new value too.
   [[nodiscard]] bool hasOldSettings() const;
   [[nodiscard]] bool hasNewSettings() const;

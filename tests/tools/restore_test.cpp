@@ -1,0 +1,249 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <functional>
+
+#include "tests/support/engine_fixture.h"
+#include "tools/commands.h"
+#include "tools/dated_copies.h"
+
+namespace tarvel {
+namespace {
+
+struct Person final : Questioner {
+  bool here = true;
+  bool answer = true;
+  int asked = 0;
+  /// What happens while they think.
+  std::function<void()> meanwhile;
+
+  bool isThere() override { return here; }
+  bool agreesTo(const std::string& /*question*/) override {
+    ++asked;
+    if (meanwhile) meanwhile();
+    return answer;
+  }
+};
+
+constexpr const char* kFile = "/Bookmarks.plist";
+constexpr const char* kFirst = "/data/Tarvel/Bookmarks (Initial Copy).plist";
+
+struct Restore : testing::Test, EngineFixture {
+  DatedCopies copies{platform, "/data/Tarvel", kFile};
+  CommandLine line;
+  Person person;
+  std::string said;
+  std::string old = bookmarks("old");
+  std::string now = bookmarks("now");
+  DatedCopy copy;
+
+  Restore() {
+    line.command = Command::kRestore;
+    line.file = kFile;
+    line.backupFile = kFirst;
+    copy = copies.keep(Data::copyOf(old), EarlierCopy::kNewest).copy;
+    line.copies.from = copy.name;
+    save(now);
+  }
+
+  [[nodiscard]] std::string bookmarks(const std::string& title) {
+    const PropertyList list = tree("Root[ BookmarksBar[ " + title + " ] BookmarksMenu[ m ] ]");
+    return serialization.dataWithPropertyList(list, 200).data.joined();
+  }
+  void save(const std::string& bytes) { memory.fileManager.putFile(kFile, bytes); }
+  [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kFile); }
+
+  int run() {
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int status = runRestore(platform, line, person);
+    said = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+    return status;
+  }
+  [[nodiscard]] bool says(const std::string& text) const { return said.find(text) != std::string::npos; }
+  /// Whether bytes are in some file at all.
+  [[nodiscard]] bool isSomewhere(const std::string& bytes) const {
+    return std::ranges::any_of(memory.fileManager.filePaths(),
+                               [&](const std::string& path) { return memory.fileManager.bytesAt(path) == bytes; });
+  }
+};
+
+TEST_F(Restore, ACopyIsPutBackStaysAndWhatItReplacesIsKept) {
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(person.asked, 1);
+  EXPECT_EQ(file(), old);
+  EXPECT_EQ(memory.fileManager.bytesAt(copy.path), old);
+  ASSERT_EQ(copies.list().copies.size(), 2U);
+  EXPECT_EQ(memory.fileManager.bytesAt(copies.list().copies[1].path), now);
+  EXPECT_TRUE(says(copies.list().copies[1].name)) << said;
+  // And back again, for which no other copy is needed.
+  line.copies.from = copies.list().copies[1].name;
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), now);
+  EXPECT_EQ(copies.list().copies.size(), 2U);
+}
+
+TEST_F(Restore, TheDifferenceIsShownBeforeAnybodyIsAsked) {
+  bool wasUntouched = false;
+  person.meanwhile = [&] { wasUntouched = file() == now && copies.list().copies.size() == 1; };
+  person.answer = false;
+  EXPECT_EQ(run(), kExitWouldChange);
+  EXPECT_TRUE(wasUntouched);
+  EXPECT_TRUE(says("1 renamed")) << said;
+  EXPECT_TRUE(says("“old”")) << said;
+  EXPECT_EQ(file(), now);
+  EXPECT_EQ(copies.list().copies.size(), 1U);
+}
+
+TEST_F(Restore, WhereNobodyCanBeAskedItTakesAYes) {
+  person.here = false;
+  EXPECT_EQ(run(), kExitWouldChange);
+  EXPECT_TRUE(says("--yes")) << said;
+  EXPECT_EQ(file(), now);
+  line.copies.isAgreed = true;
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), old);
+  EXPECT_EQ(person.asked, 0);
+}
+
+TEST_F(Restore, TheSameBytesAreNotWrittenAgain) {
+  save(old);
+  const auto date = memory.fileManager.modificationDateAtPath(kFile);
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(person.asked, 0);
+  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kFile), date);
+}
+
+TEST_F(Restore, NobodysSaveIsLost) {
+  const std::string theirs = bookmarks("theirs");
+  person.meanwhile = [&] { save(theirs); };
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), theirs);
+  // At the last instant too.
+  person.meanwhile = nullptr;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation == FileOperation::kWrite) save(bookmarks("later"));
+  });
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), bookmarks("later"));
+}
+
+TEST_F(Restore, TheBrowserIsWaitedForThreeSeconds) {
+  memory.fileManager.putFile("/lock", "");
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(person.asked, 0);
+  EXPECT_EQ(memory.clock.sleeps().size(), 10U);
+  memory.clock.forgetSleeps();
+  memory.clock.setHook([&](std::size_t sleeps) {
+    if (sleeps == 2) memory.fileManager.removeTree("/lock");
+  });
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), old);
+}
+
+TEST_F(Restore, ABrowserThatComesWhileThePersonThinksIsWaitedForToo) {
+  person.meanwhile = [&] { memory.fileManager.putFile("/lock", ""); };
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), now);
+}
+
+TEST_F(Restore, ABrokenFileIsReplacedAndKept) {
+  save("broken");
+  EXPECT_EQ(run(), 0);
+  EXPECT_TRUE(says("cannot be shown")) << said;
+  EXPECT_EQ(file(), old);
+  EXPECT_TRUE(isSomewhere("broken"));
+}
+
+TEST_F(Restore, AFileThatIsGoneIsMadeButNotOverOneThatComes) {
+  memory.fileManager.removeTree(kFile);
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), old);
+  memory.fileManager.removeTree(kFile);
+  person.meanwhile = [&] { save(now); };
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), now);
+}
+
+TEST_F(Restore, ACopyThatIsMissingOrNoBookmarksFileChangesNothing) {
+  line.copies.from = "2001";
+  EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
+  line.copies.from = "/none.plist";
+  EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
+  memory.fileManager.putFile("/other.plist", "no list at all");
+  line.copies.from = "/other.plist";
+  EXPECT_EQ(run(), TarvelErrorNotBookmarksFile);
+  memory.fileManager.setMode("/other.plist", 0200);
+  EXPECT_EQ(run(), TarvelErrorReadFailed);
+  EXPECT_EQ(file(), now);
+  EXPECT_EQ(person.asked, 0);
+  EXPECT_EQ(copies.list().copies.size(), 1U);
+}
+
+TEST_F(Restore, APartOfANameWillDoIfOnlyOneHasIt) {
+  memory.fileManager.putFile(kFirst, bookmarks("first"));
+  line.copies.from = "Bookmarks";
+  EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
+  EXPECT_TRUE(says("several")) << said;
+  line.copies.from = "Initial";
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), bookmarks("first"));
+  EXPECT_EQ(memory.fileManager.bytesAt(kFirst), bookmarks("first"));
+  line.copies.from = copy.name.substr(10, 17);
+  EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
+}
+
+TEST_F(Restore, WithoutACopyOfWhatItReplacesNothingIsReplaced) {
+  for (const FileOperation operation : {FileOperation::kCreateDirectory, FileOperation::kCreateFile}) {
+    memory.fileManager.failNext(operation, ENOSPC);
+    EXPECT_EQ(run(), TarvelErrorBackupFailed);
+    EXPECT_EQ(file(), now);
+  }
+}
+
+TEST_F(Restore, NothingIsLostWhicheverCallFails) {
+  for (const bool isFirst : {false, true}) {
+    for (int operation = 0; operation <= static_cast<int>(FileOperation::kSupportDirectory); ++operation) {
+      save(now);
+      memory.fileManager.putFile(kFirst, old);
+      line.copies.from = isFirst ? "" : copy.name;
+      memory.fileManager.failAlways(static_cast<FileOperation>(operation), EIO);
+      const int status = run();
+      // From here on nothing fails any more.
+      memory.fileManager.failAlways(static_cast<FileOperation>(operation), 0);
+      EXPECT_TRUE(isSomewhere(now)) << operation << said;
+      EXPECT_TRUE(isSomewhere(old)) << operation << said;
+      EXPECT_EQ(file(), status == 0 ? old : now) << operation << said;
+    }
+  }
+}
+
+TEST_F(Restore, TheFirstCopyMovesAndWhatItReplacesIsKept) {
+  memory.fileManager.putFile(kFirst, bookmarks("first"));
+  line.copies.from.clear();
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), bookmarks("first"));
+  EXPECT_FALSE(memory.fileManager.bytesAt(kFirst).has_value());
+  EXPECT_TRUE(isSomewhere(now));
+  EXPECT_TRUE(says("is kept as")) << said;
+  // No first copy is left, and no copy is made for nothing.
+  EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
+  EXPECT_EQ(copies.list().copies.size(), 2U);
+  memory.fileManager.putFile(kFirst, old);
+  memory.fileManager.removeTree(kFile);
+  EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
+}
+
+TEST_F(Restore, AFileSavedAfterItWasKeptIsNotReplacedByTheFirstCopy) {
+  memory.fileManager.putFile(kFirst, old);
+  line.copies.from.clear();
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation == FileOperation::kCreateFile) save(bookmarks("theirs"));
+  });
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), bookmarks("theirs"));
+}
+
+}  // namespace
+}  // namespace tarvel
