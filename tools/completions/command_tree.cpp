@@ -20,7 +20,8 @@ std::vector<std::string> namesOf(const Choices& choices) {
 
 /// By the name that stands for a value in the help.
 CompletedValue valueCalled(const std::string& name) {
-  if (name == "FILE" || name == "PATH" || name == "COPY" || name == "OLD" || name == "NEW") return {.isFile = true, .words = {}};
+  if (name == "FILE" || name == "PATH" || name == "COPY" || name == "OLD" || name == "NEW")
+    return {.isFile = true, .words = {}};
   if (name == "WHEN") return {.words = namesOf(kColorChoices)};
   if (name == "FORMAT") return {.words = namesOf(kDumpFormats)};
   if (name == "KEY") return {.words = settableSettings()};
