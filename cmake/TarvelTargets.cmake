@@ -50,3 +50,11 @@ function(tarvel_library name)
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
 endfunction()
+
+# tarvel_slow_to_compile(file...): sources that make much of somebody else's templates. Under the sanitizers they are not
+# optimised, which takes nothing away from what is checked and most of the time that it takes.
+function(tarvel_slow_to_compile)
+  if(TARVEL_SANITIZERS)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
+  endif()
+endfunction()

@@ -19,6 +19,27 @@ set(TARVEL_TEST_ENVIRONMENT
   "TARVEL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
   "LC_ALL=C.UTF-8")
 
+# tarvel_quick_tests(target): under the sanitizers the tests' own code is compiled the quick way, without optimisation and
+# from precompiled headers. What is tested is compiled as ever, and the other builds, which do without, show that each
+# file includes what it uses and has none of the warnings that take an optimiser.
+function(tarvel_quick_tests target)
+  if(NOT TARVEL_SANITIZERS)
+    return()
+  endif()
+  if(NOT TARGET tarvel_test_headers)
+    # A program, since programs and libraries are compiled for different places.
+    file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
+    add_executable(tarvel_test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
+    target_link_libraries(tarvel_test_headers PRIVATE tarvel_flags GTest::gmock GTest::gtest nlohmann_json::nlohmann_json)
+    target_compile_options(tarvel_test_headers PRIVATE -O0)
+    target_precompile_headers(tarvel_test_headers PRIVATE <algorithm> <array> <chrono> <filesystem> <fstream> <functional>
+      <map> <memory> <optional> <random> <set> <string> <thread> <vector> <gmock/gmock.h> <gtest/gtest.h>
+      <nlohmann/json.hpp>)
+  endif()
+  target_compile_options(${target} PRIVATE -O0)
+  target_precompile_headers(${target} REUSE_FROM tarvel_test_headers)
+endfunction()
+
 # tarvel_test(name [DEPENDS target...]): every *_test.cpp of the current folder as one program.
 function(tarvel_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
@@ -29,6 +50,7 @@ function(tarvel_test name)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
     nlohmann_json::nlohmann_json)
+  tarvel_quick_tests(${name})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 TEST_LIST ${name}_list PROPERTIES TIMEOUT 600)
   # As a property given above, only the first variable would arrive: lists are taken apart on the way.
   set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}_environment.cmake")
