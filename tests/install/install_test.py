@@ -16,7 +16,7 @@ LIBDIR = os.environ["TARVEL_LIBDIR"]
 FEED = os.environ["TARVEL_UPDATE_FEED_URL"]
 
 HELPER = "Tarvel.app/Contents/Library/TarvelHelper.app"
-LANGUAGES = ("de", "es", "fr", "ja", "sv")
+LANGUAGES = sorted(table.stem for table in (SOURCE / "packaging/Resources").glob("*.lproj"))
 PROGRAMS = {
     "Tarvel.app/Contents/Linux/Tarvel",
     f"{HELPER}/Contents/Linux/TarvelHelper",
