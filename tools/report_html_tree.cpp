@@ -55,6 +55,17 @@ std::vector<EntryChange> allChanges() {
   return {kEntryRemoved, kEntryAdded, kEntryMoved, kEntryRenamed, kEntryNamed, kEntryReaddressed};
 }
 
+std::string changeClasses(const TreeEntry& entry) {
+  std::string classes;
+  if (entry.changes != 0) classes += " c";
+  if (entry.changesBelow != 0) classes += " in-c";
+  for (const EntryChange change : allChanges()) {
+    if ((entry.changes & change) != 0) classes += std::string(" ") + wordFor(change);
+    if ((entry.changesBelow & change) != 0) classes += std::string(" in-") + wordFor(change);
+  }
+  return classes;
+}
+
 HtmlTree::HtmlTree(const TreeComparison& comparison, Side side)
     : comparison_(comparison),
       side_(side),
@@ -108,12 +119,7 @@ void HtmlTree::beginRow(std::size_t index, bool isFlat) {
   const TreeEntry& entry = own_[index];
   std::string classes = entry.kind == EntryKind::kFolder ? "folder" : "";
   if (isFlat) classes += " flat";
-  if (entry.changes != 0) classes += " c";
-  if (entry.changesBelow != 0) classes += " in-c";
-  for (const EntryChange change : allChanges()) {
-    if ((entry.changes & change) != 0) classes += std::string(" ") + wordFor(change);
-    if ((entry.changesBelow & change) != 0) classes += std::string(" in-") + wordFor(change);
-  }
+  classes += changeClasses(entry);
   html_ += "<li";
   if (targets_[index])
     html_ += std::string(" id=\"") + (side_ == Side::kBefore ? "b" : "a") + std::to_string(index) + "\"";

@@ -14,6 +14,8 @@ namespace tarvel {
 [[nodiscard]] const char* wordFor(EntryChange change);
 /// Every change, in the order in which an entry tells them.
 [[nodiscard]] std::vector<EntryChange> allChanges();
+/// The classes that tell what changed of an entry, and "in-" what changed below it; each with a space before it.
+[[nodiscard]] std::string changeClasses(const TreeEntry& entry);
 
 /// Writes one of the two trees as nested lists, folders as elements that fold without a script.
 class HtmlTree {
