@@ -104,9 +104,10 @@ class Page {
   void column(const std::string& name, const std::string& title, HtmlTree::Side side) {
     const EntryTree& tree = side == HtmlTree::Side::kBefore ? comparison_.before : comparison_.after;
     const std::string classes = tree.empty() ? "" : changeClasses(tree.front());
-    html_ += "<section id=\"" + name + "\" class=\"column" + classes + "\" aria-labelledby=\"" + name + "-title\">\n<h2 id=\"" + name + "-title\">" +
-             htmlText(title) + "</h2>\n<p class=\"none\">Nothing of this kind here.</p>\n" +
-             HtmlTree(comparison_, side).build() + "</section>\n";
+    html_ += "<section id=\"" + name + "\" class=\"column" + classes + "\" aria-labelledby=\"" + name +
+             "-title\">\n<h2 id=\"" + name + "-title\">" + htmlText(title) +
+             "</h2>\n<p class=\"none\">Nothing of this kind here.</p>\n" + HtmlTree(comparison_, side).build() +
+             "</section>\n";
   }
 
   const TreeComparison& comparison_;
