@@ -20,7 +20,7 @@ constexpr std::int64_t kMostCheckInterval = 315'360'000;
 
 constexpr std::array<Setting, 12> kSettings = {{
     {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "no", "Sort by itself at all"},
-    {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextStart, kBookmarksFilenameDefault,
+    {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, kBookmarksFilenameDefault,
      "The bookmarks file"},
     {kBookmarksUpdateLatencyKey, SettingType::kSeconds, SettingEffect::kNextStart, "30",
      "Seconds from the last change to the sort", kBookmarksUpdateLatencyLeast, kBookmarksUpdateLatencyMost},
@@ -149,6 +149,8 @@ std::string effectText(SettingEffect effect) {
   switch (effect) {
     case SettingEffect::kNextSort:
       return "from the next sort";
+    case SettingEffect::kNextSortThenStart:
+      return "from the next sort; its folder is watched from the agent's next start";
     case SettingEffect::kNextStart:
       return "from the agent's next start";
     default:

@@ -13,8 +13,9 @@ namespace tarvel {
 
 enum class SettingType { kBoolean, kSeconds, kPath, kText, kDate, kCode };
 
-/// When a setting that is changed counts.
-enum class SettingEffect { kNextSort, kNextStart, kNever };
+/// When a setting that is changed counts. kNextSortThenStart: the sort goes by it at once, what is watched from the
+/// start.
+enum class SettingEffect { kNextSort, kNextStart, kNextSortThenStart, kNever };
 
 /// One key of the main application's settings, as a person meets it.
 struct Setting {

@@ -103,6 +103,12 @@ TEST_F(AgentCommands, SecondsTheAgentWouldNotUseAreRefusedWithThoseItWould) {
   EXPECT_EQ(output, "BookmarksUpdateLatency is now 300, from the agent's next start.\n");
 }
 
+TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
+  EXPECT_EQ(set(kBookmarksFilenameKey, "/home/user/B.plist"), 0);
+  EXPECT_THAT(output, HasSubstr("is now /home/user/B.plist, from the next sort; its folder is watched from the agent's "
+                                "next start.\n"));
+}
+
 TEST_F(AgentCommands, APathThatTheAgentWouldMisunderstandIsRefusedWithTheFullOne) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "~/B.plist"), kExitUsage);
   EXPECT_THAT(errors, HasSubstr("You may mean “/home/user/B.plist”."));
