@@ -22,6 +22,8 @@ namespace tarvel {
 namespace {
 
 constexpr int kTerminal = STDERR_FILENO;
+/// For whoever is writing to the terminal to be done.
+constexpr std::chrono::milliseconds kPatience{100};
 
 bool canShow() {
   const char* term = std::getenv("TERM");
@@ -44,15 +46,16 @@ void put(const std::string& text) {
   [[maybe_unused]] const ssize_t written = ::write(kTerminal, text.data(), text.size());
 }
 
-/// What ends a program that does nothing about it, unless whoever started it had it ignored.
+/// What ends a program that does nothing about it, unless whoever started it had it ignored or held back.
 sigset_t endingSignals() {
   sigset_t signals;
+  sigset_t heldBack;
   (void)::sigemptyset(&signals);
+  (void)::pthread_sigmask(SIG_BLOCK, nullptr, &heldBack);
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     struct sigaction action {};
-    if (::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
-      (void)::sigaddset(&signals, number);
-    }
+    const bool isDefault = ::sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_DFL;
+    if (isDefault && ::sigismember(&heldBack, number) == 0) (void)::sigaddset(&signals, number);
   }
   return signals;
 }
@@ -79,7 +82,7 @@ class ShownProgress::Display {
       [[maybe_unused]] const ssize_t written = ::write(stop_.get(), &one, sizeof one);
       thread_.join();
     }
-    hide();
+    erase();
     // A signal that came too late for the thread does its work now.
     (void)::pthread_sigmask(SIG_SETMASK, &earlierMask_, nullptr);
   }
@@ -88,10 +91,11 @@ class ShownProgress::Display {
 
   [[nodiscard]] Progress& progress() { return progress_; }
 
-  /// Until it is drawn again.
-  void hide() {
+  /// In place of the line, which is drawn again below.
+  void log(SystemLog& log, std::string_view message) {
     const std::scoped_lock lock(mutex_);
     erase();
+    log.log(message);
   }
 
  private:
@@ -106,23 +110,24 @@ class ShownProgress::Display {
       signalfd_siginfo signal{};
       if (::read(ending_.get(), &signal, sizeof signal) == sizeof signal) end(static_cast<int>(signal.ssi_signo));
       if (awaited[0].revents != 0) return;
-      const std::scoped_lock lock(mutex_);
-      if (!takesText()) continue;
+      // Signals are not to wait for a line of the log that the terminal does not take.
+      const std::unique_lock lock(mutex_, std::try_to_lock);
+      if (!lock || !takesText()) continue;
       if (const auto text = line_.draw(progress_, clock_.monotonic(), columns())) put(*text);
     }
   }
 
   /// The whole program, by the signal itself, so that whoever started it can tell.
   void end(int signal) {
-    const std::scoped_lock lock(mutex_);
-    erase();
+    const std::unique_lock lock(mutex_, kPatience);
+    if (lock) erase();
     (void)::kill(::getpid(), signal);
     (void)::pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
   }
 
   Clock& clock_;
   Progress progress_;
-  std::mutex mutex_;
+  std::timed_mutex mutex_;
   ProgressLine line_;
   sigset_t signals_;
   sigset_t earlierMask_{};
@@ -132,8 +137,8 @@ class ShownProgress::Display {
 };
 
 void ShownProgress::Log::log(std::string_view message) {
-  if (display_ != nullptr) display_->hide();
-  log_.log(message);
+  if (display_ == nullptr) return log_.log(message);
+  display_->log(log_, message);
 }
 
 ShownProgress::ShownProgress(const Platform& platform)

@@ -17,6 +17,7 @@
 #include "platform/linux/linux_clock.h"
 #include "tests/support/engine_fixture.h"
 #include "tools/commands.h"
+#include "tools/shown_progress.h"
 
 namespace tarvel {
 namespace {
@@ -274,6 +275,70 @@ TEST(ProgressOnATerminal, ASignalThatWasToBeIgnoredStaysIgnored) {
       });
   ASSERT_TRUE(WIFSIGNALED(run.status));
   EXPECT_EQ(WTERMSIG(run.status), SIGTERM);
+}
+
+TEST(ProgressOnATerminal, ASignalThatWasHeldBackStaysSo) {
+  const TerminalRun run = runInTerminal(
+      [] {
+        sigset_t hangUp;
+        (void)::sigemptyset(&hangUp);
+        (void)::sigaddset(&hangUp, SIGHUP);
+        (void)::pthread_sigmask(SIG_BLOCK, &hangUp, nullptr);
+        return sortThatRestsIn("reading");
+      },
+      "Reading",
+      [](int, pid_t child) {
+        ASSERT_EQ(::kill(child, SIGHUP), 0);
+        ASSERT_EQ(::kill(child, SIGTERM), 0);
+      });
+  ASSERT_TRUE(WIFSIGNALED(run.status));
+  EXPECT_EQ(WTERMSIG(run.status), SIGTERM);
+}
+
+/// Writes each line by halves, with a while in between.
+struct HesitantLog final : SystemLog {
+  std::function<void()> hesitate;
+  void log(std::string_view message) override {
+    const std::string_view half = message.substr(0, message.size() / 2);
+    EXPECT_EQ(::write(STDERR_FILENO, half.data(), half.size()), static_cast<ssize_t>(half.size()));
+    hesitate();
+    const std::string rest = std::string(message.substr(half.size())) + "\n";
+    EXPECT_EQ(::write(STDERR_FILENO, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
+  }
+};
+
+/// Waits until the line is there, logs, and rests.
+int logWhileShown(const std::function<void()>& hesitate) {
+  EngineFixture t;
+  LinuxClock clock;
+  HesitantLog log;
+  log.hesitate = hesitate;
+  const Platform platform{t.serialization,
+                          t.memory.fileManager,
+                          t.memory.collator,
+                          t.memory.uuidSource,
+                          log,
+                          t.memory.bundle,
+                          t.memory.workspace,
+                          clock};
+  ShownProgress shown(platform);
+  clock.sleepFor(ProgressLine::kDelay + 2 * ProgressLine::kPause);
+  shown.platform().systemLog.log("one line of the log");
+  restForEver();
+}
+
+TEST(ProgressOnATerminal, NothingIsDrawnIntoALineOfTheLog) {
+  const TerminalRun run =
+      runInTerminal([] { return logWhileShown([] { LinuxClock().sleepFor(3 * ProgressLine::kPause); }); }, "log\r\n",
+                    [](int, pid_t child) { ASSERT_EQ(::kill(child, SIGTERM), 0); });
+  EXPECT_NE(run.output.find("one line of the log\r\n"), std::string::npos) << testing::PrintToString(run.output);
+}
+
+TEST(ProgressOnATerminal, CtrlCDoesNotWaitForALineOfTheLog) {
+  const TerminalRun run = runInTerminal([] { return logWhileShown(restForEver); }, "one line",
+                                        [](int terminal, pid_t) { ASSERT_EQ(::write(terminal, "\x03", 1), 1); });
+  ASSERT_TRUE(WIFSIGNALED(run.status)) << run.output;
+  EXPECT_EQ(WTERMSIG(run.status), SIGINT);
 }
 
 TEST(ProgressOnATerminal, TheAnswerStandsOnAClearLine) {
