@@ -184,6 +184,17 @@ std::vector<std::string> commandNames(CLI::App& app) {
   return names;
 }
 
+/// An option that ends with its equals sign, as when a shell's variable is not set: the parser would go on to take the
+/// next argument, such as the file, for its value.
+void refuseEmptyValues(int argc, const char* const* argv) {
+  for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i) {
+    const std::string_view given = argv[i];
+    if (given.starts_with("--") && given.ends_with('=')) {
+      throw CLI::ArgumentMismatch("“" + std::string(given) + "” has no value");
+    }
+  }
+}
+
 void explainUsage(CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
   std::cerr << "tarvel: " << error.what() << "\n";
   const std::vector<std::string> options = optionNames(app);
@@ -223,6 +234,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv) {
   CLI::App app;
   defineCommandLine(app, parsed.line);
   try {
+    refuseEmptyValues(argc, argv);
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     parsed.isDone = true;

@@ -1,7 +1,10 @@
 #include "tools/command_line_backup.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <limits>
 #include <string>
+#include <system_error>
 
 #include "tools/command_line.h"
 
@@ -23,6 +26,18 @@ std::string checkAge(const std::string& text) {
 std::string checkCount(const std::string& text) {
   const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
   return isNumber ? std::string() : "“" + text + "” is no number of copies";
+}
+
+/// Of digits. The parser's own way would take a leading zero as a sign of octal digits.
+std::size_t countOf(const std::string& digits) {
+  std::size_t count = 0;
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), count);
+  return read.ec == std::errc() ? count : std::numeric_limits<std::size_t>::max();
+}
+
+/// A shell's variable that is not set would have the first copy moved, unasked.
+std::string checkCopy(const std::string& name) {
+  return name.empty() ? "a copy is needed; to see what there is: tarvel backup list" : std::string();
 }
 
 }  // namespace
@@ -62,9 +77,12 @@ void addBackupCommand(CLI::App& app, CommandLine& line) {
   list->callback([&line] { line.copies.action = BackupAction::kList; });
 
   CLI::App* prune = backup->add_subcommand("prune", "Remove old copies; the first and the newest always stay");
-  auto* keep = prune->add_option("--keep", line.copies.keep, "Leave this many of the newest copies");
-  // A number below nothing would be read as a huge one.
-  keep->check(CLI::Validator(checkCount, "", "count"))->type_name("N");
+  prune
+      ->add_option_function<std::string>(
+          "--keep", [&line](const std::string& count) { line.copies.keep = countOf(count); },
+          "Leave this many of the newest copies")
+      ->check(CLI::Validator(checkCount, "", "count"))
+      ->type_name("N");
   prune
       ->add_option_function<std::string>(
           "--older-than", [&line](const std::string& age) { line.copies.olderThan = secondsOfAge(age); },
@@ -83,7 +101,7 @@ void addBackupCommand(CLI::App& app, CommandLine& line) {
 void addRestoreFrom(CLI::App& restore, CommandLine& line) {
   auto* from = restore.add_option("--from", line.copies.from,
                                   "The copy to put back, which also stays: its path, its name, or a part of its name");
-  from->type_name("COPY");
+  from->check(CLI::Validator(checkCopy, "", "copy"))->type_name("COPY");
   restore.add_flag("--yes", line.copies.isAgreed, "Put it back without asking")->needs(from);
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <vector>
 
 namespace tarvel {
@@ -46,6 +47,14 @@ TEST(CommandLine, EveryOptionCanBeTurned) {
   EXPECT_EQ(line.file, "f");
 }
 
+TEST(CommandLine, CountsOfCopiesAreDecimalAndHoweverLarge) {
+  const auto keep = [](const char* count) { return parse({"backup", "prune", "--keep", count}).line.copies.keep; };
+  EXPECT_EQ(keep("0"), 0U);
+  EXPECT_EQ(keep("010"), 10U);
+  EXPECT_EQ(keep("08"), 8U);
+  EXPECT_EQ(keep("18446744073709551617"), SIZE_MAX);
+}
+
 TEST(CommandLine, TheLastOfTwoOppositesCounts) {
   EXPECT_TRUE(parse({"sort", "--no-backup", "--backup"}).line.backup);
   EXPECT_FALSE(parse({"sort", "--backup", "--no-backup"}).line.backup);
@@ -57,6 +66,14 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"sort", "--unknown"},
                                                                      {"dump", "--format", "yaml"},
                                                                      {"restore", "--json"},
+                                                                     {"restore", "--from", ""},
+                                                                     {"restore", "--from=", "f"},
+                                                                     {"restore", "--from=", "--yes", "f"},
+                                                                     {"restore", "--yes"},
+                                                                     {"backup", "prune"},
+                                                                     {"backup", "prune", "--keep", ""},
+                                                                     {"backup", "prune", "--keep", "-1"},
+                                                                     {"backup", "prune", "--keep", "0x1"},
                                                                      {"what"}}) {
     const ParsedCommandLine parsed = parse(arguments);
     EXPECT_TRUE(parsed.isDone);
