@@ -153,12 +153,6 @@ std::string previewCommand(const AgentSurroundings& agent) {
   return command + " " + shellWord(file);
 }
 
-std::string shellWord(const std::string& word) {
-  std::string quoted = "'";
-  for (const char c : printable(word)) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 int runAgent(const AgentControl& control, const CommandLine& line) {
   switch (line.agentAction) {
     case AgentAction::kEnable:

@@ -25,7 +25,4 @@ struct AgentControl {
 /// The preview that shows what the agent's next sort would do, as a person types it.
 [[nodiscard]] std::string previewCommand(const AgentSurroundings& agent);
 
-/// One word for a shell, safe to show and to paste.
-[[nodiscard]] std::string shellWord(const std::string& word);
-
 }  // namespace tarvel

@@ -2,11 +2,12 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <iostream>
 #include <optional>
+#include <vector>
 
 #include "engine/tarvel.h"
-#include "platform/path_components.h"
 #include "tools/backup_list.h"
 #include "tools/commands.h"
 #include "tools/current_file.h"
@@ -39,18 +40,23 @@ std::string counted(std::size_t count, const char* one, const char* many) {
 
 int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopies& copies) {
   const std::string path = bookmarksFilePath(platform, line);
+  std::optional<ShownProgress> shown(platform);
   const CurrentFile file = readCurrentFile(platform, path);
+  std::optional<std::size_t> bookmarks;
+  if (file.code == TarvelErrorNone) bookmarks = bookmarkCount(platform, file.reading.data);
+  CopyMaking made;
+  if (bookmarks) made = copies.keep(file.reading.data);
+  shown.reset();
   if (file.code != TarvelErrorNone) return complain(platform, line, file.code, path, file.reading.status.reason);
-  const std::optional<std::size_t> bookmarks = bookmarkCount(platform, file.reading.data);
   if (!bookmarks) return complain(platform, line, TarvelErrorNotBookmarksFile, path);
-  const CopyMaking made = copies.keep(file.reading.data, EarlierCopy::kNewest);
   if (!made.status.ok()) return complain(platform, line, TarvelErrorBackupFailed, copies.folder(), made.status.reason);
   if (!made.isNew) {
     std::cout << "The newest copy " << quoted(made.copy.path) << " is the same to the last byte; no other was made.\n";
     return 0;
   }
   std::cout << "The copy " << quoted(made.copy.path) << " was made (" << counted(*bookmarks, "bookmark", "bookmarks")
-            << ").\nTo have it back: tarvel restore --from '" << made.copy.name << "'\n";
+            << ").\nTo have it back: tarvel restore --from " << shellWord(made.copy.name) << wordsForPlaces(line)
+            << "\n";
   return 0;
 }
 
@@ -70,40 +76,58 @@ bool mayGo(const DatedCopy& copy, std::size_t newerOnes, const CopyOptions& opti
   return !options.olderThan || now - copy.time.seconds > *options.olderThan;
 }
 
+struct Pruning {
+  /// The newest first, as all of them.
+  std::vector<DatedCopy> toGo;
+  /// What a restore has kept of a broken file is the only one there is.
+  std::vector<DatedCopy> noBookmarks;
+};
+
+/// Everything is looked at before the first one goes.
+Pruning planPruning(const Platform& platform, const CopyOptions& options, const std::vector<DatedCopy>& copies) {
+  const ShownProgress shown(platform);
+  const std::int64_t now = platform.clock.wallClock().seconds;
+  Pruning pruning;
+  std::size_t whole = 0;
+  for (auto copy = copies.rbegin(); copy != copies.rend(); ++copy) {
+    const FileReading reading = platform.fileManager.contentsAtPath(copy->path);
+    if (!reading.status.ok() || !bookmarkCount(platform, reading.data)) {
+      pruning.noBookmarks.push_back(*copy);
+    } else if (mayGo(*copy, whole++, options, now)) {
+      pruning.toGo.push_back(*copy);
+    }
+  }
+  return pruning;
+}
+
 int pruneCopies(const Platform& platform, const CommandLine& line, const DatedCopies& copies) {
   const DatedCopyListing listing = copies.list();
   if (!listing.status.ok()) return complainOfFolder(copies, listing.status);
-  const std::int64_t now = platform.clock.wallClock().seconds;
-  std::size_t whole = 0;
+  const Pruning pruning = planPruning(platform, line.copies, listing.copies);
+  const bool isDry = line.copies.isDryRun;
   std::size_t removed = 0;
-  int status = 0;
-  for (auto copy = listing.copies.rbegin(); copy != listing.copies.rend(); ++copy) {
-    const FileReading reading = platform.fileManager.contentsAtPath(copy->path);
-    if (!reading.status.ok() || !bookmarkCount(platform, reading.data)) {
-      // What a restore has kept of a broken file is the only one there is.
-      std::cout << "left alone, as it is no bookmarks file: " << quoted(copy->name) << "\n";
-      continue;
-    }
-    if (!mayGo(*copy, whole++, line.copies, now)) continue;
-    const FileStatus gone = line.copies.isDryRun ? FileStatus{} : platform.fileManager.removeItemAtPath(copy->path);
-    if (gone.ok()) {
+  for (const DatedCopy& copy : pruning.noBookmarks) {
+    std::cout << "left alone, as it cannot be read as a bookmarks file: " << quoted(copy.name) << "\n";
+  }
+  for (const DatedCopy& copy : pruning.toGo) {
+    const FileStatus gone = isDry ? FileStatus{} : platform.fileManager.removeItemAtPath(copy.path);
+    // Somebody else prunes at the same time.
+    if (gone.ok() || gone.code == ENOENT) {
       ++removed;
-      std::cout << (line.copies.isDryRun ? "would be removed: " : "removed: ") << quoted(copy->name) << "\n";
+      std::cout << (isDry ? "would be removed: " : "removed: ") << quoted(copy.name) << "\n";
     } else {
-      std::cerr << "tarvel: " << quoted(copy->path) << " could not be removed: " << printable(gone.reason) << "\n";
-      status = kExitFailed;
+      std::cerr << "tarvel: " << quoted(copy.path) << " could not be removed: " << printable(gone.reason) << "\n";
     }
   }
-  std::cout << counted(removed, "copy", "copies") << (line.copies.isDryRun ? " would be removed, " : " removed, ")
-            << listing.copies.size() - removed << (line.copies.isDryRun ? " would stay.\n" : " stay.\n");
-  return status;
+  std::cout << counted(removed, "copy", "copies") << (isDry ? " would be removed, " : " removed, ")
+            << listing.copies.size() - removed << (isDry ? " would stay.\n" : " stay.\n");
+  return removed == pruning.toGo.size() ? 0 : kExitFailed;
 }
 
 }  // namespace
 
 int runBackup(const Platform& platform, const CommandLine& line) {
-  const DatedCopies copies(platform, deletingLastPathComponent(backupFilePath(platform, line)),
-                           bookmarksFilePath(platform, line));
+  const DatedCopies copies(platform, backupFilePath(platform, line), bookmarksFilePath(platform, line));
   switch (line.copies.action) {
     case BackupAction::kMake:
       return makeCopy(platform, line, copies);

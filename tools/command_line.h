@@ -16,7 +16,7 @@ inline constexpr int kExitWouldChange = 10;
 inline constexpr int kExitNeedsAttention = 11;
 /// settings, report: what was to be kept could not be written. agent: what was asked
 /// for could not be done. preview, diff: neither could the page, or not be opened. backup prune: a copy could not be
-/// removed.
+/// removed. restore: the first copy was put back, and could not be removed.
 inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;

@@ -36,6 +36,9 @@ struct DifferenceReading {
 [[nodiscard]] std::string bookmarksFilePath(const Platform& platform, const CommandLine& line);
 [[nodiscard]] std::string backupFilePath(const Platform& platform, const CommandLine& line);
 
+/// The options that say again where those are, as a person types them after a command; empty when it is by default.
+[[nodiscard]] std::string wordsForPlaces(const CommandLine& line);
+
 /// A path the engine can use: absolute, since it looks beside the file and makes folders above it. Empty stays empty,
 /// and a leading tilde is left to the engine.
 [[nodiscard]] std::string absolutePath(const std::string& path);

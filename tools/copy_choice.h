@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "engine/tarvel.h"
 #include "tools/dated_copies.h"
 
 namespace tarvel {
@@ -9,6 +10,7 @@ namespace tarvel {
 /// The copy that a user means, or why that cannot be told.
 struct CopyChoice {
   std::string path;
+  TarvelError code = TarvelErrorNone;
   /// A sentence or more, empty when there is a path.
   std::string complaint;
 };

@@ -5,42 +5,48 @@
 #include <utility>
 
 #include "engine/tarvel.h"
+#include "platform/path_components.h"
 #include "tools/dated_name.h"
 
 namespace tarvel {
 
-DatedCopies::DatedCopies(const Platform& platform, std::string folder, const std::string& file)
-    : platform_(platform), folder_(std::move(folder)), fileTag_(tagOfFile(file)) {}
+DatedCopies::DatedCopies(const Platform& platform, const std::string& firstCopy, const std::string& file)
+    : platform_(platform),
+      folder_(deletingLastPathComponent(firstCopy)),
+      firstName_(firstCopy.substr(firstCopy.rfind('/') + 1)),
+      fileTag_(tagOfFile(file)) {}
 
 DatedCopyListing DatedCopies::list() const {
   DirectoryListing entries = platform_.fileManager.filesInDirectoryAtPath(folder_);
   if (entries.status.code == ENOENT) return {};
   DatedCopyListing listing{{}, std::move(entries.status)};
   for (const std::string& name : entries.fileNames) {
+    if (name == firstName_) continue;
     const std::optional<DatedName> dated = datedNameFrom(name);
     if (dated && dated->fileTag == fileTag_) listing.copies.push_back({name, folder_ + "/" + name, dated->time});
   }
   return listing;
 }
 
-std::optional<DatedCopy> DatedCopies::findSame(const Data& bytes, EarlierCopy earlier,
-                                               const std::vector<DatedCopy>& copies) const {
-  for (auto copy = copies.rbegin(); copy != copies.rend(); ++copy) {
-    const FileReading reading = platform_.fileManager.contentsAtPath(copy->path);
-    if (reading.status.ok() && haveSameBytes(reading.data, bytes)) return *copy;
-    if (earlier == EarlierCopy::kNewest) break;
-  }
-  return std::nullopt;
+Date DatedCopies::timeAfter(const DatedCopyListing& earlier) const {
+  const Date now = platform_.clock.wallClock();
+  if (earlier.copies.empty() || now > earlier.copies.back().time) return now;
+  const Date next = nextMillisecond(earlier.copies.back().time);
+  // After the last instant that a name can say there is none.
+  return textOf({next, fileTag_}) > earlier.copies.back().name ? next : now;
 }
 
-CopyMaking DatedCopies::keep(const Data& bytes, EarlierCopy earlier) const {
+CopyMaking DatedCopies::keep(const Data& bytes) const {
   FileStatus made = platform_.fileManager.createDirectoryAtPath(folder_);
   if (!made.ok()) return {std::move(made), {}, false};
   DatedCopyListing listing = list();
   if (!listing.status.ok()) return {std::move(listing.status), {}, false};
-  if (const auto same = findSame(bytes, earlier, listing.copies)) return {{}, *same, false};
+  if (!listing.copies.empty()) {
+    const FileReading newest = platform_.fileManager.contentsAtPath(listing.copies.back().path);
+    if (newest.status.ok() && haveSameBytes(newest.data, bytes)) return {{}, listing.copies.back(), false};
+  }
   constexpr int kMostNames = 1000;
-  Date now = platform_.clock.wallClock();
+  Date now = timeAfter(listing);
   CopyMaking making;
   for (int i = 0; i < kMostNames; ++i, now = nextMillisecond(now)) {
     const std::string name = textOf({now, fileTag_});

@@ -21,9 +21,6 @@ struct DatedCopyListing {
   FileStatus status;
 };
 
-/// Which earlier copy makes a new one superfluous when its bytes are the same.
-enum class EarlierCopy { kNewest, kAny };
-
 struct CopyMaking {
   FileStatus status;
   /// The one that was made, or that was there already.
@@ -35,24 +32,26 @@ struct CopyMaking {
 /// apart by their names, and are nobody's affair here. Runs on the calling thread; `platform` is borrowed.
 class DatedCopies {
  public:
-  /// `file` is the path of the bookmarks file.
-  DatedCopies(const Platform& platform, std::string folder, const std::string& file);
+  /// `file` is the path of the bookmarks file, `firstCopy` the full path of the first copy.
+  DatedCopies(const Platform& platform, const std::string& firstCopy, const std::string& file);
 
-  /// A folder that is not there yet holds none.
+  /// A folder that is not there yet holds none. The first copy is none of them, whatever its name.
   [[nodiscard]] DatedCopyListing list() const;
 
-  /// Keeps these bytes: in a new file for nobody but the user, whole or not at all, which replaces nothing; unless an
-  /// earlier copy has them.
-  [[nodiscard]] CopyMaking keep(const Data& bytes, EarlierCopy earlier) const;
+  /// Keeps these bytes: in a new file for nobody but the user, whole or not at all, which replaces nothing; unless the
+  /// newest copy has them. Not unless an older one has: that may be old enough to be removed tomorrow. The copy is the
+  /// newest one then, even if the clock was set back since the last.
+  [[nodiscard]] CopyMaking keep(const Data& bytes) const;
 
   [[nodiscard]] const std::string& folder() const { return folder_; }
 
  private:
-  [[nodiscard]] std::optional<DatedCopy> findSame(const Data& bytes, EarlierCopy earlier,
-                                                  const std::vector<DatedCopy>& copies) const;
+  /// When a copy that is made now says it was made.
+  [[nodiscard]] Date timeAfter(const DatedCopyListing& earlier) const;
 
   const Platform& platform_;
   std::string folder_;
+  std::string firstName_;
   std::string fileTag_;
 };
 

@@ -21,6 +21,11 @@ namespace {
 
 std::string quoted(std::string_view text) { return "“" + printable(text) + "”"; }
 
+/// Whatever their paths, links and names are.
+bool isOneFile(const FileVersion& first, const FileVersion& second) {
+  return first.device == second.device && first.file == second.file;
+}
+
 class Restoring {
  public:
   Restoring(const Platform& platform, const CommandLine& line)
@@ -28,21 +33,24 @@ class Restoring {
         line_(line),
         file_(bookmarksFilePath(platform, line)),
         backup_(backupFilePath(platform, line)),
-        copies_(platform, deletingLastPathComponent(backup_), file_) {}
+        copies_(platform, backup_, file_) {}
 
   int fromFirstCopy();
   int fromCopy(Questioner& person);
 
  private:
   int complain(TarvelError code, const std::string& file, const std::string& reason = {}) const;
-  void explain(TarvelError code) const;
-  [[nodiscard]] TarvelError keepWhatIsReplaced();
-  [[nodiscard]] bool isFree() const;
-  [[nodiscard]] TarvelError readBoth(const std::string& copyPath);
+  int complainOfMissing(TarvelError code) const;
+  [[nodiscard]] bool isFree(StageObserver* stages) const;
+  [[nodiscard]] TarvelError readCopy(const std::string& copyPath);
+  /// Reads the copy, and the file once nobody uses it. A file that is not there is no error.
+  [[nodiscard]] int readBoth(const std::string& copyPath);
   void showDifference(const std::string& copyPath) const;
   [[nodiscard]] bool isAgreedWith(Questioner& person) const;
-  [[nodiscard]] int putBack(const std::string& copyPath);
+  /// Keeps what the file holds, then writes the copy's bytes to it. Answers 0, or complains.
+  [[nodiscard]] int replaceFile();
   [[nodiscard]] FileStatus write() const;
+  void tellWhatWasKept() const;
 
   const Platform& platform_;
   const CommandLine& line_;
@@ -63,71 +71,69 @@ int Restoring::complain(TarvelError code, const std::string& file, const std::st
   return code;
 }
 
-/// What the file holds is the only one there is, unless an earlier copy has the same.
-TarvelError Restoring::keepWhatIsReplaced() {
-  kept_ = copies_.keep(today_.reading.data, EarlierCopy::kAny);
-  return kept_.status.ok() ? TarvelErrorNone : TarvelErrorBackupFailed;
-}
-
-void Restoring::explain(TarvelError code) const {
-  switch (code) {
-    case TarvelErrorBookmarksFileNotFound:
-      std::cerr << "There is no backup at " << quoted(backup_) << "; name another with --backup-file.\n";
-      break;
-    case TarvelErrorOutputFileNotFound:
-      std::cerr << "There is nothing at " << quoted(file_)
-                << ". To have the backup there all the same: tarvel restore --from " << quoted(backup_) << "\n";
-      break;
-    default:
-      std::cerr << quoted(file_) << " is as it was, and so is the backup " << quoted(backup_) << ".\n";
+int Restoring::complainOfMissing(TarvelError code) const {
+  const Painter painter(usesColor(line_.color, STDERR_FILENO));
+  std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, code)) << "\n";
+  if (code == TarvelErrorBookmarksFileNotFound) {
+    std::cerr << "There is no backup at " << quoted(backup_) << "; name another with --backup-file.\n";
+  } else {
+    std::cerr << "There is nothing at " << quoted(file_)
+              << ". To have the backup there all the same: tarvel restore --from " << shellWord(backup_)
+              << wordsForPlaces(line_) << "\n";
   }
+  return code;
 }
 
 int Restoring::fromFirstCopy() {
   FileManager& files = platform_.fileManager;
-  const bool replaces = files.fileExistsAtPath(file_) && files.fileExistsAtPath(backup_);
-  if (replaces) {
-    today_ = readCurrentFile(platform_, file_);
-    if (today_.code != TarvelErrorNone) return complain(today_.code, file_, today_.reading.status.reason);
-    if (keepWhatIsReplaced() != TarvelErrorNone) {
-      return complain(TarvelErrorBackupFailed, copies_.folder(), kept_.status.reason);
-    }
-    // Somebody has saved since: that would be lost.
-    if (files.modificationDateAtPath(file_) != today_.reading.version.date) {
-      return complain(TarvelErrorFileInUse, file_);
-    }
+  if (!files.fileExistsAtPath(file_)) return complainOfMissing(TarvelErrorOutputFileNotFound);
+  if (!files.fileExistsAtPath(backup_)) return complainOfMissing(TarvelErrorBookmarksFileNotFound);
+  if (const int code = readBoth(backup_); code != 0) return code;
+  if (today_.code != TarvelErrorNone) return complainOfMissing(TarvelErrorOutputFileNotFound);
+  if (isOneFile(today_.reading.version, copy_.version)) {
+    return complain(TarvelErrorWriteFailed, file_, "It is the backup itself, by another name or the same.");
   }
-  Tarvel tarvel(platform_);
-  tarvel.setBookmarksFilename(file_);
-  tarvel.setBackupFilename(backup_);
-  const TarvelError error = tarvel.restoreBackedUpBookmarks();
-  if (error != TarvelErrorNone) {
-    const Painter painter(usesColor(line_.color, STDERR_FILENO));
-    std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, error)) << "\n";
-    explain(error);
-    return error;
-  }
-  std::cout << "The backup " << quoted(backup_) << " is the bookmarks file " << quoted(file_) << " again.\n"
-            << "What it held before is kept as " << quoted(kept_.copy.path) << ".\n";
-  return error;
+  if (const int code = replaceFile(); code != 0) return code;
+  std::cout << "The backup " << quoted(backup_) << " is the bookmarks file " << quoted(file_) << " again.\n";
+  tellWhatWasKept();
+  // Only now, so that the two are never both gone.
+  const FileStatus removed = files.removeItemAtPath(backup_);
+  if (removed.ok()) return 0;
+  std::cerr << "tarvel: The backup " << quoted(backup_)
+            << " stays too, as it could not be removed: " << printable(removed.reason) << "\n";
+  return kExitFailed;
 }
 
 /// Waits for the browser as a sort does.
-bool Restoring::isFree() const {
+bool Restoring::isFree(StageObserver* stages) const {
   constexpr int kMostAttempts = 10;
   constexpr std::chrono::milliseconds kPause{300};
   const std::string lock = deletingLastPathComponent(file_) + "/lock";
   for (int i = 0; i < kMostAttempts; ++i) {
     if (!platform_.fileManager.fileExistsAtPath(lock)) return true;
+    if (stages != nullptr) stages->stageBegan(SortStage::kWaiting);
     platform_.clock.sleepFor(kPause);
   }
   return false;
 }
 
-TarvelError Restoring::readBoth(const std::string& copyPath) {
+TarvelError Restoring::readCopy(const std::string& copyPath) {
   copy_ = platform_.fileManager.contentsAtPath(copyPath);
   if (!copy_.status.ok()) return copy_.status.code == ENOENT ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed;
   return bookmarkCount(platform_, copy_.data) ? TarvelErrorNone : TarvelErrorNotBookmarksFile;
+}
+
+int Restoring::readBoth(const std::string& copyPath) {
+  std::optional<ShownProgress> shown(platform_);
+  const TarvelError code = readCopy(copyPath);
+  const bool hasCopy = code == TarvelErrorNone;
+  const bool isUsable = hasCopy && isFree(shown->observer());
+  if (isUsable) today_ = readCurrentFile(platform_, file_);
+  shown.reset();
+  if (!hasCopy) return complain(code, copyPath, copy_.status.reason);
+  if (!isUsable) return complain(TarvelErrorFileInUse, file_);
+  const bool isKnown = today_.code == TarvelErrorNone || today_.code == TarvelErrorBookmarksFileNotFound;
+  return isKnown ? 0 : complain(today_.code, file_, today_.reading.status.reason);
 }
 
 void Restoring::showDifference(const std::string& copyPath) const {
@@ -158,23 +164,21 @@ int Restoring::fromCopy(Questioner& person) {
   const CopyChoice choice = chooseCopy(platform_, copies_, backup_, line_.copies.from);
   if (choice.path.empty()) {
     std::cerr << "tarvel: " << choice.complaint << "\n";
-    return TarvelErrorBookmarksFileNotFound;
+    return choice.code;
   }
-  if (const TarvelError code = readBoth(choice.path); code != TarvelErrorNone) {
-    return complain(code, choice.path, copy_.status.reason);
-  }
-  if (!isFree()) return complain(TarvelErrorFileInUse, file_);
-  today_ = readCurrentFile(platform_, file_);
+  if (const int code = readBoth(choice.path); code != 0) return code;
   const bool isThere = today_.code == TarvelErrorNone;
-  if (!isThere && today_.code != TarvelErrorBookmarksFileNotFound) {
-    return complain(today_.code, file_, today_.reading.status.reason);
-  }
   if (isThere && haveSameBytes(today_.reading.data, copy_.data)) {
     std::cout << quoted(file_) << " is the same as the copy " << quoted(choice.path) << " already.\n";
     return 0;
   }
   showDifference(choice.path);
-  return isAgreedWith(person) ? putBack(choice.path) : kExitWouldChange;
+  if (!isAgreedWith(person)) return kExitWouldChange;
+  if (const int code = replaceFile(); code != 0) return code;
+  std::cout << "The copy " << quoted(choice.path) << " is the bookmarks file " << quoted(file_)
+            << " now; the copy stays.\n";
+  if (isThere) tellWhatWasKept();
+  return 0;
 }
 
 bool Restoring::isAgreedWith(Questioner& person) const {
@@ -183,25 +187,36 @@ bool Restoring::isAgreedWith(Questioner& person) const {
     std::cout << "Nothing was put back, as nobody can be asked here. To put it back unasked, add --yes.\n";
     return false;
   }
-  if (person.agreesTo("Put this copy back?")) return true;
+  // Nobody agrees to what they could not see.
+  const bool isShown = static_cast<bool>(std::cout.flush());
+  if (isShown && person.agreesTo("Put this copy back?")) return true;
   std::cout << "Nothing was put back.\n";
   return false;
 }
 
-int Restoring::putBack(const std::string& copyPath) {
+int Restoring::replaceFile() {
   const bool isThere = today_.code == TarvelErrorNone;
-  if (!isFree()) return complain(TarvelErrorFileInUse, file_);
-  if (isThere && keepWhatIsReplaced() != TarvelErrorNone) {
-    return complain(TarvelErrorBackupFailed, copies_.folder(), kept_.status.reason);
+  std::optional<ShownProgress> shown(platform_);
+  if (!isFree(shown->observer())) {
+    shown.reset();
+    return complain(TarvelErrorFileInUse, file_);
   }
-  const FileStatus written = write();
-  const bool hasChanged = written.code == kFileHasChanged || (!isThere && written.code == EEXIST);
-  if (hasChanged) return complain(TarvelErrorFileInUse, file_);
-  if (!written.ok()) return complain(TarvelErrorWriteFailed, file_, written.reason);
-  std::cout << "The copy " << quoted(copyPath) << " is the bookmarks file " << quoted(file_)
-            << " now; the copy stays.\n";
-  if (isThere) std::cout << "What the file held before is kept as " << quoted(kept_.copy.path) << ".\n";
-  return 0;
+  // What the file holds may be the only one there is.
+  if (isThere) kept_ = copies_.keep(today_.reading.data);
+  const FileStatus written = kept_.status.ok() ? write() : FileStatus{};
+  shown.reset();
+  if (!kept_.status.ok()) return complain(TarvelErrorBackupFailed, copies_.folder(), kept_.status.reason);
+  // Somebody has saved since: that would be lost.
+  if (written.code == kFileHasChanged) return complain(TarvelErrorFileInUse, file_);
+  if (!isThere && written.code == EEXIST) {
+    if (platform_.fileManager.fileExistsAtPath(file_)) return complain(TarvelErrorFileInUse, file_);
+    return complain(TarvelErrorWriteFailed, file_, "It is a link that leads nowhere; remove it, then try again.");
+  }
+  return written.ok() ? 0 : complain(TarvelErrorWriteFailed, file_, written.reason);
+}
+
+void Restoring::tellWhatWasKept() const {
+  std::cout << "What it held before is kept as " << quoted(kept_.copy.path) << ".\n";
 }
 
 }  // namespace

@@ -96,6 +96,13 @@ std::string backupFilePath(const Platform& platform, const CommandLine& line) {
                                                                                    : absolutePath(line.backupFile));
 }
 
+std::string wordsForPlaces(const CommandLine& line) {
+  std::string words;
+  if (!line.backupFile.empty()) words += " --backup-file " + shellWord(absolutePath(line.backupFile));
+  if (!line.file.empty()) words += " " + shellWord(absolutePath(line.file));
+  return words;
+}
+
 std::string absolutePath(const std::string& path) {
   if (path.empty() || path.front() == '~') return path;
   std::error_code error;

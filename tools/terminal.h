@@ -16,6 +16,9 @@ enum class ColorChoice { kAuto, kAlways, kNever };
 /// spelled out, so that a title can neither move the cursor nor disguise itself.
 [[nodiscard]] std::string printable(std::string_view text);
 
+/// One word for a shell, safe to show and to paste.
+[[nodiscard]] std::string shellWord(const std::string& word);
+
 /// Puts texts into colours, or leaves them as they are.
 class Painter {
  public:

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <utility>
 
 #include "platform/path_components.h"
@@ -12,8 +13,10 @@ namespace tarvel {
 
 namespace {
 
-/// Dates never come back here, so they tell everything.
-FileVersion versionOf(const MemoryItem& item) { return {0, 0, item.bytes.size(), item.date}; }
+/// Nothing moves between the reading and the writing of a file, so its place tells which it is. Dates never come back.
+FileVersion versionOf(const MemoryPlace& place, const MemoryItem& item) {
+  return {0, std::hash<std::string>()(place.path), item.bytes.size(), item.date};
+}
 
 FileStatus statusOf(int code) { return code == 0 ? FileStatus{} : FileStatus{code, std::strerror(code)}; }
 
@@ -104,7 +107,7 @@ FileReading MemoryFileManager::contentsAtPath(const std::string& path) {
   if (item == nullptr) return {{}, statusOf(ENOENT)};
   if (item->isFolder()) return {{}, statusOf(EISDIR)};
   if (!item->mayBeRead()) return {{}, statusOf(EACCES)};
-  return {Data::copyOf(item->bytes), {}, versionOf(*item)};
+  return {Data::copyOf(item->bytes), {}, versionOf(place, *item)};
 }
 
 FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
@@ -198,7 +201,7 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
   const MemoryPlace place = placeOf(path, true);
   if (place.code != 0) return statusOf(place.code);
   MemoryItem* item = tree_.find(place.path);
-  if (readVersion && (item == nullptr || versionOf(*item) != *readVersion)) return statusOf(kFileHasChanged);
+  if (readVersion && (item == nullptr || versionOf(place, *item) != *readVersion)) return statusOf(kFileHasChanged);
   if (item == nullptr) {
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
     tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate()});

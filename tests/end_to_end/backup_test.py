@@ -4,10 +4,12 @@ import datetime
 import json
 import os
 import re
+import shlex
 import stat
+import subprocess
 import unittest
 
-from support import HomeTest, Terminal, folder, leaf, root
+from support import PATIENCE, TARVEL, HomeTest, Terminal, folder, leaf, root
 
 NAME = re.compile(r"^Bookmarks \d{4}-\d\d-\d\d \d{6}\.\d{3}Z [0-9a-f]{8}\.plist$")
 
@@ -147,6 +149,19 @@ class Prune(BackupTest):
         self.assertTrue(foreign.exists())
         self.assertTrue(linked.is_symlink())
 
+    def test_a_count_is_decimal_whatever_it_begins_with(self):
+        copies = [self.keep(str(i)) for i in range(10)]
+        self.assertEqual(self.tarvel("backup", "prune", "--keep", "010", self.file).returncode, 0)
+        self.assertEqual(self.tarvel("backup", "prune", "--keep", "9" * 30, self.file).returncode, 0)
+        self.assertTrue(all(copy.exists() for copy in copies))
+
+    def test_prunes_at_once_do_not_mind_each_other(self):
+        copies = [self.keep(str(i)) for i in range(10)]
+        command = [TARVEL, "backup", "prune", "--keep", "1", str(self.file)]
+        runs = [subprocess.Popen(command, env=self.environment, stdout=subprocess.DEVNULL) for _ in range(4)]
+        self.assertEqual([run.wait(PATIENCE) for run in runs], [0, 0, 0, 0])
+        self.assertEqual(self.copies(), copies[-1:])
+
     def test_by_age_takes_only_what_is_older(self):
         copies = [self.keep(title) for title in "abc"]
         ancient = self.folder / re.sub(r" \d{4}-", " 2001-", copies[0].name)
@@ -238,6 +253,70 @@ class RestoreFrom(BackupTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(self.file.read_bytes(), old.read_bytes())
         self.assertEqual(self.copies()[-1].read_bytes(), b"torn")
+
+    def test_what_is_no_file_in_a_copys_place_is_never_waited_for_nor_put_back(self):
+        now = self.write(bookmarks("a"))
+        self.folder.mkdir(parents=True)
+        for make in (os.mkfifo, os.mkdir, lambda path: os.symlink("/nowhere", path), lambda path: open(path, "w").close()):
+            make(self.backup)
+            for arguments in (["restore"], ["restore", "--from", self.backup, "--yes"]):
+                result = self.tarvel(*arguments, self.file, timeout=60)
+                self.assertIn(result.returncode, (1, 3, 5), result.stdout)
+                self.assertIn(b"is as it was" if result.returncode != 1 else b"o", result.stderr)
+            listed = self.tarvel("backup", "list", self.file, timeout=60)
+            self.assertEqual(listed.returncode, 0)
+            self.assertEqual(self.tarvel("backup", "prune", "--keep", "0", self.file, timeout=60).returncode, 0)
+            self.assertTrue(os.path.lexists(self.backup))
+            self.assertEqual(self.file.read_bytes(), now)
+            self.assertEqual(self.copies(), [])
+            os.rmdir(self.backup) if self.backup.is_dir() else os.unlink(self.backup)
+
+    def test_the_first_copy_moves_whatever_names_the_file_has(self):
+        first = self.write(bookmarks("b", "a"))
+        self.folder.mkdir(parents=True)
+        self.backup.write_bytes(first)
+        second = self.home / "second.plist"
+        os.link(self.file, second)
+        os.chmod(self.file, 0o640)
+        now = self.write(bookmarks("a", "b"))
+        result = self.tarvel("restore", self.file)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(self.file.read_bytes(), first)
+        self.assertEqual(second.read_bytes(), first)
+        self.assertEqual(stat.S_IMODE(self.file.stat().st_mode), 0o640)
+        self.assertFalse(self.backup.exists())
+        self.assertEqual(self.copies()[-1].read_bytes(), now)
+
+    def test_the_file_itself_by_another_name_is_no_first_copy(self):
+        now = self.write(bookmarks("b", "a"))
+        self.folder.mkdir(parents=True)
+        os.link(self.file, self.backup)
+        self.assertEqual(self.tarvel("restore", self.file).returncode, 6)
+        self.backup.unlink()
+        self.backup.symlink_to(self.file)
+        self.assertEqual(self.tarvel("restore", self.file).returncode, 6)
+        self.assertEqual(self.tarvel("restore", "--backup-file", self.file, self.file).returncode, 6)
+        self.assertEqual(self.file.read_bytes(), now)
+
+    def test_the_command_that_is_told_puts_the_copy_back(self):
+        self.write(bookmarks("a"))
+        for arguments in ([self.file], ["--backup-file", self.home / "it's here" / "first.plist", self.file]):
+            told = self.tarvel("backup", *arguments).stdout.decode()
+            kept = self.file.read_bytes()
+            self.write(bookmarks("b"))
+            words = shlex.split(told[told.index("tarvel restore") :])
+            result = self.tarvel(*words[1:], "--yes")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(self.file.read_bytes(), kept)
+
+    def test_an_empty_name_is_no_wish_for_the_first_copy(self):
+        now = self.write(bookmarks("a"))
+        self.folder.mkdir(parents=True)
+        self.backup.write_bytes(now.replace(b"a", b"z"))
+        self.assertEqual(self.tarvel("restore", "--from", "", self.file).returncode, 64)
+        self.assertEqual(self.tarvel("restore", "--from=", self.file).returncode, 64)
+        self.assertEqual(self.file.read_bytes(), now)
+        self.assertTrue(self.backup.exists())
 
     def test_faults_change_nothing(self):
         old = self.keep("a")

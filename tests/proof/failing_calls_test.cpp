@@ -140,16 +140,22 @@ TEST_P(FailedCalls, ASortSucceedsOrLeavesTheFileAsItWasWithACodeAndWords) {
 }
 
 TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
-  const std::set<int> codes = {0, 1, 2, 5, 6, 7, 8, 70};
+  const std::set<int> codes = {0, 1, 2, 3, 5, 6, 7, 8, 12, 70};
   FailingCalls calls(home, home.restore(), [&] { home.resetToSorted(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
     EXPECT_TRUE(codes.contains(end.exitStatus));
     if (isShort(failure)) {
       EXPECT_EQ(end.exitStatus, 0);
     }
-    const bool isDone = home.isUnsorted() && home.hasNoBackup() && home.hasCopyOfSorted();
+    const bool isBack = home.isUnsorted() && home.hasCopyOfSorted();
+    const bool isDone = isBack && home.hasNoBackup();
     EXPECT_TRUE(home.hasOnlyWholeCopies());
-    EXPECT_TRUE(isDone || (home.isSorted() && home.hasWholeBackup()));
+    if (end.exitStatus == 12) {
+      // The backup could not be removed after it was put back.
+      EXPECT_TRUE(isBack && home.hasWholeBackup());
+    } else {
+      EXPECT_TRUE(isDone || (home.isSorted() && home.hasWholeBackup()));
+    }
     if (end.exitStatus == 0) {
       EXPECT_TRUE(isDone);
     }
@@ -200,6 +206,22 @@ TEST_F(FailedCopies, ACopyIsPutBackOrTheFileStaysAsItWas) {
     if (end.exitStatus != 0) {
       EXPECT_NE(end.output, "");
     }
+  });
+}
+
+TEST_F(FailedCopies, APruneRemovesWhatIsToGoOrTellsAndNeverTheNewestOrTheFirst) {
+  const std::set<int> codes = {0, 1, 5, 12, 70};
+  FailingCalls calls(home, home.prune(), [&] { home.resetToThreeCopies(); });
+  calls.each([&](const TraceEnd& end, const Failure& failure) {
+    EXPECT_TRUE(codes.contains(end.exitStatus));
+    if (isShort(failure)) {
+      EXPECT_EQ(end.exitStatus, 0);
+    }
+    EXPECT_TRUE(home.isSorted());
+    EXPECT_TRUE(home.hasWholeBackup());
+    EXPECT_TRUE(home.hasCopyOfSorted()) << "the newest is gone";
+    EXPECT_TRUE(home.hasOnlyWholeCopies());
+    EXPECT_NE(end.output, "");
   });
 }
 

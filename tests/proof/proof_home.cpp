@@ -97,6 +97,21 @@ void ProofHome::resetToSorted() {
   folder_.write("browser/Bookmarks.plist", sortedBytes_);
 }
 
+void ProofHome::resetToThreeCopies() {
+  resetToSorted();
+  if (copyEnd_.empty()) {
+    EXPECT_EQ(run(keep()), 0);
+    const std::string made = datedCopies().front();
+    copyEnd_ = made.substr(made.rfind("Z "));
+    resetToSorted();
+  }
+  for (const char* day : {"2020-01-01", "2021-02-02", "2022-03-03"}) {
+    const bool isNewest = std::string_view(day).starts_with("2022");
+    folder_.write("data/Tarvel/Bookmarks " + std::string(day) + " 000000.000" + copyEnd_,
+                  isNewest ? sortedBytes_ : unsorted_);
+  }
+}
+
 void ProofHome::resetSettings() {
   reset();
   folder_.write("config/org.tarvel.Tarvel/preferences.plist", std::string(kOldSettings));

@@ -35,6 +35,8 @@ class ProofHome {
   void reset();
   /// The sorted file, and the backup made before.
   void resetToSorted();
+  /// The same, and three dated copies: two of the unsorted file, and the newest of the sorted one.
+  void resetToThreeCopies();
   /// The settings of a moment ago: one of them.
   void resetSettings();
 
@@ -44,6 +46,8 @@ class ProofHome {
   [[nodiscard]] TracedProgram keep() const { return command({"backup", file()}); }
   /// The backup back in place of the file, as a copy that stays.
   [[nodiscard]] TracedProgram putBack() const { return command({"restore", "--from", backup(), "--yes", file()}); }
+  /// All dated copies but the newest removed.
+  [[nodiscard]] TracedProgram prune() const { return command({"backup", "prune", "--keep", "1", file()}); }
   [[nodiscard]] TracedProgram set() const { return command({"settings", "set", "BookmarksUpdateLatency", "7"}); }
 
   /// Undisturbed; answers its exit status.
@@ -94,6 +98,8 @@ class ProofHome {
   /// Sorted, without the root's identifier, as text.
   std::string sortedText_;
   std::string sortedBytes_;
+  /// How the names of dated copies end, once one was made.
+  std::string copyEnd_;
 };
 
 }  // namespace tarvel

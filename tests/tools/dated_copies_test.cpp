@@ -79,7 +79,7 @@ TEST(CopyOptions, AgesAreANumberAndAUnit) {
 }
 
 struct Copies : testing::Test, EngineFixture {
-  DatedCopies copies{platform, "/data/Tarvel", "/Bookmarks.plist"};
+  DatedCopies copies{platform, "/data/Tarvel/Bookmarks (Initial Copy).plist", "/Bookmarks.plist"};
   CommandLine line;
 
   Copies() {
@@ -96,9 +96,7 @@ struct Copies : testing::Test, EngineFixture {
   void save(const std::string& bytes) { memory.fileManager.putFile("/Bookmarks.plist", bytes); }
   void pass(std::chrono::hours hours) { memory.time.pass(hours); }
 
-  CopyMaking keep(const std::string& bytes, EarlierCopy earlier = EarlierCopy::kNewest) {
-    return copies.keep(Data::copyOf(bytes), earlier);
-  }
+  CopyMaking keep(const std::string& bytes) { return copies.keep(Data::copyOf(bytes)); }
   [[nodiscard]] std::vector<std::string> contents() {
     std::vector<std::string> all;
     for (const DatedCopy& copy : copies.list().copies) all.push_back(*memory.fileManager.bytesAt(copy.path));
@@ -138,12 +136,50 @@ TEST_F(Copies, BytesOfTheNewestAreNotKeptAgainAndThoseOfAnOlderOneAre) {
   EXPECT_EQ(same.copy.path, first.copy.path);
   EXPECT_TRUE(keep("two").isNew);
   EXPECT_TRUE(keep("one").isNew);
-  EXPECT_FALSE(keep("two", EarlierCopy::kAny).isNew);
+}
+
+TEST_F(Copies, ACopyMadeAfterTheClockWasSetBackIsTheNewestAllTheSame) {
+  ASSERT_TRUE(keep(bookmarks("a")).isNew);
+  memory.time.shiftWallClock(-std::chrono::hours(24 * 365));
+  ASSERT_TRUE(keep(bookmarks("b")).isNew);
+  ASSERT_TRUE(keep(bookmarks("c")).isNew);
+  EXPECT_EQ(contents(), (std::vector<std::string>{bookmarks("a"), bookmarks("b"), bookmarks("c")}));
+  line.copies.keep = 1;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("c")});
+}
+
+TEST_F(Copies, AfterTheLastInstantThatANameCanSayCopiesAreStillMade) {
+  const std::string last = textOf({{253'402'300'799, 999'000'000}, tagOfFile("/Bookmarks.plist")});
+  memory.fileManager.putFile("/data/Tarvel/" + last, "last");
+  EXPECT_TRUE(keep("one").isNew);
+  EXPECT_EQ(contents(), (std::vector<std::string>{"one", "last"}));
+}
+
+TEST_F(Copies, ACopyOfTomorrowIsNotOlderThanAnything) {
+  memory.time.shiftWallClock(std::chrono::hours(48));
+  for (const char* title : {"a", "b"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
+  memory.time.shiftWallClock(-std::chrono::hours(48));
+  line.copies.olderThan = 0;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  EXPECT_EQ(contents().size(), 2U);
+}
+
+TEST_F(Copies, TheFirstCopyIsNeverListedAmongThemNorPrunedWhateverItsName) {
+  ASSERT_TRUE(keep(bookmarks("a")).isNew);
+  line.backupFile = copies.list().copies.front().path;
+  const DatedCopies others(platform, line.backupFile, line.file);
+  EXPECT_TRUE(others.list().copies.empty());
+  pass(std::chrono::hours(1));
+  ASSERT_TRUE(keep(bookmarks("b")).isNew);
+  line.copies.keep = 0;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  EXPECT_EQ(contents().size(), 2U);
 }
 
 TEST_F(Copies, CopiesOfOtherFilesAndOtherNamesAreNotSeen) {
-  const DatedCopies others(platform, "/data/Tarvel", "/Other.plist");
-  ASSERT_TRUE(others.keep(Data::copyOf("other"), EarlierCopy::kNewest).isNew);
+  const DatedCopies others(platform, line.backupFile, "/Other.plist");
+  ASSERT_TRUE(others.keep(Data::copyOf("other")).isNew);
   memory.fileManager.putFile("/data/Tarvel/Bookmarks (Initial Copy).plist", "first");
   memory.fileManager.putFile("/data/Tarvel/Bookmarks 2026.plist", "whatever");
   EXPECT_TRUE(copies.list().copies.empty());
@@ -241,6 +277,39 @@ TEST_F(Copies, PruneTellsWhatCouldNotBeRemoved) {
   EXPECT_EQ(run(BackupAction::kPrune), kExitFailed);
   EXPECT_NE(said.find("could not be removed"), std::string::npos) << said;
   EXPECT_EQ(contents().size(), 2U);
+}
+
+TEST_F(Copies, WhatSomebodyElseHasPrunedMeanwhileIsGoneAsItShould) {
+  for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
+  const std::string oldest = copies.list().copies.front().path;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation == FileOperation::kRemove) memory.fileManager.removeTree(oldest);
+  });
+  line.copies.keep = 1;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  EXPECT_NE(said.find("2 copies removed, 1 stay."), std::string::npos) << said;
+  EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("c")});
+}
+
+TEST_F(Copies, PruneLooksAtEachCopyBeforeTheFirstOneGoes) {
+  for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
+  memory.fileManager.forgetCalls();
+  line.copies.keep = 0;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  bool hasRemoved = false;
+  for (const FileCall& call : memory.fileManager.calls()) {
+    hasRemoved |= call.operation == FileOperation::kRemove;
+    EXPECT_FALSE(hasRemoved && call.operation == FileOperation::kRead);
+  }
+  EXPECT_TRUE(hasRemoved);
+}
+
+TEST_F(Copies, TheWayBackThatIsToldNamesTheFileAndThePlace) {
+  save(bookmarks("a"));
+  EXPECT_EQ(run(BackupAction::kMake), 0);
+  EXPECT_NE(said.find("plist' --backup-file '/data/Tarvel/Bookmarks (Initial Copy).plist' '/Bookmarks.plist'\n"),
+            std::string::npos)
+      << said;
 }
 
 TEST_F(Copies, TheListTellsEachCopyTheNewestFirstAndTheFirstCopyLast) {

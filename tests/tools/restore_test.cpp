@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <iostream>
 
 #include "tests/support/engine_fixture.h"
 #include "tools/commands.h"
@@ -30,7 +31,7 @@ constexpr const char* kFile = "/Bookmarks.plist";
 constexpr const char* kFirst = "/data/Tarvel/Bookmarks (Initial Copy).plist";
 
 struct Restore : testing::Test, EngineFixture {
-  DatedCopies copies{platform, "/data/Tarvel", kFile};
+  DatedCopies copies{platform, kFirst, kFile};
   CommandLine line;
   Person person;
   std::string said;
@@ -42,7 +43,7 @@ struct Restore : testing::Test, EngineFixture {
     line.command = Command::kRestore;
     line.file = kFile;
     line.backupFile = kFirst;
-    copy = copies.keep(Data::copyOf(old), EarlierCopy::kNewest).copy;
+    copy = copies.keep(Data::copyOf(old)).copy;
     line.copies.from = copy.name;
     save(now);
   }
@@ -55,9 +56,12 @@ struct Restore : testing::Test, EngineFixture {
   [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kFile); }
 
   int run() {
+    return runHere([&] { return runRestore(platform, line, person); });
+  }
+  int runHere(const std::function<int()>& command) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    const int status = runRestore(platform, line, person);
+    const int status = command();
     said = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
     return status;
   }
@@ -77,11 +81,26 @@ TEST_F(Restore, ACopyIsPutBackStaysAndWhatItReplacesIsKept) {
   ASSERT_EQ(copies.list().copies.size(), 2U);
   EXPECT_EQ(memory.fileManager.bytesAt(copies.list().copies[1].path), now);
   EXPECT_TRUE(says(copies.list().copies[1].name)) << said;
-  // And back again, for which no other copy is needed.
+  // And back again.
   line.copies.from = copies.list().copies[1].name;
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(file(), now);
-  EXPECT_EQ(copies.list().copies.size(), 2U);
+  EXPECT_EQ(copies.list().copies.size(), 3U);
+}
+
+TEST_F(Restore, WhatIsReplacedIsTheNewestCopySoThatPruningLeavesIt) {
+  // What the file holds is in a copy from long ago, too.
+  save(old);
+  memory.time.pass(std::chrono::hours(24 * 1000));
+  ASSERT_TRUE(copies.keep(Data::copyOf(now)).isNew);
+  line.copies.from = copies.list().copies[1].name;
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), now);
+  line.copies.keep = 1;
+  line.copies.action = BackupAction::kPrune;
+  EXPECT_EQ(runHere([&] { return runBackup(platform, line); }), 0);
+  ASSERT_EQ(copies.list().copies.size(), 1U);
+  EXPECT_EQ(memory.fileManager.bytesAt(copies.list().copies[0].path), old);
 }
 
 TEST_F(Restore, TheDifferenceIsShownBeforeAnybodyIsAsked) {
@@ -127,6 +146,12 @@ TEST_F(Restore, NobodysSaveIsLost) {
   });
   EXPECT_EQ(run(), TarvelErrorFileInUse);
   EXPECT_EQ(file(), bookmarks("later"));
+  // And when the first copy is put back.
+  memory.fileManager.putFile(kFirst, old);
+  line.copies.from.clear();
+  EXPECT_EQ(run(), TarvelErrorFileInUse);
+  EXPECT_EQ(file(), bookmarks("later"));
+  EXPECT_EQ(memory.fileManager.bytesAt(kFirst), old);
 }
 
 TEST_F(Restore, TheBrowserIsWaitedForThreeSeconds) {
@@ -214,7 +239,8 @@ TEST_F(Restore, NothingIsLostWhicheverCallFails) {
       memory.fileManager.failAlways(static_cast<FileOperation>(operation), 0);
       EXPECT_TRUE(isSomewhere(now)) << operation << said;
       EXPECT_TRUE(isSomewhere(old)) << operation << said;
-      EXPECT_EQ(file(), status == 0 ? old : now) << operation << said;
+      const bool isBack = status == 0 || (isFirst && status == kExitFailed);
+      EXPECT_EQ(file(), isBack ? old : now) << operation << said;
     }
   }
 }
@@ -233,6 +259,68 @@ TEST_F(Restore, TheFirstCopyMovesAndWhatItReplacesIsKept) {
   memory.fileManager.putFile(kFirst, old);
   memory.fileManager.removeTree(kFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
+}
+
+TEST_F(Restore, AFirstCopyThatCannotBeRemovedIsBackAndStays) {
+  memory.fileManager.putFile(kFirst, old);
+  line.copies.from.clear();
+  memory.fileManager.failNext(FileOperation::kRemove, EACCES);
+  EXPECT_EQ(run(), kExitFailed);
+  EXPECT_TRUE(says("stays too")) << said;
+  EXPECT_EQ(file(), old);
+  EXPECT_EQ(memory.fileManager.bytesAt(kFirst), old);
+  EXPECT_TRUE(isSomewhere(now));
+}
+
+TEST_F(Restore, AFirstCopyThatIsNoBookmarksFileIsNotPutBack) {
+  line.copies.from.clear();
+  memory.fileManager.putFile(kFirst, "notes");
+  EXPECT_EQ(run(), TarvelErrorNotBookmarksFile);
+  memory.fileManager.removeTree(kFirst);
+  memory.fileManager.putFolder(kFirst);
+  EXPECT_EQ(run(), TarvelErrorReadFailed);
+  EXPECT_EQ(file(), now);
+  EXPECT_TRUE(memory.fileManager.isFolder(kFirst));
+  EXPECT_EQ(copies.list().copies.size(), 1U);
+}
+
+TEST_F(Restore, AFirstCopyThatIsTheFileItselfIsLeftAlone) {
+  line.copies.from.clear();
+  memory.fileManager.putLink(kFirst, kFile);
+  EXPECT_EQ(run(), TarvelErrorWriteFailed);
+  EXPECT_EQ(file(), now);
+  EXPECT_TRUE(memory.fileManager.isLink(kFirst));
+  line.backupFile = kFile;
+  EXPECT_EQ(run(), TarvelErrorWriteFailed);
+  EXPECT_EQ(file(), now);
+}
+
+TEST_F(Restore, WhereALinkLeadsNowhereNothingIsMade) {
+  memory.fileManager.removeTree(kFile);
+  memory.fileManager.putLink(kFile, "/gone");
+  EXPECT_EQ(run(), TarvelErrorWriteFailed);
+  EXPECT_TRUE(says("leads nowhere")) << said;
+  EXPECT_TRUE(memory.fileManager.isLink(kFile));
+}
+
+TEST_F(Restore, AFolderThatCannotBeListedIsNotTakenForAnEmptyOne) {
+  memory.fileManager.failNext(FileOperation::kList, EACCES);
+  line.copies.from = "2020";
+  EXPECT_EQ(run(), TarvelErrorReadFailed);
+  EXPECT_TRUE(says("could not be looked at")) << said;
+  EXPECT_EQ(file(), now);
+}
+
+TEST_F(Restore, NobodyIsAskedWhoCouldNotSeeTheDifference) {
+  EXPECT_EQ(runHere([&] {
+              std::cout.setstate(std::ios::badbit);
+              const int status = runRestore(platform, line, person);
+              std::cout.clear();
+              return status;
+            }),
+            kExitWouldChange);
+  EXPECT_EQ(person.asked, 0);
+  EXPECT_EQ(file(), now);
 }
 
 TEST_F(Restore, AFileSavedAfterItWasKeptIsNotReplacedByTheFirstCopy) {
