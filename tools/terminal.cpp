@@ -31,7 +31,9 @@ bool isSafe(UChar32 character) {
 UChar32 surrogateAt(std::string_view text, int32_t at) {
   const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
   const auto i = static_cast<std::size_t>(at);
-  if (i + 2 >= text.size() || byte(i) != 0xED || byte(i + 1) < 0xA0) return U_SENTINEL;
+  const bool isThere = i + 2 < text.size() && byte(i) == 0xED && byte(i + 1) >= 0xA0 && U8_IS_TRAIL(byte(i + 1)) &&
+                       U8_IS_TRAIL(byte(i + 2));
+  if (!isThere) return U_SENTINEL;
   return 0xD000 | (byte(i + 1) & 0x3F) << 6 | (byte(i + 2) & 0x3F);
 }
 
