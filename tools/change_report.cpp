@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "engine/bookmark_node.h"
@@ -22,12 +24,6 @@ std::string titleOf(PropertyListDictionary node) {
   return shortenedText(node.string(kURLStringKey).value_or(""));
 }
 
-/// What stays the same on an entry when folders are copied: its identifier, else its title and address.
-std::string markOf(PropertyListDictionary node) {
-  if (const auto uuid = node.string(kWebBookmarkUUIDKey)) return "#" + shortenedText(*uuid);
-  return titleOf(node) + "\n" + shortenedText(node.string(kURLStringKey).value_or(""));
-}
-
 /// Long addresses are told apart by a hash, so that many of them take no more memory than the file.
 std::string duplicateKey(const std::string& tree, std::string_view address) {
   static const KeyedTextHash hash;
@@ -43,8 +39,15 @@ std::size_t Changes::movedCount() const {
 
 void ChangeRecorder::attemptBegan(PropertyListDictionary root) {
   *this = ChangeRecorder(detail_);
+  root_ = root;
   const PropertyListArray children = root.array(kChildrenKey);
-  for (std::size_t i = 0; i < children.size(); ++i) topLevel_.push_back(markOf(children.at(i).dictionary()));
+  topLevelCount_ = children.size();
+  for (std::size_t i = 0; i < topLevelCount_; ++i) {
+    const auto position = static_cast<std::uint32_t>(i);
+    topLevel_.try_emplace(children.at(i).identity(), position);
+    const auto title = children.at(i).dictionary().string(kTitleKey);
+    if (title == kBookmarksBarTitle || title == kBookmarksMenuTitle) fixed_.try_emplace(std::string(*title), position);
+  }
 }
 
 /// The titles down to a place. The roots of the three trees have no parent; the one that stands for the top level has
@@ -52,8 +55,7 @@ void ChangeRecorder::attemptBegan(PropertyListDictionary root) {
 FolderPath ChangeRecorder::pathOf(std::size_t place) const {
   FolderPath path;
   for (; place != kNowhere; place = places_[place].parent) {
-    const bool isTopLevel = places_[place].parent == kNowhere && places_[place].title.empty();
-    if (!isTopLevel) path.push_back(places_[place].title);
+    if (!isTopLevel(place)) path.push_back(places_[place].title);
   }
   std::ranges::reverse(path);
   return path;
@@ -88,6 +90,19 @@ void ChangeRecorder::entryRenamed(PropertyListDictionary /*entry*/, std::string_
   changes_.renamed.push_back({currentFolder(), shortenedText(before), shortenedText(after)});
 }
 
+/// Gives every folder below `folder` a place that has none yet. As deep as the tree is nested, which the readers bound.
+void ChangeRecorder::placeUnentered(PropertyListDictionary folder, std::size_t place) {
+  const PropertyListArray children = folder.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListDictionary child = children.at(i).dictionary();
+    if (child.array(kChildrenKey).empty()) continue;
+    const auto [known, isNew] = placesByIdentity_.try_emplace(child.value().identity(), places_.size());
+    const std::size_t childPlace = known->second;
+    if (isNew) places_.push_back({place, titleOf(child)});
+    placeUnentered(child, childPlace);
+  }
+}
+
 void ChangeRecorder::addOrder(FolderPath folder, PropertyListArray after,
                               std::span<const std::uint32_t> earlierPositions) {
   const std::vector<bool> moved = movedEntries(earlierPositions);
@@ -100,23 +115,47 @@ void ChangeRecorder::addOrder(FolderPath folder, PropertyListArray after,
 
 void ChangeRecorder::folderOrdered(PropertyListDictionary folder, PropertyListArray after,
                                    std::span<const std::uint32_t> earlierPositions) {
+  auto place = placesByIdentity_.find(folder.value().identity());
+  if (place != placesByIdentity_.end() && isTopLevel(place->second)) {
+    // Compared as a whole once its fixed entries are back, see orderTopLevel(). What is a folder is a copy by now.
+    const PropertyListArray before = folder.array(kChildrenKey);
+    for (std::size_t i = 0; i < after.size(); ++i) {
+      const auto known = topLevel_.find(before.at(earlierPositions[i]).identity());
+      if (known != topLevel_.end()) topLevel_.try_emplace(after.at(i).identity(), std::uint32_t{known->second});
+    }
+    return;
+  }
   if (std::ranges::is_sorted(earlierPositions)) return;
-  const auto place = placesByIdentity_.find(folder.value().identity());
+  if (place == placesByIdentity_.end()) {
+    // Proxies and nodes of no known type are not cleaned; what is in them is ordered. They are rare enough to be looked
+    // for only when one of them has another order.
+    places_.push_back({kNowhere, ""});
+    placeUnentered(root_, places_.size() - 1);
+    place = placesByIdentity_.find(folder.value().identity());
+  }
   if (place == placesByIdentity_.end()) return;
-  FolderPath path = pathOf(place->second);
-  // The top level is compared as a whole once its fixed entries are back, see orderTopLevel().
-  if (!path.empty()) addOrder(std::move(path), after, earlierPositions);
+  addOrder(pathOf(place->second), after, earlierPositions);
+}
+
+/// Where each entry of the new top level was, by what it is; bar and menu are copies, and known by their titles. One
+/// that stands twice now, as a bar that took the place of another one, was there once.
+std::vector<std::uint32_t> ChangeRecorder::earlierPositionsOf(PropertyListArray topLevel) const {
+  std::vector<std::uint32_t> positions;
+  std::vector<bool> isTaken(topLevelCount_, false);
+  for (std::size_t i = 0; i < topLevel.size(); ++i) {
+    std::optional<std::uint32_t> earlier;
+    if (const auto known = topLevel_.find(topLevel.at(i).identity()); known != topLevel_.end()) earlier = known->second;
+    const auto fixed = fixed_.find(std::string(topLevel.at(i).dictionary().string(kTitleKey).value_or("")));
+    if (!earlier && fixed != fixed_.end()) earlier = fixed->second;
+    const bool isNew = !earlier || isTaken[*earlier];
+    positions.push_back(isNew ? static_cast<std::uint32_t>(topLevelCount_ + i) : *earlier);
+    if (!isNew) isTaken[*earlier] = true;
+  }
+  return positions;
 }
 
 void ChangeRecorder::orderTopLevel(PropertyListArray after) {
-  tsl::robin_map<std::string, std::vector<std::uint32_t>> positions;
-  for (std::size_t i = topLevel_.size(); i-- > 0;) positions[topLevel_[i]].push_back(static_cast<std::uint32_t>(i));
-  std::vector<std::uint32_t> earlierPositions;
-  for (std::size_t i = 0; i < after.size(); ++i) {
-    std::vector<std::uint32_t>& earlier = positions[markOf(after.at(i).dictionary())];
-    earlierPositions.push_back(static_cast<std::uint32_t>(earlier.empty() ? topLevel_.size() + i : earlier.back()));
-    if (!earlier.empty()) earlier.pop_back();
-  }
+  const std::vector<std::uint32_t> earlierPositions = earlierPositionsOf(after);
   if (std::ranges::is_sorted(earlierPositions)) return;
   addOrder({}, after, earlierPositions);
   std::rotate(changes_.ordered.begin(), changes_.ordered.end() - 1, changes_.ordered.end());
@@ -125,20 +164,28 @@ void ChangeRecorder::orderTopLevel(PropertyListArray after) {
 void ChangeRecorder::attemptEnded(PropertyListDictionary root, bool didSort) {
   changes_.isOrderChanged = didSort && root;
   if (!duplicates_.empty()) findKept(root);
-  if (changes_.isOrderChanged) orderTopLevel(root.array(kChildrenKey));
+  if (changes_.isOrderChanged) {
+    orderTopLevel(root.array(kChildrenKey));
+  } else {
+    // Entries of one identifier that changed places among themselves are no change.
+    changes_.ordered.clear();
+  }
 }
 
 /// Looks for the bookmarks that stayed where duplicates went.
 void ChangeRecorder::findKept(PropertyListDictionary root) {
   const PropertyListArray children = root.array(kChildrenKey);
+  std::vector<std::string> ownTrees;
   for (std::size_t i = 0; i < children.size(); ++i) {
     const PropertyListDictionary child = children.at(i).dictionary();
-    const auto title = child.string(kTitleKey);
-    const bool isOwnTree = title == kBookmarksBarTitle || title == kBookmarksMenuTitle;
-    // What stands outside the three trees was not searched for duplicates either.
-    const bool isOutside = boolValue(child.get(kShouldOmitFromUIKey));
+    const std::string title(child.string(kTitleKey).value_or(""));
+    const bool isBarOrMenu = title == kBookmarksBarTitle || title == kBookmarksMenuTitle;
+    // What stands outside the three trees was not searched for duplicates either: a second bar, and what is hidden.
+    const bool isSpare = isBarOrMenu && std::ranges::count(ownTrees, title) != 0;
+    if (isSpare || (!isBarOrMenu && boolValue(child.get(kShouldOmitFromUIKey)))) continue;
+    if (isBarOrMenu) ownTrees.push_back(title);
     FolderPath path;
-    if (!isOutside || isOwnTree) findKeptBelow(child, isOwnTree ? std::string(*title) : std::string(), path);
+    findKeptBelow(child, isBarOrMenu ? title : std::string(), path);
   }
 }
 

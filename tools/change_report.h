@@ -83,7 +83,7 @@ class ChangeRecorder final : public SortObserver {
   [[nodiscard]] const Changes& changes() const { return changes_; }
 
  private:
-  /// A folder that cleaning went through.
+  /// A folder that cleaning went through, or one that it never enters and that is ordered all the same.
   struct Place {
     std::size_t parent;
     std::string title;
@@ -91,21 +91,29 @@ class ChangeRecorder final : public SortObserver {
 
   [[nodiscard]] FolderPath pathOf(std::size_t place) const;
   [[nodiscard]] FolderPath currentFolder() const { return pathOf(current_); }
+  void placeUnentered(PropertyListDictionary folder, std::size_t place);
   void addOrder(FolderPath folder, PropertyListArray after, std::span<const std::uint32_t> earlierPositions);
+  [[nodiscard]] bool isTopLevel(std::size_t place) const {
+    return places_[place].parent == kNowhere && places_[place].title.empty();
+  }
+  [[nodiscard]] std::vector<std::uint32_t> earlierPositionsOf(PropertyListArray topLevel) const;
   void orderTopLevel(PropertyListArray after);
   void findKept(PropertyListDictionary root);
   void findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path);
 
   OrderDetail detail_;
   Changes changes_;
+  PropertyListDictionary root_;
   std::vector<Place> places_;
   /// The folder being cleaned, an index into the places; kNowhere outside.
   std::size_t current_ = kNowhere;
   tsl::robin_map<std::uint32_t, std::size_t> placesByIdentity_;
   /// The removed duplicates by tree and address.
   tsl::robin_map<std::string, std::vector<std::size_t>> duplicates_;
-  /// What tells the top level's entries apart, as they were read.
-  std::vector<std::string> topLevel_;
+  /// The top level's entries as they were read: positions by identity, and those of bar and menu by title.
+  tsl::robin_map<std::uint32_t, std::uint32_t> topLevel_;
+  tsl::robin_map<std::string, std::uint32_t> fixed_;
+  std::size_t topLevelCount_ = 0;
 
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 };

@@ -71,6 +71,34 @@ TEST_F(Reports, ADuplicateNamesTheOneThatStaysInItsOwnTree) {
   EXPECT_EQ(changes.removed[0].keptFolder, (FolderPath{"BookmarksMenu", "F"}));
 }
 
+TEST_F(Reports, ADuplicateDoesNotNameABookmarkThatNoSearchSees) {
+  const Changes changes =
+      changesOf("Root[ BookmarksMenu[ y ] BookmarksBar#1[ first@u second@u ] BookmarksBar#2[ spare@u ] b a ]");
+  ASSERT_EQ(changes.removed.size(), 1U);
+  EXPECT_EQ(changes.removed[0].keptTitle, "second");
+}
+
+TEST_F(Reports, WhatIsInAProxyIsOrderedAndTold) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ F[ ^p[ b a ] ] ] ]");
+  ASSERT_EQ(changes.ordered.size(), 1U);
+  EXPECT_EQ(changes.ordered[0].folder, (FolderPath{"BookmarksMenu", "F", "p"}));
+  EXPECT_EQ(changes.ordered[0].movedCount, 1U);
+}
+
+TEST_F(Reports, AnEntryOfTheTopLevelIsKnownWithoutIdentifierAndTitle) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] ~#-[ k ] c#- b#- a#- ]");
+  ASSERT_EQ(changes.ordered.size(), 1U);
+  std::vector<std::size_t> positions;
+  for (const OrderedEntry& entry : changes.ordered[0].entries) positions.push_back(entry.earlierPosition);
+  EXPECT_EQ(positions, (std::vector<std::size_t>{0, 1, 2, 5, 4, 3}));
+}
+
+TEST_F(Reports, NoOrderIsToldThatIsNotWritten) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b#same a#same ] ]");
+  EXPECT_FALSE(changes.isOrderChanged);
+  EXPECT_TRUE(changes.ordered.empty());
+}
+
 TEST_F(Reports, FoldersEmptiedByTheRulesAreToldAfterWhatWasInThem) {
   const Changes changes = changesOf("Root[ BookmarksBar[ ] BookmarksMenu[ b F[ G[ x@ ] ] a ] ]");
   ASSERT_EQ(changes.removed.size(), 3U);
@@ -114,6 +142,8 @@ TEST(Terminal, WhatCouldSteerATerminalIsSpelledOut) {
             "\\u{202E}x");
   EXPECT_EQ(printable("\xED\xA0\xBD"), "\\u{D83D}");
   EXPECT_EQ(printable("\xFF"), "\\u{FFFD}");
+  // What only begins like a surrogate hides nothing behind it.
+  EXPECT_EQ(printable("\xED\xC0\x1B[2J"), "\\u{FFFD}\\u{FFFD}\\u{001B}[2J");
 }
 
 TEST(Terminal, ColorsAreAddedOnlyWhenAskedFor) {
