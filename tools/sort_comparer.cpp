@@ -2,6 +2,8 @@
 
 #include <tsl/robin_map.h>
 
+#include <algorithm>
+
 #include "engine/bookmark_node.h"
 #include "engine/conditional_insert.h"
 #include "engine/value_coercion.h"
@@ -138,6 +140,12 @@ std::vector<SortComparer::Search> SortComparer::searchesOfEntries() const {
     hasMenu = hasMenu || isMenu;
     std::fill(searches.begin() + static_cast<std::ptrdiff_t>(top),
               searches.begin() + static_cast<std::ptrdiff_t>(tree[top].end), search);
+  }
+  // Cleaning goes into folders only. What else has children keeps them all.
+  for (std::size_t i = 1; i < tree.size(); ++i) {
+    if (tree[i].kind == EntryKind::kFolder) continue;
+    std::fill(searches.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+              searches.begin() + static_cast<std::ptrdiff_t>(tree[i].end), Search::kNone);
   }
   return searches;
 }
