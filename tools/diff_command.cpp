@@ -58,8 +58,8 @@ DifferenceReading differenceOf(const Platform& platform, const std::string& oldF
   if (reading.code == TarvelErrorNone) {
     reading.report.comparison = comparisonOf(before.list.root.dictionary(), after.list.root.dictionary());
   } else {
-    reading.message = Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, reading.code,
-                                                               before.code != TarvelErrorNone ? oldFile : newFile);
+    const std::string& named = before.code != TarvelErrorNone ? oldFile : newFile;
+    reading.message = Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, reading.code, printable(named));
   }
   return reading;
 }
@@ -74,12 +74,16 @@ int runDiff(const Platform& platform, const CommandLine& line) {
   std::optional<ShownProgress> shown(platform);
   const DifferenceReading reading = differenceOf(shown->platform(), oldFile, newFile);
   shown.reset();
+  if (reading.code != TarvelErrorNone && line.json) {
+    std::cout << differenceFailureAsJson(reading.report, reading.code, reading.message);
+    return reading.code;
+  }
   if (reading.code != TarvelErrorNone) {
     std::cerr << Painter(usesColor(line.color, STDERR_FILENO)).red(reading.message) << "\n";
     return reading.code;
   }
   if (wantsPage) {
-    if (line.htmlFile != "-") std::cout << summaryOf(reading.report.comparison) << "\n";
+    if (!output.isStandardOutput()) std::cout << summaryOf(reading.report.comparison) << "\n";
     if (!output.deliver(pageOf(reading.report))) return kExitFailed;
   } else if (line.json) {
     std::cout << differenceAsJson(reading.report);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "tools/terminal.h"
@@ -25,5 +26,9 @@ struct DifferenceReport {
 
 /// For programs: one JSON object. Field names are part of the interface, see the manual page.
 [[nodiscard]] std::string differenceAsJson(const DifferenceReport& report);
+
+/// The same where there is nothing to compare: the two files, and why. `report` has no comparison.
+[[nodiscard]] std::string differenceFailureAsJson(const DifferenceReport& report, std::int32_t code,
+                                                  const std::string& message);
 
 }  // namespace tarvel

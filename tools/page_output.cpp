@@ -30,10 +30,17 @@ std::string cachedPage() {
   return (isUsable ? std::string(cache) : std::string("~/.cache")) + "/Tarvel/preview.html";
 }
 
+/// Whether two paths lead to one file, be it there or yet to be made.
 bool isSameFile(const std::string& first, const std::string& second) {
   std::error_code error;
-  return first == second || std::filesystem::equivalent(first, second, error);
+  if (first == second || std::filesystem::equivalent(first, second, error)) return true;
+  const std::filesystem::path one = std::filesystem::weakly_canonical(first, error);
+  if (error) return false;
+  const std::filesystem::path other = std::filesystem::weakly_canonical(second, error);
+  return !error && one == other;
 }
+
+bool hasOwnFile(const CommandLine& line) { return !line.htmlFile.empty() && line.htmlFile != "-"; }
 
 void complain(const std::string& path, const std::string& reason) {
   std::cerr << "tarvel: “" << printable(path) << "”: " << printable(reason) << "\n";
@@ -43,8 +50,8 @@ void complain(const std::string& path, const std::string& reason) {
 
 PageOutput::PageOutput(FileManager& files, const CommandLine& line)
     : files_(files),
-      path_(files.stringByExpandingTildeInPath(line.htmlFile.empty() ? cachedPage() : absolutePath(line.htmlFile))),
-      isStandardOutput_(line.htmlFile == "-"),
+      path_(files.stringByExpandingTildeInPath(hasOwnFile(line) ? absolutePath(line.htmlFile) : cachedPage())),
+      isStandardOutput_(line.htmlFile == "-" && !line.opensPage),
       isOpened_(line.opensPage) {}
 
 bool PageOutput::isAllowed(const std::vector<std::string>& untouchable) const {

@@ -11,9 +11,12 @@ namespace tarvel {
 /// Where a page goes: a file, or standard output.
 class PageOutput {
  public:
-  /// `line` tells the place; "-" is standard output, and a page that is to be opened and has no place goes into the
+  /// `line` tells the place; "-" is standard output, and a page that is to be opened and has no file goes into the
   /// user's cache folder. `files` is borrowed.
   PageOutput(FileManager& files, const CommandLine& line);
+
+  /// Whether standard output is for the page alone.
+  [[nodiscard]] bool isStandardOutput() const { return isStandardOutput_; }
 
   /// Whether the page may go there: not in place of any of `untouchable` (through whatever path or link), and in place
   /// of another file only where that is a page of ours. Complains to the error output where it may not.

@@ -56,7 +56,7 @@ SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool
   const std::string& named = report.code == TarvelErrorBackupFailed ? backup : report.file;
   report.message = isPreview && report.code == TarvelErrorNone
                        ? "Preview of “" + printable(report.file) + "”:"
-                       : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, named);
+                       : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, printable(named));
   report.changes = comparer != nullptr ? comparer->changes() : recorder.changes();
   return report;
 }
@@ -150,7 +150,7 @@ int runPreview(const Platform& platform, const CommandLine& line) {
   if (!wantsPage || report.code != TarvelErrorNone) {
     show(report, line);
   } else {
-    if (line.htmlFile != "-") std::cout << summaryOf(report).front() << "\n";
+    if (!output.isStandardOutput()) std::cout << summaryOf(report).front() << "\n";
     if (!output.deliver(pageOf(report, comparer))) return kExitFailed;
   }
   if (report.code != TarvelErrorNone) return report.code;
