@@ -53,6 +53,8 @@ void addSortOptions(CLI::App& command, CommandLine& line) {
   addFile(command, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
 }
 
+std::string refusalOfNoName(const std::string& file) { return file.empty() ? "The page needs a file name" : ""; }
+
 CLI::Option* addOpen(CLI::App& command, CommandLine& line) {
   return command
       .add_flag("--open", line.opensPage,
@@ -64,6 +66,7 @@ void addPage(CLI::App& command, CommandLine& line) {
   CLI::Option* json = command.get_option("--json");
   command.add_option("--html", line.htmlFile, "Write a page that shows both trees side by side; - for standard output")
       ->type_name("FILE")
+      ->check(refusalOfNoName)
       ->excludes(json);
   addOpen(command, line);
 }
@@ -76,6 +79,7 @@ void addDiff(CLI::App& app, CommandLine& line) {
   // A flag that may carry a value: the two files stay the only words of their own.
   diff->add_flag("--html{-}", line.htmlFile,
                  "Answer as a page that shows both trees side by side; --html=FILE writes it there")
+      ->check(refusalOfNoName)
       ->excludes(text)
       ->excludes(json);
   addOpen(*diff, line)->excludes(text);

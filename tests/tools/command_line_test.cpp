@@ -60,6 +60,64 @@ TEST(CommandLine, TheLastOfTwoOppositesCounts) {
   EXPECT_FALSE(parse({"sort", "--backup", "--no-backup"}).line.backup);
 }
 
+TEST(CommandLine, ADiffTakesTwoFilesAndAnswersAsTextUnlessToldOtherwise) {
+  const CommandLine line = parse({"diff", "old", "new"}).line;
+  EXPECT_EQ(line.command, Command::kDiff);
+  EXPECT_EQ(line.file, "old");
+  EXPECT_EQ(line.newFile, "new");
+  EXPECT_FALSE(line.json);
+  EXPECT_EQ(line.htmlFile, "");
+  EXPECT_FALSE(line.opensPage);
+  EXPECT_EQ(parse({"diff", "--text", "old", "new"}).exitStatus, 0);
+  EXPECT_TRUE(parse({"diff", "--json", "old", "new"}).line.json);
+  EXPECT_TRUE(parse({"diff", "old", "new", "--open"}).line.opensPage);
+  EXPECT_EQ(parse({"diff", "--color", "never", "old", "new"}).line.color, ColorChoice::kNever);
+}
+
+TEST(CommandLine, ThePageOfADiffGoesToStandardOutputOrWhereItsOwnWordSays) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{
+           {"diff", "--html", "old", "new"}, {"diff", "old", "--html", "new"}, {"diff", "old", "new", "--html=-"}}) {
+    const ParsedCommandLine parsed = parse(arguments);
+    ASSERT_FALSE(parsed.isDone);
+    EXPECT_EQ(parsed.line.htmlFile, "-");
+    EXPECT_EQ(parsed.line.file, "old");
+    EXPECT_EQ(parsed.line.newFile, "new");
+  }
+  EXPECT_EQ(parse({"diff", "--html=page.html", "old", "new"}).line.htmlFile, "page.html");
+  EXPECT_EQ(parse({"diff", "--html=a b=c", "old", "new"}).line.htmlFile, "a b=c");
+}
+
+TEST(CommandLine, ThePageOfAPreviewHasAFileAndTheBookmarksTheirs) {
+  const CommandLine line = parse({"preview", "--html", "page.html", "--open", "file"}).line;
+  EXPECT_EQ(line.htmlFile, "page.html");
+  EXPECT_EQ(line.file, "file");
+  EXPECT_TRUE(line.opensPage);
+  EXPECT_EQ(parse({"preview", "--html=page.html"}).line.htmlFile, "page.html");
+  EXPECT_EQ(parse({"preview", "--html", "-"}).line.htmlFile, "-");
+  EXPECT_EQ(parse({"preview"}).line.htmlFile, "");
+}
+
+TEST(CommandLine, OneAnswerAtATime) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{{"diff", "--text", "--json", "a", "b"},
+                                                                     {"diff", "--text", "--html", "a", "b"},
+                                                                     {"diff", "--text", "--open", "a", "b"},
+                                                                     {"diff", "--json", "--html=x", "a", "b"},
+                                                                     {"diff", "--open", "--json", "a", "b"},
+                                                                     {"preview", "--json", "--html", "x"},
+                                                                     {"preview", "--open", "--json"}}) {
+    const ParsedCommandLine parsed = parse(arguments);
+    EXPECT_TRUE(parsed.isDone) << arguments[1] << " " << arguments[2];
+    EXPECT_EQ(parsed.exitStatus, kExitUsage) << arguments[1] << " " << arguments[2];
+  }
+}
+
+TEST(CommandLine, APageNeedsANameForItsFile) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{
+           {"preview", "--html="}, {"preview", "--html", ""}, {"preview", "--html"}}) {
+    EXPECT_EQ(parse(arguments).exitStatus, kExitUsage);
+  }
+}
+
 TEST(CommandLine, WrongUsageIsDoneWith64) {
   for (const auto& arguments : std::vector<std::vector<const char*>>{{},
                                                                      {"sort", "a", "b"},
@@ -74,6 +132,12 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"backup", "prune", "--keep", ""},
                                                                      {"backup", "prune", "--keep", "-1"},
                                                                      {"backup", "prune", "--keep", "0x1"},
+                                                                     {"diff"},
+                                                                     {"diff", "a"},
+                                                                     {"diff", "a", "b", "c"},
+                                                                     {"diff", "--backup-file", "a", "b"},
+                                                                     {"sort", "--html", "x"},
+                                                                     {"sort", "--open"},
                                                                      {"what"}}) {
     const ParsedCommandLine parsed = parse(arguments);
     EXPECT_TRUE(parsed.isDone);
