@@ -66,6 +66,8 @@ LogReading LinuxLogReader::last(std::size_t count) {
   LogReading reading{LogState::kReadable, {}};
   (void)sd_journal_seek_tail(journal_.get());
   const int found = sd_journal_previous_skip(journal_.get(), count);
+  // What comes is to be found from the beginning then: seen from the end, only the last of it would be next.
+  if (found == 0) (void)sd_journal_seek_head(journal_.get());
   for (int left = found; left > 0; --left) {
     reading.records.push_back(current());
     // The last stays the current one: what follows comes after it.

@@ -58,6 +58,15 @@ class AgentLog(HomeTest):
         self.assertIn("TarvelHelper: ", result.stdout, result.stderr)
         self.assertEqual(len(result.stdout.splitlines()), 1)
 
+    def test_following_from_nothing_misses_nothing_that_comes_at_once(self):
+        script = f"""cd {self.home}; "$TARVEL_BIN" agent log --follow > followed & follower=$!
+            until grep -q inotify /proc/$follower/fdinfo/* 2> /dev/null; do sleep 0.05; done
+            kill -STOP $follower; {WRITE}; {WRITE}; {WRITE}; {self.READ.format("", 3)} > /dev/null; kill -CONT $follower
+            for i in $(seq 200); do [ "$(wc -l < followed)" -ge 3 ] && break; sleep 0.1; done
+            kill -TERM $follower; wait $follower; cat followed"""
+        result = self.beside_journal(script)
+        self.assertEqual(len(result.stdout.splitlines()), 3, result.stdout + result.stderr)
+
     def test_nothing_written_is_said(self):
         result = self.beside_journal('"$TARVEL_BIN" agent log')
         self.assertEqual(result.stdout, "The agent has written nothing that you may read.\n", result.stderr)
