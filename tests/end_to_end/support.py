@@ -6,6 +6,7 @@ import plistlib
 import pty
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import termios
@@ -70,6 +71,9 @@ class Terminal:
 
         def own():
             os.setsid()
+            # A suite that runs in the background was told to ignore them.
+            for number in (signal.SIGINT, signal.SIGQUIT, signal.SIGHUP):
+                signal.signal(number, signal.SIG_DFL)
             os.close(os.open(os.ttyname(2), os.O_RDWR))  # the first terminal opened is the session's own
 
         self.process = subprocess.Popen(

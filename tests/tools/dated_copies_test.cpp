@@ -129,6 +129,19 @@ TEST_F(Copies, CopiesOfOneInstantHaveNamesOfTheirOwnInOrder) {
   EXPECT_EQ(contents(), (std::vector<std::string>{"one", "two", "three"}));
 }
 
+TEST_F(Copies, ANameThatSomebodyElseTakesMeanwhileIsLeftToThem) {
+  std::string taken;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation != FileOperation::kCreateFile || !taken.empty()) return;
+    taken = call.path;
+    memory.fileManager.putFile(taken, "theirs");
+  });
+  const CopyMaking made = keep("mine");
+  EXPECT_TRUE(made.isNew);
+  EXPECT_NE(made.copy.path, taken);
+  EXPECT_EQ(contents(), (std::vector<std::string>{"theirs", "mine"}));
+}
+
 TEST_F(Copies, BytesOfTheNewestAreNotKeptAgainAndThoseOfAnOlderOneAre) {
   const CopyMaking first = keep("one");
   const CopyMaking same = keep("one");

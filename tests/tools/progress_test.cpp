@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -206,9 +207,13 @@ TerminalRun runInTerminal(const std::function<int()>& work, const std::string& a
                           const std::function<void(int, pid_t)>& act) {
   TerminalRun run;
   int terminal = -1;
+  // Else the child shows it once more.
+  (void)std::fflush(nullptr);
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
   if (child == 0) {
     (void)::setenv("TERM", "xterm", 1);
+    // A suite that runs in the background was told to ignore them.
+    for (const int number : {SIGINT, SIGQUIT, SIGHUP}) (void)::signal(number, SIG_DFL);
     const int status = work();
     std::cout.flush();
     ::_exit(status);

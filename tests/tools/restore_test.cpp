@@ -219,6 +219,19 @@ TEST_F(Restore, APartOfANameWillDoIfOnlyOneHasIt) {
   EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
 }
 
+TEST_F(Restore, AWholeNameComesBeforeAPathAndAPathBeforeAPartOfAName) {
+  const auto put = [&](const std::string& name, const std::string& title) {
+    memory.fileManager.putFile(absolutePath(name), bookmarks(title));
+  };
+  put(copy.name, "a whole name");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), old);
+  line.copies.from = copy.name.substr(10, 10);
+  put(line.copies.from, "a part of a name");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), bookmarks("a part of a name"));
+}
+
 TEST_F(Restore, WithoutACopyOfWhatItReplacesNothingIsReplaced) {
   for (const FileOperation operation : {FileOperation::kCreateDirectory, FileOperation::kCreateFile}) {
     memory.fileManager.failNext(operation, ENOSPC);
