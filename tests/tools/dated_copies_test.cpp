@@ -292,6 +292,16 @@ TEST_F(Copies, PruneTellsWhatCouldNotBeRemoved) {
   EXPECT_EQ(contents().size(), 2U);
 }
 
+TEST_F(Copies, PruneLeavesWhatItCannotReadAndDoesNotCountIt) {
+  for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
+  memory.fileManager.setMode(copies.list().copies[0].path, 0200);
+  memory.fileManager.setMode(copies.list().copies[2].path, 0200);
+  line.copies.keep = 1;
+  EXPECT_EQ(run(BackupAction::kPrune), 0);
+  EXPECT_NE(said.find("0 copies removed, 3 stay."), std::string::npos) << said;
+  EXPECT_EQ(contents().size(), 3U);
+}
+
 TEST_F(Copies, WhatSomebodyElseHasPrunedMeanwhileIsGoneAsItShould) {
   for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
   const std::string oldest = copies.list().copies.front().path;
