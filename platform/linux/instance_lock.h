@@ -11,7 +11,7 @@
 namespace tarvel {
 
 /// Where the lock lies: `<identifier>.helper.lock` in the user's runtime folder; without one, `helper.lock` in the
-/// settings folder of the identifier. Both from the environment. Empty without a home folder too.
+/// settings folder of the identifier. Empty without a home folder too.
 [[nodiscard]] std::string instanceLockPath(const std::string& identifier);
 
 /// A lock that this process holds, or that somebody else holds, or that cannot be had at all.

@@ -1,6 +1,7 @@
 #include "platform/linux/user_folders.h"
 
 #include <pwd.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -31,6 +32,19 @@ std::string userSettingsFolder() {
   return home.empty() ? std::string() : home + "/.config";
 }
 
-std::string userRuntimeFolder() { return folderFromEnvironment("XDG_RUNTIME_DIR"); }
+std::string privateFolderAt(const std::string& path) {
+  constexpr mode_t kRights = 07777;
+  struct stat facts {};
+  const bool isPrivate = ::lstat(path.c_str(), &facts) == 0 && S_ISDIR(facts.st_mode) && facts.st_uid == ::geteuid() &&
+                         (facts.st_mode & kRights) == S_IRWXU;
+  return isPrivate ? path : std::string();
+}
+
+std::string userRuntimeFolder() {
+  std::string folder = folderFromEnvironment("XDG_RUNTIME_DIR");
+  if (!folder.empty()) return folder;
+  // Who came by another way, as by su or from cron, is not told of it, and is to find the same agent nevertheless.
+  return privateFolderAt("/run/user/" + std::to_string(::geteuid()));
+}
 
 }  // namespace tarvel

@@ -2,15 +2,17 @@
 
 #include <string>
 
-// The user's own folders, by the base directory convention. Taken from the environment; nothing is made.
+// The user's own folders, by the base directory convention. Looked up; nothing is made.
 namespace tarvel {
 
 /// $HOME, else what the password database says. Empty when neither knows.
 [[nodiscard]] std::string userHomeFolder();
 /// $XDG_CONFIG_HOME, else ~/.config. Empty without a home.
 [[nodiscard]] std::string userSettingsFolder();
-/// $XDG_RUNTIME_DIR. Empty where the session has none.
+/// $XDG_RUNTIME_DIR, as it is; else /run/user/UID, where that is private. Empty without either.
 [[nodiscard]] std::string userRuntimeFolder();
+/// `path`, if it is a folder, and no link to one, of this process's user that nobody else has any right to; else empty.
+[[nodiscard]] std::string privateFolderAt(const std::string& path);
 /// The variable's value if it is an absolute path, as the convention wants; else empty.
 [[nodiscard]] std::string folderFromEnvironment(const char* variable);
 

@@ -30,6 +30,8 @@ class HomeTest(unittest.TestCase):
             "PATH": os.environ["PATH"],
             "LC_ALL": "C.UTF-8",
             "XDG_DATA_HOME": str(self.home / "data"),
+            # Left out, it would be that of whoever runs this.
+            "XDG_RUNTIME_DIR": str(self.home / "nothing"),
         }
         # Sanitized builds say more when they can.
         for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):

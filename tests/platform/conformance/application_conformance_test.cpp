@@ -182,7 +182,7 @@ TEST_F(LinuxApplicationTest, WithoutAPlaceForTheLockItRunsAndSaysSo) {
 }
 
 TEST_F(LinuxApplicationTest, WithoutARuntimeFolderTheLockLiesBesideTheSettings) {
-  ::unsetenv("XDG_RUNTIME_DIR");
+  ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
   ::setenv("XDG_CONFIG_HOME", directory.path("config").c_str(), 1);
   const std::string path = instanceLockPath("org.tarvel.Test");
   EXPECT_EQ(path, directory.path("config/org.tarvel.Test/helper.lock"));
