@@ -36,6 +36,9 @@ inline constexpr const char* kReportedErrorTimeKey = "LastReportedErrorTime";
 /// Silent when nothing waits.
 [[nodiscard]] int runReportAsApplication(const AgentSurroundings& agent, Notifier& notifier, SystemLog& systemLog);
 
+/// Whether an agent runs that sorts the file at `file`, by whatever links either path leads there.
+[[nodiscard]] bool isSortedByAgent(const AgentSurroundings& agent, const std::string& file);
+
 /// The code that waits to be shown; none when there is none.
 [[nodiscard]] std::optional<std::int32_t> pendingCode(const AgentSurroundings& agent);
 /// What a code of the agent's means, in whole sentences and in the user's language as far as it was translated.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/platform.h"
@@ -15,8 +16,10 @@ namespace tarvel {
 
 [[nodiscard]] int runSort(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
-/// `person` is asked before a dated copy is put back.
-[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line, Questioner& person);
+/// `person` is asked before a dated copy is put back. `isWatched` tells whether an agent runs that sorts the file at
+/// the path given, as it would sort what is put back.
+[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line, Questioner& person,
+                             const std::function<bool(const std::string&)>& isWatched);
 [[nodiscard]] int runBackup(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
 [[nodiscard]] int runDiff(const Platform& platform, const CommandLine& line);

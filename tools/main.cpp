@@ -34,6 +34,13 @@ class ErrorOutputLog final : public tarvel::SystemLog {
   void log(std::string_view message) override { std::cerr << "tarvel: " << tarvel::printable(message) << "\n"; }
 };
 
+/// Whether an agent runs that sorts this file.
+bool isWatchedByAgent(const std::string& file) {
+  ErrorOutputLog log;
+  tarvel::LinuxAgentSurroundings linux(log);
+  return tarvel::isSortedByAgent(linux.surroundings(), file);
+}
+
 int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
   if (line.command == tarvel::Command::kAgent && line.agentAction == tarvel::AgentAction::kLog) {
     tarvel::LinuxLogReader reader;
@@ -72,7 +79,7 @@ int run(const tarvel::CommandLine& line) {
     case tarvel::Command::kPreview:
       return tarvel::runPreview(platform, line);
     case tarvel::Command::kRestore:
-      return tarvel::runRestore(platform, line, person);
+      return tarvel::runRestore(platform, line, person, isWatchedByAgent);
     case tarvel::Command::kBackup:
       return tarvel::runBackup(platform, line);
     case tarvel::Command::kDump:

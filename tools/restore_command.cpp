@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <functional>
 #include <iostream>
 #include <optional>
 
@@ -28,9 +29,10 @@ bool isOneFile(const FileVersion& first, const FileVersion& second) {
 
 class Restoring {
  public:
-  Restoring(const Platform& platform, const CommandLine& line)
+  Restoring(const Platform& platform, const CommandLine& line, const std::function<bool(const std::string&)>& isWatched)
       : platform_(platform),
         line_(line),
+        isWatched_(isWatched),
         file_(bookmarksFilePath(platform, line)),
         backup_(backupFilePath(platform, line)),
         copies_(platform, backup_, file_) {}
@@ -45,6 +47,8 @@ class Restoring {
   [[nodiscard]] TarvelError readCopy(const std::string& copyPath);
   /// Reads the copy, and the file once nobody uses it. A file that is not there is no error.
   [[nodiscard]] int readBoth(const std::string& copyPath);
+  void warnOfAgent() const;
+  void tellOfAgent() const;
   void showDifference(const std::string& copyPath) const;
   [[nodiscard]] bool isAgreedWith(Questioner& person) const;
   /// Keeps what the file holds, then writes the copy's bytes to it. Answers 0, or complains.
@@ -54,6 +58,7 @@ class Restoring {
 
   const Platform& platform_;
   const CommandLine& line_;
+  const std::function<bool(const std::string&)>& isWatched_;
   std::string file_;
   std::string backup_;
   DatedCopies copies_;
@@ -75,13 +80,29 @@ int Restoring::complainOfMissing(TarvelError code) const {
   const Painter painter(usesColor(line_.color, STDERR_FILENO));
   std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, code)) << "\n";
   if (code == TarvelErrorBookmarksFileNotFound) {
-    std::cerr << "There is no backup at " << quoted(backup_) << "; name another with --backup-file.\n";
+    std::cerr << "There is no backup at " << quoted(backup_)
+              << ": nothing has been sorted since one was put back, or ever.\n"
+              << "To see whether there are other copies: tarvel backup list. A backup that lies elsewhere is named with "
+                 "--backup-file.\n";
   } else {
     std::cerr << "There is nothing at " << quoted(file_)
               << ". To have the backup there all the same: tarvel restore --from " << shellWord(backup_)
               << wordsForPlaces(line_) << "\n";
   }
   return code;
+}
+
+void Restoring::warnOfAgent() const {
+  if (!isWatched_(file_)) return;
+  std::cout << "The agent runs, and would sort what is put back. To have it stay, turn sorting off first: tarvel agent "
+               "disable\n";
+}
+
+/// Asked once it is done, too: an agent may have been started, or ended, while somebody thought about it.
+void Restoring::tellOfAgent() const {
+  if (!isWatched_(file_)) return;
+  std::cout << "The agent runs, and is about to sort this file again. To have it stay as it is now: tarvel agent "
+               "disable, and then, should it be sorted by that time, the same restore once more.\n";
 }
 
 int Restoring::fromFirstCopy() {
@@ -96,6 +117,7 @@ int Restoring::fromFirstCopy() {
   if (const int code = replaceFile(); code != 0) return code;
   std::cout << "The backup " << quoted(backup_) << " is the bookmarks file " << quoted(file_) << " again.\n";
   tellWhatWasKept();
+  tellOfAgent();
   // Only now, so that the two are never both gone.
   const FileStatus removed = files.removeItemAtPath(backup_);
   if (removed.ok()) return 0;
@@ -173,11 +195,13 @@ int Restoring::fromCopy(Questioner& person) {
     return 0;
   }
   showDifference(choice.path);
+  warnOfAgent();
   if (!isAgreedWith(person)) return kExitWouldChange;
   if (const int code = replaceFile(); code != 0) return code;
   std::cout << "The copy " << quoted(choice.path) << " is the bookmarks file " << quoted(file_)
             << " now; the copy stays.\n";
   if (isThere) tellWhatWasKept();
+  tellOfAgent();
   return 0;
 }
 
@@ -221,8 +245,9 @@ void Restoring::tellWhatWasKept() const {
 
 }  // namespace
 
-int runRestore(const Platform& platform, const CommandLine& line, Questioner& person) {
-  Restoring restoring(platform, line);
+int runRestore(const Platform& platform, const CommandLine& line, Questioner& person,
+               const std::function<bool(const std::string&)>& isWatched) {
+  Restoring restoring(platform, line, isWatched);
   return line.copies.from.empty() ? restoring.fromFirstCopy() : restoring.fromCopy(person);
 }
 

@@ -59,11 +59,17 @@ class AgentCommand(HomeTest):
             return ["BookmarksMenu", ["a", "b"]] in titles(self.read())
 
         self.wait_for(is_sorted)
+        restored = self.tarvel("restore", self.file).stdout.decode()
+        self.assertIn("The agent runs, and is about to sort this file again.", restored)
         self.assertIn("none is started when you log in", self.agent("disable"))
         self.assertFalse(self.autostart.exists())
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], False)
         self.assertIn(b"not running", self.tarvel("status").stdout)
         self.assertIn("It is so already", self.agent("disable"))
+        self.tarvel("sort", self.file)
+        restored = self.tarvel("restore", self.file)
+        self.assertEqual(restored.returncode, 0)
+        self.assertNotIn(b"agent", restored.stdout)
 
     def test_the_agent_outlives_the_command_and_ends_when_told(self):
         self.agent("enable")

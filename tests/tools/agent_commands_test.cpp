@@ -2,10 +2,13 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "agent/preference_keys.h"
 #include "platform/memory/memory_notifier.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
+#include "tests/support/temporary_directory.h"
 #include "tests/tools/captured_output.h"
 #include "tools/settings_table.h"
 
@@ -54,6 +57,25 @@ struct AgentCommands : testing::Test {
   std::string output;
   std::string errors;
 };
+
+TEST_F(AgentCommands, AFileIsSortedByTheAgentWhileThatRunsAndGoesByIt) {
+  const TemporaryDirectory directory;
+  directory.write("Bookmarks.plist", "");
+  std::filesystem::create_directory_symlink(directory.path(), directory.path("link"));
+  std::filesystem::create_symlink(directory.path("Bookmarks.plist"), directory.path("mine"));
+  preferences.setString(kBookmarksFilenameKey, directory.path("Bookmarks.plist"), kDomain);
+  EXPECT_FALSE(isSortedByAgent(agent, directory.path("Bookmarks.plist")));
+  process = 0;
+  for (const char* name : {"Bookmarks.plist", "link/Bookmarks.plist", "mine"}) {
+    EXPECT_TRUE(isSortedByAgent(agent, directory.path(name))) << name;
+  }
+  for (const char* name : {"Other.plist", "nothing/Bookmarks.plist"}) {
+    EXPECT_FALSE(isSortedByAgent(agent, directory.path(name))) << name;
+  }
+  // The last one may have been lost.
+  std::filesystem::remove(directory.path("Bookmarks.plist"));
+  EXPECT_TRUE(isSortedByAgent(agent, directory.path("link/Bookmarks.plist")));
+}
 
 TEST_F(AgentCommands, EverySettingIsListedWithItsValueAndWhereItComesFrom) {
   preferences.setBoolean(kFoldersAtTopKey, false, kDomain);

@@ -35,6 +35,8 @@ struct Restore : testing::Test, EngineFixture {
   CommandLine line;
   Person person;
   std::string said;
+  bool isWatched = false;
+  std::string wasAskedFor;
   std::string old = bookmarks("old");
   std::string now = bookmarks("now");
   DatedCopy copy;
@@ -56,7 +58,12 @@ struct Restore : testing::Test, EngineFixture {
   [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kFile); }
 
   int run() {
-    return runHere([&] { return runRestore(platform, line, person); });
+    return runHere([&] {
+      return runRestore(platform, line, person, [this](const std::string& path) {
+        wasAskedFor = path;
+        return isWatched;
+      });
+    });
   }
   int runHere(const std::function<int()>& command) {
     testing::internal::CaptureStdout();
@@ -124,6 +131,38 @@ TEST_F(Restore, WhereNobodyCanBeAskedItTakesAYes) {
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(file(), old);
   EXPECT_EQ(person.asked, 0);
+}
+
+TEST_F(Restore, AnAgentThatSortsTheFileIsToldOfBeforeAnybodyAgrees) {
+  EXPECT_EQ(run(), 0);
+  EXPECT_FALSE(says("agent")) << said;
+  save(now);
+  isWatched = true;
+  person.answer = false;
+  EXPECT_EQ(run(), kExitWouldChange);
+  EXPECT_TRUE(says("would sort what is put back")) << said;
+  EXPECT_TRUE(says("tarvel agent disable")) << said;
+  EXPECT_EQ(wasAskedFor, kFile);
+}
+
+TEST_F(Restore, AnAgentThatIsAboutToSortTheFileAgainIsToldOf) {
+  isWatched = true;
+  EXPECT_EQ(run(), 0);
+  EXPECT_TRUE(says("is about to sort this file again")) << said;
+  save(now);
+  memory.fileManager.putFile(kFirst, old);
+  line.copies.from.clear();
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(file(), old);
+  EXPECT_TRUE(says("is about to sort this file again")) << said;
+  EXPECT_TRUE(says("tarvel agent disable")) << said;
+}
+
+TEST_F(Restore, NothingIsSaidOfAnAgentWhereNothingWasPutBack) {
+  isWatched = true;
+  line.copies.from.clear();
+  EXPECT_NE(run(), 0);
+  EXPECT_FALSE(says("agent")) << said;
 }
 
 TEST_F(Restore, TheSameBytesAreNotWrittenAgain) {
