@@ -80,7 +80,8 @@ int enable(const AgentControl& control) {
             << processText(control.service) << ", and starts " << loginText(control.service.loginEntry()) << ".\n";
   if (wasSo) return 0;
   if (!control.service.hasManager())
-    std::cout << "No service manager of yours answers here, so your desktop was asked to start it.\n";
+    std::cout << "No service manager of yours answers here, so your desktop was asked to start it. "
+                 "Without a desktop, start it yourself after each login: tarvel agent start\n";
   tellWhatComes(control);
   std::cout << "To turn it off again: tarvel agent disable\n";
   return 0;

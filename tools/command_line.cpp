@@ -13,6 +13,7 @@ namespace tarvel {
 namespace {
 
 constexpr const char* kFooter =
+    "To begin with: tarvel preview shows what a sort would change, and writes nothing. The manual: man tarvel\n\n"
     "Exit status: 0 done or nothing to do; 1 bookmarks file (restore: backup) not found; 2 restore: no bookmarks "
     "file;\n"
     "3 not a bookmarks file; 4 version too advanced; 5 not readable; 6 not writable; 7 no backup made; 8 in use;\n"
@@ -200,7 +201,11 @@ void refuseEmptyValues(int argc, const char* const* argv) {
 }
 
 void explainUsage(CLI::App& app, const CLI::ParseError& error, int argc, const char* const* argv) {
-  std::cerr << "tarvel: " << error.what() << "\n";
+  if (argc < 2) {
+    std::cerr << "tarvel: Say what is to be done. To see what a sort would change, and write nothing: tarvel preview\n";
+  } else {
+    std::cerr << "tarvel: " << error.what() << "\n";
+  }
   const std::vector<std::string> options = optionNames(app);
   for (int i = 1; i < argc; ++i) {
     const std::string given = std::string(argv[i]).substr(0, std::string(argv[i]).find('='));

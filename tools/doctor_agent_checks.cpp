@@ -19,6 +19,11 @@ constexpr unsigned kForOthers = 077;
 
 bool isWanted(const Patient& patient) { return settingInForce(patient, kAutoSortModeKey) == "yes"; }
 
+/// Whether titles are ordered by a language's own rules.
+bool isLanguage(const std::string& locale) {
+  return !locale.empty() && locale != "POSIX" && locale != "C" && !locale.starts_with("C.");
+}
+
 std::string orNone(const std::string& language) { return language.empty() ? "none" : printable(language); }
 
 /// A limit that leaves too little; none when it leaves enough, or nobody can tell.
@@ -201,7 +206,10 @@ Findings checkLanguage(const Patient& patient) {
                      orNone(own) + "”: a preview may differ from what the agent does.",
                  std::string("Once LANG is the same for both: ") + kRestart)};
   }
-  return {fine(kCheck, "Titles are ordered by the language “" + orNone(own) + "”.")};
+  if (!isLanguage(own)) {
+    return {fine(kCheck, "No language is set, so titles are ordered by rules for all; LANG would set yours.")};
+  }
+  return {fine(kCheck, "Titles are ordered by the language “" + printable(own) + "”.")};
 }
 
 }  // namespace tarvel

@@ -88,7 +88,10 @@ bool PageOutput::deliver(const std::string& page) const {
   std::cout << "The page was written: “" << printable(path_) << "”.\n";
   if (!isOpened_) return true;
   const int error = openOnDesktop(path_);
-  if (error != 0) std::cerr << "tarvel: “" << kOpener << "” could not be started: " << std::strerror(error) << "\n";
+  if (error != 0) {
+    std::cerr << "tarvel: “" << kOpener << "” could not be started: " << std::strerror(error)
+              << "\nOpen the page in a browser yourself, or install what opens it; Debian's package is xdg-utils.\n";
+  }
   return error == 0;
 }
 

@@ -36,8 +36,12 @@ class TextReport {
   TextReport(const SortReport& report, const Painter& painter) : report_(report), painter_(painter) {}
 
   std::string build() {
-    line(report_.code == 0 ? report_.message : painter_.red(report_.message));
-    if (report_.code != 0) return text_;
+    if (report_.code != 0) {
+      line(painter_.red(report_.message));
+      return text_;
+    }
+    // The engine's words for success are those of a file that was saved.
+    if (report_.changes.isOrderChanged || report_.isPreview) line(report_.message);
     summary();
     if (report_.changes.isOrderChanged || report_.isPreview) {
       orders();

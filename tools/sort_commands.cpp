@@ -69,6 +69,10 @@ void show(const SortReport& report, const CommandLine& line) {
   const bool hasFailed = report.code != TarvelErrorNone;
   const Painter painter(usesColor(line.color, hasFailed ? STDERR_FILENO : STDOUT_FILENO));
   (hasFailed ? std::cerr : std::cout) << reportAsText(report, painter);
+  if (report.code == TarvelErrorBookmarksFileNotFound && line.file.empty()) {
+    std::cerr << "Where your file lies somewhere else, name it: tarvel " << (report.isPreview ? "preview" : "sort")
+              << " PATH\n";
+  }
 }
 
 std::string pageOf(const SortReport& report, const SortComparer& comparer) {

@@ -38,6 +38,7 @@ class Sort(HomeTest):
         result = self.tarvel("sort", self.file)
         self.assertEqual(result.returncode, 0)
         self.assertIn(b"nothing was written", result.stdout)
+        self.assertNotIn(b"saved", result.stdout)
         self.assertEqual((self.file.read_bytes(), self.file.stat().st_mtime_ns, self.file.stat().st_ino), before)
 
     def test_default_file_is_the_browsers(self):
@@ -135,6 +136,32 @@ class Codes(HomeTest):
         self.assertEqual(
             text, f"The bookmarks file “{self.file}” could not be located. Please locate the file and try again.\n"
         )
+
+    def test_12_nothing_to_open_a_page_with(self):
+        self.write(root(folder("BookmarksBar"), folder("BookmarksMenu")))
+        self.environment["PATH"] = str(self.home)
+        result = self.tarvel("preview", "--open", self.file)
+        self.assertEqual(result.returncode, 12)
+        self.assertIn("xdg-utils", result.stderr.decode())
+        self.assertTrue((self.home / ".cache/Tarvel/preview.html").is_file())
+
+    def test_64_no_command(self):
+        result = self.tarvel()
+        self.assertEqual(result.returncode, 64)
+        self.assertIn("Say what is to be done.", result.stderr.decode())
+        self.assertIn("tarvel preview", result.stderr.decode())
+
+    def test_1_no_file_at_the_usual_place(self):
+        for command in ("sort", "preview"):
+            text = self.check(1, command)
+            self.assertIn(f"“{self.home}/Library/Safari/Bookmarks.plist” could not be located.", text)
+            self.assertTrue(text.endswith(f"name it: tarvel {command} PATH\n"), text)
+
+    def test_1_no_backup(self):
+        self.write(root(folder("BookmarksBar"), folder("BookmarksMenu")))
+        text = self.check(1, "restore", self.file)
+        self.assertIn("tarvel backup list", text)
+        self.assertIn("--backup-file", text)
 
     def test_3_no_bookmarks_file(self):
         self.write({"a": 1})

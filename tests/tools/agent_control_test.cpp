@@ -84,6 +84,7 @@ TEST_F(AgentControlTest, WithoutAManagerTheDesktopIsAskedAndThatIsSaid) {
   service.setHasManager(false);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_THAT(output, HasSubstr("and starts whenever your desktop session begins.\nNo service manager of yours"));
+  EXPECT_THAT(output, HasSubstr("Without a desktop, start it yourself after each login: tarvel agent start\n"));
 }
 
 TEST_F(AgentControlTest, AMissingBookmarksFileIsSaidAndStillEnabled) {

@@ -345,6 +345,14 @@ TEST_F(Doctor, WhatLooksForUpdatesMustBeThereWhenUpdatesAreWanted) {
   EXPECT_THAT(checkUpdates(patient), ElementsAre(isFine("are looked for")));
 }
 
+TEST_F(Doctor, WithoutALanguageItIsSaidHowToSetOne) {
+  for (const char* none : {"", "C", "POSIX", "C.UTF-8"}) {
+    probe.language = none;
+    probe.process = {};
+    EXPECT_THAT(checkLanguage(patient), ElementsAre(isFine("LANG would set yours"))) << none;
+  }
+}
+
 TEST_F(Doctor, AnAgentThatOrdersByAnotherLanguageIsNoted) {
   EXPECT_THAT(checkLanguage(patient), ElementsAre(isFine("“en_GB.UTF-8”")));
   probe.process.orderLanguage = "";
