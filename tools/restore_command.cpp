@@ -80,10 +80,10 @@ int Restoring::complainOfMissing(TarvelError code) const {
   const Painter painter(usesColor(line_.color, STDERR_FILENO));
   std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, code)) << "\n";
   if (code == TarvelErrorBookmarksFileNotFound) {
-    std::cerr << "There is no backup at " << quoted(backup_)
-              << ": nothing has been sorted since one was put back, or ever.\n"
-              << "To see whether there are other copies: tarvel backup list. A backup that lies elsewhere is named with "
-                 "--backup-file.\n";
+    std::cerr
+        << "There is no backup at " << quoted(backup_) << ": nothing has been sorted since one was put back, or ever.\n"
+        << "To see whether there are other copies: tarvel backup list. A backup that lies elsewhere is named with "
+           "--backup-file.\n";
   } else {
     std::cerr << "There is nothing at " << quoted(file_)
               << ". To have the backup there all the same: tarvel restore --from " << shellWord(backup_)

@@ -14,7 +14,8 @@ from support import TARVEL, HomeTest, folder, leaf  # noqa: E402
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 from pages import commands_of, is_as_shown  # noqa: E402
 
-PAGES = ["README.md", *(f"docs/{name}.md" for name in ("START", "PREVIEW", "RULES", "AGENT", "RECOVERING", "TRANSLATING"))]
+NAMES = ("START", "PREVIEW", "RULES", "AGENT", "RECOVERING", "TRANSLATING", "PACKAGING", "LIBRARY")
+PAGES = ["README.md", *(f"docs/{name}.md" for name in NAMES)]
 # What a command may answer on a file that has something to say, where the page does not tell which.
 ANSWERS = {"tarvel preview": {0, 10}, "tarvel diff": {0, 10}, "tarvel status": {0, 11}, "tarvel doctor": {0, 11}}
 # Not every machine keeps a journal.

@@ -366,7 +366,7 @@ TEST_F(Restore, AFolderThatCannotBeListedIsNotTakenForAnEmptyOne) {
 TEST_F(Restore, NobodyIsAskedWhoCouldNotSeeTheDifference) {
   EXPECT_EQ(runHere([&] {
               std::cout.setstate(std::ios::badbit);
-              const int status = runRestore(platform, line, person);
+              const int status = runRestore(platform, line, person, [](const std::string&) { return false; });
               std::cout.clear();
               return status;
             }),
