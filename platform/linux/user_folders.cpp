@@ -40,11 +40,15 @@ std::string privateFolderAt(const std::string& path) {
   return isPrivate ? path : std::string();
 }
 
+std::string runtimeFolderIn(const std::string& folders) {
+  return privateFolderAt(folders + "/" + std::to_string(::geteuid()));
+}
+
 std::string userRuntimeFolder() {
   std::string folder = folderFromEnvironment("XDG_RUNTIME_DIR");
   if (!folder.empty()) return folder;
   // Who came by another way, as by su or from cron, is not told of it, and is to find the same agent nevertheless.
-  return privateFolderAt("/run/user/" + std::to_string(::geteuid()));
+  return runtimeFolderIn("/run/user");
 }
 
 }  // namespace tarvel

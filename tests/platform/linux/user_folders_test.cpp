@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/linux/instance_lock.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
@@ -29,8 +28,6 @@ struct UserFolders : testing::Test {
   std::optional<std::string> before;
   TemporaryDirectory directory;
   std::string folder = directory.path("folder");
-  /// Where a login puts it. Only ever looked for, as it may be that of whoever runs this.
-  std::string usual = "/run/user/" + std::to_string(::geteuid());
 };
 
 TEST_F(UserFolders, AFolderForItsUserAloneIsPrivate) { EXPECT_EQ(privateFolderAt(folder), folder); }
@@ -66,7 +63,7 @@ TEST_F(UserFolders, TheRuntimeFolderOfTheEnvironmentComesFirst) {
 }
 
 TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheOneOfTheLogin) {
-  const std::string expected = privateFolderAt(usual);
+  const std::string expected = runtimeFolderIn("/run/user");
   ::unsetenv("XDG_RUNTIME_DIR");
   EXPECT_EQ(userRuntimeFolder(), expected);
   for (const char* unusable : {"", "relative"}) {
@@ -75,12 +72,14 @@ TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheOneOfTheLogin) {
   }
 }
 
-TEST_F(UserFolders, CommandAndAgentLookAtOneLockWithAndWithoutTheVariable) {
-  if (privateFolderAt(usual).empty()) GTEST_SKIP() << "nobody has logged in here, so there is no " << usual;
-  ::setenv("XDG_RUNTIME_DIR", usual.c_str(), 1);
-  const std::string told = instanceLockPath("org.tarvel.Test");
-  ::unsetenv("XDG_RUNTIME_DIR");
-  EXPECT_EQ(instanceLockPath("org.tarvel.Test"), told);
+TEST_F(UserFolders, TheLoginsFolderHasTheUsersNumberAndIsPrivate) {
+  const std::string own = directory.path(std::to_string(::geteuid()));
+  EXPECT_EQ(runtimeFolderIn(directory.path()), "");
+  fs::create_directory(own);
+  ASSERT_EQ(::chmod(own.c_str(), 0700), 0);
+  EXPECT_EQ(runtimeFolderIn(directory.path()), own);
+  ASSERT_EQ(::chmod(own.c_str(), 0755), 0);
+  EXPECT_EQ(runtimeFolderIn(directory.path()), "");
 }
 
 }  // namespace
