@@ -144,6 +144,7 @@ TEST(Terminal, WhatCouldSteerATerminalIsSpelledOut) {
   EXPECT_EQ(printable("\xFF"), "\\u{FFFD}");
   // What only begins like a surrogate hides nothing behind it.
   EXPECT_EQ(printable("\xED\xC0\x1B[2J"), "\\u{FFFD}\\u{FFFD}\\u{001B}[2J");
+  EXPECT_EQ(printable("\xED\xA0\x1B[2J"), "\\u{FFFD}\\u{FFFD}\\u{001B}[2J");
 }
 
 TEST(Terminal, ColorsAreAddedOnlyWhenAskedFor) {
