@@ -53,8 +53,7 @@ class DifferenceText {
     const std::size_t earlier = after_[entry].counterpart;
     const std::string subject = painter_.yellow("moved   ") + quoted(nameOf(after_[entry]));
     if (after_[after_[entry].parent].counterpart == before_[earlier].parent) {
-      line(subject + " in " + folderName(after_, entry) + " from place " + std::to_string(before_[earlier].place + 1) +
-           " to " + std::to_string(after_[entry].place + 1));
+      line(subject + " in " + folderName(after_, entry) + " " + movementWithin(before_[earlier], after_[entry]));
     } else {
       line(subject + " from " + folderName(before_, earlier) + " to " + folderName(after_, entry));
     }

@@ -62,4 +62,10 @@ std::vector<std::string> folderOf(const EntryTree& tree, std::size_t entry) {
 
 const std::string& nameOf(const TreeEntry& entry) { return entry.hasTitle ? entry.title : entry.address; }
 
+std::string movementWithin(const TreeEntry& before, const TreeEntry& after) {
+  const std::string place = std::to_string(after.place + 1);
+  if (before.place == after.place) return "past others, to place " + place + " again";
+  return "from place " + std::to_string(before.place + 1) + " to " + place;
+}
+
 }  // namespace tarvel

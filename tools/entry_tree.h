@@ -61,4 +61,7 @@ using EntryTree = std::vector<TreeEntry>;
 /// An entry's own title, or its address where it has none.
 [[nodiscard]] const std::string& nameOf(const TreeEntry& entry);
 
+/// How an entry moved within its folder, as people count. What others left or joined may have kept the number the same.
+[[nodiscard]] std::string movementWithin(const TreeEntry& before, const TreeEntry& after);
+
 }  // namespace tarvel

@@ -23,8 +23,6 @@ std::string nameOfFolder(const EntryTree& tree, std::size_t entry) {
 
 std::string quotedTitle(const std::string& title) { return "“" + isolated(title, "p") + "”"; }
 
-std::string placeOf(const TreeEntry& entry) { return std::to_string(entry.place + 1); }
-
 std::size_t childCount(const EntryTree& tree, std::size_t folder) {
   std::size_t count = 0;
   for (std::size_t i = folder + 1; i < tree[folder].end; i = tree[i].end) ++count;
@@ -185,9 +183,7 @@ std::string HtmlTree::movement(std::size_t index) const {
   const TreeEntry& own = own_[index];
   const TreeEntry& there = other_[own.counterpart];
   if (other_[there.parent].counterpart == own.parent) {
-    const TreeEntry& from = isBefore ? own : there;
-    const TreeEntry& to = isBefore ? there : own;
-    return "from place " + placeOf(from) + " to " + placeOf(to);
+    return isBefore ? movementWithin(own, there) : movementWithin(there, own);
   }
   return (isBefore ? "to " : "from ") + nameOfFolder(other_, own.counterpart);
 }

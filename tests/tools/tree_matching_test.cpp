@@ -37,6 +37,12 @@ TEST(TreeMatching, OfANewOrderTheFewestMovesAreTold) {
             "moved   “d” in M from place 4 to 1\n");
 }
 
+TEST(TreeMatching, WhatMovedPastOthersAndHasItsNumberAgainIsNotSaidToHaveLeftIt) {
+  EXPECT_EQ(differences("Root[ M#m[ k#1 l#2 x#3 b#4 c#5 ] ]", "Root[ M#m[ b#4 c#5 x#3 ] ]"),
+            "removed “k” <http://k/> from M\nremoved “l” <http://l/> from M\n"
+            "moved   “x” in M past others, to place 3 again\n");
+}
+
 TEST(TreeMatching, AnIdentifierFindsAnEntryThatChangedInEveryOtherWay) {
   EXPECT_EQ(differences("Root[ A#a[ x@u#1 k ] B#b[ l ] ]", "Root[ A#a[ k ] B#b[ l y@v#1 ] ]"),
             "moved   “y” from A to B\nrenamed “x” to “y” in B\naddress of “y” in B: <u> became <v>\n");
