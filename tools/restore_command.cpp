@@ -85,9 +85,13 @@ int Restoring::complainOfMissing(TarvelError code) const {
         << "To see whether there are other copies: tarvel backup list. A backup that lies elsewhere is named with "
            "--backup-file.\n";
   } else {
-    std::cerr << "There is nothing at " << quoted(file_)
-              << ". To have the backup there all the same: tarvel restore --from " << shellWord(backup_)
-              << wordsForPlaces(line_) << "\n";
+    const bool hasBackup = platform_.fileManager.fileExistsAtPath(backup_);
+    std::cerr << "There is nothing at " << quoted(file_) << ". "
+              << (hasBackup ? "To have the backup there all the same: tarvel restore --from " + shellWord(backup_) +
+                                  wordsForPlaces(line_)
+                            : std::string("Nor is there a backup; to see whether there are other copies: tarvel backup "
+                                          "list"))
+              << "\n";
   }
   return code;
 }

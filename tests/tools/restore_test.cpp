@@ -311,6 +311,15 @@ TEST_F(Restore, TheFirstCopyMovesAndWhatItReplacesIsKept) {
   memory.fileManager.putFile(kFirst, old);
   memory.fileManager.removeTree(kFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
+  EXPECT_TRUE(says("restore --from '" + std::string(kFirst) + "'")) << said;
+}
+
+TEST_F(Restore, WithNeitherFileNorFirstCopyTheOtherCopiesAreNamedAndNoneThatIsNotThere) {
+  line.copies.from.clear();
+  memory.fileManager.removeTree(kFile);
+  EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
+  EXPECT_TRUE(says("tarvel backup list")) << said;
+  EXPECT_FALSE(says("restore --from")) << said;
 }
 
 TEST_F(Restore, AFirstCopyThatCannotBeRemovedIsBackAndStays) {
