@@ -17,6 +17,7 @@
 
 #include "tools/commands.h"
 #include "tools/report_html.h"
+#include "tools/same_file.h"
 
 namespace tarvel {
 
@@ -28,16 +29,6 @@ std::string cachedPage() {
   const char* cache = std::getenv("XDG_CACHE_HOME");
   const bool isUsable = cache != nullptr && *cache == '/';
   return (isUsable ? std::string(cache) : std::string("~/.cache")) + "/Tarvel/preview.html";
-}
-
-/// Whether two paths lead to one file, be it there or yet to be made.
-bool isSameFile(const std::string& first, const std::string& second) {
-  std::error_code error;
-  if (first == second || std::filesystem::equivalent(first, second, error)) return true;
-  const std::filesystem::path one = std::filesystem::weakly_canonical(first, error);
-  if (error) return false;
-  const std::filesystem::path other = std::filesystem::weakly_canonical(second, error);
-  return !error && one == other;
 }
 
 bool hasOwnFile(const CommandLine& line) { return !line.htmlFile.empty() && line.htmlFile != "-"; }

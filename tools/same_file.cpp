@@ -1,0 +1,17 @@
+#include "tools/same_file.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace tarvel {
+
+bool isSameFile(const std::string& first, const std::string& second) {
+  std::error_code error;
+  if (first == second || std::filesystem::equivalent(first, second, error)) return true;
+  const std::filesystem::path one = std::filesystem::weakly_canonical(first, error);
+  if (error) return false;
+  const std::filesystem::path other = std::filesystem::weakly_canonical(second, error);
+  return !error && one == other;
+}
+
+}  // namespace tarvel
