@@ -3,15 +3,10 @@ find_package(nlohmann_json REQUIRED)
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 include(GoogleTest)
 
-# Data that lives beside the checkout; the tests read whatever they find there.
+# Folders that the environment may name, at configure time: other recorded answers than tests/data/vectors, and files of
+# other projects. Without the latter their tests are skipped.
 set(TARVEL_VECTORS "$ENV{TARVEL_VECTORS}")
-if(NOT TARVEL_VECTORS)
-  set(TARVEL_VECTORS "${PROJECT_SOURCE_DIR}/../shared/vectors")
-endif()
 set(TARVEL_SAMPLES "$ENV{TARVEL_SAMPLES}")
-if(NOT TARVEL_SAMPLES)
-  set(TARVEL_SAMPLES "${PROJECT_SOURCE_DIR}/../shared/samples")
-endif()
 
 set(TARVEL_TEST_ENVIRONMENT
   "TARVEL_VECTORS=${TARVEL_VECTORS}"

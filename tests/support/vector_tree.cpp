@@ -4,8 +4,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
@@ -22,14 +20,6 @@ namespace tarvel {
 namespace {
 
 using Json = nlohmann::json;
-
-/// The folder that the environment names, or the one beside the source tree.
-std::string sharedFolder(const char* name, const char* folder) {
-  const char* value = std::getenv(name);
-  if (value != nullptr && *value != '\0') return value;
-  const auto source = std::filesystem::path(__FILE__).parent_path().parent_path().parent_path();
-  return source / "../shared" / folder;
-}
 
 std::string realText(double value) {
   if (std::isnan(value)) return "nan";
@@ -320,22 +310,6 @@ PropertyList fromJson(const Json& tree) {
   const PropertyListValue root = TreeMaker(*owner).make(tree);
   return {std::move(owner), root};
 }
-
-const Json& vectorFile(const std::string& name) {
-  static std::map<std::string, Json> files;
-  const auto [place, isNew] = files.try_emplace(name);
-  if (isNew) {
-    std::ifstream stream(sharedFolder("TARVEL_VECTORS", "vectors") + "/" + name);
-    place->second = Json::parse(stream, nullptr, false);
-    if (place->second.is_discarded()) {
-      std::fprintf(stderr, "The test vectors %s cannot be read.\n", name.c_str());
-      std::abort();
-    }
-  }
-  return place->second;
-}
-
-std::string samplesFolder() { return sharedFolder("TARVEL_SAMPLES", "samples"); }
 
 std::string decodeBase64(std::string_view text) {
   std::string bytes;

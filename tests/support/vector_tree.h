@@ -31,12 +31,6 @@ void forEachNode(const nlohmann::json& tree, const std::function<void(const nloh
 
 [[nodiscard]] PropertyList fromJson(const nlohmann::json& tree);
 
-/// A file of the vectors, parsed once per program.
-[[nodiscard]] const nlohmann::json& vectorFile(const std::string& name);
-
-/// Where the samples lie.
-[[nodiscard]] std::string samplesFolder();
-
 [[nodiscard]] std::string decodeBase64(std::string_view text);
 [[nodiscard]] std::string encodeBase64(std::string_view bytes);
 

@@ -8,6 +8,7 @@
 #include "platform/plist/serialization.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/support/vector_tree.h"
+#include "tests/support/vectors.h"
 
 namespace tarvel {
 namespace {

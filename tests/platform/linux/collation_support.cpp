@@ -2,9 +2,9 @@
 
 #include <unicode/ucol.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <nlohmann/json.hpp>
+
+#include "tests/support/vectors.h"
 
 namespace tarvel::collation_test {
 
@@ -71,15 +71,8 @@ std::vector<std::string> oddCharacters() {
           "\xFF"};
 }
 
-std::string vectorsFolder() {
-  if (const char* folder = std::getenv("TARVEL_VECTORS")) return folder;
-  const char* source = std::getenv("TARVEL_SOURCE_DIR");
-  return std::string(source != nullptr ? source : ".") + "/../shared/vectors";
-}
-
 std::vector<std::string> vectorStrings() {
-  std::ifstream file(vectorsFolder() + "/collate.json");
-  const auto vectors = nlohmann::json::parse(file);
+  const nlohmann::json& vectors = vectorFile("collate.json");
   std::vector<std::string> strings = vectors["titles"].get<std::vector<std::string>>();
   for (const auto& pair : vectors["pairs"]) {
     strings.push_back(pair["a"]);

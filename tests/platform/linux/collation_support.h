@@ -37,7 +37,4 @@ std::vector<std::string> oddCharacters();
 /// All strings of the vector file: the titles, then both sides of each pair.
 std::vector<std::string> vectorStrings();
 
-/// The folder with the recorded behaviour of the original platform.
-std::string vectorsFolder();
-
 }  // namespace tarvel::collation_test

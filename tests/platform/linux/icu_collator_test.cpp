@@ -2,13 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "tests/platform/linux/collation_support.h"
+#include "tests/support/vectors.h"
 
 namespace tarvel {
 namespace {
@@ -17,11 +16,7 @@ using collation_test::compareTwo;
 using collation_test::viewsOf;
 using nlohmann::json;
 
-json vectors() {
-  std::ifstream file(collation_test::vectorsFolder() + "/collate.json");
-  EXPECT_TRUE(file.is_open()) << "no collate.json in " << collation_test::vectorsFolder();
-  return json::parse(file);
-}
+const json& vectors() { return vectorFile("collate.json"); }
 
 int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
 
@@ -32,7 +27,7 @@ void seeManyTitles(IcuCollator& collator) {
 }
 
 TEST(IcuCollator, EveryTwoTitlesOfAFolderCompareAsOnTheOriginalPlatform) {
-  const json data = vectors();
+  const json& data = vectors();
   const auto titles = data["titles"].get<std::vector<std::string>>();
   std::size_t checked = 0;
   for (const auto& [locale, groups] : data["orderings"].items()) {
@@ -59,7 +54,7 @@ TEST(IcuCollator, EveryTwoTitlesOfAFolderCompareAsOnTheOriginalPlatform) {
 }
 
 TEST(IcuCollator, HostilePairsCompareAsOnTheOriginalPlatformBut3In1000) {
-  const json data = vectors();
+  const json& data = vectors();
   int checked = 0;
   int missed = 0;
   for (const std::string locale : data["locales"]) {

@@ -12,6 +12,7 @@
 #include "platform/plist/serialization.h"
 #include "tests/support/sha256.h"
 #include "tests/support/vector_tree.h"
+#include "tests/support/vectors.h"
 
 namespace tarvel {
 namespace {
