@@ -9,7 +9,7 @@ import sys
 import unittest
 
 from bookmarks import difference, generated, gone, places, plain, plainly
-from support import SAMPLES, HomeTest, folder, leaf, root, title_of
+from support import BOOKMARKS, SAMPLES, HomeTest, folder, leaf, root, title_of
 from window import BrowserTest, entries, missing, visible
 
 HOSTILE = [
@@ -104,9 +104,9 @@ class Page(BrowserTest, HomeTest):
         for kind, count in difference(before, after).items():
             self.assertEqual(window.text(f"label:has(#only-{kind}) b"), str(count), kind)
 
-    def test_it_shows_what_the_sort_then_does_on_the_samples(self):
+    def test_it_shows_what_the_sort_then_does_on_bookmarks_files(self):
         checked = 0
-        for sample in sorted((SAMPLES / "bookmarks").glob("*")):
+        for sample in sorted([*BOOKMARKS.iterdir(), *((SAMPLES / "bookmarks").iterdir() if SAMPLES else [])]):
             top = [title_of(child) for child in plistlib.loads(sample.read_bytes())["Children"]]
             if "BookmarksBar" not in top or "BookmarksMenu" not in top:
                 continue

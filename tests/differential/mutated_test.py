@@ -57,7 +57,10 @@ def seeds(rng):
                 yield plistlib.dumps(value, fmt=form)
             except (ValueError, TypeError):
                 continue  # Its XML writer refuses control characters.
-    for path in sorted((pathlib.Path(os.environ["TARVEL_SAMPLES"]) / "bookmarks").iterdir()):
+    folders = [pathlib.Path(os.environ["TARVEL_SOURCE_DIR"]) / "tests/data/bookmarks"]
+    if os.environ.get("TARVEL_SAMPLES"):
+        folders.append(pathlib.Path(os.environ["TARVEL_SAMPLES"]) / "bookmarks")
+    for path in sorted(path for folder in folders for path in folder.iterdir()):
         if path.is_file() and path.stat().st_size < 6000:
             yield path.read_bytes()
 

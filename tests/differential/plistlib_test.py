@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Python's plistlib and this project's readers and writers on the same files: samples, and made ones of every kind.
+"""Python's plistlib and this project's readers and writers on the same files: bookmarks files, and made ones of every kind.
 
 plistlib_test.py DUMP    DUMP is the program plist_dump.
 """
@@ -13,15 +13,12 @@ import random
 import sys
 import tempfile
 
+from files import compare_files
 from trees import INTEGERS, TEXTS, described, ours, plain, random_value
 
 DUMP = sys.argv[1]
-# The samples that we read as the original platform does and plistlib does not.
-KNOWN_DIFFERENCES = {
-    "empty_keys.plist": "a comment in a key is refused",
-    "recursion.bplist": "a container that holds itself is refused",
-    "clusterfuzz-testcase-4663876528373760": "padding within base 64 counts as a zero digit",
-}
+
+
 def compare_made(folder):
     """Files that plistlib writes: we read the same values, and it reads the same values in what we write."""
     rng = random.Random(7)
@@ -62,39 +59,17 @@ def with_xml_lines(value):
     return value
 
 
-def compare_samples():
-    """Every sample that plistlib reads to the end is read by us as the same."""
-    paths = [p for p in sorted(pathlib.Path(os.environ["TARVEL_SAMPLES"]).rglob("*")) if p.is_file()]
-    faults = []
-    compared = 0
-    for path, answer in zip(paths, described(DUMP, paths)):
-        try:
-            value = plistlib.loads(path.read_bytes())
-        except Exception:  # Whatever a hostile file makes of a parser.
-            continue
-        compared += 1
-        name = path.name
-        if name in KNOWN_DIFFERENCES:
-            if answer["ok"] and ours(answer["tree"]) == plain(value):
-                faults.append(f"{name} agrees now: take it from the list")
-            continue
-        if not answer["ok"]:
-            faults.append(f"{name}: refused ({answer['error']}), plistlib reads it")
-        elif ours(answer["tree"]) != plain(value):
-            faults.append(f"{name}: ours {ours(answer['tree'])!r:.400}, plistlib's {plain(value)!r:.400}")
-    return compared, faults
-
-
 def main():
     with tempfile.TemporaryDirectory() as folder:
         made, faults = compare_made(pathlib.Path(folder))
-    compared, more = compare_samples()
+    bookmarks = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"]) / "tests/data/bookmarks"
+    compared, more = compare_files(DUMP, bookmarks)
     faults += more
-    if made < 600 or compared < 30:
-        faults.append(f"only {made} made files and {compared} samples were compared")
+    if made < 600 or compared != len(list(bookmarks.iterdir())):
+        faults.append(f"only {made} made files and {compared} bookmarks files were compared")
     if faults:
         sys.exit("\n".join(faults))
-    print(f"{made} made files and {compared} samples agree")
+    print(f"{made} made files and {compared} bookmarks files agree")
 
 
 main()

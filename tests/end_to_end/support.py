@@ -14,8 +14,12 @@ import time
 import unittest
 
 TARVEL = os.environ["TARVEL_BIN"]
-SAMPLES = pathlib.Path(os.environ["TARVEL_SAMPLES"])
 SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
+BOOKMARKS = SOURCE / "tests/data/bookmarks"
+# Files of other projects, where there are any; the exit status of a test that needs them and has none.
+SAMPLES = pathlib.Path(os.environ["TARVEL_SAMPLES"]) if os.environ.get("TARVEL_SAMPLES") else None
+NO_SAMPLES = "other projects' files: TARVEL_SAMPLES names no folder"
+SKIPPED = 77
 PATIENCE = 60
 
 

@@ -1,0 +1,14 @@
+"""The bookmarks files of tests/data, sorted by the command and read by other programs."""
+
+import unittest
+
+from bookmarks_files import BookmarksFiles
+from support import BOOKMARKS, HomeTest
+
+
+class OwnFiles(BookmarksFiles, HomeTest):
+    folder = BOOKMARKS
+
+
+if __name__ == "__main__":
+    unittest.main()
