@@ -113,8 +113,13 @@ class FileManager {
   [[nodiscard]] virtual FileStatus createFileAtPath(const DataPieces& data, const std::string& path) = 0;
 
   /// Copies one regular file with its mode and dates to a path where nothing exists; the copy appears whole or not at
-  /// all, and is on the disk when this returns.
+  /// all, and is on the disk when this returns. The copy records the path it was copied from, where the file system
+  /// keeps such records.
   [[nodiscard]] virtual FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) = 0;
+
+  /// The path, as given then, that copyItemAtPathToPath() copied to the file at `path`; renaming the copy changes
+  /// nothing. None for a file that is no such copy, and for one without a record.
+  [[nodiscard]] virtual std::optional<std::string> sourceOfCopyAtPath(const std::string& path) = 0;
 
   /// Removes a file or an empty folder; a symbolic link itself, not what it leads to.
   [[nodiscard]] virtual FileStatus removeItemAtPath(const std::string& path) = 0;

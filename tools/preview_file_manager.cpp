@@ -38,6 +38,8 @@ FileStatus PreviewFileManager::copyItemAtPathToPath(const std::string& /*source*
   return refusal();
 }
 
+std::optional<std::string> PreviewFileManager::sourceOfCopyAtPath(const std::string& /*path*/) { return std::nullopt; }
+
 FileStatus PreviewFileManager::removeItemAtPath(const std::string& /*path*/) { return refusal(); }
 
 FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path,

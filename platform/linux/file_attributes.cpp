@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -15,6 +16,8 @@ namespace tarvel {
 namespace {
 
 constexpr const char* kAccessList = "system.posix_acl_access";
+/// Holds the path of the file that a copy was made of.
+constexpr const char* kSource = "user.tarvel.copied-from";
 
 /// None when they cannot be listed; none there are on a file system without attributes.
 std::optional<std::vector<std::string>> attributeNames(int fd) {
@@ -61,6 +64,18 @@ bool matchAttributes(int from, int to) {
     if (!giveAttribute(from, to, name.c_str())) isAlike = false;
   }
   return isAlike;
+}
+
+void recordSource(int copy, const std::string& source) {
+  (void)::fsetxattr(copy, kSource, source.data(), source.size(), 0);
+}
+
+std::optional<std::string> recordedSource(const std::string& path) {
+  // As long as any path may be: a longer value is none of ours.
+  std::array<char, PATH_MAX> value{};
+  const ssize_t size = ::getxattr(path.c_str(), kSource, value.data(), value.size());
+  if (size <= 0) return std::nullopt;
+  return std::string(value.data(), static_cast<std::size_t>(size));
 }
 
 bool giveMetadata(int from, const struct stat& original, int to) {

@@ -2,6 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <optional>
+#include <string>
+
 // What a file has besides its bytes. Internal to platform/linux.
 namespace tarvel {
 
@@ -13,5 +16,11 @@ namespace tarvel {
 /// behind, but without its access list it is open to nobody whom the list kept out. False with errno set when
 /// permissions or dates could not be given.
 [[nodiscard]] bool giveMetadata(int from, const struct stat& original, int to);
+
+/// Records in a copy the path of the file it was copied from, as an extended attribute. Where the file system takes
+/// none the copy stays without.
+void recordSource(int copy, const std::string& source);
+/// The recorded path. None without a record.
+[[nodiscard]] std::optional<std::string> recordedSource(const std::string& path);
 
 }  // namespace tarvel

@@ -94,11 +94,15 @@ FileStatus LinuxFileManager::copyItemAtPathToPath(const std::string& source, con
   }
   TemporaryFile copy(place.folder.get(), kPrivate);
   if (!copy) return fileFailure(target);
-  const bool isCopied = copyBytes(from.get(), copy.fd()) && giveMetadata(from.get(), status, copy.fd()) &&
-                        ::fsync(copy.fd()) == 0 && copy.appear(place.name);
-  if (!isCopied) return fileFailure(target);
+  if (!copyBytes(from.get(), copy.fd()) || !giveMetadata(from.get(), status, copy.fd())) return fileFailure(target);
+  recordSource(copy.fd(), source);
+  if (::fsync(copy.fd()) != 0 || !copy.appear(place.name)) return fileFailure(target);
   syncFolder(place.folder.get());
   return {};
+}
+
+std::optional<std::string> LinuxFileManager::sourceOfCopyAtPath(const std::string& path) {
+  return path.find('\0') == std::string::npos ? recordedSource(path) : std::nullopt;
 }
 
 FileStatus LinuxFileManager::removeItemAtPath(const std::string& path) {

@@ -18,6 +18,7 @@ class LinuxFileManager final : public FileManager {
   [[nodiscard]] DirectoryListing filesInDirectoryAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus createFileAtPath(const DataPieces& data, const std::string& path) override;
   [[nodiscard]] FileStatus copyItemAtPathToPath(const std::string& source, const std::string& target) override;
+  [[nodiscard]] std::optional<std::string> sourceOfCopyAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,

@@ -178,8 +178,17 @@ FileStatus MemoryFileManager::copyItemAtPathToPath(const std::string& source, co
   if (to.code != 0) return statusOf(to.code);
   if (tree_.find(to.path) != nullptr) return statusOf(EEXIST);
   if (!mayChangeFolderOf(to.path)) return statusOf(EACCES);
-  tree_.put(to.path, MemoryItem(*item));
+  MemoryItem copy(*item);
+  copy.copiedFrom = source;
+  tree_.put(to.path, std::move(copy));
   return {};
+}
+
+std::optional<std::string> MemoryFileManager::sourceOfCopyAtPath(const std::string& path) {
+  const MemoryPlace place = tree_.locate(path, true);
+  const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
+  if (item == nullptr || item->copiedFrom.empty()) return std::nullopt;
+  return item->copiedFrom;
 }
 
 FileStatus MemoryFileManager::removeItemAtPath(const std::string& path) {

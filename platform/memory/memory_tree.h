@@ -19,6 +19,8 @@ struct MemoryItem {
   FileDate date;
   /// Permission bits. Only the owner's are looked at: whoever asks is the owner.
   unsigned mode = 0644;
+  /// Of a copy: the path it was copied from. Empty for any other item.
+  std::string copiedFrom = {};
 
   [[nodiscard]] bool isFile() const { return kind == Kind::kFile; }
   [[nodiscard]] bool isFolder() const { return kind == Kind::kFolder; }

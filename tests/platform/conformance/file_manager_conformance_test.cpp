@@ -89,6 +89,18 @@ struct FileManagerConformance : testing::Test {
 using Settings = testing::Types<LinuxSetting, MemorySetting>;
 TYPED_TEST_SUITE(FileManagerConformance, Settings);
 
+TYPED_TEST(FileManagerConformance, ACopyRecordsWhereItCameFromAndKeepsThatWhenItIsRenamed) {
+  this->put("a", "1");
+  ASSERT_TRUE(this->manager.copyItemAtPathToPath(this->path("a"), this->path("b")).ok());
+  ASSERT_TRUE(this->manager.moveItem(this->path("b"), this->path("c")).ok());
+  EXPECT_EQ(this->manager.sourceOfCopyAtPath(this->path("c")), this->path("a"));
+  EXPECT_EQ(this->manager.sourceOfCopyAtPath(this->path("a")), std::nullopt);
+  EXPECT_EQ(this->manager.sourceOfCopyAtPath(this->path("none")), std::nullopt);
+  // A copy of the copy is one of the copy.
+  ASSERT_TRUE(this->manager.copyItemAtPathToPath(this->path("c"), this->path("d")).ok());
+  EXPECT_EQ(this->manager.sourceOfCopyAtPath(this->path("d")), this->path("c"));
+}
+
 TYPED_TEST(FileManagerConformance, WhatIsWrittenIsThere) {
   EXPECT_FALSE(this->exists("a"));
   this->put("a", "one");
