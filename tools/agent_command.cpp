@@ -4,7 +4,8 @@
 
 #include "agent/preference_keys.h"
 #include "tools/agent_control.h"
-#include "tools/commands.h"
+#include "tools/command_settings.h"
+#include "tools/initial_backup.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -59,7 +60,7 @@ void tellWhatComes(const AgentControl& control) {
     for (const std::string& doubt : doubts) std::cout << "  " << doubt << "\n";
   } else if (isThere) {
     std::cout << "Nothing is sorted yet: the first sort follows the next change of “" << printable(file)
-              << "”. To see what it would do: " << previewCommand(agent) << "\n";
+              << "”. To see what it would do: tarvel preview\n";
   } else {
     std::cout << "There is no file “" << printable(file) << "” yet; once there is, it will be sorted. If yours is "
               << "elsewhere: tarvel settings set " << kBookmarksFilenameKey
@@ -67,7 +68,20 @@ void tellWhatComes(const AgentControl& control) {
   }
 }
 
+/// The agent knows one backup by its name alone, so that must not be another file's.
+bool ownsAgentBackup(const AgentSurroundings& agent) {
+  const std::string file = readCommandSettings(agent.preferences, agent.files).bookmarksFile;
+  const FileStatus assigned = assignAgentBackup(agent.files, file, file);
+  if (!assigned.ok()) {
+    (void)complain("The backup “" + agentBackupFile(agent.files) +
+                   "” is that of another file and could not be moved aside: " + assigned.reason +
+                   " Nothing was changed.");
+  }
+  return assigned.ok();
+}
+
 int enable(const AgentControl& control) {
+  if (!ownsAgentBackup(control.around)) return kExitFailed;
   const ServiceAnswer enabled = control.service.enable(control.program);
   if (!enabled.isDone) return complain(enabled.complaint + " Nothing was changed.");
   const bool wasWanted = isWanted(control.around);
@@ -138,21 +152,6 @@ int tellState(const AgentControl& control) {
 }
 
 }  // namespace
-
-std::string previewCommand(const AgentSurroundings& agent) {
-  std::string command = "tarvel preview";
-  constexpr std::pair<const char*, const char*> kOptions[] = {{kFoldersAtTopKey, "folders-at-top"},
-                                                              {kRemoveDuplicatesKey, "remove-duplicates"},
-                                                              {kRenameSamenamedKey, "rename-samenamed"},
-                                                              {kSortBookmarksBarKey, "sort-bookmarks-bar"}};
-  for (const auto& [key, option] : kOptions) {
-    const std::string value = inForce(agent, key);
-    if (value != settingNamed(key)->defaultText) command += std::string(value == "yes" ? " --" : " --no-") + option;
-  }
-  const std::string file = inForce(agent, kBookmarksFilenameKey);
-  if (file == agent.files.stringByExpandingTildeInPath(kBookmarksFilenameDefault)) return command;
-  return command + " " + shellWord(file);
-}
 
 int runAgent(const AgentControl& control, const CommandLine& line) {
   switch (line.agentAction) {

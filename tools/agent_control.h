@@ -22,7 +22,4 @@ struct AgentControl {
 /// tarvel agent. Answers the exit status.
 [[nodiscard]] int runAgent(const AgentControl& control, const CommandLine& line);
 
-/// The preview that shows what the agent's next sort would do, as a person types it.
-[[nodiscard]] std::string previewCommand(const AgentSurroundings& agent);
-
 }  // namespace tarvel

@@ -12,6 +12,7 @@
 #include "tools/commands.h"
 #include "tools/current_file.h"
 #include "tools/dated_copies.h"
+#include "tools/paths.h"
 #include "tools/shown_progress.h"
 
 namespace tarvel {
@@ -38,8 +39,7 @@ std::string counted(std::size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
-int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopies& copies) {
-  const std::string path = bookmarksFilePath(platform, line);
+int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopies& copies, const std::string& path) {
   std::optional<ShownProgress> shown(platform);
   const CurrentFile file = readCurrentFile(platform, path);
   std::optional<std::size_t> bookmarks;
@@ -60,10 +60,10 @@ int makeCopy(const Platform& platform, const CommandLine& line, const DatedCopie
   return 0;
 }
 
-int listCopies(const Platform& platform, const CommandLine& line, const DatedCopies& copies) {
+int listCopies(const Platform& platform, const CommandLine& line, const DatedCopies& copies, const std::string& path,
+               const std::string& initialBackup) {
   std::optional<ShownProgress> shown(platform);
-  const BackupList list =
-      backupList(shown->platform(), bookmarksFilePath(platform, line), backupFilePath(platform, line), copies);
+  const BackupList list = backupList(shown->platform(), path, initialBackup, copies);
   shown.reset();
   if (!list.status.ok()) return complainOfFolder(copies, list.status);
   std::cout << (line.json ? backupListAsJson(list) : backupListAsText(list));
@@ -126,13 +126,15 @@ int pruneCopies(const Platform& platform, const CommandLine& line, const DatedCo
 
 }  // namespace
 
-int runBackup(const Platform& platform, const CommandLine& line) {
-  const DatedCopies copies(platform, backupFilePath(platform, line), bookmarksFilePath(platform, line));
+int runBackup(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  const std::string file = bookmarksFilePath(platform.fileManager, line, settings);
+  const std::string initialBackup = backupOf(platform.fileManager, line, settings).path;
+  const DatedCopies copies(platform, initialBackup, file);
   switch (line.copies.action) {
     case BackupAction::kMake:
-      return makeCopy(platform, line, copies);
+      return makeCopy(platform, line, copies, file);
     case BackupAction::kList:
-      return listCopies(platform, line, copies);
+      return listCopies(platform, line, copies, file, initialBackup);
     case BackupAction::kPrune:
       return pruneCopies(platform, line, copies);
   }

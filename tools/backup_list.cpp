@@ -72,7 +72,7 @@ std::string backupListAsText(const BackupList& list) {
   for (const ListedCopy& copy : list.copies) {
     text += localTimeText(copy.date) + "  " + padded(bookmarksText(copy), bookmarksWidth) + "  " +
             padded(sizeText(copy.size), sizeWidth) + "  " + printable(copy.name);
-    if (copy.isFirst) text += "  (the first copy, from before the first sort)";
+    if (copy.isFirst) text += "  (the initial backup, from before the first sort)";
     if (copy.isAsNow) text += "  (as the file is now)";
     text += "\n";
   }

@@ -13,7 +13,7 @@ namespace tarvel {
 struct ListedCopy {
   std::string name;
   std::string path;
-  /// When it was made; of the first copy: of when its bytes were.
+  /// When it was made; of the initial backup: of when its bytes were.
   Date date;
   std::size_t size = 0;
   /// None when it is no bookmarks file, or cannot be read.
@@ -26,7 +26,7 @@ struct ListedCopy {
 struct BackupList {
   std::string file;
   std::string folder;
-  /// The newest first, and the first copy last.
+  /// The newest first, and the initial backup last.
   std::vector<ListedCopy> copies;
   FileStatus status;
 };

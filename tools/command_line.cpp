@@ -7,6 +7,7 @@
 #include "tools/command_definition.h"
 #include "tools/command_line_agent.h"
 #include "tools/command_line_backup.h"
+#include "tools/command_line_paths.h"
 
 namespace tarvel {
 
@@ -22,9 +23,13 @@ constexpr const char* kFooter =
     "12 settings, report: not kept, agent: not done, a page not written, or a copy not removed; 64 wrong usage; 70 not "
     "enough memory.";
 
-void addFile(CLI::App& command, CommandLine& line, const std::string& help) {
-  command.add_option("FILE", line.file, help)->type_name("");
+/// As of a shell's variable that is not set: the default file in its place would be another one than was meant.
+std::string refusalOfEmptyPath(const std::string& path) {
+  return path.empty() ? "a path is empty; is a variable of your shell not set?" : std::string();
 }
+
+constexpr const char* kBookmarksFileHelp =
+    "The bookmarks file (default: BookmarksFilename of the settings, else ~/Library/Safari/Bookmarks.plist)";
 
 void addColor(CLI::App& command, CommandLine& line) {
   command.add_option("--color", line.color, "Colour the output: auto (on a terminal), always, never")
@@ -33,28 +38,34 @@ void addColor(CLI::App& command, CommandLine& line) {
 }
 
 void addBackupFile(CLI::App& command, CommandLine& line) {
-  command.add_option("--backup-file", line.backupFile, "Where the backup is, instead of in the user's data folder")
+  addPath(command, "--backup-file", line.backupFile, "Where the backup is, instead of in the user's data folder")
       ->type_name("PATH");
 }
 
+/// A rule that stays open unless one of its two options is given; the last one counts.
+void addRule(CLI::App& command, std::optional<bool>& rule, const std::string& name, const std::string& help) {
+  command
+      .add_flag(
+          "--" + name + ",!--no-" + name, [&rule](std::int64_t given) { rule = given > 0; }, help)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+}
+
 void addSortOptions(CLI::App& command, CommandLine& line) {
-  command.add_flag("--folders-at-top,!--no-folders-at-top", line.foldersAtTop,
-                   "Folders before bookmarks in every folder (default: yes)");
-  command.add_flag("--remove-duplicates,!--no-remove-duplicates", line.removeDuplicates,
-                   "Remove bookmarks whose address comes again later in the same tree (default: yes)");
-  command.add_flag("--rename-samenamed,!--no-rename-samenamed", line.renameSamenamed,
-                   "Give same-named entries of a folder distinct titles (default: yes)");
-  command.add_flag("--sort-bookmarks-bar,!--no-sort-bookmarks-bar", line.sortBookmarksBar,
-                   "Order the bookmarks bar too (default: no)");
+  addRule(command, line.foldersAtTop, "folders-at-top",
+          "Folders before bookmarks in every folder (default: the setting, or yes)");
+  addRule(command, line.removeDuplicates, "remove-duplicates",
+          "Remove bookmarks whose address comes again later in the same tree (default: the setting, or yes)");
+  addRule(command, line.renameSamenamed, "rename-samenamed",
+          "Give same-named entries of a folder distinct titles (default: the setting, or yes)");
+  addRule(command, line.sortBookmarksBar, "sort-bookmarks-bar",
+          "Order the bookmarks bar too (default: the setting, or no)");
   command.add_flag("--backup,!--no-backup", line.backup,
                    "Before the first change, copy the file to where no copy is yet (default: yes)");
   command.add_flag("--json", line.json, "Report as JSON");
   addBackupFile(command, line);
   addColor(command, line);
-  addFile(command, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
+  addBookmarksFile(command, line);
 }
-
-std::string refusalOfNoName(const std::string& file) { return file.empty() ? "The page needs a file name" : ""; }
 
 CLI::Option* addOpen(CLI::App& command, CommandLine& line) {
   return command
@@ -65,9 +76,8 @@ CLI::Option* addOpen(CLI::App& command, CommandLine& line) {
 
 void addPage(CLI::App& command, CommandLine& line) {
   CLI::Option* json = command.get_option("--json");
-  command.add_option("--html", line.htmlFile, "Write a page that shows both trees side by side; - for standard output")
+  addPath(command, "--html", line.htmlFile, "Write a page that shows both trees side by side; - for standard output")
       ->type_name("FILE")
-      ->check(refusalOfNoName)
       ->excludes(json);
   addOpen(command, line);
 }
@@ -80,13 +90,13 @@ void addDiff(CLI::App& app, CommandLine& line) {
   // A flag that may carry a value: the two files stay the only words of their own.
   diff->add_flag("--html{-}", line.htmlFile,
                  "Answer as a page that shows both trees side by side; --html=FILE writes it there")
-      ->check(refusalOfNoName)
+      ->check(refusalOfEmptyPath)
       ->excludes(text)
       ->excludes(json);
   addOpen(*diff, line)->excludes(text);
   addColor(*diff, line);
-  diff->add_option("OLD", line.file, "The earlier bookmarks file, a backup perhaps")->type_name("")->required();
-  diff->add_option("NEW", line.newFile, "The later one")->type_name("")->required();
+  addPath(*diff, "OLD", line.file, "The earlier bookmarks file, a backup perhaps")->required();
+  addPath(*diff, "NEW", line.newFile, "The later one")->required();
   diff->callback([&line] { line.command = Command::kDiff; });
 }
 
@@ -141,7 +151,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   addRestoreFrom(*restore, line);
   addBackupFile(*restore, line);
   addColor(*restore, line);
-  addFile(*restore, line, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)");
+  addBookmarksFile(*restore, line);
   restore->callback([&line] { line.command = Command::kRestore; });
   addBackupCommand(app, line);
 
@@ -150,7 +160,8 @@ void addCommands(CLI::App& app, CommandLine& line) {
       ->transform(CLI::CheckedTransformer(kDumpFormats, CLI::ignore_case).description(""))
       ->type_name("FORMAT");
   addColor(*dump, line);
-  addFile(*dump, line, "The property list, - for standard input (default: ~/Library/Safari/Bookmarks.plist)");
+  addPath(*dump, "FILE", line.file, "The property list, - for standard input (default: the bookmarks file)");
+  addNoSettings(*dump, line);
   dump->callback([&line] { line.command = Command::kDump; });
   addDiff(app, line);
   addAgentCommands(app, line);
@@ -220,6 +231,19 @@ void explainUsage(CLI::App& app, const CLI::ParseError& error, int argc, const c
 }
 
 }  // namespace
+
+CLI::Option* addPath(CLI::App& command, const std::string& name, std::string& path, const std::string& help) {
+  return command.add_option(name, path, help)->type_name("")->check(refusalOfEmptyPath);
+}
+
+void addNoSettings(CLI::App& command, CommandLine& line) {
+  command.add_flag("--no-settings", line.ignoresSettings, "Go by the defaults instead of the settings");
+}
+
+void addBookmarksFile(CLI::App& command, CommandLine& line) {
+  addNoSettings(command, line);
+  addPath(command, "FILE", line.file, kBookmarksFileHelp);
+}
 
 std::string closestOption(const std::string& given, const std::vector<std::string>& known) {
   const auto closest = std::ranges::min_element(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ inline constexpr int kExitWouldChange = 10;
 inline constexpr int kExitNeedsAttention = 11;
 /// settings, report: what was to be kept could not be written. agent: what was asked
 /// for could not be done. preview, diff: neither could the page, or not be opened. backup prune: a copy could not be
-/// removed. restore: the first copy was put back, and could not be removed.
+/// removed. restore: the initial backup was put back, and could not be removed.
 inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
@@ -29,13 +30,16 @@ enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop, kLog };
 
 enum class DumpFormat { kXml, kBinary, kJson };
 
-/// What the user asked for. Paths are as given; an empty one stands for the default.
+/// What the user asked for. Paths are as given; an empty one was not given.
 struct CommandLine {
   Command command = Command::kSort;
-  bool foldersAtTop = true;
-  bool removeDuplicates = true;
-  bool renameSamenamed = true;
-  bool sortBookmarksBar = false;
+  // The rules that were asked for; where none was, the settings decide.
+  std::optional<bool> foldersAtTop;
+  std::optional<bool> removeDuplicates;
+  std::optional<bool> renameSamenamed;
+  std::optional<bool> sortBookmarksBar;
+  /// Defaults instead of the settings.
+  bool ignoresSettings = false;
   bool backup = true;
   bool json = false;
   std::string backupFile;

@@ -7,16 +7,16 @@
 #include <system_error>
 
 #include "tools/command_line.h"
+#include "tools/command_line_paths.h"
 
 namespace tarvel {
 
 namespace {
 
 void addPlaces(CLI::App& command, CommandLine& line) {
-  command.add_option("--backup-file", line.backupFile, "Where the first copy is; the others lie beside it")
+  addPath(command, "--backup-file", line.backupFile, "Where the initial backup is; the others lie beside it")
       ->type_name("PATH");
-  command.add_option("FILE", line.file, "The bookmarks file (default: ~/Library/Safari/Bookmarks.plist)")
-      ->type_name("");
+  addBookmarksFile(command, line);
 }
 
 std::string checkAge(const std::string& text) {
@@ -35,7 +35,7 @@ std::size_t countOf(const std::string& digits) {
   return read.ec == std::errc() ? count : std::numeric_limits<std::size_t>::max();
 }
 
-/// A shell's variable that is not set would have the first copy moved, unasked.
+/// A shell's variable that is not set would have the initial backup moved, unasked.
 std::string checkCopy(const std::string& name) {
   return name.empty() ? "a copy is needed; to see what there is: tarvel backup list" : std::string();
 }
@@ -102,7 +102,7 @@ void addRestoreFrom(CLI::App& restore, CommandLine& line) {
   auto* from = restore.add_option("--from", line.copies.from,
                                   "The copy to put back, which also stays: its path, its name, or a part of its name");
   from->check(CLI::Validator(checkCopy, "", "copy"))->type_name("COPY");
-  restore.add_flag("--yes", line.copies.isAgreed, "Put it back without asking")->needs(from);
+  restore.add_flag("--yes", line.copies.isAgreed, "Put it back without asking");
 }
 
 }  // namespace tarvel

@@ -6,6 +6,7 @@
 
 #include "platform/platform.h"
 #include "tools/command_line.h"
+#include "tools/command_settings.h"
 #include "tools/difference_report.h"
 #include "tools/questioner.h"
 
@@ -14,14 +15,14 @@ namespace tarvel {
 // The commands. Each writes its answer to standard output, its complaints to the error output, and answers the exit
 // status. `platform` is the real one.
 
-[[nodiscard]] int runSort(const Platform& platform, const CommandLine& line);
-[[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runSort(const Platform& platform, const CommandLine& line, const CommandSettings& settings);
+[[nodiscard]] int runPreview(const Platform& platform, const CommandLine& line, const CommandSettings& settings);
 /// `person` is asked before a dated copy is put back. `isWatched` tells whether an agent runs that sorts the file at
 /// the path given, as it would sort what is put back.
-[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line, Questioner& person,
-                             const std::function<bool(const std::string&)>& isWatched);
-[[nodiscard]] int runBackup(const Platform& platform, const CommandLine& line);
-[[nodiscard]] int runDump(const Platform& platform, const CommandLine& line);
+[[nodiscard]] int runRestore(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
+                             Questioner& person, const std::function<bool(const std::string&)>& isWatched);
+[[nodiscard]] int runBackup(const Platform& platform, const CommandLine& line, const CommandSettings& settings);
+[[nodiscard]] int runDump(const Platform& platform, const CommandLine& line, const CommandSettings& settings);
 [[nodiscard]] int runDiff(const Platform& platform, const CommandLine& line);
 
 /// Two bookmarks files compared, or why not.
@@ -34,19 +35,5 @@ struct DifferenceReading {
 /// Reads two bookmarks files, full paths, and compares them.
 [[nodiscard]] DifferenceReading differenceOf(const Platform& platform, const std::string& oldFile,
                                              const std::string& newFile);
-
-/// Where the file and its first copy are, by the options or by default.
-[[nodiscard]] std::string bookmarksFilePath(const Platform& platform, const CommandLine& line);
-[[nodiscard]] std::string backupFilePath(const Platform& platform, const CommandLine& line);
-
-/// The options that say again where those are, as a person types them after a command; empty when it is by default.
-[[nodiscard]] std::string wordsForPlaces(const CommandLine& line);
-
-/// A path the engine can use: absolute, since it looks beside the file and makes folders above it. Empty stays empty,
-/// and a leading tilde is left to the engine.
-[[nodiscard]] std::string absolutePath(const std::string& path);
-
-/// Where the first copy of the bookmarks is kept: "Tarvel" in $XDG_DATA_HOME, or in ~/.local/share.
-[[nodiscard]] std::string defaultBackupFile();
 
 }  // namespace tarvel

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "tools/commands.h"
+#include "tools/paths.h"
 #include "tools/terminal.h"
 
 namespace tarvel {

@@ -15,7 +15,7 @@ struct CopyChoice {
   std::string complaint;
 };
 
-/// `given` is a path, or the name or a part of the name that only one of the copies has, the first copy at the full
+/// `given` is a path, or the name or a part of the name that only one of the copies has, the initial backup at the full
 /// path `firstCopy` included. A whole name comes before a path, and a path before a part of a name.
 [[nodiscard]] CopyChoice chooseCopy(const Platform& platform, const DatedCopies& copies, const std::string& firstCopy,
                                     const std::string& given);

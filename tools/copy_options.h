@@ -18,7 +18,7 @@ struct CopyOptions {
   std::optional<std::int64_t> olderThan;
   /// prune: only tell.
   bool isDryRun = false;
-  /// restore: the copy to put back, a path or (a part of) a name. Empty: the first copy, which moves.
+  /// restore: the copy to put back, a path or (a part of) a name. Empty: the initial backup, which moves.
   std::string from;
   /// restore: do not ask.
   bool isAgreed = false;

@@ -28,14 +28,14 @@ struct CopyMaking {
   bool isNew = false;
 };
 
-/// The dated copies of one bookmarks file, in the folder of the first copy. Those of other files lie there too, told
-/// apart by their names, and are nobody's affair here. Runs on the calling thread; `platform` is borrowed.
+/// The dated copies of one bookmarks file, in the folder of the initial backup. Those of other files lie there too,
+/// told apart by their names, and are nobody's affair here. Runs on the calling thread; `platform` is borrowed.
 class DatedCopies {
  public:
-  /// `file` is the path of the bookmarks file, `firstCopy` the full path of the first copy.
+  /// `file` is the path of the bookmarks file, `firstCopy` the full path of the initial backup.
   DatedCopies(const Platform& platform, const std::string& firstCopy, const std::string& file);
 
-  /// A folder that is not there yet holds none. The first copy is none of them, whatever its name.
+  /// A folder that is not there yet holds none. The initial backup is none of them, whatever its name.
   [[nodiscard]] DatedCopyListing list() const;
 
   /// Keeps these bytes: in a new file for nobody but the user, whole or not at all, which replaces nothing; unless the

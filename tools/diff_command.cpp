@@ -10,6 +10,7 @@
 #include "tools/commands.h"
 #include "tools/difference_report.h"
 #include "tools/page_output.h"
+#include "tools/paths.h"
 #include "tools/report_html.h"
 #include "tools/shown_progress.h"
 #include "tools/tree_matching.h"

@@ -7,8 +7,8 @@
 #include "platform/path_components.h"
 #include "tools/agent_control.h"
 #include "tools/change_report.h"
-#include "tools/commands.h"
 #include "tools/doctor.h"
+#include "tools/initial_backup.h"
 #include "tools/local_time.h"
 #include "tools/preview_file_manager.h"
 
@@ -119,7 +119,7 @@ Findings checkContents(const Patient& patient) {
     return {problem(kCheck, printable(messageOfCode(patient.agent, trial.code)), kChooseFile)};
   }
   if (!trial.wouldChange) return {fine(kCheck, "The bookmarks are in order.")};
-  return {note(kCheck, "The next sort would change the file.", "To see how: " + previewCommand(patient.agent))};
+  return {note(kCheck, "The next sort would change the file.", "To see how: tarvel preview")};
 }
 
 Findings checkFolder(const Patient& patient) {
@@ -191,11 +191,19 @@ Findings checkLock(const Patient& patient) {
 
 Findings checkBackup(const Patient& patient) {
   constexpr const char* kCheck = "backup";
-  const std::string backup = patient.agent.files.stringByExpandingTildeInPath(defaultBackupFile());
+  const std::string file = bookmarksFileOf(patient);
+  const std::string backup = agentBackupFile(patient.agent.files);
+  const InitialBackup present = backupAt(patient.agent.files, backup, file);
+  if (present.origin == BackupOrigin::kAnotherFile) {
+    return {problem(kCheck,
+                    named(backup) + " is the backup of " + named(present.madeOf) +
+                        ", so the agent would make none of the bookmarks file before it first sorts it.",
+                    "To have each keep its own: tarvel settings set BookmarksFilename " + shellWord(file))};
+  }
   const PathFacts facts = patient.probe.path(backup);
   if (facts.kind == PathKind::kFile && facts.isReadable) {
     const std::string date = facts.changed ? ", as of " + localTimeText(*facts.changed) : std::string();
-    return {fine(kCheck, "The first copy of your bookmarks is " + named(backup) + date + ".")};
+    return {fine(kCheck, "The initial backup of your bookmarks is " + named(backup) + date + ".")};
   }
   if (facts.kind != PathKind::kMissing) {
     return {problem(kCheck, named(backup) + " is there and is no file that you may read, so no undoing is possible.",
@@ -206,7 +214,7 @@ Findings checkBackup(const Patient& patient) {
     folder = deletingLastPathComponent(folder);
   const PathFacts above = patient.probe.path(folder);
   if (above.kind != PathKind::kFolder || !above.isWritable) {
-    return {problem(kCheck, "The first copy cannot be made: you may not make files in " + named(folder) + ".",
+    return {problem(kCheck, "The initial backup cannot be made: you may not make files in " + named(folder) + ".",
                     "Give yourself the rights; without a copy nothing is sorted.")};
   }
   return {fine(kCheck, "There is no copy of your bookmarks yet; the first sort makes it: " + named(backup) + ".")};

@@ -10,6 +10,7 @@
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
+#include "tools/paths.h"
 #include "tools/property_list_json.h"
 #include "tools/shown_progress.h"
 
@@ -17,15 +18,14 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kDefaultFile = "~/Library/Safari/Bookmarks.plist";
-
-FileReading readInput(const Platform& platform, const CommandLine& line, std::string& name) {
+FileReading readInput(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
+                      std::string& name) {
   if (line.file == "-") {
     name = "standard input";
     const std::string bytes{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
     return {Data::copyOf(bytes), {}};
   }
-  name = platform.fileManager.stringByExpandingTildeInPath(line.file.empty() ? kDefaultFile : line.file);
+  name = bookmarksFilePath(platform.fileManager, line, settings);
   return platform.fileManager.contentsAtPath(name);
 }
 
@@ -51,7 +51,7 @@ int writeForm(const Platform& platform, const PropertyList& list, DumpFormat for
 
 }  // namespace
 
-int runDump(const Platform& platform, const CommandLine& line) {
+int runDump(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
   if (line.dumpFormat == DumpFormat::kBinary && isatty(STDOUT_FILENO) == 1) {
     std::cerr << "tarvel: The binary form is not for terminals; send it to a file, or use --format xml.\n";
     return kExitUsage;
@@ -60,7 +60,7 @@ int runDump(const Platform& platform, const CommandLine& line) {
   std::optional<ShownProgress> shown;
   // Who types the input is not to be written over.
   if (line.file != "-") shown.emplace(platform);
-  const FileReading input = readInput(platform, line, name);
+  const FileReading input = readInput(platform, line, settings, name);
   if (!input.status.ok()) {
     shown.reset();
     return complain(name, input.status.reason,

@@ -12,6 +12,7 @@
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/linux_log_reader.h"
+#include "platform/linux/linux_preferences_store.h"
 #include "platform/linux/linux_system_probe.h"
 #include "platform/linux/linux_uuid_source.h"
 #include "platform/linux/quiet_workspace.h"
@@ -23,6 +24,7 @@
 #include "tools/doctor.h"
 #include "tools/local_time.h"
 #include "tools/log_command.h"
+#include "tools/paths.h"
 #include "tools/questioner.h"
 #include "tools/terminal.h"
 
@@ -39,6 +41,12 @@ bool isWatchedByAgent(const std::string& file) {
   ErrorOutputLog log;
   tarvel::LinuxAgentSurroundings linux(log);
   return tarvel::isSortedByAgent(linux.surroundings(), file);
+}
+
+bool isAroundAgent(tarvel::Command command) {
+  using tarvel::Command;
+  return command == Command::kSettings || command == Command::kStatus || command == Command::kReport ||
+         command == Command::kAgent || command == Command::kDoctor;
 }
 
 int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
@@ -73,23 +81,28 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxClock clock;
   tarvel::TerminalQuestioner person;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
+  if (isAroundAgent(line.command)) return runAroundAgent(platform, line);
+  tarvel::LinuxPreferencesStore preferences(propertyLists, log);
+  const tarvel::CommandSettings settings = tarvel::readCommandSettings(preferences, fileManager);
+  const std::string refusal = tarvel::refusalOfPaths(fileManager, line, settings);
+  if (!refusal.empty()) {
+    std::cerr << "tarvel: " << refusal << "\nNothing was changed.\n";
+    return tarvel::kExitUsage;
+  }
   switch (line.command) {
     case tarvel::Command::kSort:
-      return tarvel::runSort(platform, line);
+      return tarvel::runSort(platform, line, settings);
     case tarvel::Command::kPreview:
-      return tarvel::runPreview(platform, line);
+      return tarvel::runPreview(platform, line, settings);
     case tarvel::Command::kRestore:
-      return tarvel::runRestore(platform, line, person, isWatchedByAgent);
+      return tarvel::runRestore(platform, line, settings, person, isWatchedByAgent);
     case tarvel::Command::kBackup:
-      return tarvel::runBackup(platform, line);
+      return tarvel::runBackup(platform, line, settings);
     case tarvel::Command::kDump:
-      return tarvel::runDump(platform, line);
-    case tarvel::Command::kDiff:
-      return tarvel::runDiff(platform, line);
+      return tarvel::runDump(platform, line, settings);
     default:
-      return runAroundAgent(platform, line);
+      return tarvel::runDiff(platform, line);
   }
-  return tarvel::kExitUsage;
 }
 
 }  // namespace

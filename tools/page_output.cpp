@@ -15,7 +15,7 @@
 #include <span>
 #include <string_view>
 
-#include "tools/commands.h"
+#include "tools/paths.h"
 #include "tools/report_html.h"
 #include "tools/same_file.h"
 

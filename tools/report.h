@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/change_report.h"
+#include "tools/command_settings.h"
 #include "tools/terminal.h"
 
 namespace tarvel {
@@ -17,6 +18,8 @@ struct SortReport {
   /// Where the backup is to be; empty when none is wanted.
   std::string backupFile;
   bool isPreview = false;
+  /// Those that decided something.
+  std::vector<NamedSetting> settings;
   Changes changes;
 };
 

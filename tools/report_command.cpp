@@ -5,7 +5,7 @@
 #include "agent/preference_keys.h"
 #include "engine/tarvel.h"
 #include "tools/agent_commands.h"
-#include "tools/commands.h"
+#include "tools/initial_backup.h"
 #include "tools/local_time.h"
 #include "tools/settings_table.h"
 
@@ -46,8 +46,7 @@ std::string messageOfCode(const AgentSurroundings& agent, std::int32_t code) {
   }
   if (code == kHelperErrorUpdateFound) return "A newer version of Tarvel is available.";
   const bool namesBackup = code == TarvelErrorBackupFailed;
-  const std::string file =
-      namesBackup ? agent.files.stringByExpandingTildeInPath(defaultBackupFile()) : bookmarksFile(agent);
+  const std::string file = namesBackup ? agentBackupFile(agent.files) : bookmarksFile(agent);
   return Tarvel::stringFromTarvelErrorAndFilename(agent.bundle, code, file);
 }
 

@@ -48,6 +48,7 @@ std::string reportAsJson(const SortReport& report) {
                {"file", report.file},
                {"backupFile", report.backupFile.empty() ? Json() : Json(report.backupFile)},
                {"preview", report.isPreview},
+               {"settings", Json::object()},
                {"orderChanged", changes.isOrderChanged},
                {"written", report.code == 0 && changes.isOrderChanged && !report.isPreview},
                {"movedCount", changes.movedCount()},
@@ -55,6 +56,7 @@ std::string reportAsJson(const SortReport& report) {
                {"removed", Json::array()},
                {"renamed", Json::array()},
                {"named", Json::array()}};
+  for (const NamedSetting& setting : report.settings) json["settings"][setting.key] = setting.value;
   for (const OrderedFolder& folder : changes.ordered) json["ordered"].push_back(orderedAsJson(folder));
   for (const RemovedEntry& entry : changes.removed) json["removed"].push_back(removedAsJson(entry));
   for (const RenamedEntry& entry : changes.renamed) {

@@ -38,6 +38,7 @@ class TextReport {
   std::string build() {
     if (report_.code != 0) {
       line(painter_.red(report_.message));
+      settings();
       return text_;
     }
     // The engine's words for success are those of a file that was saved.
@@ -47,6 +48,7 @@ class TextReport {
       orders();
       cleaning();
     }
+    settings();
     return text_;
   }
 
@@ -94,6 +96,15 @@ class TextReport {
     }
     for (const NamedEntry& entry : changes.named) {
       line(painter_.green("named   ") + quoted(entry.title) + ", which had no title, in " + nameOf(entry.folder));
+    }
+  }
+
+  void settings() {
+    if (report_.settings.empty()) return;
+    line("");
+    line(painter_.dim("By your settings (--no-settings leaves them out):"));
+    for (const NamedSetting& setting : report_.settings) {
+      line(painter_.dim("  " + setting.key + " = " + printable(setting.value)));
     }
   }
 

@@ -1,4 +1,4 @@
-// restore: the first copy, or a dated one, becomes the bookmarks file again, and what that held stays.
+// restore: the initial backup, or a dated one, becomes the bookmarks file again, and what that held stays.
 
 #include <unistd.h>
 
@@ -13,7 +13,9 @@
 #include "tools/copy_choice.h"
 #include "tools/current_file.h"
 #include "tools/dated_copies.h"
+#include "tools/paths.h"
 #include "tools/questioner.h"
+#include "tools/same_file.h"
 #include "tools/shown_progress.h"
 
 namespace tarvel {
@@ -29,20 +31,24 @@ bool isOneFile(const FileVersion& first, const FileVersion& second) {
 
 class Restoring {
  public:
-  Restoring(const Platform& platform, const CommandLine& line, const std::function<bool(const std::string&)>& isWatched)
+  Restoring(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
+            const std::function<bool(const std::string&)>& isWatched)
       : platform_(platform),
         line_(line),
         isWatched_(isWatched),
-        file_(bookmarksFilePath(platform, line)),
-        backup_(backupFilePath(platform, line)),
+        file_(bookmarksFilePath(platform.fileManager, line, settings)),
+        initialBackup_(backupOf(platform.fileManager, line, settings)),
+        backup_(initialBackup_.path),
         copies_(platform, backup_, file_) {}
 
-  int fromFirstCopy();
+  int fromFirstCopy(Questioner& person);
   int fromCopy(Questioner& person);
 
  private:
   int complain(TarvelError code, const std::string& file, const std::string& reason = {}) const;
   int complainOfMissing(TarvelError code) const;
+  /// Points to an initial backup that may be of this file, and does not say so.
+  void tellOfUnrecorded() const;
   [[nodiscard]] bool isFree(StageObserver* stages) const;
   [[nodiscard]] TarvelError readCopy(const std::string& copyPath);
   /// Reads the copy, and the file once nobody uses it. A file that is not there is no error.
@@ -50,6 +56,8 @@ class Restoring {
   void warnOfAgent() const;
   void tellOfAgent() const;
   void showDifference(const std::string& copyPath) const;
+  /// Says which other file a backup was made of, where it was one.
+  void tellOrigin(const std::string& copyPath) const;
   [[nodiscard]] bool isAgreedWith(Questioner& person) const;
   /// Keeps what the file holds, then writes the copy's bytes to it. Answers 0, or complains.
   [[nodiscard]] int replaceFile();
@@ -60,6 +68,7 @@ class Restoring {
   const CommandLine& line_;
   const std::function<bool(const std::string&)>& isWatched_;
   std::string file_;
+  InitialBackup initialBackup_;
   std::string backup_;
   DatedCopies copies_;
   /// As it stood when it was read; of a file that is not there, the code tells.
@@ -80,10 +89,11 @@ int Restoring::complainOfMissing(TarvelError code) const {
   const Painter painter(usesColor(line_.color, STDERR_FILENO));
   std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, code)) << "\n";
   if (code == TarvelErrorBookmarksFileNotFound) {
-    std::cerr
-        << "There is no backup at " << quoted(backup_) << ": nothing has been sorted since one was put back, or ever.\n"
-        << "To see whether there are other copies: tarvel backup list. A backup that lies elsewhere is named with "
-           "--backup-file.\n";
+    std::cerr << "There is no backup at " << quoted(backup_) << ": " << quoted(file_)
+              << " has not been sorted since one was put back, or ever.\n"
+              << "To see whether there are other backups: tarvel backup list" << wordsForPlaces(line_)
+              << "\nA backup elsewhere is named with --backup-file.\n";
+    tellOfUnrecorded();
   } else {
     const bool hasBackup = platform_.fileManager.fileExistsAtPath(backup_);
     std::cerr << "There is nothing at " << quoted(file_) << ". "
@@ -94,6 +104,13 @@ int Restoring::complainOfMissing(TarvelError code) const {
               << "\n";
   }
   return code;
+}
+
+void Restoring::tellOfUnrecorded() const {
+  const InitialBackup agents = backupAt(platform_.fileManager, agentBackupFile(platform_.fileManager), file_);
+  if (agents.path == backup_ || agents.origin != BackupOrigin::kUnrecorded) return;
+  std::cerr << quoted(agents.path) << " does not tell which file it was made of. To see what it would change: "
+            << "tarvel restore --from " << shellWord(agents.path) << wordsForPlaces(line_) << "\n";
 }
 
 void Restoring::warnOfAgent() const {
@@ -109,7 +126,7 @@ void Restoring::tellOfAgent() const {
                "disable, and then, should it be sorted by that time, the same restore once more.\n";
 }
 
-int Restoring::fromFirstCopy() {
+int Restoring::fromFirstCopy(Questioner& person) {
   FileManager& files = platform_.fileManager;
   if (!files.fileExistsAtPath(file_)) return complainOfMissing(TarvelErrorOutputFileNotFound);
   if (!files.fileExistsAtPath(backup_)) return complainOfMissing(TarvelErrorBookmarksFileNotFound);
@@ -117,6 +134,12 @@ int Restoring::fromFirstCopy() {
   if (today_.code != TarvelErrorNone) return complainOfMissing(TarvelErrorOutputFileNotFound);
   if (isOneFile(today_.reading.version, copy_.version)) {
     return complain(TarvelErrorWriteFailed, file_, "It is the backup itself, by another name or the same.");
+  }
+  // What does not tell its file may be another file's.
+  if (initialBackup_.origin == BackupOrigin::kUnrecorded) {
+    showDifference(backup_);
+    std::cout << "The backup " << quoted(backup_) << " does not tell which file it was made of.\n";
+    if (!isAgreedWith(person)) return kExitWouldChange;
   }
   if (const int code = replaceFile(); code != 0) return code;
   std::cout << "The backup " << quoted(backup_) << " is the bookmarks file " << quoted(file_) << " again.\n";
@@ -178,6 +201,12 @@ void Restoring::showDifference(const std::string& copyPath) const {
   std::cout << differenceAsText(difference.report, Painter(usesColor(line_.color, STDOUT_FILENO)));
 }
 
+void Restoring::tellOrigin(const std::string& copyPath) const {
+  const InitialBackup copy = backupAt(platform_.fileManager, copyPath, file_);
+  if (copy.origin != BackupOrigin::kAnotherFile) return;
+  std::cout << "This backup was made of another file, " << quoted(copy.madeOf) << ".\n";
+}
+
 FileStatus Restoring::write() const {
   const DataPieces bytes{{copy_.data.bytes()}, {}};
   if (today_.code == TarvelErrorNone) {
@@ -192,6 +221,12 @@ int Restoring::fromCopy(Questioner& person) {
     std::cerr << "tarvel: " << choice.complaint << "\n";
     return choice.code;
   }
+  if (isSameFile(choice.path, file_)) {
+    std::cerr << "tarvel: " << quoted(choice.path)
+              << " is the bookmarks file itself. Name a backup; to see which there "
+              << "are: tarvel backup list" << wordsForPlaces(line_) << "\n";
+    return kExitUsage;
+  }
   if (const int code = readBoth(choice.path); code != 0) return code;
   const bool isThere = today_.code == TarvelErrorNone;
   if (isThere && haveSameBytes(today_.reading.data, copy_.data)) {
@@ -199,6 +234,7 @@ int Restoring::fromCopy(Questioner& person) {
     return 0;
   }
   showDifference(choice.path);
+  tellOrigin(choice.path);
   warnOfAgent();
   if (!isAgreedWith(person)) return kExitWouldChange;
   if (const int code = replaceFile(); code != 0) return code;
@@ -249,10 +285,10 @@ void Restoring::tellWhatWasKept() const {
 
 }  // namespace
 
-int runRestore(const Platform& platform, const CommandLine& line, Questioner& person,
+int runRestore(const Platform& platform, const CommandLine& line, const CommandSettings& settings, Questioner& person,
                const std::function<bool(const std::string&)>& isWatched) {
-  Restoring restoring(platform, line, isWatched);
-  return line.copies.from.empty() ? restoring.fromFirstCopy() : restoring.fromCopy(person);
+  Restoring restoring(platform, line, settings, isWatched);
+  return line.copies.from.empty() ? restoring.fromFirstCopy(person) : restoring.fromCopy(person);
 }
 
 }  // namespace tarvel

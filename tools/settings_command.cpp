@@ -6,6 +6,8 @@
 
 #include "agent/preference_keys.h"
 #include "tools/agent_commands.h"
+#include "tools/command_settings.h"
+#include "tools/initial_backup.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -63,28 +65,53 @@ int get(const AgentSurroundings& agent, const CommandLine& line, const Setting& 
   return 0;
 }
 
-int keep(const AgentSurroundings& agent, const std::string& done) {
+int complainOfUse(const Setting& setting, const std::string& complaint) {
+  std::cerr << "tarvel: " << setting.key << ": " << complaint << " Nothing was changed.\n";
+  return kExitUsage;
+}
+
+/// Where the setting names the bookmarks file: the agent's initial backup becomes that of `file`, which the agent is
+/// about to sort. `previous` is the file that it sorted before.
+FileStatus assignBackup(const AgentSurroundings& agent, const Setting& setting, const std::string& file,
+                        const std::string& previous) {
+  return setting.type == SettingType::kPath ? assignAgentBackup(agent.files, file, previous) : FileStatus{};
+}
+
+/// Keeps a value, or none for the default; `done` says so. `file` is the bookmarks file from then on, if it is that
+/// setting.
+int keep(const AgentSurroundings& agent, const Setting& setting, const PropertyList& value, const std::string& file,
+         const std::string& done) {
+  const std::string previous = readCommandSettings(agent.preferences, agent.files).bookmarksFile;
+  const FileStatus assigned = assignBackup(agent, setting, file, previous);
+  if (!assigned.ok()) {
+    std::cerr << "tarvel: The backup of “" << printable(previous)
+              << "” could not be moved aside: " << printable(assigned.reason) << " Nothing was changed.\n";
+    return kExitFailed;
+  }
+  agent.preferences.setAppValue(setting.key, value, kMainApplicationIdentifier);
   if (!agent.preferences.appSynchronize(kMainApplicationIdentifier)) {
+    (void)assignBackup(agent, setting, previous, file);
     std::cerr << "tarvel: The settings could not be written to “" << printable(agent.settingsPath)
               << "”. Please verify that you have read and write access to the file and its folder, and that the disk "
                  "is not full.\n";
     return kExitFailed;
   }
-  std::cout << done << "\n";
+  // An agent may have sorted the previous file, and backed it up, between the two steps above.
+  (void)assignBackup(agent, setting, file, previous);
+  std::cout << setting.key << done << stateOf(setting, agent.preferences, agent.files).inForce << ", "
+            << effectText(setting.effect) << ".\n";
   return 0;
 }
 
 int set(const AgentSurroundings& agent, const CommandLine& line, const Setting& setting) {
   const SettingInput input = inputFor(setting, line.value, agent.files);
-  if (!input.complaint.empty()) {
-    std::cerr << "tarvel: " << setting.key << ": " << input.complaint << " Nothing was changed.\n";
-    return kExitUsage;
+  if (!input.complaint.empty()) return complainOfUse(setting, input.complaint);
+  const bool isPath = setting.type == SettingType::kPath;
+  if (isPath && isKeptBackup(agent.files, line.value, agentBackupFile(agent.files))) {
+    return complainOfUse(setting, "“" + printable(line.value) + "” is a backup, and backups stay as they are.");
   }
-  agent.preferences.setAppValue(setting.key, input.value, kMainApplicationIdentifier);
-  const SettingState state = stateOf(setting, agent.preferences, agent.files);
-  const int status =
-      keep(agent, std::string(setting.key) + " is now " + state.inForce + ", " + effectText(setting.effect) + ".");
-  const bool isMissing = setting.type == SettingType::kPath && !agent.files.fileExistsAtPath(line.value);
+  const int status = keep(agent, setting, input.value, line.value, " is now ");
+  const bool isMissing = isPath && !agent.files.fileExistsAtPath(line.value);
   if (status == 0 && isMissing) std::cout << "There is no file of that name yet.\n";
   return status;
 }
@@ -94,10 +121,8 @@ int unset(const AgentSurroundings& agent, const Setting& setting) {
     std::cout << setting.key << " was not set.\n";
     return 0;
   }
-  agent.preferences.setAppValue(setting.key, {}, kMainApplicationIdentifier);
-  const SettingState state = stateOf(setting, agent.preferences, agent.files);
-  return keep(agent, std::string(setting.key) + " is the default again, " + state.inForce + ", " +
-                         effectText(setting.effect) + ".");
+  const std::string file = agent.files.stringByExpandingTildeInPath(kBookmarksFilenameDefault);
+  return keep(agent, setting, {}, file, " is the default again, ");
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "agent/preference_keys.h"
-#include "tools/commands.h"
 #include "tools/local_time.h"
+#include "tools/paths.h"
 #include "tools/terminal.h"
 
 namespace tarvel {

@@ -2,14 +2,14 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <optional>
+#include <vector>
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
 #include "tools/page_output.h"
+#include "tools/paths.h"
 #include "tools/preview_file_manager.h"
 #include "tools/report.h"
 #include "tools/report_html.h"
@@ -20,31 +20,42 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kDefaultBookmarksFile = "~/Library/Safari/Bookmarks.plist";
-constexpr const char* kBackupName = "Tarvel/Bookmarks (Initial Copy).plist";
+/// The run that was asked for, put together before it begins.
+struct SortRequest {
+  std::string file;
+  std::string backup;
+  SortRules rules;
+  std::vector<NamedSetting> settings;
+  bool isPreview = false;
+};
 
-void configure(Tarvel& tarvel, const CommandLine& line, const std::string& file, const std::string& backup) {
-  tarvel.setArrangeFoldersAtTop(line.foldersAtTop);
-  tarvel.setRemoveDuplicates(line.removeDuplicates);
-  tarvel.setRenameSamenamed(line.renameSamenamed);
-  tarvel.setSortBookmarksBar(line.sortBookmarksBar);
-  tarvel.setWriteBackupFile(line.backup);
-  tarvel.setBookmarksFilename(file);
-  tarvel.setBackupFilename(backup);
+SortRequest requestOf(FileManager& files, const CommandLine& line, const CommandSettings& settings) {
+  return {bookmarksFilePath(files, line, settings), backupOf(files, line, settings).path, rulesOf(line, settings),
+          settingsInForce(line, settings, files), line.command == Command::kPreview};
+}
+
+void configure(Tarvel& tarvel, const CommandLine& line, const SortRequest& request) {
+  tarvel.setArrangeFoldersAtTop(request.rules.foldersAtTop);
+  tarvel.setRemoveDuplicates(request.rules.removeDuplicates);
+  tarvel.setRenameSamenamed(request.rules.renameSamenamed);
+  tarvel.setSortBookmarksBar(request.rules.sortBookmarksBar);
+  tarvel.setWriteBackupFile(line.backup && !request.isPreview);
+  tarvel.setBookmarksFilename(request.file);
+  tarvel.setBackupFilename(request.backup);
 }
 
 /// Runs the engine on the platform's file and tells what it did. `comparer` and `stages`, unless null, take part.
-SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool isPreview, SortComparer* comparer,
-                         StageObserver* stages) {
+SortReport sortAndReport(const Platform& platform, const CommandLine& line, const SortRequest& request,
+                         SortComparer* comparer, StageObserver* stages) {
   SortReport report;
-  report.file = bookmarksFilePath(platform, line);
-  report.isPreview = isPreview;
-  const std::string backup = backupFilePath(platform, line);
-  if (line.backup) report.backupFile = backup;
+  report.file = request.file;
+  report.isPreview = request.isPreview;
+  report.settings = request.settings;
+  if (line.backup && !request.isPreview) report.backupFile = request.backup;
   Tarvel tarvel(platform);
   // For people a sort tells how many moved where; what moved is the preview's affair.
-  ChangeRecorder recorder(isPreview || line.json ? OrderDetail::kEntries : OrderDetail::kCounts);
-  configure(tarvel, line, report.file, backup);
+  ChangeRecorder recorder(request.isPreview || line.json ? OrderDetail::kEntries : OrderDetail::kCounts);
+  configure(tarvel, line, request);
   if (comparer != nullptr) {
     tarvel.setSortObserver(comparer);
   } else {
@@ -53,8 +64,8 @@ SortReport sortAndReport(const Platform& platform, const CommandLine& line, bool
   tarvel.setStageObserver(stages);
   report.code = tarvel.sortBookmarks();
   // Of a backup that failed, the user wants to know where it was to go.
-  const std::string& named = report.code == TarvelErrorBackupFailed ? backup : report.file;
-  report.message = isPreview && report.code == TarvelErrorNone
+  const std::string& named = report.code == TarvelErrorBackupFailed ? request.backup : report.file;
+  report.message = request.isPreview && report.code == TarvelErrorNone
                        ? "Preview of “" + printable(report.file) + "”:"
                        : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, printable(named));
   report.changes = comparer != nullptr ? comparer->changes() : recorder.changes();
@@ -79,6 +90,9 @@ std::string pageOf(const SortReport& report, const SortComparer& comparer) {
   PageTexts texts;
   texts.title = "Preview of “" + report.file + "”";
   texts.notes = summaryOf(report);
+  for (const NamedSetting& setting : report.settings) {
+    texts.notes.push_back("By your settings: " + setting.key + " = " + setting.value);
+  }
   const bool isWritten = report.changes.isOrderChanged;
   texts.beforeTitle = "Before: the file as it is";
   texts.afterTitle = isWritten ? "After: as a sort would write it" : "After: the same, since nothing would be written";
@@ -90,41 +104,11 @@ std::string pageOf(const SortReport& report, const SortComparer& comparer) {
 
 }  // namespace
 
-std::string bookmarksFilePath(const Platform& platform, const CommandLine& line) {
-  return platform.fileManager.stringByExpandingTildeInPath(line.file.empty() ? kDefaultBookmarksFile
-                                                                             : absolutePath(line.file));
-}
-
-std::string backupFilePath(const Platform& platform, const CommandLine& line) {
-  return platform.fileManager.stringByExpandingTildeInPath(line.backupFile.empty() ? defaultBackupFile()
-                                                                                   : absolutePath(line.backupFile));
-}
-
-std::string wordsForPlaces(const CommandLine& line) {
-  std::string words;
-  if (!line.backupFile.empty()) words += " --backup-file " + shellWord(absolutePath(line.backupFile));
-  if (!line.file.empty()) words += " " + shellWord(absolutePath(line.file));
-  return words;
-}
-
-std::string absolutePath(const std::string& path) {
-  if (path.empty() || path.front() == '~') return path;
-  std::error_code error;
-  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
-  return error ? path : absolute.string();
-}
-
-std::string defaultBackupFile() {
-  const char* dataHome = std::getenv("XDG_DATA_HOME");
-  // A relative path there is to be ignored, says the base directory convention.
-  const bool isUsable = dataHome != nullptr && *dataHome == '/';
-  return (isUsable ? std::string(dataHome) : std::string("~/.local/share")) + "/" + kBackupName;
-}
-
-int runSort(const Platform& platform, const CommandLine& line) {
-  const bool hadBackup = platform.fileManager.fileExistsAtPath(backupFilePath(platform, line));
+int runSort(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  const SortRequest request = requestOf(platform.fileManager, line, settings);
+  const bool hadBackup = platform.fileManager.fileExistsAtPath(request.backup);
   std::optional<ShownProgress> shown(platform);
-  const SortReport report = sortAndReport(shown->platform(), line, false, nullptr, shown->observer());
+  const SortReport report = sortAndReport(shown->platform(), line, request, nullptr, shown->observer());
   shown.reset();
   show(report, line);
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
@@ -134,22 +118,19 @@ int runSort(const Platform& platform, const CommandLine& line) {
   return report.code;
 }
 
-int runPreview(const Platform& platform, const CommandLine& line) {
+int runPreview(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  const SortRequest request = requestOf(platform.fileManager, line, settings);
   const bool wantsPage = line.opensPage || !line.htmlFile.empty();
   const PageOutput output(platform.fileManager, line);
-  if (wantsPage && !output.isAllowed({bookmarksFilePath(platform, line), backupFilePath(platform, line)}))
-    return kExitUsage;
+  if (wantsPage && !output.isAllowed({request.file, request.backup})) return kExitUsage;
   std::optional<ShownProgress> shown(platform);
-  PreviewFileManager copy(platform.fileManager, bookmarksFilePath(platform, line));
+  PreviewFileManager copy(platform.fileManager, request.file);
   Platform preview{platform.propertyLists,      copy,
                    platform.collator,           platform.uuidSource,
                    shown->platform().systemLog, platform.bundle,
                    platform.workspace,          platform.clock};
-  CommandLine withoutBackup = line;
-  withoutBackup.backup = false;
   SortComparer comparer;
-  const SortReport report =
-      sortAndReport(preview, withoutBackup, true, wantsPage ? &comparer : nullptr, shown->observer());
+  const SortReport report = sortAndReport(preview, line, request, wantsPage ? &comparer : nullptr, shown->observer());
   shown.reset();
   if (!wantsPage || report.code != TarvelErrorNone) {
     show(report, line);

@@ -6,7 +6,7 @@
 #include "agent/preference_keys.h"
 #include "platform/path_components.h"
 #include "tools/agent_commands.h"
-#include "tools/commands.h"
+#include "tools/initial_backup.h"
 #include "tools/local_time.h"
 #include "tools/settings_table.h"
 
@@ -65,7 +65,8 @@ Status gather(const AgentSurroundings& agent) {
   status.isWanted = inForce(agent, kAutoSortModeKey) == "yes";
   status.latency = inForce(agent, kBookmarksUpdateLatencyKey);
   status.bookmarks = stateOfFile(agent.files, inForce(agent, kBookmarksFilenameKey));
-  status.backup = stateOfFile(agent.files, agent.files.stringByExpandingTildeInPath(defaultBackupFile()));
+  const std::string& file = status.bookmarks.path;
+  status.backup = stateOfFile(agent.files, initialBackupOf(agent.files, file, file).path);
   status.code = pendingCode(agent);
   if (status.code) status.message = messageOfCode(agent, *status.code);
   status.reported = reportedText(agent);

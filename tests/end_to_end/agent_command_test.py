@@ -42,7 +42,7 @@ class AgentCommand(HomeTest):
         self.assertEqual(self.tarvel("settings", "set", "BookmarksUpdateLatency", "1").returncode, 0)
         told = self.agent("enable")
         self.assertIn("Automatic sorting is on. The agent runs, process ", told)
-        self.assertIn(f"tarvel preview '{self.file}'", told)
+        self.assertIn("To see what it would do: tarvel preview\n", told)
         self.assertIn("tarvel agent disable", told)
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], True)
         self.assertIn(f'Exec="{os.environ["TARVEL_HELPER"]}"\n', self.autostart.read_text())
@@ -135,7 +135,7 @@ class AgentCommand(HomeTest):
         found = self.doctor(0)
         for check in ("bookmarks-file", "settings-file", "settings-values", "watches", "agent", "login", "version"):
             self.assertIn((check, "ok"), found)
-        self.assertIn("tarvel preview '", found["bookmarks-contents", "note"]["advice"])
+        self.assertIn("tarvel preview", found["bookmarks-contents", "note"]["advice"])
         self.assertEqual({name: (self.home / name).stat().st_mtime_ns for name in self.files()}, before)
         plain = self.tarvel("doctor")
         self.assertEqual((plain.returncode, plain.stderr), (0, b""))

@@ -29,7 +29,7 @@ class Sort(HomeTest):
             ["History", ["BookmarksBar", ["z", "y"]], ["BookmarksMenu", [["C", ["d", "e"]], "a", "b"]]],
         )
         self.assertEqual(self.backup.read_bytes(), before)
-        self.assertEqual(self.files(), ["Bookmarks.plist", "data/Tarvel/Bookmarks (Initial Copy).plist"])
+        self.assertEqual(self.files(), ["Bookmarks.plist", f"data/Tarvel/{self.backup.name}"])
 
     def test_a_second_sort_writes_nothing(self):
         self.write(unsorted_root())

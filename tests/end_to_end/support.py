@@ -42,7 +42,14 @@ class HomeTest(unittest.TestCase):
             if name in os.environ:
                 self.environment[name] = os.environ[name]
         self.file = self.home / "Bookmarks.plist"
-        self.backup = self.home / "data/Tarvel/Bookmarks (Initial Copy).plist"
+        self.backup = self.initial_backup_of(self.file)
+
+    def initial_backup_of(self, path):
+        """Where the backup of a file that is not the one in the settings is kept."""
+        digits = 2166136261
+        for byte in os.fsencode(path.resolve()):
+            digits = (digits ^ byte) * 16777619 % 2**32
+        return self.home / f"data/Tarvel/Bookmarks (Initial Copy) {digits:08x}.plist"
 
     def tarvel(self, *arguments, **options):
         return subprocess.run(

@@ -58,9 +58,9 @@ def sort_with(disk, room, before):
     file.write_bytes(before)
     fill(disk, room)
     environment = {"HOME": str(home), "XDG_DATA_HOME": str(home / "data"), "LC_ALL": "C.UTF-8"}
-    done = subprocess.run([TARVEL, "sort", file], env=environment, capture_output=True, stdin=subprocess.DEVNULL, check=False)
-    after = file.read_bytes()
     backup = home / "data/Tarvel/Bookmarks (Initial Copy).plist"
+    done = subprocess.run([TARVEL, "sort", "--backup-file", backup, file], env=environment, capture_output=True, stdin=subprocess.DEVNULL, check=False)
+    after = file.read_bytes()
     what = f"{room} bytes of room, status {done.returncode}, {done.stderr.decode()}"
     assert done.returncode in (0, 6, 7), what
     if done.returncode == 0:

@@ -40,8 +40,8 @@ class ProofHome {
   /// The settings of a moment ago: one of them.
   void resetSettings();
 
-  [[nodiscard]] TracedProgram sort() const { return command({"sort", file()}); }
-  [[nodiscard]] TracedProgram restore() const { return command({"restore", file()}); }
+  [[nodiscard]] TracedProgram sort() const { return command({"sort", "--backup-file", backup(), file()}); }
+  [[nodiscard]] TracedProgram restore() const { return command({"restore", "--yes", "--backup-file", backup(), file()}); }
   /// A dated copy of the file.
   [[nodiscard]] TracedProgram keep() const { return command({"backup", file()}); }
   /// The backup back in place of the file, as a copy that stays.

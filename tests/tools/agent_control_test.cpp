@@ -181,13 +181,5 @@ TEST_F(AgentControlTest, TheStateIsOneLineAndAsksForAttentionWhenItShouldRunAndD
   EXPECT_THAT(output, HasSubstr("tarvel status"));
 }
 
-TEST_F(AgentControlTest, ThePreviewToTypeHasTheAgentsFileAndOptions) {
-  preferences.setString(kBookmarksFilenameKey, "/my files/it's.plist", kDomain);
-  preferences.setBoolean(kSortBookmarksBarKey, true, kDomain);
-  preferences.setBoolean(kFoldersAtTopKey, false, kDomain);
-  EXPECT_EQ(previewCommand(agent),
-            R"(tarvel preview --no-folders-at-top --sort-bookmarks-bar '/my files/it'\''s.plist')");
-}
-
 }  // namespace
 }  // namespace tarvel

@@ -18,14 +18,15 @@ ParsedCommandLine parse(std::vector<const char*> arguments) {
   return parsed;
 }
 
-TEST(CommandLine, DefaultsAreYesYesYesNoYes) {
+TEST(CommandLine, RulesThatAreNotGivenAreLeftToTheSettings) {
   const ParsedCommandLine parsed = parse({"sort"});
   ASSERT_FALSE(parsed.isDone);
   EXPECT_EQ(parsed.line.command, Command::kSort);
-  EXPECT_TRUE(parsed.line.foldersAtTop);
-  EXPECT_TRUE(parsed.line.removeDuplicates);
-  EXPECT_TRUE(parsed.line.renameSamenamed);
-  EXPECT_FALSE(parsed.line.sortBookmarksBar);
+  EXPECT_EQ(parsed.line.foldersAtTop, std::nullopt);
+  EXPECT_EQ(parsed.line.removeDuplicates, std::nullopt);
+  EXPECT_EQ(parsed.line.renameSamenamed, std::nullopt);
+  EXPECT_EQ(parsed.line.sortBookmarksBar, std::nullopt);
+  EXPECT_FALSE(parsed.line.ignoresSettings);
   EXPECT_TRUE(parsed.line.backup);
   EXPECT_FALSE(parsed.line.json);
   EXPECT_EQ(parsed.line.file, "");
@@ -37,10 +38,11 @@ TEST(CommandLine, EveryOptionCanBeTurned) {
                                   "--sort-bookmarks-bar", "--no-backup", "--json", "--backup-file", "b", "f"})
                                .line;
   EXPECT_EQ(line.command, Command::kPreview);
-  EXPECT_FALSE(line.foldersAtTop);
-  EXPECT_FALSE(line.removeDuplicates);
-  EXPECT_FALSE(line.renameSamenamed);
-  EXPECT_TRUE(line.sortBookmarksBar);
+  EXPECT_EQ(line.foldersAtTop, false);
+  EXPECT_EQ(line.removeDuplicates, false);
+  EXPECT_EQ(line.renameSamenamed, false);
+  EXPECT_EQ(line.sortBookmarksBar, true);
+  EXPECT_TRUE(parse({"preview", "--no-settings"}).line.ignoresSettings);
   EXPECT_FALSE(line.backup);
   EXPECT_TRUE(line.json);
   EXPECT_EQ(line.backupFile, "b");
@@ -58,6 +60,8 @@ TEST(CommandLine, CountsOfCopiesAreDecimalAndHoweverLarge) {
 TEST(CommandLine, TheLastOfTwoOppositesCounts) {
   EXPECT_TRUE(parse({"sort", "--no-backup", "--backup"}).line.backup);
   EXPECT_FALSE(parse({"sort", "--backup", "--no-backup"}).line.backup);
+  EXPECT_EQ(parse({"sort", "--no-folders-at-top", "--folders-at-top"}).line.foldersAtTop, true);
+  EXPECT_EQ(parse({"sort", "--folders-at-top", "--no-folders-at-top"}).line.foldersAtTop, false);
 }
 
 TEST(CommandLine, ADiffTakesTwoFilesAndAnswersAsTextUnlessToldOtherwise) {
@@ -127,7 +131,6 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"restore", "--from", ""},
                                                                      {"restore", "--from=", "f"},
                                                                      {"restore", "--from=", "--yes", "f"},
-                                                                     {"restore", "--yes"},
                                                                      {"backup", "prune"},
                                                                      {"backup", "prune", "--keep", ""},
                                                                      {"backup", "prune", "--keep", "-1"},

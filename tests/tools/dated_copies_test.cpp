@@ -107,7 +107,7 @@ struct Copies : testing::Test, EngineFixture {
     line.copies.action = action;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    const int status = runBackup(platform, line);
+    const int status = runBackup(platform, line, {});
     said = testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
     return status;
   }

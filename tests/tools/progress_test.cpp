@@ -192,7 +192,7 @@ int sortThatRestsIn(const std::string& stage) {
   CommandLine line;
   line.file = "/f";
   line.backupFile = "/data/first.plist";
-  return runSort(platform, line);
+  return runSort(platform, line, {});
 }
 
 /// What a child wrote to its terminal, and how it ended.

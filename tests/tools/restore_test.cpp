@@ -8,6 +8,7 @@
 #include "tests/support/engine_fixture.h"
 #include "tools/commands.h"
 #include "tools/dated_copies.h"
+#include "tools/paths.h"
 
 namespace tarvel {
 namespace {
@@ -33,6 +34,7 @@ constexpr const char* kFirst = "/data/Tarvel/Bookmarks (Initial Copy).plist";
 struct Restore : testing::Test, EngineFixture {
   DatedCopies copies{platform, kFirst, kFile};
   CommandLine line;
+  CommandSettings settings;
   Person person;
   std::string said;
   bool isWatched = false;
@@ -59,7 +61,7 @@ struct Restore : testing::Test, EngineFixture {
 
   int run() {
     return runHere([&] {
-      return runRestore(platform, line, person, [this](const std::string& path) {
+      return runRestore(platform, line, settings, person, [this](const std::string& path) {
         wasAskedFor = path;
         return isWatched;
       });
@@ -105,7 +107,7 @@ TEST_F(Restore, WhatIsReplacedIsTheNewestCopySoThatPruningLeavesIt) {
   EXPECT_EQ(file(), now);
   line.copies.keep = 1;
   line.copies.action = BackupAction::kPrune;
-  EXPECT_EQ(runHere([&] { return runBackup(platform, line); }), 0);
+  EXPECT_EQ(runHere([&] { return runBackup(platform, line, settings); }), 0);
   ASSERT_EQ(copies.list().copies.size(), 1U);
   EXPECT_EQ(memory.fileManager.bytesAt(copies.list().copies[0].path), old);
 }
@@ -185,7 +187,7 @@ TEST_F(Restore, NobodysSaveIsLost) {
   });
   EXPECT_EQ(run(), TarvelErrorFileInUse);
   EXPECT_EQ(file(), bookmarks("later"));
-  // And when the first copy is put back.
+  // And when the initial backup is put back.
   memory.fileManager.putFile(kFirst, old);
   line.copies.from.clear();
   EXPECT_EQ(run(), TarvelErrorFileInUse);
@@ -305,7 +307,7 @@ TEST_F(Restore, TheFirstCopyMovesAndWhatItReplacesIsKept) {
   EXPECT_FALSE(memory.fileManager.bytesAt(kFirst).has_value());
   EXPECT_TRUE(isSomewhere(now));
   EXPECT_TRUE(says("is kept as")) << said;
-  // No first copy is left, and no copy is made for nothing.
+  // No initial backup is left, and no copy is made for nothing.
   EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
   EXPECT_EQ(copies.list().copies.size(), 2U);
   memory.fileManager.putFile(kFirst, old);
@@ -375,7 +377,7 @@ TEST_F(Restore, AFolderThatCannotBeListedIsNotTakenForAnEmptyOne) {
 TEST_F(Restore, NobodyIsAskedWhoCouldNotSeeTheDifference) {
   EXPECT_EQ(runHere([&] {
               std::cout.setstate(std::ios::badbit);
-              const int status = runRestore(platform, line, person, [](const std::string&) { return false; });
+              const int status = runRestore(platform, line, settings, person, [](const std::string&) { return false; });
               std::cout.clear();
               return status;
             }),
