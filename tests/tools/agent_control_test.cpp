@@ -6,7 +6,9 @@
 #include "platform/memory/memory_agent_service.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
+#include "platform/path_components.h"
 #include "tests/tools/captured_output.h"
+#include "tools/initial_backup.h"
 
 namespace tarvel {
 namespace {
@@ -70,6 +72,23 @@ TEST_F(AgentControlTest, EnablingAgainSaysThatItIsSoAndNothingElse) {
             "It is so already: automatic sorting is on. The agent runs, process 4711, and starts whenever you log "
             "in.\n");
   EXPECT_EQ(preferences.flushCount(), flushes);
+}
+
+TEST_F(AgentControlTest, EnablingMovesAnotherFilesBackupAsideBeforeTheAgentCanTakeItForTheFilesOwn) {
+  const std::string agents = agentBackupFile(files);
+  const std::string folder = deletingLastPathComponent(agents);
+  files.putFile("/other.plist", "other");
+  files.putFolder(folder);
+  ASSERT_TRUE(files.copyItemAtPathToPath("/other.plist", agents).ok());
+  files.setMode(folder, 0500);
+  EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("could not be moved aside"));
+  EXPECT_EQ(storedWish(), std::nullopt);
+  EXPECT_TRUE(service.requests().empty());
+  files.setMode(folder, 0700);
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_FALSE(files.fileExistsAtPath(agents));
+  EXPECT_EQ(initialBackupOf(files, "/other.plist", kFile).origin, BackupOrigin::kThisFile);
 }
 
 TEST_F(AgentControlTest, EnablingMendsWhatIsMissing) {

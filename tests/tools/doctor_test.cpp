@@ -185,7 +185,7 @@ TEST_F(Doctor, TheContentsAreTriedWithTheAgentsSettings) {
   putBookmarks("Root[ BookmarksBar[ z a ] BookmarksMenu[ b ] ]");
   EXPECT_THAT(checkContents(patient), ElementsAre(isFine("in order")));
   preferences.setBoolean(kSortBookmarksBarKey, true, kDomain);
-  EXPECT_THAT(checkContents(patient), ElementsAre(isNote("would change", "--sort-bookmarks-bar")));
+  EXPECT_THAT(checkContents(patient), ElementsAre(isNote("would change", "tarvel preview")));
 }
 
 TEST_F(Doctor, WhatCannotBeReadIsNotTried) {
