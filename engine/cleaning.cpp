@@ -1,7 +1,6 @@
 // Cleaning: what is removed from a tree, how titles are given and told apart, and the root's new identifier.
 
 #include <cstddef>
-#include <new>
 #include <string>
 
 #include "engine/conditional_insert.h"
@@ -16,11 +15,9 @@ namespace {
 constexpr std::string_view kNoName = "No Name";
 constexpr std::uint64_t kFirstSuffix = 2;
 constexpr float kLookupSetLoad = 0.8F;
-
-/// Each same-named sibling gets a longer title than the one before, so what is written grows with the square of their
-/// number, and with the length of the title they share. Some ten thousand "News" fit; a file made to exhaust the memory
-/// does not.
-constexpr std::size_t kMostRenamedBytes = std::size_t{512} << 20;
+constexpr std::string_view kTooManyTitles =
+    "WARNING: some entries keep the title of a sibling, as the titles to tell them apart would take more than 32 MB. "
+    "Spread them over more folders, or rename them.";
 
 /// A line that names the node's entries, for the log.
 std::string descriptionOf(PropertyListDictionary node) {
@@ -36,6 +33,11 @@ std::string descriptionOf(PropertyListDictionary node) {
 }  // namespace
 
 void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
+  RenamingAllowance allowance;
+  cleanTree(rootNode, allowance);
+}
+
+void Tarvel::cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance) {
   enterStage(SortStage::kCleaning);
   const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
   StringSet duplicateURLLookupSet;
@@ -43,16 +45,21 @@ void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
   duplicateURLLookupSet.max_load_factor(kLookupSetLoad);
   duplicateURLLookupSet.reserve(capacity);
   // The answer would remove the root itself, and that never happens.
-  (void)isFaultyBookmarkNodeUseDuplicateURLLookupSet(rootNode, duplicateURLLookupSet);
+  (void)isFaultyNode(rootNode, duplicateURLLookupSet, allowance);
 }
 
 bool Tarvel::isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
                                                           StringSet& duplicateURLLookupSet) {
-  switch (typeFromBookmarkNode(bookmarkNode)) {
+  RenamingAllowance allowance;
+  return isFaultyNode(bookmarkNode, duplicateURLLookupSet, allowance);
+}
+
+bool Tarvel::isFaultyNode(PropertyListDictionary node, StringSet& urls, RenamingAllowance& allowance) {
+  switch (typeFromBookmarkNode(node)) {
     case BookmarkNodeTypeList:
-      return isFaultyFolder(bookmarkNode, duplicateURLLookupSet);
+      return isFaultyFolder(node, urls, allowance);
     case BookmarkNodeTypeLeaf:
-      return isFaultyLeaf(bookmarkNode, duplicateURLLookupSet);
+      return isFaultyLeaf(node, urls);
     case BookmarkNodeTypeNone:
     case BookmarkNodeTypeProxy:
       return false;
@@ -60,17 +67,17 @@ bool Tarvel::isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary
   return false;
 }
 
-bool Tarvel::isFaultyFolder(PropertyListDictionary folder, StringSet& duplicateURLLookupSet) {
+bool Tarvel::isFaultyFolder(PropertyListDictionary folder, StringSet& urls, RenamingAllowance& allowance) {
   const PropertyListArray children = folder.array(kChildrenKey);
   if (!children.empty()) {
     if (sortObserver_ != nullptr) sortObserver_->folderEntered(folder);
-    TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, duplicateURLLookupSet.hash_function());
+    TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, urls.hash_function());
     // From the last child to the first: of duplicates the last stays, of same-named ones the last keeps its name.
     children.retainBackwards([&](PropertyListValue child) {
       const PropertyListDictionary node = child.dictionary();
       if (!node) return true;  // Something that is no node at all: carried along.
-      if (isFaultyBookmarkNodeUseDuplicateURLLookupSet(node, duplicateURLLookupSet)) return false;
-      validateBookmarkNodeTitleUseDuplicateTitleLookupSet(node, titles);
+      if (isFaultyNode(node, urls, allowance)) return false;
+      validateTitle(node, titles, allowance);
       return true;
     });
     if (sortObserver_ != nullptr) sortObserver_->folderLeft(folder);
@@ -98,35 +105,44 @@ bool Tarvel::isStaleResource(std::string_view /*address*/) const { return false;
 
 void Tarvel::validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDictionary bookmarkNode,
                                                                  TitleLookupSet& duplicateTitleLookupSet) {
-  const auto title = titleFromBookmarkNode(bookmarkNode);
+  RenamingAllowance allowance;
+  validateTitle(bookmarkNode, duplicateTitleLookupSet, allowance);
+}
+
+void Tarvel::validateTitle(PropertyListDictionary node, TitleLookupSet& titles, RenamingAllowance& allowance) {
+  const auto title = titleFromBookmarkNode(node);
   if (!title) {
     // Names given here stay out of the set: two untitled siblings may get one name, until the next run.
-    const auto address = bookmarkNode.string(kURLStringKey);
+    const auto address = node.string(kURLStringKey);
     const std::string name = address ? std::string(*address) : nameForUntitledBookmarkNode();
-    setTitleForBookmarkNode(name, bookmarkNode);
-    if (sortObserver_ != nullptr) sortObserver_->entryNamed(bookmarkNode, name);
+    setTitleForBookmarkNode(name, node);
+    if (sortObserver_ != nullptr) sortObserver_->entryNamed(node, name);
     return;
   }
   if (!renameSamenamed_) return;
-  if (insertObject(duplicateTitleLookupSet.titles, *title)) {
+  if (insertObject(titles.titles, *title)) {
     // Written back unchanged; which changes something only where it was read from another place than it is written to.
-    if (bookmarkNode.get(kTitleKey)) setTitleForBookmarkNode(*title, bookmarkNode);
+    if (node.get(kTitleKey)) setTitleForBookmarkNode(*title, node);
     return;
   }
-  renameBookmarkNode(bookmarkNode, *title, duplicateTitleLookupSet);
+  renameBookmarkNode(node, *title, titles, allowance);
 }
 
 /// Each candidate is made from the one before: News, News 2, News 2 3. The set only ever grows, so candidates that an
 /// earlier sibling tried are still taken, and the search goes on where that one ended.
-void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles) {
+void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles,
+                                RenamingAllowance& allowance) {
   PropertyListTree& tree = *bookmarkNode.value().tree();
   RenamingChain& chain = titles.chains.try_emplace(title, RenamingChain{kFirstSuffix, title}).first.value();
   PropertyListValue candidate;
   do {
-    candidate = tree.makeString(std::string(chain.lastCandidate) + " " + std::to_string(chain.next));
+    const std::string suffix = " " + std::to_string(chain.next);
+    if (!allowance.take(chain.lastCandidate.size() + suffix.size())) {
+      if (allowance.isFirstRefusal()) platform_.systemLog.log(kTooManyTitles);
+      return;
+    }
+    candidate = tree.makeString(std::string(chain.lastCandidate) + suffix);
     chain.lastCandidate = *candidate.string();
-    renamedBytes_ += chain.lastCandidate.size();
-    if (renamedBytes_ > kMostRenamedBytes) throw std::bad_alloc();
     ++chain.next;
   } while (!insertObject(titles.titles, chain.lastCandidate));
   if (chain.next < kFirstSuffix) {

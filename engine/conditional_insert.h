@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <random>
 #include <string_view>
+#include <utility>
 
 namespace tarvel {
 
@@ -32,6 +33,26 @@ struct StringSet : tsl::robin_set<std::string_view, KeyedTextHash, std::equal_to
 
 /// Adds `object` unless an equal one is there; answers whether it was added.
 [[nodiscard]] inline bool insertObject(StringSet& set, std::string_view object) { return set.insert(object).second; }
+
+/// How many bytes of new titles one call may still make: each same-named sibling gets a longer title than the one
+/// before, so they grow with the square of the siblings' number and with the length of the title they share.
+class RenamingAllowance {
+ public:
+  /// Takes `bytes` off, or nothing and answers false when there are not as many.
+  [[nodiscard]] bool take(std::size_t bytes) {
+    if (bytes > left_) return false;
+    left_ -= bytes;
+    return true;
+  }
+  /// True once in the life of the allowance.
+  [[nodiscard]] bool isFirstRefusal() { return !std::exchange(wasRefused_, true); }
+
+ private:
+  /// Enough for some 3,600 "News" in one folder. Sorting those titles takes up to 300 MB of memory; the agent may use
+  /// 512.
+  std::size_t left_ = std::size_t{32} << 20;
+  bool wasRefused_ = false;
+};
 
 /// Where the renaming of one title in a folder stands.
 struct RenamingChain {

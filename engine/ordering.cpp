@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "engine/conditional_insert.h"
 #include "engine/tarvel.h"
 #include "engine/value_coercion.h"
 
@@ -114,7 +115,6 @@ bool Tarvel::isTopLevelFixed(PropertyListDictionary node) const {
 PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(PropertyListDictionary rootDictionary,
                                                                              bool* didSortFlag) {
   *didSortFlag = false;
-  renamedBytes_ = 0;
   const PropertyListArray children = rootDictionary.array(kChildrenKey);
   if (children.empty()) return rootDictionary;
   PropertyListTree& tree = *rootDictionary.value().tree();
@@ -125,15 +125,16 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
     (isTopLevelFixed(child.dictionary()) ? newChildren : sortable).append(child);
   }
 
+  RenamingAllowance allowance;
   const PropertyListDictionary top = makeSubstituteRoot(tree, sortable);
-  validateBookmarksInRootNode(top);
+  cleanTree(top, allowance);
   enterStage(SortStage::kOrdering);
   const PropertyListDictionary sortedTop = sortBookmarksInDictionary(top);
   // Bar and menu are cleaned through copies that share their "Children": what is compared below has been cleaned too,
   // so only a changed order counts.
-  const auto cleanAndSort = [this](PropertyListDictionary node) {
+  const auto cleanAndSort = [&](PropertyListDictionary node) {
     const PropertyListDictionary copy = node.shallowCopy();
-    validateBookmarksInRootNode(copy);
+    cleanTree(copy, allowance);
     enterStage(SortStage::kOrdering);
     return sortBookmarksInDictionary(copy);
   };

@@ -14,6 +14,7 @@
 namespace tarvel {
 
 // Working sets of cleaning; see engine/conditional_insert.h.
+class RenamingAllowance;
 struct StringSet;
 struct TitleLookupSet;
 
@@ -140,7 +141,8 @@ class Tarvel {
 
   // Cleaning.
 
-  /// Cleans the tree below `rootNode`, in place. The root itself always stays.
+  /// Cleans the tree below `rootNode`, in place. The root itself always stays. The titles that renaming makes come to
+  /// 32 MB in one call at most, or in one sort; beyond that siblings keep the title they share, and one line is logged.
   void validateBookmarksInRootNode(PropertyListDictionary rootNode);
   /// Whether the node is to be removed from its folder; a folder's subtree is cleaned first.
   [[nodiscard]] bool isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
@@ -184,9 +186,13 @@ class Tarvel {
   [[nodiscard]] static TitlePlace titlePlaceIn(PropertyListDictionary bookmarkNode);
   [[nodiscard]] std::vector<std::uint32_t> orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const;
   [[nodiscard]] bool isTopLevelFixed(PropertyListDictionary node) const;
-  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, StringSet& duplicateURLLookupSet);
+  void cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyNode(PropertyListDictionary node, StringSet& urls, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, StringSet& urls, RenamingAllowance& allowance);
   [[nodiscard]] bool isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLookupSet);
-  void renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles);
+  void validateTitle(PropertyListDictionary node, TitleLookupSet& titles, RenamingAllowance& allowance);
+  void renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles,
+                          RenamingAllowance& allowance);
 
   bool arrangeFoldersAtTop_ = false;
   std::optional<std::string> backupFilename_;
@@ -198,8 +204,6 @@ class Tarvel {
   const Platform& platform_;
   SortObserver* sortObserver_ = nullptr;
   StageObserver* stageObserver_ = nullptr;
-  /// What renaming has made so far, in bytes.
-  std::size_t renamedBytes_ = 0;
 };
 
 }  // namespace tarvel

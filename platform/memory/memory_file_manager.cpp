@@ -45,9 +45,13 @@ MemoryFileManager::Call::~Call() {
 
 void MemoryFileManager::tell(const std::function<void(const FileCall&)>& hook, const FileCall& call) {
   if (!hook) return;
+  struct Reset {
+    bool& flag;
+    ~Reset() { flag = false; }
+  };
   isInHook_ = true;
+  const Reset atTheEnd{isInHook_};
   hook(call);
-  isInHook_ = false;
 }
 
 int MemoryFileManager::takeFailure(FileOperation operation) {

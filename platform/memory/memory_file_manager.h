@@ -74,7 +74,7 @@ class MemoryFileManager final : public FileManager {
   void throwNext() { isThrowing_ = true; }
 
   /// Called before every operation, also those that then fail. May change files, but set no hook; its own calls are not
-  /// told.
+  /// told. What it throws leaves the operation, which then does nothing.
   void setHook(std::function<void(const FileCall&)> hook) { hook_ = std::move(hook); }
   /// The same after every operation, failed or not, unless it threw. Must not throw.
   void setAfterHook(std::function<void(const FileCall&)> hook) { afterHook_ = std::move(hook); }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <stdexcept>
 
 #include "engine/tarvel.h"
 #include "tests/support/engine_fixture.h"
@@ -137,6 +138,10 @@ TEST_F(Backup, RestoreGives1WithoutABackup) {
   EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
 }
 
+TEST_F(Backup, RestoreGives2WhenBothFilesAreMissing) {
+  EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorOutputFileNotFound);
+}
+
 TEST_F(Backup, AfterARestoreTheBackupIsTheBookmarksFileAndGoneFromItsPath) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
@@ -184,6 +189,19 @@ TEST_F(Backup, PlatformExceptionDuringTheReplacementIsAFailureWithoutALogLine) {
   EXPECT_FALSE(replace());
   EXPECT_EQ(memory.fileManager.bytesAt(kPath), "new");
   EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Backup, AnyOtherExceptionDuringTheReplacementPassesOn) {
+  memory.fileManager.putFile(kPath, "new");
+  memory.fileManager.putFile(kBackup, "old");
+  memory.fileManager.failNextReplaceHalfWay("/safari/aside");
+  for (const FileOperation failing : {FileOperation::kReplace, FileOperation::kMove}) {
+    memory.fileManager.setHook([failing](const FileCall& call) {
+      if (call.operation == failing) throw std::runtime_error("no platform exception");
+    });
+    EXPECT_THROW((void)replace(), std::runtime_error);
+    memory.fileManager.setHook({});
+  }
 }
 
 TEST_F(Backup, WithoutAReplaceOperationTheItemsAreExchangedAndTheOldOneRemoved) {

@@ -1,12 +1,30 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+
+#include "engine/conditional_insert.h"
 #include "engine/tarvel.h"
 #include "tests/support/engine_fixture.h"
 
 namespace tarvel {
 namespace {
 
-struct Cleaning : testing::Test, EngineFixture {};
+struct Cleaning : testing::Test, EngineFixture {
+  /// The title that a bookmark titled "News" gets after its siblings have used up every counter below `next`. The
+  /// titles in `taken` are taken besides "News".
+  std::string renamedWithCounter(std::uint64_t next, const std::vector<std::string>& taken = {}) {
+    lookupSet.titles.insert("News");
+    for (const std::string& title : taken) lookupSet.titles.insert(title);
+    lookupSet.chains.insert_or_assign("News", RenamingChain{next, "News"});
+    const PropertyList node = tree("News@u");
+    tarvel.setRenameSamenamed(true);
+    tarvel.validateBookmarkNodeTitleUseDuplicateTitleLookupSet(node.root.dictionary(), lookupSet);
+    return std::string(*tarvel.titleFromBookmarkNode(node.root.dictionary()));
+  }
+
+  TitleLookupSet lookupSet{8, KeyedTextHash()};
+};
 
 TEST_F(Cleaning, FolderWhoseOnlyBookmarkHasABlankAddressGoesWithIt) {
   EXPECT_EQ(cleaned("Menu[ a F[ b@\" \t \" ] ]"), "Menu[ a ]");
@@ -25,6 +43,20 @@ TEST_F(Cleaning, LineBreaksAreNoWhiteSpaceInAnAddress) {
 
 TEST_F(Cleaning, ProxiesAndUntypedNodesAreNeverRemoved) {
   EXPECT_EQ(cleaned("Menu[ ^p ^q[ ] ?u ?v[ ] 5 ]"), "Menu[ ^p ^q[ ] ?u ?v[ ] 5 ]");
+}
+
+TEST_F(Cleaning, NothingInsideAProxyIsCleaned) {
+  tarvel.setRemoveDuplicates(true);
+  tarvel.setRenameSamenamed(true);
+  const char* content = "Menu[ ^p[ a@ a@u a@u B[ ] ~@u ] ]";
+  EXPECT_EQ(cleaned(content), content);
+}
+
+TEST_F(Cleaning, NothingInsideAnUntypedNodeIsCleaned) {
+  tarvel.setRemoveDuplicates(true);
+  tarvel.setRenameSamenamed(true);
+  const char* content = "Menu[ ?p[ a@ a@u a@u B[ ] ~@u ] ]";
+  EXPECT_EQ(cleaned(content), content);
 }
 
 TEST_F(Cleaning, OfDuplicatesInOneFolderTheLaterSurvives) {
@@ -95,6 +127,23 @@ TEST_F(Cleaning, TwoUntitledFoldersBothGetTheSameName) {
   EXPECT_EQ(cleaned("Menu[ ~[ a ] ~[ b ] ]"), "Menu[ \"No Name\"[ a ] \"No Name\"[ b ] ]");
 }
 
+TEST_F(Cleaning, AGivenNameIsNotTakenForTitledSiblings) {
+  tarvel.setRenameSamenamed(true);
+  // Children are looked at from the last to the first: the untitled ones get their names before.
+  EXPECT_EQ(cleaned("Menu[ \"No Name\"[ a ] ~[ b ] ]"), "Menu[ \"No Name\"[ a ] \"No Name\"[ b ] ]");
+  EXPECT_EQ(cleaned("Menu[ u@v ~@u ]"), "Menu[ u@v u@u ]");
+}
+
+TEST_F(Cleaning, AFolderWhoseTitleIsInItsUriDictionaryIsNotUntitled) {
+  const PropertyList list = tree("Menu[ ~[ a ] ]");
+  const PropertyListDictionary folder = list.root.dictionary().array(kChildrenKey).at(0).dictionary();
+  const PropertyListDictionary uri = list.tree->makeDictionary();
+  uri.setString(kURITitleKey, "inner");
+  folder.set(kURIDictionaryKey, uri.value());
+  tarvel.validateBookmarksInRootNode(list.root.dictionary());
+  EXPECT_EQ(text(list), "Menu[ inner[ a ] ]");
+}
+
 TEST_F(Cleaning, ALaterRunRenamesOneOfTwoFoldersNamedInTheSameRun) {
   tarvel.setRenameSamenamed(true);
   const PropertyList list = tree("Menu[ ~[ a ] ~[ b ] ]");
@@ -162,6 +211,74 @@ TEST_F(Cleaning, ManySameNamedSiblingsGoOnWhereTheChainEnded) {
   EXPECT_EQ(titleAt(2998), "News 2");
   EXPECT_EQ(titleAt(2996), "News 2 3 4");
   EXPECT_TRUE(titleAt(0).ends_with(" 2999 3000"));
+}
+
+TEST_F(Cleaning, SiblingsWhoseNewTitlesWouldTakeTooMuchMemoryKeepTheirTitleWithOneWarning) {
+  tarvel.setRenameSamenamed(true);
+  const PropertyList list = tree("Menu[ ]");
+  const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
+  for (int i = 0; i < 20'000; ++i) children.append(treeIn(*list.tree, "News@u" + std::to_string(i)).value());
+  // In another folder there is room for a short title still.
+  children.append(treeIn(*list.tree, "Zoo[ a@v1 a@v2 ]").value());
+  EXPECT_NO_THROW(tarvel.validateBookmarksInRootNode(list.root.dictionary()));
+  const auto titleAt = [&](std::size_t i) { return *tarvel.titleFromBookmarkNode(children.at(i).dictionary()); };
+  EXPECT_EQ(children.size(), 20'001U);
+  EXPECT_EQ(titleAt(19'999), "News");
+  EXPECT_EQ(titleAt(19'998), "News 2");
+  EXPECT_TRUE(titleAt(17'000).ends_with(" 2999 3000"));
+  EXPECT_EQ(titleAt(0), "News");
+  std::size_t bytes = 0;
+  for (std::size_t i = 0; i < 20'000; ++i) bytes += titleAt(i).size();
+  // The titles that were made, and those that stayed.
+  EXPECT_LT(bytes, (std::size_t{32} << 20) + 20'000 * 4);
+  EXPECT_EQ(text(children.at(20'000).dictionary()), "Zoo[ \"a 2\"@v1 a@v2 ]");
+  ASSERT_EQ(memory.systemLog.lines().size(), 1U);
+  EXPECT_TRUE(memory.systemLog.lines()[0].starts_with("WARNING: some entries keep the title of a sibling"));
+}
+
+TEST_F(Cleaning, WhatOneCallRenamesLeavesTheNextAllItsRoom) {
+  tarvel.setRenameSamenamed(true);
+  const std::string title(std::size_t{10} << 20, 'x');
+  for (int call = 0; call < 80; ++call) {
+    const PropertyList list = tree("Menu[ a@1 a@2 ]");
+    const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
+    for (std::size_t i = 0; i < 2; ++i) {
+      children.at(i).dictionary().dictionary(kURIDictionaryKey).setString(kURITitleKey, title);
+    }
+    ASSERT_NO_THROW(tarvel.validateBookmarksInRootNode(list.root.dictionary()));
+    ASSERT_EQ(tarvel.titleFromBookmarkNode(children.at(0).dictionary())->size(), title.size() + 2) << call;
+  }
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Cleaning, TheCounterOfTitlesWrapsAroundWithAWarningAndASuffix) {
+  constexpr std::uint64_t kLast = std::numeric_limits<std::uint64_t>::max();
+  EXPECT_EQ(renamedWithCounter(kLast), "News 18446744073709551615 1");
+  ASSERT_EQ(memory.systemLog.lines().size(), 1U);
+  const std::string& line = memory.systemLog.lines()[0];
+  EXPECT_TRUE(
+      line.starts_with("WARNING: assigning a possibly non-unique title “News 18446744073709551615 1” for "
+                       "bookmark node: {"))
+      << line;
+  EXPECT_NE(line.find("URLString = u"), std::string::npos) << line;
+  EXPECT_TRUE(lookupSet.titles.contains("News 18446744073709551615"));
+  // It may not be unique, so no sibling is told apart from it.
+  EXPECT_FALSE(lookupSet.titles.contains("News 18446744073709551615 1"));
+}
+
+TEST_F(Cleaning, ACounterThatIsZeroAfterwardsHasWrappedAroundAndOneThatIsTwoHasNot) {
+  constexpr std::uint64_t kLast = std::numeric_limits<std::uint64_t>::max();
+  EXPECT_EQ(renamedWithCounter(kLast, {"News 18446744073709551615"}), "News 18446744073709551615 0 1");
+  EXPECT_EQ(memory.systemLog.lines().size(), 1U);
+  memory.systemLog.forgetLines();
+  EXPECT_EQ(renamedWithCounter(kLast, {"News 18446744073709551615", "News 18446744073709551615 0"}),
+            "News 18446744073709551615 0 1");
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
+
+TEST_F(Cleaning, TheLastCounterBeforeTheWrapAroundNeedsNoWarning) {
+  EXPECT_EQ(renamedWithCounter(std::numeric_limits<std::uint64_t>::max() - 1), "News 18446744073709551614");
+  EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
 TEST_F(Cleaning, NewIdentifierReplacesTheOldInCanonicalForm) {

@@ -8,6 +8,28 @@ namespace {
 
 struct Ordering : testing::Test, EngineFixture {
   bool didSort = true;
+
+  /// The child of a folder at a position.
+  static PropertyListDictionary childOf(PropertyListDictionary folder, std::size_t position) {
+    return folder.array(kChildrenKey).at(position).dictionary();
+  }
+
+  /// Marks a node with a "ShouldOmitFromUI" that is there and says no, once for each way of saying it.
+  static void markAsShown(const PropertyList& list, PropertyListDictionary node, int way) {
+    const PropertyListValue no = way == 0   ? list.tree->makeBoolean(false)
+                                 : way == 1 ? list.tree->makeInteger(0)
+                                            : list.tree->makeString("NO");
+    node.set(kShouldOmitFromUIKey, no);
+  }
+  static constexpr int kWaysToSayNo = 3;
+
+  /// Moves a folder's title to its "URIDictionary".
+  static void moveTitleInside(const PropertyList& list, PropertyListDictionary folder) {
+    const PropertyListDictionary uri = list.tree->makeDictionary();
+    uri.setString(kURITitleKey, std::string(*folder.string(kTitleKey)));
+    folder.remove(kTitleKey);
+    folder.set(kURIDictionaryKey, uri.value());
+  }
 };
 
 TEST_F(Ordering, FoldersAtTopPutsProxiesThenFoldersThenBookmarks) {
@@ -41,6 +63,23 @@ TEST_F(Ordering, ChildrenThatCompareTheSameKeepTheirOrder) {
   EXPECT_EQ(sorted("Menu[ APPLE apple Apple ]"), "Menu[ APPLE apple Apple ]");
 }
 
+TEST_F(Ordering, ManyChildrenThatCompareTheSameKeepTheirOrder) {
+  // More than any sort moves by insertion alone, and not in order as a whole, so that a sort does take place.
+  for (const int count : {40, 400}) {
+    const PropertyList list = tree("Menu[ z ]");
+    const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
+    for (int i = 0; i < count; ++i) {
+      const std::string title = i % 3 == 0 ? "SAME" : i % 3 == 1 ? "same" : "Same";
+      children.append(treeIn(*list.tree, title + "@u" + std::to_string(i)).value());
+    }
+    const PropertyListArray sorted = tarvel.sortedArrayFromBookmarkChildArray(children);
+    for (int i = 0; i < count; ++i) {
+      const auto position = static_cast<std::size_t>(i);
+      ASSERT_EQ(sorted.at(position).dictionary().string(kURLStringKey), "u" + std::to_string(i)) << count;
+    }
+  }
+}
+
 TEST_F(Ordering, AMissingTitleComparesAsTheEmptyText) { EXPECT_EQ(sorted("Menu[ a ~ \"\" ]"), "Menu[ ~ \"\" a ]"); }
 
 TEST_F(Ordering, ElementsThatAreNoDictionariesAreCarriedAsUntypedNodes) {
@@ -63,6 +102,26 @@ TEST_F(Ordering, OmittedFolderIsReturnedItselfWithNothingInItSorted) {
   const PropertyList list = tree("!Hidden[ b a C[ z y ] ]");
   EXPECT_TRUE(tarvel.sortBookmarksInDictionary(list.root.dictionary()) == list.root.dictionary());
   EXPECT_EQ(text(list), "!Hidden[ b a C[ z y ] ]");
+}
+
+TEST_F(Ordering, AFolderThatSaysItIsNotOmittedIsSorted) {
+  for (int way = 0; way < kWaysToSayNo; ++way) {
+    const PropertyList list = tree("Menu[ F[ b a ] ]");
+    markAsShown(list, childOf(list.root.dictionary(), 0), way);
+    EXPECT_EQ(text(tarvel.sortBookmarksInDictionary(list.root.dictionary())), "Menu[ F[ a b ] ]") << way;
+  }
+}
+
+TEST_F(Ordering, AFolderTitledInItsUriDictionaryIsOrderedByThatTitle) {
+  const PropertyList list = tree("Menu[ C[ x ] a b ]");
+  moveTitleInside(list, childOf(list.root.dictionary(), 0));
+  EXPECT_EQ(text(tarvel.sortBookmarksInDictionary(list.root.dictionary())), "Menu[ a b C[ x ] ]");
+}
+
+TEST_F(Ordering, AFolderTitledLikeTheBarInItsUriDictionaryKeepsItsOrder) {
+  const PropertyList list = tree("Menu[ BookmarksBar[ b a ] ]");
+  moveTitleInside(list, childOf(list.root.dictionary(), 0));
+  EXPECT_EQ(text(tarvel.sortBookmarksInDictionary(list.root.dictionary())), "Menu[ BookmarksBar[ b a ] ]");
 }
 
 TEST_F(Ordering, NodeWithoutChildrenIsReturnedItself) {
@@ -106,6 +165,42 @@ TEST_F(Ordering, TopLevelProxiesAndUntypedNodesAreFixed) {
   EXPECT_EQ(sortedRoot("Root[ c ^p BookmarksBar[ x ] ?u b 3 BookmarksMenu[ m ] ]", &didSort),
             "Root[ ^p BookmarksBar[ x ] ?u 3 BookmarksMenu[ m ] b c ]");
   EXPECT_TRUE(didSort);
+}
+
+TEST_F(Ordering, ATopLevelFolderThatSaysItIsNotOmittedIsSortable) {
+  for (int way = 0; way < kWaysToSayNo; ++way) {
+    const PropertyList list = tree("Root[ BookmarksBar[ x ] F[ b a ] BookmarksMenu[ m ] ]");
+    markAsShown(list, childOf(list.root.dictionary(), 1), way);
+    const PropertyListDictionary result =
+        tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort);
+    EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ m ] F[ a b ] ]") << way;
+  }
+}
+
+TEST_F(Ordering, ATopLevelBookmarkTitledLikeTheBarIsSortable) {
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ x ] BookmarksMenu[ m ] c BookmarksBar@u BookmarksMenu@v a ]", &didSort),
+            "Root[ BookmarksBar[ x ] BookmarksMenu[ m ] a BookmarksBar@u BookmarksMenu@v c ]");
+}
+
+TEST_F(Ordering, ATopLevelBookmarkThatIsOmittedIsSortable) {
+  const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ m ] b a ]");
+  childOf(list.root.dictionary(), 2).set(kShouldOmitFromUIKey, list.tree->makeBoolean(true));
+  const PropertyListDictionary result =
+      tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort);
+  EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ m ] a b ]");
+}
+
+TEST_F(Ordering, ATopLevelFolderTitledLikeTheMenuInItsUriDictionaryIsFixedAndLeftAsItIs) {
+  const PropertyList list = tree("Root[ b BookmarksBar[ x ] BookmarksMenu#other[ d c@ ] a BookmarksMenu[ m ] ]");
+  moveTitleInside(list, childOf(list.root.dictionary(), 2));
+  const PropertyListDictionary result =
+      tarvel.sortBookmarksWithRootDictionaryAndDidSortFlag(list.root.dictionary(), &didSort);
+  EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ d c@ ] BookmarksMenu[ m ] a b ]");
+}
+
+TEST_F(Ordering, NothingInsideATopLevelProxyOrUntypedNodeIsCleanedOrSorted) {
+  EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ x ] BookmarksMenu[ n m ] ^p[ c@ b a E[ ] ] ?u[ d@ c b F[ ] ] ]", &didSort),
+            "Root[ BookmarksBar[ x ] BookmarksMenu[ m n ] ^p[ c@ b a E[ ] ] ?u[ d@ c b F[ ] ] ]");
 }
 
 TEST_F(Ordering, FixedNodesAloneOutOfPlaceAreNotReasonEnoughToRewrite) {
@@ -200,6 +295,19 @@ TEST_F(Ordering, EqualityWantsTheSameShapeAndIdentifiersAndNothingElse) {
   EXPECT_TRUE(equal("!A#1[ b#2 ]", "!A#1[ c#3 ]"));
   EXPECT_FALSE(equal("!A#1[ b#2 ]", "A#1[ c#3 ]"));
   EXPECT_FALSE(equal("!A#1[ b#2 ]", "!A#2[ b#2 ]"));
+}
+
+TEST_F(Ordering, EqualityLooksAtTheChildrenOfFoldersThatSayTheyAreNotOmitted) {
+  for (int way = 0; way < kWaysToSayNo; ++way) {
+    const PropertyList first = tree("A#1[ b#2 c#3 ]");
+    const PropertyList second = tree("A#1[ c#3 b#2 ]");
+    markAsShown(first, first.root.dictionary(), way);
+    markAsShown(second, second.root.dictionary(), way);
+    EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(first.root.dictionary(), second.root.dictionary()));
+    // One omitted folder is not enough either.
+    second.root.dictionary().set(kShouldOmitFromUIKey, second.tree->makeBoolean(true));
+    EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(first.root.dictionary(), second.root.dictionary()));
+  }
 }
 
 TEST_F(Ordering, ANodeWithoutIdentifierIsNotEvenEqualToItself) {

@@ -76,6 +76,32 @@ TEST_F(SortOperation, AFileReadInXmlFormIsWrittenBackInBinaryForm) {
   EXPECT_EQ(written(), kSorted);
 }
 
+TEST_F(SortOperation, TheRootIsCheckedBeforeTheVersion) {
+  const PropertyList list = tree(kUnsorted);
+  list.root.dictionary().setString(kWebBookmarkTypeKey, kLeafTypeName);
+  list.root.dictionary().set(kWebBookmarkFileVersionKey, list.tree->makeInteger(2));
+  memory.fileManager.putFile(kPath, bytesOf(list));
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile);
+}
+
+TEST_F(SortOperation, MoreSameNamedEntriesThanCanBeRenamedAreSortedAllTheSame) {
+  tarvel.setRenameSamenamed(true);
+  const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
+  const PropertyListArray children =
+      tarvel.bookmarksMenuDictionaryFromBookmarksFileRootNode(list.root.dictionary()).array(kChildrenKey);
+  for (int i = 0; i < 20'000; ++i) {
+    children.append(treeIn(*list.tree, "News@u" + std::to_string(i) + "#" + std::to_string(i)).value());
+  }
+  memory.fileManager.putFile(kPath, bytesOf(list));
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
+  const PropertyListReading after = read();
+  const PropertyListDictionary root = after.list.root.dictionary();
+  const PropertyListArray sorted = tarvel.bookmarksMenuDictionaryFromBookmarksFileRootNode(root).array(kChildrenKey);
+  ASSERT_EQ(sorted.size(), 20'002U);
+  EXPECT_EQ(tarvel.titleFromBookmarkNode(sorted.at(0).dictionary()), "a");
+  EXPECT_EQ(memory.systemLog.lines().size(), 1U);
+}
+
 TEST_F(SortOperation, MissingFileGives1BeforeTheLockIsLookedAt) {
   memory.fileManager.putFile(kLock, "");
   bool lockWasLookedAt = false;
