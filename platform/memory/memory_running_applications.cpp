@@ -33,7 +33,7 @@ std::vector<std::shared_ptr<RunningApplication>> MemoryRunningApplications::runn
 }
 
 std::shared_ptr<RunningApplication> MemoryRunningApplications::currentApplication() {
-  return std::make_shared<Application>(record_, "self");
+  return std::make_shared<Application>(record_, current_);
 }
 
 }  // namespace tarvel

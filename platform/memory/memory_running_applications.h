@@ -21,7 +21,9 @@ class MemoryRunningApplications final : public RunningApplications {
   void setActivationWorks(bool works) { record_->works = works; }
   /// Called during each activation, after it was recorded. It may change who is running.
   void setActivationHook(std::function<void(const std::string& name)> hook) { record_->hook = std::move(hook); }
-  /// "NAME OPTIONS" for each, in order; this process is "self".
+  /// Which process whoever asks from now on is told to be: "self" unless set.
+  void setCurrent(const std::string& name) { current_ = name; }
+  /// "NAME OPTIONS" for each, in order.
   [[nodiscard]] const std::vector<std::string>& activations() const { return record_->activations; }
 
   [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplicationsWithBundleIdentifier(
@@ -37,6 +39,7 @@ class MemoryRunningApplications final : public RunningApplications {
   class Application;
 
   std::shared_ptr<Record> record_ = std::make_shared<Record>();
+  std::string current_ = "self";
   std::map<std::string, std::vector<std::string>, std::less<>> names_;
 };
 

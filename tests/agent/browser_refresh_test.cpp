@@ -174,6 +174,13 @@ TEST_F(BrowserRefresh, ABrowserThatStartsWhileOthersComeToTheFrontIsNotAmongThem
   EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "self 2"));
 }
 
+TEST_F(BrowserRefresh, TheAgentsOwnApplicationIsLookedUpBeforeAnythingElse) {
+  runningApplications.addRunning("com.apple.Safari", "one");
+  runningApplications.setActivationHook([&](const std::string& /*name*/) { runningApplications.setCurrent("other"); });
+  refreshSafariAfterSort(platform);
+  EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "self 2"));
+}
+
 TEST_F(BrowserRefresh, OtherApplicationsAreNoBrowser) {
   runningApplications.addRunning("com.example.Other", "one");
   refreshSafariAfterSort(platform);

@@ -38,6 +38,28 @@ TEST_F(Lifecycle, AnOldCodeIsRemovedAndFlushedBeforeAnythingElse) {
   EXPECT_FALSE(application.isTerminated());
 }
 
+TEST_F(Lifecycle, AnOldCodeIsGoneFromTheDiskBeforeAutoSortModeIsLookedAt) {
+  preferences.setInteger(kLastHelperErrorKey, 5, kMainApplicationIdentifier);
+  // Whoever turns sorting off in that very moment is heard.
+  preferences.setFlushHook([&] { preferences.setBoolean(kAutoSortModeKey, false, kMainApplicationIdentifier); });
+  application.launch(delegate);
+  EXPECT_EQ(preferences.flushCount(), 1U);
+  EXPECT_FALSE(preferences.flushedValue(kLastHelperErrorKey, kMainApplicationIdentifier).root);
+  EXPECT_THAT(log(), ElementsAre("Automatic sorting is not set, terminating."));
+  EXPECT_TRUE(application.isTerminated());
+}
+
+TEST_F(Lifecycle, TheLatencyIsReadBeforeWatchingBegins) {
+  preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kMainApplicationIdentifier);
+  save(kUnsorted);
+  std::optional<std::int64_t> latencyAtFirstLook;
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.path == kFile && !latencyAtFirstLook) latencyAtFirstLook = delegate.bookmarksFileUpdateLatency();
+  });
+  application.launch(delegate);
+  EXPECT_EQ(latencyAtFirstLook, 7);
+}
+
 TEST_F(Lifecycle, LaunchRecordsTheDateWatchesTheFolderForTwoSecondsAndSortsNothing) {
   launchWithFile();
   EXPECT_EQ(delegate.bookmarksFileDate(), memory.fileManager.modificationDateAtPath(kFile));

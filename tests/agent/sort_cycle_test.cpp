@@ -114,6 +114,19 @@ TEST_F(SortCycle, AnEventOfTheFileWithItsRecordedDateIsIgnored) {
   EXPECT_EQ(sorts(), 0U);
 }
 
+TEST_F(SortCycle, AFileThatIsOlderThanTheRecordedDateIsSortedToo) {
+  save(kUnsorted, "/elsewhere/Old.plist");
+  launchWithFile();
+  // As when a copy is put back with its date.
+  memory.fileManager.removeTree(kFile);
+  ASSERT_TRUE(memory.fileManager.copyItemAtPathToPath("/elsewhere/Old.plist", kFile).ok());
+  ASSERT_LT(memory.fileManager.modificationDateAtPath(kFile), delegate.bookmarksFileDate());
+  eventStreams.post(kFolder);
+  loop.advanceBy(2s + 30s);
+  EXPECT_EQ(sorts(), 1U);
+  EXPECT_EQ(written(), kSorted);
+}
+
 TEST_F(SortCycle, AnEmptyBatchIsAnEventToo) {
   launchWithFile();
   memory.fileManager.putFile(kFile, bytesOf(kUnsorted));
@@ -204,6 +217,35 @@ TEST_F(SortCycle, ARetryComesFiveSecondsAfterTheAttemptEnded) {
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
   EXPECT_EQ(loop.untilNextRequest(), 5s);
+}
+
+TEST_F(SortCycle, EveryRetryIsOneRequestFiveSecondsAhead) {
+  launchWithFile();
+  memory.fileManager.putFile(kLock, "");
+  changeAndWait();
+  for (int retry = 1; retry <= 9; ++retry) {
+    EXPECT_EQ(loop.untilNextRequest(), 5s) << retry;
+    EXPECT_EQ(loop.pendingRequestCount(), 1U) << retry;
+    loop.runNext();
+  }
+  EXPECT_TRUE(application.isTerminated());
+}
+
+TEST_F(SortCycle, TheWatcherStaysPausedUntilTheLastRetry) {
+  launchWithFile();
+  memory.fileManager.putFile(kLock, "");
+  changeAndWait();
+  for (int retry = 1; retry <= 9; ++retry) {
+    ASSERT_EQ(eventStreams.calls().back(), "stop") << retry;
+    // A watcher that runs would bring this batch before the retry, and move it.
+    save(kUnsorted);
+    loop.advanceBy(3s);
+    ASSERT_EQ(loop.untilNextRequest(), 2s) << retry;
+    if (retry == 9) memory.fileManager.removeTree(kLock);
+    loop.runNext();
+  }
+  EXPECT_EQ(written(), kSorted);
+  EXPECT_EQ(eventStreams.calls().back(), "start");
 }
 
 TEST_F(SortCycle, NineResults8AndThenASuccessReportNothingAndCountFromZeroAgain) {
@@ -325,6 +367,41 @@ TEST_F(SortCycle, TheBrowserIsRefreshedWhileTheWatcherIsStillPaused) {
   ASSERT_FALSE(callsDuringPause.empty());
   EXPECT_EQ(callsDuringPause.back(), "stop");
   EXPECT_EQ(eventStreams.calls().back(), "start");
+}
+
+TEST_F(SortCycle, TheDateIsLookedAtAfterTheRefreshAndBeforeTheWatcherGoesOn) {
+  launchWithFile();
+  runningApplications.addRunning("com.apple.Safari", "one");
+  std::vector<std::string> happened;
+  memory.clock.setHook([&](std::size_t) { happened.emplace_back("refresh"); });
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation != FileOperation::kDate || call.path != kFile) return;
+    happened.push_back(eventStreams.calls().back() == "stop" ? "look while paused" : "look while watching");
+  });
+  save(kUnsorted);
+  loop.advanceBy(2s);
+  happened.clear();
+  loop.advanceBy(30s);
+  ASSERT_EQ(written(), kSorted);
+  ASSERT_GE(happened.size(), 2U);
+  EXPECT_EQ(happened[happened.size() - 2], "refresh");
+  EXPECT_EQ(happened.back(), "look while paused");
+  EXPECT_EQ(eventStreams.calls().back(), "start");
+}
+
+TEST_F(SortCycle, AFailureIsLoggedAndHandedOverBeforeTheAgentTerminates) {
+  launchWithFile();
+  memory.fileManager.failAlways(FileOperation::kWrite, EIO);
+  std::size_t flushes = 0;
+  preferences.setFlushHook([&] {
+    ++flushes;
+    EXPECT_EQ(log().size(), 1U);
+    EXPECT_FALSE(application.isTerminated());
+    EXPECT_EQ(eventStreams.streamCount(), 1U);
+  });
+  changeAndWait();
+  EXPECT_EQ(flushes, 1U);
+  EXPECT_TRUE(application.isTerminated());
 }
 
 TEST_F(SortCycle, AFileThatChangesDuringEveryAttemptIsInUse) {

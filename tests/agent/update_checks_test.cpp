@@ -112,6 +112,20 @@ TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
   EXPECT_EQ(updater.checks(), 2U);
 }
 
+TEST_F(UpdateChecks, AnUpdateThatIsFoundAgainIsHandedOverAgain) {
+  updater.setLastCheckDate(ago(48h));
+  launchWithFile();
+  for (std::size_t checks = 1; checks <= 3; ++checks) {
+    loop.advanceBy(checks == 1 ? 0s : 24h);
+    updater.finishCheck("2.0");
+    EXPECT_EQ(launches(), std::vector<std::string>(checks, "url /A/Main.app 0x30000"));
+    EXPECT_EQ(storedCode(), 103);
+    // The main application takes note of the second one.
+    if (checks == 2) preferences.setFlushedValue(kLastHelperErrorKey, {}, kMainApplicationIdentifier);
+  }
+  EXPECT_FALSE(application.isTerminated());
+}
+
 TEST_F(UpdateChecks, ACheckThatTakesLongerThanTheIntervalIsNotJoinedByAnother) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
