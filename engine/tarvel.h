@@ -162,7 +162,8 @@ class Tarvel {
   /// Whether something named "lock" lies beside the bookmarks file: the browser is using it.
   [[nodiscard]] bool isBookmarksFileLocked();
   [[nodiscard]] std::optional<FileDate> bookmarksFileModificationDate();  ///< None without a file.
-  /// Copies the file at `filename` to the backup path, once: an existing backup is never touched.
+  /// Copies the file at `filename` to the backup path, once: an existing backup is never touched, nor one that another
+  /// process makes in the same moment.
   [[nodiscard]] bool writeBackupFileForFilename(const std::string& filename);
 
  private:

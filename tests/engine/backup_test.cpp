@@ -126,6 +126,22 @@ TEST_F(Backup, FolderOrCopyThatCannotBeMadeIsFailureWithoutALogLine) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
+TEST_F(Backup, ABackupThatAnotherProcessHasJustMadeCountsAsExisting) {
+  memory.fileManager.putFile(kPath, "bytes");
+  memory.fileManager.setHook([&](const FileCall& call) {
+    if (call.operation == FileOperation::kCopy) memory.fileManager.putFile(kBackup, "made by the other one");
+  });
+  EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "made by the other one");
+}
+
+TEST_F(Backup, ANameThatIsTakenByNothingThatExistsIsNoBackup) {
+  memory.fileManager.putFile(kPath, "bytes");
+  memory.fileManager.putLink(kBackup, "/nowhere");
+  EXPECT_FALSE(tarvel.writeBackupFileForFilename(kPath));
+  EXPECT_FALSE(memory.fileManager.bytesAt("/nowhere").has_value());
+}
+
 TEST_F(Backup, RestoreGives2WithoutABookmarksFileEvenWithABackup) {
   memory.fileManager.putFile(kBackup, "old");
   EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorOutputFileNotFound);

@@ -1,0 +1,42 @@
+// Two processes sort one file for the first time. Both make the backup, and neither takes the other's for a failure.
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+
+#include "tests/proof/proof_home.h"
+
+namespace tarvel {
+namespace {
+
+TEST(TwoSorts, AWholeFirstSortAtAnyMomentOfAnotherDisturbsNeither) {
+  ProofHome home;
+  home.reset();
+  const auto pass = [](pid_t, const SystemCall&) { return CallVerdict{}; };
+  const std::size_t calls = runTraced(home.sort(), pass).calls;
+  std::size_t inTime = 0;
+  for (const std::size_t place : chosen(calls, 40)) {
+    home.reset();
+    int other = -1;
+    const TraceEnd end = runTraced(home.sort(), [&](pid_t, const SystemCall& call) {
+      if (call.index == place) {
+        inTime += home.hasNoBackup() ? 1U : 0U;
+        other = ProofHome::run(home.sort());
+      }
+      return CallVerdict{};
+    });
+    SCOPED_TRACE("at call " + std::to_string(place) + ": " + end.output.substr(0, 200) + home.description());
+    EXPECT_EQ(other, 0);
+    EXPECT_EQ(end.signal, 0);
+    EXPECT_EQ(end.exitStatus, 0);
+    EXPECT_TRUE(home.isSorted());
+    EXPECT_TRUE(home.hasWholeBackup());
+    EXPECT_EQ(home.strays(), std::vector<std::string>());
+    if (HasFailure()) return;
+  }
+  EXPECT_GT(inTime, 10U);
+}
+
+}  // namespace
+}  // namespace tarvel
