@@ -46,12 +46,13 @@ bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_vi
 bool BookmarksDocument::readFromURLOfTypeError(const std::string& path, std::string_view typeName,
                                                DocumentError* error) {
   const FileReading reading = platform_.fileManager.contentsAtPath(path);
-  if (reading.status.ok()) {
-    readVersion_ = reading.version;
-    return readFromDataOfTypeError(reading.data, typeName, error);
+  if (!reading.status.ok()) {
+    *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
+    return false;
   }
-  *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
-  return false;
+  if (!readFromDataOfTypeError(reading.data, typeName, error)) return false;
+  readVersion_ = reading.version;
+  return true;
 }
 
 bool BookmarksDocument::writeToURLOfTypeError(const std::string& path, std::string_view typeName,

@@ -81,6 +81,18 @@ TEST_F(Document, ReadAndWrittenFilesAreWhole) {
   EXPECT_EQ(other.bookmarksDictionary().root.array().at(0).string(), "a");
 }
 
+TEST_F(Document, AFailedReadKeepsTheVersionOfTheLastOneThatSucceeded) {
+  memory.fileManager.putFile("/broken", "<plist><foo/></plist>");
+  EXPECT_FALSE(document.readFromURLOfTypeError("/broken", "", &error));
+  EXPECT_EQ(document.readVersion(), std::nullopt);
+  memory.fileManager.putFile("/f", "<plist><dict/></plist>");
+  ASSERT_TRUE(document.readFromURLOfTypeError("/f", "", &error));
+  const std::optional<FileVersion> version = document.readVersion();
+  ASSERT_TRUE(version.has_value());
+  EXPECT_FALSE(document.readFromURLOfTypeError("/broken", "", &error));
+  EXPECT_EQ(document.readVersion(), version);
+}
+
 TEST_F(Document, FileErrorsArePassedOutWithoutALogLine) {
   EXPECT_FALSE(document.readFromURLOfTypeError("/none", "", &error));
   EXPECT_EQ(error.code, ENOENT);
