@@ -21,6 +21,8 @@ inline constexpr int kExitNeedsAttention = 11;
 inline constexpr int kExitFailed = 12;
 /// As in sysexits.h.
 inline constexpr int kExitUsage = 64;
+/// Everything was done, and the answer could not be written to standard output. As in sysexits.h: input or output.
+inline constexpr int kExitNoAnswer = 74;
 
 enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent, kDoctor, kBackup };
 

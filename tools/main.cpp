@@ -1,6 +1,8 @@
 // tarvel: sorts a bookmarks file now, shows beforehand what that would do, undoes it, and shows property lists.
 
-#include <cstdio>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -105,19 +107,25 @@ int run(const tarvel::CommandLine& line) {
   }
 }
 
+/// The status of a command that has ended with `status`, once its answer is written out.
+int statusOnceWritten(int status) {
+  errno = 0;
+  std::cout.flush();
+  if (std::cout) return status;
+  std::cerr << "tarvel: The answer could not be written to standard output"
+            << (errno == 0 ? std::string() : std::string(": ") + std::strerror(errno)) << ".\n";
+  const bool hasSucceeded = status == 0 || status == tarvel::kExitWouldChange || status == tarvel::kExitNeedsAttention;
+  return hasSucceeded ? tarvel::kExitNoAnswer : status;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  // So that a write beyond a limit on the size of files fails like any other, instead of ending the command.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   try {
     const tarvel::ParsedCommandLine parsed = tarvel::parseCommandLine(argc, argv);
-    if (parsed.isDone) return parsed.exitStatus;
-    const int status = run(parsed.line);
-    std::cout.flush();
-    if (!std::cout) {
-      std::cerr << "tarvel: The answer could not be written.\n";
-      return status == 0 ? 1 : status;
-    }
-    return status;
+    return statusOnceWritten(parsed.isDone ? parsed.exitStatus : run(parsed.line));
   } catch (const std::exception& error) {
     // What is left to throw is memory running out in the command itself; files are whole at any moment.
     std::cerr << "tarvel: " << error.what() << "\n";

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -95,7 +96,12 @@ int openOnDesktop(const std::string& path) {
     return ENOMEM;
   }
   // Away from this terminal: what is opened outlives the command, and says what it says elsewhere.
-  (void)::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  // With the signal that this command ignores as it was.
+  sigset_t ignored;
+  (void)::sigemptyset(&ignored);
+  (void)::sigaddset(&ignored, SIGXFSZ);
+  (void)::posix_spawnattr_setsigdefault(&attributes, &ignored);
+  (void)::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     (void)::posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_RDWR, 0);
   }

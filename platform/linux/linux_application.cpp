@@ -32,6 +32,8 @@ bool LinuxApplication::takeLock() {
 void LinuxApplication::watchSignals() {
   // Writing to somebody who hung up is an error to be answered, not an end.
   (void)std::signal(SIGPIPE, SIG_IGN);
+  // So is writing beyond the limit on the size of files: the file stays as it was, and the failure is handed over.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   for (const int signal : kEndingSignals) {
     if (auto source = runLoop_.watchSignal(signal, [this] { terminate(); })) signals_.push_back(std::move(source));
   }

@@ -1,9 +1,14 @@
 // What every application object promises.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 
+#include "platform/linux/unique_fd.h"
 #include "tests/support/child_process.h"
 #include "tests/support/loop_kinds.h"
 #include "tests/support/temporary_directory.h"
@@ -162,6 +167,25 @@ TEST_F(LinuxApplicationTest, SignalsThatComeTogetherEndItInOrderAllTheSame) {
     return status;
   });
   EXPECT_EQ(answer, 0);
+}
+
+TEST_F(LinuxApplicationTest, BeyondALimitOnTheSizeOfFilesAWriteFailsAndTheProcessGoesOn) {
+  const std::string path = directory.path("f");
+  const int answer = inChild([&] {
+    LinuxApplicationKind one;
+    RecordingDelegate told;
+    int code = 0;
+    told.atLaunch = [&] {
+      const rlimit limit{100, 100};
+      (void)::setrlimit(RLIMIT_FSIZE, &limit);
+      const UniqueFd fd(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+      const std::string bytes(200, 'x');
+      if (::pwrite(fd.get(), bytes.data(), bytes.size(), 100) < 0) code = errno;
+      one.application.terminate();
+    };
+    return one.application.run(told) == 0 ? code : -1;
+  });
+  EXPECT_EQ(answer, EFBIG);
 }
 
 TEST_F(LinuxApplicationTest, ASecondInstanceSaysSoInTheLog) {
