@@ -146,7 +146,7 @@ class FileManager {
   [[nodiscard]] virtual bool offersReplaceItem() = 0;
 
   /// The item at `replacement` takes the place of the one at `target` in one step; on success nothing is left at
-  /// `replacement`. May throw PlatformException.
+  /// `replacement`. A failure leaves both where they were, or tells where the old one is. May throw PlatformException.
   [[nodiscard]] virtual FileReplacement replaceItem(const std::string& target, const std::string& replacement) = 0;
 
   /// Renames; fails when something exists at `target`. May throw PlatformException.

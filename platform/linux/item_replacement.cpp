@@ -6,7 +6,9 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <system_error>
+#include <utility>
 
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_support.h"
@@ -87,47 +89,92 @@ bool removeWhole(const FilePlace& place) {
 }
 
 /// Items of different kinds: an exchange, after which the old item is removed.
-FileStatus replaceByExchange(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
-                             const std::string& replacementPath) {
-  if (rename(replacement, target, RENAME_EXCHANGE) != 0) return fileFailure(targetPath);
-  if (removeWhole(replacement)) return synced(target, replacement);
+FileReplacement replaceByExchange(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
+                                  const std::string& replacementPath) {
+  if (rename(replacement, target, RENAME_EXCHANGE) != 0) return {fileFailure(targetPath), std::nullopt};
+  if (removeWhole(replacement)) return {synced(target, replacement), std::nullopt};
   FileStatus failure = fileFailure(replacementPath);
-  (void)rename(replacement, target, RENAME_EXCHANGE);
-  return failure;
+  const bool isBack = rename(replacement, target, RENAME_EXCHANGE) == 0;
+  return {std::move(failure), isBack ? std::nullopt : std::optional(lastingPathOf(replacement))};
 }
 
-/// Where two names cannot be exchanged: the old item steps aside first, and comes back when the new one cannot follow.
-FileReplacement replaceByStepping(FilePlace& target, const FilePlace& replacement, const std::string& targetPath) {
+/// A free name beside the target, for its old item until the replacement is done. What an earlier one that was cut off
+/// left under such a name may be the only copy.
+FilePlace placeAside(const FilePlace& target) {
+  constexpr int kMostNames = 100;
   FilePlace aside{UniqueFd(::dup(target.folder.get())), target.name + ".tarvel-aside"};
-  const std::string asidePath = lastingPathOf(aside);
-  if (!aside.folder || !moveToFreeName(target, aside)) return {fileFailure(targetPath), std::nullopt};
-  if (!moveToFreeName(replacement, target)) {
-    const FileStatus failure = fileFailure(targetPath);
-    const bool isBack = moveToFreeName(aside, target);
-    return {failure, isBack ? std::nullopt : std::optional(asidePath)};
+  struct stat existing {};
+  for (int i = 2; i < kMostNames && aside.folder && statusOf(aside, existing); ++i) {
+    aside.name = target.name + ".tarvel-aside-" + std::to_string(i);
   }
-  if (!removeWhole(aside)) return {fileFailure(asidePath), std::nullopt};
-  return {synced(target, replacement), std::nullopt};
+  return aside;
+}
+
+/// Where two names cannot be exchanged: the old item steps aside first, and comes back when the new one cannot follow,
+/// or when the old one cannot be removed.
+FileReplacement replaceByStepping(const FilePlace& target, const FilePlace& replacement,
+                                  const std::string& targetPath) {
+  const FilePlace aside = placeAside(target);
+  if (!aside.folder || !moveToFreeName(target, aside)) return {fileFailure(targetPath), std::nullopt};
+  const std::string asidePath = lastingPathOf(aside);
+  const bool hasFollowed = moveToFreeName(replacement, target);
+  if (hasFollowed && removeWhole(aside)) return {synced(target, replacement), std::nullopt};
+  const FileStatus failure = fileFailure(hasFollowed ? asidePath : targetPath);
+  const bool isBack = (!hasFollowed || moveToFreeName(target, replacement)) && moveToFreeName(aside, target);
+  return {failure, isBack ? std::nullopt : std::optional(asidePath)};
+}
+
+/// Gives the old item a second name, from which it can come back. Where there are no links it steps aside itself.
+bool keepAside(const FilePlace& target, const FilePlace& aside) {
+  if (::linkat(target.folder.get(), target.name.c_str(), aside.folder.get(), aside.name.c_str(), 0) == 0) return true;
+  const bool isRefused = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
+  return isRefused && moveToFreeName(target, aside);
+}
+
+/// Undoes that, over whatever has the target's name by now.
+bool comeBack(const FilePlace& aside, const FilePlace& target) {
+  struct stat kept {};
+  struct stat now {};
+  if (!statusOf(target, now)) return moveToFreeName(aside, target);
+  const bool isStillThere = statusOf(aside, kept) && kept.st_dev == now.st_dev && kept.st_ino == now.st_ino;
+  if (isStillThere) return ::unlinkat(aside.folder.get(), aside.name.c_str(), 0) == 0;
+  return rename(aside, target, 0) == 0;
+}
+
+/// Puts the copy in the target's place, and then removes the replacement. The old item comes back unless both succeed.
+FileReplacement finishCopy(TemporaryFile& copy, const FilePlace& target, const FilePlace& replacement,
+                           const std::string& replacementPath) {
+  const FilePlace aside = placeAside(target);
+  const std::string asidePath = lastingPathOf(aside);
+  if (!aside.folder || !keepAside(target, aside)) return {fileFailure(asidePath), std::nullopt};
+  const bool isDone =
+      copy.replace(target.name) && ::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) == 0;
+  if (isDone) {
+    // Should even this fail, the old item stays under that name, and nothing is lost.
+    (void)::unlinkat(aside.folder.get(), aside.name.c_str(), 0);
+    return {synced(target, replacement), std::nullopt};
+  }
+  const FileStatus failure = fileFailure(replacementPath);
+  return {failure, comeBack(aside, target) ? std::nullopt : std::optional(asidePath)};
 }
 
 /// Where a rename cannot do it (another file system, a link as the replacement): a copy beside the target takes its
 /// place, and only then the replacement goes.
-FileStatus replaceByCopy(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
-                         const std::string& replacementPath) {
+FileReplacement replaceByCopy(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
+                              const std::string& replacementPath) {
+  const auto failed = [](const std::string& path) { return FileReplacement{fileFailure(path), std::nullopt}; };
   struct stat source {};
-  if (::faccessat(replacement.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return fileFailure(replacementPath);
+  if (::faccessat(replacement.folder.get(), ".", W_OK | X_OK, AT_EACCESS) != 0) return failed(replacementPath);
   const UniqueFd from(::openat(replacement.folder.get(), replacement.name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!from || ::fstat(from.get(), &source) != 0) return fileFailure(replacementPath);
-  if (!S_ISREG(source.st_mode)) return fileFailure(EINVAL, replacementPath);
+  if (!from || ::fstat(from.get(), &source) != 0) return failed(replacementPath);
+  if (!S_ISREG(source.st_mode)) return {fileFailure(EINVAL, replacementPath), std::nullopt};
   TemporaryFile copy(target.folder.get(), kPrivate);
-  if (!copy) return fileFailure(targetPath);
+  if (!copy) return failed(targetPath);
   // Only root may give files away; for anybody else the copy is their own, as it is.
   [[maybe_unused]] const int given = ::fchown(copy.fd(), source.st_uid, source.st_gid);
-  const bool isCopied = copyBytes(from.get(), copy.fd()) && giveMetadata(from.get(), source, copy.fd()) &&
-                        ::fsync(copy.fd()) == 0 && copy.replace(target.name);
-  if (!isCopied) return fileFailure(targetPath);
-  if (::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) != 0) return fileFailure(replacementPath);
-  return synced(target, replacement);
+  const bool isCopied =
+      copyBytes(from.get(), copy.fd()) && giveMetadata(from.get(), source, copy.fd()) && ::fsync(copy.fd()) == 0;
+  return isCopied ? finishCopy(copy, target, replacement, replacementPath) : failed(targetPath);
 }
 
 }  // namespace
@@ -135,7 +182,7 @@ FileStatus replaceByCopy(const FilePlace& target, const FilePlace& replacement, 
 FileReplacement LinuxFileManager::replaceItem(const std::string& target, const std::string& replacement) {
   throwIfNoAddress(target);
   throwIfNoAddress(replacement);
-  FilePlace targetPlace = followLinks(target);
+  const FilePlace targetPlace = followLinks(target);
   if (!targetPlace.folder) return {fileFailure(target), std::nullopt};
   const FilePlace replacementPlace = placeOf(replacement);
   if (!replacementPlace.folder) return {fileFailure(replacement), std::nullopt};
@@ -156,10 +203,10 @@ FileReplacement LinuxFileManager::replaceItem(const std::string& target, const s
     if (errno != EXDEV) return {fileFailure(target), std::nullopt};
   }
   // A link is no replacement for a file: in another folder it may lead nowhere. What it leads to is.
-  if (isFile) return {replaceByCopy(targetPlace, replacementPlace, target, replacement), std::nullopt};
-  FileStatus status = replaceByExchange(targetPlace, replacementPlace, target, replacement);
-  if (status.code != EINVAL && status.code != ENOSYS) return {std::move(status), std::nullopt};
-  return replaceByStepping(targetPlace, replacementPlace, target);
+  if (isFile) return replaceByCopy(targetPlace, replacementPlace, target, replacement);
+  FileReplacement exchanged = replaceByExchange(targetPlace, replacementPlace, target, replacement);
+  const bool isImpossible = exchanged.status.code == EINVAL || exchanged.status.code == ENOSYS;
+  return isImpossible ? replaceByStepping(targetPlace, replacementPlace, target) : std::move(exchanged);
 }
 
 FileStatus LinuxFileManager::moveItem(const std::string& source, const std::string& target) {

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -263,6 +265,102 @@ TEST_F(FileFaults, AReplacementThatCannotFollowLetsTheOldItemComeBack) {
   EXPECT_EQ(directory.read("target"), "old");
   EXPECT_TRUE(exists("locked/folder"));
   EXPECT_EQ(directory.entryCount(), 2U);
+}
+
+TEST_F(FileFaults, AnOldItemThatCannotBeRemovedComesBackAndSoDoesTheReplacement) {
+  const int answer = inChildWithoutPrivileges([&] {
+    TemporaryDirectory own;
+    std::filesystem::create_directory(own.path("target"));
+    own.write("target/inside", "old");
+    if (::chmod(own.path("target").c_str(), 0555) != 0) return 99;
+    own.write("replacement", "new");
+    if (!installFaults({kNoRenameFlags})) return 99;
+    const FileReplacement replaced = manager.replaceItem(own.path("target"), own.path("replacement"));
+    const bool isAsBefore = own.read("target/inside") == "old" && own.read("replacement") == "new";
+    const std::size_t count = own.entryCount();
+    (void)::chmod(own.path("target").c_str(), 0755);
+    if (replaced.originalItemLocation || !isAsBefore || count != 2) return 98;
+    return replaced.status.code;
+  });
+  EXPECT_EQ(answer, EACCES);
+}
+
+/// Where a rename is not enough, a copy takes the target's place, and the replacement goes last. In a sticky folder it
+/// may not.
+struct CopyAsReplacement : testing::Test {
+  /// The code of a replacement that cannot go, or 97 to 99. `isOurs`: whether the target's file belongs to the user.
+  static int replace(const std::string& stickyFolder, const std::string& replacement, bool isOurs) {
+    TemporaryDirectory target;
+    target.write("file", "old");
+    if (::chmod(target.path().c_str(), 0777) != 0) return 99;
+    if (isOurs && ::chown(target.path("file").c_str(), kNobody, kNobody) != 0) return 99;
+    if (::chmod(stickyFolder.c_str(), 01777) != 0) return 99;
+    const int answer = inChildWithoutPrivileges([&] {
+      LinuxFileManager manager;
+      const FileReplacement replaced = manager.replaceItem(target.path("file"), stickyFolder + "/" + replacement);
+      return replaced.originalItemLocation ? 98 : replaced.status.code;
+    });
+    return target.read("file") == "old" && target.entryCount() == 1 ? answer : 97;
+  }
+
+  static constexpr uid_t kNobody = 65534;
+};
+
+TEST_F(CopyAsReplacement, ALinkThatCannotBeRemovedLetsTheOldItemComeBack) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+  TemporaryDirectory sticky;
+  sticky.write("real", "new");
+  std::filesystem::create_symlink("real", sticky.path("link"));
+  for (const bool isOurs : {true, false}) {
+    EXPECT_EQ(replace(sticky.path(), "link", isOurs), EPERM) << isOurs;
+    EXPECT_EQ(sticky.entryCount(), 2U);
+  }
+}
+
+TEST_F(CopyAsReplacement, AFileOfAnotherFileSystemThatCannotBeRemovedLetsTheOldItemComeBack) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+  const TemporaryDirectory here;
+  std::string path = "/dev/shm/tarvel-test-XXXXXX";
+  if (::mkdtemp(path.data()) == nullptr) GTEST_SKIP() << "there is no other file system";
+  const auto deviceOf = [](const std::string& folder) {
+    struct stat status {};
+    return ::stat(folder.c_str(), &status) == 0 ? status.st_dev : 0;
+  };
+  const bool isOther = deviceOf(path) != deviceOf(here.path());
+  std::ofstream(path + "/file") << "new";
+  std::vector<int> answers;
+  for (const bool isOurs : {true, false}) answers.push_back(replace(path, "file", isOurs));
+  std::filesystem::remove_all(path);
+  if (!isOther) GTEST_SKIP() << "there is no other file system";
+  EXPECT_EQ(answers, (std::vector<int>{EPERM, EPERM}));
+}
+
+TEST_F(FileFaults, WhateverCallFailsACopyTakesTheTargetsPlaceOrTheOldItemIsThere) {
+  const auto prepare = [&] {
+    directory.write("target", "old");
+    directory.write("real", "new");
+    std::filesystem::remove(directory.path("replacement"));
+    std::filesystem::create_symlink("real", directory.path("replacement"));
+  };
+  for (const auto& fileSystem :
+       {std::vector<CallFault>{}, std::vector<CallFault>{{SYS_linkat, EPERM}, kNoUnnamedFiles}}) {
+    prepare();
+    int failures = 0;
+    withEachFault(
+        fileSystem,
+        [&] {
+          const FileReplacement replaced = manager.replaceItem(directory.path("target"), directory.path("replacement"));
+          return replaced.originalItemLocation ? 150 : replaced.status.code;
+        },
+        [&](int answer) {
+          failures += answer != 0 ? 1 : 0;
+          ASSERT_EQ(directory.read("target"), answer == 0 ? "new" : "old");
+          ASSERT_EQ(std::filesystem::is_symlink(directory.path("replacement")), answer != 0);
+          ASSERT_EQ(directory.entryCount(), answer == 0 ? 2U : 3U);
+          prepare();
+        });
+    EXPECT_GT(failures, 5);
+  }
 }
 
 TEST_F(FileFaults, WithoutReservingSpaceAFileIsStillWrittenInPlace) {
