@@ -37,6 +37,7 @@ class Restoring {
         line_(line),
         isWatched_(isWatched),
         file_(bookmarksFilePath(platform.fileManager, line, settings)),
+        destination_(destinationOf(file_)),
         initialBackup_(backupOf(platform.fileManager, line, settings)),
         backup_(initialBackup_.path),
         copies_(platform, backup_, file_) {}
@@ -68,6 +69,8 @@ class Restoring {
   const CommandLine& line_;
   const std::function<bool(const std::string&)>& isWatched_;
   std::string file_;
+  /// A link that is there from the beginning is the user's and is followed; one that is put there later is not.
+  std::string destination_;
   InitialBackup initialBackup_;
   std::string backup_;
   DatedCopies copies_;
@@ -181,6 +184,10 @@ int Restoring::readBoth(const std::string& copyPath) {
   shown.reset();
   if (!hasCopy) return complain(code, copyPath, copy_.status.reason);
   if (!isUsable) return complain(TarvelErrorFileInUse, file_);
+  // From here on only what was read is replaced.
+  if (destinationOf(file_) != destination_) {
+    return complain(TarvelErrorFileInUse, file_, "Its path leads somewhere else than a moment ago.");
+  }
   const bool isKnown = today_.code == TarvelErrorNone || today_.code == TarvelErrorBookmarksFileNotFound;
   return isKnown ? 0 : complain(today_.code, file_, today_.reading.status.reason);
 }

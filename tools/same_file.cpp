@@ -14,4 +14,10 @@ bool isSameFile(const std::string& first, const std::string& second) {
   return !error && one == other;
 }
 
+std::string destinationOf(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path destination = std::filesystem::weakly_canonical(path, error);
+  return error ? path : destination.string();
+}
+
 }  // namespace tarvel

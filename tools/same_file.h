@@ -8,4 +8,8 @@ namespace tarvel {
 /// name of it.
 [[nodiscard]] bool isSameFile(const std::string& first, const std::string& second);
 
+/// Where an absolute path leads once every link on the way is followed, be the file there or not. The path itself when
+/// that cannot be told.
+[[nodiscard]] std::string destinationOf(const std::string& path);
+
 }  // namespace tarvel

@@ -157,6 +157,38 @@ TEST_F(Trespassing, ALinkPutInTheFilesPlaceMidRunIsNotWrittenThrough) {
   EXPECT_GT(placed, 20U);
 }
 
+/// A link that is there when the command first looks is the user's, and is followed. One that comes later is not.
+TEST_F(Trespassing, ALinkPutInTheFilesPlaceWhileACopyIsPutBackIsNotWrittenThrough) {
+  const std::string victim = home.root() + "/victim";
+  for (const TracedProgram& program : {home.restore(), home.putBack()}) {
+    home.resetToSorted();
+    std::size_t first = 0;
+    const auto noteFirstLook = [&](pid_t pid, const SystemCall& call) {
+      const bool looks = call.number == SYS_readlink && textOf(pid, call.arguments[0]) == home.file();
+      if (looks && first == 0) first = call.index;
+      return pass();
+    };
+    const std::size_t calls = runTraced(program, noteFirstLook).calls;
+    ASSERT_GT(first, 0U);
+    for (const std::size_t place : chosen(calls - first - 1, 60)) {
+      home.resetToSorted();
+      std::ofstream(victim) << "somebody's file";
+      const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
+        if (call.index != first + 1 + place) return pass();
+        fs::remove(home.file());
+        fs::create_symlink(victim, home.file());
+        return pass();
+      });
+      SCOPED_TRACE("at call " + std::to_string(first + 1 + place) + ": " + end.output.substr(0, 300));
+      EXPECT_EQ(end.signal, 0);
+      std::ifstream file(victim);
+      const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+      EXPECT_TRUE(bytes == "somebody's file");
+      if (HasFailure()) return;
+    }
+  }
+}
+
 TEST_F(Trespassing, ALinkInPlaceOfTheBackupIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   home.reset();
