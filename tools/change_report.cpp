@@ -71,6 +71,8 @@ void ChangeRecorder::folderLeft(PropertyListDictionary /*folder*/) { current_ = 
 
 void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason reason) {
   if (current_ == kNowhere) return;  // The root of a tree: found empty, but never removed.
+  // Not to be missed at the top level afterwards.
+  topLevel_.erase(entry.value().identity());
   RemovedEntry removed{currentFolder(), titleOf(entry), "", reason, "", {}};
   const std::string_view address = entry.string(kURLStringKey).value_or("");
   removed.address = shortenedText(address);
@@ -154,8 +156,38 @@ std::vector<std::uint32_t> ChangeRecorder::earlierPositionsOf(PropertyListArray 
   return positions;
 }
 
+/// What cleaning left and is gone all the same: other bars and menus than the first, in whose place that one stands
+/// now.
+void ChangeRecorder::findReplaced(std::span<const std::uint32_t> earlierPositions) {
+  std::vector<bool> isThere(topLevelCount_ + earlierPositions.size(), false);
+  for (const std::uint32_t position : earlierPositions) isThere[position] = true;
+  const PropertyListArray children = root_.array(kChildrenKey);
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    if (isThere[i] || !topLevel_.contains(children.at(i).identity())) continue;
+    FolderPath path;
+    addReplaced(children.at(i).dictionary(), path);
+  }
+}
+
+/// As deep as the tree is nested, which the readers bound.
+void ChangeRecorder::addReplaced(PropertyListDictionary entry, FolderPath& path) {
+  if (!entry) return;
+  changes_.removed.push_back({path,
+                              titleOf(entry),
+                              shortenedText(entry.string(kURLStringKey).value_or("")),
+                              RemovalReason::kEmptyFolder,
+                              "",
+                              {},
+                              true});
+  const PropertyListArray children = entry.array(kChildrenKey);
+  path.push_back(titleOf(entry));
+  for (std::size_t i = 0; i < children.size(); ++i) addReplaced(children.at(i).dictionary(), path);
+  path.pop_back();
+}
+
 void ChangeRecorder::orderTopLevel(PropertyListArray after) {
   const std::vector<std::uint32_t> earlierPositions = earlierPositionsOf(after);
+  findReplaced(earlierPositions);
   if (std::ranges::is_sorted(earlierPositions)) return;
   addOrder({}, after, earlierPositions);
   std::rotate(changes_.ordered.begin(), changes_.ordered.end() - 1, changes_.ordered.end());

@@ -22,6 +22,9 @@ struct RemovedEntry {
   /// Of a duplicate: the bookmark that stays.
   std::string keptTitle;
   FolderPath keptFolder;
+  /// A second top-level bar or menu in whose place the first one stands now, or something in it. Then `reason`, which
+  /// is one of cleaning's, means nothing.
+  bool isReplaced = false;
 };
 
 struct NamedEntry {
@@ -98,6 +101,8 @@ class ChangeRecorder final : public SortObserver {
   }
   [[nodiscard]] std::vector<std::uint32_t> earlierPositionsOf(PropertyListArray topLevel) const;
   void orderTopLevel(PropertyListArray after);
+  void findReplaced(std::span<const std::uint32_t> earlierPositions);
+  void addReplaced(PropertyListDictionary entry, FolderPath& path);
   void findKept(PropertyListDictionary root);
   void findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path);
 

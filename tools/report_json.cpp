@@ -32,8 +32,8 @@ Json removedAsJson(const RemovedEntry& entry) {
   Json json = {{"folder", entry.folder},
                {"title", entry.title},
                {"address", entry.address},
-               {"reason", reasonName(entry.reason)}};
-  if (entry.reason == RemovalReason::kDuplicate) {
+               {"reason", entry.isReplaced ? "replaced" : reasonName(entry.reason)}};
+  if (!entry.isReplaced && entry.reason == RemovalReason::kDuplicate) {
     json["kept"] = {{"folder", entry.keptFolder}, {"title", entry.keptTitle}};
   }
   return json;

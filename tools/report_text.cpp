@@ -20,6 +20,10 @@ std::string counted(std::size_t count, const char* one, const char* many) {
 }
 
 std::string reasonFor(const RemovedEntry& entry) {
+  if (entry.isReplaced) {
+    return entry.folder.empty() ? "the first top-level folder of this name takes its place"
+                                : "goes with a top-level folder whose place the first one of its name takes";
+  }
   switch (entry.reason) {
     case RemovalReason::kEmptyFolder:
       return "empty folder";

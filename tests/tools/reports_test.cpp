@@ -78,6 +78,57 @@ TEST_F(Reports, ADuplicateDoesNotNameABookmarkThatNoSearchSees) {
   EXPECT_EQ(changes.removed[0].keptTitle, "second");
 }
 
+TEST_F(Reports, WhatGoesWithASecondBarOrMenuIsToldInWordsAndForPrograms) {
+  const Changes changes = changesOf(
+      "Root[ BookmarksBar#1[ mine ] BookmarksBar#2[ lost F[ deep ] ] BookmarksMenu#3[ b a ] BookmarksMenu#4[ kept ] ]");
+  std::vector<std::string> gone;
+  for (const RemovedEntry& entry : changes.removed) {
+    EXPECT_TRUE(entry.isReplaced);
+    std::string path;
+    for (const std::string& title : entry.folder) path += title + "/";
+    gone.push_back(path + entry.title);
+  }
+  // The second menu comes after both were placed, and stays.
+  EXPECT_EQ(gone,
+            (std::vector<std::string>{"BookmarksBar", "BookmarksBar/lost", "BookmarksBar/F", "BookmarksBar/F/deep"}));
+  SortReport report;
+  report.changes = changes;
+  const std::string words = reportAsText(report, Painter(false));
+  EXPECT_NE(words.find("4 removed"), std::string::npos) << words;
+  EXPECT_NE(words.find("removed “BookmarksBar” from the top level: the first top-level folder of this name takes its "
+                       "place\n"),
+            std::string::npos)
+      << words;
+  EXPECT_NE(words.find("removed “deep” <http://deep/> from BookmarksBar / F: goes with a top-level folder whose place "
+                       "the first one of its name takes\n"),
+            std::string::npos)
+      << words;
+  const auto json = nlohmann::json::parse(reportAsJson(report));
+  ASSERT_EQ(json["removed"].size(), 4U);
+  EXPECT_EQ(json["removed"][0]["reason"], "replaced");
+  EXPECT_EQ(json["removed"][3]["reason"], "replaced");
+  EXPECT_EQ(json["removed"][3]["address"], "http://deep/");
+}
+
+TEST_F(Reports, ASecondBarThatStaysIsNotTold) {
+  const Changes changes =
+      changesOf("Root[ BookmarksBar#1[ mine ] BookmarksMenu[ b a ] BookmarksBar#2[ kept@ ] BookmarksBar@u#3 ]");
+  EXPECT_TRUE(changes.isOrderChanged);
+  EXPECT_TRUE(changes.removed.empty());
+}
+
+TEST_F(Reports, WhatIsNotWrittenReplacesNothing) {
+  const Changes changes = changesOf("Root[ BookmarksBar#1[ x ] BookmarksBar#2[ y ] BookmarksMenu[ a b ] ]");
+  EXPECT_FALSE(changes.isOrderChanged);
+  EXPECT_TRUE(changes.removed.empty());
+}
+
+TEST_F(Reports, ABookmarkThatCleaningTookFromTheTopLevelIsToldOnce) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] BookmarksBar@u#7 z@u c@ ]");
+  EXPECT_EQ(changes.removed.size(), 2U);
+  for (const RemovedEntry& entry : changes.removed) EXPECT_FALSE(entry.isReplaced);
+}
+
 TEST_F(Reports, WhatIsInAProxyIsOrderedAndTold) {
   const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ F[ ^p[ b a ] ] ] ]");
   ASSERT_EQ(changes.ordered.size(), 1U);
