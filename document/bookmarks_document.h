@@ -53,7 +53,7 @@ class BookmarksDocument {
   [[nodiscard]] PropertyListFormat propertyListFormat() const { return propertyListFormat_; }
   /// Writes another form from now on.
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
-  /// The file that was read last: with the content, and none before. A failed read leaves it as it was.
+  /// Of the file that was read last with success; none before. A failed read leaves it as it was.
   [[nodiscard]] const std::optional<FileVersion>& readVersion() const { return readVersion_; }
   /// What the file must still be when it is written, else kFileHasChanged. None, as at first: anything.
   void setExpectedVersion(const std::optional<FileVersion>& version) { expectedVersion_ = version; }

@@ -97,7 +97,7 @@ bool Tarvel::writeBackupFileForFilename(const std::string& filename) {
   if (isMissing(platform_.fileManager, filename)) return true;
   if (!platform_.fileManager.createDirectoryAtPath(deletingLastPathComponent(*backupPath)).ok()) return false;
   const FileStatus copied = platform_.fileManager.copyItemAtPathToPath(filename, *backupPath);
-  // Another process may have made the backup meanwhile. It appears whole, so it is as good as one that was there before.
+  // Another process may have made the backup meanwhile. It appears whole, so it counts like one that was there before.
   const bool isTaken = copied.code == EEXIST && platform_.fileManager.fileExistsAtPath(*backupPath);
   return copied.ok() || isTaken;
 }
