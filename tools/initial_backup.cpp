@@ -2,8 +2,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <system_error>
 
 #include "agent/preference_keys.h"
 #include "platform/path_components.h"
@@ -19,15 +17,9 @@ constexpr std::string_view kExtension = ".plist";
 constexpr std::size_t kTagLength = 8;
 
 /// A file reached by a link is the same file, so its backup has the same name.
-std::string realPathOf(const std::string& path) {
-  std::error_code error;
-  const std::filesystem::path real = std::filesystem::weakly_canonical(path, error);
-  return error ? path : real.string();
-}
-
 std::string ownBackupFile(FileManager& files, const std::string& file) {
   return deletingLastPathComponent(agentBackupFile(files)) + "/" + std::string(kStem) + " " +
-         tagOfFile(realPathOf(file)) + std::string(kExtension);
+         tagOfFile(destinationOf(file)) + std::string(kExtension);
 }
 
 bool isInitialBackupName(std::string_view name) {
@@ -79,7 +71,7 @@ InitialBackup initialBackupOf(FileManager& files, const std::string& file, const
 }
 
 bool isKeptBackup(FileManager& files, const std::string& path, const std::string& backup) {
-  const std::string real = realPathOf(path);
+  const std::string real = destinationOf(path);
   const std::string name = real.substr(real.rfind('/') + 1);
   if (!isInitialBackupName(name) && !datedNameFrom(name)) return false;
   const std::string folder = deletingLastPathComponent(real);
