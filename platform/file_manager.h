@@ -126,10 +126,11 @@ class FileManager {
 
   /// Puts `data` into the file at `path`, making it, for nobody but the user, if need be. Whole or nothing: at any
   /// instant the path holds all old or all new bytes, wherever the file system lets a new file take the old one's
-  /// place. Keeps mode, owner, extended attributes and access lists, writes through symbolic links to the file itself,
-  /// does not break hard links, and leaves no stray file. Fails, with the old bytes intact, on a file the user may not
-  /// write, on a full disk and on any input or output error. When it returns success the bytes are on the disk, and a
-  /// later change of the file carries another date.
+  /// place. Keeps mode, owner, extended attributes and access lists, writes through symbolic links to the file itself
+  /// (EACCES for another user's link in a sticky folder where anyone may write), does not break hard links, and leaves
+  /// no stray file. Fails, with the old bytes intact, on a file the user may not write, on a full disk and on any input
+  /// or output error. When it returns success the bytes are on the disk, and a later change of the file carries another
+  /// date.
   ///
   /// With `readVersion`, what was read: fails with kFileHasChanged, and nothing is lost, when somebody has changed the
   /// file since or put another in its place, even at the last instant, or has it open to write to it. Two changes are
@@ -141,6 +142,15 @@ class FileManager {
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) {
     return writeDataToPath(data, path, std::nullopt);
   }
+
+  /// Reads a regular file of the user's own, without following a symbolic link at the end of the path: ELOOP for a
+  /// link, EPERM for another user's file. ENOENT alone says that nothing is there.
+  [[nodiscard]] virtual FileReading contentsOfOwnFileAtPath(const std::string& path) = 0;
+
+  /// Puts `data` in place of a file that contentsOfOwnFileAtPath() read as `version`, as writeDataToPath() does, but
+  /// never through a symbolic link at the end of the path. kFileHasChanged when that version is no longer there.
+  [[nodiscard]] virtual FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
+                                                        const FileVersion& version) = 0;
 
   /// Whether replaceItem() exists here. Where it does not, exchangeItems() is the way.
   [[nodiscard]] virtual bool offersReplaceItem() = 0;

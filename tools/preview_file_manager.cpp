@@ -47,6 +47,13 @@ FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const
   return fileExistsAtPath(path) ? FileStatus{} : refusal();
 }
 
+FileReading PreviewFileManager::contentsOfOwnFileAtPath(const std::string& path) { return contentsAtPath(path); }
+
+FileStatus PreviewFileManager::replaceOwnFileAtPath(const DataPieces& /*data*/, const std::string& /*path*/,
+                                                    const FileVersion& /*version*/) {
+  return refusal();
+}
+
 FileReplacement PreviewFileManager::replaceItem(const std::string& /*target*/, const std::string& /*replacement*/) {
   return {refusal(), std::nullopt};
 }

@@ -203,11 +203,8 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
   return status;
 }
 
-}  // namespace
-
-FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
-                                             const std::optional<FileVersion>& readVersion) {
-  const FilePlace place = followLinks(path);
+FileStatus writeToPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
+                        const std::string& path) {
   if (!place.folder) return fileFailure(path);
   struct stat old {};
   if (::fstatat(place.folder.get(), place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -219,6 +216,21 @@ FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::
   FileStatus status = writeOver(data, place, readVersion, path);
   // Deleted on the way: by who is about to make it anew.
   return readVersion && status.code == ENOENT ? hasChanged(path) : std::move(status);
+}
+
+}  // namespace
+
+FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
+                                             const std::optional<FileVersion>& readVersion) {
+  return writeToPlace(data, followLinks(path), readVersion, path);
+}
+
+FileStatus LinuxFileManager::replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
+                                                  const FileVersion& version) {
+  const FilePlace place = placeOf(path);
+  // The version is that of a regular file of the user's own, so a match here excludes links and foreign files.
+  if (place.folder && !isAsRead(place.folder.get(), place.name, version)) return hasChanged(path);
+  return writeToPlace(data, place, version, path);
 }
 
 }  // namespace tarvel

@@ -228,6 +228,22 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
   return {};
 }
 
+FileReading MemoryFileManager::contentsOfOwnFileAtPath(const std::string& path) {
+  const MemoryPlace place = placeOf(path, false);
+  const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
+  if (place.code != 0) return {{}, statusOf(place.code)};
+  if (item != nullptr && item->isLink()) return {{}, statusOf(ELOOP)};
+  return contentsAtPath(path);
+}
+
+FileStatus MemoryFileManager::replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
+                                                   const FileVersion& version) {
+  const MemoryPlace place = placeOf(path, false);
+  const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
+  if (item != nullptr && item->isLink()) return statusOf(kFileHasChanged);
+  return writeDataToPath(data, path, version);
+}
+
 int MemoryFileManager::checkReplacement(const MemoryPlace& target, const MemoryPlace& replacement,
                                         const MemoryPlace& behind) const {
   for (const MemoryPlace* place : {&target, &replacement, &behind}) {

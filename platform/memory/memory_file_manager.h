@@ -96,6 +96,9 @@ class MemoryFileManager final : public FileManager {
   using FileManager::writeDataToPath;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
                                            const std::optional<FileVersion>& readVersion) override;
+  [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
+  [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
+                                                const FileVersion& version) override;
   [[nodiscard]] bool offersReplaceItem() override { return offersReplaceItem_; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

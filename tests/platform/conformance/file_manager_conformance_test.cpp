@@ -135,6 +135,50 @@ TYPED_TEST(FileManagerConformance, AFileThatIsGoneSinceItWasReadIsNotMadeAnew) {
   EXPECT_FALSE(this->exists("a"));
 }
 
+TYPED_TEST(FileManagerConformance, AnOwnFileIsReplacedByTheVersionThatWasRead) {
+  const Data data = Data::copyOf("mine");
+  const DataPieces pieces{{data.bytes()}, {}};
+  this->put("a", "first");
+  const FileReading reading = this->manager.contentsOfOwnFileAtPath(this->path("a"));
+  ASSERT_TRUE(reading.status.ok());
+  EXPECT_EQ(reading.data.size(), 5U);
+  EXPECT_EQ(reading.version, this->manager.contentsAtPath(this->path("a")).version);
+  ASSERT_TRUE(this->manager.replaceOwnFileAtPath(pieces, this->path("a"), reading.version).ok());
+  EXPECT_EQ(this->read("a"), "mine");
+  this->put("a", "other");
+  EXPECT_EQ(this->manager.replaceOwnFileAtPath(pieces, this->path("a"), reading.version).code, kFileHasChanged);
+  ASSERT_TRUE(this->manager.removeItemAtPath(this->path("a")).ok());
+  EXPECT_EQ(this->manager.replaceOwnFileAtPath(pieces, this->path("a"), reading.version).code, kFileHasChanged);
+  EXPECT_FALSE(this->exists("a"));
+}
+
+TYPED_TEST(FileManagerConformance, AnOwnFileIsNeitherReadNorReplacedThroughALink) {
+  const Data data = Data::copyOf("mine");
+  this->put("a", "first");
+  this->setting.makeLink("link", "a");
+  this->setting.makeLink("dangling", "nothing");
+  const FileVersion version = this->manager.contentsAtPath(this->path("a")).version;
+  for (const char* name : {"link", "dangling"}) {
+    EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path(name)).status.code, ELOOP) << name;
+    EXPECT_EQ(this->manager.replaceOwnFileAtPath({{data.bytes()}, {}}, this->path(name), version).code,
+              kFileHasChanged);
+  }
+  EXPECT_EQ(this->read("a"), "first");
+  EXPECT_FALSE(this->exists("nothing"));
+  EXPECT_TRUE(this->setting.isLink("link"));
+}
+
+TYPED_TEST(FileManagerConformance, OnlyAMissingOwnFileIsSaidToBeMissing) {
+  ASSERT_TRUE(this->manager.createDirectoryAtPath(this->path("d")).ok());
+  this->put("f", "x");
+  EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path("a")).status.code, ENOENT);
+  EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path("d")).status.code, EISDIR);
+  EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path("f/a")).status.code, ENOTDIR);
+  this->setting.setMode("f", 0);
+  EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path("f")).status.code, EACCES);
+  EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path(std::string("a\0b", 3))).status.code, EINVAL);
+}
+
 TYPED_TEST(FileManagerConformance, PiecesAreWrittenInOrder) {
   const Data data = Data::copyOf("onetwothree");
   const auto bytes = data.bytes();
