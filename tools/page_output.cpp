@@ -34,6 +34,13 @@ std::string cachedPage() {
 
 bool hasOwnFile(const CommandLine& line) { return !line.htmlFile.empty() && line.htmlFile != "-"; }
 
+bool isPageOrEmpty(const Data& data) {
+  const std::span<const std::uint8_t> bytes = data.bytes();
+  return bytes.empty() || (bytes.size() >= kPageBeginning.size() &&
+                           std::equal(kPageBeginning.begin(), kPageBeginning.end(), bytes.begin(),
+                                      [](char c, std::uint8_t byte) { return static_cast<std::uint8_t>(c) == byte; }));
+}
+
 void complain(const std::string& path, const std::string& reason) {
   std::cerr << "tarvel: “" << printable(path) << "”: " << printable(reason) << "\n";
 }
@@ -53,15 +60,37 @@ bool PageOutput::isAllowed(const std::vector<std::string>& untouchable) const {
     complain(path_, "This file holds bookmarks; name another one for the page.");
     return false;
   }
-  if (!files_.fileExistsAtPath(path_)) return true;
-  const FileReading old = files_.contentsAtPath(path_);
-  const std::span<const std::uint8_t> bytes = old.data.bytes();
-  const bool isPage = bytes.size() >= kPageBeginning.size() &&
-                      std::equal(kPageBeginning.begin(), kPageBeginning.end(), bytes.begin(),
-                                 [](char c, std::uint8_t byte) { return static_cast<std::uint8_t>(c) == byte; });
-  if (old.status.ok() && (isPage || bytes.empty())) return true;
-  complain(path_, "There is something else already, and only a page made by tarvel is replaced.");
-  return false;
+  const std::string refusal = occupant().refusal;
+  if (!refusal.empty()) complain(path_, refusal);
+  return refusal.empty();
+}
+
+PageOutput::Occupant PageOutput::occupant() const {
+  const FileReading old = files_.contentsOfOwnFileAtPath(path_);
+  switch (old.status.code) {
+    case 0:
+      if (isPageOrEmpty(old.data)) return {old.version, {}};
+      [[fallthrough]];
+    case EISDIR:
+    case EINVAL:
+      return {std::nullopt, "There is something else already, and only a page made by tarvel is replaced."};
+    case ENOENT:
+      return {};
+    case ELOOP:
+      return {std::nullopt, "This is a symbolic link, and a page is never written through one; name the file itself."};
+    case EPERM:
+      return {std::nullopt, "This file belongs to another user; name one of your own."};
+    default:
+      return {std::nullopt, old.status.reason};
+  }
+}
+
+FileStatus PageOutput::write(const std::string& page) const {
+  const Occupant old = occupant();
+  if (!old.refusal.empty()) return {EEXIST, old.refusal};
+  const Data data = Data::copyOf(page);
+  if (old.version) return files_.replaceOwnFileAtPath({{data.bytes()}, {}}, path_, *old.version);
+  return files_.createFileAtPath({{data.bytes()}, {}}, path_);
 }
 
 bool PageOutput::deliver(const std::string& page) const {
@@ -71,8 +100,7 @@ bool PageOutput::deliver(const std::string& page) const {
   }
   const std::string folder = std::filesystem::path(path_).parent_path().string();
   FileStatus status = isOpened_ ? files_.createDirectoryAtPath(folder) : FileStatus{};
-  const Data data = Data::copyOf(page);
-  if (status.ok()) status = files_.writeDataToPath({{data.bytes()}, {}}, path_);
+  if (status.ok()) status = write(page);
   if (!status.ok()) {
     complain(path_, status.reason);
     return false;

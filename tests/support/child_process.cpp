@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,6 +18,9 @@ namespace {
 
 constexpr int kNotSetUp = 200;
 constexpr int kKilled = 201;
+
+/// Gives up every right but those of one user, for good.
+bool becomes(unsigned user) { return ::setgroups(0, nullptr) == 0 && ::setgid(user) == 0 && ::setuid(user) == 0; }
 
 sock_filter statement(unsigned code, std::uint32_t value) { return {static_cast<std::uint16_t>(code), 0, 0, value}; }
 
@@ -73,11 +77,21 @@ int inChild(const std::function<int()>& body) {
 
 int inChildWithoutPrivileges(const std::function<int()>& body) {
   constexpr unsigned kNobody = 65534;
-  return inChild([&] {
-    const bool isRoot = ::geteuid() == 0;
-    if (isRoot && (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0)) return kNotSetUp;
-    return body();
-  });
+  return ::geteuid() == 0 ? inChildAs(kNobody, body) : inChild(body);
+}
+
+int inChildAs(unsigned user, const std::function<int()>& body) {
+  return inChild([&] { return becomes(user) ? body() : kNotSetUp; });
+}
+
+ProcessOf::ProcessOf(unsigned user, const std::function<int()>& body) : process_(::fork()) {
+  if (process_ == 0) ::_exit(becomes(user) ? body() : kNotSetUp);
+}
+
+ProcessOf::~ProcessOf() {
+  if (process_ <= 0) return;
+  (void)::kill(process_, SIGKILL);
+  (void)::waitpid(process_, nullptr, 0);
 }
 
 int inChildWithFaults(const std::vector<CallFault>& faults, const std::function<int()>& body) {

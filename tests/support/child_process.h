@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <vector>
 
@@ -22,6 +24,21 @@ struct CallFault {
 
 /// As a user without privileges, if this one has any.
 [[nodiscard]] int inChildWithoutPrivileges(const std::function<int()>& body);
+
+/// As the user and group with this number; takes root.
+[[nodiscard]] int inChildAs(unsigned user, const std::function<int()>& body);
+
+/// A process of the user with this number that runs `body` until it is destroyed; takes root.
+class ProcessOf {
+ public:
+  ProcessOf(unsigned user, const std::function<int()>& body);
+  ~ProcessOf();
+  ProcessOf(const ProcessOf&) = delete;
+  ProcessOf& operator=(const ProcessOf&) = delete;
+
+ private:
+  pid_t process_;
+};
 
 /// With system calls that fail.
 [[nodiscard]] int inChildWithFaults(const std::vector<CallFault>& faults, const std::function<int()>& body);
