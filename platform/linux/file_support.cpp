@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -21,6 +20,7 @@
 #include <vector>
 
 #include "platform/linux/interrupted_write.h"
+#include "platform/linux/link_walk.h"
 
 namespace tarvel {
 
@@ -90,13 +90,12 @@ FilePlace placeOf(const std::string& path) { return placeFrom(AT_FDCWD, path); }
 FilePlace followLinks(const std::string& path) {
   FilePlace place = placeOf(path);
   for (int i = 0; place.folder && i < kMostLinks; ++i) {
-    std::array<char, PATH_MAX> target{};
-    const ssize_t length = ::readlinkat(place.folder.get(), place.name.c_str(), target.data(), target.size());
-    if (length < 0) {
+    const std::optional<std::string> target = targetOfTrustedLink(place.folder.get(), place.name);
+    if (!target) {
       const bool isNoLink = errno == EINVAL || errno == ENOENT;
       return isNoLink ? std::move(place) : FilePlace{};
     }
-    place = placeFrom(place.folder.get(), std::string(target.data(), static_cast<std::size_t>(length)));
+    place = placeFrom(place.folder.get(), *target);
   }
   if (place.folder) errno = ELOOP;
   return {};

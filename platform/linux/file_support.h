@@ -26,7 +26,7 @@ struct FilePlace {
 };
 
 /// Where `path` leads once every symbolic link at its end is followed; the file itself need not exist. On failure the
-/// folder is empty and errno says why.
+/// folder is empty and errno says why: EACCES also for a link that targetOfTrustedLink() refuses.
 [[nodiscard]] FilePlace followLinks(const std::string& path);
 /// The same without following a link at the end.
 [[nodiscard]] FilePlace placeOf(const std::string& path);
