@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/dated_name.h"
+#include "tools/json_text.h"
 #include "tools/local_time.h"
 #include "tools/terminal.h"
 
@@ -92,7 +93,7 @@ std::string backupListAsJson(const BackupList& list) {
                       {"sameAsFile", copy.isAsNow}});
   }
   const Json json = {{"file", list.file}, {"folder", list.folder}, {"copies", std::move(copies)}};
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return jsonText(json);
 }
 
 }  // namespace tarvel

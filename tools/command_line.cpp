@@ -215,7 +215,7 @@ void explainUsage(CLI::App& app, const CLI::ParseError& error, int argc, const c
   if (argc < 2) {
     std::cerr << "tarvel: Say what is to be done. To see what a sort would change, and write nothing: tarvel preview\n";
   } else {
-    std::cerr << "tarvel: " << error.what() << "\n";
+    std::cerr << "tarvel: " << printable(error.what()) << "\n";
   }
   const std::vector<std::string> options = optionNames(app);
   for (int i = 1; i < argc; ++i) {

@@ -5,6 +5,7 @@
 
 #include "tools/difference_report.h"
 #include "tools/entry_tree.h"
+#include "tools/json_text.h"
 
 namespace tarvel {
 
@@ -57,9 +58,6 @@ Json loneAsJson(const EntryTree& tree, EntryChange change) {
   return entries;
 }
 
-// JSON has no lone surrogates: they are replaced.
-std::string dumped(const Json& json) { return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"; }
-
 }  // namespace
 
 std::string differenceAsJson(const DifferenceReport& report) {
@@ -74,11 +72,11 @@ std::string differenceAsJson(const DifferenceReport& report) {
                      {"renamed", changedAsJson(comparison, kEntryRenamed)},
                      {"named", changedAsJson(comparison, kEntryNamed)},
                      {"readdressed", changedAsJson(comparison, kEntryReaddressed)}};
-  return dumped(json);
+  return jsonText(json);
 }
 
 std::string differenceFailureAsJson(const DifferenceReport& report, std::int32_t code, const std::string& message) {
-  return dumped({{"code", code}, {"message", message}, {"old", report.oldFile}, {"new", report.newFile}});
+  return jsonText({{"code", code}, {"message", message}, {"old", report.oldFile}, {"new", report.newFile}});
 }
 
 }  // namespace tarvel

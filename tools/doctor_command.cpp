@@ -6,6 +6,7 @@
 
 #include "agent/preference_keys.h"
 #include "tools/doctor.h"
+#include "tools/json_text.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -43,8 +44,8 @@ std::string painted(const Painter& painter, FindingState state) {
 
 void show(const Findings& findings, const Painter& painter) {
   for (const Finding& finding : findings) {
-    std::cout << painted(painter, finding.state) << finding.text << "\n";
-    if (!finding.advice.empty()) std::cout << "        " << painter.bold("→ ") << finding.advice << "\n";
+    std::cout << painted(painter, finding.state) << printable(finding.text) << "\n";
+    if (!finding.advice.empty()) std::cout << "        " << painter.bold("→ ") << printable(finding.advice) << "\n";
   }
   const std::size_t problems = countOf(findings, FindingState::kProblem);
   std::cout << "\n"
@@ -64,7 +65,7 @@ void showJson(const Findings& findings) {
                                 {"text", finding.text},
                                 {"advice", finding.advice}});
   }
-  std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+  std::cout << jsonText(json);
 }
 
 }  // namespace

@@ -45,7 +45,8 @@ int writeForm(const Platform& platform, const PropertyList& list, DumpFormat for
       static_cast<std::uint32_t>(format == DumpFormat::kXml ? PropertyListFormat::kXml : PropertyListFormat::kBinary);
   const PropertyListWriting writing = platform.propertyLists.dataWithPropertyList(list, number);
   if (writing.error) return complain(name, writing.error->description, TarvelErrorWriteFailed);
-  std::cout << writing.data.joined();
+  const bool isShown = format == DumpFormat::kXml && isatty(STDOUT_FILENO) == 1;
+  std::cout << (isShown ? escapedXml(writing.data.joined()) : writing.data.joined());
   return 0;
 }
 

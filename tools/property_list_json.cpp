@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
+#include "tools/json_text.h"
+
 namespace tarvel {
 
 namespace {
@@ -101,8 +103,6 @@ Json asJson(PropertyListValue value) {
 
 }  // namespace
 
-std::string propertyListAsJson(PropertyListValue root) {
-  return asJson(root).dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
+std::string propertyListAsJson(PropertyListValue root) { return jsonText(asJson(root)); }
 
 }  // namespace tarvel

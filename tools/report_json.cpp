@@ -1,5 +1,6 @@
 #include <nlohmann/json.hpp>
 
+#include "tools/json_text.h"
 #include "tools/report.h"
 
 namespace tarvel {
@@ -65,8 +66,7 @@ std::string reportAsJson(const SortReport& report) {
   for (const NamedEntry& entry : changes.named) {
     json["named"].push_back({{"folder", entry.folder}, {"title", entry.title}});
   }
-  // JSON has no lone surrogates: they are replaced.
-  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return jsonText(json);
 }
 
 }  // namespace tarvel

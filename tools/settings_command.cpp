@@ -8,6 +8,7 @@
 #include "tools/agent_commands.h"
 #include "tools/command_settings.h"
 #include "tools/initial_backup.h"
+#include "tools/json_text.h"
 #include "tools/settings_table.h"
 
 namespace tarvel {
@@ -35,10 +36,6 @@ nlohmann::ordered_json jsonOf(const Setting& setting, const SettingState& state)
   return json;
 }
 
-void print(const nlohmann::ordered_json& json) {
-  std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
-}
-
 int list(const AgentSurroundings& agent, const CommandLine& line) {
   nlohmann::ordered_json all = nlohmann::ordered_json::array();
   const Painter painter(usesColor(line.color, 1));
@@ -51,14 +48,14 @@ int list(const AgentSurroundings& agent, const CommandLine& line) {
     std::cout << painter.bold(setting.key) << " = " << state.inForce << "\n    " << setting.meaning << ". "
               << painter.dim(originOf(state) + "; " + effectText(setting.effect)) << "\n";
   }
-  if (line.json) print(all);
+  if (line.json) std::cout << jsonText(all);
   return 0;
 }
 
 int get(const AgentSurroundings& agent, const CommandLine& line, const Setting& setting) {
   const SettingState state = stateOf(setting, agent.preferences, agent.files);
   if (line.json) {
-    print(jsonOf(setting, state));
+    std::cout << jsonText(jsonOf(setting, state));
   } else {
     std::cout << state.inForce << "\n";
   }

@@ -7,6 +7,7 @@
 #include "platform/path_components.h"
 #include "tools/agent_commands.h"
 #include "tools/initial_backup.h"
+#include "tools/json_text.h"
 #include "tools/local_time.h"
 #include "tools/settings_table.h"
 
@@ -41,7 +42,7 @@ FileState stateOfFile(FileManager& files, const std::string& path) {
   if (attributes.modificationDate) {
     state.text = "changed " + localTimeText(*attributes.modificationDate);
   } else {
-    state.text = state.exists ? attributes.status.reason : "there is no such file";
+    state.text = state.exists ? printable(attributes.status.reason) : "there is no such file";
   }
   return state;
 }
@@ -129,7 +130,7 @@ void showJson(const AgentSurroundings& agent, const Status& status) {
                                  {"lastReported", status.reported},
                                  {"settings", nlohmann::ordered_json::object()}};
   for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
-  std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
+  std::cout << jsonText(json);
 }
 
 }  // namespace

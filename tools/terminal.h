@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/linux/safe_text.h"
+
 namespace tarvel {
 
 /// When to colour: on a terminal that wants it, always, never.
@@ -11,10 +13,6 @@ enum class ColorChoice { kAuto, kAlways, kNever };
 /// Whether text for a stream (by file descriptor) is to be coloured. "auto" asks for a terminal, an empty NO_COLOR and
 /// a TERM other than "dumb".
 [[nodiscard]] bool usesColor(ColorChoice choice, int descriptor);
-
-/// A text of somebody else's making, safe to show: control characters, direction overrides and lone surrogates are
-/// spelled out, so that a title can neither move the cursor nor disguise itself.
-[[nodiscard]] std::string printable(std::string_view text);
 
 /// One word for a shell, safe to show and to paste.
 [[nodiscard]] std::string shellWord(const std::string& word);

@@ -6,25 +6,12 @@
 #include <utility>
 
 #include "platform/linux/log_sockets.h"
+#include "platform/linux/safe_text.h"
 #include "platform/linux/unique_fd.h"
 
 namespace tarvel {
 
 namespace {
-
-/// For a terminal, which a control character must not steer. Line breaks and tabs are harmless.
-std::string forTerminal(std::string_view message) {
-  std::string line;
-  for (std::size_t i = 0; i < message.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(message[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < message.size() ? message[i + 1] : 0);
-    const bool isOfTwoBytes = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
-    const bool isControl = (byte < 0x20 && byte != '\n' && byte != '\t') || byte == 0x7F || isOfTwoBytes;
-    line.push_back(isControl ? '?' : message[i]);
-    if (isOfTwoBytes) ++i;
-  }
-  return line;
-}
 
 void writeToTerminal(const std::string& line) {
   if (::isatty(STDERR_FILENO) == 0) return;
@@ -47,7 +34,7 @@ void LinuxSystemLog::log(std::string_view message) {
     // Nobody is told either when both fail.
     (void)sendToSyslog(syslogSocket_, identifier_, message);
   }
-  writeToTerminal(identifier_ + ": " + forTerminal(message) + "\n");
+  writeToTerminal(identifier_ + ": " + printable(message) + "\n");
 }
 
 }  // namespace tarvel

@@ -263,10 +263,12 @@ TEST_F(LinuxSystemLogTest, ATerminalIsNotSteeredByWhatIsLogged) {
   EXPECT_EQ(terminal.run([this] {
     toJournal.log(
         "a\x1b[2Jb\xC2\x9B"
-        "2Jc\x7F\xC2\xA0\xC2");
+        "2Jc\x7F\xC2\xA0\xC2\nTester: d\x9B"
+        "2Je\u202E");
   }),
             0);
-  EXPECT_EQ(terminal.text(), "Tester: a?[2Jb?2Jc?\xC2\xA0\xC2\r\n");
+  EXPECT_EQ(terminal.text(),
+            "Tester: a\\u{001B}[2Jb\\u{009B}2Jc\\u{007F}\xC2\xA0\\u{FFFD}\\u{000A}Tester: d\\u{FFFD}2Je\\u{202E}\r\n");
 }
 
 TEST_F(LinuxSystemLogTest, AStoppedOrAFullTerminalMakesNobodyWait) {
