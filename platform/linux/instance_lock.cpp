@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/linux/private_folders.h"
 #include "platform/linux/user_folders.h"
 
 namespace tarvel {
@@ -49,12 +50,8 @@ std::string instanceLockPath(const std::string& identifier) {
 
 InstanceLock::InstanceLock(const std::string& path) {
   constexpr mode_t kPrivate = 0600;
-  std::error_code error;
-  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-  if (!std::filesystem::exists(folder, error)) {
-    std::filesystem::create_directories(folder, error);
-    if (!error) std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
-  }
+  // Where this fails, so does opening the file, which says why.
+  (void)makePrivateFolder(std::filesystem::path(path).parent_path().string());
   fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
   if (!fd_) {
     reason_ = std::generic_category().message(errno);

@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <system_error>
 
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
+#include "platform/linux/private_folders.h"
 
 namespace tarvel {
 
@@ -33,9 +33,8 @@ Ownership ownershipOf(const std::string& path) {
 }
 
 FileStatus writeMarked(const std::string& path, std::string_view text) {
-  std::error_code error;
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-  if (error) return fileFailure(error.value(), path);
+  FileStatus made = makePrivateFolder(std::filesystem::path(path).parent_path().string());
+  if (!made.ok()) return made;
   const FilePlace place = placeOf(path);
   if (!place.folder) return fileFailure(path);
   TemporaryFile file(place.folder.get(), kReadable);

@@ -14,6 +14,7 @@
 
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
+#include "platform/linux/private_folders.h"
 #include "platform/linux/settings_lock.h"
 #include "platform/storable_preference.h"
 
@@ -197,13 +198,7 @@ bool PreferencesFile::flush() {
   if (marks_.empty()) return true;
   const auto isStorable = [](const auto& mark) { return !mark.second.root || isStorablePreference(mark.second.root); };
   if (!std::ranges::all_of(marks_, isStorable)) return false;
-  const std::filesystem::path folder = std::filesystem::path(path_).parent_path();
-  std::error_code error;
-  if (!std::filesystem::exists(folder, error)) {
-    std::filesystem::create_directories(folder.parent_path(), error);
-    constexpr mode_t kPrivateFolder = 0700;
-    if (::mkdir(folder.c_str(), kPrivateFolder) != 0 && errno != EEXIST) return false;
-  }
+  if (!makePrivateFolder(std::filesystem::path(path_).parent_path().string()).ok()) return false;
   const SettingsLock lock(path_ + ".lock");
   if (!lock) return false;
   stamp_.reset();
