@@ -4,8 +4,10 @@
 #include "agent/app_delegate.h"
 #include "agent/preference_keys.h"
 #include "platform/linux/linux_agent_platform.h"
+#include "platform/linux/memory_limit.h"
 
 int main() {
+  tarvel::limitMemoryUse();
   const auto platform = tarvel::LinuxAgentPlatform::create("TarvelHelper", tarvel::kMainApplicationIdentifier);
   if (!platform) return 1;
   tarvel::AppDelegate delegate(platform->platform());

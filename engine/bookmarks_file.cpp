@@ -1,5 +1,6 @@
 // The bookmarks file and its nodes: reading, checking, bar and menu, titles, kinds, writing.
 
+#include <cerrno>
 #include <utility>
 
 #include "document/bookmarks_document.h"
@@ -32,7 +33,10 @@ PropertyList Tarvel::bookmarksDictionaryWithFilename(const std::string& filename
 PropertyList Tarvel::readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion) {
   BookmarksDocument document(platform_);
   DocumentError error;
-  if (!document.readFromURLOfTypeError(filename, "", &error)) return {};
+  if (!document.readFromURLOfTypeError(filename, "", &error)) {
+    if (error.code == ENOMEM) logMemoryShortage(filename);
+    return {};
+  }
   *readVersion = document.readVersion();
   return document.bookmarksDictionary();
 }
@@ -52,6 +56,7 @@ TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::st
   const bool isWritten = document.writeToURLOfTypeError(filename, "plist", &error);
   platform_.workspace.noteFileSystemChanged(deletingLastPathComponent(filename));
   if (isWritten) return TarvelErrorNone;
+  if (error.code == ENOMEM) logMemoryShortage(filename);
   return error.code == kFileHasChanged ? TarvelErrorFileInUse : TarvelErrorWriteFailed;
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "engine/tarvel.h"
@@ -81,9 +82,20 @@ TarvelError Tarvel::sortBookmarks() {
   // Memory that runs out, or what a library throws in its place, ends the run with the code of the step it was in.
   try {
     return attemptUntilWritten(*path, attempts);
+  } catch (const std::bad_alloc&) {
+    // What was read is given back first, so that there is memory for the message.
+    attempts.result = {};
+    attempts.tree.reset();
+    logMemoryShortage(*path);
+    return attempts.failure;
   } catch (const std::exception&) {
     return attempts.failure;
   }
+}
+
+/// The message of the code blames access to the file, so the log names the true reason.
+void Tarvel::logMemoryShortage(const std::string& path) {
+  platform_.systemLog.log("There is not enough memory to sort the bookmarks file “" + path + "”.");
 }
 
 TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attempts) {

@@ -175,6 +175,7 @@ class Tarvel {
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilWritten(const std::string& path, Attempts& attempts);
   [[nodiscard]] PropertyList readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion);
+  void logMemoryShortage(const std::string& path);
   /// TarvelErrorFileInUse says that the file is no longer what was read. No version: whatever it is.
   [[nodiscard]] TarvelError writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                            const std::optional<FileVersion>& readVersion);

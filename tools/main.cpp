@@ -17,6 +17,7 @@
 #include "platform/linux/linux_preferences_store.h"
 #include "platform/linux/linux_system_probe.h"
 #include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/memory_limit.h"
 #include "platform/linux/quiet_workspace.h"
 #include "platform/plist/serialization.h"
 #include "tools/agent_commands.h"
@@ -125,7 +126,9 @@ int main(int argc, char** argv) {
   (void)std::signal(SIGXFSZ, SIG_IGN);
   try {
     const tarvel::ParsedCommandLine parsed = tarvel::parseCommandLine(argc, argv);
-    return statusOnceWritten(parsed.isDone ? parsed.exitStatus : run(parsed.line));
+    if (parsed.isDone) return statusOnceWritten(parsed.exitStatus);
+    tarvel::limitMemoryUse();
+    return statusOnceWritten(run(parsed.line));
   } catch (const std::exception& error) {
     // What is left to throw is memory running out in the command itself; files are whole at any moment.
     std::cerr << "tarvel: " << error.what() << "\n";

@@ -16,6 +16,7 @@
 #include <span>
 #include <string_view>
 
+#include "platform/linux/memory_limit.h"
 #include "tools/paths.h"
 #include "tools/report_html.h"
 #include "tools/same_file.h"
@@ -137,6 +138,7 @@ int openOnDesktop(const std::string& path) {
   std::string argument = path;
   const std::array<char*, 3> arguments = {program.data(), argument.data(), nullptr};
   pid_t process = 0;
+  const LiftedMemoryLimit lifted;
   const int error = ::posix_spawnp(&process, kOpener, &actions, &attributes, arguments.data(), environ);
   (void)::posix_spawnattr_destroy(&attributes);
   (void)::posix_spawn_file_actions_destroy(&actions);

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/memory_limit.h"
+
 namespace tarvel {
 
 namespace {
@@ -110,6 +112,7 @@ std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output) {
   arguments.push_back(nullptr);
   const std::vector<char*> environment = environmentForOthers();
   pid_t process = 0;
+  const LiftedMemoryLimit lifted;
   const int code = ::posix_spawn(&process, command.program.c_str(), actions.get(), attributes.get(), arguments.data(),
                                  environment.data());
   errno = code;

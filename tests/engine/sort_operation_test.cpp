@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -424,6 +425,45 @@ TEST_F(SortOperation, MessagesAreLookedUpByTheirEnglishText) {
   memory.bundle.translate("The file “%@” is a bookmarks file, but the version is too advanced.", "Zu neu: %@");
   EXPECT_EQ(Tarvel::stringFromTarvelError(memory.bundle, 5), "Nicht lesbar.");
   EXPECT_EQ(Tarvel::stringFromTarvelErrorAndFilename(memory.bundle, 4, "f"), "Zu neu: f");
+}
+
+constexpr const char* kNoMemory =
+    "There is not enough memory to sort the bookmarks file “/home/user/Library/Safari/Bookmarks.plist”.";
+
+/// A sort whose memory runs out in one operation of the files: the file stays, and the log says why.
+struct MemoryShortage : SortOperation {
+  TarvelError sortUntil(FileOperation operation) {
+    const std::string before = put(kUnsorted);
+    memory.fileManager.setHook([operation](const FileCall& call) {
+      if (call.operation == operation) throw std::bad_alloc();
+    });
+    const TarvelError code = tarvel.sortBookmarksInFileWithName(kPath);
+    EXPECT_EQ(memory.systemLog.lines(), std::vector<std::string>{kNoMemory});
+    EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+    return code;
+  }
+};
+
+TEST_F(MemoryShortage, WhileReadingIsAFailedReading) {
+  EXPECT_EQ(sortUntil(FileOperation::kRead), TarvelErrorReadFailed);
+}
+
+TEST_F(MemoryShortage, DuringTheBackupIsAFailedBackup) {
+  EXPECT_EQ(sortUntil(FileOperation::kCopy), TarvelErrorBackupFailed);
+}
+
+TEST_F(MemoryShortage, WhileWritingIsAFailedWriting) {
+  EXPECT_EQ(sortUntil(FileOperation::kWrite), TarvelErrorWriteFailed);
+}
+
+TEST_F(MemoryShortage, ThatTheSystemReportsIsLoggedToo) {
+  (void)put(kUnsorted);
+  memory.fileManager.failNext(FileOperation::kRead, ENOMEM);
+  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kPath), TarvelErrorReadFailed);
+  EXPECT_EQ(memory.systemLog.lines(), std::vector<std::string>{kNoMemory});
+  memory.fileManager.failNext(FileOperation::kWrite, ENOMEM);
+  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kPath), TarvelErrorWriteFailed);
+  EXPECT_EQ(memory.systemLog.lines(), (std::vector<std::string>{kNoMemory, kNoMemory}));
 }
 
 }  // namespace
