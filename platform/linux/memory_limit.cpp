@@ -58,7 +58,7 @@ std::uint64_t memoryAllowance(const std::string& groups, const std::string& hier
 }
 
 void limitMemoryUse() {
-  const rlim_t most = memoryAllowance() / 8 * 7;
+  const rlim_t most = memoryAllowance() / 16 * 15;
   rlimit limit{};
   if (::getrlimit(RLIMIT_DATA, &limit) != 0 || limit.rlim_cur <= most || dataInUse() > most / 2) return;
   softLimitBefore = limit.rlim_cur;

@@ -13,9 +13,10 @@ namespace tarvel {
 [[nodiscard]] std::uint64_t memoryAllowance(const std::string& groups = "/proc/self/cgroup",
                                             const std::string& hierarchy = "/sys/fs/cgroup");
 
-/// Limits this process's data (RLIMIT_DATA, the soft limit) to seven eighths of its allowance. An input that would take
-/// more then meets std::bad_alloc, which ends a sort with its code, instead of SIGKILL. A lower limit stays as it is, and
-/// so does a process that already has more than half of that, as a sanitized one has from its start.
+/// Limits this process's data (RLIMIT_DATA, the soft limit) to fifteen sixteenths of its allowance; the rest is for
+/// code, stacks and page tables. An input that would take more then meets std::bad_alloc, which ends a sort with its
+/// code, instead of SIGKILL. A lower limit stays, and a process that already has more than half of this one, as a
+/// sanitized program has from its start, gets none.
 void limitMemoryUse();
 
 /// Puts the limit back for as long as it lives: for programs started meanwhile, whose memory is their own affair.

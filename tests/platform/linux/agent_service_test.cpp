@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "platform/linux/desktop_entry.h"
 #include "platform/linux/instance_lock.h"
@@ -225,6 +227,45 @@ TEST_F(AgentOnDesktop, AnAgentWhoseProgramWasReplacedIsStillKnown) {
   EXPECT_TRUE(agent.isFileGone());
   EXPECT_EQ(agent.file(), home.path("app/TarvelHelper"));
   EXPECT_TRUE(service.stop().isChanged);
+}
+
+/// The unit as a real manager understands it, with a script in the agent's place that notes what it may do.
+struct AgentUnderRealManager : testing::Test {
+  void SetUp() override {
+    if (manager.isImpossible()) GTEST_SKIP() << "no service manager can be run here: " << manager.log();
+    ASSERT_TRUE(manager.isUp()) << manager.log();
+  }
+
+  /// What the shell answers to each command, one to a line.
+  [[nodiscard]] std::string statusesOf(const std::vector<std::string>& commands) {
+    std::string script = "#!/bin/sh\nexec 2>/dev/null\ncd '" + home.path("") + "'\n";
+    for (const std::string& command : commands) script += command + "\necho $? >>statuses\n";
+    home.write("app/TarvelHelper", script + "mv statuses done\n");
+    fs::permissions(home.path("app/TarvelHelper"), fs::perms::owner_all);
+    EXPECT_TRUE(service.enable(home.path("app/TarvelHelper")).isDone);
+    // It holds no lock, as an agent would, so the answer is that it has ended.
+    EXPECT_FALSE(service.start(home.path("app/TarvelHelper")).isDone);
+    return home.read("done");
+  }
+
+  ServiceHome home;
+  RealUserManager& manager = home.startRealManager();
+  LinuxAgentService service{ServiceHome::kIdentifier};
+};
+
+TEST_F(AgentUnderRealManager, MayChangeOwnersButGetsAnErrorForOtherPrivilegedCalls) {
+  // Were the call to kill, the shell would answer 159.
+  const std::string statuses =
+      statusesOf({": >file && chown $(id -u):$(id -g) file", "mount -t tmpfs none app", "renice -n 1 $$", "true"});
+  EXPECT_THAT(statuses, testing::MatchesRegex("0\n([1-9]|[1-9][0-9])\n([1-9]|[1-9][0-9])\n0\n"));
+}
+
+TEST(AgentUnit, WaitsBeforeItIsStartedAgainAndIsGivenUpOnlyAfterThat) {
+  const std::string unit = unitFor("/app/TarvelHelper").value_or("");
+  for (const char* line :
+       {"Restart=on-failure", "RestartSec=10s", "StartLimitIntervalSec=2min", "StartLimitBurst=10"}) {
+    EXPECT_THAT(unit, HasSubstr("\n" + std::string(line) + "\n"));
+  }
 }
 
 }  // namespace

@@ -69,13 +69,13 @@ TEST_F(MemoryAllowance, OfTheRootGroupOrOfNoneIsTheMachines) {
   EXPECT_EQ(allowance(), 60'000'000U);
 }
 
-TEST(MemoryLimit, IsSevenEighthsOfTheAllowanceAndNotTheHardLimit) {
+TEST(MemoryLimit, IsFifteenSixteenthsOfTheAllowanceAndNotTheHardLimit) {
   if (isSanitized()) GTEST_SKIP() << "a sanitized program has more than that from its start";
   EXPECT_EQ(inChild([] {
               const rlimit before = dataLimit();
               limitMemoryUse();
               const rlimit after = dataLimit();
-              return after.rlim_cur == memoryAllowance() / 8 * 7 && after.rlim_max == before.rlim_max ? 0 : 1;
+              return after.rlim_cur == memoryAllowance() / 16 * 15 && after.rlim_max == before.rlim_max ? 0 : 1;
             }),
             0);
 }
