@@ -30,6 +30,12 @@ bool lockSoon(int fd) {
   return false;
 }
 
+/// Whether the file is this user's, and has no other name under which it means something else.
+bool isOwnFile(int fd) {
+  struct stat status {};
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1;
+}
+
 void leaveNumber(int fd) {
   const std::string number = std::to_string(::getpid()) + "\n";
   if (::ftruncate(fd, 0) != 0) return;
@@ -53,6 +59,11 @@ InstanceLock::InstanceLock(const std::string& path) {
   // Where this fails, so does opening the file, which says why.
   (void)makePrivateFolder(std::filesystem::path(path).parent_path().string());
   fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
+  // Anything else at the path, where others may write, is not to be filled.
+  if (fd_ && !isOwnFile(fd_.get())) {
+    fd_ = UniqueFd();
+    errno = EPERM;
+  }
   if (!fd_) {
     reason_ = std::generic_category().message(errno);
     return;

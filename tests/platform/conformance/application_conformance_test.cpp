@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <unistd.h>
+
 #include <csignal>
 
 #include "platform/linux/unique_fd.h"
@@ -220,6 +222,26 @@ TEST_F(LinuxApplicationTest, WithoutARuntimeFolderTheLockLiesBesideTheSettings) 
   EXPECT_EQ(holder, ::getpid());
   namespace fs = std::filesystem;
   EXPECT_EQ(fs::status(directory.path("config/org.tarvel.Test")).permissions(), fs::perms::owner_all);
+}
+
+TEST(InstanceLockTest, NoFileThatIsMoreThanALockIsWrittenTo) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.path("helper.lock");
+  directory.write("mine", "keep");
+  ASSERT_EQ(::link(directory.path("mine").c_str(), path.c_str()), 0);
+  EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kUnavailable);
+  EXPECT_EQ(directory.read("mine"), "keep");
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  ASSERT_EQ(::symlink("mine", path.c_str()), 0);
+  EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kUnavailable);
+  EXPECT_EQ(directory.read("mine"), "keep");
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  directory.write("helper.lock", "another user's");
+  constexpr unsigned kOther = 64002;
+  ASSERT_EQ(::chown(path.c_str(), kOther, kOther), 0);
+  EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kUnavailable);
+  EXPECT_EQ(directory.read("helper.lock"), "another user's");
 }
 
 TEST(InstanceLockTest, ALockIsFreeOnceItsHolderIsGone) {
