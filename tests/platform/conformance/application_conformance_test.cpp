@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <unistd.h>
-
 #include <csignal>
 
 #include "platform/linux/unique_fd.h"
