@@ -33,9 +33,9 @@ std::uint64_t mixed(std::uint64_t hash, const void* bytes, std::size_t size) {
 
 }  // namespace
 
-bool isOnRemoteFileSystem(const std::string& folder) {
+std::optional<bool> isOnRemoteFileSystem(const std::string& folder) {
   struct statfs status {};
-  if (::statfs(folder.c_str(), &status) != 0) return false;
+  if (::statfs(folder.c_str(), &status) != 0) return std::nullopt;
   const auto type = static_cast<std::uint32_t>(status.f_type);
   return std::ranges::find(kRemote, type) != kRemote.end();
 }

@@ -1,18 +1,27 @@
 #pragma once
 
-#include <map>
-#include <set>
+#include <optional>
 #include <string>
+#include <vector>
+
+#include "platform/linux/path_walk.h"
 
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Names in other folders on which the entries of one folder depend: folder -> names.
-using LinkedNames = std::map<std::string, std::set<std::string>>;
+/// A file that a symbolic link leads to, and the way to the folder that holds it.
+struct LinkedFile {
+  PathWalk walk;
+  std::string name;
+  /// Of whatever has the name; none while the folder or the file is missing.
+  std::optional<FileIdentity> identity;
 
-/// Where the symbolic links among a folder's entries lead, hop by hop; a file that is missing is named too. Looks at a
-/// bounded number of links: a folder of bookmarks has one or two.
-[[nodiscard]] LinkedNames linkedNames(const std::string& folder);
+  friend bool operator==(const LinkedFile&, const LinkedFile&) = default;
+};
+
+/// Where the symbolic links among a folder's entries lead, hop by hop, in the order of their names; a file that is
+/// missing is listed too. Looks at a bounded number of links: a folder of bookmarks has one or two.
+[[nodiscard]] std::vector<LinkedFile> linkedFiles(const std::string& folder);
 
 /// Whether the entry is a symbolic link.
 [[nodiscard]] bool isLink(const std::string& folder, const std::string& name);

@@ -2,7 +2,8 @@
 
 #include <sys/epoll.h>
 
-#include <optional>
+#include <algorithm>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,7 @@ class LinuxEventStream final : public EventStream {
   bool start() override {
     if (isInvalid_) return false;
     if (isRunning_) return true;
+    look();
     isRunning_ = attach();
     if (isRunning_) arm();
     return isRunning_;
@@ -70,7 +72,7 @@ class LinuxEventStream final : public EventStream {
       mountSource_ =
           runLoop_.watchDescriptor(watched_.mountDescriptor(), EPOLLPRI, [this](std::uint32_t) { walkAnew(); });
     }
-    if (!attachGuards()) walkLater();
+    if (!attachGuards() && !retryCall_) walkLater();
     poll();
     return contentSource_ != nullptr;
   }
@@ -84,20 +86,23 @@ class LinuxEventStream final : public EventStream {
     return guardSource_ != nullptr;
   }
 
+  /// Finds what no event has told.
+  void look() {
+    if (watched_.hasChanged()) walkAnew();
+  }
+
   void walkAnew() {
     // The guards are replaced by the walk, and their descriptor must be off the loop by then.
     guardSource_.reset();
-    const std::string before = watched_.folder();
-    if (watched_.walkAnew() && attachGuards()) {
+    const std::vector<std::string> before = watched_.fileSystems();
+    const bool isWatched = watched_.walkAnew();
+    if (attachGuards() && isWatched) {
       retryCall_.reset();
       retryDelay_ = kFirstRetry;
     } else {
-      (void)attachGuards();
       walkLater();
     }
-    if (watched_.folder() == before) return;
-    signature_.reset();
-    poll();
+    if (watched_.fileSystems() != before) poll();
   }
 
   void walkLater() {
@@ -105,14 +110,29 @@ class LinuxEventStream final : public EventStream {
     retryDelay_ = std::min(retryDelay_ * 2, kLastRetry);
   }
 
-  /// Compares the folder with what it was at the last look; the first look only remembers.
+  /// Whether some part of the paths is on a file system that does not tell everything; a file system that does not
+  /// answer may be one.
+  [[nodiscard]] bool isPollingNeeded() const {
+    return std::ranges::any_of(watched_.fileSystems(),
+                               [this](const std::string& folder) { return polling_.isNeeded(folder).value_or(true); });
+  }
+
+  /// Compares the folder with what it was at the last look; the first look at a folder only remembers.
   void poll() {
     pollCall_.reset();
-    if (watched_.folder().empty() || !polling_.isNeeded(watched_.folder())) return;
+    if (!isPollingNeeded()) return;
+    // First, so that no failure below ends the polling.
+    pollCall_ = runLoop_.callAfter(polling_.interval, [this] { lookAndPoll(); });
+    if (watched_.folder().empty()) return;
     const std::uint64_t signature = folderSignature(watched_.folder());
-    const std::optional<std::uint64_t> before = std::exchange(signature_, signature);
-    if (before && before != signature) note(kEventFlagNone);
-    pollCall_ = runLoop_.callAfter(polling_.interval, [this] { poll(); });
+    const std::uint64_t before = std::exchange(signature_, signature);
+    if (std::exchange(signedFolder_, watched_.folder()) == watched_.folder() && before != signature)
+      note(kEventFlagNone);
+  }
+
+  void lookAndPoll() {
+    look();
+    poll();
   }
 
   void note(std::uint32_t flags) {
@@ -135,6 +155,8 @@ class LinuxEventStream final : public EventStream {
   }
 
   void deliver() {
+    // What this finds joins the batch.
+    look();
     batchCall_.reset();
     const std::vector<std::uint32_t> flags = std::exchange(flags_, {});
     const std::vector<std::uint64_t> ids = std::exchange(ids_, {});
@@ -157,7 +179,9 @@ class LinuxEventStream final : public EventStream {
   std::unique_ptr<LoopSource> retryCall_;
   std::unique_ptr<LoopSource> pollCall_;
   nanoseconds retryDelay_ = kFirstRetry;
-  std::optional<std::uint64_t> signature_;
+  /// Which folder has the signature.
+  std::string signedFolder_;
+  std::uint64_t signature_ = 0;
   bool isRunning_ = false;
   bool isInvalid_ = false;
 };

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/event_stream.h"
@@ -13,10 +14,10 @@ namespace tarvel {
 /// Event streams on inotify.
 class LinuxEventStreamService final : public EventStreamService {
  public:
-  /// How a folder is looked at whose file system does not tell what others change.
+  /// How a folder is watched whose file system does not report what other machines change.
   struct Polling {
-    /// Whether a folder needs it.
-    std::function<bool(const std::string& folder)> isNeeded;
+    /// Whether the file system of a folder needs it; none when that cannot be told now.
+    std::function<std::optional<bool>(const std::string& folder)> isNeeded;
     std::chrono::nanoseconds interval{0};
   };
 

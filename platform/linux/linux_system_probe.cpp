@@ -98,7 +98,7 @@ FileSystemFacts LinuxSystemProbe::fileSystem(const std::string& path) {
   }
   std::error_code error;
   facts.name = fileSystemNameOf(fs::canonical(path, error).string());
-  facts.isRemote = isOnRemoteFileSystem(path);
+  facts.isRemote = isOnRemoteFileSystem(path).value_or(false);
   facts.takesNamelessFiles =
       !facts.name.starts_with("fuse") && std::ranges::find(kOnlyNamed, facts.name) == kOnlyNamed.end();
   return facts;

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <deque>
 #include <filesystem>
@@ -22,11 +24,6 @@ void prepend(std::deque<std::string>& components, const std::filesystem::path& p
   components.insert(components.begin(), front.begin(), front.end());
 }
 
-std::string parentOf(const std::string& folder) {
-  const std::size_t slash = folder.rfind('/');
-  return slash == 0 || slash == std::string::npos ? "/" : folder.substr(0, slash);
-}
-
 std::string joined(const std::string& folder, const std::string& name) {
   return folder == "/" ? "/" + name : folder + "/" + name;
 }
@@ -36,7 +33,25 @@ void endAt(PathWalk& walk, const std::string& folder, const std::string& name) {
   walk.missingName = name;
 }
 
+FileIdentity identityOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
+
+/// A name that is too long for the file system leads nowhere. In a path as given that is for good; in a link's target,
+/// until the link changes.
+bool isMissing(int code, const PathWalk& walk) {
+  return code == ENOENT || code == ENOTDIR || (code == ENAMETOOLONG && !walk.links.empty());
+}
+
 }  // namespace
+
+std::string parentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+}
+
+bool mayHeal(int code) {
+  constexpr std::array kFinal = {0, EACCES, EPERM, ENAMETOOLONG, ENOSPC, ENOMEM, EMFILE, ENFILE, EOVERFLOW};
+  return std::ranges::find(kFinal, code) == kFinal.end();
+}
 
 PathWalk walkToFolder(const std::string& path) {
   PathWalk walk;
@@ -54,13 +69,12 @@ PathWalk walkToFolder(const std::string& path) {
     }
     const std::string next = joined(current, name);
     if (::lstat(next.c_str(), &status) != 0) {
-      if (errno != ENOENT && errno != ENOTDIR) walk.code = errno;
-      endAt(walk, current, name);
-      return walk;
+      if (!isMissing(errno, walk)) walk.code = errno;
+      return endAt(walk, current, name), walk;
     }
     if (S_ISLNK(status.st_mode)) {
       const std::filesystem::path target = std::filesystem::read_symlink(next, error);
-      walk.links.push_back(next);
+      walk.links.push_back({next, identityOf(status), target.string()});
       // Going round in circles, it leads nowhere until one of the links changes.
       if (error || walk.links.size() > kMostLinks) return endAt(walk, current, name), walk;
       if (target.is_absolute()) current = "/";
@@ -69,14 +83,14 @@ PathWalk walkToFolder(const std::string& path) {
       return endAt(walk, current, name), walk;
     } else {
       current = next;
-      walk.folders.push_back(current);
+      walk.folders.push_back({current, identityOf(status)});
     }
   }
-  if (::stat(current.c_str(), &status) != 0) {
+  if (::lstat(current.c_str(), &status) != 0) {
     walk.code = errno;
     return walk;
   }
-  walk.identity = FolderIdentity{status.st_dev, status.st_ino};
+  walk.identity = identityOf(status);
   walk.folder = current;
   return walk;
 }

@@ -9,22 +9,34 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Which inode a folder is.
-struct FolderIdentity {
+/// Which inode something is.
+struct FileIdentity {
   dev_t device = 0;
   ino_t inode = 0;
-  friend bool operator==(const FolderIdentity&, const FolderIdentity&) = default;
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
 /// What a path goes through on its way to a folder, component by component: all that would have to change for it to
 /// lead elsewhere. Paths in here have no links, dots or repeated slashes in them.
 struct PathWalk {
+  struct Folder {
+    std::string path;
+    FileIdentity identity;
+    friend bool operator==(const Folder&, const Folder&) = default;
+  };
+  struct Link {
+    std::string path;
+    FileIdentity identity;
+    std::string target;
+    friend bool operator==(const Link&, const Link&) = default;
+  };
+
   /// Every folder on the way, the last one included, the root of the file system left out.
-  std::vector<std::string> folders;
+  std::vector<Folder> folders;
   /// Every symbolic link on the way.
-  std::vector<std::string> links;
+  std::vector<Link> links;
   /// The folder itself, when the path leads to one.
-  std::optional<FolderIdentity> identity;
+  std::optional<FileIdentity> identity;
   std::string folder;
   /// Otherwise: where the way ends, and the name that is missing there, or is no folder.
   std::string deepestFolder;
@@ -38,5 +50,12 @@ struct PathWalk {
 
 /// A relative path begins at the working folder.
 [[nodiscard]] PathWalk walkToFolder(const std::string& path);
+
+/// Whether a walk that failed with `code` may succeed later although nothing on this machine reports a change: a server
+/// that is away, a stale handle, a failing disk. Not: missing rights, names that are too long, or resources used up.
+[[nodiscard]] bool mayHeal(int code);
+
+/// The folder that holds the last component of `path`, which has no links in it.
+[[nodiscard]] std::string parentOf(const std::string& path);
 
 }  // namespace tarvel

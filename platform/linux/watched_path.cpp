@@ -1,5 +1,6 @@
 #include "platform/linux/watched_path.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -12,10 +13,6 @@ namespace {
 constexpr std::uint32_t kNaming = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
 constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kContent = kNaming | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | kOwnEnd | IN_ONLYDIR;
-constexpr std::uint32_t kFolderGuard = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
-/// A link that another one is renamed over loses its last name, which is a change of its attributes.
-constexpr std::uint32_t kLinkGuard = kOwnEnd | IN_ATTRIB | IN_DONT_FOLLOW;
-constexpr std::uint32_t kMissingGuard = kNaming | kOwnEnd | IN_ONLYDIR;
 
 /// Out of watches, descriptors or memory: nothing that another folder would make better.
 bool isExhaustion(int code) { return code == ENOSPC || code == ENOMEM || code == EMFILE || code == ENFILE; }
@@ -24,84 +21,102 @@ bool isExhaustion(int code) { return code == ENOSPC || code == ENOMEM || code ==
 
 WatchedPath::WatchedPath(std::string path, Report report) : path_(std::move(path)), report_(std::move(report)) {}
 
+WatchedPath::Route WatchedPath::route() const {
+  Route route{walkToFolder(path_), {}};
+  if (route.walk.identity) route.linked = linkedFiles(route.walk.folder);
+  return route;
+}
+
+bool WatchedPath::hasChanged() const { return !isComplete_ || !(route() == route_); }
+
 int WatchedPath::begin() {
   if (!content_) return EMFILE;
   const int code = setUp();
-  if (walk_.identity) mountCount_ = mounts_.countAbove(walk_.folder);
-  // A path that would not hold still is watched all the same, and walked again by whoever called.
-  return code == EAGAIN ? 0 : code;
+  isComplete_ = code == 0;
+  if (route_.walk.identity) mountCount_ = mounts_.countAbove(route_.walk.folder);
+  return mayHeal(code) ? 0 : code;
 }
 
-/// Watches what is there now. EAGAIN when the path changed again and again meanwhile; other errno values when it cannot
-/// be watched.
+/// Watches what is there now. EAGAIN when the paths changed again and again meanwhile, or a linked file may be watched
+/// later; other errno values when the folder cannot be watched.
 int WatchedPath::setUp() {
   constexpr int kAttempts = 5;
   for (int i = 0; i < kAttempts; ++i) {
-    PathWalk walk = walkToFolder(path_);
-    if (walk.code != 0) return walk.code;
-    auto guards = std::make_unique<Inotify>();
+    Route found = route();
+    if (found.walk.code != 0) return found.walk.code;
+    auto guards = std::make_unique<PathGuards>();
     if (!*guards) return EMFILE;
-    int code = addGuards(walk, *guards);
-    if (code == 0) code = addContent(walk);
+    int code = addGuards(found, *guards);
+    Interests interests;
+    if (code == 0) code = addContent(found, interests);
     if (isExhaustion(code) || code == EACCES) return code;
     // Only what did not change while the watches were set is watched for certain.
-    if (code != 0 || !(walkToFolder(path_) == walk)) continue;
-    walk_ = std::move(walk);
+    if (code != 0 || !(route() == found)) continue;
+    route_ = std::move(found);
     guards_ = std::move(guards);
-    return 0;
+    replaceInterests(std::move(interests));
+    const bool isComplete =
+        std::ranges::none_of(route_.linked, [](const auto& file) { return mayHeal(file.walk.code); });
+    return isComplete ? 0 : EAGAIN;
   }
   return EAGAIN;
 }
 
-int WatchedPath::addGuards(const PathWalk& walk, Inotify& guards) const {
-  const auto guard = [&](const std::string& path, std::uint32_t mask) {
-    // Some folders may be passed through but not looked into. Nothing is to be done about those.
-    return guards.watch(path, mask) >= 0 || errno == EACCES ? 0 : errno;
-  };
-  for (const std::string& folder : walk.folders) {
-    if (const int code = guard(folder, kFolderGuard)) return code;
+int WatchedPath::addGuards(const Route& route, PathGuards& guards) const {
+  if (const int code = guards.add(route.walk)) return code;
+  for (const LinkedFile& file : route.linked) {
+    const int code = guards.add(file.walk);
+    // Of a linked file whatever can be guarded is; the folder itself does not depend on it.
+    if (isExhaustion(code)) return code;
   }
-  for (const std::string& link : walk.links) {
-    if (const int code = guard(link, kLinkGuard)) return code;
-  }
-  return walk.identity ? 0 : guard(walk.deepestFolder, kMissingGuard);
+  return 0;
 }
 
-int WatchedPath::addContent(const PathWalk& walk) {
-  std::map<int, Interest> interests;
-  int root = -1;
-  if (walk.identity) {
-    root = content_.watch(walk.folder, kContent);
-    if (root < 0) return errno;
-    interests[root].isRoot = true;
-    for (const auto& [folder, names] : linkedNames(walk.folder)) {
-      const int watch = content_.watch(folder, kContent);
-      if (watch < 0 && isExhaustion(errno)) return errno;
-      if (watch >= 0) interests[watch].names.insert(names.begin(), names.end());
-    }
+int WatchedPath::addContent(const Route& route, Interests& interests) {
+  if (!route.walk.identity) return 0;
+  const int root = content_.watch(route.walk.folder, kContent);
+  if (root < 0) return errno;
+  interests[root].isRoot = true;
+  for (const LinkedFile& file : route.linked) {
+    if (!file.walk.identity) continue;
+    const int watch = content_.watch(file.walk.folder, kContent);
+    if (watch < 0 && isExhaustion(errno)) return errno;
+    if (watch >= 0) interests[watch].names.insert(file.name);
   }
+  return 0;
+}
+
+void WatchedPath::replaceInterests(Interests interests) {
   for (const auto& [watch, interest] : interests_) {
     if (!interests.contains(watch)) content_.unwatch(watch);
   }
   interests_ = std::move(interests);
-  rootWatch_ = root;
   linksAreStale_ = false;
-  return 0;
 }
 
 bool WatchedPath::walkAnew() {
-  const int watchBefore = rootWatch_;
-  const dev_t deviceBefore = walk_.identity.value_or(FolderIdentity{}).device;
-  const std::size_t mountsBefore = mountCount_;
-  const int code = setUp();
-  if (code != 0) return false;
-  mountCount_ = walk_.identity ? mounts_.countAbove(walk_.folder) : 0;
-  if (rootWatch_ != watchBefore) reportAnother(deviceBefore, mountsBefore);
-  return true;
+  const Route before = route_;
+  const Interests interestsBefore = interests_;
+  isComplete_ = setUp() == 0;
+  reportDifference(before, interestsBefore);
+  return isComplete_;
 }
 
-void WatchedPath::reportAnother(dev_t deviceBefore, std::size_t mountsBefore) {
-  const bool isOtherDevice = deviceBefore != 0 && walk_.identity && deviceBefore != walk_.identity->device;
+/// Watches are compared by number: a folder that was removed and made again has another one, also where the file system
+/// gives it the old inode.
+void WatchedPath::reportDifference(const Route& before, const Interests& interestsBefore) {
+  const std::size_t mountsBefore =
+      std::exchange(mountCount_, route_.walk.identity ? mounts_.countAbove(route_.walk.folder) : 0);
+  const auto rootOf = [](const Interests& interests) {
+    const auto root = std::ranges::find_if(interests, [](const auto& entry) { return entry.second.isRoot; });
+    return root == interests.end() ? -1 : root->first;
+  };
+  if (rootOf(interests_) == rootOf(interestsBefore)) {
+    if (route_.linked != before.linked || interests_ != interestsBefore) report_(kEventFlagNone);
+    return;
+  }
+  const bool isOtherDevice =
+      before.walk.identity && route_.walk.identity && before.walk.identity->device != route_.walk.identity->device;
   if (isOtherDevice && mountCount_ > mountsBefore) {
     report_(kEventFlagMount);
   } else if (isOtherDevice && mountCount_ < mountsBefore) {
@@ -111,13 +126,25 @@ void WatchedPath::reportAnother(dev_t deviceBefore, std::size_t mountsBefore) {
   }
 }
 
+std::vector<std::string> WatchedPath::fileSystems() const {
+  std::map<dev_t, std::string> folders;
+  const auto add = [&folders](const PathWalk& walk) {
+    for (const auto& folder : walk.folders) folders[folder.identity.device] = folder.path;
+  };
+  add(route_.walk);
+  for (const LinkedFile& file : route_.linked) add(file.walk);
+  std::vector<std::string> paths;
+  for (const auto& [device, path] : folders) paths.push_back(path);
+  return paths;
+}
+
 bool WatchedPath::readContent() {
   bool mustWalk = false;
   content_.read([&](const InotifyEvent& event) { mustWalk |= handle(event); });
   return mustWalk || std::exchange(linksAreStale_, false);
 }
 
-/// Answers whether the path has to be walked anew.
+/// Answers whether the paths have to be walked anew.
 bool WatchedPath::handle(const InotifyEvent& event) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) {
     report_(kEventFlagMustScanSubDirs | kEventFlagKernelDropped);
@@ -136,19 +163,11 @@ bool WatchedPath::handle(const InotifyEvent& event) {
   if (!interest.isRoot && !isLinkedName) return false;
   report_(kEventFlagNone);
   if ((event.mask & kNaming) != 0 && !name.empty()) {
-    linksAreStale_ |= isLinkedName || !interest.names.empty() || interests_.size() > 1 || isLink(walk_.folder, name);
+    linksAreStale_ |= isLinkedName || (interest.isRoot && (!route_.linked.empty() || isLink(route_.walk.folder, name)));
   }
   return false;
 }
 
-bool WatchedPath::readGuards() {
-  bool mustWalk = false;
-  guards_->read([&](const InotifyEvent& event) {
-    // While a part of the path is missing, the folder above tells of other names as well.
-    const bool isOther = !event.name.empty() && event.name != walk_.missingName;
-    mustWalk |= !isOther;
-  });
-  return mustWalk;
-}
+bool WatchedPath::readGuards() { return guards_->read(); }
 
 }  // namespace tarvel

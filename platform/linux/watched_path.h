@@ -6,21 +6,27 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/linux/inotify.h"
 #include "platform/linux/linked_files.h"
 #include "platform/linux/mount_table.h"
+#include "platform/linux/path_guards.h"
 #include "platform/linux/path_walk.h"
 
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The kernel's watches for one folder and for all that decides which folder its path leads to.
+/// The kernel's watches for one folder, for the files that links in it lead to, and for all that decides where these
+/// paths lead.
 ///
-/// Of the folder itself, and of files that links in it lead to, every change is told. Everything else on the way has a
-/// guard that is silent until the path may lead elsewhere: each folder watches for its own move or removal, each link
-/// for its own replacement, and while a part of the path is missing, the folder above watches for that name. After each
-/// such alarm the path is walked anew, and what counts is whether another folder was found.
+/// Of the folder and of linked files every change is reported. Everything else on the way has a guard: each folder
+/// watches for its own move or removal and, by its parent, for the removal of its name, each link for its own
+/// replacement, and while a part of a path is missing, the folder above watches for that name. A guard's event means
+/// only "walk the paths again"; what counts is whether they lead elsewhere.
+///
+/// The kernel may report a removal late or never, as on network file systems. hasChanged() finds it by comparing
+/// inodes.
 class WatchedPath {
  public:
   using Report = std::function<void(std::uint32_t flags)>;
@@ -28,50 +34,64 @@ class WatchedPath {
   /// `report` gets the flags of each event.
   WatchedPath(std::string path, Report report);
 
-  /// Sets everything up. An errno value when the path cannot be watched, 0 when it can, though the folder may be
-  /// missing.
+  /// Sets everything up. An errno value when the path can never be watched; 0 when it is watched, or may be later.
   [[nodiscard]] int begin();
 
   [[nodiscard]] int contentDescriptor() const { return content_.descriptor(); }
   [[nodiscard]] int guardDescriptor() const { return guards_ ? guards_->descriptor() : -1; }
   [[nodiscard]] int mountDescriptor() const { return mounts_.descriptor(); }
 
-  /// To be called when the descriptor has something to read. The first answers whether the path must be walked anew.
+  /// To be called when the descriptor has something to read. Each answers whether walkAnew() is due.
   [[nodiscard]] bool readContent();
   [[nodiscard]] bool readGuards();
 
-  /// Walks the path and watches what it finds; reports when that is another folder than before. The guards have another
-  /// descriptor afterwards. False when it could not be done, or not in peace: the caller tries again later.
+  /// Whether the paths lead elsewhere than at the last walk, or go another way, or could not be watched as a whole.
+  /// Costs an lstat() of each name on the way.
+  [[nodiscard]] bool hasChanged() const;
+  /// Walks the paths and watches what it finds; reports when that is another folder, or another linked file, than
+  /// before. The guards have another descriptor afterwards. False when not everything could be watched, or the paths
+  /// would not hold still: the caller tries again later.
   [[nodiscard]] bool walkAnew();
 
   /// The folder while there is one, else empty.
-  [[nodiscard]] const std::string& folder() const { return walk_.folder; }
+  [[nodiscard]] const std::string& folder() const { return route_.walk.folder; }
+  /// One folder for each file system that the paths touch.
+  [[nodiscard]] std::vector<std::string> fileSystems() const;
 
  private:
+  /// Where the path leads, and where the links in that folder do.
+  struct Route {
+    PathWalk walk;
+    std::vector<LinkedFile> linked;
+    friend bool operator==(const Route&, const Route&) = default;
+  };
   /// What is of interest in a folder: everything, or some names.
   struct Interest {
     bool isRoot = false;
     std::set<std::string> names;
+    friend bool operator==(const Interest&, const Interest&) = default;
   };
+  using Interests = std::map<int, Interest>;
 
+  [[nodiscard]] Route route() const;
   [[nodiscard]] int setUp();
-  [[nodiscard]] int addGuards(const PathWalk& walk, Inotify& guards) const;
-  [[nodiscard]] int addContent(const PathWalk& walk);
+  [[nodiscard]] int addContent(const Route& route, Interests& interests);
+  [[nodiscard]] int addGuards(const Route& route, PathGuards& guards) const;
+  void replaceInterests(Interests interests);
   [[nodiscard]] bool handle(const InotifyEvent& event);
-  void reportAnother(dev_t deviceBefore, std::size_t mountsBefore);
+  void reportDifference(const Route& before, const Interests& interestsBefore);
 
   std::string path_;
   Report report_;
-  PathWalk walk_;
+  Route route_;
   Inotify content_;
-  std::unique_ptr<Inotify> guards_;
+  std::unique_ptr<PathGuards> guards_;
   MountTable mounts_;
-  std::map<int, Interest> interests_;
-  /// The number of the folder's watch, -1 without one. A folder that was removed and made again has another one, also
-  /// where the file system gives it the old inode.
-  int rootWatch_ = -1;
+  Interests interests_;
   std::size_t mountCount_ = 0;
   bool linksAreStale_ = false;
+  /// Whether the last walk could be watched as a whole.
+  bool isComplete_ = false;
 };
 
 }  // namespace tarvel

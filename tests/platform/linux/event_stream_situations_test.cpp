@@ -15,9 +15,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/platform/linux/stream_situation.h"
 #include "tests/support/child_process.h"
-#include "tests/support/linux_stream.h"
-#include "tests/support/temporary_directory.h"
 
 namespace tarvel {
 namespace {
@@ -26,59 +25,7 @@ using testing::IsEmpty;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-constexpr double kLatency = 0.03;
-/// Long enough for several batches to have come, had there been events.
-constexpr std::chrono::milliseconds kQuiet = 200ms;
-
-/// A stream on a loop of its own.
-struct Situation : RealLoop {
-  [[nodiscard]] bool watch(const std::string& path) {
-    stream =
-        service.createStream(client, path, kEventStreamEventIdSinceNow, kLatency, kEventStreamCreateFlagUseCFTypes);
-    const bool isRunning = stream && stream->start();
-    turnFor(10ms);
-    return isRunning;
-  }
-
-  /// Whether anything was told; returns when everything of it has come.
-  [[nodiscard]] bool isTold() {
-    const bool told = turnUntil([this] { return !client->batches.empty(); });
-    turnFor(60ms);
-    return told;
-  }
-  [[nodiscard]] bool isToldWith(std::uint32_t flags) {
-    return turnUntil([&] { return !client->batches.empty() && (client->flags() & flags) == flags; });
-  }
-  [[nodiscard]] bool isQuiet() {
-    turnFor(kQuiet);
-    return client->batches.empty();
-  }
-  void forget() {
-    turnFor(kQuiet);
-    client->batches.clear();
-  }
-
-  LinuxEventStreamService service{*loop};
-  std::shared_ptr<RecordingClient> client = std::make_shared<RecordingClient>();
-  std::unique_ptr<EventStream> stream;
-};
-
-struct EventStreamSituations : testing::Test, Situation {
-  EventStreamSituations() {
-    fs::create_directories(folder);
-    write("Bookmarks.plist");
-  }
-
-  void write(const std::string& name, const std::string& text = "x") const {
-    std::ofstream(folder + "/" + name) << text;
-  }
-  [[nodiscard]] std::string file() const { return folder + "/Bookmarks.plist"; }
-  void watch() { ASSERT_TRUE(Situation::watch(folder)); }
-  void watch(const std::string& path) { ASSERT_TRUE(Situation::watch(path)); }
-
-  TemporaryDirectory directory;
-  std::string folder = directory.path("Library/Safari");
-};
+struct EventStreamSituations : StreamSituation {};
 
 TEST_F(EventStreamSituations, AFileWrittenInPlaceIsTold) {
   watch();
@@ -398,8 +345,8 @@ TEST_F(EventStreamSituations, AFolderOnANetworkIsLookedAtNowAndThen) {
   // change through a second name.
   fs::create_hard_link(file(), directory.path("other"));
   LinuxEventStreamService polling(*loop, {[](const std::string&) { return true; }, 20ms});
-  stream =
-      polling.createStream(client, folder, kEventStreamEventIdSinceNow, kLatency, kEventStreamCreateFlagUseCFTypes);
+  stream = polling.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
+                                kEventStreamCreateFlagUseCFTypes);
   ASSERT_TRUE(stream && stream->start());
   EXPECT_TRUE(isQuiet());
   std::ofstream(directory.path("other")) << "longer than before";

@@ -1,0 +1,50 @@
+#include "platform/linux/path_guards.h"
+
+#include <cerrno>
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t kFolderGuard = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
+/// A removed folder reports its own end only when no process uses it any more; its parent reports it at once.
+constexpr std::uint32_t kRemovalGuard = IN_DELETE | IN_ONLYDIR;
+/// A link that another one is renamed over loses its last name, which is a change of its attributes.
+constexpr std::uint32_t kLinkGuard = kOwnEnd | IN_ATTRIB | IN_DONT_FOLLOW;
+constexpr std::uint32_t kMissingGuard = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | kOwnEnd | IN_ONLYDIR;
+
+std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+}  // namespace
+
+int PathGuards::guard(const std::string& path, std::uint32_t mask, const std::string& name) {
+  const int watch = events_.watch(path, mask);
+  if (watch < 0) return errno == EACCES ? 0 : errno;
+  if (!name.empty()) names_[watch].insert(name);
+  return 0;
+}
+
+int PathGuards::add(const PathWalk& walk) {
+  for (const auto& folder : walk.folders) {
+    if (const int code = guard(folder.path, kFolderGuard, {})) return code;
+    if (const int code = guard(parentOf(folder.path), kRemovalGuard, nameOf(folder.path))) return code;
+  }
+  for (const auto& link : walk.links) {
+    if (const int code = guard(link.path, kLinkGuard, {})) return code;
+  }
+  return walk.identity || walk.deepestFolder.empty() ? 0 : guard(walk.deepestFolder, kMissingGuard, walk.missingName);
+}
+
+bool PathGuards::read() {
+  bool mayLeadElsewhere = false;
+  events_.read([&](const InotifyEvent& event) {
+    // Other names of a folder come and go without a meaning for the path.
+    const auto names = names_.find(event.watch);
+    mayLeadElsewhere |=
+        event.name.empty() || (names != names_.end() && names->second.contains(std::string(event.name)));
+  });
+  return mayLeadElsewhere;
+}
+
+}  // namespace tarvel
