@@ -105,7 +105,8 @@ class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate,
 
  private:
   void requestSortBookmarksAfterDelay(double seconds);
-  void finishSuccessfulSort();
+  /// `sortedDate` is the date of the file as the sort left it.
+  void finishSuccessfulSort(const std::optional<Date>& sortedDate);
   void reportAndTerminate(std::int32_t code, const std::string& filename);
 
   std::optional<std::string> backupFilename_;

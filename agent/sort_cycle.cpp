@@ -65,7 +65,7 @@ void AppDelegate::sortBookmarks() {
   const std::string filename = tarvel.bookmarksFilename().value_or(bookmarksFilename());
   const TarvelError error = tarvel.sortBookmarks();
   if (error == TarvelErrorNone) {
-    finishSuccessfulSort();
+    finishSuccessfulSort(tarvel.sortedFileDate());
     return;
   }
   if (error == TarvelErrorFileInUse && ++retryCount <= kMostRetries) {
@@ -76,9 +76,13 @@ void AppDelegate::sortBookmarks() {
   reportAndTerminate(error, error == TarvelErrorBackupFailed ? backupFilename() : filename);
 }
 
-void AppDelegate::finishSuccessfulSort() {
+void AppDelegate::finishSuccessfulSort(const std::optional<Date>& sortedDate) {
   refreshSafariAfterSort(platform_);
   setBookmarksFileDate(readBookmarksFileModificationDate());
+  // A save since then has its date recorded here, so that its event will seem to be of the agent's own write. A date
+  // that cannot be read is left to the event.
+  const bool hasChangedSince = sortedDate && bookmarksFileDate_ && sortedDate != bookmarksFileDate_;
+  if (hasChangedSince) requestSortBookmarksAfterDelay(static_cast<double>(bookmarksFileUpdateLatency_));
   if (directoryEvents_) {
     directoryEvents_->unPause();
   } else {

@@ -59,7 +59,7 @@ bool BookmarksDocument::writeToURLOfTypeError(const std::string& path, std::stri
                                               DocumentError* error) {
   const std::optional<DataPieces> data = dataOfTypeError(typeName, error);
   if (!data) return false;
-  const FileStatus status = platform_.fileManager.writeDataToPath(*data, path, expectedVersion_);
+  const FileStatus status = platform_.fileManager.writeDataToPath(*data, path, expectedVersion_, &writtenDate_);
   if (status.ok()) return true;
   *error = {std::string(kFileDomain), status.code, status.reason};
   return false;

@@ -55,6 +55,8 @@ class BookmarksDocument {
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
   /// Of the file that was read last with success; none before. A failed read leaves it as it was.
   [[nodiscard]] const std::optional<FileVersion>& readVersion() const { return readVersion_; }
+  /// The date that the last write gave to the file; none without one.
+  [[nodiscard]] const std::optional<FileDate>& writtenDate() const { return writtenDate_; }
   /// What the file must still be when it is written, else kFileHasChanged. None, as at first: anything.
   void setExpectedVersion(const std::optional<FileVersion>& version) { expectedVersion_ = version; }
 
@@ -63,6 +65,7 @@ class BookmarksDocument {
   PropertyListFormat propertyListFormat_ = PropertyListFormat::kBinary;
   std::optional<FileVersion> readVersion_;
   std::optional<FileVersion> expectedVersion_;
+  std::optional<FileDate> writtenDate_;
   const Platform& platform_;
 };
 

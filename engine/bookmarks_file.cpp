@@ -55,6 +55,7 @@ TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::st
   document.setExpectedVersion(readVersion);
   const bool isWritten = document.writeToURLOfTypeError(filename, "plist", &error);
   platform_.workspace.noteFileSystemChanged(deletingLastPathComponent(filename));
+  if (isWritten) sortedFileDate_ = document.writtenDate();
   if (isWritten) return TarvelErrorNone;
   if (error.code == ENOMEM) logMemoryShortage(filename);
   return error.code == kFileHasChanged ? TarvelErrorFileInUse : TarvelErrorWriteFailed;

@@ -104,6 +104,7 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
   for (; error == TarvelErrorFileInUse && attempts.failed < kMostAttempts; ++attempts.failed) {
     attempts.failure = TarvelErrorReadFailed;
     error = attemptUntilUnchanged(path, attempts);
+    if (error == TarvelErrorNone && attempts.readVersion) sortedFileDate_ = attempts.readVersion->date;
     if (error != TarvelErrorNone || !attempts.didSort) return error;
     enterStage(SortStage::kWriting);
     attempts.failure = TarvelErrorBackupFailed;

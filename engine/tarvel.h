@@ -84,6 +84,10 @@ class Tarvel {
   /// Puts the backup in place of the bookmarks file; afterwards there is no backup.
   [[nodiscard]] TarvelError restoreBackedUpBookmarks();
 
+  /// The date of the file as the last successful sort left it: of its own write, or as it was read when there was
+  /// nothing to write. Another date found later is a change by somebody else. None before a success.
+  [[nodiscard]] const std::optional<FileDate>& sortedFileDate() const { return sortedFileDate_; }
+
   // Codes and messages.
 
   /// Whether a code, taken as unsigned, is one of the engine's range: below 10.
@@ -206,6 +210,7 @@ class Tarvel {
   const Platform& platform_;
   SortObserver* sortObserver_ = nullptr;
   StageObserver* stageObserver_ = nullptr;
+  std::optional<FileDate> sortedFileDate_;
 };
 
 }  // namespace tarvel

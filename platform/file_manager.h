@@ -136,11 +136,20 @@ class FileManager {
   /// file since or put another in its place, even at the last instant, or has it open to write to it. Two changes are
   /// not noticed: one that keeps the size and gives back the old date, and, where bytes can only be replaced in place,
   /// one in the instant before they are.
+  ///
+  /// `writtenDate`, unless null, gets the date that this write gave to the file: any other date found afterwards is a
+  /// later change. It gets none when the write fails.
   [[nodiscard]] virtual FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
-                                                   const std::optional<FileVersion>& readVersion) = 0;
+                                                   const std::optional<FileVersion>& readVersion,
+                                                   std::optional<FileDate>* writtenDate) = 0;
+  /// The same for callers that need no date.
+  [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
+                                           const std::optional<FileVersion>& readVersion) {
+    return writeDataToPath(data, path, readVersion, nullptr);
+  }
   /// The same over whatever the file is by now.
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path) {
-    return writeDataToPath(data, path, std::nullopt);
+    return writeDataToPath(data, path, std::nullopt, nullptr);
   }
 
   /// Reads a regular file of the user's own, without following a symbolic link at the end of the path: ELOOP for a

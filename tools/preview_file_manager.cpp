@@ -43,7 +43,8 @@ std::optional<std::string> PreviewFileManager::sourceOfCopyAtPath(const std::str
 FileStatus PreviewFileManager::removeItemAtPath(const std::string& /*path*/) { return refusal(); }
 
 FileStatus PreviewFileManager::writeDataToPath(const DataPieces& /*data*/, const std::string& path,
-                                               const std::optional<FileVersion>& /*readVersion*/) {
+                                               const std::optional<FileVersion>& /*readVersion*/,
+                                               std::optional<FileDate>* /*writtenDate*/) {
   return fileExistsAtPath(path) ? FileStatus{} : refusal();
 }
 

@@ -49,6 +49,12 @@ bool takeAfter(const struct stat& old, int oldFd, int newFd) {
   return ::fchmod(newFd, old.st_mode & 07777) == 0;
 }
 
+/// The date of the open file; none where it cannot be had.
+std::optional<FileDate> dateOf(int fd) {
+  const std::optional<FileVersion> version = versionOf(fd);
+  return version ? std::optional(version->date) : std::nullopt;
+}
+
 FileStatus hasChanged(const std::string& path) { return fileFailure(kFileHasChanged, path); }
 
 /// Whether the file with this name is the one that was read, unchanged. Without such a version: always.
@@ -102,11 +108,13 @@ FileStatus takePlace(TemporaryFile& file, const FilePlace& place, const std::opt
   return hasChanged(path);
 }
 
-FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path) {
+FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path,
+                        std::optional<FileDate>& writtenDate) {
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return fileFailure(path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForNextTick(file.fd());
+  writtenDate = dateOf(file.fd());
   // Somebody may have made the file meanwhile; the last one counts.
   const bool hasName = file.appear(place.name) || (errno == EEXIST && file.replace(place.name));
   if (!hasName) return fileFailure(path);
@@ -154,7 +162,7 @@ void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
 }
 
 FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
-                        const std::string& path) {
+                        const std::string& path, std::optional<FileDate>& writtenDate) {
   const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   // What was opened counts, not what was there a moment ago.
   struct stat old {};
@@ -172,7 +180,10 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
     putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
   }
-  if (!writePieces(fd.get(), data) || ::ftruncate(fd.get(), size) != 0 || ::fsync(fd.get()) != 0) {
+  const bool isWritten = writePieces(fd.get(), data) && ::ftruncate(fd.get(), size) == 0;
+  // Before the sync, which takes time: a write by another program during it has another date.
+  if (isWritten) writtenDate = dateOf(fd.get());
+  if (!isWritten || ::fsync(fd.get()) != 0) {
     putBack(fd.get(), *oldBytes, true);
     return fileFailure(path);
   }
@@ -182,7 +193,7 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
 }
 
 FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
-                     const std::string& path) {
+                     const std::string& path, std::optional<FileDate>& writtenDate) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
   const UniqueFd oldFd(
@@ -190,30 +201,33 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
   struct stat old {};
   if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
   takeTurn(place.folder.get());
-  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) return writeInPlace(data, place, readVersion, path);
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old))
+    return writeInPlace(data, place, readVersion, path, writtenDate);
   TemporaryFile file(place.folder.get(), kPrivate);
-  if (!file) return isFolderRefusal(errno) ? writeInPlace(data, place, readVersion, path) : fileFailure(path);
-  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readVersion, path);
+  if (!file)
+    return isFolderRefusal(errno) ? writeInPlace(data, place, readVersion, path, writtenDate) : fileFailure(path);
+  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readVersion, path, writtenDate);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForNextTick(file.fd());
+  writtenDate = dateOf(file.fd());
   FileStatus status = takePlace(file, place, readVersion, path);
   // As with a file that something is mounted on.
-  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readVersion, path);
+  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readVersion, path, writtenDate);
   if (status.ok()) syncFolder(place.folder.get());
   return status;
 }
 
 FileStatus writeToPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
-                        const std::string& path) {
+                        const std::string& path, std::optional<FileDate>& writtenDate) {
   if (!place.folder) return fileFailure(path);
   struct stat old {};
   if (::fstatat(place.folder.get(), place.name.c_str(), &old, AT_SYMLINK_NOFOLLOW) != 0) {
     if (errno != ENOENT) return fileFailure(path);
-    return readVersion ? hasChanged(path) : writeNewFile(data, place, path);
+    return readVersion ? hasChanged(path) : writeNewFile(data, place, path, writtenDate);
   }
   if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
-  FileStatus status = writeOver(data, place, readVersion, path);
+  FileStatus status = writeOver(data, place, readVersion, path, writtenDate);
   // Deleted on the way: by who is about to make it anew.
   return readVersion && status.code == ENOENT ? hasChanged(path) : std::move(status);
 }
@@ -221,8 +235,12 @@ FileStatus writeToPlace(const DataPieces& data, const FilePlace& place, const st
 }  // namespace
 
 FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
-                                             const std::optional<FileVersion>& readVersion) {
-  return writeToPlace(data, followLinks(path), readVersion, path);
+                                             const std::optional<FileVersion>& readVersion,
+                                             std::optional<FileDate>* writtenDate) {
+  std::optional<FileDate> date;
+  const FileStatus status = writeToPlace(data, followLinks(path), readVersion, path, date);
+  if (writtenDate != nullptr) *writtenDate = status.ok() ? date : std::nullopt;
+  return status;
 }
 
 FileStatus LinuxFileManager::replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
@@ -230,7 +248,8 @@ FileStatus LinuxFileManager::replaceOwnFileAtPath(const DataPieces& data, const 
   const FilePlace place = placeOf(path);
   // The version is that of a regular file of the user's own, so a match here excludes links and foreign files.
   if (place.folder && !isAsRead(place.folder.get(), place.name, version)) return hasChanged(path);
-  return writeToPlace(data, place, version, path);
+  std::optional<FileDate> date;
+  return writeToPlace(data, place, version, path, date);
 }
 
 }  // namespace tarvel

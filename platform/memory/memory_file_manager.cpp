@@ -208,7 +208,9 @@ FileStatus MemoryFileManager::removeItemAtPath(const std::string& path) {
 }
 
 FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std::string& path,
-                                              const std::optional<FileVersion>& readVersion) {
+                                              const std::optional<FileVersion>& readVersion,
+                                              std::optional<FileDate>* writtenDate) {
+  if (writtenDate != nullptr) writtenDate->reset();
   const Call call(*this, FileOperation::kWrite, path);
   if (call.code() != 0) return statusOf(call.code());
   const MemoryPlace place = placeOf(path, true);
@@ -217,7 +219,9 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
   if (readVersion && (item == nullptr || versionOf(place, *item) != *readVersion)) return statusOf(kFileHasChanged);
   if (item == nullptr) {
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
-    tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), nextDate()});
+    const FileDate date = nextDate();
+    tree_.put(place.path, {MemoryItem::Kind::kFile, data.joined(), date});
+    if (writtenDate != nullptr) *writtenDate = date;
     return {};
   }
   if (item->isFolder()) return statusOf(EISDIR);
@@ -225,6 +229,7 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
   if (!item->mayBeWritten() || !item->mayBeRead()) return statusOf(EACCES);
   item->bytes = data.joined();
   item->date = nextDate();
+  if (writtenDate != nullptr) *writtenDate = item->date;
   return {};
 }
 

@@ -95,7 +95,8 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] FileStatus removeItemAtPath(const std::string& path) override;
   using FileManager::writeDataToPath;
   [[nodiscard]] FileStatus writeDataToPath(const DataPieces& data, const std::string& path,
-                                           const std::optional<FileVersion>& readVersion) override;
+                                           const std::optional<FileVersion>& readVersion,
+                                           std::optional<FileDate>* writtenDate) override;
   [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                 const FileVersion& version) override;

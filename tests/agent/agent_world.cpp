@@ -87,8 +87,7 @@ void AgentWorld::runFirstStep() {
 }
 
 bool AgentWorld::mayHappenNow(Step step) const {
-  if (isLaunching_ || step == Step::kAgent) return false;
-  return step == Step::kNeighbour || phase_ != Phase::kToBeRecorded;
+  return !isLaunching_ && step != Step::kAgent;
 }
 
 /// In the midst of a sleep of the agent.
@@ -118,6 +117,7 @@ void AgentWorld::beforeFileOperation(const FileCall& call) {
   EXPECT_TRUE(!asked.empty() && asked.back() == "stop") << "watching while sorting";
   EXPECT_FALSE(wasLocked_) << "read while the browser held the file";
   lastRead_ = state().content;
+  changesSorted_ = changes_;
   phase_ = lastRead_ != Content::kBookmarks ? Phase::kNone
            : state().isInOrder              ? Phase::kToBeRecorded
                                             : Phase::kToBeCompared;
@@ -148,8 +148,8 @@ void AgentWorld::noteSortEnded() {
   phase_ = Phase::kNone;
   ++sorts_;
   EXPECT_LE(memory_.time.monotonic() - firstAttempt_, kLongestRetries);
-  EXPECT_GT(changes_, changesAtLastSort_) << "a second sort of what was sorted already";
-  changesAtLastSort_ = changes_;
+  EXPECT_GT(changesSorted_, changesAtLastSort_) << "a second sort of what was sorted already";
+  changesAtLastSort_ = changesSorted_;
 }
 
 void AgentWorld::afterFileOperation(const FileCall& call) {
@@ -176,6 +176,7 @@ void AgentWorld::noteWrite() {
 
 void AgentWorld::noteRewrite() {
   phase_ = Phase::kToBeRecorded;
+  changesSorted_ = changes_;
   ++rewrites_;
   FileState& file = state();
   const std::string expected = file.expected;

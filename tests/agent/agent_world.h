@@ -30,10 +30,8 @@ enum class Content { kNothing, kBookmarks, kNoPropertyList, kNoBookmarks, kNewer
 enum class Step { kBookmarksFile, kNeighbour, kAgent };
 
 /// A machine in virtual time on which agents come and go while somebody writes at moments nobody chose: between two
-/// events of the agent, while it sleeps, and between two of its file operations.
-///
-/// A save between an agent's writing and the date that it then records passes for its own: no agent can tell. In that
-/// gap, of milliseconds, no step is put. Whatever else goes wrong is a failure of the running test.
+/// events of the agent, while it sleeps, and between any two of its file operations. Whatever goes wrong is a failure of
+/// the running test.
 class AgentWorld {
  public:
   static constexpr const char* kFolder = "/home/user/Library/Safari";
@@ -176,7 +174,10 @@ class AgentWorld {
   bool hasBackupFailed_ = false;
   std::size_t changes_ = 0;
   std::size_t changesToIgnore_ = 0;
+  /// When the last sort that ended well read the file.
   std::size_t changesAtLastSort_ = 0;
+  /// The same of the sort that is under way.
+  std::size_t changesSorted_ = 0;
   std::size_t sorts_ = 0;
   std::size_t rewrites_ = 0;
   std::size_t reportedErrors_ = 0;

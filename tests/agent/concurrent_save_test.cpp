@@ -1,0 +1,104 @@
+// A save that falls between the agent's own write and its look at the file's date.
+
+#include <gmock/gmock.h>
+
+#include <cerrno>
+
+#include "tests/support/agent_fixture.h"
+
+namespace tarvel {
+namespace {
+
+using testing::IsEmpty;
+using namespace std::chrono_literals;
+
+constexpr const char* kLater = "Root[ BookmarksBar[ x ] BookmarksMenu[ d c ] ]";
+constexpr const char* kLaterSorted = "Root[ BookmarksBar[ x ] BookmarksMenu[ c d ] ]";
+
+struct ConcurrentSave : testing::Test, AgentFixture {
+  /// Another program saves once, right before the agent looks at the date to record it: the first look after a call of
+  /// `operation`.
+  void saveBeforeTheDateIsRecorded(FileOperation operation) {
+    memory.fileManager.setHook([this, operation](const FileCall& call) {
+      const bool isAfter = memory.fileManager.callCount(operation) > 0;
+      if (call.operation != FileOperation::kDate || !isAfter || hasSaved) return;
+      hasSaved = true;
+      save(kLater);
+    });
+  }
+  void changeAndWait(std::string_view notation) {
+    save(notation);
+    loop.advanceBy(2s + 30s);
+  }
+
+  bool hasSaved = false;
+};
+
+TEST_F(ConcurrentSave, AfterTheAgentsWriteIsSortedALatencyLater) {
+  launchWithFile();
+  saveBeforeTheDateIsRecorded(FileOperation::kWrite);
+  changeAndWait(kUnsorted);
+  ASSERT_TRUE(hasSaved);
+  EXPECT_EQ(sorts(), 1U);
+  loop.advanceBy(30s - 1ms);
+  EXPECT_EQ(sorts(), 1U);
+  loop.advanceBy(1ms);
+  EXPECT_EQ(sorts(), 2U);
+  EXPECT_EQ(written(), kLaterSorted);
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(ConcurrentSave, DuringTheRefreshOfTheBrowserIsSortedALatencyLater) {
+  launchWithFile();
+  runningApplications.addRunning("com.apple.Safari", "one");
+  memory.clock.setHook([this](std::size_t) {
+    if (!hasSaved) save(kLater);
+    hasSaved = true;
+  });
+  changeAndWait(kUnsorted);
+  ASSERT_TRUE(hasSaved);
+  loop.advanceBy(30s);
+  EXPECT_EQ(written(), kLaterSorted);
+}
+
+TEST_F(ConcurrentSave, AfterAFileInOrderWasReadIsSortedALatencyLater) {
+  launchWithFile();
+  saveBeforeTheDateIsRecorded(FileOperation::kRead);
+  changeAndWait(kSorted);
+  ASSERT_TRUE(hasSaved);
+  loop.advanceBy(30s);
+  EXPECT_EQ(written(), kLaterSorted);
+}
+
+TEST_F(ConcurrentSave, LeavesTheDateThatWasFoundAsTheRecordedOne) {
+  launchWithFile();
+  saveBeforeTheDateIsRecorded(FileOperation::kWrite);
+  changeAndWait(kUnsorted);
+  EXPECT_EQ(delegate.bookmarksFileDate(), memory.fileManager.modificationDateAtPath(kFile));
+}
+
+TEST_F(ConcurrentSave, ThatIsFollowedByAnotherIsSortedOnceALatencyAfterTheLast) {
+  launchWithFile();
+  saveBeforeTheDateIsRecorded(FileOperation::kWrite);
+  changeAndWait(kUnsorted);
+  loop.advanceBy(10s);
+  save(kLater);
+  loop.advanceBy(2s + 30s - 1ms);
+  EXPECT_EQ(sorts(), 1U);
+  loop.advanceBy(1ms);
+  EXPECT_EQ(sorts(), 2U);
+  loop.advanceBy(1h);
+  EXPECT_EQ(sorts(), 2U);
+}
+
+TEST_F(ConcurrentSave, IsNotSuspectedWhereTheDateCannotBeRead) {
+  // Used as it stands for the date, and expanded by the sort: the date of such a file is never known.
+  preferences.setString(kBookmarksFilenameKey, "~/Library/Safari/Bookmarks.plist", kMainApplicationIdentifier);
+  save(kUnsorted);
+  delegate.sortBookmarks();
+  EXPECT_EQ(written(), kSorted);
+  EXPECT_EQ(loop.pendingRequestCount(), 0U);
+}
+
+}  // namespace
+}  // namespace tarvel
