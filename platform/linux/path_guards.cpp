@@ -8,7 +8,8 @@ namespace {
 
 constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kFolderGuard = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
-/// A removed folder reports its own end only when no process uses it any more; its parent reports it at once.
+/// A removed folder reports its own end only when no process uses it any more; its parent reports it at once. The last
+/// folder is enough, as the others can be removed only after it.
 constexpr std::uint32_t kRemovalGuard = IN_DELETE | IN_ONLYDIR;
 /// A link that another one is renamed over loses its last name, which is a change of its attributes.
 constexpr std::uint32_t kLinkGuard = kOwnEnd | IN_ATTRIB | IN_DONT_FOLLOW;
@@ -28,12 +29,13 @@ int PathGuards::guard(const std::string& path, std::uint32_t mask, const std::st
 int PathGuards::add(const PathWalk& walk) {
   for (const auto& folder : walk.folders) {
     if (const int code = guard(folder.path, kFolderGuard, {})) return code;
-    if (const int code = guard(parentOf(folder.path), kRemovalGuard, nameOf(folder.path))) return code;
   }
   for (const auto& link : walk.links) {
     if (const int code = guard(link.path, kLinkGuard, {})) return code;
   }
-  return walk.identity || walk.deepestFolder.empty() ? 0 : guard(walk.deepestFolder, kMissingGuard, walk.missingName);
+  const std::string& last = walk.identity ? walk.folder : walk.deepestFolder;
+  if (const int code = guard(parentOf(last), kRemovalGuard, nameOf(last))) return code;
+  return walk.identity ? 0 : guard(last, kMissingGuard, walk.missingName);
 }
 
 bool PathGuards::read() {

@@ -21,7 +21,7 @@ namespace tarvel {
 /// paths lead.
 ///
 /// Of the folder and of linked files every change is reported. Everything else on the way has a guard: each folder
-/// watches for its own move or removal and, by its parent, for the removal of its name, each link for its own
+/// watches for its own move or removal, the last one's parent for the removal of its name, each link for its own
 /// replacement, and while a part of a path is missing, the folder above watches for that name. A guard's event means
 /// only "walk the paths again"; what counts is whether they lead elsewhere.
 ///
