@@ -30,10 +30,19 @@ bool lockSoon(int fd) {
   return false;
 }
 
-/// Whether the file is this user's, and has no other name under which it means something else.
+/// Whether the file is this user's, and has no other name under which it means something else. One that was just
+/// removed has none at all.
 bool isOwnFile(int fd) {
   struct stat status {};
-  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink == 1;
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink <= 1;
+}
+
+/// Whether the open file still has the name: a lock on a removed file excludes nobody.
+bool hasName(int fd, const std::string& path) {
+  struct stat opened {};
+  struct stat named {};
+  return ::fstat(fd, &opened) == 0 && ::lstat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
 }
 
 void leaveNumber(int fd) {
@@ -45,11 +54,6 @@ void leaveNumber(int fd) {
 }  // namespace
 
 std::string instanceLockPath(const std::string& identifier) {
-  const std::string runtime = userRuntimeFolder();
-  std::error_code error;
-  if (!runtime.empty() && std::filesystem::is_directory(runtime, error)) {
-    return runtime + "/" + identifier + ".helper.lock";
-  }
   const std::string settings = userSettingsFolder();
   return settings.empty() ? std::string() : settings + "/" + identifier + "/helper.lock";
 }
@@ -58,17 +62,19 @@ InstanceLock::InstanceLock(const std::string& path) {
   constexpr mode_t kPrivate = 0600;
   // Where this fails, so does opening the file, which says why.
   (void)makePrivateFolder(std::filesystem::path(path).parent_path().string());
-  fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
-  // Anything else at the path, where others may write, is not to be filled.
-  if (fd_ && !isOwnFile(fd_.get())) {
-    fd_ = UniqueFd();
-    errno = EPERM;
+  bool isLocked = false;
+  constexpr int kAttempts = 5;
+  for (int i = 0; i < kAttempts; ++i) {
+    fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
+    // Anything else at the path, where others may write, is not to be filled.
+    if (fd_ && !isOwnFile(fd_.get())) {
+      fd_ = UniqueFd();
+      errno = EPERM;
+    }
+    isLocked = fd_ && lockSoon(fd_.get());
+    if (!isLocked || hasName(fd_.get(), path)) break;
   }
-  if (!fd_) {
-    reason_ = std::generic_category().message(errno);
-    return;
-  }
-  if (lockSoon(fd_.get())) {
+  if (isLocked) {
     state_ = State::kHeld;
     leaveNumber(fd_.get());
   } else if (errno == EWOULDBLOCK) {

@@ -7,11 +7,12 @@
 
 #include "platform/linux/unique_fd.h"
 
-// One running agent for each user and identifier.
+// One running agent for each user's settings.
 namespace tarvel {
 
-/// Where the lock lies: `<identifier>.helper.lock` in the user's runtime folder; without one, `helper.lock` in the
-/// settings folder of the identifier. Empty without a home folder too.
+/// Where the lock lies: `helper.lock` in the settings folder of the identifier. There, and not in the runtime folder,
+/// which depends on how a process was started and is removed with the session: whoever reads the same settings finds
+/// the same lock. Empty without a home folder.
 [[nodiscard]] std::string instanceLockPath(const std::string& identifier);
 
 /// A lock that this process holds, or that somebody else holds, or that cannot be had at all.

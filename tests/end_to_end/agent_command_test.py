@@ -73,7 +73,7 @@ class AgentCommand(HomeTest):
 
     def test_the_agent_outlives_the_command_and_ends_when_told(self):
         self.agent("enable")
-        lock = self.runtime / f"{IDENTIFIER}.helper.lock"
+        lock = self.settings.parent / "helper.lock"
         pid = int(lock.read_text())
         own = pathlib.Path(f"/proc/{pid}")
         self.assertEqual(os.readlink(own / "exe"), os.path.realpath(os.environ["TARVEL_HELPER"]))

@@ -415,6 +415,24 @@ def leaves_the_field_to_the_agent_that_runs_already(machine):
 
 
 @case
+def leaves_the_field_to_an_agent_started_in_another_environment(machine):
+    running_agent(machine)
+    first, machine.process = machine.process, None
+    try:
+        # As the end of a session does.
+        machine.runtime.rmdir()
+        machine.runtime.mkdir(mode=0o700)
+        del machine.environment["XDG_RUNTIME_DIR"]
+        machine.start()
+        assert machine.wait_for_end() == 0
+        assert "already running" in machine.log(), machine.log()
+        assert first.poll() is None
+    finally:
+        first.kill()
+        first.wait()
+
+
+@case
 def sorts_by_the_settings_of_the_moment(machine):
     running_agent(machine)
     machine.write(unsorted_root("b", "a"))

@@ -41,10 +41,10 @@ struct MemoryApplicationKind : MemoryLoopKind {
 };
 
 struct LinuxApplicationKind : LinuxLoopKind {
-  LinuxApplicationKind() { ::setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1); }
-  ~LinuxApplicationKind() { ::unsetenv("XDG_RUNTIME_DIR"); }
+  LinuxApplicationKind() { ::setenv("XDG_CONFIG_HOME", directory.path().c_str(), 1); }
+  ~LinuxApplicationKind() { ::unsetenv("XDG_CONFIG_HOME"); }
 
-  void startOther() { other.emplace(directory.path("org.tarvel.Test.helper.lock")); }
+  void startOther() { other.emplace(instanceLockPath("org.tarvel.Test")); }
 
   TemporaryDirectory directory;
   MemorySystemLog log;
@@ -195,18 +195,15 @@ TEST_F(LinuxApplicationTest, ASecondInstanceSaysSoInTheLog) {
 }
 
 TEST_F(LinuxApplicationTest, WithoutAPlaceForTheLockItRunsAndSaysSo) {
-  ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
   ::setenv("XDG_CONFIG_HOME", "/proc/nowhere", 1);
   delegate.atLaunch = [this] { application.terminate(); };
   EXPECT_EQ(application.run(delegate), 0);
-  ::unsetenv("XDG_CONFIG_HOME");
   EXPECT_THAT(delegate.told, ElementsAre("launched", "will terminate"));
   ASSERT_EQ(log.lines().size(), 1U);
   EXPECT_THAT(log.lines()[0], testing::HasSubstr("Could not make sure that no other TarvelHelper is running"));
 }
 
-TEST_F(LinuxApplicationTest, WithoutARuntimeFolderTheLockLiesBesideTheSettings) {
-  ::setenv("XDG_RUNTIME_DIR", "/nowhere", 1);
+TEST_F(LinuxApplicationTest, TheLockIsBesideTheSettingsInAPrivateFolder) {
   ::setenv("XDG_CONFIG_HOME", directory.path("config").c_str(), 1);
   const std::string path = instanceLockPath("org.tarvel.Test");
   EXPECT_EQ(path, directory.path("config/org.tarvel.Test/helper.lock"));
@@ -216,7 +213,6 @@ TEST_F(LinuxApplicationTest, WithoutARuntimeFolderTheLockLiesBesideTheSettings) 
     application.terminate();
   };
   EXPECT_EQ(application.run(delegate), 0);
-  ::unsetenv("XDG_CONFIG_HOME");
   EXPECT_EQ(holder, ::getpid());
   namespace fs = std::filesystem;
   EXPECT_EQ(fs::status(directory.path("config/org.tarvel.Test")).permissions(), fs::perms::owner_all);
@@ -240,6 +236,22 @@ TEST(InstanceLockTest, NoFileThatIsMoreThanALockIsWrittenTo) {
   ASSERT_EQ(::chown(path.c_str(), kOther, kOther), 0);
   EXPECT_EQ(InstanceLock(path).state(), InstanceLock::State::kUnavailable);
   EXPECT_EQ(directory.read("helper.lock"), "another user's");
+}
+
+TEST_F(LinuxApplicationTest, TheLockIsTheSameWhateverTheRuntimeFolderIs) {
+  ::unsetenv("XDG_RUNTIME_DIR");
+  const std::string path = instanceLockPath("org.tarvel.Test");
+  ::setenv("XDG_RUNTIME_DIR", directory.path("runtime").c_str(), 1);
+  EXPECT_EQ(instanceLockPath("org.tarvel.Test"), path);
+  std::filesystem::create_directory(directory.path("runtime"));
+  EXPECT_EQ(instanceLockPath("org.tarvel.Test"), path);
+  startOther();
+  // As at the end of a session.
+  std::filesystem::remove(directory.path("runtime"));
+  std::filesystem::create_directory(directory.path("runtime"));
+  EXPECT_EQ(application.run(delegate), 0);
+  EXPECT_THAT(delegate.told, testing::IsEmpty());
+  ::unsetenv("XDG_RUNTIME_DIR");
 }
 
 TEST(InstanceLockTest, ALockIsFreeOnceItsHolderIsGone) {

@@ -207,7 +207,7 @@ TEST_F(AgentOnDesktop, TheNumberOfAnAgentThatDoesNotHoldTheLockMeansNobody) {
   const auto other = spawnDetached({home.agent(), {home.agent(), "org.tarvel.Other"}, {}});
   ASSERT_TRUE(other);
   const std::string lock = instanceLockPath(ServiceHome::kIdentifier);
-  home.write("runtime/org.tarvel.Test.helper.lock", std::to_string(*other) + "\n");
+  home.write(".config/org.tarvel.Test/helper.lock", std::to_string(*other) + "\n");
   // Somebody who has just taken it, and not written down a number.
   const UniqueFd held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(held.get(), LOCK_EX | LOCK_NB), 0);
