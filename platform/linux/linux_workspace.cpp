@@ -1,5 +1,7 @@
 #include "platform/linux/linux_workspace.h"
 
+#include <utility>
+
 #include "platform/linux/application_locator.h"
 #include "platform/linux/bus_activation.h"
 #include "platform/linux/process_spawning.h"
@@ -7,13 +9,22 @@
 
 namespace tarvel {
 
-bool LinuxWorkspace::offersLaunchApplicationAtUrl() { return static_cast<bool>(UserManager()); }
+LinuxWorkspace::LinuxWorkspace(PropertyListSerialization& propertyLists, LinuxRunLoop* runLoop)
+    : propertyLists_(propertyLists), runLoop_(runLoop) {}
+
+LinuxWorkspace::~LinuxWorkspace() = default;
+
+bool LinuxWorkspace::offersLaunchApplicationAtUrl() {
+  manager_ = std::make_unique<UserManager>();
+  return static_cast<bool>(*manager_);
+}
 
 bool LinuxWorkspace::launchApplicationAtUrlOptions(const std::string& path, std::uint32_t /*options*/) {
+  std::unique_ptr<UserManager> manager = std::move(manager_);
   const auto command = commandForApplication(propertyLists_, path);
   if (!command) return false;
-  UserManager manager;
-  return manager && manager.start(*command);
+  if (!manager) manager = std::make_unique<UserManager>();
+  return *manager && manager->start(*command);
 }
 
 bool LinuxWorkspace::launchApplication(const std::string& path) {

@@ -44,6 +44,29 @@ BusMessagePointer ManagerConnection::newCall(const char* method) const {
   return BusMessagePointer(made < 0 ? nullptr : message);
 }
 
+std::optional<std::vector<std::string>> ManagerConnection::environment() const {
+  sd_bus_message* message = nullptr;
+  if (bus_ == nullptr || sd_bus_message_new_method_call(bus_.get(), &message, destination_, kManagerPath,
+                                                        "org.freedesktop.DBus.Properties", "Get") < 0) {
+    return std::nullopt;
+  }
+  const BusMessagePointer request(message);
+  sd_bus_message* received = nullptr;
+  if (sd_bus_message_append(request.get(), "ss", kManagerInterface, "Environment") < 0 ||
+      sd_bus_call(bus_.get(), request.get(), busTimeout(kGreeting), nullptr, &received) < 0) {
+    return std::nullopt;
+  }
+  const BusMessagePointer answer(received);
+  if (sd_bus_message_enter_container(answer.get(), 'v', "as") <= 0 ||
+      sd_bus_message_enter_container(answer.get(), 'a', "s") < 0) {
+    return std::nullopt;
+  }
+  std::vector<std::string> entries;
+  const char* entry = nullptr;
+  while (sd_bus_message_read(answer.get(), "s", &entry) > 0) entries.emplace_back(entry);
+  return entries;
+}
+
 bool ManagerConnection::answers(const Deadline& deadline) const {
   sd_bus_message* message = nullptr;
   if (sd_bus_message_new_method_call(bus_.get(), &message, destination_, kManagerPath, "org.freedesktop.DBus.Peer",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ class ManagerConnection {
 
   /// A call of the manager's own. Null when out of memory.
   [[nodiscard]] BusMessagePointer newCall(const char* method) const;
+  /// The variables, as "NAME=value", that the manager gives to what it starts. None when it does not tell.
+  [[nodiscard]] std::optional<std::vector<std::string>> environment() const;
   void sendWithoutWaiting(BusMessagePointer message) const;
 
   /// How a request for a job ended.

@@ -1,6 +1,7 @@
 // A stand-in for the user's service manager on the session bus. It takes requests for transient units, writes down what
 // was asked in the file "unit" of the folder that TARVEL_RECORD names, executes the program as asked, and tells how the
-// job ended. What it is asked to stop it writes into the file "stopped".
+// job ended. What it is asked to stop it writes into the file "stopped". The lines of the file "manager" are its own
+// environment.
 //
 // With the argument "endless" it never tells how a job ended, with "mute" it does not even answer the request; neither
 // executes anything.
@@ -150,10 +151,22 @@ int subscribe(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) 
   return sd_bus_reply_method_return(message, "");
 }
 
+/// The lines of the file "manager", if there is one.
+int environment(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* /*property*/,
+                sd_bus_message* reply, void* /*data*/, sd_bus_error* /*error*/) {
+  (void)sd_bus_message_open_container(reply, 'a', "s");
+  std::ifstream file(inRecord("manager"));
+  for (std::string line; std::getline(file, line);) (void)sd_bus_message_append(reply, "s", line.c_str());
+  return sd_bus_message_close_container(reply);
+}
+
 constexpr sd_bus_vtable kManager[] = {
-    SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Subscribe", "", "", subscribe, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("Subscribe", "", "", subscribe, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_PROPERTY("Environment", "as", environment, 0, 0),
     SD_BUS_METHOD("StartTransientUnit", "ssa(sv)a(sa(sv))", "o", startUnit, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("StopUnit", "ss", "o", stopUnit, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
+    SD_BUS_METHOD("StopUnit", "ss", "o", stopUnit, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END};
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "platform/linux/manager_connection.h"
 #include "tests/support/child_process.h"
 #include "tests/support/launching_fixture.h"
 #include "tests/support/real_user_manager.h"
@@ -87,6 +88,38 @@ TEST_F(FakeManager, IsToldWhatAProgramHasToKnowOfTheSessionAndNothingElse) {
   for (const char* name : {"XDG_ACTIVATION_TOKEN", "XDG_SESSION_DESKTOP", "XDG_SEAT", "TARVEL_RECORD", "PATH"}) {
     EXPECT_THAT(environment, Not(HasSubstr("|" + std::string(name) + "="))) << name;
   }
+}
+
+TEST_F(FakeManager, KeepsTheDisplayThatItKnowsWithAllThatBelongsToIt) {
+  startManager();
+  const SessionVariables variables;
+  directory.write("manager", "DISPLAY=:5\nLANG=de_DE.UTF-8\n");
+  ::setenv("LANG", "en_GB.UTF-8", 1);
+  EXPECT_TRUE(launch(program("recorder")));
+  ::unsetenv("LANG");
+  const std::string environment = "|" + linesOf("unit")["Environment"].substr(3);
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "XDG_CURRENT_DESKTOP", "LANG"}) {
+    EXPECT_THAT(environment, Not(HasSubstr("|" + std::string(name) + "="))) << name;
+  }
+  EXPECT_THAT(environment, HasSubstr("|XDG_DATA_HOME=" + directory.path("data") + "|"));
+}
+
+TEST_F(FakeManager, IsToldWhereTheSettingsAreWhateverItThinks) {
+  startManager();
+  directory.write("manager", "XDG_CONFIG_HOME=/elsewhere\n");
+  EXPECT_TRUE(launch(program("recorder")));
+  EXPECT_THAT("|" + linesOf("unit")["Environment"].substr(3),
+              HasSubstr("|XDG_CONFIG_HOME=" + directory.path(".config") + "|"));
+}
+
+TEST_F(FakeManager, LaunchesOverTheConnectionOnWhichItAnswered) {
+  startManager();
+  const std::string path = program("recorder");
+  ASSERT_TRUE(workspace.offersLaunchApplicationAtUrl());
+  ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
+  EXPECT_TRUE(launch(path));
+  // The next one needs a manager that is there then.
+  EXPECT_FALSE(launch(path));
 }
 
 TEST_F(FakeManager, IsNeverAskedForOneUnitTwice) {
@@ -197,6 +230,19 @@ TEST_F(RealManager, ExecutesAUnitOfItsOwnWithEveryWordAsItIs) {
   EXPECT_EQ(one.environment["XDG_CURRENT_DESKTOP"], "Tarvel:Test");
   EXPECT_EQ(one.environment["WAYLAND_DISPLAY"], "wayland-7");
   EXPECT_THAT(one.environment, Not(Contains(Key("XDG_ACTIVATION_TOKEN"))));
+}
+
+TEST_F(RealManager, GivesTheDisplayThatItWasToldOfLater) {
+  const SessionVariables variables;
+  const ManagerConnection connection;
+  const BusMessagePointer request = connection.newCall("SetEnvironment");
+  ASSERT_TRUE(request);
+  ASSERT_GE(sd_bus_message_append(request.get(), "as", 2, "WAYLAND_DISPLAY=wayland-8", "XDG_CURRENT_DESKTOP=Newer"), 0);
+  ASSERT_GE(sd_bus_call(connection.bus(), request.get(), busTimeout(kTooLong), nullptr, nullptr), 0);
+  EXPECT_TRUE(launch(program("recorder")));
+  Notes one = waitForNotes();
+  EXPECT_EQ(one.environment["WAYLAND_DISPLAY"], "wayland-8");
+  EXPECT_EQ(one.environment["XDG_CURRENT_DESKTOP"], "Newer");
 }
 
 TEST_F(RealManager, SaysWhenItCouldNotExecuteIt) {
