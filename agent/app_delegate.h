@@ -105,6 +105,8 @@ class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate,
 
  private:
   void requestSortBookmarksAfterDelay(double seconds);
+  /// Between two sorts, gives way to a newer version of this program.
+  void restartIfReplaced();
   /// `sortedDate` is the date of the file as the sort left it.
   void finishSuccessfulSort(const std::optional<Date>& sortedDate);
   void reportAndTerminate(std::int32_t code, const std::string& filename);
@@ -113,6 +115,7 @@ class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate,
   std::optional<Date> bookmarksFileDate_;
   std::int64_t bookmarksFileUpdateLatency_ = 0;
   std::optional<std::string> defaultBookmarksFile_;
+  bool isSortRequested_ = false;
   std::shared_ptr<OrvoEvents> directoryEvents_;
   std::unique_ptr<Timer> updateTimer_;
   const AgentPlatform& platform_;

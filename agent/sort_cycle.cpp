@@ -46,23 +46,31 @@ std::optional<Date> AppDelegate::readBookmarksFileModificationDate() {
 
 void AppDelegate::incomingEventWithFlagsAndId(OrvoEvents& /*watcher*/, std::uint32_t /*flags*/, std::uint64_t /*id*/) {
   const std::optional<Date> date = readBookmarksFileModificationDate();
-  if (date && date == bookmarksFileDate_) return;
+  if (date && date == bookmarksFileDate_) return restartIfReplaced();
   platform_.runLoop.cancelPreviousPerformRequestsWithTargetSelectorObject(this, kSortSelector, nullptr);
   requestSortBookmarksAfterDelay(static_cast<double>(bookmarksFileUpdateLatency_));
 }
 
+void AppDelegate::restartIfReplaced() {
+  // A new agent sorts nothing at its launch, so that a change that waits for its sort is sorted by this one.
+  if (!isSortRequested_) platform_.application.restartIfReplaced();
+}
+
 void AppDelegate::requestSortBookmarksAfterDelay(double seconds) {
+  isSortRequested_ = true;
   platform_.runLoop.performSelectorWithObjectAfterDelay(
       this, kSortSelector, nullptr, [this] { sortBookmarks(); }, seconds);
 }
 
 void AppDelegate::sortBookmarks() {
+  isSortRequested_ = false;
   // The agent's own writing is not to wake it.
   if (directoryEvents_) directoryEvents_->pause();
   Tarvel tarvel(platform_.sorting);
   setupTarvel(tarvel);
   // A sorter knows no path while nothing lies there; the message still has to name the file that was looked for.
-  const std::string filename = tarvel.bookmarksFilename().value_or(bookmarksFilename());
+  const std::string filename = tarvel.bookmarksFilename().value_or(
+      platform_.sorting.fileManager.stringByExpandingTildeInPath(bookmarksFilename()));
   const TarvelError error = tarvel.sortBookmarks();
   if (error == TarvelErrorNone) {
     finishSuccessfulSort(tarvel.sortedFileDate());
@@ -90,6 +98,7 @@ void AppDelegate::finishSuccessfulSort(const std::optional<Date>& sortedDate) {
     (void)startWatchingBookmarksFile();
   }
   retryCount = 0;
+  restartIfReplaced();
 }
 
 void AppDelegate::reportAndTerminate(std::int32_t code, const std::string& filename) {

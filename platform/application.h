@@ -2,6 +2,10 @@
 
 namespace tarvel {
 
+/// The exit status that asks the service manager for a new start, by "RestartForceExitStatus" in the unit. The number
+/// is that of a temporary failure.
+inline constexpr int kRestartStatus = 75;
+
 /// What a program does at the two ends of its life.
 class ApplicationDelegate {
  public:
@@ -20,13 +24,18 @@ class Application {
   virtual ~Application() = default;
 
   /// Tells the delegate that launching is over, then turns the run loop until the application is terminated. Answers
-  /// the exit status of the process, which is 0 also where another instance is running already: that one is logged and
-  /// the delegate hears nothing. `delegate` is borrowed until run() returns.
+  /// the exit status of the process: kRestartStatus after restartIfReplaced(), and 0 also where another instance is
+  /// running already: that one is logged and the delegate hears nothing. `delegate` is borrowed until run() returns.
   [[nodiscard]] virtual int run(ApplicationDelegate& delegate) = 0;
 
   /// Tells the delegate that the end has come, within this call, and makes run() return as soon as the callback that is
   /// under way returns: no request, timer, event or signal is handled any more. A second call does nothing.
   virtual void terminate() = 0;
+
+  /// terminate(), with an exit status that has the service manager start the program again, if another version of the
+  /// program is installed by now and a service manager runs this one. Answers whether. To be called when nothing is
+  /// under way: the new process knows nothing of this one.
+  virtual bool restartIfReplaced() = 0;
 };
 
 }  // namespace tarvel

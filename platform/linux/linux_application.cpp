@@ -4,6 +4,8 @@
 #include <csignal>
 #include <utility>
 
+#include "platform/linux/login_files.h"
+
 namespace tarvel {
 
 namespace {
@@ -12,8 +14,9 @@ constexpr std::array<int, 3> kEndingSignals = {SIGTERM, SIGINT, SIGHUP};
 
 }  // namespace
 
-LinuxApplication::LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier)
-    : runLoop_(runLoop), systemLog_(systemLog), identifier_(std::move(identifier)) {}
+LinuxApplication::LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier,
+                                   OwnProgram program)
+    : runLoop_(runLoop), systemLog_(systemLog), identifier_(std::move(identifier)), program_(std::move(program)) {}
 
 bool LinuxApplication::takeLock() {
   const std::string path = instanceLockPath(identifier_);
@@ -45,11 +48,19 @@ int LinuxApplication::run(ApplicationDelegate& delegate) {
   if (!takeLock()) return 0;
   delegate_ = &delegate;
   delegate.applicationDidFinishLaunching();
-  if (isTerminated_) return 0;
-  if (runLoop_.run()) return 0;
+  if (isTerminated_ || runLoop_.run()) return status_;
   systemLog_.log("The run loop broke down, terminating.");
   terminate();
   return 1;
+}
+
+bool LinuxApplication::restartIfReplaced() {
+  if (isTerminated_ || delegate_ == nullptr) return false;
+  if (!program_.isReplaced() || !program_.isRunByUnit(kAgentUnit)) return false;
+  systemLog_.log("Another version of TarvelHelper is installed, restarting.");
+  status_ = kRestartStatus;
+  terminate();
+  return true;
 }
 
 void LinuxApplication::terminate() {

@@ -8,6 +8,7 @@
 #include "platform/application.h"
 #include "platform/linux/instance_lock.h"
 #include "platform/linux/linux_run_loop.h"
+#include "platform/linux/own_program.h"
 #include "platform/system_log.h"
 
 namespace tarvel {
@@ -17,10 +18,12 @@ namespace tarvel {
 class LinuxApplication final : public Application {
  public:
   /// `runLoop` and `systemLog` are borrowed. `identifier` tells which applications are of one kind.
-  LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier);
+  LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier,
+                   OwnProgram program = OwnProgram());
 
   [[nodiscard]] int run(ApplicationDelegate& delegate) override;
   void terminate() override;
+  bool restartIfReplaced() override;
 
  private:
   [[nodiscard]] bool takeLock();
@@ -31,7 +34,9 @@ class LinuxApplication final : public Application {
   std::string identifier_;
   std::optional<InstanceLock> lock_;
   std::vector<std::unique_ptr<LoopSource>> signals_;
+  OwnProgram program_;
   ApplicationDelegate* delegate_ = nullptr;
+  int status_ = 0;
   bool isTerminated_ = false;
 };
 

@@ -13,7 +13,14 @@ int MemoryApplication::run(ApplicationDelegate& delegate) {
   while (!isTerminated_) {
     if (!runLoop_.runNext()) terminate();
   }
-  return 0;
+  return status_;
+}
+
+bool MemoryApplication::restartIfReplaced() {
+  if (!isReplaced_ || isTerminated_ || delegate_ == nullptr) return false;
+  status_ = kRestartStatus;
+  terminate();
+  return true;
 }
 
 void MemoryApplication::terminate() {

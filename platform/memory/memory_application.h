@@ -14,11 +14,16 @@ class MemoryApplication final : public Application {
   /// pending, the signal for an orderly end comes.
   [[nodiscard]] int run(ApplicationDelegate& delegate) override;
   void terminate() override;
+  bool restartIfReplaced() override;
 
   /// The first half of run(): the delegate is told that launching is over, and then the test turns the loop.
   void launch(ApplicationDelegate& delegate);
   /// From now on another instance of this application is running.
   void setOtherInstanceRuns() { otherInstanceRuns_ = true; }
+  /// From now on another version of the program is installed, and a service manager runs this one.
+  void setIsReplaced() { isReplaced_ = true; }
+  /// Whether the end asked for a new start.
+  [[nodiscard]] bool isRestarting() const { return status_ == kRestartStatus; }
   [[nodiscard]] bool isTerminated() const { return isTerminated_; }
 
  private:
@@ -26,6 +31,8 @@ class MemoryApplication final : public Application {
   ApplicationDelegate* delegate_ = nullptr;
   bool otherInstanceRuns_ = false;
   bool isTerminated_ = false;
+  bool isReplaced_ = false;
+  int status_ = 0;
 };
 
 }  // namespace tarvel

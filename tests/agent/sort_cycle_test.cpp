@@ -440,5 +440,11 @@ TEST_F(SortCycle, TheClockOfTheWallDoesNotDelayASort) {
   EXPECT_EQ(sorts(), 1U);
 }
 
+TEST_F(SortCycle, AMissingFileIsNamedByThePathThatWasLookedFor) {
+  preferences.setString(kBookmarksFilenameKey, "~/Safari/B.plist", kMainApplicationIdentifier);
+  delegate.sortBookmarks();
+  EXPECT_THAT(log().back(), testing::HasSubstr("“/home/user/Safari/B.plist”"));
+}
+
 }  // namespace
 }  // namespace tarvel

@@ -6,6 +6,7 @@ import os
 import pathlib
 import plistlib
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -420,7 +421,7 @@ def leaves_the_field_to_an_agent_started_in_another_environment(machine):
     first, machine.process = machine.process, None
     try:
         # As the end of a session does.
-        machine.runtime.rmdir()
+        shutil.rmtree(machine.runtime)
         machine.runtime.mkdir(mode=0o700)
         del machine.environment["XDG_RUNTIME_DIR"]
         machine.start()
