@@ -1,5 +1,6 @@
 #include "platform/linux/linux_agent_platform.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -18,7 +19,11 @@ std::string checkerBesideThisProgram() {
 std::unique_ptr<LinuxAgentPlatform> LinuxAgentPlatform::create(const std::string& program,
                                                                const std::string& identifier) {
   std::unique_ptr<LinuxRunLoop> runLoop = LinuxRunLoop::create();
-  if (!runLoop) return nullptr;
+  if (!runLoop) {
+    LinuxSystemLog(program).log("Could not create a run loop: " + std::generic_category().message(errno) +
+                                ", terminating.");
+    return nullptr;
+  }
   return std::unique_ptr<LinuxAgentPlatform>(new LinuxAgentPlatform(std::move(runLoop), program, identifier));
 }
 

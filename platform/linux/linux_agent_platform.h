@@ -24,8 +24,8 @@ namespace tarvel {
 /// Everything an agent stands on, on Linux. Owns it all.
 class LinuxAgentPlatform {
  public:
-  /// `program` names the agent in the log, `identifier` the application it belongs to. Null when the kernel gives no
-  /// descriptors for a run loop.
+  /// `program` names the agent in the log, `identifier` the application it belongs to. Null, logged, when the
+  /// kernel gives no descriptors for a run loop.
   [[nodiscard]] static std::unique_ptr<LinuxAgentPlatform> create(const std::string& program,
                                                                   const std::string& identifier);
 

@@ -30,7 +30,7 @@ constexpr double kSecondsTo2001 = 978307200;
 class LinuxUpdater final : public Updater {
  public:
   LinuxUpdater(const UpdaterSurroundings& surroundings, const std::string& bundlePath)
-      : surroundings_(surroundings), bundle_(surroundings.bundles.bundleWithPath(bundlePath)) {}
+      : surroundings_(surroundings), bundlePath_(bundlePath) {}
 
   [[nodiscard]] bool automaticallyChecksForUpdates() override {
     // Nobody was asked yet where the key is absent, and the agent asks nobody: that means no.
@@ -63,6 +63,7 @@ class LinuxUpdater final : public Updater {
     if (const auto version = skipped.root.string(); version && !version->empty()) {
       arguments.insert(arguments.end(), {"--skipped", std::string(*version)});
     }
+    checkedVersion_ = information(kVersionKey);
     check_ = UpdateCheckProcess::start(surroundings_.runLoop, surroundings_.checker, std::move(arguments),
                                        surroundings_.deadline,
                                        [this](const std::optional<std::string>& version) { finish(version); });
@@ -71,8 +72,10 @@ class LinuxUpdater final : public Updater {
  private:
   [[nodiscard]] PreferencesStore& preferences() const { return surroundings_.preferences; }
 
+  /// Read afresh: an upgrade replaces it while the agent runs.
   [[nodiscard]] std::string information(const char* key) const {
-    return bundle_ ? bundle_->stringForInfoDictionaryKey(key).value_or("") : "";
+    const std::unique_ptr<Bundle> bundle = surroundings_.bundles.bundleWithPath(bundlePath_);
+    return bundle ? bundle->stringForInfoDictionaryKey(key).value_or("") : "";
   }
   [[nodiscard]] std::string identifier() const { return information(kIdentifierKey); }
 
@@ -102,11 +105,14 @@ class LinuxUpdater final : public Updater {
 
   void finish(const std::optional<std::string>& version) {
     check_.reset();
+    // Compared with a version that was replaced meanwhile, it may be the one that is installed now.
+    if (information(kVersionKey) != checkedVersion_) return;
     if (version && delegate_ != nullptr) delegate_->updaterDidFindValidUpdate(*this, {*version});
   }
 
   const UpdaterSurroundings& surroundings_;
-  std::unique_ptr<Bundle> bundle_;
+  std::string bundlePath_;
+  std::string checkedVersion_;
   UpdaterDelegate* delegate_ = nullptr;
   std::unique_ptr<UpdateCheckProcess> check_;
 };
