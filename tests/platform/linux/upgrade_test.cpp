@@ -15,12 +15,15 @@
 #include "platform/linux/linux_application.h"
 #include "platform/linux/linux_bundle.h"
 #include "platform/linux/linux_updater.h"
+#include "platform/linux/login_files.h"
 #include "platform/linux/own_program.h"
-#include "platform/memory/memory_preferences_store.h"
+#include "platform/linux/user_units.h"
 #include "platform/memory/memory_platform.h"
+#include "platform/memory/memory_preferences_store.h"
 #include "platform/plist/serialization.h"
 #include "tests/support/child_process.h"
 #include "tests/support/linux_stream.h"
+#include "tests/support/service_home.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
@@ -138,6 +141,27 @@ TEST_F(ApplicationUpgrade, WithoutAManagerToStartTheNewOneTheOldOneGoesOn) {
 TEST_F(ApplicationUpgrade, AServiceWhoseProgramIsTheSameGoesOn) {
   EXPECT_EQ(run(ownProgram()), 0);
   EXPECT_FALSE(delegate.hasRestarted);
+}
+
+TEST(UnitUpgrade, TheManagerStartsAnAgentAgainThatAsksForIt) {
+  ServiceHome home;
+  const RealUserManager& manager = home.startRealManager();
+  if (manager.isImpossible()) GTEST_SKIP() << "no service manager can be run here: " << manager.log();
+  ASSERT_TRUE(manager.isUp()) << manager.log();
+  // In the agent's place: asks at its first start, and stays at its second.
+  home.write("TarvelHelper", "#!/bin/sh\necho run >> \"$HOME/runs\"\n[ $(wc -l < \"$HOME/runs\") = 1 ] && exit " +
+                                 std::to_string(kRestartStatus) + "\nexec sleep 1000\n");
+  fs::permissions(home.path("TarvelHelper"), fs::perms::owner_all);
+  home.write(ServiceHome::kUnit, unitFor(home.path("TarvelHelper")).value_or(""));
+  const ManagerConnection connection;
+  UserUnits units(connection);
+  ASSERT_TRUE(units.reload());
+  ASSERT_TRUE(units.start(kAgentUnit));
+  const auto runs = [&home] { return home.has("runs") ? home.read("runs") : std::string(); };
+  for (int i = 0; i < 1000 && runs() != "run\nrun\n"; ++i) ::usleep(10'000);
+  EXPECT_EQ(runs(), "run\nrun\n");
+  EXPECT_TRUE(units.factsOf(kAgentUnit).isActive);
+  EXPECT_TRUE(units.stop(kAgentUnit));
 }
 
 /// Real bundles, and a checker that says what it was asked and finds version 2.
