@@ -86,9 +86,7 @@ void AgentWorld::runFirstStep() {
   action();
 }
 
-bool AgentWorld::mayHappenNow(Step step) const {
-  return !isLaunching_ && step != Step::kAgent;
-}
+bool AgentWorld::mayHappenNow(Step step) const { return !isLaunching_ && step != Step::kAgent; }
 
 /// In the midst of a sleep of the agent.
 void AgentWorld::runDueSteps() {

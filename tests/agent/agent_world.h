@@ -30,8 +30,8 @@ enum class Content { kNothing, kBookmarks, kNoPropertyList, kNoBookmarks, kNewer
 enum class Step { kBookmarksFile, kNeighbour, kAgent };
 
 /// A machine in virtual time on which agents come and go while somebody writes at moments nobody chose: between two
-/// events of the agent, while it sleeps, and between any two of its file operations. Whatever goes wrong is a failure of
-/// the running test.
+/// events of the agent, while it sleeps, and between any two of its file operations. Whatever goes wrong is a failure
+/// of the running test.
 class AgentWorld {
  public:
   static constexpr const char* kFolder = "/home/user/Library/Safari";
