@@ -22,6 +22,9 @@ enum class PropertyListFormat : std::uint32_t {
   kBinary = 200,
 };
 
+/// Reading a text of up to so many bytes again costs hardly more than to know that it was read.
+inline constexpr std::size_t kLongestShortText = 256;
+
 /// What a value is. `kNull` and `kSet` occur in binary files only; they can be read but not written.
 enum class PropertyListType : std::uint8_t {
   kAbsent,
@@ -92,6 +95,12 @@ class PropertyListValue {
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> data() const;
   /// Decoded on first use and kept by the tree: the view lives as long as the tree.
   [[nodiscard]] std::optional<std::string_view> string() const;
+  /// The same, but equal long texts of a tree answer one view: a file may refer to long texts from everywhere, and so
+  /// each is compared with others once. Texts of up to kLongestShortText bytes are as string() answers them.
+  [[nodiscard]] std::optional<std::string_view> uniqueString() const;
+  /// What `property` answers for the text; false without one. The answer for a long text is kept by the tree, so that
+  /// it is read once, however often it is referred to.
+  [[nodiscard]] bool textHas(bool (*property)(std::string_view text)) const;
   [[nodiscard]] std::optional<std::uint32_t> uid() const;  ///< Of an archive's reference.
   /// A null handle when the value is no array.
   [[nodiscard]] PropertyListArray array() const;

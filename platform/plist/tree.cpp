@@ -125,6 +125,17 @@ std::optional<std::string_view> PropertyListValue::string() const {
   return text;
 }
 
+std::optional<std::string_view> PropertyListValue::uniqueString() const {
+  if (tree_ == nullptr || isContainerSlot(slot_)) return std::nullopt;
+  const std::string_view text = Access::storage(*this).uniqueText(slot_);
+  if (text.data() == nullptr) return std::nullopt;
+  return text;
+}
+
+bool PropertyListValue::textHas(bool (*property)(std::string_view text)) const {
+  return tree_ != nullptr && !isContainerSlot(slot_) && Access::storage(*this).textHas(slot_, property);
+}
+
 std::optional<std::uint32_t> PropertyListValue::uid() const {
   const std::uint8_t* object = leafOfType(*this, PropertyListType::kUid);
   if (object == nullptr) return std::nullopt;

@@ -186,6 +186,29 @@ Slot PropertyListTree::Storage::canonicalKey(Slot key) {
   return canonical;
 }
 
+std::string_view PropertyListTree::Storage::uniqueLongText(Slot slot) {
+  const auto [known, isNew] = uniqueLongTexts_.try_emplace(slot, slot);
+  if (isNew) known.value() = findCanonicalKey(slot);
+  return text(known->second);
+}
+
+bool PropertyListTree::Storage::textHas(Slot slot, bool (*property)(std::string_view)) {
+  const std::string_view own = text(slot);
+  if (own.size() <= kLongestShortText) return own.data() != nullptr && property(own);
+  auto known = std::ranges::find(knownProperties_, property, [](const auto& entry) { return entry.first; });
+  if (known == knownProperties_.end()) known = knownProperties_.insert(known, {property, {}});
+  const auto [answer, isNew] = known->second.try_emplace(slot, false);
+  if (isNew) answer.value() = property(own);
+  return answer->second;
+}
+
+std::uint32_t PropertyListTree::Storage::keyHash(Slot key, std::string_view text) {
+  if (text.size() <= kLongestShortText) return PropertyListKey::hashOf(text);
+  const auto [known, isNew] = longKeyHashes_.try_emplace(key, 0);
+  if (isNew) known.value() = PropertyListKey::hashOf(text);
+  return known->second;
+}
+
 std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
   std::uint64_t hash = XXH3_64bits_withSeed(keys.data(), keys.size_bytes(), hashSeed);
   for (auto found = shapesByHash_.find(hash); found != shapesByHash_.end(); found = shapesByHash_.find(++hash)) {
@@ -196,7 +219,7 @@ std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
   for (const Slot key : keys) {
     const std::string_view keyText = text(key);
     shape.texts.push_back(keyText);
-    shape.hashes.push_back(PropertyListKey::hashOf(keyText));
+    shape.hashes.push_back(keyHash(key, keyText));
     if (keyText.data() == nullptr) holdsUnwritable = true;
   }
   shapes.push_back(std::move(shape));

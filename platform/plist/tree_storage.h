@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/data.h"
@@ -168,18 +169,30 @@ struct PropertyListTree::Storage {
   /// One key for all that are equal: as texts, however stored, or by their stored bytes where they are no texts. Looks
   /// at the bytes of each object of the source once, however often the file refers to it.
   [[nodiscard]] Slot canonicalKey(Slot key);
+  /// The text of a string leaf; of equal long ones always the same one.
+  [[nodiscard]] std::string_view uniqueText(Slot slot) {
+    const std::string_view own = text(slot);
+    return own.size() <= kLongestShortText ? own : uniqueLongText(slot);
+  }
+  [[nodiscard]] bool textHas(Slot slot, bool (*property)(std::string_view));
   /// The shape with these keys, which are canonical and distinct.
   [[nodiscard]] std::uint32_t shapeFor(std::span<const Slot> keys);
   void grow(Container& container, std::uint32_t capacity);
 
  private:
   [[nodiscard]] std::string_view decodedText(Slot slot, const std::uint8_t* object);
+  [[nodiscard]] std::string_view uniqueLongText(Slot slot);
+  [[nodiscard]] std::uint32_t keyHash(Slot key, std::string_view text);
   [[nodiscard]] Slot findCanonicalKey(Slot key);
   /// What a key is hashed by: its text, or its stored bytes.
   [[nodiscard]] std::span<const std::uint8_t> keyBytes(Slot key);
   [[nodiscard]] bool isSameKey(Slot a, Slot b);
 
   tsl::robin_map<Slot, Slot> canonicalOfSource_;
+  tsl::robin_map<Slot, Slot> uniqueLongTexts_;
+  /// For each property that was asked for: of which long texts it is known.
+  std::vector<std::pair<bool (*)(std::string_view), tsl::robin_map<Slot, bool>>> knownProperties_;
+  tsl::robin_map<Slot, std::uint32_t> longKeyHashes_;
   /// By a hash of the content; the chain goes on at the next hash, here and for the shapes.
   tsl::robin_map<std::uint64_t, Slot> canonicalByHash_;
   tsl::robin_map<std::uint64_t, std::uint32_t> shapesByHash_;

@@ -198,5 +198,44 @@ TEST_F(TreeTest, SuccessorIsANewEmptyArray) {
   EXPECT_TRUE(array.empty());
 }
 
+TEST(PropertyListTree, EqualLongTextsAnswerOneView) {
+  PropertyListTree tree;
+  const std::string text(kLongestShortText + 1, 'a');
+  const PropertyListValue first = tree.makeString(text);
+  const PropertyListValue second = tree.makeString(text);
+  const PropertyListValue other = tree.makeString(text + "b");
+  ASSERT_NE(first.string()->data(), second.string()->data());
+  EXPECT_EQ(first.uniqueString(), text);
+  EXPECT_EQ(first.uniqueString()->data(), second.uniqueString()->data());
+  EXPECT_EQ(other.uniqueString(), text + "b");
+  EXPECT_EQ(tree.makeString("short").uniqueString(), "short");
+  EXPECT_EQ(tree.makeInteger(1).uniqueString(), std::nullopt);
+  EXPECT_EQ(PropertyListValue().uniqueString(), std::nullopt);
+}
+
+int propertyQuestions = 0;
+bool beginsWithA(std::string_view text) {
+  ++propertyQuestions;
+  return text.starts_with('a');
+}
+bool beginsWithB(std::string_view text) { return text.starts_with('b'); }
+
+TEST(PropertyListTree, APropertyOfALongTextIsAskedForOnce) {
+  PropertyListTree tree;
+  const PropertyListValue first = tree.makeString(std::string(kLongestShortText + 1, 'a'));
+  const PropertyListValue second = tree.makeString(std::string(kLongestShortText + 1, 'b'));
+  propertyQuestions = 0;
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_TRUE(first.textHas(beginsWithA));
+    EXPECT_FALSE(second.textHas(beginsWithA));
+    EXPECT_FALSE(first.textHas(beginsWithB));
+    EXPECT_TRUE(second.textHas(beginsWithB));
+  }
+  EXPECT_EQ(propertyQuestions, 2);
+  EXPECT_TRUE(tree.makeString("a").textHas(beginsWithA));
+  EXPECT_FALSE(tree.makeInteger(1).textHas(beginsWithA));
+  EXPECT_FALSE(PropertyListValue().textHas(beginsWithA));
+}
+
 }  // namespace
 }  // namespace tarvel
