@@ -103,13 +103,19 @@ PropertyListDictionary Tarvel::bookmarksDictionaryWithRootNodeBookmarksBarAndBoo
 }
 
 std::optional<std::string_view> Tarvel::titleFromBookmarkNode(PropertyListDictionary bookmarkNode) const {
-  if (const auto title = bookmarkNode.string(kTitleKey)) return title;
-  return bookmarkNode.dictionary(kURIDictionaryKey).string(kURITitleKey);
+  if (const auto title = bookmarkNode.get(kTitleKey).uniqueString()) return title;
+  return bookmarkNode.dictionary(kURIDictionaryKey).get(kURITitleKey).uniqueString();
 }
 
 void Tarvel::setTitleForBookmarkNode(std::string_view title, PropertyListDictionary bookmarkNode) {
   const TitlePlace place = titlePlaceIn(bookmarkNode);
   place.dictionary.setString(place.key, title);
+}
+
+/// The title is shared, not copied: a file may give one long address to any number of untitled bookmarks.
+void Tarvel::setTitleValue(PropertyListValue title, PropertyListDictionary bookmarkNode) {
+  const TitlePlace place = titlePlaceIn(bookmarkNode);
+  if (place.dictionary.string(place.key) != title.string()) place.dictionary.set(place.key, title);
 }
 
 /// The reverse of the order in which a title is read, deliberately: a node with both keeps what it is read by.

@@ -40,26 +40,26 @@ void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
 void Tarvel::cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance) {
   enterStage(SortStage::kCleaning);
   const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
-  StringSet duplicateURLLookupSet;
+  BookmarkSet duplicateURLLookupSet;
   // Fuller than by default: what counts is how much of the table a cache holds.
   duplicateURLLookupSet.max_load_factor(kLookupSetLoad);
   duplicateURLLookupSet.reserve(capacity);
-  // The answer would remove the root itself, and that never happens.
-  (void)isFaultyNode(rootNode, duplicateURLLookupSet, allowance);
+  // The root itself stays, so it is not asked whether it is faulty.
+  if (typeFromBookmarkNode(rootNode) == BookmarkNodeTypeList) cleanChildren(rootNode, duplicateURLLookupSet, allowance);
 }
 
 bool Tarvel::isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
-                                                          StringSet& duplicateURLLookupSet) {
+                                                          BookmarkSet& duplicateURLLookupSet) {
   RenamingAllowance allowance;
   return isFaultyNode(bookmarkNode, duplicateURLLookupSet, allowance);
 }
 
-bool Tarvel::isFaultyNode(PropertyListDictionary node, StringSet& urls, RenamingAllowance& allowance) {
+bool Tarvel::isFaultyNode(PropertyListDictionary node, BookmarkSet& bookmarks, RenamingAllowance& allowance) {
   switch (typeFromBookmarkNode(node)) {
     case BookmarkNodeTypeList:
-      return isFaultyFolder(node, urls, allowance);
+      return isFaultyFolder(node, bookmarks, allowance);
     case BookmarkNodeTypeLeaf:
-      return isFaultyLeaf(node, urls);
+      return isFaultyLeaf(node, bookmarks);
     case BookmarkNodeTypeNone:
     case BookmarkNodeTypeProxy:
       return false;
@@ -67,38 +67,43 @@ bool Tarvel::isFaultyNode(PropertyListDictionary node, StringSet& urls, Renaming
   return false;
 }
 
-bool Tarvel::isFaultyFolder(PropertyListDictionary folder, StringSet& urls, RenamingAllowance& allowance) {
+void Tarvel::cleanChildren(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance) {
   const PropertyListArray children = folder.array(kChildrenKey);
-  if (!children.empty()) {
-    if (sortObserver_ != nullptr) sortObserver_->folderEntered(folder);
-    TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, urls.hash_function());
-    // From the last child to the first: of duplicates the last stays, of same-named ones the last keeps its name.
-    children.retainBackwards([&](PropertyListValue child) {
-      const PropertyListDictionary node = child.dictionary();
-      if (!node) return true;  // Something that is no node at all: carried along.
-      if (isFaultyNode(node, urls, allowance)) return false;
-      validateTitle(node, titles, allowance);
-      return true;
-    });
-    if (sortObserver_ != nullptr) sortObserver_->folderLeft(folder);
-    if (stageObserver_ != nullptr) stageObserver_->entriesPassed(children.size());
-  }
-  if (!children.empty()) return false;
-  if (sortObserver_ != nullptr) sortObserver_->entryRemoved(folder, RemovalReason::kEmptyFolder);
+  if (children.empty() || isStopRequested()) return;
+  sortObserver_->folderEntered(folder);
+  TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, bookmarks.hash_function().textHash);
+  // From the last child to the first: of duplicates the last stays, of same-named ones the last keeps its name.
+  children.retainBackwards([&](PropertyListValue child) {
+    const PropertyListDictionary node = child.dictionary();
+    if (!node) return true;  // Something that is no node at all: carried along.
+    if (isFaultyNode(node, bookmarks, allowance)) return false;
+    validateTitle(node, titles, allowance);
+    return true;
+  });
+  sortObserver_->folderLeft(folder);
+  stageObserver_->entriesPassed(children.size());
+}
+
+bool Tarvel::isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance) {
+  cleanChildren(folder, bookmarks, allowance);
+  if (!folder.array(kChildrenKey).empty()) return false;
+  sortObserver_->entryRemoved(folder, RemovalReason::kEmptyFolder, {});
   return true;
 }
 
-bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLookupSet) {
-  const auto address = leaf.string(kURLStringKey);
-  if (!address || isBlank(*address)) {
-    if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress);
+bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, BookmarkSet& duplicateURLLookupSet) {
+  const PropertyListValue address = leaf.get(kURLStringKey);
+  if (!address.string() || address.textHas(isBlank)) {
+    sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress, {});
     return true;
   }
-  if (removeDuplicates_ && !insertObject(duplicateURLLookupSet, *address)) {
-    if (sortObserver_ != nullptr) sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate);
-    return true;
+  if (removeDuplicates_) {
+    if (const PropertyListDictionary survivor = insertBookmark(duplicateURLLookupSet, leaf)) {
+      sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate, survivor);
+      return true;
+    }
   }
-  return isStaleResource(*address);
+  return isStaleResource(*address.string());
 }
 
 bool Tarvel::isStaleResource(std::string_view /*address*/) const { return false; }
@@ -113,16 +118,16 @@ void Tarvel::validateTitle(PropertyListDictionary node, TitleLookupSet& titles, 
   const auto title = titleFromBookmarkNode(node);
   if (!title) {
     // Names given here stay out of the set: two untitled siblings may get one name, until the next run.
-    const auto address = node.string(kURLStringKey);
-    const std::string name = address ? std::string(*address) : nameForUntitledBookmarkNode();
-    setTitleForBookmarkNode(name, node);
-    if (sortObserver_ != nullptr) sortObserver_->entryNamed(node, name);
+    PropertyListValue name = node.get(kURLStringKey);
+    if (!name.string()) name = node.value().tree()->makeString(nameForUntitledBookmarkNode());
+    setTitleValue(name, node);
+    sortObserver_->entryNamed(node, *name.string());
     return;
   }
   if (!renameSamenamed_) return;
   if (insertObject(titles.titles, *title)) {
     // Written back unchanged; which changes something only where it was read from another place than it is written to.
-    if (node.get(kTitleKey)) setTitleForBookmarkNode(*title, node);
+    if (const PropertyListValue own = node.get(kTitleKey); own.string()) setTitleValue(own, node);
     return;
   }
   renameBookmarkNode(node, *title, titles, allowance);
@@ -153,7 +158,7 @@ void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string
   }
   const TitlePlace place = titlePlaceIn(bookmarkNode);
   place.dictionary.set(place.key, candidate);
-  if (sortObserver_ != nullptr) sortObserver_->entryRenamed(bookmarkNode, title, *candidate.string());
+  sortObserver_->entryRenamed(bookmarkNode, title, *candidate.string());
 }
 
 std::string Tarvel::nameForUntitledBookmarkNode() const {

@@ -1,5 +1,7 @@
 // Ordering: the comparison of children, the folder sort, the whole-file sort, and whether anything changed.
 
+#include <tsl/robin_map.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -33,6 +35,23 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
   if (!foldersAtTop) return 1;
   if (type == BookmarkNodeTypeList) return 1;
   return type == BookmarkNodeTypeLeaf ? 2 : 3;
+}
+
+/// The collator's ranks. A long title is ranked once, however many of the children have it.
+std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Collator& collator) {
+  const auto isLong = [](std::string_view title) { return title.size() > kLongestShortText; };
+  if (std::ranges::none_of(titles, isLong)) return collator.rank(titles);
+  tsl::robin_map<std::string_view, std::uint32_t, ListTextHash, SameListText> known;
+  std::vector<std::string_view> distinct;
+  std::vector<std::uint32_t> places(titles.size());
+  for (std::size_t i = 0; i < titles.size(); ++i) {
+    places[i] = static_cast<std::uint32_t>(distinct.size());
+    if (isLong(titles[i])) places[i] = known.try_emplace(titles[i], places[i]).first->second;
+    if (places[i] == distinct.size()) distinct.push_back(titles[i]);
+  }
+  const std::vector<std::uint32_t> ranks = collator.rank(distinct);
+  std::ranges::transform(places, places.begin(), [&](std::uint32_t place) { return ranks[place]; });
+  return places;
 }
 
 /// The folder that carries the sortable top-level nodes through cleaning and ordering. Never written.
@@ -72,7 +91,7 @@ std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray b
     titles[i] = titleFromBookmarkNode(node).value_or("");
     entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, i};
   }
-  const std::vector<std::uint32_t> ranks = platform_.collator.rank(titles);
+  const std::vector<std::uint32_t> ranks = ranksOf(titles, platform_.collator);
   for (std::size_t i = 0; i < count; ++i) entries[i].rank = ranks[i];
   if (!std::ranges::is_sorted(entries, std::less<>())) std::ranges::sort(entries, std::less<>());
   std::vector<std::uint32_t> order(count);
@@ -83,7 +102,7 @@ std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray b
 PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary dictionary) {
   if (boolValue(dictionary.get(kShouldOmitFromUIKey))) return dictionary;
   const PropertyListArray children = dictionary.array(kChildrenKey);
-  if (!children) return dictionary;
+  if (!children || isStopRequested()) return dictionary;
   PropertyListArray newChildren = children.makeSuccessor(children.size());
   for (std::size_t i = 0; i < children.size(); ++i) {
     const PropertyListValue child = children.at(i);
@@ -95,9 +114,9 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   if (!keepsItsOrder) {
     const std::vector<std::uint32_t> order = orderOfBookmarkChildArray(newChildren);
     newChildren = inOrder(newChildren, order);
-    if (sortObserver_ != nullptr) sortObserver_->folderOrdered(dictionary, newChildren, order);
+    sortObserver_->folderOrdered(dictionary, newChildren, order);
   }
-  if (stageObserver_ != nullptr) stageObserver_->entriesPassed(newChildren.size());
+  stageObserver_->entriesPassed(newChildren.size());
   const PropertyListDictionary sorted = dictionary.shallowCopy();
   sorted.set(kChildrenKey, newChildren.value());
   return sorted;
@@ -159,10 +178,10 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                         PropertyListDictionary second) const {
   // Bookmarks are shared by both trees. Still, one without an identifier does not equal even itself.
-  const auto firstUUID = first.string(kWebBookmarkUUIDKey);
-  const bool hasSameUUID =
-      firstUUID.has_value() && (first == second || firstUUID == second.string(kWebBookmarkUUIDKey));
-  if (!hasSameUUID) return false;
+  const auto firstUUID = first.get(kWebBookmarkUUIDKey).uniqueString();
+  if (!firstUUID) return false;
+  const auto secondUUID = first == second ? firstUUID : second.get(kWebBookmarkUUIDKey).uniqueString();
+  if (!secondUUID || !SameListText()(*firstUUID, *secondUUID)) return false;
   if (first == second && !first.get(kChildrenKey)) return true;
   if (boolValue(first.get(kShouldOmitFromUIKey)) && boolValue(second.get(kShouldOmitFromUIKey))) return true;
   const PropertyListArray firstChildren = first.array(kChildrenKey);

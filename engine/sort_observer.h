@@ -20,14 +20,18 @@ enum class RemovalReason {
 /// is read again.
 enum class SortStage : std::uint8_t { kWaiting, kReading, kCleaning, kOrdering, kWriting };
 
-/// Is told how far a sort has come. Called on the sort's thread, a few times for each folder.
+/// Is told how far a sort has come, and may end it. Called on the sort's thread, a few times for each folder. Every
+/// method does nothing unless overridden.
 class StageObserver {
  public:
   virtual ~StageObserver() = default;
 
-  virtual void stageBegan(SortStage stage) = 0;  ///< Comes before the stage does anything.
+  virtual void stageBegan(SortStage stage) { (void)stage; }  ///< Comes before the stage does anything.
   /// So many entries of a folder, counted without what is below them, went through the stage.
-  virtual void entriesPassed(std::size_t count) = 0;
+  virtual void entriesPassed(std::size_t count) { (void)count; }
+  /// Asked between folders: whether to abandon the sort. The file then stays as it is; a sort that has begun to write
+  /// is not asked any more.
+  [[nodiscard]] virtual bool isStopRequested() { return false; }
 };
 
 /// Is told what a sort does to the tree, in the order it happens. Every method does nothing unless overridden.
@@ -43,14 +47,16 @@ class SortObserver {
   virtual void attemptBegan(PropertyListDictionary root) { (void)root; }
 
   /// Cleaning goes into a folder, and comes out of it. The roots of the three trees (top level, bar, menu) included:
-  /// each is a stand-in with the children of what it stands for.
+  /// each is a stand-in with the children of what it stands for. A folder without children is not entered.
   virtual void folderEntered(PropertyListDictionary folder) { (void)folder; }
   /// Comes once for each folderEntered(), the innermost folder first.
   virtual void folderLeft(PropertyListDictionary folder) { (void)folder; }
 
-  /// `entry` leaves the folder entered last. For a duplicate, the bookmark that stays is the one of the same tree that
-  /// still has its address when the attempt ends.
-  virtual void entryRemoved(PropertyListDictionary entry, RemovalReason reason) { (void)entry, (void)reason; }
+  /// `entry` leaves the folder entered last. `survivor` is the bookmark that stays in place of a duplicate, its title
+  /// final; a null handle for any other reason. The root of a tree is never removed.
+  virtual void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) {
+    (void)entry, (void)reason, (void)survivor;
+  }
   /// An entry without a title was given one.
   virtual void entryNamed(PropertyListDictionary entry, std::string_view title) { (void)entry, (void)title; }
   /// An entry with a sibling's title was given another.
@@ -68,5 +74,10 @@ class SortObserver {
   /// to put back, `root` is a null handle.
   virtual void attemptEnded(PropertyListDictionary root, bool didSort) { (void)root, (void)didSort; }
 };
+
+/// Observes nothing, and has no state: what a sort tells when no observer is set.
+inline SortObserver noSortObserver;
+/// The same for how far a sort has come.
+inline StageObserver noStageObserver;
 
 }  // namespace tarvel

@@ -118,6 +118,10 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
 
 TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& attempts) {
   for (; attempts.failed < kMostAttempts; ++attempts.failed) {
+    if (isStopRequested()) {
+      attempts.didSort = false;
+      return TarvelErrorNone;
+    }
     if (isBookmarksFileLocked()) {
       enterStage(SortStage::kWaiting);
       platform_.clock.sleepFor(kLockedPause);
@@ -143,10 +147,15 @@ TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
   if (!verifyThatDictionaryIsBookmarksFileRootNode(read.root)) return TarvelErrorNotBookmarksFile;
   const PropertyListDictionary root = read.root.dictionary();
   if (!verifyThatDictionaryHasCorrectVersionWithRootNode(root)) return TarvelErrorUnknownVersion;
-  if (sortObserver_ != nullptr) sortObserver_->attemptBegan(root);
+  sortObserver_->attemptBegan(root);
   attempts.tree = read.tree;
   attempts.result = sortBookmarksWithRootDictionaryAndDidSortFlag(root, &attempts.didSort);
-  if (sortObserver_ != nullptr) sortObserver_->attemptEnded(attempts.result, attempts.didSort);
+  if (isStopRequested()) {
+    // Half a tree is cleaned and ordered by now: nothing of it may be written.
+    attempts.didSort = false;
+    return TarvelErrorNone;
+  }
+  sortObserver_->attemptEnded(attempts.result, attempts.didSort);
   // Without a bar or a menu to put back there is no root to write, and what was read is no file of the browser's.
   if (attempts.didSort && !attempts.result) return TarvelErrorNotBookmarksFile;
   return TarvelErrorNone;

@@ -15,7 +15,7 @@ namespace tarvel {
 
 // Working sets of cleaning; see engine/conditional_insert.h.
 class RenamingAllowance;
-struct StringSet;
+struct BookmarkSet;
 struct TitleLookupSet;
 
 /// How an operation ended. The engine gives 0 to 8; codes from 10 up belong to the agent.
@@ -69,14 +69,21 @@ class Tarvel {
   [[nodiscard]] std::optional<std::string> backupFilename();
   void setBackupFilename(const std::string& path);  ///< Expands a leading tilde.
 
-  /// Told what a sort does; null, the default, for nobody. Borrowed.
-  void setSortObserver(SortObserver* sortObserver) { sortObserver_ = sortObserver; }
+  /// Told what a sort does; null, the default, for none. Borrowed.
+  void setSortObserver(SortObserver* sortObserver) {
+    sortObserver_ = sortObserver != nullptr ? sortObserver : &noSortObserver;
+  }
   /// The same for how far it has come.
-  void setStageObserver(StageObserver* stageObserver) { stageObserver_ = stageObserver; }
+  void setStageObserver(StageObserver* stageObserver) {
+    stageObserver_ = stageObserver != nullptr ? stageObserver : &noStageObserver;
+  }
 
   // Whole operations.
 
-  [[nodiscard]] TarvelError sortBookmarks();                                       ///< The file of bookmarksFilename().
+  /// The file of bookmarksFilename(). A sort that the stage observer stopped answers TarvelErrorNone, too.
+  [[nodiscard]] TarvelError sortBookmarks();
+  /// Whether the stage observer stopped the sort, which then wrote nothing.
+  [[nodiscard]] bool wasStopped() const { return isStopped_; }
   [[nodiscard]] TarvelError sortBookmarksInFileWithName(const std::string& path);  ///< Sets the path.
   /// In the shape of a service handler: `pasteboard` and `userData` are ignored; on failure the short message goes
   /// through `error`, which must not be null and is left alone on success.
@@ -150,7 +157,7 @@ class Tarvel {
   void validateBookmarksInRootNode(PropertyListDictionary rootNode);
   /// Whether the node is to be removed from its folder; a folder's subtree is cleaned first.
   [[nodiscard]] bool isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
-                                                                  StringSet& duplicateURLLookupSet);
+                                                                  BookmarkSet& duplicateURLLookupSet);
   /// Names an untitled node, or makes its title unique among those in the set.
   void validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDictionary bookmarkNode,
                                                            TitleLookupSet& duplicateTitleLookupSet);
@@ -172,8 +179,11 @@ class Tarvel {
 
  private:
   struct Attempts;
-  void enterStage(SortStage stage) {
-    if (stageObserver_ != nullptr) stageObserver_->stageBegan(stage);
+  void enterStage(SortStage stage) { stageObserver_->stageBegan(stage); }
+  /// Stays true once it is.
+  [[nodiscard]] bool isStopRequested() {
+    isStopped_ = isStopped_ || stageObserver_->isStopRequested();
+    return isStopped_;
   }
   [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
   [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
@@ -192,10 +202,12 @@ class Tarvel {
   [[nodiscard]] static TitlePlace titlePlaceIn(PropertyListDictionary bookmarkNode);
   [[nodiscard]] std::vector<std::uint32_t> orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const;
   [[nodiscard]] bool isTopLevelFixed(PropertyListDictionary node) const;
+  static void setTitleValue(PropertyListValue title, PropertyListDictionary bookmarkNode);
   void cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance);
-  [[nodiscard]] bool isFaultyNode(PropertyListDictionary node, StringSet& urls, RenamingAllowance& allowance);
-  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, StringSet& urls, RenamingAllowance& allowance);
-  [[nodiscard]] bool isFaultyLeaf(PropertyListDictionary leaf, StringSet& duplicateURLLookupSet);
+  void cleanChildren(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyNode(PropertyListDictionary node, BookmarkSet& bookmarks, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyLeaf(PropertyListDictionary leaf, BookmarkSet& bookmarks);
   void validateTitle(PropertyListDictionary node, TitleLookupSet& titles, RenamingAllowance& allowance);
   void renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles,
                           RenamingAllowance& allowance);
@@ -208,8 +220,9 @@ class Tarvel {
   bool sortBookmarksBar_ = false;
   bool writeBackupFile_ = false;
   const Platform& platform_;
-  SortObserver* sortObserver_ = nullptr;
-  StageObserver* stageObserver_ = nullptr;
+  SortObserver* sortObserver_ = &noSortObserver;
+  StageObserver* stageObserver_ = &noStageObserver;
+  bool isStopped_ = false;
   std::optional<FileDate> sortedFileDate_;
 };
 

@@ -69,8 +69,7 @@ bool boolValue(PropertyListValue value) {
   if (const auto truth = value.boolean()) return *truth;
   if (const auto number = value.integer()) return *number != 0;
   if (const auto number = value.real()) return *number != 0;
-  if (const auto text = value.string()) return boolValueOfText(*text);
-  return false;
+  return value.textHas(boolValueOfText);
 }
 
 std::int32_t intValue(PropertyListValue value) {

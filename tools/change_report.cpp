@@ -7,8 +7,6 @@
 #include <utility>
 
 #include "engine/bookmark_node.h"
-#include "engine/conditional_insert.h"
-#include "engine/value_coercion.h"
 #include "tools/entry_text.h"
 #include "tools/fewest_moves.h"
 
@@ -16,18 +14,10 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::size_t kLongestAddress = 1000;
-
 std::string titleOf(PropertyListDictionary node) {
   if (const auto title = node.string(kTitleKey)) return shortenedText(*title);
   if (const auto title = node.dictionary(kURIDictionaryKey).string(kURITitleKey)) return shortenedText(*title);
   return shortenedText(node.string(kURLStringKey).value_or(""));
-}
-
-/// Long addresses are told apart by a hash, so that many of them take no more memory than the file.
-std::string duplicateKey(const std::string& tree, std::string_view address) {
-  static const KeyedTextHash hash;
-  return tree + "\n" + (address.size() <= kLongestAddress ? std::string(address) : std::to_string(hash(address)));
 }
 
 }  // namespace
@@ -52,44 +42,44 @@ void ChangeRecorder::attemptBegan(PropertyListDictionary root) {
 
 /// The titles down to a place. The roots of the three trees have no parent; the one that stands for the top level has
 /// no title either, and is no part of a path.
-FolderPath ChangeRecorder::pathOf(std::size_t place) const {
-  FolderPath path;
-  for (; place != kNowhere; place = places_[place].parent) {
-    if (!isTopLevel(place)) path.push_back(places_[place].title);
+FolderPath ChangeRecorder::pathOf(std::size_t place) {
+  std::optional<FolderPath>& known = places_[place].path;
+  if (!known) {
+    ShortenedPath path;
+    for (std::size_t at = place; at != kNowhere && !isTopLevel(at); at = places_[at].parent) {
+      if (!path.add(places_[at].title)) break;
+    }
+    known = FolderPath(path.titles());
   }
-  std::ranges::reverse(path);
-  return path;
+  return *known;
+}
+
+std::size_t ChangeRecorder::addPlace(std::size_t parent, PropertyListDictionary folder) {
+  places_.push_back({parent, titleOf(folder), folder, std::nullopt});
+  return places_.size() - 1;
 }
 
 void ChangeRecorder::folderEntered(PropertyListDictionary folder) {
-  places_.push_back({current_, titleOf(folder)});
-  current_ = places_.size() - 1;
+  current_ = addPlace(current_, folder);
   placesByIdentity_[folder.value().identity()] = current_;
 }
 
 void ChangeRecorder::folderLeft(PropertyListDictionary /*folder*/) { current_ = places_[current_].parent; }
 
-void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason reason) {
-  if (current_ == kNowhere) return;  // The root of a tree: found empty, but never removed.
+void ChangeRecorder::entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) {
   // Not to be missed at the top level afterwards.
   topLevel_.erase(entry.value().identity());
-  RemovedEntry removed{currentFolder(), titleOf(entry), "", reason, "", {}};
-  const std::string_view address = entry.string(kURLStringKey).value_or("");
-  removed.address = shortenedText(address);
-  if (reason == RemovalReason::kDuplicate) {
-    std::size_t root = current_;
-    while (places_[root].parent != kNowhere) root = places_[root].parent;
-    duplicates_[duplicateKey(places_[root].title, address)].push_back(changes_.removed.size());
-  }
-  changes_.removed.push_back(std::move(removed));
+  if (survivor) duplicates_[survivor.value().identity()].push_back(changes_.removed.size());
+  changes_.removed.push_back({pathOf(current_), titleOf(entry), shortenedText(entry.string(kURLStringKey).value_or("")),
+                              reason, titleOf(survivor), FolderPath()});
 }
 
 void ChangeRecorder::entryNamed(PropertyListDictionary /*entry*/, std::string_view title) {
-  changes_.named.push_back({currentFolder(), shortenedText(title)});
+  changes_.named.push_back({pathOf(current_), shortenedText(title)});
 }
 
 void ChangeRecorder::entryRenamed(PropertyListDictionary /*entry*/, std::string_view before, std::string_view after) {
-  changes_.renamed.push_back({currentFolder(), shortenedText(before), shortenedText(after)});
+  changes_.renamed.push_back({pathOf(current_), shortenedText(before), shortenedText(after)});
 }
 
 /// Gives every folder below `folder` a place that has none yet. As deep as the tree is nested, which the readers bound.
@@ -100,7 +90,7 @@ void ChangeRecorder::placeUnentered(PropertyListDictionary folder, std::size_t p
     if (child.array(kChildrenKey).empty()) continue;
     const auto [known, isNew] = placesByIdentity_.try_emplace(child.value().identity(), places_.size());
     const std::size_t childPlace = known->second;
-    if (isNew) places_.push_back({place, titleOf(child)});
+    if (isNew) (void)addPlace(place, child);
     placeUnentered(child, childPlace);
   }
 }
@@ -131,8 +121,7 @@ void ChangeRecorder::folderOrdered(PropertyListDictionary folder, PropertyListAr
   if (place == placesByIdentity_.end()) {
     // Proxies and nodes of no known type are not cleaned; what is in them is ordered. They are rare enough to be looked
     // for only when one of them has another order.
-    places_.push_back({kNowhere, ""});
-    placeUnentered(root_, places_.size() - 1);
+    placeUnentered(root_, addPlace(kNowhere, {}));
     place = placesByIdentity_.find(folder.value().identity());
   }
   if (place == placesByIdentity_.end()) return;
@@ -164,15 +153,14 @@ void ChangeRecorder::findReplaced(std::span<const std::uint32_t> earlierPosition
   const PropertyListArray children = root_.array(kChildrenKey);
   for (std::size_t i = 0; i < children.size(); ++i) {
     if (isThere[i] || !topLevel_.contains(children.at(i).identity())) continue;
-    FolderPath path;
-    addReplaced(children.at(i).dictionary(), path);
+    addReplaced(children.at(i).dictionary(), {});
   }
 }
 
 /// As deep as the tree is nested, which the readers bound.
-void ChangeRecorder::addReplaced(PropertyListDictionary entry, FolderPath& path) {
+void ChangeRecorder::addReplaced(PropertyListDictionary entry, const FolderPath& folder) {
   if (!entry) return;
-  changes_.removed.push_back({path,
+  changes_.removed.push_back({folder,
                               titleOf(entry),
                               shortenedText(entry.string(kURLStringKey).value_or("")),
                               RemovalReason::kEmptyFolder,
@@ -180,9 +168,11 @@ void ChangeRecorder::addReplaced(PropertyListDictionary entry, FolderPath& path)
                               {},
                               true});
   const PropertyListArray children = entry.array(kChildrenKey);
-  path.push_back(titleOf(entry));
+  if (children.empty()) return;
+  std::vector<std::string> titles(folder.begin(), folder.end());
+  titles.push_back(titleOf(entry));
+  const FolderPath path(std::move(titles));
   for (std::size_t i = 0; i < children.size(); ++i) addReplaced(children.at(i).dictionary(), path);
-  path.pop_back();
 }
 
 void ChangeRecorder::orderTopLevel(PropertyListArray after) {
@@ -195,7 +185,7 @@ void ChangeRecorder::orderTopLevel(PropertyListArray after) {
 
 void ChangeRecorder::attemptEnded(PropertyListDictionary root, bool didSort) {
   changes_.isOrderChanged = didSort && root;
-  if (!duplicates_.empty()) findKept(root);
+  if (!duplicates_.empty()) placeSurvivors();
   if (changes_.isOrderChanged) {
     orderTopLevel(root.array(kChildrenKey));
   } else {
@@ -204,38 +194,20 @@ void ChangeRecorder::attemptEnded(PropertyListDictionary root, bool didSort) {
   }
 }
 
-/// Looks for the bookmarks that stayed where duplicates went.
-void ChangeRecorder::findKept(PropertyListDictionary root) {
-  const PropertyListArray children = root.array(kChildrenKey);
-  std::vector<std::string> ownTrees;
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    const PropertyListDictionary child = children.at(i).dictionary();
-    const std::string title(child.string(kTitleKey).value_or(""));
-    const bool isBarOrMenu = title == kBookmarksBarTitle || title == kBookmarksMenuTitle;
-    // What stands outside the three trees was not searched for duplicates either: a second bar, and what is hidden.
-    const bool isSpare = isBarOrMenu && std::ranges::count(ownTrees, title) != 0;
-    if (isSpare || (!isBarOrMenu && boolValue(child.get(kShouldOmitFromUIKey)))) continue;
-    if (isBarOrMenu) ownTrees.push_back(title);
-    FolderPath path;
-    findKeptBelow(child, isBarOrMenu ? title : std::string(), path);
+/// Says of each duplicate where the bookmark that stays is, by the titles that the folders have in the end.
+void ChangeRecorder::placeSurvivors() {
+  for (Place& place : places_) {
+    place.title = titleOf(place.folder);
+    place.path.reset();
   }
-}
-
-void ChangeRecorder::findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path) {
-  if (node.string(kWebBookmarkTypeKey) == kLeafTypeName) {
-    const auto found = duplicates_.find(duplicateKey(tree, node.string(kURLStringKey).value_or("")));
-    if (found == duplicates_.end()) return;
-    for (const std::size_t index : found->second) {
-      changes_.removed[index].keptTitle = titleOf(node);
-      changes_.removed[index].keptFolder = path;
+  for (std::size_t i = 0; i < places_.size(); ++i) {
+    const PropertyListArray children = places_[i].folder.array(kChildrenKey);
+    for (std::size_t j = 0; j < children.size(); ++j) {
+      const auto found = duplicates_.find(children.at(j).identity());
+      if (found == duplicates_.end()) continue;
+      for (const std::size_t index : found->second) changes_.removed[index].keptFolder = pathOf(i);
     }
-    return;
   }
-  if (node.string(kWebBookmarkTypeKey) != kListTypeName) return;
-  path.push_back(titleOf(node));
-  const PropertyListArray children = node.array(kChildrenKey);
-  for (std::size_t i = 0; i < children.size(); ++i) findKeptBelow(children.at(i).dictionary(), tree, path);
-  path.pop_back();
 }
 
 }  // namespace tarvel

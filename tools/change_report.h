@@ -4,22 +4,45 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/sort_observer.h"
 
 namespace tarvel {
 
-/// Where a folder is: the titles from the top level down. Empty for the top level itself.
-using FolderPath = std::vector<std::string>;
+/// Where a folder is: the titles from the top level down, see ShortenedPath. Empty for the top level itself. Copies
+/// share the titles.
+class FolderPath {
+ public:
+  using value_type = std::string;
+  using const_iterator = std::vector<std::string>::const_iterator;
+  using iterator = const_iterator;
+
+  FolderPath() : FolderPath(std::vector<std::string>()) {}
+  FolderPath(std::initializer_list<std::string> titles) : FolderPath(std::vector<std::string>(titles)) {}
+  explicit FolderPath(std::vector<std::string> titles)
+      : titles_(std::make_shared<const std::vector<std::string>>(std::move(titles))) {}
+
+  [[nodiscard]] bool empty() const { return titles_->empty(); }
+  [[nodiscard]] const_iterator begin() const { return titles_->begin(); }
+  [[nodiscard]] const_iterator end() const { return titles_->end(); }
+  friend bool operator==(const FolderPath& a, const FolderPath& b) { return *a.titles_ == *b.titles_; }
+
+ private:
+  std::shared_ptr<const std::vector<std::string>> titles_;
+};
 
 struct RemovedEntry {
   FolderPath folder;
   std::string title;
   std::string address;  ///< Empty for a folder, and for a bookmark without one.
   RemovalReason reason = RemovalReason::kEmptyFolder;
-  /// Of a duplicate: the bookmark that stays.
+  /// Of a duplicate: the bookmark that stays, as it is called and placed in the end.
   std::string keptTitle;
   FolderPath keptFolder;
   /// A second top-level bar or menu in whose place the first one stands now, or something in it. Then `reason`, which
@@ -76,7 +99,7 @@ class ChangeRecorder final : public SortObserver {
   void attemptBegan(PropertyListDictionary root) override;
   void folderEntered(PropertyListDictionary folder) override;
   void folderLeft(PropertyListDictionary folder) override;
-  void entryRemoved(PropertyListDictionary entry, RemovalReason reason) override;
+  void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override;
   void entryNamed(PropertyListDictionary entry, std::string_view title) override;
   void entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) override;
   void folderOrdered(PropertyListDictionary folder, PropertyListArray after,
@@ -90,10 +113,12 @@ class ChangeRecorder final : public SortObserver {
   struct Place {
     std::size_t parent;
     std::string title;
+    PropertyListDictionary folder;
+    std::optional<FolderPath> path;  ///< Once it was asked for.
   };
 
-  [[nodiscard]] FolderPath pathOf(std::size_t place) const;
-  [[nodiscard]] FolderPath currentFolder() const { return pathOf(current_); }
+  [[nodiscard]] FolderPath pathOf(std::size_t place);
+  [[nodiscard]] std::size_t addPlace(std::size_t parent, PropertyListDictionary folder);
   void placeUnentered(PropertyListDictionary folder, std::size_t place);
   void addOrder(FolderPath folder, PropertyListArray after, std::span<const std::uint32_t> earlierPositions);
   [[nodiscard]] bool isTopLevel(std::size_t place) const {
@@ -102,9 +127,8 @@ class ChangeRecorder final : public SortObserver {
   [[nodiscard]] std::vector<std::uint32_t> earlierPositionsOf(PropertyListArray topLevel) const;
   void orderTopLevel(PropertyListArray after);
   void findReplaced(std::span<const std::uint32_t> earlierPositions);
-  void addReplaced(PropertyListDictionary entry, FolderPath& path);
-  void findKept(PropertyListDictionary root);
-  void findKeptBelow(PropertyListDictionary node, const std::string& tree, FolderPath& path);
+  void addReplaced(PropertyListDictionary entry, const FolderPath& folder);
+  void placeSurvivors();
 
   OrderDetail detail_;
   Changes changes_;
@@ -113,8 +137,8 @@ class ChangeRecorder final : public SortObserver {
   /// The folder being cleaned, an index into the places; kNowhere outside.
   std::size_t current_ = kNowhere;
   tsl::robin_map<std::uint32_t, std::size_t> placesByIdentity_;
-  /// The removed duplicates by tree and address.
-  tsl::robin_map<std::string, std::vector<std::size_t>> duplicates_;
+  /// By the identity of a bookmark that stays: the duplicates of it that were removed.
+  tsl::robin_map<std::uint32_t, std::vector<std::size_t>> duplicates_;
   /// The top level's entries as they were read: positions by identity, and those of bar and menu by title.
   tsl::robin_map<std::uint32_t, std::uint32_t> topLevel_;
   tsl::robin_map<std::string, std::uint32_t> fixed_;

@@ -1,7 +1,5 @@
 #include "tools/entry_tree.h"
 
-#include <algorithm>
-
 #include "engine/bookmark_node.h"
 #include "tools/entry_text.h"
 
@@ -52,12 +50,11 @@ EntryTree entryTreeOf(PropertyListDictionary root,
 }
 
 std::vector<std::string> folderOf(const EntryTree& tree, std::size_t entry) {
-  std::vector<std::string> path;
+  ShortenedPath path;
   for (std::size_t at = tree[entry].parent; at != kNoEntry && at != 0; at = tree[at].parent) {
-    path.push_back(nameOf(tree[at]));
+    if (!path.add(nameOf(tree[at]))) break;
   }
-  std::ranges::reverse(path);
-  return path;
+  return path.titles();
 }
 
 const std::string& nameOf(const TreeEntry& entry) { return entry.hasTitle ? entry.title : entry.address; }

@@ -55,7 +55,7 @@ using EntryTree = std::vector<TreeEntry>;
 [[nodiscard]] EntryTree entryTreeOf(PropertyListDictionary root,
                                     const std::function<void(PropertyListDictionary, std::size_t)>& visit);
 
-/// The titles of the folders that an entry is in, from the top level down; empty on the top level.
+/// The titles of the folders that an entry is in, from the top level down, shortened; empty on the top level.
 [[nodiscard]] std::vector<std::string> folderOf(const EntryTree& tree, std::size_t entry);
 
 /// An entry's own title, or its address where it has none.

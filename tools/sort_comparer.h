@@ -1,9 +1,5 @@
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <vector>
-
 #include "engine/sort_observer.h"
 #include "tools/change_report.h"
 #include "tools/tree_comparison.h"
@@ -19,7 +15,7 @@ class SortComparer final : public SortObserver {
   void attemptBegan(PropertyListDictionary root) override;
   void folderEntered(PropertyListDictionary folder) override { recorder_.folderEntered(folder); }
   void folderLeft(PropertyListDictionary folder) override { recorder_.folderLeft(folder); }
-  void entryRemoved(PropertyListDictionary entry, RemovalReason reason) override;
+  void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override;
   void entryNamed(PropertyListDictionary entry, std::string_view title) override;
   void entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) override;
   void folderOrdered(PropertyListDictionary folder, PropertyListArray after,
@@ -34,20 +30,12 @@ class SortComparer final : public SortObserver {
   [[nodiscard]] const TreeComparison& comparison() const { return comparison_; }
 
  private:
-  /// Which entries share one search for duplicates.
-  enum class Search : std::uint8_t { kTopLevel, kBar, kMenu, kNone };
-
-  [[nodiscard]] std::vector<Search> searchesOfEntries() const;
   void retitle(PropertyListDictionary entry, std::string_view title, EntryChange change);
   void takeLaterTree(PropertyListDictionary root);
-  void findKept();
   void explainReplaced();
 
   ChangeRecorder recorder_{OrderDetail::kEntries};
   TreeComparison comparison_;
-  /// Of the earlier tree's entries: a hash of the whole address, and whether a top-level folder is hidden.
-  std::vector<std::uint64_t> addresses_;
-  std::vector<bool> hidden_;
 };
 
 }  // namespace tarvel

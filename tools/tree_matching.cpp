@@ -77,8 +77,8 @@ class Matcher {
       const auto identifier = node.string(kWebBookmarkUUIDKey);
       auto title = node.string(kTitleKey);
       if (!title) title = node.dictionary(kURIDictionaryKey).string(kURITitleKey);
-      traits.push_back({identifier.has_value(), hash_(identifier.value_or("")), hash_(title.value_or("")),
-                        hash_(node.string(kURLStringKey).value_or(""))});
+      traits.push_back({identifier.has_value(), textHash_(identifier.value_or("")), textHash_(title.value_or("")),
+                        textHash_(node.string(kURLStringKey).value_or(""))});
     });
   }
 
@@ -214,6 +214,8 @@ class Matcher {
   EntryTree& after_;
   std::vector<Traits> beforeTraits_;
   std::vector<Traits> afterTraits_;
+  /// Of the texts of both trees, and of keys made here.
+  ListTextHash textHash_;
   KeyedTextHash hash_;
 };
 

@@ -156,6 +156,15 @@ TEST_F(Cleaning, AnUntitledBookmarkTakesItsAddressUntrimmed) {
   EXPECT_EQ(cleaned("Menu[ ~@\" http://x \" ]"), "Menu[ \" http://x \"@\" http://x \" ]");
 }
 
+TEST_F(Cleaning, AnUntitledBookmarkSharesItsAddressInsteadOfCopyingIt) {
+  const PropertyList list = tree("Menu[ ~@http://x ]");
+  tarvel.validateBookmarksInRootNode(list.root.dictionary());
+  const PropertyListDictionary leaf = list.root.dictionary().array(kChildrenKey).at(0).dictionary();
+  const PropertyListValue title =
+      leaf.dictionary(kURIDictionaryKey) ? leaf.dictionary(kURIDictionaryKey).get(kURITitleKey) : leaf.get(kTitleKey);
+  EXPECT_EQ(title, leaf.get(kURLStringKey));
+}
+
 TEST_F(Cleaning, UntitledNodesAreNamedWhateverTheOptionSays) {
   EXPECT_EQ(cleaned("Menu[ ~@u ~[ a ] ^~ ?~ ]"), "Menu[ u@u \"No Name\"[ a ] ^\"No Name\" ?\"No Name\" ]");
 }

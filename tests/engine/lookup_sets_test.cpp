@@ -11,6 +11,31 @@
 namespace tarvel {
 namespace {
 
+TEST(ListTextHash, ALongTextIsReadOnce) {
+  const ListTextHash hash;
+  const ListTextHash copy = hash;
+  std::string text(10'000, 'a');
+  const std::size_t first = hash(text);
+  // Read again, it would have another hash by now.
+  text[5000] = 'b';
+  EXPECT_EQ(hash(text), first);
+  EXPECT_EQ(copy(text), first);
+  EXPECT_NE(hash(std::string_view(text).substr(0, 9000)), first);
+  std::string shortText(kLongestShortText, 'a');
+  const std::size_t firstOfShort = hash(shortText);
+  shortText[100] = 'b';
+  EXPECT_NE(hash(shortText), firstOfShort);
+}
+
+TEST(ListTextHash, EqualTextsHaveOneHashWhereverTheyLie) {
+  const ListTextHash hash;
+  const std::string text(10'000, 'a');
+  const std::string twin = text;
+  EXPECT_EQ(hash(text), hash(twin));
+  EXPECT_TRUE(SameListText()(text, twin));
+  EXPECT_FALSE(SameListText()(text, std::string_view(text).substr(1)));
+}
+
 TEST(ConditionalInsert, AddsOnceAndAnswersWhetherItDid) {
   StringSet set;
   EXPECT_TRUE(insertObject(set, "a"));

@@ -336,5 +336,34 @@ TEST_F(Ordering, ANewTarvelHasEveryOptionOff) {
   EXPECT_FALSE(tarvel.writeBackupFile());
 }
 
+/// Counts the titles that it is given to rank.
+class CountingCollator final : public Collator {
+ public:
+  explicit CountingCollator(Collator& collator) : collator_(collator) {}
+  [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override {
+    count += titles.size();
+    return collator_.rank(titles);
+  }
+
+  std::size_t count = 0;
+
+ private:
+  Collator& collator_;
+};
+
+TEST_F(Ordering, ALongTitleIsRankedOnceHoweverManyHaveIt) {
+  const std::string b = "b" + std::string(1000, 'x');
+  const std::string a = "a" + std::string(1000, 'x');
+  const std::string notation = "Menu[ c@1 " + b + "@2 " + a + "@3 " + b + "@4 c@5 " + a + "@6 ]";
+  CountingCollator collator(platform.collator);
+  const Platform counted{platform.propertyLists, platform.fileManager, collator,           platform.uuidSource,
+                         platform.systemLog,     platform.bundle,      platform.workspace, platform.clock};
+  Tarvel other(counted);
+  const PropertyList list = tree(notation);
+  EXPECT_EQ(text(other.sortBookmarksInDictionary(list.root.dictionary())),
+            "Menu[ " + a + "@3 " + a + "@6 " + b + "@2 " + b + "@4 c@1 c@5 ]");
+  EXPECT_EQ(collator.count, 4U);
+}
+
 }  // namespace
 }  // namespace tarvel
