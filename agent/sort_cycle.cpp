@@ -11,6 +11,16 @@ constexpr double kRetryDelay = 5.0;
 constexpr std::uint64_t kMostRetries = 9;
 constexpr std::string_view kSortSelector = "sortBookmarks";
 
+/// Abandons a sort when the agent is asked to end: the file may be large, and the end of a session does not wait.
+class EndWatch final : public StageObserver {
+ public:
+  explicit EndWatch(Application& application) : application_(application) {}
+  [[nodiscard]] bool isStopRequested() override { return application_.isEndRequested(); }
+
+ private:
+  Application& application_;
+};
+
 /// Outlives every delegate: attempts in a row count for the process.
 std::uint64_t retryCount = 0;
 
@@ -68,10 +78,14 @@ void AppDelegate::sortBookmarks() {
   if (directoryEvents_) directoryEvents_->pause();
   Tarvel tarvel(platform_.sorting);
   setupTarvel(tarvel);
+  EndWatch endWatch(platform_.application);
+  tarvel.setStageObserver(&endWatch);
   // A sorter knows no path while nothing lies there; the message still has to name the file that was looked for.
   const std::string filename = tarvel.bookmarksFilename().value_or(
       platform_.sorting.fileManager.stringByExpandingTildeInPath(bookmarksFilename()));
   const TarvelError error = tarvel.sortBookmarks();
+  // The request to end is what the run loop handles next.
+  if (tarvel.wasStopped()) return;
   if (error == TarvelErrorNone) {
     finishSuccessfulSort(tarvel.sortedFileDate());
     return;

@@ -36,6 +36,9 @@ class Application {
   /// program is installed by now and a service manager runs this one. Answers whether. To be called when nothing is
   /// under way: the new process knows nothing of this one.
   virtual bool restartIfReplaced() = 0;
+
+  /// Whether the end was asked for and waits for the callback that is under way, so that a long one can stop early.
+  [[nodiscard]] virtual bool isEndRequested() = 0;
 };
 
 }  // namespace tarvel

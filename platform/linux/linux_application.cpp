@@ -1,5 +1,6 @@
 #include "platform/linux/linux_application.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <utility>
@@ -70,6 +71,13 @@ void LinuxApplication::terminate() {
   for (const int signal : kEndingSignals) (void)std::signal(signal, SIG_IGN);
   runLoop_.quit();
   delegate_->applicationWillTerminate();
+}
+
+bool LinuxApplication::isEndRequested() {
+  // The loop takes these signals in its own time; until then they are held back.
+  sigset_t waiting;
+  if (isTerminated_ || ::sigpending(&waiting) != 0) return isTerminated_;
+  return std::ranges::any_of(kEndingSignals, [&](int signal) { return ::sigismember(&waiting, signal) == 1; });
 }
 
 }  // namespace tarvel

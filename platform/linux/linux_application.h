@@ -24,6 +24,7 @@ class LinuxApplication final : public Application {
   [[nodiscard]] int run(ApplicationDelegate& delegate) override;
   void terminate() override;
   bool restartIfReplaced() override;
+  [[nodiscard]] bool isEndRequested() override;
 
  private:
   [[nodiscard]] bool takeLock();

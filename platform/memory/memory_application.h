@@ -15,6 +15,7 @@ class MemoryApplication final : public Application {
   [[nodiscard]] int run(ApplicationDelegate& delegate) override;
   void terminate() override;
   bool restartIfReplaced() override;
+  [[nodiscard]] bool isEndRequested() override { return isTerminated_ || isEndRequested_; }
 
   /// The first half of run(): the delegate is told that launching is over, and then the test turns the loop.
   void launch(ApplicationDelegate& delegate);
@@ -24,6 +25,8 @@ class MemoryApplication final : public Application {
   void setIsReplaced() { isReplaced_ = true; }
   /// Whether the end asked for a new start.
   [[nodiscard]] bool isRestarting() const { return status_ == kRestartStatus; }
+  /// As when a signal asks for the end while a callback is under way.
+  void requestEnd() { isEndRequested_ = true; }
   [[nodiscard]] bool isTerminated() const { return isTerminated_; }
 
  private:
@@ -33,6 +36,7 @@ class MemoryApplication final : public Application {
   bool isTerminated_ = false;
   bool isReplaced_ = false;
   int status_ = 0;
+  bool isEndRequested_ = false;
 };
 
 }  // namespace tarvel

@@ -446,5 +446,22 @@ TEST_F(SortCycle, AMissingFileIsNamedByThePathThatWasLookedFor) {
   EXPECT_THAT(log().back(), testing::HasSubstr("“/home/user/Safari/B.plist”"));
 }
 
+TEST_F(SortCycle, AnEndAskedForDuringASortAbandonsIt) {
+  launchWithFile();
+  memory.fileManager.setHook([this](const FileCall& call) {
+    if (call.operation == FileOperation::kRead) application.requestEnd();
+  });
+  const std::string before = bytesOf(kUnsorted);
+  changeAndWait();
+  EXPECT_EQ(sorts(), 1U);
+  EXPECT_EQ(memory.fileManager.bytesAt(kFile), before);
+  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_EQ(storedCode(), std::nullopt);
+  EXPECT_THAT(log(), IsEmpty());
+  // Neither is it a failure to be tried again.
+  loop.advanceBy(60s);
+  EXPECT_EQ(sorts(), 1U);
+}
+
 }  // namespace
 }  // namespace tarvel

@@ -107,6 +107,15 @@ TYPED_TEST(ApplicationConformance, TerminatingBeforeItRunsDoesNothing) {
   EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
 }
 
+TYPED_TEST(ApplicationConformance, AnEndIsRequestedOnlyOnceItIs) {
+  this->delegate.atLaunch = [this] {
+    EXPECT_FALSE(this->application.isEndRequested());
+    this->application.terminate();
+    EXPECT_TRUE(this->application.isEndRequested());
+  };
+  EXPECT_EQ(this->application.run(this->delegate), 0);
+}
+
 TYPED_TEST(ApplicationConformance, BesideAnotherInstanceTheDelegateHearsNothingAndTheStatusIsZero) {
   this->startOther();
   EXPECT_EQ(this->application.run(this->delegate), 0);
@@ -149,6 +158,21 @@ TEST_F(LinuxApplicationTest, ASignalDuringALongCallbackComesBeforeWhatIsDueByThe
   };
   EXPECT_EQ(application.run(delegate), 0);
   EXPECT_THAT(delegate.told, ElementsAre("launched", "end of callback", "will terminate"));
+}
+
+TEST_F(LinuxApplicationTest, ACallbackSeesThatASignalAsksForTheEnd) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    LinuxApplicationKind one;
+    RecordingDelegate told;
+    told.atLaunch = [&] {
+      EXPECT_FALSE(one.application.isEndRequested());
+      ::raise(signal);
+      EXPECT_TRUE(one.application.isEndRequested()) << signal;
+      told.told.emplace_back("end of callback");
+    };
+    EXPECT_EQ(one.application.run(told), 0);
+    EXPECT_THAT(told.told, ElementsAre("launched", "end of callback", "will terminate"));
+  }
 }
 
 TEST_F(LinuxApplicationTest, SignalsThatComeTogetherEndItInOrderAllTheSame) {
