@@ -1,5 +1,6 @@
 #include "document/bookmarks_document.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace tarvel {
@@ -48,6 +49,8 @@ bool BookmarksDocument::readFromURLOfTypeError(const std::string& path, std::str
   const FileReading reading = platform_.fileManager.contentsAtPath(path);
   if (!reading.status.ok()) {
     *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
+    // Other reasons are seen with the file; a limit of this program has to be told.
+    if (reading.status.code == EFBIG) platform_.systemLog.log("Error reading file: " + reading.status.reason);
     return false;
   }
   if (!readFromDataOfTypeError(reading.data, typeName, error)) return false;

@@ -40,7 +40,7 @@ class BookmarksDocument {
   /// false, a log line, the reason through `error` (not null), and content and format stay as they were.
   [[nodiscard]] bool readFromDataOfTypeError(const Data& data, std::string_view typeName, DocumentError* error);
 
-  /// The same for a whole file. A file that cannot be read fails without a log line.
+  /// The same for a whole file. A file that cannot be read fails without a log line, unless it is too large.
   [[nodiscard]] bool readFromURLOfTypeError(const std::string& path, std::string_view typeName, DocumentError* error);
   /// Serialises and writes the whole file.
   [[nodiscard]] bool writeToURLOfTypeError(const std::string& path, std::string_view typeName, DocumentError* error);

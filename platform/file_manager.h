@@ -98,7 +98,8 @@ class FileManager {
     return attributesOfItemAtPath(path).modificationDate;
   }
 
-  /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking.
+  /// Reads a regular file as a whole; anything else (folder, pipe, socket, device) fails without blocking. A file
+  /// larger than the limit, which is an implementation's own, fails with EFBIG before it takes any room.
   [[nodiscard]] virtual FileReading contentsAtPath(const std::string& path) = 0;
 
   /// Makes the folder and every missing one above it, for nobody but the user. A folder that is there already is

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <new>
 #include <utility>
 
+#include "platform/linux/file_size_limit.h"
 #include "platform/linux/file_support.h"
 
 namespace tarvel {
@@ -57,6 +59,11 @@ UniqueFd openRegular(const std::string& path, struct stat& status) {
 }
 
 FileReading readWhole(int fd, std::size_t expected, const std::string& path) {
+  return readWholeUpTo(fd, expected, std::numeric_limits<std::size_t>::max(), path);
+}
+
+FileReading readWholeUpTo(int fd, std::size_t expected, std::size_t most, const std::string& path) {
+  if (expected > most) return {{}, fileTooLarge(most, path)};
   // Room for one byte more, or the end could not be seen; and some for files that say they are empty and are not.
   constexpr std::size_t kLeast = 4096;
   std::size_t capacity = std::max(expected + 1, kLeast);
@@ -67,6 +74,7 @@ FileReading readWhole(int fd, std::size_t expected, const std::string& path) {
     const ssize_t got = readUpTo(fd, buffer.get() + size, capacity - size);
     if (got < 0) return {{}, fileFailure(path)};
     size += static_cast<std::size_t>(got);
+    if (size > most) return {{}, fileTooLarge(most, path)};
     if (size < capacity) return {Data(std::move(buffer), size), {}};
     std::shared_ptr<std::uint8_t> larger = allocateBuffer(capacity * 2);
     if (larger) std::copy_n(buffer.get(), size, larger.get());

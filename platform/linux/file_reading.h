@@ -27,5 +27,7 @@ namespace tarvel {
 
 /// The whole file, whatever its size says: it may grow or shrink while it is read. `path` is for the failure's text.
 [[nodiscard]] FileReading readWhole(int fd, std::size_t expected, const std::string& path);
+/// The same, but a file of more than `most` bytes fails with EFBIG, at once where its size says so.
+[[nodiscard]] FileReading readWholeUpTo(int fd, std::size_t expected, std::size_t most, const std::string& path);
 
 }  // namespace tarvel

@@ -11,6 +11,7 @@
 
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_reading.h"
+#include "platform/linux/file_size_limit.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/interrupted_write.h"
 #include "platform/linux/private_folders.h"
@@ -54,7 +55,7 @@ FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
   undoInterruptedWrite(fd.get());
   const std::optional<FileVersion> version = versionOf(fd.get());
   if (!version) return {{}, fileFailure(path)};
-  FileReading reading = readWhole(fd.get(), static_cast<std::size_t>(version->size), path);
+  FileReading reading = readWholeUpTo(fd.get(), static_cast<std::size_t>(version->size), fileSizeLimit(), path);
   reading.version = *version;
   return reading;
 }

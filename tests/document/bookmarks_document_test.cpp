@@ -129,5 +129,13 @@ TEST_F(Document, WithoutADictionaryThereIsNothingToWrite) {
   EXPECT_EQ(memory.systemLog.lines()[0], "Error writing to file: There is no property list to write.");
 }
 
+TEST_F(Document, AFileThatIsTooLargeIsLoggedSinceItsMessageDoesNotSaySo) {
+  memory.fileManager.putFile("/f", "bytes");
+  memory.fileManager.failNext(FileOperation::kRead, EFBIG);
+  EXPECT_FALSE(document.readFromURLOfTypeError("/f", "", &error));
+  ASSERT_EQ(memory.systemLog.lines().size(), 1U);
+  EXPECT_EQ(memory.systemLog.lines()[0], "Error reading file: " + error.localizedDescription);
+}
+
 }  // namespace
 }  // namespace tarvel
