@@ -2,13 +2,18 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "engine/tarvel.h"
+#include "platform/linux/file_size_limit.h"
+#include "platform/linux/safe_text.h"
+#include "platform/plist/unfolding.h"
+#include "platform/plist/xml_writer.h"
 #include "tools/commands.h"
 #include "tools/paths.h"
 #include "tools/property_list_json.h"
@@ -18,12 +23,25 @@ namespace tarvel {
 
 namespace {
 
+/// All of it, up to the limit on files. The stream is read in pieces, so that one without end takes no room without
+/// end.
+FileReading readStandardInput() {
+  constexpr std::size_t kPieceSize = std::size_t{1} << 16;
+  const std::size_t most = fileSizeLimit();
+  std::string bytes;
+  std::array<char, kPieceSize> piece{};
+  while (std::cin.read(piece.data(), piece.size()), std::cin.gcount() > 0) {
+    bytes.append(piece.data(), static_cast<std::size_t>(std::cin.gcount()));
+    if (bytes.size() > most) return {{}, fileTooLarge(most, "standard input")};
+  }
+  return {Data::copyOf(bytes), {}};
+}
+
 FileReading readInput(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
                       std::string& name) {
   if (line.file == "-") {
     name = "standard input";
-    const std::string bytes{std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-    return {Data::copyOf(bytes), {}};
+    return readStandardInput();
   }
   name = bookmarksFilePath(platform.fileManager, line, settings);
   return platform.fileManager.contentsAtPath(name);
@@ -40,14 +58,36 @@ std::string reasonOf(const PropertyListError& error) {
   return "line " + std::to_string(error.line) + ": " + reason;
 }
 
-int writeForm(const Platform& platform, const PropertyList& list, DumpFormat format, const std::string& name) {
-  const auto number =
-      static_cast<std::uint32_t>(format == DumpFormat::kXml ? PropertyListFormat::kXml : PropertyListFormat::kBinary);
-  const PropertyListWriting writing = platform.propertyLists.dataWithPropertyList(list, number);
-  if (writing.error) return complain(name, writing.error->description, TarvelErrorWriteFailed);
-  const bool isShown = format == DumpFormat::kXml && isatty(STDOUT_FILENO) == 1;
-  std::cout << (isShown ? escapedXml(writing.data.joined()) : writing.data.joined());
-  return 0;
+/// Whether what reads the output still does is seen piece by piece.
+bool print(std::string_view piece) {
+  std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size()));
+  return static_cast<bool>(std::cout);
+}
+
+/// For a terminal. Pieces end between elements, so each can be escaped by itself.
+bool printEscapedXml(std::string_view piece) { return print(escapedXml(piece)); }
+
+std::optional<PropertyListError> writeBinary(const Platform& platform, const PropertyList& list) {
+  PropertyListWriting writing =
+      platform.propertyLists.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
+  for (const auto& piece : writing.data.pieces) {
+    if (!print({reinterpret_cast<const char*>(piece.data()), piece.size()})) break;  // NOLINT: bytes read as chars
+  }
+  return std::move(writing.error);
+}
+
+std::optional<PropertyListError> write(const Platform& platform, const PropertyList& list, DumpFormat format) {
+  switch (format) {
+    case DumpFormat::kJson:
+      if (unfoldsTooFar(list.root)) return PropertyListError{kUnfoldsTooFar, 0, {}};
+      writePropertyListAsJson(list.root, print);
+      return std::nullopt;
+    case DumpFormat::kXml:
+      return writeXmlTo(list, isatty(STDOUT_FILENO) == 1 ? printEscapedXml : print);
+    case DumpFormat::kBinary:
+      return writeBinary(platform, list);
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -70,9 +110,8 @@ int runDump(const Platform& platform, const CommandLine& line, const CommandSett
   const PropertyListReading reading = platform.propertyLists.propertyListFromData(input.data);
   shown.reset();
   if (reading.error) return complain(name, reasonOf(*reading.error), TarvelErrorReadFailed);
-  if (line.dumpFormat != DumpFormat::kJson) return writeForm(platform, reading.list, line.dumpFormat, name);
-  std::cout << propertyListAsJson(reading.list.root);
-  return 0;
+  const auto error = write(platform, reading.list, line.dumpFormat);
+  return error ? complain(name, error->description, TarvelErrorWriteFailed) : 0;
 }
 
 }  // namespace tarvel

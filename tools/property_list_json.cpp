@@ -6,8 +6,9 @@
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <string>
 
-#include "tools/json_text.h"
+#include "platform/linux/safe_text.h"
 
 namespace tarvel {
 
@@ -50,29 +51,8 @@ Json realAsJson(double real) {
   return std::isnan(real) ? "nan" : real > 0 ? "inf" : "-inf";
 }
 
-Json asJson(PropertyListValue value);
-
-Json elementsAsJson(PropertyListArray elements) {
-  Json json = Json::array();
-  for (std::size_t i = 0; i < elements.size(); ++i) json.push_back(asJson(elements.at(i)));
-  return json;
-}
-
-Json entriesAsJson(PropertyListDictionary dictionary) {
-  Json json = Json::object();
-  // The library's ordered object looks for a key before it adds one, so entries go in by hand: all keys are distinct.
-  auto& entries = json.get_ref<Json::object_t&>();
-  for (std::size_t i = 0; i < dictionary.size(); ++i) {
-    const PropertyListValue key = dictionary.keyAt(i);
-    const auto text = key.string();
-    entries.emplace_back(text ? std::string(*text) : asJson(key).dump(-1, ' ', false, Json::error_handler_t::replace),
-                         asJson(dictionary.valueAt(i)));
-  }
-  return json;
-}
-
-/// Recursion ends where the readers' limit on nesting ends.
-Json asJson(PropertyListValue value) {
+/// A value that holds no others.
+Json scalarAsJson(PropertyListValue value) {
   switch (value.type()) {
     case PropertyListType::kBoolean:
       return *value.boolean();
@@ -86,23 +66,80 @@ Json asJson(PropertyListValue value) {
       return base64(*value.data());
     case PropertyListType::kString:
       return *value.string();
-    case PropertyListType::kUid:
-      return {{"CF$UID", *value.uid()}};
-    case PropertyListType::kArray:
-      return elementsAsJson(value.array());
-    case PropertyListType::kSet:
-      return elementsAsJson(value.set());
-    case PropertyListType::kDictionary:
-      return entriesAsJson(value.dictionary());
-    case PropertyListType::kAbsent:
-    case PropertyListType::kNull:
+    default:
       return nullptr;
   }
-  return nullptr;
 }
+
+/// The one place where text becomes JSON.
+std::string scalarText(const Json& scalar) {
+  return escapedJson(scalar.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+class JsonWriter {
+ public:
+  explicit JsonWriter(const ByteSink& sink) : sink_(sink) {}
+
+  void write(PropertyListValue root) {
+    value(root);
+    out_ += "\n";
+    if (!isRefused_) (void)sink_(out_);
+  }
+
+ private:
+  /// Recursion ends where the readers' limit on nesting ends.
+  void value(PropertyListValue value) {
+    const PropertyListArray elements = value.array() ? value.array() : value.set();
+    if (elements) {
+      container('[', ']', elements.size(), [&](std::size_t i) { this->value(elements.at(i)); });
+    } else if (const PropertyListDictionary entries = value.dictionary()) {
+      container('{', '}', entries.size(), [&](std::size_t i) { entry(entries.keyAt(i), entries.valueAt(i)); });
+    } else if (const auto uid = value.uid()) {
+      container('{', '}', 1, [&](std::size_t) { out_ += "\"CF$UID\": " + std::to_string(*uid); });
+    } else {
+      out_ += scalarText(scalarAsJson(value));
+    }
+  }
+
+  void entry(PropertyListValue key, PropertyListValue value) {
+    const Json scalar = scalarAsJson(key);
+    // JSON has no other keys than texts.
+    out_ += scalarText(scalar.is_string() ? scalar : Json(scalarText(scalar))) + ": ";
+    this->value(value);
+  }
+
+  template <typename Element>
+  void container(char opening, char closing, std::size_t size, const Element& element) {
+    out_ += opening;
+    depth_ += 1;
+    for (std::size_t i = 0; i < size && !isRefused_; ++i) {
+      if (i > 0) out_ += ',';
+      line();
+      element(i);
+    }
+    depth_ -= 1;
+    if (size > 0) line();
+    out_ += closing;
+  }
+
+  void line() {
+    constexpr std::size_t kPieceSize = std::size_t{1} << 16;
+    if (out_.size() >= kPieceSize) {
+      isRefused_ = !sink_(out_);
+      out_.clear();
+    }
+    out_ += '\n';
+    out_.append(2 * depth_, ' ');
+  }
+
+  const ByteSink& sink_;
+  std::string out_;
+  std::size_t depth_ = 0;
+  bool isRefused_ = false;
+};
 
 }  // namespace
 
-std::string propertyListAsJson(PropertyListValue root) { return jsonText(asJson(root)); }
+void writePropertyListAsJson(PropertyListValue root, const ByteSink& sink) { JsonWriter(sink).write(root); }
 
 }  // namespace tarvel

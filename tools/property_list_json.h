@@ -1,7 +1,6 @@
 #pragma once
 
-#include <string>
-
+#include "platform/plist/byte_sink.h"
 #include "platform/property_list.h"
 
 namespace tarvel {
@@ -9,6 +8,8 @@ namespace tarvel {
 /// A property list as JSON, for looking at: keys stay in order. What JSON cannot say is said with what it has: data as
 /// base64, dates as UTC text (seconds since 2001 where they are out of range), a UID as {"CF$UID": n}, a set as an
 /// array, a real that is no number as a text, a lone surrogate as U+FFFD.
-[[nodiscard]] std::string propertyListAsJson(PropertyListValue root);
+///
+/// Goes into `sink` piece by piece: a small list can come to very much text.
+void writePropertyListAsJson(PropertyListValue root, const ByteSink& sink);
 
 }  // namespace tarvel

@@ -15,6 +15,7 @@
 #include "platform/plist/calendar.h"
 #include "platform/plist/generalised_text.h"
 #include "platform/plist/tree_storage.h"
+#include "platform/plist/unfolding.h"
 #include "platform/plist/writable_check.h"
 
 namespace tarvel {
@@ -114,13 +115,17 @@ std::string dateText(double seconds) {
 
 class XmlWriter {
  public:
-  explicit XmlWriter(std::string& out) : out_(out) {}
+  explicit XmlWriter(const ByteSink& sink) : sink_(sink) {}
 
   void write(const PropertyListValue& root) {
     out_ += kHead;
     writeValue(root);
-    while (!stack_.empty()) step();
+    while (!stack_.empty()) {
+      step();
+      if (out_.size() >= kPieceSize && !flush()) return;
+    }
     out_ += kTail;
+    (void)flush();
   }
 
  private:
@@ -132,6 +137,11 @@ class XmlWriter {
     std::size_t next;
   };
 
+  bool flush() {
+    const bool isTaken = sink_(out_);
+    out_.clear();
+    return isTaken;
+  }
   void step();
   void writeValue(const PropertyListValue& value);
   void open(const PropertyListValue& container);
@@ -153,7 +163,10 @@ class XmlWriter {
   }
   void escape(std::string_view text);
 
-  std::string& out_;
+  static constexpr std::size_t kPieceSize = std::size_t{1} << 16;
+
+  const ByteSink& sink_;
+  std::string out_;
   std::vector<Frame> stack_;
 };
 
@@ -272,12 +285,24 @@ void XmlWriter::writeUid(std::uint32_t uid) {
 
 }  // namespace
 
+std::optional<PropertyListError> writeXmlTo(const PropertyList& list, const ByteSink& sink) {
+  auto error = findUnwritable(list.root, static_cast<std::uint32_t>(PropertyListFormat::kXml));
+  if (error) return error;
+  if (unfoldsTooFar(list.root)) {
+    return PropertyListError{"Property list invalid for format: 100 (" + std::string(kUnfoldsTooFar) + ")", 0, {}};
+  }
+  XmlWriter(sink).write(list.root);
+  return std::nullopt;
+}
+
 PropertyListWriting writeXml(const PropertyList& list) {
   PropertyListWriting writing;
-  writing.error = findUnwritable(list.root, static_cast<std::uint32_t>(PropertyListFormat::kXml));
-  if (writing.error) return writing;
   auto text = std::make_shared<std::string>();
-  XmlWriter(*text).write(list.root);
+  writing.error = writeXmlTo(list, [&](std::string_view piece) {
+    text->append(piece);
+    return true;
+  });
+  if (writing.error) return writing;
   writing.data.pieces.emplace_back(reinterpret_cast<const std::uint8_t*>(text->data()), text->size());  // NOLINT
   writing.data.owners.push_back(std::move(text));
   return writing;

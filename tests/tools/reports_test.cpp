@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
 
 #include "platform/linux/linux_file_manager.h"
 #include "platform/plist/serialization.h"
@@ -206,6 +209,15 @@ TEST(Terminal, ColorsAreAddedOnlyWhenAskedFor) {
   EXPECT_FALSE(usesColor(ColorChoice::kAuto, -1));
 }
 
+std::string jsonOf(PropertyListValue root) {
+  std::string json;
+  writePropertyListAsJson(root, [&](std::string_view piece) {
+    json += piece;
+    return true;
+  });
+  return json;
+}
+
 TEST(PropertyListJson, EveryKindOfValueIsSaid) {
   PropertyListTree tree;
   const PropertyListDictionary root = tree.makeDictionary();
@@ -219,10 +231,61 @@ TEST(PropertyListJson, EveryKindOfValueIsSaid) {
   root.set("data", tree.makeData(bytes));
   root.set("uid", tree.makeUid(7));
   root.set("null", tree.makeNull());
-  const auto json = nlohmann::ordered_json::parse(propertyListAsJson(root.value()));
+  const auto json = nlohmann::ordered_json::parse(jsonOf(root.value()));
   EXPECT_EQ(json.dump(),
             R"({"z":-1,"big":18446744073709551615,"real":0.5,"nan":"nan","date":"2001-01-01T00:00:00Z","far":1e+18,)"
             R"("data":"AQIDBA==","uid":{"CF$UID":7},"null":null})");
+}
+
+TEST(PropertyListJson, IsLaidOutAsTheLibraryLaysItOut) {
+  PropertyListTree tree;
+  const PropertyListArray inner = tree.makeArray(0);
+  inner.append(tree.makeString("a\"b\n"));
+  inner.append(tree.makeArray(0).value());
+  inner.append(tree.makeDictionary().value());
+  inner.append(tree.makeSet(std::vector<PropertyListValue>{tree.makeInteger(1)}));
+  const PropertyListDictionary root = tree.makeDictionary();
+  root.set("k", inner.value());
+  root.set("uid", tree.makeUid(7));
+  const std::string json = jsonOf(root.value());
+  EXPECT_EQ(json, nlohmann::ordered_json::parse(json).dump(2) + "\n");
+  EXPECT_EQ(jsonOf(tree.makeString("x")), "\"x\"\n");
+}
+
+TEST(PropertyListJson, ComesInPiecesUntilTheSinkRefuses) {
+  PropertyListTree tree;
+  const PropertyListArray root = tree.makeArray(0);
+  const PropertyListValue text = tree.makeString(std::string(1000, 'x'));
+  for (int i = 0; i < 1000; ++i) root.append(text);
+  std::size_t largest = 0;
+  std::size_t pieces = 0;
+  writePropertyListAsJson(root.value(), [&](std::string_view piece) {
+    largest = std::max(largest, piece.size());
+    return ++pieces < 3;
+  });
+  EXPECT_EQ(pieces, 3U);
+  EXPECT_LT(largest, 100'000U);
+}
+
+TEST_F(Reports, PathsOfDeepFoldersAreCutAtTheirOuterEnd) {
+  const std::string title(600, 'f');
+  std::string notation = "b@u a@u";
+  for (int i = 9; i > 0; --i) notation = std::to_string(i) + title + "[ " + notation + " ]";
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ " + notation + " ] ]");
+  ASSERT_EQ(changes.removed.size(), 1U);
+  const FolderPath expected = {"…", "7" + title, "8" + title, "9" + title};
+  EXPECT_EQ(changes.removed[0].folder, expected);
+  EXPECT_EQ(changes.removed[0].keptFolder, expected);
+}
+
+TEST_F(Reports, OneTopLevelAddressOfManyNamesItsSurvivorWhenNothingIsWritten) {
+  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] a@u b@u c@u ]");
+  EXPECT_FALSE(changes.isOrderChanged);
+  ASSERT_EQ(changes.removed.size(), 2U);
+  for (const RemovedEntry& entry : changes.removed) {
+    EXPECT_EQ(entry.keptTitle, "c");
+    EXPECT_TRUE(entry.keptFolder.empty());
+  }
 }
 
 TEST(PreviewFileManager, HoldsOneFileAndWritesNothing) {

@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/plist/serialization.h"
 #include "platform/plist/writable_check.h"
 #include "platform/plist/xml_reader.h"
 #include "tests/support/vector_tree.h"
@@ -133,6 +135,42 @@ TEST(WritableCheck, TheFirstFaultIsNamedKeysBeforeTheirValues) {
 TEST(WritableCheck, NothingIsNoList) {
   EXPECT_EQ(findUnwritable({}, kBinary)->description,
             "Property list invalid for format: 200 (property lists cannot contain NULL)");
+}
+
+TEST(XmlWriter, OutputComesInPiecesUntilTheSinkRefuses) {
+  auto tree = std::make_shared<PropertyListTree>();
+  const PropertyListArray root = tree->makeArray(0);
+  const PropertyListValue text = tree->makeString(std::string(1000, 'x'));
+  for (int i = 0; i < 1000; ++i) root.append(text);
+  std::string all;
+  std::size_t largest = 0;
+  const auto error = writeXmlTo({tree, root.value()}, [&](std::string_view piece) {
+    all += piece;
+    largest = std::max(largest, piece.size());
+    return true;
+  });
+  EXPECT_FALSE(error.has_value());
+  EXPECT_EQ(all, write(root.value(), tree));
+  EXPECT_LT(largest, 100'000U);
+  std::size_t pieces = 0;
+  EXPECT_FALSE(writeXmlTo({tree, root.value()}, [&](std::string_view) { return ++pieces < 3; }).has_value());
+  EXPECT_EQ(pieces, 3U);
+}
+
+TEST(XmlWriter, TextOutOfProportionToTheBinaryFileIsRefused) {
+  auto source = std::make_shared<PropertyListTree>();
+  const PropertyListArray root = source->makeArray(0);
+  const PropertyListValue text = source->makeString(std::string(1 << 20, 'x'));
+  for (int i = 0; i < 1100; ++i) root.append(text);
+  PlistSerialization serialization;
+  const std::string file = serialization.dataWithPropertyList({source, root.value()}, kBinary).data.joined();
+  const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(file));
+  ASSERT_FALSE(reading.error.has_value());
+  const PropertyListWriting writing = serialization.dataWithPropertyList(reading.list, kXml);
+  ASSERT_TRUE(writing.error.has_value());
+  EXPECT_NE(writing.error->description.find("out of proportion"), std::string::npos);
+  // The binary form keeps what is shared, and so has no such limit.
+  EXPECT_FALSE(serialization.dataWithPropertyList(reading.list, kBinary).error.has_value());
 }
 
 }  // namespace
