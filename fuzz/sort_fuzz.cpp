@@ -14,6 +14,17 @@ constexpr const char* kBackup = "/b/copy.plist";
 constexpr std::array kFailures = {TarvelErrorNotBookmarksFile, TarvelErrorUnknownVersion, TarvelErrorReadFailed,
                                   TarvelErrorWriteFailed};
 
+/// What is told of removals holds for every list.
+class RemovalCheck final : public SortObserver {
+ public:
+  void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override {
+    require(static_cast<bool>(survivor) == (reason == RemovalReason::kDuplicate), "a survivor without a duplicate");
+    if (!survivor) return;
+    require(survivor != entry, "a bookmark survives itself");
+    require(survivor.string(kURLStringKey) == entry.string(kURLStringKey), "a survivor has another address");
+  }
+};
+
 inline void checkSort(PlistSerialization& serialization, const std::string& before) {
   MemoryPlatform memory(serialization);
   const Platform platform = memory.platform();
@@ -26,6 +37,8 @@ inline void checkSort(PlistSerialization& serialization, const std::string& befo
   tarvel.setRemoveDuplicates(true);
   tarvel.setRenameSamenamed(true);
   tarvel.setSortBookmarksBar(true);
+  RemovalCheck removals;
+  tarvel.setSortObserver(&removals);
   const TarvelError error = tarvel.sortBookmarks();
   const std::string after = *memory.fileManager.bytesAt(kPath);
   const auto backup = memory.fileManager.bytesAt(kBackup);
