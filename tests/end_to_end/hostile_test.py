@@ -52,9 +52,31 @@ def array_of(*references):
     return b"\xaf\x12" + struct.pack(">I", len(references)) + b"".join(struct.pack(">I", r) for r in references)
 
 
+def many(count, **values):
+    """So many bookmarks in the order of their titles; `values` takes the place of what they have."""
+    return [{**leaf(f"t{i:08}", f"http://{i}/"), **values} for i in range(count)]
+
+
+def without_title(bookmark):
+    return {key: value for key, value in bookmark.items() if key != "URIDictionary"}
+
+
+# Files whose references to one long text come to the square of their size. The writer here keeps equal texts once.
+LONG_TEXTS = {
+    "addresses": lambda n, text: root(*many(n, URLString="http://" + text)),
+    "blank addresses": lambda n, text: root(*many(n, URLString=" " * len(text))),
+    "titles": lambda n, text: root(*(folder(f"f{i:08}", leaf(text, f"http://{i}/")) for i in range(n))),
+    "addresses for titles": lambda n, text: root(*map(without_title, many(n, URLString="http://" + text))),
+    "identifiers": lambda n, text: root(*({**folder(f"f{i:08}", leaf("t", f"http://{i}/")), "WebBookmarkUUID": text} for i in range(n))),
+    # Read as a number, of which nothing but the end decides.
+    "hidden marks": lambda n, text: root(*({**folder(f"f{i:08}", leaf("t", f"http://{i}/")), "ShouldOmitFromUI": text} for i in range(n))),
+    "unknown keys": lambda n, text: root(*({**bookmark, text: "x", f"k{i}": "y"} for i, bookmark in enumerate(many(n)))),
+}
+
+
 class HostileTest(HomeTest):
-    def run_measured(self, *arguments, limit=None):
-        """Exit status and the most memory in bytes. A signal is a negative status."""
+    def run_measured(self, *arguments, limit=None, stdin=subprocess.DEVNULL):
+        """Exit status and the most memory in bytes. A signal is a negative status. Leaves the processor time behind."""
 
         def confine():
             if limit is not None:
@@ -64,7 +86,7 @@ class HostileTest(HomeTest):
             [TARVEL, *map(str, arguments)],
             env=self.environment,
             cwd=self.home,
-            stdin=subprocess.DEVNULL,
+            stdin=stdin,
             stdout=subprocess.DEVNULL,
             stderr=subprocess.PIPE,
             preexec_fn=confine,
@@ -75,6 +97,7 @@ class HostileTest(HomeTest):
         process.stderr.close()
         _, status, usage = os.wait4(process.pid, 0)
         killer.cancel()
+        self.seconds = usage.ru_utime + usage.ru_stime
         process.returncode = os.waitstatus_to_exitcode(status)
         return process.returncode, usage.ru_maxrss * 1024
 
@@ -90,6 +113,89 @@ class HostileTest(HomeTest):
             self.assertEqual(self.file.read_bytes(), before)
         if not SANITIZED:
             self.assertLess(memory, most)
+
+    def expect_growth(self, arguments, small, large):
+        """Of two lists, the one of four times the size takes hardly more than four times as long, and memory that fits it.
+
+        What grows with the square takes sixteen times as long."""
+        seconds = []
+        for content in (small, large):
+            self.write(content)
+            status, memory = self.run_measured(*arguments, self.file)
+            # The first two: nothing to do, and something to do.
+            self.assertIn(status, (0, 10), self.words)
+            seconds.append(self.seconds)
+            # Reports hold up to 1000 bytes of each text.
+            if not SANITIZED:
+                self.assertLess(memory, 128 * MIB + 20 * self.file.stat().st_size)
+        self.assertLess(seconds[1], 8 * seconds[0] + 1, arguments)
+
+    def test_duplicates_of_one_address_take_time_in_proportion(self):
+        def top(count):
+            tree = root()
+            tree["Children"] += many(count, URLString="http://one/")
+            return tree
+
+        for arguments in (("preview",), ("preview", "--html=-"), ("sort", "--no-backup")):
+            self.expect_growth(arguments, top(5_000), top(20_000))
+
+    def test_a_long_text_that_everything_refers_to_takes_time_in_proportion(self):
+        for name, make in LONG_TEXTS.items():
+            for arguments in (("preview",), ("preview", "--html=-"), ("sort", "--no-backup")):
+                with self.subTest(name, arguments=arguments):
+                    letter = "0" if name == "hidden marks" else "x"
+                    self.expect_growth(arguments, make(1_000, letter * 250_000), make(4_000, letter * 1_000_000))
+
+    def test_a_folder_that_is_referred_to_from_everywhere_takes_time_in_proportion(self):
+        def shared(count):
+            # A list that stands in several places is one object of the file.
+            children = many(100)
+            return root(*(dict(folder(f"f{i:08}"), Children=children) for i in range(count)))
+
+        self.expect_growth(("preview",), shared(100), shared(400))
+
+    def test_text_without_references_is_written_piece_by_piece(self):
+        self.write(root(*many(500, URLString="x" * 500_000)))
+        for form in ("json", "xml"):
+            status, memory = self.run_measured("dump", f"--format={form}", self.file)
+            self.assertEqual(status, 0, self.words)
+            if not SANITIZED:
+                self.assertLess(memory, 64 * MIB)
+
+    def test_text_out_of_proportion_to_the_file_is_refused(self):
+        self.write(root(*many(5_000, URLString="x" * 500_000)))
+        for form in ("json", "xml"):
+            status, memory = self.run_measured("dump", f"--format={form}", self.file)
+            self.assertEqual(status, 6)
+            self.assertIn("out of proportion", self.words)
+            if not SANITIZED:
+                self.assertLess(memory, 64 * MIB)
+        self.assertEqual(self.run_measured("dump", "--format=binary", self.file)[0], 0)
+
+    def test_a_file_beyond_the_limit_is_refused_before_it_takes_room(self):
+        with self.file.open("wb") as file:
+            file.truncate(3 << 30)
+        for command in ("sort", "preview", "dump"):
+            status, memory = self.run_measured(command, self.file)
+            self.assertEqual(status, 5)
+            self.assertIn("larger than 512 MiB", self.words)
+            self.assertIn("TARVEL_MAX_FILE_SIZE", self.words)
+            if not SANITIZED:
+                self.assertLess(memory, 64 * MIB)
+        self.write(root(leaf("a", "http://a/")))
+        self.environment["TARVEL_MAX_FILE_SIZE"] = "100"
+        self.expect((5,), LITTLE)
+        self.environment["TARVEL_MAX_FILE_SIZE"] = "1M"
+        self.expect((0,), LITTLE)
+
+    def test_input_without_end_is_refused_at_the_limit(self):
+        self.environment["TARVEL_MAX_FILE_SIZE"] = "10M"
+        with open("/dev/zero", "rb") as zero:
+            status, memory = self.run_measured("dump", "-", stdin=zero)
+        self.assertEqual(status, 5)
+        self.assertIn("larger than 10 MiB", self.words)
+        if not SANITIZED:
+            self.assertLess(memory, 64 * MIB)
 
     def test_nesting_a_hundred_thousand_deep_is_refused_in_every_form(self):
         # Each array holds the next.
@@ -131,6 +237,7 @@ class HostileTest(HomeTest):
 
     def test_a_gigabyte_of_nothing_is_refused(self):
         size = 1 << 30
+        self.environment["TARVEL_MAX_FILE_SIZE"] = "1G"
         for head, tail in ((b"", b""), (b"bplist00", b""), (b"bplist00\x08", binary([b"\x08"])[-32:])):
             with self.file.open("wb") as file:
                 file.write(head)
