@@ -37,17 +37,20 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
   return type == BookmarkNodeTypeLeaf ? 2 : 3;
 }
 
-/// The collator's ranks. A long title is ranked once, however many of the children have it.
+/// The collator's ranks. A long title is ranked once, however many of the children have it: equal ones lie at one
+/// place.
 std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Collator& collator) {
   const auto isLong = [](std::string_view title) { return title.size() > kLongestShortText; };
   if (std::ranges::none_of(titles, isLong)) return collator.rank(titles);
-  tsl::robin_map<std::string_view, std::uint32_t, ListTextHash, SameListText> known;
+  tsl::robin_map<const char*, std::uint32_t> known;
   std::vector<std::string_view> distinct;
   std::vector<std::uint32_t> places(titles.size());
   for (std::size_t i = 0; i < titles.size(); ++i) {
-    places[i] = static_cast<std::uint32_t>(distinct.size());
-    if (isLong(titles[i])) places[i] = known.try_emplace(titles[i], places[i]).first->second;
-    if (places[i] == distinct.size()) distinct.push_back(titles[i]);
+    const auto next = static_cast<std::uint32_t>(distinct.size());
+    places[i] = isLong(titles[i]) ? known.try_emplace(titles[i].data(), next).first->second : next;
+    // A crafted file can hold two texts of different lengths at one place.
+    if (places[i] != next && distinct[places[i]].size() != titles[i].size()) places[i] = next;
+    if (places[i] == next) distinct.push_back(titles[i]);
   }
   const std::vector<std::uint32_t> ranks = collator.rank(distinct);
   std::ranges::transform(places, places.begin(), [&](std::uint32_t place) { return ranks[place]; });

@@ -270,10 +270,10 @@ TEST(PropertyListJson, ComesInPiecesUntilTheSinkRefuses) {
 TEST_F(Reports, PathsOfDeepFoldersAreCutAtTheirOuterEnd) {
   const std::string title(600, 'f');
   std::string notation = "b@u a@u";
-  for (int i = 9; i > 0; --i) notation = std::to_string(i) + title + "[ " + notation + " ]";
+  for (const char letter : {'i', 'h', 'g', 'f', 'e', 'd'}) notation = letter + title + "[ " + notation + " ]";
   const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ " + notation + " ] ]");
   ASSERT_EQ(changes.removed.size(), 1U);
-  const FolderPath expected = {"…", "7" + title, "8" + title, "9" + title};
+  const FolderPath expected = {"…", "g" + title, "h" + title, "i" + title};
   EXPECT_EQ(changes.removed[0].folder, expected);
   EXPECT_EQ(changes.removed[0].keptFolder, expected);
 }
