@@ -206,7 +206,8 @@ class Tarvel {
   void cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance);
   void cleanChildren(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance);
   [[nodiscard]] bool isFaultyNode(PropertyListDictionary node, BookmarkSet& bookmarks, RenamingAllowance& allowance);
-  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmarks, RenamingAllowance& allowance);
+  [[nodiscard]] bool isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmarks,
+                                    RenamingAllowance& allowance);
   [[nodiscard]] bool isFaultyLeaf(PropertyListDictionary leaf, BookmarkSet& bookmarks);
   void validateTitle(PropertyListDictionary node, TitleLookupSet& titles, RenamingAllowance& allowance);
   void renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles,

@@ -41,7 +41,9 @@ class ProofHome {
   void resetSettings();
 
   [[nodiscard]] TracedProgram sort() const { return command({"sort", "--backup-file", backup(), file()}); }
-  [[nodiscard]] TracedProgram restore() const { return command({"restore", "--yes", "--backup-file", backup(), file()}); }
+  [[nodiscard]] TracedProgram restore() const {
+    return command({"restore", "--yes", "--backup-file", backup(), file()});
+  }
   /// A dated copy of the file.
   [[nodiscard]] TracedProgram keep() const { return command({"backup", file()}); }
   /// The backup back in place of the file, as a copy that stays.
