@@ -43,6 +43,7 @@ void ChangeRecorder::attemptBegan(PropertyListDictionary root) {
 /// The titles down to a place. The roots of the three trees have no parent; the one that stands for the top level has
 /// no title either, and is no part of a path.
 FolderPath ChangeRecorder::pathOf(std::size_t place) {
+  if (place == kNowhere) return {};
   std::optional<FolderPath>& known = places_[place].path;
   if (!known) {
     ShortenedPath path;
