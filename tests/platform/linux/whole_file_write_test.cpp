@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstring>
 
+#include "platform/linux/file_size_limit.h"
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/unique_fd.h"
 #include "tests/support/child_process.h"
@@ -365,7 +366,10 @@ TEST_F(WholeFileWrite, AFileLargerThanMemoryIsNeitherReadNorTornNorTheEndOfThePr
   directory.write("f", "old");
   constexpr off_t kHuge = off_t{8} << 40;
   if (::truncate(cPath("f"), kHuge) != 0) GTEST_SKIP() << "no such files on this file system";
+  EXPECT_EQ(manager.contentsAtPath(directory.path("f")).status.code, EFBIG);
+  ::setenv(kFileSizeLimitVariable, "16384G", 1);
   EXPECT_EQ(manager.contentsAtPath(directory.path("f")).status.code, ENOMEM);
+  ::unsetenv(kFileSizeLimitVariable);
   std::filesystem::create_hard_link(directory.path("f"), directory.path("g"));
   EXPECT_EQ(inChild([&] { return write("f", "new").code; }), ENOMEM);
   EXPECT_EQ(statOf("g").st_size, kHuge);
