@@ -24,7 +24,7 @@ std::vector<std::string> knownKeys() {
 std::string originOf(const SettingState& state) {
   if (!state.isStored) return "default";
   if (state.isUsed) return "set";
-  return "set to “" + state.storedText + "”, which cannot be used";
+  return "set to “" + printable(state.storedText) + "”, which cannot be used";
 }
 
 nlohmann::ordered_json jsonOf(const Setting& setting, const SettingState& state) {
@@ -45,7 +45,7 @@ int list(const AgentSurroundings& agent, const CommandLine& line) {
       all.push_back(jsonOf(setting, state));
       continue;
     }
-    std::cout << painter.bold(setting.key) << " = " << state.inForce << "\n    " << setting.meaning << ". "
+    std::cout << painter.bold(setting.key) << " = " << printable(state.inForce) << "\n    " << setting.meaning << ". "
               << painter.dim(originOf(state) + "; " + effectText(setting.effect)) << "\n";
   }
   if (line.json) std::cout << jsonText(all);
@@ -57,7 +57,7 @@ int get(const AgentSurroundings& agent, const CommandLine& line, const Setting& 
   if (line.json) {
     std::cout << jsonText(jsonOf(setting, state));
   } else {
-    std::cout << state.inForce << "\n";
+    std::cout << printable(state.inForce) << "\n";
   }
   return 0;
 }
@@ -95,7 +95,7 @@ int keep(const AgentSurroundings& agent, const Setting& setting, const PropertyL
   }
   // An agent may have sorted the previous file, and backed it up, between the two steps above.
   (void)assignBackup(agent, setting, file, previous);
-  std::cout << setting.key << done << stateOf(setting, agent.preferences, agent.files).inForce << ", "
+  std::cout << setting.key << done << printable(stateOf(setting, agent.preferences, agent.files).inForce) << ", "
             << effectText(setting.effect) << ".\n";
   return 0;
 }

@@ -50,7 +50,7 @@ std::string textOf(PropertyListValue value) {
   if (const auto boolean = value.boolean()) return *boolean ? "yes" : "no";
   if (const auto integer = value.integer()) return std::to_string(*integer);
   if (const auto real = value.real()) return std::to_string(*real);
-  if (const auto text = value.string()) return printable(*text);
+  if (const auto text = value.string()) return std::string(*text);
   if (const auto date = value.date()) return localTimeText(*date);
   return "something that is neither text nor number";
 }

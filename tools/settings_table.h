@@ -37,7 +37,7 @@ struct Setting {
 /// Whether a person may set it.
 [[nodiscard]] bool isSettable(const Setting& setting);
 
-/// What is stored under a key, and what the agent makes of it.
+/// What is stored under a key, and what the agent makes of it. Texts are as they are stored, not yet safe to show.
 struct SettingState {
   bool isStored = false;
   /// Whether the agent can use what is stored, as it stands.

@@ -197,6 +197,15 @@ TEST_F(AgentCommands, ControlCharactersInAStoredPathAreSpelledOut) {
   EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
+TEST_F(AgentCommands, StatusLooksAtTheStoredPathHoweverItIsShown) {
+  const std::string odd = "/a\x1b[31m";
+  files.putFile(odd, "");
+  preferences.setString(kBookmarksFilenameKey, odd, kDomain);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("[31m, changed "));
+  EXPECT_THAT(output, Not(HasSubstr("\x1b")));
+}
+
 TEST_F(AgentCommands, StatusOfNothingSetUpTellsHowToBegin) {
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
   EXPECT_THAT(output, HasSubstr("Agent:             not running\n"));
