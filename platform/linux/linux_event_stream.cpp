@@ -94,7 +94,7 @@ class LinuxEventStream final : public EventStream {
   void walkAnew() {
     // The guards are replaced by the walk, and their descriptor must be off the loop by then.
     guardSource_.reset();
-    const std::vector<std::string> before = watched_.fileSystems();
+    const auto before = watched_.fileSystems();
     const bool isWatched = watched_.walkAnew();
     if (attachGuards() && isWatched) {
       retryCall_.reset();
@@ -113,8 +113,9 @@ class LinuxEventStream final : public EventStream {
   /// Whether some part of the paths is on a file system that does not tell everything; a file system that does not
   /// answer may be one.
   [[nodiscard]] bool isPollingNeeded() const {
-    return std::ranges::any_of(watched_.fileSystems(),
-                               [this](const std::string& folder) { return polling_.isNeeded(folder).value_or(true); });
+    return std::ranges::any_of(watched_.fileSystems(), [this](const auto& fileSystem) {
+      return polling_.isNeeded(fileSystem.second).value_or(true);
+    });
   }
 
   /// Compares the folder with what it was at the last look; the first look at a folder only remembers.

@@ -47,7 +47,7 @@ std::string runtimeFolderIn(const std::string& folders) {
 std::string userRuntimeFolder() {
   std::string folder = folderFromEnvironment("XDG_RUNTIME_DIR");
   if (!folder.empty()) return folder;
-  // Who came by another way, as by su or from cron, is not told of it, and is to find the same agent nevertheless.
+  // su and cron do not set it.
   return runtimeFolderIn("/run/user");
 }
 

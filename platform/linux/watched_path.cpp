@@ -126,16 +126,14 @@ void WatchedPath::reportDifference(const Route& before, const Interests& interes
   }
 }
 
-std::vector<std::string> WatchedPath::fileSystems() const {
+std::map<dev_t, std::string> WatchedPath::fileSystems() const {
   std::map<dev_t, std::string> folders;
   const auto add = [&folders](const PathWalk& walk) {
     for (const auto& folder : walk.folders) folders[folder.identity.device] = folder.path;
   };
   add(route_.walk);
   for (const LinkedFile& file : route_.linked) add(file.walk);
-  std::vector<std::string> paths;
-  for (const auto& [device, path] : folders) paths.push_back(path);
-  return paths;
+  return folders;
 }
 
 bool WatchedPath::readContent() {

@@ -55,8 +55,8 @@ class WatchedPath {
 
   /// The folder while there is one, else empty.
   [[nodiscard]] const std::string& folder() const { return route_.walk.folder; }
-  /// One folder for each file system that the paths touch.
-  [[nodiscard]] std::vector<std::string> fileSystems() const;
+  /// The file systems that the paths touch, each with one folder on it.
+  [[nodiscard]] std::map<dev_t, std::string> fileSystems() const;
 
  private:
   /// Where the path leads, and where the links in that folder do.
