@@ -127,7 +127,7 @@ class HostileTest(HomeTest):
             seconds.append(self.seconds)
             # Reports hold up to 1000 bytes of each text.
             if not SANITIZED:
-                self.assertLess(memory, 128 * MIB + 20 * self.file.stat().st_size)
+                self.assertLess(memory, 256 * MIB + 20 * self.file.stat().st_size)
         self.assertLess(seconds[1], 8 * seconds[0] + 0.5, arguments)
 
     def test_duplicates_of_one_address_take_time_in_proportion(self):
