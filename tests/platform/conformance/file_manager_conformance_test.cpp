@@ -1,5 +1,6 @@
 // What FileManager promises, asked of every implementation.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -121,6 +122,20 @@ TYPED_TEST(FileManagerConformance, AFileThatIsGoneSinceItWasReadIsNotMadeAnew) {
   ASSERT_TRUE(this->manager.removeItemAtPath(this->path("a")).ok());
   EXPECT_EQ(this->manager.writeDataToPath({{data.bytes()}, {}}, this->path("a"), version).code, kFileHasChanged);
   EXPECT_FALSE(this->exists("a"));
+}
+
+TYPED_TEST(FileManagerConformance, AFileIsOpenForWritingOnlyWhenAProgramHasItOpen) {
+  this->put("a", "x");
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("a")));
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("missing")));
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("")));
+}
+
+TYPED_TEST(FileManagerConformance, AWriteThatDisplacesNothingKeepsNoSave) {
+  this->put("a", "x");
+  this->put("a", "y");
+  EXPECT_THAT(this->manager.keptSavesAtPath(this->path("a")), testing::IsEmpty());
+  EXPECT_THAT(this->manager.keptSavesAtPath(this->path("missing")), testing::IsEmpty());
 }
 
 TYPED_TEST(FileManagerConformance, PiecesAreWrittenInOrder) {
