@@ -64,6 +64,10 @@ void AppDelegate::sortBookmarks() {
   // A sorter knows no path while nothing lies there; the message still has to name the file that was looked for.
   const std::string filename = tarvel.bookmarksFilename().value_or(bookmarksFilename());
   const TarvelError error = tarvel.sortBookmarks();
+  for (const std::string& save : platform_.sorting.fileManager.keptSavesAtPath(filename)) {
+    platform_.sorting.systemLog.log("A save of “" + filename + "” by another program is kept as “" + save +
+                                    "”: a newer one has its place, or it could not be put back.");
+  }
   if (error == TarvelErrorNone) {
     finishSuccessfulSort();
     return;

@@ -7,6 +7,7 @@
 #include "platform/path_components.h"
 #include "tools/agent_commands.h"
 #include "tools/commands.h"
+#include "tools/kept_saves.h"
 #include "tools/local_time.h"
 #include "tools/settings_table.h"
 
@@ -30,9 +31,11 @@ struct Status {
   std::string message;
   /// What was told already, with its time; empty when nothing was.
   std::string reported;
+  /// Where other programs' saves lie that a sort displaced.
+  std::vector<std::string> keptSaves;
 
   /// Whether somebody should do something.
-  [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process); }
+  [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process) || !keptSaves.empty(); }
 };
 
 FileState stateOfFile(FileManager& files, const std::string& path) {
@@ -69,6 +72,7 @@ Status gather(const AgentSurroundings& agent) {
   status.code = pendingCode(agent);
   if (status.code) status.message = messageOfCode(agent, *status.code);
   status.reported = reportedText(agent);
+  status.keptSaves = agent.files.keptSavesAtPath(status.bookmarks.path);
   return status;
 }
 
@@ -110,6 +114,10 @@ void show(const AgentSurroundings& agent, const Status& status, const Painter& p
             << "Backup:            " << printable(status.backup.path) << ", "
             << (status.backup.exists ? status.backup.text : "not made yet") << "\n"
             << "Last error:        " << lastErrorText(status, painter) << "\n";
+  for (const std::string& save : status.keptSaves) {
+    const KeptSaveWords words = wordsForKeptSave(save, status.bookmarks.path);
+    std::cout << "Kept save:         " << words.text << "\n                   " << words.advice << "\n";
+  }
   const std::string next = nextStep(status);
   if (!next.empty()) std::cout << "\n" << next << "\n";
 }
@@ -126,6 +134,7 @@ void showJson(const AgentSurroundings& agent, const Status& status) {
                                  {"lastError", status.code.value_or(0)},
                                  {"lastErrorMessage", status.message},
                                  {"lastReported", status.reported},
+                                 {"keptSaves", status.keptSaves},
                                  {"settings", nlohmann::ordered_json::object()}};
   for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
   std::cout << json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << "\n";
