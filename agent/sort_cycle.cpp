@@ -84,6 +84,10 @@ void AppDelegate::sortBookmarks() {
   const std::string filename = tarvel.bookmarksFilename().value_or(
       platform_.sorting.fileManager.stringByExpandingTildeInPath(bookmarksFilename()));
   const TarvelError error = tarvel.sortBookmarks();
+  for (const std::string& save : platform_.sorting.fileManager.keptSavesAtPath(filename)) {
+    platform_.sorting.systemLog.log("A save of “" + filename + "” by another program is kept as “" + save +
+                                    "”: a newer one has its place, or it could not be put back.");
+  }
   // The request to end is what the run loop handles next.
   if (tarvel.wasStopped()) return;
   if (error == TarvelErrorNone) {

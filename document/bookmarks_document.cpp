@@ -10,6 +10,7 @@ namespace {
 constexpr std::string_view kStatusDomain = "NSOSStatusErrorDomain";
 constexpr std::int32_t kUnreadableData = -19;
 constexpr std::string_view kFileDomain = "NSPOSIXErrorDomain";
+constexpr std::string_view kChangedFileDomain = "TarvelChangedFileErrorDomain";
 constexpr std::string_view kPropertyListDomain = "NSCocoaErrorDomain";
 constexpr std::int32_t kPropertyListWriteInvalid = 3851;
 
@@ -64,7 +65,8 @@ bool BookmarksDocument::writeToURLOfTypeError(const std::string& path, std::stri
   if (!data) return false;
   const FileStatus status = platform_.fileManager.writeDataToPath(*data, path, expectedVersion_, &writtenDate_);
   if (status.ok()) return true;
-  *error = {std::string(kFileDomain), status.code, status.reason};
+  const bool hasChanged = status.code == kFileHasChanged;
+  *error = {std::string(hasChanged ? kChangedFileDomain : kFileDomain), status.code, status.reason};
   return false;
 }
 

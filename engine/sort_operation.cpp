@@ -106,6 +106,11 @@ TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attem
     error = attemptUntilUnchanged(path, attempts);
     if (error == TarvelErrorNone && attempts.readVersion) sortedFileDate_ = attempts.readVersion->date;
     if (error != TarvelErrorNone || !attempts.didSort) return error;
+    // Asked before there is a backup, of which nothing might come.
+    if (platform_.fileManager.isOpenForWritingAtPath(path)) {
+      error = TarvelErrorFileInUse;
+      continue;
+    }
     enterStage(SortStage::kWriting);
     attempts.failure = TarvelErrorBackupFailed;
     if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -17,7 +16,7 @@ using FileDate = Date;
 
 /// How a file operation ended.
 struct FileStatus {
-  /// 0 for success, else an errno value of the system below.
+  /// 0 for success, else an errno value of the system below, or kFileHasChanged.
   int code = 0;
   /// A sentence for people, empty on success.
   std::string reason;
@@ -31,7 +30,9 @@ struct FileVersion {
   std::uint64_t device = 0;  ///< The file system it lies on.
   std::uint64_t file = 0;    ///< Its number there.
   std::uint64_t size = 0;    ///< In bytes.
-  FileDate date;             ///< When its content changed last.
+  FileDate date;             ///< When its content changed last. Programs may set it.
+  /// When anything of it changed last, its name and its rights included. Programs cannot set it.
+  FileDate inodeDate = {};
 
   /// Equal when everything is.
   friend bool operator==(const FileVersion&, const FileVersion&) = default;
@@ -78,8 +79,9 @@ class PlatformException : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The code of a write that did not happen because the file is no longer as it was read.
-inline constexpr int kFileHasChanged = ESTALE;
+/// The code of a write that did not happen because the file is no longer as it was read. Not an errno value, so that no
+/// error of a file system can be taken for it.
+inline constexpr int kFileHasChanged = -1;
 
 /// Files by path. Paths are bytes as given, without tilde; relative ones start at the working directory.
 /// Symbolic links are followed except where said otherwise. One thread at a time.
@@ -133,10 +135,10 @@ class FileManager {
   /// or output error. When it returns success the bytes are on the disk, and a later change of the file carries another
   /// date.
   ///
-  /// With `readVersion`, what was read: fails with kFileHasChanged, and nothing is lost, when somebody has changed the
-  /// file since or put another in its place, even at the last instant, or has it open to write to it. Two changes are
-  /// not noticed: one that keeps the size and gives back the old date, and, where bytes can only be replaced in place,
-  /// one in the instant before they are.
+  /// With `readVersion`, what was read: fails with kFileHasChanged, and nothing is lost, when another program has
+  /// changed the file since or put another in its place, even at the last instant, or has it open for writing. Two
+  /// changes are not noticed: one that keeps the size and sets the old date again in the instant of the replacement,
+  /// and, where bytes can only be replaced in place, one in the instant before they are.
   ///
   /// `writtenDate`, unless null, gets the date that this write gave to the file: any other date found afterwards is a
   /// later change. It gets none when the write fails.
@@ -161,6 +163,13 @@ class FileManager {
   /// never through a symbolic link at the end of the path. kFileHasChanged when that version is no longer there.
   [[nodiscard]] virtual FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                         const FileVersion& version) = 0;
+
+  /// Whether another process has the file open for writing. False also when that cannot be told.
+  [[nodiscard]] virtual bool isOpenForWritingAtPath(const std::string& path) = 0;
+
+  /// Saves of other programs that a write displaced from `path` and that could not be put back, or gave way to a newer
+  /// one: the paths of the files that hold them. None is ever removed.
+  [[nodiscard]] virtual std::vector<std::string> keptSavesAtPath(const std::string& path) = 0;
 
   /// Whether replaceItem() exists here. Where it does not, exchangeItems() is the way.
   [[nodiscard]] virtual bool offersReplaceItem() = 0;

@@ -39,6 +39,7 @@ using Findings = std::vector<Finding>;
 // The bookmarks file and what is around it.
 [[nodiscard]] Findings checkBookmarksFile(const Patient& patient);
 [[nodiscard]] Findings checkContents(const Patient& patient);
+[[nodiscard]] Findings checkKeptSaves(const Patient& patient);
 [[nodiscard]] Findings checkFolder(const Patient& patient);
 [[nodiscard]] Findings checkFileSystem(const Patient& patient);
 [[nodiscard]] Findings checkLock(const Patient& patient);

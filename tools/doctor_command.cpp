@@ -14,9 +14,9 @@ namespace tarvel {
 namespace {
 
 constexpr Findings (*kChecks[])(const Patient&) = {
-    checkBookmarksFile, checkContents,       checkFolder,  checkFileSystem, checkLock,  checkBackup,
-    checkSettingsFile,  checkSettingsValues, checkWatches, checkError,      checkAgent, checkLogin,
-    checkSession,       checkVersion,        checkUpdates, checkLanguage};
+    checkBookmarksFile, checkContents,     checkKeptSaves,      checkFolder,  checkFileSystem, checkLock,
+    checkBackup,        checkSettingsFile, checkSettingsValues, checkWatches, checkError,      checkAgent,
+    checkLogin,         checkSession,      checkVersion,        checkUpdates, checkLanguage};
 
 std::size_t countOf(const Findings& findings, FindingState state) {
   return static_cast<std::size_t>(

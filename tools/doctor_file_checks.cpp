@@ -9,6 +9,7 @@
 #include "tools/change_report.h"
 #include "tools/doctor.h"
 #include "tools/initial_backup.h"
+#include "tools/kept_saves.h"
 #include "tools/local_time.h"
 #include "tools/preview_file_manager.h"
 
@@ -120,6 +121,16 @@ Findings checkContents(const Patient& patient) {
   }
   if (!trial.wouldChange) return {fine(kCheck, "The bookmarks are in order.")};
   return {note(kCheck, "The next sort would change the file.", "To see how: tarvel preview")};
+}
+
+Findings checkKeptSaves(const Patient& patient) {
+  Findings findings;
+  const std::string file = bookmarksFileOf(patient);
+  for (const std::string& save : patient.agent.files.keptSavesAtPath(file)) {
+    KeptSaveWords words = wordsForKeptSave(save, file);
+    findings.push_back(problem("kept-saves", std::move(words.text), std::move(words.advice)));
+  }
+  return findings;
 }
 
 Findings checkFolder(const Patient& patient) {

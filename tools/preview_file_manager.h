@@ -29,6 +29,11 @@ class PreviewFileManager final : public FileManager {
   [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                 const FileVersion& version) override;
+  /// A preview disturbs nobody who writes.
+  [[nodiscard]] bool isOpenForWritingAtPath(const std::string& /*path*/) override { return false; }
+  [[nodiscard]] std::vector<std::string> keptSavesAtPath(const std::string& path) override {
+    return real_.keptSavesAtPath(path);
+  }
   [[nodiscard]] bool offersReplaceItem() override { return true; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

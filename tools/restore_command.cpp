@@ -13,6 +13,7 @@
 #include "tools/copy_choice.h"
 #include "tools/current_file.h"
 #include "tools/dated_copies.h"
+#include "tools/kept_saves.h"
 #include "tools/paths.h"
 #include "tools/questioner.h"
 #include "tools/same_file.h"
@@ -272,6 +273,11 @@ int Restoring::replaceFile() {
     shown.reset();
     return complain(TarvelErrorFileInUse, file_);
   }
+  // Asked before anything is kept, of which nothing might come.
+  if (isThere && platform_.fileManager.isOpenForWritingAtPath(file_)) {
+    shown.reset();
+    return complain(TarvelErrorFileInUse, file_);
+  }
   // What the file holds may be the only one there is.
   if (isThere) kept_ = copies_.keep(today_.reading.data);
   const FileStatus written = kept_.status.ok() ? write() : FileStatus{};
@@ -295,7 +301,9 @@ void Restoring::tellWhatWasKept() const {
 int runRestore(const Platform& platform, const CommandLine& line, const CommandSettings& settings, Questioner& person,
                const std::function<bool(const std::string&)>& isWatched) {
   Restoring restoring(platform, line, settings, isWatched);
-  return line.copies.from.empty() ? restoring.fromFirstCopy(person) : restoring.fromCopy(person);
+  const int code = line.copies.from.empty() ? restoring.fromFirstCopy(person) : restoring.fromCopy(person);
+  tellOfKeptSaves(platform.fileManager, bookmarksFilePath(platform.fileManager, line, settings));
+  return code;
 }
 
 }  // namespace tarvel

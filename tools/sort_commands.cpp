@@ -8,6 +8,7 @@
 
 #include "engine/tarvel.h"
 #include "tools/commands.h"
+#include "tools/kept_saves.h"
 #include "tools/page_output.h"
 #include "tools/paths.h"
 #include "tools/preview_file_manager.h"
@@ -111,6 +112,7 @@ int runSort(const Platform& platform, const CommandLine& line, const CommandSett
   const SortReport report = sortAndReport(shown->platform(), line, request, nullptr, shown->observer());
   shown.reset();
   show(report, line);
+  tellOfKeptSaves(platform.fileManager, bookmarksFilePath(platform, line));
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
     std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
               << printable(report.backupFile) << "”.\n";

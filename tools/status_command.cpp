@@ -8,6 +8,7 @@
 #include "tools/agent_commands.h"
 #include "tools/initial_backup.h"
 #include "tools/json_text.h"
+#include "tools/kept_saves.h"
 #include "tools/local_time.h"
 #include "tools/settings_table.h"
 
@@ -31,9 +32,11 @@ struct Status {
   std::string message;
   /// What was told already, with its time; empty when nothing was.
   std::string reported;
+  /// Where other programs' saves lie that a sort displaced.
+  std::vector<std::string> keptSaves;
 
   /// Whether somebody should do something.
-  [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process); }
+  [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process) || !keptSaves.empty(); }
 };
 
 FileState stateOfFile(FileManager& files, const std::string& path) {
@@ -71,6 +74,7 @@ Status gather(const AgentSurroundings& agent) {
   status.code = pendingCode(agent);
   if (status.code) status.message = messageOfCode(agent, *status.code);
   status.reported = reportedText(agent);
+  status.keptSaves = agent.files.keptSavesAtPath(status.bookmarks.path);
   return status;
 }
 
@@ -112,6 +116,10 @@ void show(const AgentSurroundings& agent, const Status& status, const Painter& p
             << "Backup:            " << printable(status.backup.path) << ", "
             << (status.backup.exists ? status.backup.text : "not made yet") << "\n"
             << "Last error:        " << lastErrorText(status, painter) << "\n";
+  for (const std::string& save : status.keptSaves) {
+    const KeptSaveWords words = wordsForKeptSave(save, status.bookmarks.path);
+    std::cout << "Kept save:         " << words.text << "\n                   " << words.advice << "\n";
+  }
   const std::string next = nextStep(status);
   if (!next.empty()) std::cout << "\n" << next << "\n";
 }
@@ -128,6 +136,7 @@ void showJson(const AgentSurroundings& agent, const Status& status) {
                                  {"lastError", status.code.value_or(0)},
                                  {"lastErrorMessage", status.message},
                                  {"lastReported", status.reported},
+                                 {"keptSaves", status.keptSaves},
                                  {"settings", nlohmann::ordered_json::object()}};
   for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
   std::cout << jsonText(json);

@@ -1,6 +1,5 @@
 #include "platform/linux/file_support.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/random.h>
@@ -14,12 +13,11 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <memory>
-#include <set>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
-#include "platform/linux/interrupted_write.h"
 #include "platform/linux/link_walk.h"
 
 namespace tarvel {
@@ -55,28 +53,20 @@ FilePlace placeFrom(int base, const std::string& path) {
 constexpr std::string_view kTemporaryPrefix = ".tarvel-";
 constexpr std::size_t kRandomDigits = 16;
 
+}  // namespace
+
+std::string randomDigits() {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != sizeof number) return {};
+  std::array<char, kRandomDigits + 1> digits{};
+  (void)std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(number));
+  return digits.data();
+}
+
 bool isTemporaryName(std::string_view name) {
   return name.size() == kTemporaryPrefix.size() + kRandomDigits && name.starts_with(kTemporaryPrefix) &&
          name.find_first_not_of("0123456789abcdef", kTemporaryPrefix.size()) == std::string_view::npos;
 }
-
-std::string randomName() {
-  std::uint64_t number = 0;
-  if (::getrandom(&number, sizeof number, 0) != sizeof number) return {};
-  std::array<char, 32> name{};
-  (void)std::snprintf(name.data(), name.size(), ".tarvel-%016llx", static_cast<unsigned long long>(number));
-  return name.data();
-}
-
-/// Only what is ours, and what no living process keeps locked.
-void removeUnlessHeld(int folder, const std::string& name) {
-  const UniqueFd fd(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status {};
-  const bool isOurs = fd && ::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
-  if (isOurs && ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) (void)::unlinkat(folder, name.c_str(), 0);
-}
-
-}  // namespace
 
 FileStatus fileFailure(int code, const std::string& path) {
   std::array<char, 128> buffer{};
@@ -101,6 +91,12 @@ FilePlace followLinks(const std::string& path) {
   return {};
 }
 
+std::string pathInFolder(int folder, const std::string& name) {
+  std::error_code error;
+  const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), error);
+  return (path / name).string();
+}
+
 TemporaryFile::TemporaryFile(int folder, mode_t mode) : folder_(folder) {
   const bool canBeNamedLater = ::access("/proc/self/fd", X_OK) == 0;
   if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
@@ -111,13 +107,23 @@ TemporaryFile::TemporaryFile(int folder, mode_t mode) : folder_(folder) {
 }
 
 void TemporaryFile::createNamed(mode_t mode) {
-  temporaryName_ = randomName();
+  const std::string digits = randomDigits();
+  if (digits.empty()) return;
+  temporaryName_ = std::string(kTemporaryPrefix) + digits;
   fd_ = UniqueFd(::openat(folder_, temporaryName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!fd_) temporaryName_.clear();
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (!temporaryName_.empty()) (void)::unlinkat(folder_, temporaryName_.c_str(), 0);
+  if (hasTemporaryName()) (void)::unlinkat(folder_, temporaryName_.c_str(), 0);
+}
+
+/// The file is open, so no other can have its inode number.
+bool TemporaryFile::hasTemporaryName() const {
+  struct stat named {};
+  struct stat own {};
+  return !temporaryName_.empty() && ::fstatat(folder_, temporaryName_.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         ::fstat(fd_.get(), &own) == 0 && named.st_ino == own.st_ino && named.st_dev == own.st_dev;
 }
 
 bool TemporaryFile::giveName(const std::string& name) {
@@ -125,23 +131,28 @@ bool TemporaryFile::giveName(const std::string& name) {
   return ::linkat(AT_FDCWD, self.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
-bool TemporaryFile::nameTemporarily() {
-  if (!temporaryName_.empty()) return true;
-  std::string name = randomName();
-  if (name.empty() || !giveName(name)) return false;
-  temporaryName_ = std::move(name);
-  return true;
+bool TemporaryFile::nameTemporarily(std::string name) {
+  const bool isNamed =
+      temporaryName_.empty() ? giveName(name) : ::renameat(folder_, temporaryName_.c_str(), folder_, name.c_str()) == 0;
+  if (isNamed) temporaryName_ = std::move(name);
+  return isNamed;
 }
 
 bool TemporaryFile::replace(const std::string& name) {
-  if (!nameTemporarily()) return false;
+  if (temporaryName_.empty()) {
+    const std::string digits = randomDigits();
+    if (digits.empty() || !nameTemporarily(std::string(kTemporaryPrefix) + digits)) return false;
+  }
   if (::renameat(folder_, temporaryName_.c_str(), folder_, name.c_str()) != 0) return false;
   temporaryName_.clear();
   return true;
 }
 
-bool TemporaryFile::exchange(const std::string& name) {
-  return nameTemporarily() && ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_EXCHANGE) == 0;
+bool TemporaryFile::exchange(const std::string& name, const std::string& displaced) {
+  if (!nameTemporarily(displaced)) return false;
+  if (::renameat2(folder_, displaced.c_str(), folder_, name.c_str(), RENAME_EXCHANGE) != 0) return false;
+  temporaryName_.clear();
+  return true;
 }
 
 bool TemporaryFile::appear(const std::string& name) {
@@ -221,23 +232,6 @@ bool lockUntil(int fd, std::chrono::steady_clock::time_point end) {
   return true;
 }
 
-void removeAbandoned(int folder) {
-  const int listed = ::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const std::unique_ptr<DIR, void (*)(DIR*)> entries(listed < 0 ? nullptr : ::fdopendir(listed),
-                                                     [](DIR* opened) { (void)::closedir(opened); });
-  if (!entries) return;
-  std::vector<std::string> abandoned;
-  std::set<ino_t> inodes;
-  while (const dirent* entry = ::readdir(entries.get())) {
-    inodes.insert(entry->d_ino);
-    if (isTemporaryName(entry->d_name) || inodeOfWriteRecord(entry->d_name) != 0) abandoned.emplace_back(entry->d_name);
-  }
-  for (const std::string& name : abandoned) {
-    // The record of a write that was cut off is needed as long as its file is there.
-    if (!inodes.contains(inodeOfWriteRecord(name))) removeUnlessHeld(folder, name);
-  }
-}
-
 std::optional<FileVersion> versionOf(int fd) { return versionOf(fd, ""); }
 
 std::optional<FileVersion> versionOf(int folder, const std::string& name) {
@@ -249,7 +243,8 @@ std::optional<FileVersion> versionOf(int folder, const std::string& name) {
     return std::nullopt;
   }
   return FileVersion{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size),
-                     FileDate{status.st_mtim.tv_sec, static_cast<std::uint32_t>(status.st_mtim.tv_nsec)}};
+                     FileDate{status.st_mtim.tv_sec, static_cast<std::uint32_t>(status.st_mtim.tv_nsec)},
+                     FileDate{status.st_ctim.tv_sec, static_cast<std::uint32_t>(status.st_ctim.tv_nsec)}};
 }
 
 bool keepsItsEntries(int folder) {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/data.h"
 #include "platform/file_manager.h"
@@ -34,7 +35,8 @@ struct FilePlace {
 /// For a file that is nobody's affair until it is done.
 inline constexpr mode_t kPrivate = 0600;
 
-/// A new file in a folder that has no name yet, or (where the file system cannot do that) a hidden random one.
+/// A new file in a folder that has no name yet, or (where the file system cannot do that) a hidden random one. What has
+/// its name in the end is removed only if it is this very file.
 class TemporaryFile {
  public:
   /// `mode` is subject to the user's mask. On failure the file tests false and errno says why.
@@ -48,17 +50,16 @@ class TemporaryFile {
 
   /// Gives the file its name, in place of whatever has it. Answers whether that worked, else errno says why.
   [[nodiscard]] bool replace(const std::string& name);
-  /// Exchanges the file with whatever has the name: from then on that goes with this object, unless it is exchanged
-  /// back. EINVAL or ENOSYS: not on this file system.
-  [[nodiscard]] bool exchange(const std::string& name);
-  /// What a temporary name leads to now: this file, or, after an exchange, what it took the place of. None: no name.
-  [[nodiscard]] std::string temporaryName() const { return temporaryName_; }
+  /// Exchanges the file with whatever has the name; from then on that has the name `displaced`, and is the caller's.
+  /// On failure errno says why, EINVAL or ENOSYS: not on this file system.
+  [[nodiscard]] bool exchange(const std::string& name, const std::string& displaced);
   /// The same, but fails with EEXIST when something has the name. A file without a name gets this one and no other.
   [[nodiscard]] bool appear(const std::string& name);
 
  private:
   [[nodiscard]] bool giveName(const std::string& name);
-  [[nodiscard]] bool nameTemporarily();
+  [[nodiscard]] bool nameTemporarily(std::string name);
+  [[nodiscard]] bool hasTemporaryName() const;
   void createNamed(mode_t mode);
 
   int folder_;
@@ -85,7 +86,11 @@ void waitForNextTick(int fd);
 [[nodiscard]] std::optional<FileVersion> versionOf(int folder, const std::string& name);
 /// Whether a folder can lose no name, as one that only grows.
 [[nodiscard]] bool keepsItsEntries(int folder);
-/// Removes what is left in a folder of temporary files whose process ended before it could.
-void removeAbandoned(int folder);
+/// Sixteen hexadecimal digits; empty, with errno set, when the system has none.
+[[nodiscard]] std::string randomDigits();
+/// Whether a name is that of a temporary file.
+[[nodiscard]] bool isTemporaryName(std::string_view name);
+/// The path of an entry of an open folder, for when that is no longer open.
+[[nodiscard]] std::string pathInFolder(int folder, const std::string& name);
 
 }  // namespace tarvel

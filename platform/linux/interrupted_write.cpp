@@ -1,14 +1,15 @@
 #include "platform/linux/interrupted_write.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -16,6 +17,7 @@
 #include <string_view>
 
 #include "platform/linux/file_reading.h"
+#include "platform/linux/signal_hold.h"
 
 namespace tarvel {
 
@@ -26,9 +28,17 @@ constexpr int kHexadecimal = 16;
 /// Neither disks nor file systems write less at a time.
 constexpr std::size_t kBlock = 512;
 
+constexpr const char* kAttribute = "user.tarvel.undo";
+
 /// At the start of a record, before the old and the new bytes. Read on the machine that wrote it.
 struct Header {
-  std::array<char, 16> mark = {'t', 'a', 'r', 'v', 'e', 'l', ' ', 'u', 'n', 'd', 'o', ' ', '1', '\n'};
+  std::array<char, 16> mark = {'t', 'a', 'r', 'v', 'e', 'l', ' ', 'u', 'n', 'd', 'o', ' ', '2', '\n'};
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  /// Whether the file may be reached by a name that is not in the record's folder.
+  std::uint64_t mayBeElsewhere = 0;
+  /// Whether the file lies on the device of the record. Numbers of devices may change with each boot.
+  std::uint64_t isBesideRecord = 0;
   std::uint64_t oldSize = 0;
   std::uint64_t newSize = 0;
 };
@@ -48,17 +58,22 @@ struct Versions {
   std::string_view after;
 };
 
-/// The two versions in a record; none when it is not one.
-std::optional<Versions> versionsIn(std::string_view record) {
+struct Record {
   Header header;
+  Versions versions;
+};
+
+/// None when the bytes are no whole record.
+std::optional<Record> parseRecord(std::string_view bytes) {
+  Record record;
   const Header expected;
-  if (record.size() < sizeof header) return std::nullopt;
-  std::memcpy(&header, record.data(), sizeof header);
-  record.remove_prefix(sizeof header);
-  if (header.mark != expected.mark || header.oldSize > record.size()) return std::nullopt;
-  const Versions versions{record.substr(0, header.oldSize), record.substr(header.oldSize)};
-  if (versions.after.size() != header.newSize) return std::nullopt;
-  return versions;
+  if (bytes.size() < sizeof record.header) return std::nullopt;
+  std::memcpy(&record.header, bytes.data(), sizeof record.header);
+  bytes.remove_prefix(sizeof record.header);
+  if (record.header.mark != expected.mark || record.header.oldSize > bytes.size()) return std::nullopt;
+  record.versions = {bytes.substr(0, record.header.oldSize), bytes.substr(record.header.oldSize)};
+  if (record.versions.after.size() != record.header.newSize) return std::nullopt;
+  return record;
 }
 
 /// A version as long as its space: with zeros behind its end.
@@ -90,78 +105,132 @@ bool isMixture(std::string_view bytes, const Versions& versions) {
   return true;
 }
 
-void giveBack(const FilePlace& place, const struct stat& status, std::string_view bytes) {
+bool giveBack(const FilePlace& place, const struct stat& status, std::string_view bytes) {
+  const SignalHold hold;
   const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat opened {};
-  if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_ino != status.st_ino) return;
+  if (!fd || ::fstat(fd.get(), &opened) != 0 || opened.st_ino != status.st_ino) return false;
   const auto* first = reinterpret_cast<const std::uint8_t*>(bytes.data());  // NOLINT: text written as bytes
-  if (!writeAt(fd.get(), {first, bytes.size()}, 0)) return;
-  if (::ftruncate(fd.get(), static_cast<off_t>(bytes.size())) == 0) (void)::fsync(fd.get());
+  return writeAt(fd.get(), {first, bytes.size()}, 0) && ::ftruncate(fd.get(), static_cast<off_t>(bytes.size())) == 0 &&
+         ::fsync(fd.get()) == 0;
 }
 
-/// The record of a write that nobody goes on with. Only one that could have been written by who could write the file.
-UniqueFd openRecord(const FilePlace& place, const struct stat& file) {
+/// The record of a write whose process has ended. Only one that could have been written by a user who could write the
+/// file.
+UniqueFd openRecord(const FilePlace& record, const struct stat& file) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  UniqueFd fd(::openat(place.folder.get(), recordName(file.st_ino).c_str(), kFlags));
+  constexpr std::chrono::seconds kLongestWait(2);
+  UniqueFd fd(::openat(record.folder.get(), record.name.c_str(), kFlags));
   struct stat status {};
   const bool isGood = fd && ::fstat(fd.get(), &status) == 0 && S_ISREG(status.st_mode) &&
                       (status.st_uid == file.st_uid || status.st_uid == ::geteuid()) &&
-                      ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
+                      lockUntil(fd.get(), std::chrono::steady_clock::now() + kLongestWait);
   return isGood ? std::move(fd) : UniqueFd();
+}
+
+/// The same inode number may belong to another file on another device.
+bool isRecordOf(const Header& header, const struct stat& file, const FilePlace& record) {
+  struct stat folder {};
+  if (header.inode != file.st_ino || ::fstat(record.folder.get(), &folder) != 0) return false;
+  return header.device == file.st_dev || (header.isBesideRecord != 0 && folder.st_dev == file.st_dev);
+}
+
+/// Undoes the write that a record tells of, and removes the record.
+void undoWith(const FilePlace& record, const FilePlace& place, int fd) {
+  struct stat file {};
+  struct stat size {};
+  if (::fstat(fd, &file) != 0) return;
+  const UniqueFd opened = openRecord(record, file);
+  if (!opened || ::fstat(opened.get(), &size) != 0) return;
+  const FileReading contents = readWhole(opened.get(), static_cast<std::size_t>(size.st_size), record.name);
+  (void)::lseek(fd, 0, SEEK_SET);
+  const FileReading now = readWhole(fd, static_cast<std::size_t>(file.st_size), place.name);
+  (void)::lseek(fd, 0, SEEK_SET);
+  if (!contents.status.ok() || !now.status.ok()) return;
+  const std::optional<Record> parsed = parseRecord(asText(contents.data.bytes()));
+  if (parsed && !isRecordOf(parsed->header, file, record)) return;
+  const bool isTorn = parsed && isMixture(asText(now.data.bytes()), parsed->versions);
+  // A record goes only when the file is known to be whole.
+  if (isTorn && !giveBack(place, file, parsed->versions.before)) return;
+  (void)::fremovexattr(fd, kAttribute);
+  (void)::unlinkat(record.folder.get(), record.name.c_str(), 0);
+}
+
+/// Where the file's attribute says that its record lies.
+std::optional<FilePlace> announcedRecord(int fd) {
+  std::array<char, PATH_MAX> path{};
+  const ssize_t length = ::fgetxattr(fd, kAttribute, path.data(), path.size());
+  if (length <= 0 || path[0] != '/') return std::nullopt;
+  FilePlace place = placeOf(std::string(path.data(), static_cast<std::size_t>(length)));
+  if (!place.folder || !isWriteRecordName(place.name)) return std::nullopt;
+  return place;
+}
+
+/// Other hard links, or, where something is mounted on the name, the path that it was mounted from.
+bool hasOtherPaths(const FilePlace& place, const struct stat& file, const struct stat& folder) {
+  struct statx status {};
+  const int flags = AT_SYMLINK_NOFOLLOW;
+  const bool isKnown = ::statx(place.folder.get(), place.name.c_str(), flags, STATX_TYPE, &status) == 0;
+  const bool isMounted = isKnown && (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  return file.st_nlink > 1 || file.st_dev != folder.st_dev || isMounted;
 }
 
 }  // namespace
 
-WriteRecord::WriteRecord(const FilePlace& place, ino_t file, const Data& oldBytes, const DataPieces& newBytes)
-    : place_(place), file_(place.folder.get(), kPrivate) {
+WriteRecord::WriteRecord(const FilePlace& place, int fd, const Data& oldBytes, const DataPieces& newBytes)
+    : place_(place), fd_(fd), file_(place.folder.get(), kPrivate) {
   if (keepsItsEntries(place.folder.get())) {
     errno = EPERM;
     return;
   }
+  struct stat status {};
+  struct stat folder {};
+  if (!file_ || ::fstat(fd, &status) != 0 || ::fstat(place.folder.get(), &folder) != 0) return;
   Header header;
+  header.device = status.st_dev;
+  header.inode = status.st_ino;
+  header.mayBeElsewhere = hasOtherPaths(place, status, folder) ? 1 : 0;
+  header.isBesideRecord = folder.st_dev == status.st_dev ? 1 : 0;
   header.oldSize = oldBytes.size();
   header.newSize = newBytes.size();
   DataPieces record;
   record.pieces = {{reinterpret_cast<const std::uint8_t*>(&header), sizeof header}, oldBytes.bytes()};  // NOLINT
   record.pieces.insert(record.pieces.end(), newBytes.pieces.begin(), newBytes.pieces.end());
-  const std::string name = recordName(file);
-  const bool isThere = file_ && writePieces(file_.fd(), record) && ::fsync(file_.fd()) == 0 && file_.replace(name);
-  if (!isThere) return;
+  const std::string name = recordName(status.st_ino);
+  if (!writePieces(file_.fd(), record) || ::fsync(file_.fd()) != 0 || !file_.replace(name)) return;
   name_ = name;
   syncFolder(place.folder.get());
+  if (header.mayBeElsewhere == 0) return;
+  const std::string path = pathInFolder(place.folder.get(), name);
+  isAnnounced_ = ::fsetxattr(fd, kAttribute, path.data(), path.size(), 0) == 0;
 }
 
 WriteRecord::~WriteRecord() {
+  if (isAnnounced_) (void)::fremovexattr(fd_, kAttribute);
   if (!name_.empty()) (void)::unlinkat(place_.folder.get(), name_.c_str(), 0);
 }
 
-void undoInterruptedWrite(int fd) {
+void undoInterruptedWrite(const FilePlace& place, int fd) {
   struct stat status {};
-  std::array<char, PATH_MAX> path{};
-  const std::string self = "/proc/self/fd/" + std::to_string(fd);
   if (::fstat(fd, &status) != 0) return;
-  const ssize_t length = ::readlink(self.c_str(), path.data(), path.size());
-  if (length <= 0 || path[0] != '/') return;
-  const FilePlace place = placeOf(std::string(path.data(), static_cast<std::size_t>(length)));
-  if (!place.folder) return;
-  const UniqueFd record = openRecord(place, status);
-  struct stat size {};
-  if (!record || ::fstat(record.get(), &size) != 0) return;
-  const FileReading contents = readWhole(record.get(), static_cast<std::size_t>(size.st_size), place.name);
-  const FileReading now = readWhole(fd, static_cast<std::size_t>(status.st_size), place.name);
-  (void)::lseek(fd, 0, SEEK_SET);
-  if (!contents.status.ok() || !now.status.ok()) return;
-  const std::optional<Versions> versions = versionsIn(asText(contents.data.bytes()));
-  if (versions && isMixture(asText(now.data.bytes()), *versions)) giveBack(place, status, versions->before);
-  (void)::unlinkat(place.folder.get(), recordName(status.st_ino).c_str(), 0);
+  const FilePlace beside{UniqueFd(::fcntl(place.folder.get(), F_DUPFD_CLOEXEC, 0)), recordName(status.st_ino)};
+  if (beside.folder) undoWith(beside, place, fd);
+  if (const std::optional<FilePlace> announced = announcedRecord(fd)) undoWith(*announced, place, fd);
 }
 
-ino_t inodeOfWriteRecord(const std::string& name) {
-  ino_t inode = 0;
-  if (!name.starts_with(kPrefix)) return 0;
-  const char* end = name.data() + name.size();
-  const auto parsed = std::from_chars(name.data() + kPrefix.size(), end, inode, kHexadecimal);
-  return parsed.ec == std::errc() && parsed.ptr == end ? inode : 0;
+bool isWriteRecordName(std::string_view name) {
+  return name.starts_with(kPrefix) && name.size() > kPrefix.size() &&
+         name.find_first_not_of("0123456789abcdef", kPrefix.size()) == std::string_view::npos;
+}
+
+std::optional<UndoneFile> fileOfWriteRecord(int folder, const std::string& name) {
+  const UniqueFd fd(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!fd || ::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  const FileReading contents = readWhole(fd.get(), static_cast<std::size_t>(status.st_size), name);
+  if (!contents.status.ok()) return std::nullopt;
+  const std::optional<Record> record = parseRecord(asText(contents.data.bytes()));
+  return record ? UndoneFile{record->header.inode, record->header.mayBeElsewhere != 0} : UndoneFile{};
 }
 
 }  // namespace tarvel

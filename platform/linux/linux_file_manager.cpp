@@ -9,12 +9,15 @@
 #include <cstdlib>
 #include <vector>
 
+#include "platform/linux/displaced_file.h"
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_size_limit.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/interrupted_write.h"
+#include "platform/linux/open_writers.h"
 #include "platform/linux/private_folders.h"
+#include "platform/linux/stale_files.h"
 
 namespace tarvel {
 
@@ -49,15 +52,39 @@ FileAttributes LinuxFileManager::attributesOfItemAtPath(const std::string& path)
 }
 
 FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
+  constexpr int kMostReadings = 5;
+  const FilePlace place = followLinks(path);
+  // For as long as the reading takes: no process of ours writes meanwhile.
+  const bool isLocked = place.folder && lockFolder(place.folder.get()) == FolderLock::kHeld;
+  const bool mayTidy = isLocked && ::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0;
+  const int code = mayTidy ? tidyFolder(place.folder.get(), place.name) : 0;
+  if (code != 0) return {{}, fileFailure(code, path)};
+  FileReading reading;
+  for (int i = 0; i < kMostReadings; ++i) {
+    struct stat status {};
+    const UniqueFd fd = openRegular(path, status);
+    if (!fd) return {{}, fileFailure(path)};
+    if (place.folder) undoInterruptedWrite(place, fd.get());
+    // A change in the clock tick of the reading would go unseen.
+    waitForNextTick(fd.get());
+    const std::optional<FileVersion> version = versionOf(fd.get());
+    if (!version) return {{}, fileFailure(path)};
+    reading = readWholeUpTo(fd.get(), static_cast<std::size_t>(version->size), fileSizeLimit(), path);
+    reading.version = *version;
+    if (!reading.status.ok() || versionOf(fd.get()) == version) break;
+  }
+  return reading;
+}
+
+bool LinuxFileManager::isOpenForWritingAtPath(const std::string& path) {
   struct stat status {};
   const UniqueFd fd = openRegular(path, status);
-  if (!fd) return {{}, fileFailure(path)};
-  undoInterruptedWrite(fd.get());
-  const std::optional<FileVersion> version = versionOf(fd.get());
-  if (!version) return {{}, fileFailure(path)};
-  FileReading reading = readWholeUpTo(fd.get(), static_cast<std::size_t>(version->size), fileSizeLimit(), path);
-  reading.version = *version;
-  return reading;
+  return fd && writersOf(fd.get()) == Writers::kSome;
+}
+
+std::vector<std::string> LinuxFileManager::keptSavesAtPath(const std::string& path) {
+  const FilePlace place = followLinks(path);
+  return place.folder ? keptSavesOf(place) : std::vector<std::string>();
 }
 
 FileReading LinuxFileManager::contentsOfOwnFileAtPath(const std::string& path) {
@@ -92,6 +119,7 @@ FileStatus LinuxFileManager::copyItemAtPathToPath(const std::string& source, con
   if (::fstatat(place.folder.get(), place.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
     return fileFailure(EEXIST, target);
   }
+  tidyIfFree(place.folder.get());
   TemporaryFile copy(place.folder.get(), kPrivate);
   if (!copy) return fileFailure(target);
   if (!copyBytes(from.get(), copy.fd()) || !giveMetadata(from.get(), status, copy.fd())) return fileFailure(target);

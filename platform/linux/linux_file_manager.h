@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/file_manager.h"
 
@@ -27,6 +28,8 @@ class LinuxFileManager final : public FileManager {
   [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                 const FileVersion& version) override;
+  [[nodiscard]] bool isOpenForWritingAtPath(const std::string& path) override;
+  [[nodiscard]] std::vector<std::string> keptSavesAtPath(const std::string& path) override;
   [[nodiscard]] bool offersReplaceItem() override { return true; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;

@@ -10,6 +10,7 @@
 
 #include "platform/linux/file_support.h"
 #include "platform/linux/linux_file_manager.h"
+#include "platform/linux/stale_files.h"
 
 namespace tarvel {
 
@@ -32,6 +33,7 @@ DirectoryListing LinuxFileManager::filesInDirectoryAtPath(const std::string& pat
   if (path.find('\0') != std::string::npos) return {{}, fileFailure(EINVAL, path)};
   const std::unique_ptr<DIR, CloseFolder> folder(::opendir(path.c_str()));
   if (!folder) return {{}, fileFailure(path)};
+  tidyIfFree(::dirfd(folder.get()));
   DirectoryListing listing;
   errno = 0;
   while (const dirent* entry = ::readdir(folder.get())) {
@@ -51,6 +53,7 @@ FileStatus LinuxFileManager::createFileAtPath(const DataPieces& data, const std:
   if (::fstatat(place.folder.get(), place.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
     return fileFailure(EEXIST, path);
   }
+  tidyIfFree(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return fileFailure(path);
   const bool isMade = writePieces(file.fd(), data) && ::fsync(file.fd()) == 0 && file.appear(place.name);

@@ -16,6 +16,7 @@
 #include "platform/linux/file_support.h"
 #include "platform/linux/private_folders.h"
 #include "platform/linux/settings_lock.h"
+#include "platform/linux/stale_files.h"
 #include "platform/storable_preference.h"
 
 namespace tarvel {
@@ -184,8 +185,8 @@ bool PreferencesFile::write(const PropertyList& list) const {
   }
   const FilePlace place = followLinks(path_);
   if (!place.folder) return false;
-  // Nobody else has one here now: this is under the lock.
-  removeAbandoned(place.folder.get());
+  // The lock of the settings does not keep other processes out of this folder, which may be the bookmarks file's.
+  tidyIfFree(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file || !writePieces(file.fd(), writing.data) || ::fsync(file.fd()) != 0) return false;
   waitForNextTick(file.fd());

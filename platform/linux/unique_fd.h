@@ -23,6 +23,8 @@ class UniqueFd {
   }
 
   [[nodiscard]] int get() const { return fd_; }
+  /// Gives up ownership: the caller closes it.
+  int release() { return std::exchange(fd_, -1); }
   explicit operator bool() const { return fd_ >= 0; }
 
  private:

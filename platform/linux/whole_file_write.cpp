@@ -8,16 +8,19 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include "platform/linux/displaced_file.h"
 #include "platform/linux/file_attributes.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/file_support.h"
 #include "platform/linux/interrupted_write.h"
 #include "platform/linux/linux_file_manager.h"
+#include "platform/linux/open_writers.h"
+#include "platform/linux/signal_hold.h"
+#include "platform/linux/stale_files.h"
 
 namespace tarvel {
 
@@ -28,12 +31,6 @@ namespace {
 bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
   return old.st_nlink == 1 && ::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
          !keepsItsEntries(place.folder.get());
-}
-
-/// One writer at a time in a folder, as far as it is ours: so whatever temporary files lie there belong to nobody.
-void takeTurn(int folder) {
-  constexpr std::chrono::seconds kLongestWait(2);
-  if (lockUntil(folder, std::chrono::steady_clock::now() + kLongestWait)) removeAbandoned(folder);
 }
 
 /// Whether a failure is about names in the folder, not about the file's bytes.
@@ -55,69 +52,57 @@ std::optional<FileDate> dateOf(int fd) {
   return version ? std::optional(version->date) : std::nullopt;
 }
 
-FileStatus hasChanged(const std::string& path) { return fileFailure(kFileHasChanged, path); }
-
-/// Whether the file with this name is the one that was read, unchanged. Without such a version: always.
-bool isAsRead(int folder, const std::string& name, const std::optional<FileVersion>& readVersion) {
-  return !readVersion || versionOf(folder, name) == readVersion;
+FileStatus hasChanged(const std::string& path) {
+  return {kFileHasChanged, "“" + path + "”: Another program has changed the file or has it open for writing."};
 }
 
-/// Whether somebody holds the file open, or mapped, to write to it. Not every file system can tell.
-bool isOpenForWriting(int folder, const std::string& name) {
-  const UniqueFd fd(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  // Whoever opens it while there is a lease makes the kernel send a signal: one that nobody minds.
-  if (!fd || ::fcntl(fd.get(), F_SETSIG, SIGURG) != 0) return false;
-  return ::fcntl(fd.get(), F_SETLEASE, F_RDLCK) != 0 && errno == EAGAIN;
+/// Whether the file is the one that was read, unchanged, and no program is about to change it. Without such a version:
+/// always.
+bool mayBeWrittenOver(int folder, const std::string& name, int fd, const std::optional<FileVersion>& readVersion) {
+  return !readVersion || (versionOf(folder, name) == readVersion && writersOf(fd) != Writers::kSome);
 }
 
-ino_t inodeOf(int folder, const std::string& name) {
-  struct stat status {};
-  return ::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_ino : 0;
+/// Puts the new file in place of whatever has its name.
+FileStatus replace(TemporaryFile& file, const FilePlace& place, const std::string& path) {
+  if (!file.replace(place.name)) return fileFailure(path);
+  syncFolder(place.folder.get());
+  return {};
 }
 
-/// After an exchange that should not have been: the newest of what others put there gets the name.
-void exchangeBack(TemporaryFile& file, const FilePlace& place, ino_t ours) {
-  constexpr int kMostSaves = 100;
-  const int folder = place.folder.get();
-  ino_t put = ours;
-  for (int i = 0; i < kMostSaves; ++i) {
-    const ino_t held = inodeOf(folder, file.temporaryName());
-    if (!file.exchange(place.name)) return;
-    // What came out is what went in before, unless somebody has saved again meanwhile; then that is the newest.
-    if (inodeOf(folder, file.temporaryName()) == put) return;
-    put = held;
-  }
-}
-
-/// Puts the new file in the old one's place, unless that has changed since it was read. First the two are exchanged,
-/// and what was there is looked at when nobody can open it by its name any more: so no change falls in between.
-FileStatus takePlace(TemporaryFile& file, const FilePlace& place, const std::optional<FileVersion>& readVersion,
+/// Puts the new file in the place of the one that was read. The two names are exchanged, and what comes out is looked
+/// at when no program can open it by its name any more; another program's save goes back. `oldFd` keeps the inode
+/// number of the old file from being used again.
+FileStatus takePlace(TemporaryFile& file, const FilePlace& place, int oldFd, const FileVersion& readVersion,
                      const std::string& path) {
   const int folder = place.folder.get();
-  if (!isAsRead(folder, place.name, readVersion)) return hasChanged(path);
-  struct stat ours {};
-  if (::fstat(file.fd(), &ours) != 0) return fileFailure(path);
-  if (!readVersion || !file.exchange(place.name)) {
-    // Without exchanges a change between the look at the date and this goes unseen.
-    const bool isPlain = !readVersion || errno == EINVAL || errno == ENOSYS;
-    return isPlain && file.replace(place.name) ? FileStatus{} : fileFailure(path);
+  const std::optional<FileVersion> own = versionOf(file.fd());
+  if (!own) return fileFailure(path);
+  const std::string displaced = makeDisplacedName(place.name, readVersion, *own);
+  if (displaced.empty()) return fileFailure(path);
+  // As late as possible, so that names are rarely exchanged in vain: every exchange wakes those who watch the folder.
+  if (!mayBeWrittenOver(folder, place.name, oldFd, readVersion)) return hasChanged(path);
+  const SignalHold hold;
+  if (!file.exchange(place.name, displaced)) {
+    // Without exchanges a change between the look and this goes unseen.
+    const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
+    return isUnsupported ? replace(file, place, path) : fileFailure(path);
   }
-  const std::string& displaced = file.temporaryName();
-  if (!isOpenForWriting(folder, displaced) && isAsRead(folder, displaced, readVersion)) return {};
-  exchangeBack(file, place, ours.st_ino);
-  return hasChanged(path);
+  // The new file is in its place for good before the old one goes. A program that was just opening the old one has it
+  // open after this, and is seen.
+  syncFolder(folder);
+  return settle(place, displaced) == Settlement::kReplaced ? FileStatus{} : hasChanged(path);
 }
 
 FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const std::string& path,
                         std::optional<FileDate>& writtenDate) {
+  tidyIfFree(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return fileFailure(path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForNextTick(file.fd());
   writtenDate = dateOf(file.fd());
   // Somebody may have made the file meanwhile; the last one counts.
-  const bool hasName = file.appear(place.name) || (errno == EEXIST && file.replace(place.name));
-  if (!hasName) return fileFailure(path);
+  if (!file.appear(place.name)) return errno == EEXIST ? replace(file, place, path) : fileFailure(path);
   syncFolder(place.folder.get());
   return {};
 }
@@ -152,6 +137,12 @@ bool reserve(int fd, off_t oldSize, off_t newSize) {
   return errno == 0;
 }
 
+/// Whether nothing but the date of the inode differs.
+bool isSameContent(std::optional<FileVersion> now, const FileVersion& read) {
+  if (now) now->inodeDate = read.inodeDate;
+  return now == read;
+}
+
 /// Restores size and bytes after a failure, which errno goes on naming.
 void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
   const int code = errno;
@@ -171,11 +162,13 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   const std::optional<Data> oldBytes = readOldBytes(fd.get(), static_cast<std::size_t>(old.st_size));
   if (!oldBytes) return fileFailure(path);
   const auto size = static_cast<off_t>(data.size());
-  const WriteRecord record(place, old.st_ino, *oldBytes, data);
+  const SignalHold hold;
+  const WriteRecord record(place, fd.get(), *oldBytes, data);
   // In a folder that takes no record there is no way back, and still no other way to write.
   if (!record && !isFolderRefusal(errno)) return fileFailure(path);
-  // The last look before the date becomes that of this write: taking space changes it already.
-  if (readVersion && versionOf(fd.get()) != readVersion) return hasChanged(path);
+  // The last look before the date becomes that of this write: taking space changes it already. The record may have
+  // changed the inode's date.
+  if (readVersion && !isSameContent(versionOf(fd.get()), *readVersion)) return hasChanged(path);
   if (!reserve(fd.get(), old.st_size, size)) {
     putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
@@ -192,6 +185,19 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   return {};
 }
 
+FileStatus writeBeside(const DataPieces& data, const FilePlace& place, const struct stat& old, int oldFd,
+                       const std::optional<FileVersion>& readVersion, const std::string& path,
+                       std::optional<FileDate>& writtenDate) {
+  TemporaryFile file(place.folder.get(), kPrivate);
+  if (!file) return fileFailure(path);
+  // What cannot be given to a new file is kept by writing to the old one.
+  if (!takeAfter(old, oldFd, file.fd())) return fileFailure(EPERM, path);
+  if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
+  waitForNextTick(file.fd());
+  writtenDate = dateOf(file.fd());
+  return readVersion ? takePlace(file, place, oldFd, *readVersion, path) : replace(file, place, path);
+}
+
 FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                      const std::string& path, std::optional<FileDate>& writtenDate) {
   // A rename would succeed on a file that may not be written. The user's wish counts.
@@ -200,21 +206,18 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat old {};
   if (!oldFd || ::fstat(oldFd.get(), &old) != 0) return fileFailure(path);
-  takeTurn(place.folder.get());
-  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old))
+  const FolderLock lock = lockFolder(place.folder.get());
+  if (lock == FolderLock::kHeld) (void)tidyFolder(place.folder.get(), place.name);
+  if (lock == FolderLock::kImpossible) tidyIfFree(place.folder.get());
+  // Another process of ours is at work on a file that is to be as it was read.
+  if (lock == FolderLock::kBusy && readVersion) return hasChanged(path);
+  if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) {
+    if (!mayBeWrittenOver(place.folder.get(), place.name, oldFd.get(), readVersion)) return hasChanged(path);
     return writeInPlace(data, place, readVersion, path, writtenDate);
-  TemporaryFile file(place.folder.get(), kPrivate);
-  if (!file)
-    return isFolderRefusal(errno) ? writeInPlace(data, place, readVersion, path, writtenDate) : fileFailure(path);
-  if (!takeAfter(old, oldFd.get(), file.fd())) return writeInPlace(data, place, readVersion, path, writtenDate);
-  if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
-  waitForNextTick(file.fd());
-  writtenDate = dateOf(file.fd());
-  FileStatus status = takePlace(file, place, readVersion, path);
-  // As with a file that something is mounted on.
-  if (isFolderRefusal(status.code)) return writeInPlace(data, place, readVersion, path, writtenDate);
-  if (status.ok()) syncFolder(place.folder.get());
-  return status;
+  }
+  FileStatus status = writeBeside(data, place, old, oldFd.get(), readVersion, path, writtenDate);
+  // In a folder that gives no name, or refuses to exchange this one, as where something is mounted on it.
+  return isFolderRefusal(status.code) ? writeInPlace(data, place, readVersion, path, writtenDate) : std::move(status);
 }
 
 FileStatus writeToPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
@@ -247,7 +250,7 @@ FileStatus LinuxFileManager::replaceOwnFileAtPath(const DataPieces& data, const 
                                                   const FileVersion& version) {
   const FilePlace place = placeOf(path);
   // The version is that of a regular file of the user's own, so a match here excludes links and foreign files.
-  if (place.folder && !isAsRead(place.folder.get(), place.name, version)) return hasChanged(path);
+  if (place.folder && versionOf(place.folder.get(), place.name) != version) return hasChanged(path);
   std::optional<FileDate> date;
   return writeToPlace(data, place, version, path, date);
 }

@@ -216,7 +216,9 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
   const MemoryPlace place = placeOf(path, true);
   if (place.code != 0) return statusOf(place.code);
   MemoryItem* item = tree_.find(place.path);
-  if (readVersion && (item == nullptr || versionOf(place, *item) != *readVersion)) return statusOf(kFileHasChanged);
+  const bool isAsRead =
+      item != nullptr && versionOf(place, *item) == readVersion && !openForWriting_.contains(place.path);
+  if (readVersion && !isAsRead) return {kFileHasChanged, "The file has changed."};
   if (item == nullptr) {
     if (!mayChangeFolderOf(place.path)) return statusOf(EACCES);
     const FileDate date = nextDate();
@@ -247,6 +249,25 @@ FileStatus MemoryFileManager::replaceOwnFileAtPath(const DataPieces& data, const
   const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
   if (item != nullptr && item->isLink()) return statusOf(kFileHasChanged);
   return writeDataToPath(data, path, version);
+}
+
+void MemoryFileManager::setOpenForWriting(const std::string& path, bool isOpen) {
+  const std::string place = tree_.locate(path, true).path;
+  if (isOpen) {
+    openForWriting_.insert(place);
+  } else {
+    openForWriting_.erase(place);
+  }
+}
+
+bool MemoryFileManager::isOpenForWritingAtPath(const std::string& path) {
+  const MemoryPlace place = tree_.locate(path, true);
+  return place.code == 0 && openForWriting_.contains(place.path);
+}
+
+std::vector<std::string> MemoryFileManager::keptSavesAtPath(const std::string& path) {
+  const auto saves = keptSaves_.find(path);
+  return saves == keptSaves_.end() ? std::vector<std::string>() : saves->second;
 }
 
 int MemoryFileManager::checkReplacement(const MemoryPlace& target, const MemoryPlace& replacement,

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,10 @@ class MemoryFileManager final : public FileManager {
   /// Every file's path, in order.
   [[nodiscard]] std::vector<std::string> filePaths() const;
   void setHome(const std::string& home) { home_ = home; }
+  /// As if another process had the file open for writing from now on, or no more: its path as written in later calls.
+  void setOpenForWriting(const std::string& path, bool isOpen);
+  /// As if a write had displaced a save from this path that is kept elsewhere.
+  void addKeptSave(const std::string& path, const std::string& keptPath) { keptSaves_[path].push_back(keptPath); }
   void setOffersReplaceItem(bool offersReplaceItem) { offersReplaceItem_ = offersReplaceItem; }
   /// How far apart the dates of two changes are: more than nothing. A second unless set.
   void setDateStep(std::chrono::nanoseconds step) { dateStep_ = step; }
@@ -100,6 +105,8 @@ class MemoryFileManager final : public FileManager {
   [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                 const FileVersion& version) override;
+  [[nodiscard]] bool isOpenForWritingAtPath(const std::string& path) override;
+  [[nodiscard]] std::vector<std::string> keptSavesAtPath(const std::string& path) override;
   [[nodiscard]] bool offersReplaceItem() override { return offersReplaceItem_; }
   [[nodiscard]] FileReplacement replaceItem(const std::string& target, const std::string& replacement) override;
   [[nodiscard]] FileStatus moveItem(const std::string& source, const std::string& target) override;
@@ -151,6 +158,8 @@ class MemoryFileManager final : public FileManager {
   std::optional<std::string> asidePath_;
   std::chrono::nanoseconds dateStep_ = std::chrono::seconds(1);
   std::chrono::nanoseconds lastDate_ = std::chrono::seconds(1'000'000);
+  std::set<std::string> openForWriting_;
+  std::map<std::string, std::vector<std::string>> keptSaves_;
   bool offersReplaceItem_ = true;
   bool isThrowing_ = false;
   bool isInHook_ = false;

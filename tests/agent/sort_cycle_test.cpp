@@ -173,6 +173,16 @@ TEST_F(SortCycle, OptionsAreReadAnewBeforeEverySort) {
   EXPECT_EQ(written(), "Root[ BookmarksBar[ x y ] BookmarksMenu[ a b ] ]");
 }
 
+TEST_F(SortCycle, ASaveThatASortDisplacedIsNamedInTheLog) {
+  launchWithFile();
+  memory.fileManager.addKeptSave(kFile, "/kept");
+  save(kUnsorted);
+  loop.advanceBy(2s + 30s);
+  EXPECT_EQ(log(), std::vector<std::string>{"A save of “" + std::string(kFile) +
+                                            "” by another program is kept as “/kept”: a newer one has its place, or it "
+                                            "could not be put back."});
+}
+
 TEST_F(SortCycle, ADeletedFileIsLoggedSortedForAndHandedOverAs1) {
   launchWithFile();
   memory.fileManager.removeTree(kFile);

@@ -186,6 +186,23 @@ TEST_F(SortOperation, FileChangedBeforeEveryWriteGives8AfterTenReads) {
   EXPECT_EQ(memory.fileManager.bytesAt(kPath), last);
 }
 
+TEST_F(SortOperation, AFileThatIsOpenForWritingGives8AfterTenReadsWithoutABackupOrAWrite) {
+  put(kUnsorted);
+  memory.fileManager.setOpenForWriting(kPath, true);
+  tarvel.setWriteBackupFile(true);
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
+  EXPECT_EQ(reads(), 10U);
+  EXPECT_EQ(memory.fileManager.callCount(FileOperation::kCopy), 0U);
+  EXPECT_EQ(memory.fileManager.callCount(FileOperation::kWrite), 0U);
+}
+
+TEST_F(SortOperation, AStaleFileHandleIsAFailureToWrite) {
+  put(kUnsorted);
+  memory.fileManager.failNext(FileOperation::kWrite, ESTALE);
+  EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorWriteFailed);
+  EXPECT_EQ(reads(), 1U);
+}
+
 TEST_F(SortOperation, DateThatCannotBeReadGives8AfterTenReadsWhenSomethingIsToChange) {
   put(kUnsorted);
   memory.fileManager.failAlways(FileOperation::kDate, EACCES);

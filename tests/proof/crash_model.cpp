@@ -89,6 +89,18 @@ DiskState DiskState::of(const std::string& folder) {
   return state;
 }
 
+namespace {
+
+/// A record that holds the inode number of the file as it was made anew.
+std::string recordFor(const fs::path& file, std::string record) {
+  constexpr std::size_t kInodeOffset = 24;
+  const std::uint64_t inode = inodeOf(file);
+  if (record.size() >= kInodeOffset + sizeof inode) std::memcpy(record.data() + kInodeOffset, &inode, sizeof inode);
+  return record;
+}
+
+}  // namespace
+
 void DiskState::materialise(const std::string& folder) const {
   for (const auto& entry : fs::directory_iterator(folder)) fs::remove_all(entry.path());
   std::map<ino_t, fs::path> made;
@@ -119,7 +131,7 @@ void DiskState::materialise(const std::string& folder) const {
     char digits[32] = {};
     (void)std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(inodeOf(made[file])));
     const fs::path name = place.parent_path() / (std::string(kRecordPrefix) + digits);
-    std::ofstream(name, std::ios::binary) << contents.at(inode);
+    std::ofstream(name, std::ios::binary) << recordFor(made[file], contents.at(inode));
   }
 }
 

@@ -1,9 +1,12 @@
 #include "tests/proof/proof_home.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <set>
@@ -124,6 +127,23 @@ TracedProgram ProofHome::command(const std::vector<std::string>& arguments) cons
   program.environment = {"HOME=" + root(), "XDG_DATA_HOME=" + folder_.path("data"),
                          "XDG_CONFIG_HOME=" + folder_.path("config"), "LC_ALL=C.UTF-8"};
   return program;
+}
+
+TracedProgram ProofHome::agentSort() const {
+  TracedProgram program = sort();
+  program.arguments = {TARVEL_AGENT_SORT, file()};
+  return program;
+}
+
+bool makesUnnamedFile(const SystemCall& call) {
+  return call.number == SYS_openat && (static_cast<int>(call.arguments[2]) & O_TMPFILE) == O_TMPFILE;
+}
+
+int ProofHome::runWithoutUnnamedFiles(const TracedProgram& program) {
+  const auto refuse = [](pid_t, const SystemCall& call) {
+    return makesUnnamedFile(call) ? CallVerdict{CallVerdict::Kind::kFail, EOPNOTSUPP} : CallVerdict{};
+  };
+  return runTraced(program, refuse).exitStatus;
 }
 
 int ProofHome::run(const TracedProgram& program) {

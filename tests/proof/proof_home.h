@@ -26,6 +26,9 @@ enum class FilePlacing {
   kTwoNames,
 };
 
+/// Whether a call makes an unnamed file.
+[[nodiscard]] bool makesUnnamedFile(const SystemCall& call);
+
 /// A home with a bookmarks file that is not in order, for the built command to work on, and all that may become of it.
 class ProofHome {
  public:
@@ -41,6 +44,10 @@ class ProofHome {
   void resetSettings();
 
   [[nodiscard]] TracedProgram sort() const { return command({"sort", "--backup-file", backup(), file()}); }
+  /// Of another file, without a backup.
+  [[nodiscard]] TracedProgram sort(const std::string& path) const { return command({"sort", "--no-backup", path}); }
+  /// The agent's, with real files.
+  [[nodiscard]] TracedProgram agentSort() const;
   [[nodiscard]] TracedProgram restore() const {
     return command({"restore", "--yes", "--backup-file", backup(), file()});
   }
@@ -54,6 +61,8 @@ class ProofHome {
 
   /// Undisturbed; answers its exit status.
   [[nodiscard]] static int run(const TracedProgram& program);
+  /// The same on a file system that knows no unnamed files.
+  [[nodiscard]] static int runWithoutUnnamedFiles(const TracedProgram& program);
 
   [[nodiscard]] std::string file() const;
   [[nodiscard]] bool isUnsorted() const;

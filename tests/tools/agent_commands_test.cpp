@@ -232,6 +232,16 @@ TEST_F(AgentCommands, StatusOfARunningAgentShowsProcessFileAndDate) {
   EXPECT_THAT(output, HasSubstr("Folder watched:    /home/user/Library/Safari\n"));
 }
 
+TEST_F(AgentCommands, StatusNamesASaveThatASortDisplaced) {
+  files.putFile(kFile, "");
+  files.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("Its save is kept as “/home/user/Library/Safari/.tarvel-displaced-1”"));
+  line.json = true;
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("\"keptSaves\": [\n    \"/home/user/Library/Safari/.tarvel-displaced-1\"\n  ]"));
+}
+
 TEST_F(AgentCommands, StatusSaysTheLastErrorInWords) {
   preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);

@@ -85,6 +85,12 @@ struct Doctor : testing::Test, EngineFixture {
   std::string output;
 };
 
+TEST_F(Doctor, ASaveThatASortDisplacedIsAProblemWithItsPath) {
+  EXPECT_THAT(checkKeptSaves(patient), IsEmpty());
+  memory.fileManager.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
+  EXPECT_THAT(checkKeptSaves(patient), ElementsAre(isProblem(".tarvel-displaced-1", "tarvel restore --from")));
+}
+
 TEST_F(Doctor, OfAHealthyMachineEverythingIsFineAndNothingIsWritten) {
   const std::size_t writes = preferences.flushCount();
   EXPECT_EQ(run(), 0);

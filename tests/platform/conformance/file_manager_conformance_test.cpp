@@ -1,5 +1,6 @@
 // What FileManager promises, asked of every implementation.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -177,6 +178,20 @@ TYPED_TEST(FileManagerConformance, OnlyAMissingOwnFileIsSaidToBeMissing) {
   this->setting.setMode("f", 0);
   EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path("f")).status.code, EACCES);
   EXPECT_EQ(this->manager.contentsOfOwnFileAtPath(this->path(std::string("a\0b", 3))).status.code, EINVAL);
+}
+
+TYPED_TEST(FileManagerConformance, AFileIsOpenForWritingOnlyWhenAProgramHasItOpen) {
+  this->put("a", "x");
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("a")));
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("missing")));
+  EXPECT_FALSE(this->manager.isOpenForWritingAtPath(this->path("")));
+}
+
+TYPED_TEST(FileManagerConformance, AWriteThatDisplacesNothingKeepsNoSave) {
+  this->put("a", "x");
+  this->put("a", "y");
+  EXPECT_THAT(this->manager.keptSavesAtPath(this->path("a")), testing::IsEmpty());
+  EXPECT_THAT(this->manager.keptSavesAtPath(this->path("missing")), testing::IsEmpty());
 }
 
 TYPED_TEST(FileManagerConformance, PiecesAreWrittenInOrder) {

@@ -10,9 +10,11 @@
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "platform/linux/linux_file_manager.h"
 #include "platform/linux/unique_fd.h"
+#include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
@@ -59,8 +61,12 @@ TEST_F(ReadVersion, AFileThatSomebodyHasOpenForWritingCountsAsChangedAndOneThatI
   const Data data = Data::copyOf("new");
   {
     const UniqueFd writer(::open(cPath("f"), O_RDWR | O_CLOEXEC));
+    const struct stat before = statOf("f");
     const FileStatus status = manager.writeDataToPath({{data.bytes()}, {}}, directory.path("f"), version);
     EXPECT_EQ(status.code, kFileHasChanged);
+    // A rename would have changed the date of the inode.
+    EXPECT_EQ(statOf("f").st_ctim.tv_nsec, before.st_ctim.tv_nsec);
+    EXPECT_TRUE(manager.isOpenForWritingAtPath(directory.path("f")));
     EXPECT_EQ(directory.read("f"), "old");
     // It is the same file that comes back, not a copy.
     EXPECT_EQ(::pwrite(writer.get(), "OLD", 3, 0), 3);
@@ -102,15 +108,30 @@ TEST_F(ReadVersion, AFileThatIsReplacedInPlaceIsLeftAloneToo) {
   EXPECT_EQ(directory.entryCount(), 2U);
 }
 
+/// The record of a write of `fresh` over `old` that was cut off, in a file with this status.
+std::string recordOf(const std::string& old, const std::string& fresh, const struct stat& file) {
+  std::string record("tarvel undo 2\n\0\0", 16);
+  const std::uint64_t mayBeElsewhere = file.st_nlink > 1 ? 1 : 0;
+  const std::uint64_t isBesideRecord = 0;
+  for (const std::uint64_t number : {std::uint64_t{file.st_dev}, std::uint64_t{file.st_ino}, mayBeElsewhere,
+                                     isBesideRecord, std::uint64_t{old.size()}, std::uint64_t{fresh.size()}}) {
+    record.append(reinterpret_cast<const char*>(&number), sizeof number);  // NOLINT: bytes of a number
+  }
+  return record + old + fresh;
+}
+
 TEST_F(InterruptedWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
   directory.write(".tarvel-fedcba9876543210", "in the making");
   directory.write(".tarvel-notes", "somebody's");
-  directory.write(".tarvel-undo-1", "of a file that is gone");
-  directory.write("g", "another one");
-  const std::string needed = ".tarvel-undo-" + hexadecimal(statOf("g").st_ino);
-  directory.write(needed, "of a file that is there");
+  struct stat gone = statOf("f");
+  gone.st_ino = 1;
+  directory.write(".tarvel-undo-1", recordOf("old", "new", gone));
+  // One that may still be torn under another name in another folder.
+  gone.st_ino = 2;
+  gone.st_nlink = 2;
+  directory.write(".tarvel-undo-2", recordOf("old", "new", gone));
   const UniqueFd maker(::open(cPath(".tarvel-fedcba9876543210"), O_RDONLY | O_CLOEXEC));
   ASSERT_EQ(::flock(maker.get(), LOCK_EX), 0);
   ASSERT_TRUE(write("f", "new").ok());
@@ -118,17 +139,61 @@ TEST_F(InterruptedWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-undo-1")));
   EXPECT_EQ(directory.read(".tarvel-fedcba9876543210"), "in the making");
   EXPECT_EQ(directory.read(".tarvel-notes"), "somebody's");
-  EXPECT_EQ(directory.read(needed), "of a file that is there");
-  EXPECT_EQ(directory.entryCount(), 5U);
+  EXPECT_TRUE(manager.fileExistsAtPath(directory.path(".tarvel-undo-2")));
+  EXPECT_EQ(directory.entryCount(), 4U);
 }
 
-/// The record of a write of `fresh` over `old` that was cut off, beside the file.
-std::string recordOf(const std::string& old, const std::string& fresh) {
-  std::string record("tarvel undo 1\n\0\0", 16);
-  for (const std::uint64_t size : {old.size(), fresh.size()}) {
-    record.append(reinterpret_cast<const char*>(&size), sizeof size);  // NOLINT: bytes of a number
-  }
-  return record + old + fresh;
+TEST_F(InterruptedWrite, AWriteToAnyFileOfTheFolderMakesATornOneWhole) {
+  const std::string old(5000, 'o');
+  directory.write("f", "old");
+  directory.write("torn", std::string(1000, 'n') + std::string(4000, 'o'));
+  directory.write(".tarvel-undo-" + hexadecimal(statOf("torn").st_ino),
+                  recordOf(old, std::string(5000, 'n'), statOf("torn")));
+  ASSERT_TRUE(write("f", "new").ok());
+  EXPECT_EQ(directory.read("torn"), old);
+  EXPECT_EQ(directory.entryCount(), 2U);
+}
+
+TEST_F(InterruptedWrite, ARecordOfAFileWithTheSameNumberOnAnotherDeviceIsNotUsed) {
+  const std::string torn = std::string(1000, 'n') + std::string(4000, 'o');
+  directory.write("f", torn);
+  struct stat elsewhere = statOf("f");
+  elsewhere.st_dev += 1;
+  const std::string name = ".tarvel-undo-" + hexadecimal(elsewhere.st_ino);
+  directory.write(name, recordOf(std::string(5000, 'o'), std::string(5000, 'n'), elsewhere));
+  EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
+  EXPECT_EQ(directory.read("f"), torn);
+  EXPECT_TRUE(manager.fileExistsAtPath(directory.path(name)));
+}
+
+TEST_F(InterruptedWrite, WhatRootLeftInAUsersFolderIsRemovedByTheUser) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can leave a file of its own";
+  directory.write("f", "old");
+  directory.write(".tarvel-0123456789abcdef", "left");
+  ASSERT_EQ(::chmod(cPath(".tarvel-0123456789abcdef"), 0600), 0);
+  giveToNobody("f");
+  giveToNobody("");
+  EXPECT_EQ(inChildWithoutPrivileges([&] { return write("f", "new").code; }), 0);
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+TEST_F(InterruptedWrite, WhatRootGaveToAUserBeforeItWasKilledIsRemovedByRoot) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  directory.write("f", "old");
+  directory.write(".tarvel-0123456789abcdef", "left");
+  giveToNobody(".tarvel-0123456789abcdef");
+  ASSERT_TRUE(write("f", "new").ok());
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+TEST_F(InterruptedWrite, WhatACopyLeftIsRemovedByTheNextCopyAndListing) {
+  directory.write("f", "bytes");
+  directory.write(".tarvel-0123456789abcdef", "left");
+  ASSERT_TRUE(manager.copyItemAtPathToPath(directory.path("f"), directory.path("g")).ok());
+  EXPECT_EQ(directory.entryCount(), 2U);
+  directory.write(".tarvel-0123456789abcdef", "left");
+  const std::vector<std::string> names = manager.filesInDirectoryAtPath(directory.path()).fileNames;
+  EXPECT_EQ(names, (std::vector<std::string>{"f", "g"}));
 }
 
 TEST_F(InterruptedWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
@@ -136,7 +201,7 @@ TEST_F(InterruptedWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
   const std::string fresh(4000, 'n');
   const auto readWithRecord = [&](const std::string& now) {
     directory.write("f", now);
-    directory.write(".tarvel-undo-" + hexadecimal(statOf("f").st_ino), recordOf(old, fresh));
+    directory.write(".tarvel-undo-" + hexadecimal(statOf("f").st_ino), recordOf(old, fresh, statOf("f")));
     EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
     EXPECT_EQ(directory.entryCount(), 1U);
     return directory.read("f");
@@ -156,13 +221,13 @@ TEST_F(InterruptedWrite, ARecordThatIsNoneOrSomebodyElsesOrStillInUseUndoesNothi
   const std::string torn = std::string(1000, 'n') + std::string(4000, 'o');
   directory.write("f", torn);
   const std::string name = ".tarvel-undo-" + hexadecimal(statOf("f").st_ino);
-  for (const std::string& record :
-       {std::string(), std::string("tarvel undo 1\n"), recordOf(old, old).substr(0, 9000), std::string(64, '\xff')}) {
+  for (const std::string& record : {std::string(), std::string("tarvel undo 2\n"),
+                                    recordOf(old, old, statOf("f")).substr(0, 9000), std::string(64, '\xff')}) {
     directory.write(name, record);
     EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
     EXPECT_EQ(directory.read("f"), torn);
   }
-  directory.write(name, recordOf(old, std::string(5000, 'n')));
+  directory.write(name, recordOf(old, std::string(5000, 'n'), statOf("f")));
   {
     const UniqueFd writer(::open(cPath(name), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(::flock(writer.get(), LOCK_EX), 0);
