@@ -112,7 +112,7 @@ int runSort(const Platform& platform, const CommandLine& line, const CommandSett
   const SortReport report = sortAndReport(shown->platform(), line, request, nullptr, shown->observer());
   shown.reset();
   show(report, line);
-  tellOfKeptSaves(platform.fileManager, bookmarksFilePath(platform, line));
+  tellOfKeptSaves(platform.fileManager, request.file);
   if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
     std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
               << printable(report.backupFile) << "”.\n";

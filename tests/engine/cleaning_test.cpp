@@ -16,7 +16,7 @@ struct Cleaning : testing::Test, EngineFixture {
   std::string renamedWithCounter(std::uint64_t next, const std::vector<std::string>& titles = {}) {
     taken = titles;
     node = tree("News@u");
-    lookupSet = TitleLookupSet(8, KeyedTextHash());
+    lookupSet = TitleLookupSet(8, ListTextHash());
     lookupSet.titles.insert("News");
     for (const std::string& title : taken) lookupSet.titles.insert(title);
     lookupSet.chains.insert_or_assign("News", RenamingChain{next, "News"});
@@ -28,7 +28,7 @@ struct Cleaning : testing::Test, EngineFixture {
   // The set only refers to the titles that it holds.
   std::vector<std::string> taken;
   PropertyList node;
-  TitleLookupSet lookupSet{8, KeyedTextHash()};
+  TitleLookupSet lookupSet{8, ListTextHash()};
 };
 
 TEST_F(Cleaning, FolderWhoseOnlyBookmarkHasABlankAddressGoesWithIt) {
