@@ -43,7 +43,8 @@ def main():
     read = 0
     for name in filter(None, names):
         path = ROOT / name
-        if not path.is_file() or path.samefile(__file__):
+        # Recorded answers name paths, and make no files.
+        if not path.is_file() or path.samefile(__file__) or name.startswith("tests/data/vectors/"):
             continue
         try:
             text = path.read_text()

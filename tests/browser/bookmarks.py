@@ -42,7 +42,7 @@ def plain(node):
         {
             "title": title_of(child) or None,
             "address": child.get("URLString") or None,
-            "folder": child["WebBookmarkType"] == "WebBookmarkTypeList",
+            "folder": child.get("WebBookmarkType") == "WebBookmarkTypeList",
             "children": plain(child),
         }
         for child in node.get("Children", [])

@@ -15,7 +15,7 @@ PAGE = (SOURCE / "docs/RULES.md").read_text()
 LANGUAGES = {"English": ["en_GB"], "English and German": ["en_GB", "de_DE"], "Swedish": ["sv_SE"], "Spanish": ["es_ES"]}
 # Rules that take more than one run of the command to show.
 SHOWN_ELSEWHERE = {
-    "Nobody's save is lost": ["tests/proof/interference_test.cpp", "tests/platform/linux/file_faults_test.cpp"],
+    "No concurrent save is lost": ["tests/proof/concurrent_saves_test.cpp", "tests/proof/interference_test.cpp", "tests/platform/linux/file_faults_test.cpp"],
     "Where others may write": ["tests/proof/trespassing_test.cpp", "tests/platform/linux/whole_file_write_test.cpp"],
 }
 TEA = "https://tea.example/"

@@ -157,18 +157,23 @@ TEST_F(Trespassing, ALinkPutInTheFilesPlaceMidRunIsNotWrittenThrough) {
   EXPECT_GT(placed, 20U);
 }
 
-/// A link that is there when the command first looks is the user's, and is followed. One that comes later is not.
+/// A link that is there when the command looks where its path leads is the user's, and is followed. One that comes
+/// later is not.
 TEST_F(Trespassing, ALinkPutInTheFilesPlaceWhileACopyIsPutBackIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   for (const TracedProgram& program : {home.restore(), home.putBack()}) {
     home.resetToSorted();
+    // The last look before the backup is read.
     std::size_t first = 0;
-    const auto noteFirstLook = [&](pid_t pid, const SystemCall& call) {
+    bool isReading = false;
+    const auto noteLook = [&](pid_t pid, const SystemCall& call) {
+      isReading = isReading || (call.number == SYS_openat && textOf(pid, call.arguments[1]) == home.backup());
       const bool looks = call.number == SYS_readlink && textOf(pid, call.arguments[0]) == home.file();
-      if (looks && first == 0) first = call.index;
+      if (looks && !isReading) first = call.index;
       return pass();
     };
-    const std::size_t calls = runTraced(program, noteFirstLook).calls;
+    const std::size_t calls = runTraced(program, noteLook).calls;
+    ASSERT_TRUE(isReading);
     ASSERT_GT(first, 0U);
     for (const std::size_t place : chosen(calls - first - 1, 60)) {
       home.resetToSorted();
