@@ -34,7 +34,7 @@ struct SystemCall {
 struct CallVerdict {
   enum class Kind { kPass, kKill, kFail, kShorten };
   Kind kind = Kind::kPass;
-  /// For kFail, an errno value. The call is not made.
+  /// For kFail, an errno value. The call is not made, unless it closes a descriptor.
   int code = 0;
 };
 
