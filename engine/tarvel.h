@@ -92,7 +92,7 @@ class Tarvel {
   [[nodiscard]] TarvelError restoreBackedUpBookmarks();
 
   /// The date of the file as the last successful sort left it: of its own write, or as it was read when there was
-  /// nothing to write. Another date found later is a change by somebody else. None before a success.
+  /// nothing to write. Another date found later is a concurrent change. None before a success.
   [[nodiscard]] const std::optional<FileDate>& sortedFileDate() const { return sortedFileDate_; }
 
   // Codes and messages.

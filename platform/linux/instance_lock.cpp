@@ -37,7 +37,7 @@ bool isOwnFile(int fd) {
   return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink <= 1;
 }
 
-/// Whether the open file still has the name: a lock on a removed file excludes nobody.
+/// Whether the open file still has the name: a lock on a removed file is no lock.
 bool hasName(int fd, const std::string& path) {
   struct stat opened {};
   struct stat named {};
