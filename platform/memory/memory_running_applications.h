@@ -21,7 +21,7 @@ class MemoryRunningApplications final : public RunningApplications {
   void setActivationWorks(bool works) { record_->works = works; }
   /// Called during each activation, after it was recorded. It may change who is running.
   void setActivationHook(std::function<void(const std::string& name)> hook) { record_->hook = std::move(hook); }
-  /// Which process whoever asks from now on is told to be: "self" unless set.
+  /// The name that currentApplication() answers with from now on: "self" unless set.
   void setCurrent(const std::string& name) { current_ = name; }
   /// "NAME OPTIONS" for each, in order.
   [[nodiscard]] const std::vector<std::string>& activations() const { return record_->activations; }
