@@ -5,7 +5,9 @@
 #include <sys/file.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/linux/unique_fd.h"
 #include "tests/proof/proof_home.h"
@@ -26,7 +28,7 @@ TEST(TwoSorts, AWholeFirstSortAtAnyMomentOfAnotherDisturbsNeither) {
   std::size_t inTime = 0;
   for (const std::size_t place : chosen(calls, 40)) {
     home.reset();
-    int other = -1;
+    std::optional<int> other;
     const TraceEnd end = runTraced(home.sort(), [&](pid_t, const SystemCall& call) {
       if (call.index != place) return CallVerdict{};
       // The other sort would wait for the first, which is stopped here.
@@ -38,8 +40,10 @@ TEST(TwoSorts, AWholeFirstSortAtAnyMomentOfAnotherDisturbsNeither) {
       other = ProofHome::run(home.sort());
       return CallVerdict{};
     });
+    // A run makes a few calls fewer than another: a sort waits for the next tick of the clock.
+    if (!other) continue;
     SCOPED_TRACE("at call " + std::to_string(place) + ": " + end.output.substr(0, 200) + home.description());
-    EXPECT_EQ(other, 0);
+    EXPECT_EQ(*other, 0);
     EXPECT_EQ(end.signal, 0);
     EXPECT_EQ(end.exitStatus, 0);
     EXPECT_TRUE(home.isSorted());
