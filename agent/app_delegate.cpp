@@ -1,6 +1,7 @@
 #include "agent/app_delegate.h"
 
-#include "agent/preference_keys.h"
+#include "agent/helper_errors.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 

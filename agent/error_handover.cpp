@@ -1,5 +1,5 @@
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 

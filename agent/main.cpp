@@ -2,9 +2,9 @@
 // delegate's. No arguments, no environment.
 
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
+#include "platform/linux/base/memory_limit.h"
 #include "platform/linux/linux_agent_platform.h"
-#include "platform/linux/memory_limit.h"
+#include "settings/preference_keys.h"
 
 int main() {
   tarvel::limitMemoryUse();

@@ -1,6 +1,7 @@
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
 #include "platform/path_components.h"
+#include "settings/places.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 

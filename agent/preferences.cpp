@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 

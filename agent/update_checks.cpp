@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
+#include "agent/helper_errors.h"
 
 namespace tarvel {
 

@@ -8,7 +8,7 @@
 
 #include "bench/generate_bookmarks.h"
 #include "engine/tarvel.h"
-#include "platform/linux/icu_collator.h"
+#include "platform/collation/icu_collator.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/plist/serialization.h"
 

@@ -43,10 +43,10 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
-# tarvel_library(name [DEPENDS target...]): every source file of the current folder.
+# tarvel_library(name [DEPENDS target...]): every source file of the current folder and of the rooms in it.
 function(tarvel_library name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
 endfunction()

@@ -35,13 +35,11 @@ function(tarvel_quick_tests target)
   target_precompile_headers(${target} REUSE_FROM tarvel_test_headers)
 endfunction()
 
-# tarvel_test(name [DEPENDS target...]): every *_test.cpp of the current folder as one program.
+# tarvel_test(name [DEPENDS target...]): every *_test.cpp of the current folder and its rooms as one
+# program.
 function(tarvel_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *.cpp *.h)
-  if(NOT sources)
-    return()
-  endif()
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
     nlohmann_json::nlohmann_json)

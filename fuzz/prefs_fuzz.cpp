@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz/round_trips.h"
-#include "platform/linux/preferences_file.h"
+#include "platform/linux/preferences/preferences_file.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/preference_value.h"
 #include "tests/support/temporary_directory.h"

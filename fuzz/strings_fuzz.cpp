@@ -6,7 +6,7 @@
 
 #include "engine/tarvel.h"
 #include "fuzz/round_trips.h"
-#include "platform/linux/linux_bundle.h"
+#include "platform/linux/launch/linux_bundle.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel::fuzz {

@@ -1,73 +1,100 @@
 #!/usr/bin/env python3
-"""Who may include whom, as the table in docs/ARCHITECTURE.md says."""
+"""Who may include whom, as the table in docs/ARCHITECTURE.md says, and no circle of includes anywhere."""
 
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-# Folder of a file -> its row in the table; the longest prefix counts.
-FOLDERS = {
-    "platform": "platform",
-    "platform/plist": "plist",
-    "platform/linux": "linux",
-    "platform/memory": "memory",
-    "document": "document",
-    "engine": "engine",
-    "watcher": "watcher",
-    "agent": "agent",
-    "agent/main.cpp": "main",
-    "update_check": "checker",
-    "tools": "tools",
-    "tests": "tests",
-    "fuzz": "fuzz",
-    "bench": "bench",
-}
+# Folders that the table does not restrict.
+FREE = ["bench", "fuzz", "tests"]
 
 
-def layer_of(path):
-    return FOLDERS[max((f for f in FOLDERS if path == f or path.startswith(f + "/")), key=len)]
-
-
-def allowed_from_table():
-    """Row name -> the names it may include, or None for anything."""
-    allowed = {}
+def rooms_from_table():
+    """Room -> the rooms it may include, itself among them. A room is a folder, or a file that differs from its folder."""
+    rooms = {}
     for line in (ROOT / "docs/ARCHITECTURE.md").read_text().splitlines():
-        cells = [cell.strip().strip("`") for cell in line.strip().strip("|").split("|")]
-        if len(cells) != 2 or cells[0] not in FOLDERS.values():
-            continue
-        names = re.findall(r"[a-z]+", cells[1])
-        known = {*names} & set(FOLDERS.values())
-        allowed[cells[0]] = None if names == ["anything"] else {*known, cells[0]}
-    return allowed
+        cells = [cell.strip() for cell in line.strip().strip("|").split("|")]
+        room = cells[0].strip("`")
+        if len(cells) == 2 and re.fullmatch(r"`[a-z_./]+`", cells[0]) and (ROOT / room).exists():
+            rooms[room] = {room, *re.findall(r"[a-z_]+(?:/[a-z_]+)*", cells[1])}
+    return rooms
+
+
+def room_of(name, rooms):
+    if name in rooms:
+        return name
+    folder = pathlib.PurePosixPath(name).parent.as_posix()
+    return folder if folder in rooms else None
+
+
+def circle_in(graph):
+    """The nodes of one circle, or none."""
+    state = {}
+
+    def visit(node, path):
+        state[node] = "open"
+        for target in sorted(graph.get(node, ())):
+            if state.get(target) == "open":
+                return [*path[path.index(target) :], target]
+            if target not in state:
+                found = visit(target, [*path, target])
+                if found:
+                    return found
+        state[node] = "closed"
+        return None
+
+    for node in sorted(graph):
+        if node not in state:
+            found = visit(node, [node])
+            if found:
+                return found
+    return None
 
 
 def main():
-    allowed = allowed_from_table()
-    missing = set(FOLDERS.values()) - set(allowed)
-    if missing:
-        sys.exit(f"docs/ARCHITECTURE.md has no row for: {', '.join(sorted(missing))}")
+    rooms = rooms_from_table()
     faults = []
     checked = 0
-    for folder in {f.split("/")[0] for f in FOLDERS}:
-        for path in sorted((ROOT / folder).rglob("*")):
-            if path.suffix not in (".h", ".cpp"):
+    units = {}
+    between = {}
+    sources = [path for folder in sorted({room.split("/")[0] for room in rooms} | set(FREE))
+               for path in sorted((ROOT / folder).rglob("*")) if path.suffix in (".h", ".cpp")]
+    for path in sources:
+        name = path.relative_to(ROOT).as_posix()
+        is_free = name.split("/")[0] in FREE
+        room = room_of(name, rooms)
+        if room is None and not is_free:
+            faults.append(f"{name}: docs/ARCHITECTURE.md has no row for its folder")
+            continue
+        for number, line in enumerate(path.read_text().splitlines(), 1):
+            system = re.match(r"\s*#\s*include\s+<([^>]+)>", line)
+            if system and room == "platform" and re.search(r"[./]", system.group(1)):
+                faults.append(f"{name}:{number}: <{system.group(1)}> is no header of the C++ library")
+            include = re.match(r'\s*#\s*include\s+"([^"]+)"', line)
+            if not include:
                 continue
-            name = path.relative_to(ROOT).as_posix()
-            layer = layer_of(name)
-            for number, line in enumerate(path.read_text().splitlines(), 1):
-                system = re.match(r"\s*#\s*include\s+<([^>]+)>", line)
-                if system and layer == "platform" and re.search(r"[./]", system.group(1)):
-                    faults.append(f"{name}:{number}: <{system.group(1)}> is no header of the C++ library")
-                include = re.match(r'\s*#\s*include\s+"([^"]+)"', line)
-                if not include:
-                    continue
-                checked += 1
-                target = include.group(1)
-                if not (ROOT / target).is_file():
-                    faults.append(f"{name}:{number}: {target} is no file of the tree (paths start at its root)")
-                elif allowed[layer] is not None and layer_of(target) not in allowed[layer]:
-                    faults.append(f"{name}:{number}: {layer} may not include {target}")
+            checked += 1
+            target = include.group(1)
+            if not (ROOT / target).is_file():
+                faults.append(f"{name}:{number}: {target} is no file of the tree (paths start at its root)")
+                continue
+            unit, included = name.rpartition(".")[0], target.rpartition(".")[0]
+            if unit != included:
+                units.setdefault(unit, set()).add(included)
+            if is_free:
+                continue
+            to = room_of(target, rooms)
+            if to != room:
+                between.setdefault(room, set()).add(to)
+            if to not in rooms[room]:
+                faults.append(f"{name}:{number}: {room} may not include {target}")
+    for what, graph in (("rooms", between), ("files", units)):
+        circle = circle_in(graph)
+        if circle:
+            faults.append(f"circle of {what}: {' -> '.join(circle)}")
+    unknown = {target for targets in rooms.values() for target in targets} - set(rooms)
+    faults += [f"docs/ARCHITECTURE.md names {name}, which is no room" for name in sorted(unknown)]
     if checked == 0:
         sys.exit("no includes found: the check looked in the wrong place")
     if faults:

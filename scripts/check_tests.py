@@ -19,12 +19,13 @@ def main():
         if path.suffix not in (".cpp", ".py", ".sh"):
             continue
         found += 1
-        lists = path.parent / "CMakeLists.txt"
+        # A program takes the sources of its folder and of the rooms in it.
+        lists = next(folder / "CMakeLists.txt" for folder in path.parents if (folder / "CMakeLists.txt").is_file())
         wanted = "tarvel_test(" if path.suffix == ".cpp" else "*_test" + path.suffix
         name = path.relative_to(ROOT)
         if wanted not in commands_of(lists):
             faults.append(f"{name}: no target in {lists.relative_to(ROOT)} takes it")
-        folder = path.parent.relative_to(ROOT / "tests").as_posix()
+        folder = lists.parent.relative_to(ROOT / "tests").as_posix()
         if f"add_subdirectory({folder})" not in commands_of(ROOT / "tests/CMakeLists.txt"):
             faults.append(f"{name}: tests/CMakeLists.txt does not add {folder}")
     if found == 0:

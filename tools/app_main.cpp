@@ -1,12 +1,13 @@
 // Tarvel: what the agent launches when it has something to say. Stands in for an application with windows.
 
-#include "platform/linux/linux_notifier.h"
-#include "platform/linux/linux_system_log.h"
-#include "tools/agent_surroundings.h"
+#include "platform/linux/dbus/linux_notifier.h"
+#include "platform/linux/log/linux_system_log.h"
+#include "tools/agent/agent_context.h"
+#include "tools/commands/agent_commands.h"
 
 int main() {
   tarvel::LinuxSystemLog log("Tarvel");
-  tarvel::LinuxAgentSurroundings linux(log);
+  tarvel::LinuxAgentContext linux(log);
   tarvel::LinuxNotifier notifier;
-  return tarvel::runReportAsApplication(linux.surroundings(), notifier, log);
+  return tarvel::runReportAsApplication(linux.context(), notifier, log);
 }

@@ -7,29 +7,30 @@
 #include <iostream>
 #include <memory>
 
-#include "agent/preference_keys.h"
-#include "platform/linux/icu_collator.h"
-#include "platform/linux/linux_agent_service.h"
-#include "platform/linux/linux_bundle.h"
-#include "platform/linux/linux_clock.h"
-#include "platform/linux/linux_file_manager.h"
-#include "platform/linux/linux_log_reader.h"
-#include "platform/linux/linux_preferences_store.h"
+#include "platform/collation/icu_collator.h"
+#include "platform/linux/base/linux_clock.h"
+#include "platform/linux/base/linux_uuid_source.h"
+#include "platform/linux/base/memory_limit.h"
+#include "platform/linux/files/linux_file_manager.h"
+#include "platform/linux/launch/linux_bundle.h"
+#include "platform/linux/launch/null_workspace.h"
 #include "platform/linux/linux_system_probe.h"
-#include "platform/linux/linux_uuid_source.h"
-#include "platform/linux/memory_limit.h"
-#include "platform/linux/quiet_workspace.h"
+#include "platform/linux/log/linux_log_reader.h"
+#include "platform/linux/preferences/linux_preferences_store.h"
+#include "platform/linux/service/linux_agent_service.h"
 #include "platform/plist/serialization.h"
-#include "tools/agent_commands.h"
-#include "tools/agent_control.h"
-#include "tools/agent_surroundings.h"
-#include "tools/commands.h"
-#include "tools/doctor.h"
-#include "tools/local_time.h"
-#include "tools/log_command.h"
-#include "tools/paths.h"
-#include "tools/questioner.h"
-#include "tools/terminal.h"
+#include "settings/preference_keys.h"
+#include "tools/agent/agent_context.h"
+#include "tools/backups/command_paths.h"
+#include "tools/command_line/argument_parser.h"
+#include "tools/commands/agent_commands.h"
+#include "tools/commands/agent_control.h"
+#include "tools/commands/commands.h"
+#include "tools/commands/log_command.h"
+#include "tools/doctor/doctor.h"
+#include "tools/terminal/confirmation_prompt.h"
+#include "tools/terminal/local_time.h"
+#include "tools/terminal/terminal.h"
 
 namespace {
 
@@ -42,8 +43,8 @@ class ErrorOutputLog final : public tarvel::SystemLog {
 /// Whether an agent runs that sorts this file.
 bool isWatchedByAgent(const std::string& file) {
   ErrorOutputLog log;
-  tarvel::LinuxAgentSurroundings linux(log);
-  return tarvel::isSortedByAgent(linux.surroundings(), file);
+  tarvel::LinuxAgentContext linux(log);
+  return tarvel::isSortedByAgent(linux.context(), file);
 }
 
 bool isAroundAgent(tarvel::Command command) {
@@ -58,15 +59,15 @@ int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& 
     return tarvel::runLog(reader, line);
   }
   ErrorOutputLog log;
-  tarvel::LinuxAgentSurroundings linux(log);
-  const tarvel::AgentSurroundings agent = linux.surroundings();
-  const std::string program = tarvel::LinuxAgentSurroundings::agentProgram();
+  tarvel::LinuxAgentContext linux(log);
+  const tarvel::AgentContext agent = linux.context();
+  const std::string program = tarvel::LinuxAgentContext::agentProgram();
   tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
   tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);
-  const tarvel::Patient patient{platform, agent, service, probe, program, tarvel::secondsSince2001()};
-  if (line.command == tarvel::Command::kDoctor) return tarvel::runDoctor(patient, line);
+  const tarvel::DoctorContext context{platform, agent, service, probe, program, tarvel::secondsSince2001()};
+  if (line.command == tarvel::Command::kDoctor) return tarvel::runDoctor(context, line);
   if (line.command == tarvel::Command::kAgent) {
-    return tarvel::runAgent({agent, service, program, [&patient] { return tarvel::doubtsAboutSorting(patient); }},
+    return tarvel::runAgent({agent, service, program, [&context] { return tarvel::doubtsAboutSorting(context); }},
                             line);
   }
   if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
@@ -80,9 +81,9 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
   tarvel::LinuxBundle bundle = tarvel::LinuxBundle::forCommand(propertyLists);
-  tarvel::QuietWorkspace workspace;
+  tarvel::NullWorkspace workspace;
   tarvel::LinuxClock clock;
-  tarvel::TerminalQuestioner person;
+  tarvel::TerminalPrompt prompt;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
   if (isAroundAgent(line.command)) return runAroundAgent(platform, line);
   tarvel::LinuxPreferencesStore preferences(propertyLists, log);
@@ -98,7 +99,7 @@ int run(const tarvel::CommandLine& line) {
     case tarvel::Command::kPreview:
       return tarvel::runPreview(platform, line, settings);
     case tarvel::Command::kRestore:
-      return tarvel::runRestore(platform, line, settings, person, isWatchedByAgent);
+      return tarvel::runRestore(platform, line, settings, prompt, isWatchedByAgent);
     case tarvel::Command::kBackup:
       return tarvel::runBackup(platform, line, settings);
     case tarvel::Command::kDump:

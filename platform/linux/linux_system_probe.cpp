@@ -14,13 +14,13 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/linux/folder_polling.h"
-#include "platform/linux/inotify_use.h"
-#include "platform/linux/instance_lock.h"
-#include "platform/linux/login_files.h"
-#include "platform/linux/mount_table.h"
-#include "platform/linux/running_agent.h"
-#include "platform/linux/user_bus.h"
+#include "platform/linux/base/mount_table.h"
+#include "platform/linux/dbus/user_bus.h"
+#include "platform/linux/service/autostart_files.h"
+#include "platform/linux/service/instance_lock.h"
+#include "platform/linux/service/running_agent.h"
+#include "platform/linux/watch/folder_polling.h"
+#include "platform/linux/watch/inotify_use.h"
 
 namespace tarvel {
 

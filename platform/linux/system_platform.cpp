@@ -8,13 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/icu_collator.h"
-#include "platform/linux/linux_bundle.h"
-#include "platform/linux/linux_clock.h"
-#include "platform/linux/linux_file_manager.h"
-#include "platform/linux/linux_uuid_source.h"
-#include "platform/linux/quiet_workspace.h"
-#include "platform/linux/user_languages.h"
+#include "platform/collation/icu_collator.h"
+#include "platform/linux/base/linux_clock.h"
+#include "platform/linux/base/linux_uuid_source.h"
+#include "platform/linux/base/user_languages.h"
+#include "platform/linux/files/linux_file_manager.h"
+#include "platform/linux/launch/linux_bundle.h"
+#include "platform/linux/launch/null_workspace.h"
 #include "platform/plist/serialization.h"
 
 namespace tarvel {
@@ -62,7 +62,7 @@ struct SystemPlatform::Bodies {
   std::unique_ptr<IcuCollator> collator;
   LinuxUuidSource uuidSource;
   LinuxBundle bundle;
-  QuietWorkspace workspace;
+  NullWorkspace workspace;
   LinuxClock clock;
   Platform platform;
 };

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "agent/browser_refresh.h"
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 #include "tests/support/tree_notation.h"
 
 namespace tarvel {

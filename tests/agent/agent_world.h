@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "agent/app_delegate.h"
-#include "platform/linux/icu_collator.h"
+#include "platform/collation/icu_collator.h"
 #include "platform/memory/memory_application.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_event_stream.h"

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 #include "tests/agent/agent_world.h"
 #include "tests/support/tree_notation.h"
 

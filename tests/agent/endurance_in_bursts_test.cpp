@@ -7,7 +7,7 @@
 #include <iostream>
 #include <string>
 
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 #include "tests/agent/agent_world.h"
 
 #if defined(__SANITIZE_ADDRESS__)

@@ -4,8 +4,9 @@
 #include <fstream>
 #include <string>
 
-#include "platform/linux/icu_collator.h"
-#include "platform/linux/linux_file_manager.h"
+#include "platform/collation/icu_collator.h"
+#include "platform/linux/files/linux_file_manager.h"
+#include "settings/preference_keys.h"
 #include "tests/support/agent_fixture.h"
 #include "tests/support/temporary_directory.h"
 

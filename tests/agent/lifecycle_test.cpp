@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "settings/preference_keys.h"
 #include "tests/support/agent_fixture.h"
 
 namespace tarvel {

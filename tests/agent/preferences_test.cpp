@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "settings/preference_keys.h"
 #include "tests/support/agent_fixture.h"
 
 namespace tarvel {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "settings/preference_keys.h"
 #include "tests/support/agent_fixture.h"
 
 namespace tarvel {

@@ -15,8 +15,8 @@ PAGE = (SOURCE / "docs/RULES.md").read_text()
 LANGUAGES = {"English": ["en_GB"], "English and German": ["en_GB", "de_DE"], "Swedish": ["sv_SE"], "Spanish": ["es_ES"]}
 # Rules that take more than one run of the command to show.
 SHOWN_ELSEWHERE = {
-    "No concurrent save is lost": ["tests/proof/concurrent_saves_test.cpp", "tests/proof/interference_test.cpp", "tests/platform/linux/file_faults_test.cpp"],
-    "Where others may write": ["tests/proof/trespassing_test.cpp", "tests/platform/linux/whole_file_write_test.cpp"],
+    "No concurrent save is lost": ["tests/crash_safety/concurrent_saves_test.cpp", "tests/crash_safety/interference_test.cpp", "tests/platform/linux/files/file_faults_test.cpp"],
+    "Where others may write": ["tests/crash_safety/trespassing_test.cpp", "tests/platform/linux/files/atomic_write_test.cpp"],
 }
 TEA = "https://tea.example/"
 

@@ -5,7 +5,7 @@
 
 #include "engine/conditional_insert.h"
 #include "engine/uuid_string.h"
-#include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/base/linux_uuid_source.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel {

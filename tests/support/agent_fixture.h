@@ -8,7 +8,6 @@
 
 #include "agent/app_delegate.h"
 #include "agent/browser_refresh.h"
-#include "agent/preference_keys.h"
 #include "platform/memory/memory_application.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_event_stream.h"
@@ -18,6 +17,7 @@
 #include "platform/memory/memory_updater.h"
 #include "platform/path_components.h"
 #include "platform/plist/serialization.h"
+#include "settings/preference_keys.h"
 #include "tests/support/tree_notation.h"
 
 namespace tarvel {

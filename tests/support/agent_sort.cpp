@@ -8,8 +8,7 @@
 #include <chrono>
 
 #include "agent/app_delegate.h"
-#include "agent/preference_keys.h"
-#include "platform/linux/linux_file_manager.h"
+#include "platform/linux/files/linux_file_manager.h"
 #include "platform/memory/memory_application.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_event_stream.h"
@@ -19,6 +18,7 @@
 #include "platform/memory/memory_updater.h"
 #include "platform/path_components.h"
 #include "platform/plist/serialization.h"
+#include "settings/preference_keys.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 #include <csignal>
 
-#include "platform/linux/instance_lock.h"
+#include "platform/linux/service/instance_lock.h"
 
 int main(int argc, char** argv) {
   sigset_t ending;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/linux_workspace.h"
+#include "platform/linux/launch/linux_workspace.h"
 #include "platform/plist/serialization.h"
 #include "tests/support/linux_stream.h"
 #include "tests/support/session_bus.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/linux_event_stream.h"
-#include "platform/linux/linux_run_loop.h"
+#include "platform/linux/loop/linux_run_loop.h"
+#include "platform/linux/watch/linux_event_stream.h"
 
 namespace tarvel {
 

@@ -4,8 +4,8 @@
 #include <functional>
 #include <string>
 
-#include "platform/linux/linux_application.h"
-#include "platform/linux/linux_event_stream.h"
+#include "platform/linux/service/linux_application.h"
+#include "platform/linux/watch/linux_event_stream.h"
 #include "platform/memory/memory_application.h"
 #include "platform/memory/memory_event_stream.h"
 #include "platform/memory/memory_platform.h"

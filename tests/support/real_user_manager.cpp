@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/linux/user_bus.h"
+#include "platform/linux/dbus/user_bus.h"
 
 namespace tarvel {
 

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/base/unique_fd.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {

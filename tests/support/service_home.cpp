@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "platform/linux/instance_lock.h"
-#include "platform/linux/running_agent.h"
+#include "platform/linux/service/instance_lock.h"
+#include "platform/linux/service/running_agent.h"
 
 namespace tarvel {
 

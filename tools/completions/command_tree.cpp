@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "tools/command_definition.h"
-#include "tools/settings_table.h"
+#include "tools/agent/settings_table.h"
+#include "tools/command_line/command_definition.h"
 
 namespace tarvel {
 

@@ -42,9 +42,9 @@ struct CompletedCommand {
 /// Every command of `app`, the command line itself first, each before those below it.
 [[nodiscard]] std::vector<CompletedCommand> completedCommands(const CLI::App& app);
 
-/// The values that a person may give the setting, as far as there is a list of them.
+/// The values that a prompt may give the setting, as far as there is a list of them.
 [[nodiscard]] CompletedValue valueOfSetting(const std::string& key);
-/// The settings that a person may set.
+/// The settings that a prompt may set.
 [[nodiscard]] std::vector<std::string> settableSettings();
 
 // The texts of the completion files.

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <string>
 
-#include "tools/command_definition.h"
+#include "tools/command_line/command_definition.h"
 #include "tools/completions/command_tree.h"
 
 int main(int argc, char** argv) {

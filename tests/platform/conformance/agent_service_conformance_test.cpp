@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/linux/linux_agent_service.h"
+#include "platform/linux/service/linux_agent_service.h"
 #include "platform/memory/memory_agent_service.h"
 #include "tests/support/service_home.h"
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "platform/linux/unique_fd.h"
+#include "platform/linux/base/unique_fd.h"
 #include "tests/support/child_process.h"
 #include "tests/support/loop_kinds.h"
 #include "tests/support/temporary_directory.h"

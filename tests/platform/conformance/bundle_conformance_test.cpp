@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "platform/linux/linux_bundle.h"
+#include "platform/linux/launch/linux_bundle.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/plist/serialization.h"
 #include "tests/support/temporary_directory.h"

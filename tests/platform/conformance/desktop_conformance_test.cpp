@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/linux/linux_notifier.h"
-#include "platform/linux/linux_running_applications.h"
-#include "platform/linux/linux_workspace.h"
+#include "platform/linux/dbus/linux_notifier.h"
+#include "platform/linux/launch/linux_workspace.h"
+#include "platform/linux/service/linux_running_applications.h"
 #include "platform/memory/memory_notifier.h"
 #include "platform/memory/memory_running_applications.h"
 #include "platform/memory/memory_workspace.h"

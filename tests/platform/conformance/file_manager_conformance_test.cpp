@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/linux/linux_file_manager.h"
+#include "platform/linux/files/linux_file_manager.h"
 #include "platform/memory/memory_file_manager.h"
 #include "tests/support/temporary_directory.h"
 

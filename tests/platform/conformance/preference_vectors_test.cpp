@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/linux/linux_preferences_store.h"
+#include "platform/linux/preferences/linux_preferences_store.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
 #include "platform/plist/serialization.h"

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <filesystem>
 
-#include "platform/linux/linux_preferences_store.h"
+#include "platform/linux/preferences/linux_preferences_store.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
 #include "platform/plist/serialization.h"

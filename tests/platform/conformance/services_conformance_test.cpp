@@ -4,10 +4,10 @@
 
 #include <set>
 
-#include "platform/linux/icu_collator.h"
-#include "platform/linux/linux_clock.h"
-#include "platform/linux/linux_system_log.h"
-#include "platform/linux/linux_uuid_source.h"
+#include "platform/collation/icu_collator.h"
+#include "platform/linux/base/linux_clock.h"
+#include "platform/linux/base/linux_uuid_source.h"
+#include "platform/linux/log/linux_system_log.h"
 #include "platform/memory/memory_platform.h"
 
 namespace tarvel {

@@ -11,7 +11,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/linux/linux_updater.h"
+#include "platform/linux/update/linux_updater.h"
 #include "platform/memory/memory_bundles.h"
 #include "platform/memory/memory_preferences_store.h"
 #include "platform/memory/memory_updater.h"

@@ -8,8 +8,8 @@
 
 #include <filesystem>
 
-#include "platform/linux/inotify.h"
-#include "platform/linux/linux_agent_service.h"
+#include "platform/linux/service/linux_agent_service.h"
+#include "platform/linux/watch/inotify.h"
 #include "tests/support/child_process.h"
 #include "tests/support/service_home.h"
 #include "tests/support/session_bus.h"

@@ -1,0 +1,43 @@
+#include "platform/collation/icu_collator.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include "platform/collation/collation_locale.h"
+#include "platform/collation/title_ranking.h"
+
+namespace tarvel {
+namespace {
+
+std::string_view environmentValue(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? std::string_view(value) : std::string_view();
+}
+
+}  // namespace
+
+IcuCollator::IcuCollator(std::string locale) : IcuCollator(std::move(locale), openIcuCollator) {}
+
+IcuCollator::IcuCollator(std::string locale, CollatorOpener opener) : locale_(std::move(locale)), opener_(opener) {}
+
+std::unique_ptr<IcuCollator> IcuCollator::forEnvironment() {
+  return std::make_unique<IcuCollator>(
+      collationLocale(environmentValue("LC_ALL"), environmentValue("LC_COLLATE"), environmentValue("LANG")));
+}
+
+std::vector<std::uint32_t> IcuCollator::rank(std::span<const std::string_view> titles) {
+  if (titles.size() < 2) return std::vector<std::uint32_t>(titles.size());
+  if (!order_) order_ = std::make_unique<TitleOrder>(locale_, opener_);
+  return rankTitles(*order_, tableFor(titles.size()), titles);
+}
+
+const AsciiRanks* IcuCollator::tableFor(std::size_t moreTitles) {
+  titlesSeen_ += moreTitles;
+  if (!proofTried_ && titlesSeen_ > kTitlesWorthATable) {
+    proofTried_ = true;
+    ascii_ = AsciiRanks::prove(*order_);
+  }
+  return ascii_ ? &*ascii_ : nullptr;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,67 @@
+#include "platform/linux/dbus/bus_activation.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+
+#include "platform/linux/dbus/user_bus.h"
+
+namespace tarvel {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds kGreeting(1000);
+constexpr milliseconds kStart(3000);
+constexpr milliseconds kSignOfLife(500);
+
+/// What is said of a program that runs, or did, and could not make anything of the request.
+constexpr std::array<const char*, 4> kAnswersOfTheStarted = {SD_BUS_ERROR_UNKNOWN_METHOD, SD_BUS_ERROR_UNKNOWN_OBJECT,
+                                                             SD_BUS_ERROR_UNKNOWN_INTERFACE, SD_BUS_ERROR_NO_REPLY};
+
+/// "org.tarvel.Tarvel" lives at "/org/tarvel/Tarvel".
+std::string objectPathOf(std::string_view identifier) {
+  std::string path = "/" + std::string(identifier);
+  std::ranges::replace(path, '.', '/');
+  std::ranges::replace(path, '-', '_');
+  return path;
+}
+
+bool isAlive(sd_bus* bus) {
+  sd_bus_message* message = nullptr;
+  if (sd_bus_message_new_method_call(bus, &message, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                     "org.freedesktop.DBus", "GetId") < 0) {
+    return false;
+  }
+  const BusMessagePointer question(message);
+  return sd_bus_call(bus, question.get(), busTimeout(kSignOfLife), nullptr, nullptr) >= 0;
+}
+
+}  // namespace
+
+bool activateOnBus(std::string_view identifier) {
+  const std::string name(identifier);
+  // A number that the bus gave somebody is no application's name.
+  if (name.starts_with(':')) return false;
+  const BusPointer bus = openUserBus(kGreeting);
+  sd_bus_message* message = nullptr;
+  if (!bus || sd_bus_message_new_method_call(bus.get(), &message, name.c_str(), objectPathOf(identifier).c_str(),
+                                             "org.freedesktop.Application", "Activate") < 0) {
+    return false;
+  }
+  const BusMessagePointer request(message);
+  if (sd_bus_message_append(message, "a{sv}", 0) < 0) return false;
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  const int answer = sd_bus_call(bus.get(), request.get(), busTimeout(kStart), &error, nullptr);
+  const bool wasStarted = answer >= 0 || std::ranges::any_of(kAnswersOfTheStarted, [&error](const char* known) {
+                            return sd_bus_error_has_name(&error, known) > 0;
+                          });
+  sd_bus_error_free(&error);
+  // A bus says at once that it knows no such name or cannot execute what it stands for. One that is alive and has not
+  // said so is waiting for the program itself.
+  return wasStarted || (answer == -ETIMEDOUT && isAlive(bus.get()));
+}
+
+}  // namespace tarvel

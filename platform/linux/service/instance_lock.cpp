@@ -1,0 +1,99 @@
+#include "platform/linux/service/instance_lock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+
+#include "platform/linux/base/user_folders.h"
+#include "platform/linux/files/private_folders.h"
+
+namespace tarvel {
+
+namespace {
+
+/// Whoever asks for the holder has the lock for a moment, so that one refusal is no refusal yet.
+bool lockSoon(int fd) {
+  constexpr int kAttempts = 5;
+  constexpr timespec kPause{0, 5'000'000};
+  for (int i = 0; i < kAttempts; ++i) {
+    if (i > 0) (void)::nanosleep(&kPause, nullptr);
+    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+  }
+  return false;
+}
+
+/// Whether the file is this user's, and has no other name under which it means something else. One that was just
+/// removed has none at all.
+bool isOwnFile(int fd) {
+  struct stat status {};
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink <= 1;
+}
+
+/// Whether the open file still has the name: a lock on a removed file is no lock.
+bool hasName(int fd, const std::string& path) {
+  struct stat opened {};
+  struct stat named {};
+  return ::fstat(fd, &opened) == 0 && ::lstat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
+}
+
+void leaveNumber(int fd) {
+  const std::string number = std::to_string(::getpid()) + "\n";
+  if (::ftruncate(fd, 0) != 0) return;
+  [[maybe_unused]] const ssize_t written = ::pwrite(fd, number.data(), number.size(), 0);
+}
+
+}  // namespace
+
+std::string instanceLockPath(const std::string& identifier) {
+  const std::string settings = userSettingsFolder();
+  return settings.empty() ? std::string() : settings + "/" + identifier + "/helper.lock";
+}
+
+InstanceLock::InstanceLock(const std::string& path) {
+  constexpr mode_t kPrivate = 0600;
+  // Where this fails, so does opening the file, which says why.
+  (void)makePrivateFolder(std::filesystem::path(path).parent_path().string());
+  bool isLocked = false;
+  constexpr int kAttempts = 5;
+  for (int i = 0; i < kAttempts; ++i) {
+    fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
+    // Anything else at the path, where others may write, is not to be filled.
+    if (fd_ && !isOwnFile(fd_.get())) {
+      fd_ = UniqueFd();
+      errno = EPERM;
+    }
+    isLocked = fd_ && lockSoon(fd_.get());
+    if (!isLocked || hasName(fd_.get(), path)) break;
+  }
+  if (isLocked) {
+    state_ = State::kHeld;
+    leaveNumber(fd_.get());
+  } else if (errno == EWOULDBLOCK) {
+    state_ = State::kHeldByOther;
+  } else {
+    reason_ = std::generic_category().message(errno);
+  }
+}
+
+std::optional<pid_t> holderOfInstanceLock(const std::string& path) {
+  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  if (!fd) return std::nullopt;
+  // Asking takes the lock for a moment, as there is no other way to look at it; shared, so that two may ask at once.
+  if (::flock(fd.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK) return std::nullopt;
+  char text[32] = {};
+  const ssize_t size = ::pread(fd.get(), text, sizeof text, 0);
+  pid_t process = 0;
+  if (size > 0) (void)std::from_chars(text, text + size, process);
+  return process;
+}
+
+}  // namespace tarvel

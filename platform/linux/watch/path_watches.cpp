@@ -1,0 +1,52 @@
+#include "platform/linux/watch/path_watches.h"
+
+#include <cerrno>
+
+namespace tarvel {
+
+namespace {
+
+constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t kFolderGuard = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
+/// A removed folder reports its own end only when no process uses it any more; its parent reports it at once. The last
+/// folder is enough, as the others can be removed only after it.
+constexpr std::uint32_t kRemovalGuard = IN_DELETE | IN_ONLYDIR;
+/// A link that another one is renamed over loses its last name, which is a change of its attributes.
+constexpr std::uint32_t kLinkGuard = kOwnEnd | IN_ATTRIB | IN_DONT_FOLLOW;
+constexpr std::uint32_t kMissingGuard = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | kOwnEnd | IN_ONLYDIR;
+
+std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+}  // namespace
+
+int PathWatches::guard(const std::string& path, std::uint32_t mask, const std::string& name) {
+  const int watch = events_.watch(path, mask);
+  if (watch < 0) return errno == EACCES ? 0 : errno;
+  if (!name.empty()) names_[watch].insert(name);
+  return 0;
+}
+
+int PathWatches::add(const PathWalk& walk) {
+  for (const auto& folder : walk.folders) {
+    if (const int code = guard(folder.path, kFolderGuard, {})) return code;
+  }
+  for (const auto& link : walk.links) {
+    if (const int code = guard(link.path, kLinkGuard, {})) return code;
+  }
+  const std::string& last = walk.identity ? walk.folder : walk.deepestFolder;
+  if (const int code = guard(parentOf(last), kRemovalGuard, nameOf(last))) return code;
+  return walk.identity ? 0 : guard(last, kMissingGuard, walk.missingName);
+}
+
+bool PathWatches::read() {
+  bool mayLeadElsewhere = false;
+  events_.read([&](const InotifyEvent& event) {
+    // Other names of a folder come and go without a meaning for the path.
+    const auto names = names_.find(event.watch);
+    mayLeadElsewhere |=
+        event.name.empty() || (names != names_.end() && names->second.contains(std::string(event.name)));
+  });
+  return mayLeadElsewhere;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tarvel {
+
+/// The main application: it owns the settings and shows what the agent reports. Its identifier names the domain of the
+/// settings.
+inline constexpr const char* kMainApplicationIdentifier = "org.tarvel.Tarvel";
+
+// The settings the agent reads, by their keys in the main application's domain, and what holds where a key is absent or
+// unusable.
+
+/// Boolean, read at launch: whether the agent sorts at all.
+inline constexpr const char* kAutoSortModeKey = "AutoSortMode";
+inline constexpr bool kAutoSortModeDefault = false;
+/// A full path, used as it stands. Read before every sort.
+inline constexpr const char* kBookmarksFilenameKey = "BookmarksFilename";
+inline constexpr const char* kBookmarksFilenameDefault = "~/Library/Safari/Bookmarks.plist";
+/// Seconds between the last change and the sort, held within the two limits. Read at launch.
+inline constexpr const char* kBookmarksUpdateLatencyKey = "BookmarksUpdateLatency";
+inline constexpr std::int64_t kBookmarksUpdateLatencyDefault = 30;
+inline constexpr std::int64_t kBookmarksUpdateLatencyLeast = 1;
+inline constexpr std::int64_t kBookmarksUpdateLatencyMost = 300;
+// Booleans, read before every sort.
+inline constexpr const char* kFoldersAtTopKey = "FoldersAtTop";
+inline constexpr bool kFoldersAtTopDefault = true;
+inline constexpr const char* kRemoveDuplicatesKey = "RemoveDuplicates";
+inline constexpr bool kRemoveDuplicatesDefault = true;
+inline constexpr const char* kRenameSamenamedKey = "RenameSamenamed";
+inline constexpr bool kRenameSamenamedDefault = true;
+inline constexpr const char* kSortBookmarksBarKey = "SortBookmarksBar";
+inline constexpr bool kSortBookmarksBarDefault = false;
+
+/// Integer, written by the agent: the code that waits to be shown. Absent while there is none.
+inline constexpr const char* kLastHelperErrorKey = "LastHelperError";
+
+}  // namespace tarvel

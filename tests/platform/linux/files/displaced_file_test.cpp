@@ -1,0 +1,157 @@
+// What becomes of a file that an exchange of names displaced, whichever state its process left.
+
+#include "platform/linux/files/displaced_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/linux/files/linux_file_manager.h"
+#include "tests/support/child_process.h"
+#include "tests/support/temporary_directory.h"
+
+namespace tarvel {
+namespace {
+
+struct DisplacedFile : testing::Test {
+  TemporaryDirectory directory;
+  LinuxFileManager manager;
+  std::string name;
+
+  /// A file with these bytes and a date of its own, so many seconds after the epoch.
+  FileVersion make(const std::string& file, const std::string& bytes, time_t date) {
+    directory.write(file, bytes);
+    const timespec times[2] = {{date, 0}, {date, 0}};
+    EXPECT_EQ(::utimensat(AT_FDCWD, directory.path(file).c_str(), times, 0), 0);
+    return manager.contentsAtPath(directory.path(file)).version;
+  }
+
+  /// The bookmarks file is "f", and its version that was read and our new file are these; then one of three files lies
+  /// under the displaced name.
+  void prepare(const std::string& inPlace, const std::string& displaced) {
+    const FileVersion read = make("read", "what was read", 1000);
+    const FileVersion own = make("own", "sorted", 2000);
+    (void)make("save", "a save", 3000);
+    (void)make("later", "a later save", 4000);
+    name = makeDisplacedName("f", read, own);
+    ASSERT_EQ(::rename(directory.path(displaced).c_str(), directory.path(name).c_str()), 0);
+    if (!inPlace.empty()) {
+      ASSERT_EQ(::rename(directory.path(inPlace).c_str(), directory.path("f").c_str()), 0);
+    }
+    for (const char* unused : {"read", "own", "save", "later"}) std::filesystem::remove(directory.path(unused));
+  }
+
+  Settlement settled() { return settle(placeOf(directory.path("f")), name); }
+  std::vector<std::string> kept() { return manager.keptSavesAtPath(directory.path("f")); }
+};
+
+TEST_F(DisplacedFile, WhatWasReadIsRemoved) {
+  prepare("own", "read");
+  EXPECT_EQ(settled(), Settlement::kReplaced);
+  EXPECT_EQ(directory.read("f"), "sorted");
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+TEST_F(DisplacedFile, OurOwnFileIsRemovedWhereItNeverTookThePlace) {
+  prepare("read", "own");
+  EXPECT_EQ(settled(), Settlement::kPutBack);
+  EXPECT_EQ(directory.read("f"), "what was read");
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+TEST_F(DisplacedFile, ASaveGoesBackAndOurFileGoes) {
+  prepare("own", "save");
+  EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
+  EXPECT_EQ(settled(), Settlement::kPutBack);
+  EXPECT_EQ(directory.read("f"), "a save");
+  EXPECT_EQ(directory.entryCount(), 1U);
+  EXPECT_TRUE(kept().empty());
+}
+
+TEST_F(DisplacedFile, OfTwoSavesTheNewerOneHasThePlaceAndTheOlderOneIsKept) {
+  prepare("later", "save");
+  EXPECT_EQ(settled(), Settlement::kKept);
+  EXPECT_EQ(directory.read("f"), "a later save");
+  EXPECT_EQ(directory.read(name), "a save");
+  EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
+}
+
+TEST_F(DisplacedFile, ANewerSaveTakesThePlaceOfAnOlderOne) {
+  prepare("save", "later");
+  EXPECT_EQ(settled(), Settlement::kKept);
+  EXPECT_EQ(directory.read("f"), "a later save");
+  EXPECT_EQ(directory.read(name), "a save");
+}
+
+TEST_F(DisplacedFile, WhereNothingHasThePlaceASaveIsKept) {
+  prepare("", "save");
+  EXPECT_EQ(settled(), Settlement::kKept);
+  EXPECT_EQ(directory.read(name), "a save");
+}
+
+TEST_F(DisplacedFile, WhatWasReadGoesBackWhileAProgramHasItOpenForWriting) {
+  prepare("own", "read");
+  const UniqueFd writer(::open(directory.path(name).c_str(), O_RDWR | O_CLOEXEC));
+  EXPECT_EQ(settled(), Settlement::kPutBack);
+  EXPECT_EQ(directory.read("f"), "what was read");
+  EXPECT_EQ(directory.entryCount(), 1U);
+}
+
+TEST_F(DisplacedFile, AnyReadingAndAnyWriteInTheFolderPutsASaveBack) {
+  prepare("own", "save");
+  const FileReading reading = manager.contentsAtPath(directory.path("f"));
+  EXPECT_EQ(std::string(reading.data.bytes().begin(), reading.data.bytes().end()), "a save");
+  EXPECT_EQ(directory.entryCount(), 1U);
+  prepare("own", "save");
+  const Data data = Data::copyOf("x");
+  EXPECT_TRUE(manager.writeDataToPath({{data.bytes()}, {}}, directory.path("g")).ok());
+  EXPECT_EQ(directory.read("f"), "a save");
+}
+
+TEST_F(DisplacedFile, InASharedFolderNoOtherUserSlipsAFileIntoThePlace) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can make another user's file";
+  prepare("own", "save");
+  constexpr uid_t kNobody = 65534;
+  ASSERT_EQ(::chmod(directory.path().c_str(), 01777), 0);
+  ASSERT_EQ(::chown(directory.path(name).c_str(), kNobody, kNobody), 0);
+  EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
+  EXPECT_EQ(directory.read("f"), "sorted");
+  EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
+}
+
+TEST_F(DisplacedFile, ASecondNameOfAnotherFileIsNotPutIntoThePlace) {
+  prepare("own", "save");
+  std::filesystem::create_hard_link(directory.path(name), directory.path("victim"));
+  EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
+  EXPECT_EQ(directory.read("f"), "sorted");
+  EXPECT_EQ(directory.read("victim"), "a save");
+}
+
+TEST_F(DisplacedFile, WhereThePlaceCannotBeTakenTheReadingFails) {
+  prepare("own", "save");
+  const CallFault fault{SYS_renameat2, EIO};
+  EXPECT_EQ(inChildWithFaults({fault}, [&] { return manager.contentsAtPath(directory.path("f")).status.code; }), EIO);
+  EXPECT_EQ(directory.read(name), "a save");
+  EXPECT_EQ(directory.read("f"), "sorted");
+}
+
+TEST_F(DisplacedFile, ANameOfAnotherFormIsNone) {
+  prepare("own", "save");
+  EXPECT_TRUE(parseDisplacedName(name));
+  EXPECT_FALSE(parseDisplacedName(name.substr(1)));
+  EXPECT_FALSE(parseDisplacedName(name + "0"));
+  EXPECT_FALSE(parseDisplacedName(name.substr(0, name.size() - 1) + "g"));
+  EXPECT_FALSE(parseDisplacedName(".tarvel-displaced-"));
+  EXPECT_TRUE(comesFrom(*parseDisplacedName(name), "f"));
+  EXPECT_FALSE(comesFrom(*parseDisplacedName(name), "g"));
+}
+
+}  // namespace
+}  // namespace tarvel

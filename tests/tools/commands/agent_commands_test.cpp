@@ -1,0 +1,321 @@
+#include "tools/commands/agent_commands.h"
+#include "settings/preference_keys.h"
+#include "tools/agent/agent_context.h"
+#include "tools/agent/reported_error.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+
+#include "platform/memory/memory_notifier.h"
+#include "platform/memory/memory_platform.h"
+#include "platform/memory/memory_preferences_store.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/tools/captured_output.h"
+#include "tools/agent/settings_table.h"
+
+namespace tarvel {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr const char* kDomain = kMainApplicationIdentifier;
+constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
+
+struct AgentCommands : testing::Test {
+  AgentCommands() { line.color = ColorChoice::kNever; }
+
+  int settings(SettingsAction action, const std::string& key = "", const std::string& value = "") {
+    line.command = Command::kSettings;
+    line.settingsAction = action;
+    line.key = key;
+    line.value = value;
+    return run([this] { return runSettings(agent, line); });
+  }
+  int set(const std::string& key, const std::string& value) { return settings(SettingsAction::kSet, key, value); }
+  int get(const std::string& key) { return settings(SettingsAction::kGet, key); }
+
+  template <typename Body>
+  int run(const Body& body) {
+    Captured captured;
+    const int status = body();
+    output = captured.output.str();
+    errors = captured.errors.str();
+    return status;
+  }
+
+  [[nodiscard]] PropertyListValue stored(const char* key) { return preferences.flushedValue(key, kDomain).root; }
+
+  MemoryPreferencesStore preferences;
+  MemoryFileManager files;
+  MemoryBundle bundle;
+  std::optional<int> process;
+  AgentContext agent{preferences, files, bundle, "/config/preferences.plist", [this] { return process; }};
+  CommandLine line;
+  std::string output;
+  std::string errors;
+};
+
+TEST_F(AgentCommands, AFileIsSortedByTheAgentWhileThatRunsAndGoesByIt) {
+  const TemporaryDirectory directory;
+  directory.write("Bookmarks.plist", "");
+  std::filesystem::create_directory_symlink(directory.path(), directory.path("link"));
+  std::filesystem::create_symlink(directory.path("Bookmarks.plist"), directory.path("mine"));
+  preferences.setString(kBookmarksFilenameKey, directory.path("Bookmarks.plist"), kDomain);
+  EXPECT_FALSE(isSortedByAgent(agent, directory.path("Bookmarks.plist")));
+  process = 0;
+  for (const char* name : {"Bookmarks.plist", "link/Bookmarks.plist", "mine"}) {
+    EXPECT_TRUE(isSortedByAgent(agent, directory.path(name))) << name;
+  }
+  for (const char* name : {"Other.plist", "nothing/Bookmarks.plist"}) {
+    EXPECT_FALSE(isSortedByAgent(agent, directory.path(name))) << name;
+  }
+  // The last one may have been lost.
+  std::filesystem::remove(directory.path("Bookmarks.plist"));
+  EXPECT_TRUE(isSortedByAgent(agent, directory.path("link/Bookmarks.plist")));
+}
+
+TEST_F(AgentCommands, EverySettingIsListedWithItsValueAndWhereItComesFrom) {
+  preferences.setBoolean(kFoldersAtTopKey, false, kDomain);
+  EXPECT_EQ(settings(SettingsAction::kList), 0);
+  EXPECT_THAT(output, HasSubstr("FoldersAtTop = no\n    Folders before bookmarks. set; from the next sort\n"));
+  EXPECT_THAT(output,
+              HasSubstr("AutoSortMode = no\n    Sort by itself at all. default; from the agent's next start\n"));
+  for (const Setting& setting : settingsTable()) EXPECT_THAT(output, HasSubstr(std::string(setting.key) + " = "));
+}
+
+TEST_F(AgentCommands, TheDefaultFileIsShownWithTheHomeFolder) {
+  EXPECT_EQ(get(kBookmarksFilenameKey), 0);
+  EXPECT_EQ(output, std::string(kFile) + "\n");
+}
+
+TEST_F(AgentCommands, BooleansAreGivenInWordsAndStoredAsBooleans) {
+  for (const char* word : {"yes", "TRUE", "on", "1"}) {
+    preferences.setBoolean(kAutoSortModeKey, false, kDomain);
+    EXPECT_EQ(set(kAutoSortModeKey, word), 0);
+    EXPECT_EQ(stored(kAutoSortModeKey).boolean(), true) << word;
+  }
+  for (const char* word : {"no", "False", "OFF", "0"}) {
+    preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+    EXPECT_EQ(set(kAutoSortModeKey, word), 0);
+    EXPECT_EQ(stored(kAutoSortModeKey).boolean(), false) << word;
+  }
+}
+
+TEST_F(AgentCommands, AWordThatIsNoBooleanIsRefused) {
+  EXPECT_EQ(set(kAutoSortModeKey, "maybe"), kExitUsage);
+  EXPECT_EQ(errors, "tarvel: AutoSortMode: “maybe” is neither yes nor no. Nothing was changed.\n");
+  EXPECT_FALSE(stored(kAutoSortModeKey));
+}
+
+TEST_F(AgentCommands, SecondsTheAgentWouldNotUseAreRefusedWithThoseItWould) {
+  EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "1000"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("The agent would use 300 instead of 1000."));
+  EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "0"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("The agent would use 1 instead of 0."));
+  for (const char* text : {"", "five", "5s", "5.5", "99999999999999999999", " 5"}) {
+    EXPECT_EQ(set(kBookmarksUpdateLatencyKey, text), kExitUsage) << text;
+    EXPECT_THAT(errors, HasSubstr("is no whole number of seconds.")) << text;
+  }
+  EXPECT_FALSE(stored(kBookmarksUpdateLatencyKey));
+  EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "300"), 0);
+  EXPECT_EQ(stored(kBookmarksUpdateLatencyKey).integer(), 300);
+  EXPECT_EQ(output, "BookmarksUpdateLatency is now 300, from the agent's next start.\n");
+}
+
+TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
+  EXPECT_EQ(set(kBookmarksFilenameKey, "/home/user/B.plist"), 0);
+  EXPECT_THAT(output, HasSubstr("is now /home/user/B.plist, from the next sort; its folder is watched from the agent's "
+                                "next start.\n"));
+}
+
+TEST_F(AgentCommands, APathThatTheAgentWouldMisunderstandIsRefusedWithTheFullOne) {
+  EXPECT_EQ(set(kBookmarksFilenameKey, "~/B.plist"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("You may mean “/home/user/B.plist”."));
+  EXPECT_EQ(set(kBookmarksFilenameKey, "B.plist"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("/B.plist”."));
+  EXPECT_EQ(set(kBookmarksFilenameKey, ""), kExitUsage);
+  EXPECT_FALSE(stored(kBookmarksFilenameKey));
+}
+
+TEST_F(AgentCommands, APathIsStoredAsItIsAndAMissingFileSaid) {
+  EXPECT_EQ(set(kBookmarksFilenameKey, "/elsewhere/B.plist"), 0);
+  EXPECT_EQ(stored(kBookmarksFilenameKey).string(), "/elsewhere/B.plist");
+  EXPECT_THAT(output, HasSubstr("There is no file of that name yet.\n"));
+  files.putFile("/elsewhere/B.plist", "");
+  EXPECT_EQ(set(kBookmarksFilenameKey, "/elsewhere/B.plist"), 0);
+  EXPECT_THAT(output, Not(HasSubstr("There is no file")));
+}
+
+TEST_F(AgentCommands, AnUnknownSettingIsRefusedWithTheNearestOne) {
+  EXPECT_EQ(set("AutoSortMod", "yes"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("Did you mean “AutoSortMode”?"));
+  EXPECT_EQ(get("Nonsense"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("There is no setting “Nonsense”."));
+  EXPECT_THAT(errors, HasSubstr("Run “tarvel settings”"));
+}
+
+TEST_F(AgentCommands, WhatTarvelKeepsItselfCannotBeSet) {
+  EXPECT_EQ(set(kLastHelperErrorKey, "5"), kExitUsage);
+  EXPECT_EQ(settings(SettingsAction::kUnset, "SULastCheckTime"), kExitUsage);
+  EXPECT_EQ(preferences.flushCount(), 0U);
+}
+
+TEST_F(AgentCommands, AStoredValueThatCannotBeUsedIsShownWithWhatIsUsedInstead) {
+  preferences.setString(kBookmarksUpdateLatencyKey, "soon", kDomain);
+  preferences.setInteger(kBookmarksFilenameKey, 5, kDomain);
+  EXPECT_EQ(settings(SettingsAction::kList), 0);
+  EXPECT_THAT(output, HasSubstr("BookmarksUpdateLatency = 30\n"));
+  EXPECT_THAT(output, HasSubstr("set to “soon”, which cannot be used"));
+  EXPECT_THAT(output, HasSubstr(std::string("BookmarksFilename = ") + kFile));
+  preferences.setInteger(kBookmarksUpdateLatencyKey, 1000, kDomain);
+  EXPECT_EQ(get(kBookmarksUpdateLatencyKey), 0);
+  EXPECT_EQ(output, "300\n");
+}
+
+TEST_F(AgentCommands, AnUnsetSettingIsTheDefaultAgain) {
+  preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kDomain);
+  EXPECT_EQ(settings(SettingsAction::kUnset, kBookmarksUpdateLatencyKey), 0);
+  EXPECT_EQ(output, "BookmarksUpdateLatency is the default again, 30, from the agent's next start.\n");
+  EXPECT_FALSE(stored(kBookmarksUpdateLatencyKey));
+  EXPECT_EQ(settings(SettingsAction::kUnset, kBookmarksUpdateLatencyKey), 0);
+  EXPECT_EQ(output, "BookmarksUpdateLatency was not set.\n");
+}
+
+TEST_F(AgentCommands, SettingsThatCannotBeWrittenAreAFailure) {
+  preferences.setFlushWorks(false);
+  EXPECT_EQ(set(kAutoSortModeKey, "yes"), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("could not be written to “/config/preferences.plist”"));
+  EXPECT_EQ(output, "");
+}
+
+TEST_F(AgentCommands, ControlCharactersInAStoredPathAreSpelledOut) {
+  preferences.setString(kBookmarksFilenameKey, "/a\x1b[31m", kDomain);
+  EXPECT_EQ(settings(SettingsAction::kList), 0);
+  EXPECT_THAT(output, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(AgentCommands, StatusLooksAtTheStoredPathHoweverItIsShown) {
+  const std::string odd = "/a\x1b[31m";
+  files.putFile(odd, "");
+  preferences.setString(kBookmarksFilenameKey, odd, kDomain);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("[31m, changed "));
+  EXPECT_THAT(output, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(AgentCommands, StatusOfNothingSetUpTellsHowToBegin) {
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("Agent:             not running\n"));
+  EXPECT_THAT(output, HasSubstr("Automatic sorting: off"));
+  EXPECT_THAT(output, HasSubstr("there is no such file"));
+  EXPECT_THAT(output, HasSubstr("not made yet"));
+  EXPECT_THAT(output, HasSubstr("Last error:        none"));
+  EXPECT_THAT(output, HasSubstr("tarvel agent enable"));
+}
+
+TEST_F(AgentCommands, StatusOfAnAgentThatShouldRunAndDoesNotAsksForAttention) {
+  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("Start the agent: tarvel agent start\n"));
+}
+
+TEST_F(AgentCommands, StatusOfARunningAgentShowsProcessFileAndDate) {
+  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+  files.putFile(kFile, "");
+  process = 4711;
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("Agent:             running, process 4711\n"));
+  EXPECT_THAT(output, HasSubstr(std::string("Bookmarks file:    ") + kFile + ", changed "));
+  EXPECT_THAT(output, HasSubstr("Folder watched:    /home/user/Library/Safari\n"));
+}
+
+TEST_F(AgentCommands, StatusNamesASaveThatASortDisplaced) {
+  files.putFile(kFile, "");
+  files.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("Its save is kept as “/home/user/Library/Safari/.tarvel-displaced-1”"));
+  line.json = true;
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("\"keptSaves\": [\n    \"/home/user/Library/Safari/.tarvel-displaced-1\"\n  ]"));
+}
+
+TEST_F(AgentCommands, StatusSaysTheLastErrorInWords) {
+  preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("Last error:        8: Safari is currently using the bookmarks file"));
+  EXPECT_EQ(preferences.appIntegerValue(kLastHelperErrorKey, kDomain), 8);
+}
+
+TEST_F(AgentCommands, EveryCodeHasItsWords) {
+  bundle.translate(
+      "The bookmarks file “%@” could not be read. Please verify that you have read and write access to the file.",
+      "Nicht lesbar: %@");
+  EXPECT_EQ(messageOfCode(agent, 5), std::string("Nicht lesbar: ") + kFile);
+  EXPECT_THAT(messageOfCode(agent, 7), HasSubstr("/Tarvel/Bookmarks (Initial Copy).plist”"));
+  EXPECT_THAT(messageOfCode(agent, 101), HasSubstr("could not be watched"));
+  EXPECT_THAT(messageOfCode(agent, 103), HasSubstr("newer version"));
+  EXPECT_THAT(messageOfCode(agent, 77), HasSubstr("unknown error: 77"));
+}
+
+TEST_F(AgentCommands, AReportIsShownOnceAndThenForgotten) {
+  preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
+  EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
+  EXPECT_EQ(output, std::string("The file “") + kFile + "” is a bookmarks file, but the version is too advanced.\n");
+  EXPECT_FALSE(stored(kLastHelperErrorKey));
+  EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
+  EXPECT_EQ(output, "Nothing to report.\n");
+}
+
+TEST_F(AgentCommands, StatusStillTellsWhatWasReported) {
+  preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
+  EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
+  EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
+  EXPECT_THAT(output, HasSubstr("Last error:        4, told 20"));
+  EXPECT_THAT(output, HasSubstr("the version is too advanced."));
+}
+
+TEST_F(AgentCommands, AReportThatCannotBeForgottenIsAFailure) {
+  preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
+  preferences.setFlushWorks(false);
+  EXPECT_EQ(run([this] { return runReport(agent, line); }), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("will be shown again"));
+}
+
+TEST_F(AgentCommands, TheApplicationNotifiesAndForgets) {
+  MemoryNotifier notifier;
+  MemorySystemLog log;
+  preferences.setInteger(kLastHelperErrorKey, 103, kDomain);
+  EXPECT_EQ(run([&] { return runReportAsApplication(agent, notifier, log); }), 0);
+  EXPECT_THAT(notifier.shown(), ElementsAre("Tarvel: A newer version of Tarvel is available."));
+  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_FALSE(stored(kLastHelperErrorKey));
+  EXPECT_EQ(output, "");
+}
+
+TEST_F(AgentCommands, TheApplicationLogsWhereNobodyShowsNotifications) {
+  MemoryNotifier notifier;
+  notifier.setWorks(false);
+  MemorySystemLog log;
+  preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
+  EXPECT_EQ(run([&] { return runReportAsApplication(agent, notifier, log); }), 0);
+  EXPECT_THAT(log.lines(), ElementsAre(StartsWith("Safari is currently using")));
+  EXPECT_FALSE(stored(kLastHelperErrorKey));
+}
+
+TEST_F(AgentCommands, TheApplicationIsSilentWhenNothingWaits) {
+  MemoryNotifier notifier;
+  MemorySystemLog log;
+  EXPECT_EQ(run([&] { return runReportAsApplication(agent, notifier, log); }), 0);
+  EXPECT_THAT(notifier.shown(), IsEmpty());
+  EXPECT_THAT(log.lines(), IsEmpty());
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(preferences.flushCount(), 0U);
+}
+
+}  // namespace
+}  // namespace tarvel

@@ -1,0 +1,205 @@
+#include "tools/commands/agent_control.h"
+#include "settings/preference_keys.h"
+#include "tools/agent/agent_context.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/memory/memory_agent_service.h"
+#include "platform/memory/memory_platform.h"
+#include "platform/memory/memory_preferences_store.h"
+#include "platform/path_components.h"
+#include "tests/tools/captured_output.h"
+#include "tools/backups/initial_backup.h"
+
+namespace tarvel {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kDomain = kMainApplicationIdentifier;
+constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kAgent = "/app/TarvelHelper";
+
+struct AgentControlTest : testing::Test {
+  AgentControlTest() {
+    service.putProgram(kAgent);
+    files.putFile(kFile, "");
+  }
+
+  int run(AgentAction action) {
+    line.command = Command::kAgent;
+    line.agentAction = action;
+    Captured captured;
+    const int status = runAgent({agent, service, kAgent, [this] { return doubts; }}, line);
+    output = captured.output.str();
+    errors = captured.errors.str();
+    return status;
+  }
+
+  [[nodiscard]] std::optional<bool> storedWish() {
+    return preferences.flushedValue(kAutoSortModeKey, kDomain).root.boolean();
+  }
+
+  MemoryPreferencesStore preferences;
+  MemoryFileManager files;
+  MemoryBundle bundle;
+  MemoryAgentService service;
+  AgentContext agent{preferences, files, bundle, "/config/preferences.plist",
+                     [this] { return service.runningAgent(); }};
+  std::vector<std::string> doubts;
+  CommandLine line;
+  std::string output;
+  std::string errors;
+};
+
+TEST_F(AgentControlTest, EnablingTurnsItOnNowAndForEveryLoginAndSaysWhatComesNext) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_EQ(storedWish(), true);
+  EXPECT_THAT(service.requests(), ElementsAre("enable /app/TarvelHelper", "start /app/TarvelHelper"));
+  EXPECT_EQ(output,
+            "Automatic sorting is on. The agent runs, process 4711, and starts whenever you log in.\n"
+            "Nothing is sorted yet: the first sort follows the next change of "
+            "“/home/user/Library/Safari/Bookmarks.plist”. To see what it would do: tarvel preview\n"
+            "To turn it off again: tarvel agent disable\n");
+}
+
+TEST_F(AgentControlTest, EnablingAgainSaysThatItIsSoAndNothingElse) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  const std::size_t flushes = preferences.flushCount();
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_EQ(output,
+            "It is so already: automatic sorting is on. The agent runs, process 4711, and starts whenever you log "
+            "in.\n");
+  EXPECT_EQ(preferences.flushCount(), flushes);
+}
+
+TEST_F(AgentControlTest, EnablingMovesAnotherFilesBackupAsideBeforeTheAgentCanTakeItForTheFilesOwn) {
+  const std::string agents = agentBackupFile(files);
+  const std::string folder = deletingLastPathComponent(agents);
+  files.putFile("/other.plist", "other");
+  files.putFolder(folder);
+  ASSERT_TRUE(files.copyItemAtPathToPath("/other.plist", agents).ok());
+  files.setMode(folder, 0500);
+  EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("could not be moved aside"));
+  EXPECT_EQ(storedWish(), std::nullopt);
+  EXPECT_TRUE(service.requests().empty());
+  files.setMode(folder, 0700);
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_FALSE(files.fileExistsAtPath(agents));
+  EXPECT_EQ(initialBackupOf(files, "/other.plist", kFile).origin, BackupOrigin::kThisFile);
+}
+
+TEST_F(AgentControlTest, EnablingMendsWhatIsMissing) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  service.setRunningAgent(std::nullopt);
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_THAT(output, Not(HasSubstr("already")));
+  EXPECT_TRUE(service.runningAgent());
+}
+
+TEST_F(AgentControlTest, WithoutAManagerTheDesktopIsAskedAndThatIsSaid) {
+  service.setHasManager(false);
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_THAT(output, HasSubstr("and starts whenever your desktop session begins.\nNo service manager of yours"));
+  EXPECT_THAT(output, HasSubstr("Without a desktop, start it yourself after each login: tarvel agent start\n"));
+}
+
+TEST_F(AgentControlTest, AMissingBookmarksFileIsSaidAndStillEnabled) {
+  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kDomain);
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_THAT(output, HasSubstr("There is no file “/elsewhere/B.plist” yet"));
+  EXPECT_THAT(output, HasSubstr("tarvel settings set BookmarksFilename PATH"));
+  EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
+}
+
+TEST_F(AgentControlTest, WhatWouldMakeTheFirstSortFailIsSaidAndStillEnabled) {
+  doubts = {"It is no bookmarks file. Choose another.", "The disk is full. Make room."};
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_THAT(output, HasSubstr("As things are, the first sort would fail:\n"
+                                "  It is no bookmarks file. Choose another.\n  The disk is full. Make room.\n"));
+  EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
+  EXPECT_TRUE(service.runningAgent());
+}
+
+TEST_F(AgentControlTest, ARefusalChangesNothing) {
+  service.setComplaint("It is in the way.");
+  EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
+  EXPECT_EQ(errors, "tarvel: It is in the way. Nothing was changed.\n");
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(storedWish(), std::nullopt);
+}
+
+TEST_F(AgentControlTest, SettingsThatCannotBeKeptStartNothing) {
+  preferences.setFlushWorks(false);
+  EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("could not be written to “/config/preferences.plist”"));
+  EXPECT_FALSE(service.runningAgent());
+}
+
+TEST_F(AgentControlTest, DisablingTakesEverythingBack) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_EQ(run(AgentAction::kDisable), 0);
+  EXPECT_EQ(storedWish(), false);
+  EXPECT_FALSE(service.runningAgent());
+  EXPECT_EQ(service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_THAT(output, HasSubstr("To turn it on again: tarvel agent enable\n"));
+  EXPECT_EQ(run(AgentAction::kDisable), 0);
+  EXPECT_THAT(output, HasSubstr("It is so already"));
+}
+
+TEST_F(AgentControlTest, DisablingWhatWasNeverSetUpWritesNothing) {
+  EXPECT_EQ(run(AgentAction::kDisable), 0);
+  EXPECT_THAT(output, HasSubstr("It is so already"));
+  EXPECT_EQ(preferences.flushCount(), 0U);
+}
+
+TEST_F(AgentControlTest, DisablingKeepsTheWishEvenWhenTheManagerRefuses) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  service.setComplaint("No.");
+  EXPECT_EQ(run(AgentAction::kDisable), kExitFailed);
+  EXPECT_EQ(errors, "tarvel: Automatic sorting is off from the agent's next start. No.\n");
+  EXPECT_EQ(storedWish(), false);
+}
+
+TEST_F(AgentControlTest, StartingWhatIsTurnedOffIsRefusedWithTheWayToTurnItOn) {
+  EXPECT_EQ(run(AgentAction::kStart), kExitFailed);
+  EXPECT_THAT(errors, HasSubstr("tarvel agent enable"));
+  EXPECT_TRUE(service.requests().empty());
+}
+
+TEST_F(AgentControlTest, StartingAndEndingChangeNothingAboutTheNextLogin) {
+  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+  EXPECT_EQ(run(AgentAction::kStart), 0);
+  EXPECT_EQ(output, "The agent runs now, process 4711.\nTo have it start whenever you log in: tarvel agent enable\n");
+  EXPECT_EQ(run(AgentAction::kStart), 0);
+  EXPECT_THAT(output, HasSubstr("runs already"));
+  EXPECT_EQ(run(AgentAction::kStop), 0);
+  EXPECT_EQ(output, "The agent has ended.\n");
+  EXPECT_EQ(run(AgentAction::kStop), 0);
+  EXPECT_EQ(output, "No agent runs.\n");
+  EXPECT_EQ(storedWish(), true);
+}
+
+TEST_F(AgentControlTest, EndingAnEnabledAgentSaysThatItComesBack) {
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_EQ(run(AgentAction::kStop), 0);
+  EXPECT_THAT(output, HasSubstr("It starts again when you next log in."));
+}
+
+TEST_F(AgentControlTest, TheStateIsOneLineAndAsksForAttentionWhenItShouldRunAndDoesNot) {
+  EXPECT_EQ(run(AgentAction::kStatus), 0);
+  EXPECT_THAT(output, HasSubstr("Automatic sorting is off. The agent does not run, and starts only when it is told"));
+  EXPECT_EQ(run(AgentAction::kEnable), 0);
+  EXPECT_EQ(run(AgentAction::kStatus), 0);
+  EXPECT_THAT(output, HasSubstr("Automatic sorting is on. The agent runs, process 4711, and starts whenever you log in "
+                                "(“/config/systemd/user/TarvelHelper.service”)."));
+  service.setRunningAgent(std::nullopt);
+  EXPECT_EQ(run(AgentAction::kStatus), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("tarvel status"));
+}
+
+}  // namespace
+}  // namespace tarvel

@@ -1,0 +1,373 @@
+#include "tools/doctor/doctor.h"
+#include "settings/preference_keys.h"
+#include "tools/agent/agent_context.h"
+
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/memory/memory_agent_service.h"
+#include "platform/memory/memory_preferences_store.h"
+#include "platform/memory/memory_system_probe.h"
+#include "tests/support/engine_fixture.h"
+#include "tests/tools/captured_output.h"
+
+namespace tarvel {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+constexpr const char* kDomain = kMainApplicationIdentifier;
+constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kFolder = "/home/user/Library/Safari";
+constexpr const char* kLock = "/home/user/Library/Safari/lock";
+constexpr const char* kAgent = "/app/TarvelHelper";
+constexpr const char* kSettings = "/config/preferences.plist";
+constexpr double kNow = 800'000'000;
+constexpr std::int64_t kNowSince1970 = 1'778'307'200;
+
+/// A finding of this state whose sentence and advice have these words in them.
+testing::Matcher<const Finding&> finding(FindingState state, const std::string& text, const std::string& advice = "") {
+  return AllOf(Field(&Finding::state, state), Field(&Finding::text, HasSubstr(text)),
+               Field(&Finding::advice, HasSubstr(advice)));
+}
+testing::Matcher<const Finding&> isFine(const std::string& text) { return finding(FindingState::kFine, text); }
+testing::Matcher<const Finding&> isNote(const std::string& text, const std::string& advice = "") {
+  return finding(FindingState::kNote, text, advice);
+}
+testing::Matcher<const Finding&> isProblem(const std::string& text, const std::string& advice) {
+  return finding(FindingState::kProblem, text, advice);
+}
+
+/// A machine on which everything is as it should be, and sorting is on.
+struct Doctor : testing::Test, EngineFixture {
+  Doctor() {
+    ::setenv("XDG_DATA_HOME", "/home/user/data", 1);
+    putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
+    probe.put(kFolder, PathKind::kFolder);
+    probe.put("/home/user", PathKind::kFolder);
+    probe.put(kAgent, PathKind::kFile).isExecutable = true;
+    preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+    service.putProgram(kAgent);
+    service.setRunningAgent(4711);
+    service.setLoginEntry({LoginStart::kServiceManager, "/units/TarvelHelper.service", kAgent});
+    probe.process = {kAgent, false, "en_GB.UTF-8"};
+  }
+  ~Doctor() override { ::unsetenv("XDG_DATA_HOME"); }
+
+  void putBookmarks(const std::string& notation) {
+    const std::string bytes = serialization.dataWithPropertyList(tree(notation), 200).data.joined();
+    memory.fileManager.putFile(kFile, bytes);
+    probe.put(kFile, PathKind::kFile).size = bytes.size();
+  }
+
+  int run(bool json = false) {
+    CommandLine line;
+    line.json = json;
+    line.color = ColorChoice::kNever;
+    Captured captured;
+    const int status = runDoctor(context, line);
+    output = captured.output.str();
+    return status;
+  }
+
+  MemoryPreferencesStore preferences;
+  MemoryAgentService service;
+  MemorySystemProbe probe;
+  AgentContext agent{preferences, memory.fileManager, memory.bundle, kSettings,
+                     [this] { return service.runningAgent(); }};
+  DoctorContext context{platform, agent, service, probe, kAgent, kNow};
+  std::string output;
+};
+
+TEST_F(Doctor, ASaveThatASortDisplacedIsAProblemWithItsPath) {
+  EXPECT_THAT(checkKeptSaves(context), IsEmpty());
+  memory.fileManager.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
+  EXPECT_THAT(checkKeptSaves(context), ElementsAre(isProblem(".tarvel-displaced-1", "tarvel restore --from")));
+}
+
+TEST_F(Doctor, OfAHealthyMachineEverythingIsFineAndNothingIsWritten) {
+  const std::size_t writes = preferences.flushCount();
+  EXPECT_EQ(run(), 0);
+  EXPECT_THAT(output, HasSubstr("\nNothing is amiss.\n"));
+  EXPECT_THAT(output, Not(HasSubstr("problem")));
+  EXPECT_THAT(output, Not(HasSubstr("note")));
+  EXPECT_THAT(service.requests(), IsEmpty());
+  EXPECT_EQ(preferences.flushCount(), writes);
+}
+
+TEST_F(Doctor, OneProblemIsEnoughForAttentionAndItsAdviceStandsBelow) {
+  service.setRunningAgent(std::nullopt);
+  EXPECT_EQ(run(), kExitNeedsAttention);
+  EXPECT_THAT(output, HasSubstr("problem Sorting by itself is on, and the agent does not run.\n"
+                                "        → tarvel agent start\n"));
+  EXPECT_THAT(output, HasSubstr("\nOne thing needs your attention.\n"));
+}
+
+TEST_F(Doctor, NotesAskForNoAttention) {
+  probe.system.isRemote = true;
+  EXPECT_EQ(run(), 0);
+  EXPECT_THAT(output, HasSubstr("note    The file system"));
+}
+
+TEST_F(Doctor, ProgramsAreToldTheSame) {
+  probe.paths.erase(kFile);
+  EXPECT_EQ(run(true), kExitNeedsAttention);
+  const auto json = nlohmann::json::parse(output);
+  EXPECT_EQ(json["problems"], 1);
+  EXPECT_EQ(json["findings"][0]["check"], "bookmarks-file");
+  EXPECT_EQ(json["findings"][0]["state"], "problem");
+  EXPECT_EQ(json["findings"][0]["text"], std::string("There is no bookmarks file “") + kFile + "”.");
+  EXPECT_THAT(json["findings"][0]["advice"].get<std::string>(), HasSubstr("tarvel settings set BookmarksFilename"));
+}
+
+TEST_F(Doctor, ControlCharactersAreSpelledOut) {
+  preferences.setString(kBookmarksFilenameKey, "/a\x1b[31m", kDomain);
+  EXPECT_EQ(run(), kExitNeedsAttention);
+  EXPECT_THAT(output, Not(HasSubstr("\x1b")));
+}
+
+TEST_F(Doctor, TheFileMustBeThereAndBeAFile) {
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isFine(kFile)));
+  probe.put(kFile, PathKind::kFolder);
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is no file", "BookmarksFilename")));
+  probe.paths[kFile] = {};
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("There is no bookmarks file", "BookmarksFilename")));
+  probe.paths[kFile].isLink = true;
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("a link that leads nowhere", "BookmarksFilename")));
+  probe.paths[kFile].kind = PathKind::kUnknown;
+  probe.paths[kFile].reason = "Permission denied";
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("Permission denied", "folders above")));
+}
+
+TEST_F(Doctor, APathThatTheAgentMisunderstandsIsAProblem) {
+  preferences.setString(kBookmarksFilenameKey, "~/B.plist", kDomain);
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not a full path", "BookmarksFilename")));
+}
+
+TEST_F(Doctor, TheFileMustBeReadAndWritten) {
+  probe.paths[kFile].isWritable = false;
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be written by you", "chmod")));
+  probe.paths[kFile].isReadable = false;
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be read by you", "chmod")));
+  probe.paths[kFile].isOwn = false;
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be read by you", "somebody else")));
+}
+
+TEST_F(Doctor, ALinkIsFollowedAndItsTargetsFolderLookedAt) {
+  probe.paths[kFile].isLink = true;
+  probe.paths[kFile].realPath = "/elsewhere/B.plist";
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isFine(kFile), isFine("“/elsewhere/B.plist”")));
+  probe.put("/elsewhere", PathKind::kFolder).isWritable = false;
+  EXPECT_THAT(checkFolder(context), ElementsAre(isNote("“/elsewhere”")));
+}
+
+TEST_F(Doctor, TheContentsAreTriedOnACopy) {
+  EXPECT_THAT(checkContents(context), ElementsAre(isFine("in order")));
+  putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
+  EXPECT_THAT(checkContents(context), ElementsAre(isNote("would change", "tarvel preview")));
+  EXPECT_THAT(memory.systemLog.lines(), IsEmpty());
+  putBookmarks("Root[ a ]");
+  EXPECT_THAT(checkContents(context), ElementsAre(isProblem(kFile, "BookmarksFilename")));
+}
+
+TEST_F(Doctor, WhatWouldMakeASortFailIsKnownBeforehand) {
+  EXPECT_THAT(doubtsAboutSorting(context), IsEmpty());
+  putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
+  service.setRunningAgent(std::nullopt);
+  EXPECT_THAT(doubtsAboutSorting(context), IsEmpty());
+  putBookmarks("Root[ a ]");
+  probe.system.isReadOnly = true;
+  EXPECT_THAT(doubtsAboutSorting(context),
+              ElementsAre(HasSubstr("tarvel settings set BookmarksFilename PATH"), HasSubstr("Mount it for writing")));
+}
+
+TEST_F(Doctor, TheContentsAreTriedWithTheAgentsSettings) {
+  putBookmarks("Root[ BookmarksBar[ z a ] BookmarksMenu[ b ] ]");
+  EXPECT_THAT(checkContents(context), ElementsAre(isFine("in order")));
+  preferences.setBoolean(kSortBookmarksBarKey, true, kDomain);
+  EXPECT_THAT(checkContents(context), ElementsAre(isNote("would change", "tarvel preview")));
+}
+
+TEST_F(Doctor, WhatCannotBeReadIsNotTried) {
+  probe.paths[kFile].isReadable = false;
+  EXPECT_THAT(checkContents(context), IsEmpty());
+}
+
+TEST_F(Doctor, TheFolderMustBeWatchedAndShouldBeWritten) {
+  EXPECT_THAT(checkFolder(context), ElementsAre(isFine("watched")));
+  probe.paths[kFolder].isWritable = false;
+  EXPECT_THAT(checkFolder(context), ElementsAre(isNote("overwritten in place", "chmod u+w")));
+  probe.paths[kFolder].isReadable = false;
+  EXPECT_THAT(checkFolder(context), ElementsAre(isProblem("cannot be watched", "chmod u+rx")));
+  probe.paths.erase(kFolder);
+  EXPECT_THAT(checkFolder(context), ElementsAre(isNote("waits for it")));
+}
+
+TEST_F(Doctor, FileSystemsAreToldApart) {
+  EXPECT_THAT(checkFileSystem(context), ElementsAre(isFine("of the kind ext4"), isFine("room enough")));
+  probe.system.name = "vfat";
+  probe.system.takesNamelessFiles = false;
+  EXPECT_THAT(checkFileSystem(context), Contains(isNote("vfat, takes no files without a name")));
+  probe.system.isRemote = true;
+  EXPECT_THAT(checkFileSystem(context), Contains(isNote("every 30 seconds")));
+  probe.system.isReadOnly = true;
+  EXPECT_THAT(checkFileSystem(context), Contains(isProblem("for reading only", "Mount it")));
+}
+
+TEST_F(Doctor, ASortNeedsRoomForTheFileAndItsCopy) {
+  probe.paths[kFile].size = 10'000'000;
+  probe.system.freeBytes = 21'000'000;
+  EXPECT_THAT(checkFileSystem(context), Contains(isFine("room enough")));
+  probe.system.freeBytes = 20'999'999;
+  EXPECT_THAT(checkFileSystem(context), Contains(isProblem("20 MB are free, and 21 MB may be needed", "Make room")));
+}
+
+TEST_F(Doctor, ALockIsABrowserAtWorkOrLeftBehind) {
+  EXPECT_THAT(checkLock(context), ElementsAre(isFine("No browser")));
+  probe.put(kLock, PathKind::kFolder).changed = Date{kNowSince1970 - 599, 0};
+  EXPECT_THAT(checkLock(context), ElementsAre(isNote("at the moment")));
+  probe.paths[kLock].changed = Date{kNowSince1970 - 601, 0};
+  EXPECT_THAT(checkLock(context), ElementsAre(isProblem("for 10 minutes", "remove it")));
+  probe.paths[kLock].changed = Date{kNowSince1970 - 3 * 86400, 0};
+  EXPECT_THAT(checkLock(context), ElementsAre(isProblem("for 3 days", "remove it")));
+}
+
+TEST_F(Doctor, TheCopyIsThereOrCanBeMade) {
+  const std::string backup = "/home/user/data/Tarvel/Bookmarks (Initial Copy).plist";
+  EXPECT_THAT(checkBackup(context), ElementsAre(isFine("no copy of your bookmarks yet")));
+  probe.paths["/home/user"].isWritable = false;
+  EXPECT_THAT(checkBackup(context), ElementsAre(isProblem("cannot be made", "nothing is sorted")));
+  probe.put(backup, PathKind::kFile);
+  EXPECT_THAT(checkBackup(context), ElementsAre(isFine(backup)));
+  probe.paths[backup].isReadable = false;
+  EXPECT_THAT(checkBackup(context), ElementsAre(isProblem(backup, "Move it away")));
+}
+
+TEST_F(Doctor, TheSettingsFileIsMissingGoodCorruptOrOpenToOthers) {
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isFine("There are no settings")));
+  probe.put(kSettings, PathKind::kFile);
+  memory.fileManager.putFile(kSettings, "<plist><dict/></plist>");
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isFine("yours alone")));
+  probe.paths[kSettings].mode = 0644;
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isNote("not yours alone", "chmod 600")));
+  for (const char* corrupt : {"", "<plist><dict><key>", "<plist><string>x</string></plist>"}) {
+    memory.fileManager.putFile(kSettings, corrupt);
+    EXPECT_THAT(checkSettingsFile(context), ElementsAre(isProblem("corrupt", "kept beside"))) << corrupt;
+  }
+  probe.paths[kSettings].isReadable = false;
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isProblem("cannot be read", "chmod")));
+}
+
+TEST_F(Doctor, EveryValueThatCannotBeUsedIsTold) {
+  EXPECT_THAT(checkSettingsValues(context), ElementsAre(isFine("Every setting")));
+  preferences.setString(kBookmarksUpdateLatencyKey, "soon", kDomain);
+  preferences.setString(kFoldersAtTopKey, "perhaps", kDomain);
+  EXPECT_THAT(checkSettingsValues(context),
+              ElementsAre(isProblem("BookmarksUpdateLatency is set to “soon”, which cannot be used; 30 holds instead.",
+                                    "tarvel settings unset BookmarksUpdateLatency"),
+                          isProblem("“perhaps”", "tarvel settings unset FoldersAtTop")));
+}
+
+TEST_F(Doctor, WatchesAreCountedWhereNoAgentHasThem) {
+  probe.watchFacts = {100, 100, 8, 8};
+  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("was given what it needs")));
+  service.setRunningAgent(std::nullopt);
+  EXPECT_THAT(checkWatches(context), ElementsAre(isProblem("100 of 100 watches", "fs.inotify.max_user_watches=200"),
+                                                 isProblem("8 of 8 queues", "fs.inotify.max_user_instances=16")));
+  probe.watchFacts = {100, 68, 8, 7};
+  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("watches enough")));
+  probe.watchFacts.usedWatches = 69;
+  EXPECT_THAT(checkWatches(context), ElementsAre(isProblem("69 of 100 watches", "max_user_watches")));
+  probe.watchFacts = {};
+  EXPECT_THAT(checkWatches(context), ElementsAre(isNote("cannot be told")));
+}
+
+TEST_F(Doctor, AnErrorThatWaitsIsToldInWords) {
+  EXPECT_THAT(checkError(context), ElementsAre(isFine("No error")));
+  preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
+  EXPECT_THAT(checkError(context), ElementsAre(isProblem("Error 8 waits: Safari is currently", "tarvel agent start")));
+  preferences.setInteger(kLastHelperErrorKey, 103, kDomain);
+  EXPECT_THAT(checkError(context), ElementsAre(isNote("newer version", "tarvel report")));
+}
+
+TEST_F(Doctor, AnAgentRunsAsWantedOrNot) {
+  EXPECT_THAT(checkAgent(context), ElementsAre(isFine("The agent runs")));
+  preferences.setBoolean(kAutoSortModeKey, false, kDomain);
+  EXPECT_THAT(checkAgent(context), ElementsAre(isNote("was turned off meanwhile", "tarvel agent stop")));
+  service.setRunningAgent(std::nullopt);
+  EXPECT_THAT(checkAgent(context), ElementsAre(isNote("is off", "tarvel agent enable")));
+  probe.paths.erase(kAgent);
+  EXPECT_THAT(checkAgent(context), Contains(isProblem("is not installed", "Install Tarvel as a whole")));
+}
+
+TEST_F(Doctor, WhoStartsTheAgentIsToldWithTheFileThatSaysSo) {
+  EXPECT_THAT(checkLogin(context), ElementsAre(isFine("service manager (“/units/TarvelHelper.service”)")));
+  service.setLoginEntry({LoginStart::kDesktop, "/autostart/x.desktop", kAgent});
+  EXPECT_THAT(checkLogin(context), ElementsAre(isFine("by your desktop (“/autostart/x.desktop”)")));
+  service.setLoginEntry({LoginStart::kDesktop, "/autostart/x.desktop", "/old/TarvelHelper"});
+  EXPECT_THAT(checkLogin(context), ElementsAre(isProblem("is not there: “/old/TarvelHelper”", "tarvel agent enable")));
+  probe.put("/old/TarvelHelper", PathKind::kFile).isExecutable = true;
+  EXPECT_THAT(checkLogin(context), ElementsAre(isNote("Another agent", "tarvel agent enable")));
+  service.setLoginEntry({});
+  EXPECT_THAT(checkLogin(context), ElementsAre(isProblem("Nobody starts the agent", "tarvel agent enable")));
+  preferences.setBoolean(kAutoSortModeKey, false, kDomain);
+  EXPECT_THAT(checkLogin(context), IsEmpty());
+  service.setLoginEntry({LoginStart::kServiceManager, "/units/TarvelHelper.service", kAgent});
+  EXPECT_THAT(checkLogin(context), ElementsAre(isNote("ends at once", "tarvel agent disable")));
+}
+
+TEST_F(Doctor, WhatTheSessionLacksIsNoted) {
+  EXPECT_THAT(checkSession(context), ElementsAre(isFine("service manager"), isFine("session bus")));
+  service.setHasManager(false);
+  probe.sessionBus = false;
+  probe.superUser = true;
+  EXPECT_THAT(checkSession(context),
+              ElementsAre(isNote("No service manager"), isNote("No session bus", "tarvel status"),
+                          isNote("You are root", "without sudo")));
+}
+
+TEST_F(Doctor, AgentAndCommandAreOfOneBuild) {
+  EXPECT_THAT(checkVersion(context), ElementsAre(isFine("are of version")));
+  memory.bundle.setInfo("CFBundleShortVersionString", "0.0.9");
+  EXPECT_THAT(checkVersion(context), ElementsAre(isProblem("of version 0.0.9", "one version")));
+  probe.process.program = "/elsewhere/TarvelHelper";
+  EXPECT_THAT(checkVersion(context), ElementsAre(isNote("“/elsewhere/TarvelHelper”", "tarvel agent stop")));
+  probe.process.isProgramGone = true;
+  EXPECT_THAT(checkVersion(context), ElementsAre(isProblem("was replaced", "tarvel agent stop")));
+}
+
+TEST_F(Doctor, WhatLooksForUpdatesMustBeThereWhenUpdatesAreWanted) {
+  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("not looked for")));
+  preferences.setBoolean("SUEnableAutomaticChecks", true, kDomain);
+  EXPECT_THAT(checkUpdates(context),
+              ElementsAre(isProblem("“/app/tarvel-update-check”", "unset SUEnableAutomaticChecks")));
+  probe.put("/app/tarvel-update-check", PathKind::kFile).isExecutable = true;
+  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("are looked for")));
+}
+
+TEST_F(Doctor, WithoutALanguageItIsSaidHowToSetOne) {
+  for (const char* none : {"", "C", "POSIX", "C.UTF-8"}) {
+    probe.language = none;
+    probe.process = {};
+    EXPECT_THAT(checkLanguage(context), ElementsAre(isFine("LANG would set yours"))) << none;
+  }
+}
+
+TEST_F(Doctor, AnAgentThatOrdersByAnotherLanguageIsNoted) {
+  EXPECT_THAT(checkLanguage(context), ElementsAre(isFine("“en_GB.UTF-8”")));
+  probe.process.orderLanguage = "";
+  EXPECT_THAT(checkLanguage(context),
+              ElementsAre(isNote("“none”, this command by “en_GB.UTF-8”", "tarvel agent stop")));
+  probe.process = {};
+  EXPECT_THAT(checkLanguage(context), ElementsAre(isFine("“en_GB.UTF-8”")));
+}
+
+}  // namespace
+}  // namespace tarvel
