@@ -131,6 +131,8 @@ class Tracer {
   (void)::dup2(output, STDERR_FILENO);
   const std::vector<char*> arguments = pointersTo(program.arguments);
   const std::vector<char*> environment = pointersTo(program.environment);
+  // Under nohup SIGHUP is ignored, and that would be inherited.
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) (void)::signal(signal, SIG_DFL);
   if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
     (void)::raise(SIGSTOP);
     (void)::execve(arguments.front(), arguments.data(), environment.data());
