@@ -1,11 +1,11 @@
 # cmake -DSTYLE=file.css -DSCRIPT=file.js -DOUTPUT=file.cpp -P EmbedPage.cmake
-# Writes the source file that holds style and script of the pages, with the hash that lets a browser take them.
+# Generates the source file with style and script of the page, and their hashes for its content security policy.
 
-# In C++ and in HTML alike nothing in the texts may end them; they go into the page as they are, so this looks.
+# The text is embedded as it is, so it must not end a C++ raw string or an HTML element.
 function(read_asset file result)
   file(READ "${file}" text)
   if(text MATCHES "\\)asset\"|</[sS][tT][yY][lL][eE]|</[sS][cC][rR][iI][pP][tT]|<!--")
-    message(FATAL_ERROR "${file} holds something that cannot stand inside a page")
+    message(FATAL_ERROR "${file} contains text that would end the string or the element")
   endif()
   if(text MATCHES "[^\t\n -~]")
     message(FATAL_ERROR "${file} is not plain ASCII")
@@ -13,7 +13,7 @@ function(read_asset file result)
   set(${result} "${text}" PARENT_SCOPE)
 endfunction()
 
-# base64_of_hex(hex result): three bytes become four letters.
+# base64_of_hex(hex result): base64 of bytes given in hexadecimal.
 function(base64_of_hex hex result)
   set(alphabet "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/")
   set(encoded "")

@@ -1,13 +1,13 @@
-# The main application's bundle and the agent's within it. The build tree holds them as they will be installed, so that
-# the agent finds what is around it from where it stands, in either place.
+# The bundle of the main application, which contains that of the agent. The build tree has the layout of an installation,
+# since programs find each other by their place in the bundles.
 
-set(TARVEL_UPDATE_FEED_URL "" CACHE STRING "The feed that tells of new versions; without one nobody asks for updates")
+set(TARVEL_UPDATE_FEED_URL "" CACHE STRING "Update feed; empty for no update checks")
 
 set(TARVEL_BUNDLE_Tarvel "Tarvel.app")
 set(TARVEL_BUNDLE_TarvelHelper "Tarvel.app/Contents/Library/TarvelHelper.app")
 set(TARVEL_BUNDLES_DESTINATION "${CMAKE_INSTALL_LIBDIR}/tarvel")
 
-# tarvel_bundle(bundle extra): what the bundle tells about itself, with the lines `extra` at the end.
+# tarvel_bundle(bundle extra): the bundle's Info.plist, with the lines `extra` at the end.
 function(tarvel_bundle bundle extra)
   set(BUNDLE_NAME "${bundle}")
   set(BUNDLE_EXTRA "${extra}")
@@ -16,7 +16,7 @@ function(tarvel_bundle bundle extra)
   install(FILES "${PROJECT_BINARY_DIR}/${contents}/Info.plist" DESTINATION "${TARVEL_BUNDLES_DESTINATION}/${contents}")
 endfunction()
 
-# tarvel_bundle_tables(bundle): the tables of texts, copied by every build.
+# tarvel_bundle_tables(bundle): copies the translations into the bundle.
 function(tarvel_bundle_tables bundle)
   set(folder "${TARVEL_BUNDLE_${bundle}}/Contents/Resources")
   file(GLOB tables CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/packaging/Resources"
@@ -34,14 +34,14 @@ function(tarvel_bundle_tables bundle)
   add_custom_target(bundle_tables ALL DEPENDS ${copies})
 endfunction()
 
-# tarvel_bundle_executable(target bundle [component]): the target's program stands in that bundle, `Tarvel` or
-# `TarvelHelper`, and in that package.
+# tarvel_bundle_executable(target bundle [component]): puts the program into the bundle, `Tarvel` or `TarvelHelper`, and
+# into that package.
 function(tarvel_bundle_executable target bundle)
   if(NOT DEFINED TARVEL_BUNDLE_${bundle})
-    message(FATAL_ERROR "There is no bundle ${bundle}")
+    message(FATAL_ERROR "Unknown bundle: ${bundle}")
   endif()
   set(folder "${TARVEL_BUNDLE_${bundle}}/Contents/Linux")
-  # As an expression it stays free of a folder for each configuration.
+  # A generator expression prevents multi-config generators from appending a folder.
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "$<1:${PROJECT_BINARY_DIR}/${folder}>")
   add_dependencies(${target} bundle_tables)
   set(component ${ARGN})

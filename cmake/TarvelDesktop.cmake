@@ -1,5 +1,5 @@
-# What desktops know of the main application: its desktop file, its description for software centres, its icon.
-# The desktop file holds a path, which is known only when the tree is installed.
+# Desktop file, AppStream metainfo and icons of the main application. The desktop file contains an absolute path, so it is
+# generated at installation, when the prefix is known.
 
 set(TARVEL_DESKTOP_TEMPLATE "${PROJECT_SOURCE_DIR}/packaging/org.tarvel.Tarvel.desktop.in")
 set(application "${TARVEL_BUNDLES_DESTINATION}/${TARVEL_BUNDLE_Tarvel}/Contents/Linux/Tarvel")
@@ -7,7 +7,7 @@ install(CODE "
   cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE prefix)
   cmake_path(APPEND prefix \"${application}\" OUTPUT_VARIABLE word)
   cmake_path(APPEND prefix \"${CMAKE_INSTALL_DATADIR}/applications/org.tarvel.Tarvel.desktop\" OUTPUT_VARIABLE file)
-  # Quoted only where it has to be. A backslash is doubled once for the quotes and once for the file.
+  # Quoted only if needed. Backslashes are escaped twice: for the quotes and for the file.
   string(REPLACE \"%\" \"%%\" word \"\${word}\")
   if(NOT word MATCHES \"^[-A-Za-z0-9_./%]+$\")
     string(REGEX REPLACE \"([\\\"`\\$])\" \"\\\\\\\\\\\\\\\\\\\\1\" word \"\${word}\")

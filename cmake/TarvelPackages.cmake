@@ -1,25 +1,25 @@
-# What cpack makes of an installation: Debian packages. The agent is in one package and what looks for updates in
-# another, so that nobody who does not want it gets what reaches into the network.
+# Debian packages, made by cpack. The update checker, the only program that uses the network, has a package of its own, so
+# that it can be left out.
 
-set(TARVEL_PACKAGER "Tarvel maintainers <maintainers@tarvel.example>" CACHE STRING "Who answers for the packages")
+set(TARVEL_PACKAGER "Tarvel maintainers <maintainers@tarvel.example>" CACHE STRING "Maintainer of the packages")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tarvel)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY "${PROJECT_BINARY_DIR}")
 set(CPACK_STRIP_FILES ON)
-# Strangers may look at what is installed, whatever the builder's own habit.
+# Installed folders are readable by all users, whatever the builder's umask.
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/packaging/debian/prepare.cmake")
 set(CPACK_TARVEL_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
 
-# Each package has a summary of its own: the first line of its description.
+# The first line of each package's description is its summary.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL application updates library development)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${TARVEL_PACKAGER}")
-# Older than any of the distribution's own.
+# Lower than any release of the distribution's own packages.
 set(CPACK_DEBIAN_PACKAGE_RELEASE 0tarvel1)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
@@ -31,22 +31,22 @@ set(CPACK_DEBIAN_APPLICATION_PACKAGE_NAME tarvel)
 set(CPACK_DEBIAN_APPLICATION_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_APPLICATION_PACKAGE_SUGGESTS tarvel-update-check)
 set(CPACK_DEBIAN_APPLICATION_DESCRIPTION "sort Safari bookmarks, by hand or in the background
-A command that cleans and orders a bookmarks file, shows beforehand what
-that does, and undoes it; and an agent that does the same some seconds
-after each change of the file, as a service of the user's session.
+A command that cleans and orders a bookmarks file, previews the changes and
+can undo them; and an agent that does the same some seconds after each
+change of the file, as a user service.
 
-Nothing runs until its user turns it on.")
+The agent is off until a user turns it on.")
 
 set(CPACK_DEBIAN_UPDATES_PACKAGE_NAME tarvel-update-check)
 set(CPACK_DEBIAN_UPDATES_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_UPDATES_PACKAGE_DEPENDS "tarvel ${same}")
 set(CPACK_DEBIAN_UPDATES_PACKAGE_RECOMMENDS ca-certificates)
-set(CPACK_DEBIAN_UPDATES_DESCRIPTION "look for newer versions of Tarvel
-A small program that the agent of Tarvel starts, if its user wants it to,
-to ask a feed for a newer version. Without it the agent asks nobody.")
+set(CPACK_DEBIAN_UPDATES_DESCRIPTION "check for newer versions of Tarvel
+A small program that the agent of Tarvel starts, if the user agrees, to
+check a feed for a newer version. Without it there are no update checks.")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libtarvel${PROJECT_VERSION_MAJOR})
-# What packages of programs that use it depend on, and who tells the linker.
+# The dependency of packages that use the library, and the trigger for the linker's cache.
 file(WRITE "${PROJECT_BINARY_DIR}/packages/shlibs"
   "libtarvel ${PROJECT_VERSION_MAJOR} ${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} (>= ${PROJECT_VERSION})\n")
 file(WRITE "${PROJECT_BINARY_DIR}/packages/triggers" "activate-noawait ldconfig\n")
@@ -61,8 +61,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtarvel-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME} ${same}")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "sort Safari bookmarks files - development files
-The headers of libtarvel, in C++20, and what finds it for CMake and
-pkg-config.")
+The C++20 headers of libtarvel, and its files for CMake and pkg-config.")
 
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER "${component}" name)

@@ -1,7 +1,7 @@
-# The agent as a service of the user's session. Unlike the bundles its unit holds a path, which is known only when the
-# tree is installed: the prefix can be told as late as that.
+# The agent as a systemd user service. Its unit contains an absolute path, so it is generated at installation, when the
+# prefix is known.
 
-set(TARVEL_USER_UNITS_DESTINATION "lib/systemd/user" CACHE STRING "Where service managers look for units of users")
+set(TARVEL_USER_UNITS_DESTINATION "lib/systemd/user" CACHE STRING "Folder of systemd user units")
 set(TARVEL_SERVICE_TEMPLATE "${PROJECT_SOURCE_DIR}/packaging/systemd/TarvelHelper.service.in")
 
 set(agent "${TARVEL_BUNDLES_DESTINATION}/${TARVEL_BUNDLE_TarvelHelper}/Contents/Linux/TarvelHelper")
@@ -9,7 +9,7 @@ install(CODE "
   cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE prefix)
   cmake_path(APPEND prefix \"${agent}\" OUTPUT_VARIABLE agent)
   cmake_path(APPEND prefix \"${TARVEL_USER_UNITS_DESTINATION}/TarvelHelper.service\" OUTPUT_VARIABLE unit)
-  # A percent sign stands for something; after the colon a dollar sign does not.
+  # systemd expands percent signs; the leading colon disables expansion of dollar signs.
   string(REPLACE \"%\" \"%%\" word \"\${agent}\")
   set(TARVEL_AGENT_COMMAND \":\\\"\${word}\\\"\")
   message(STATUS \"Installing: \$ENV{DESTDIR}\${unit}\")

@@ -1,9 +1,9 @@
-# The one place for the language standard, warnings, sanitizers and hardening.
+# Language standard, warnings, sanitizers and hardening, for all targets.
 
 option(TARVEL_DEVELOPER "Treat warnings as errors" OFF)
-set(TARVEL_SANITIZERS "" CACHE STRING "Sanitizers for everything, such as address,undefined")
+set(TARVEL_SANITIZERS "" CACHE STRING "Sanitizers for all targets, such as address,undefined")
 option(TARVEL_FUZZERS "Build fuzz targets with libFuzzer (needs clang)" OFF)
-option(TARVEL_COVERAGE "Record what the tests execute" OFF)
+option(TARVEL_COVERAGE "Measure the coverage of the tests" OFF)
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -20,9 +20,9 @@ target_compile_options(tarvel_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wcast-qual
   -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi
   -fstack-protector-strong -fstack-clash-protection)
-# What is to be released comes out the same wherever it was built.
+# Release builds are reproducible: no path of the build machine.
 target_compile_options(tarvel_flags INTERFACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build;-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
-# A library that a program does not use costs it time at every start.
+# Linking unused libraries costs time at every start.
 target_link_options(tarvel_flags INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 if(TARVEL_DEVELOPER)
   target_compile_options(tarvel_flags INTERFACE -Werror)
@@ -32,7 +32,7 @@ if(TARVEL_SANITIZERS)
     -fno-omit-frame-pointer)
   target_link_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS})
 else()
-  # The sanitizers bring their own checks of these calls.
+  # The sanitizers check these calls themselves.
   target_compile_options(tarvel_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 if(TARVEL_FUZZERS)
@@ -43,7 +43,7 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
-# tarvel_library(name [DEPENDS target...]): every source file of the current folder and of the rooms in it.
+# tarvel_library(name [DEPENDS target...]): a static library of all sources in the current folder and below.
 function(tarvel_library name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
@@ -51,8 +51,8 @@ function(tarvel_library name)
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
 endfunction()
 
-# tarvel_slow_to_compile(file...): sources that make much of somebody else's templates. Under the sanitizers they are not
-# optimised, which takes nothing away from what is checked and most of the time that it takes.
+# tarvel_slow_to_compile(file...): sources dominated by third-party templates. Sanitizer builds do not optimise them: same
+# checks, far less compile time.
 function(tarvel_slow_to_compile)
   if(TARVEL_SANITIZERS)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
