@@ -1,5 +1,5 @@
-# Run by cpack on what was installed, before it is packed: the files that every package has, manuals as small as they
-# can be, and the same dates and rights wherever and whenever it was built.
+# Run by cpack on the installed files before packing: adds the files that every package needs, compresses the manuals, and
+# sets reproducible dates and permissions.
 
 find_program(GZIP gzip REQUIRED)
 find_program(TOUCH touch REQUIRED)
