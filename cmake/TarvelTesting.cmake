@@ -52,11 +52,34 @@ function(tarvel_test name)
   set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${script}")
 endfunction()
 
-# tarvel_script_test(name script argument...): a Python script that fails by its exit status.
+# tarvel_script_test(name script [ENVIRONMENT VARIABLE=value...]): a Python script, skipped when it exits with 77, as
+# tests/support/python/runner.py does when every test of it was skipped.
 function(tarvel_script_test name script)
-  add_test(NAME ${name} COMMAND Python3::Interpreter "${script}" ${ARGN})
-  set_tests_properties(${name} PROPERTIES TIMEOUT 600
-    ENVIRONMENT "${TARVEL_TEST_ENVIRONMENT};TARVEL_BIN=$<TARGET_FILE:tarvel>;TARVEL_HELPER=$<TARGET_FILE:TarvelHelper>;TARVEL_UPDATE_CHECK=$<TARGET_FILE:tarvel-update-check>;TARVEL_SANITIZERS=${TARVEL_SANITIZERS}")
+  cmake_parse_arguments(ARG "" "" "ENVIRONMENT" ${ARGN})
+  add_test(NAME ${name} COMMAND Python3::Interpreter "${script}")
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600 SKIP_RETURN_CODE 77)
+  set_property(TEST ${name} PROPERTY ENVIRONMENT
+    ${TARVEL_TEST_ENVIRONMENT}
+    "PYTHONPATH=${PROJECT_SOURCE_DIR}/tests/support/python"
+    "PYTHONDONTWRITEBYTECODE=1"
+    "TARVEL_BIN=$<TARGET_FILE:tarvel>"
+    "TARVEL_HELPER=$<TARGET_FILE:TarvelHelper>"
+    "TARVEL_UPDATE_CHECK=$<TARGET_FILE:tarvel-update-check>"
+    "TARVEL_SANITIZERS=${TARVEL_SANITIZERS}"
+    ${ARG_ENVIRONMENT})
+endfunction()
+
+# tarvel_script_tests(prefix [EXCLUDE name...] [ENVIRONMENT VARIABLE=value...]): every *_test.py of the current folder as
+# the test prefix.name.
+function(tarvel_script_tests prefix)
+  cmake_parse_arguments(ARG "" "" "EXCLUDE;ENVIRONMENT" ${ARGN})
+  file(GLOB scripts CONFIGURE_DEPENDS *_test.py)
+  foreach(script IN LISTS scripts)
+    get_filename_component(name "${script}" NAME_WE)
+    if(NOT name IN_LIST ARG_EXCLUDE)
+      tarvel_script_test(${prefix}.${name} "${script}" ENVIRONMENT ${ARG_ENVIRONMENT})
+    endif()
+  endforeach()
 endfunction()
 
 # tarvel_fuzzer(name [DEPENDS target...]): name.cpp under libFuzzer, or, without it, under a main that replays the corpus.

@@ -16,12 +16,12 @@ def main():
     faults = []
     found = 0
     for path in sorted((ROOT / "tests").rglob("*_test.*")):
-        if path.suffix not in (".cpp", ".py", ".sh"):
+        if path.suffix not in (".cpp", ".py"):
             continue
         found += 1
         # A program takes the sources of its folder and of the rooms in it.
         lists = next(folder / "CMakeLists.txt" for folder in path.parents if (folder / "CMakeLists.txt").is_file())
-        wanted = "tarvel_test(" if path.suffix == ".cpp" else "*_test" + path.suffix
+        wanted = "tarvel_test(" if path.suffix == ".cpp" else "tarvel_script_tests("
         name = path.relative_to(ROOT)
         if wanted not in commands_of(lists):
             faults.append(f"{name}: no target in {lists.relative_to(ROOT)} takes it")

@@ -2,7 +2,7 @@
 
 import bisect
 
-from support import folder, leaf, proxy, root, title_of
+from bookmark_trees import folder, leaf, proxy, root, title_of
 
 TITLES = ["Zebra", "apple", "Äpfel", "éclair", "10 things", "9 things", "日本語", "שלום", "😀", "a & b <i>", "News", "x" * 90]
 

@@ -5,11 +5,12 @@ import plistlib
 import random
 import shutil
 import subprocess
-import sys
 import unittest
 
+import runner
+from bookmark_trees import folder, leaf, root, title_of
 from bookmarks import difference, generated, gone, places, plain, plainly
-from support import BOOKMARKS, SAMPLES, HomeTest, folder, leaf, root, title_of
+from home import BOOKMARKS, SAMPLES, HomeTest
 from window import BrowserTest, entries, missing, visible
 
 HOSTILE = [
@@ -61,6 +62,7 @@ CONTRASTS = """
 """
 
 
+@unittest.skipIf(missing(), missing())
 class Page(BrowserTest, HomeTest):
     def page(self, tree=None, *options, fmt=plistlib.FMT_BINARY):
         """The page made of a tree, or of the file that is there."""
@@ -352,7 +354,4 @@ class Page(BrowserTest, HomeTest):
 
 
 if __name__ == "__main__":
-    if missing():
-        print(f"Skipped: {missing()}", file=sys.stderr)
-        sys.exit(77)
-    unittest.main()
+    runner.main()

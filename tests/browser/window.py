@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 import unittest
 
-from support import SOURCE
+from home import SOURCE
 
 # The entries of a column in the order of the document, each with how deep it is in it.
 SHOWN = """

@@ -9,6 +9,7 @@ import subprocess
 import tempfile
 import unittest
 
+import runner
 import shells
 
 TARVEL = os.environ["TARVEL_BIN"]
@@ -131,4 +132,4 @@ class InFish(Completions, unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    runner.main()

@@ -1,39 +1,35 @@
-"""Real disks that are full, or become so at any point of a sort: a file system in memory, and ext4 in a file.
+"""Sorts on real file systems that are full or become full at any point: tmpfs, and ext4 in a file.
 
-The file and its backup are on the disk together. TARVEL_PROOF=long tries every block of room, else some.
+The bookmarks file and its backup are on the same file system. TARVEL_PROOF=long tries every free block count, otherwise some.
 """
 
+import ctypes
 import os
 import pathlib
 import plistlib
 import shutil
 import subprocess
-import sys
 import tempfile
+import unittest
 
-TARVEL = os.environ["TARVEL_BIN"]
+import runner
+from bookmark_trees import folder, leaf, root, titles
+from home import TARVEL, environment_of
+
 IS_LONG = os.environ.get("TARVEL_PROOF") == "long"
-SKIPPED = 77
 BLOCK = 4096
 SIZE = 16 << 20
-
-
-def leaf(title):
-    return {"WebBookmarkType": "WebBookmarkTypeLeaf", "URLString": f"http://{title}/", "URIDictionary": {"title": title}, "WebBookmarkUUID": title}
-
-
-def folder(title, *children):
-    return {"WebBookmarkType": "WebBookmarkTypeList", "Title": title, "WebBookmarkUUID": title, "Children": list(children)}
+CLONE_NEWNS = 0x00020000
 
 
 def unsorted():
-    root = folder("Root", folder("BookmarksBar"), folder("BookmarksMenu", *(leaf(f"t{i * 7919 % 1000}") for i in range(1000))))
-    root["Filler"] = bytes(300_000)
-    return plistlib.dumps(root, fmt=plistlib.FMT_BINARY, sort_keys=False)
+    tree = root(folder("BookmarksBar"), folder("BookmarksMenu", *(leaf(f"t{i * 7919 % 1000}") for i in range(1000))))
+    tree["Filler"] = bytes(300_000)
+    return plistlib.dumps(tree, fmt=plistlib.FMT_BINARY, sort_keys=False)
 
 
-def titles(data):
-    return [child["URIDictionary"]["title"] for child in plistlib.loads(data)["Children"][1]["Children"]]
+def menu(data):
+    return titles(plistlib.loads(data))[1][1]
 
 
 def fill(disk, room):
@@ -46,72 +42,74 @@ def fill(disk, room):
             if wanted > 0:
                 os.posix_fallocate(file.fileno(), 0, wanted)
         except OSError:
-            pass  # What room there is left then is as good as any.
+            pass  # Any amount of room is as good as another.
 
 
-def sort_with(disk, room, before):
-    home = disk / "home"
-    shutil.rmtree(home, ignore_errors=True)
-    (disk / "filler").unlink(missing_ok=True)
-    (home / "browser").mkdir(parents=True)
-    file = home / "browser/Bookmarks.plist"
-    file.write_bytes(before)
-    fill(disk, room)
-    environment = {"HOME": str(home), "XDG_DATA_HOME": str(home / "data"), "LC_ALL": "C.UTF-8"}
-    backup = home / "data/Tarvel/Bookmarks (Initial Copy).plist"
-    done = subprocess.run([TARVEL, "sort", "--backup-file", backup, file], env=environment, capture_output=True, stdin=subprocess.DEVNULL, check=False)
-    after = file.read_bytes()
-    what = f"{room} bytes of room, status {done.returncode}, {done.stderr.decode()}"
-    assert done.returncode in (0, 6, 7), what
-    if done.returncode == 0:
-        assert titles(after) == sorted(titles(before)), what
-        assert backup.read_bytes() == before, what
-    else:
-        assert after == before, what
-        assert not backup.exists() or backup.read_bytes() == before, what
-        assert done.stderr, what
-    assert [p.name for p in (home / "browser").iterdir()] == ["Bookmarks.plist"], what
-    return done.returncode
+class FullDisk(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        """A mount namespace, so that other processes do not see the mounts, and they end with this process."""
+        libc = ctypes.CDLL(None, use_errno=True)
+        if libc.unshare(CLONE_NEWNS) != 0:
+            raise unittest.SkipTest(f"no mount namespace: {os.strerror(ctypes.get_errno())}")
+        subprocess.run(["mount", "--make-rprivate", "/"], check=True)
 
+    def setUp(self):
+        self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.disk = self.home / "disk"
+        self.disk.mkdir()
 
-def prove(name, disk):
-    before = unsorted()
-    # From no room at all to room for both new files.
-    rooms = range(0, 3 * len(before), BLOCK if IS_LONG else 17 * BLOCK)
-    statuses = [sort_with(disk, room, before) for room in rooms]
-    assert 0 in statuses and 7 in statuses, statuses
-    counts = {status: statuses.count(status) for status in sorted(set(statuses))}
-    print(f"{name}: {len(statuses)} fillings, by status {counts}")
+    def mount(self, *arguments):
+        done = subprocess.run(["mount", *map(str, arguments), self.disk], capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            self.skipTest(f"no mounts are permitted: {done.stderr}")
+        self.addCleanup(subprocess.run, ["umount", self.disk], check=True)
 
+    def sort_with(self, room, before):
+        home = self.disk / "home"
+        shutil.rmtree(home, ignore_errors=True)
+        (self.disk / "filler").unlink(missing_ok=True)
+        (home / "browser").mkdir(parents=True)
+        file = home / "browser/Bookmarks.plist"
+        file.write_bytes(before)
+        fill(self.disk, room)
+        backup = home / "data/Tarvel/Bookmarks (Initial Copy).plist"
+        done = subprocess.run([TARVEL, "sort", "--backup-file", backup, file], env=environment_of(home), check=False,
+                              capture_output=True, stdin=subprocess.DEVNULL)
+        after = file.read_bytes()
+        self.assertIn(done.returncode, (0, 6, 7), done.stderr)
+        if done.returncode == 0:
+            self.assertEqual(menu(after), sorted(menu(before)))
+            self.assertEqual(backup.read_bytes(), before)
+        else:
+            self.assertEqual(after, before)
+            self.assertTrue(not backup.exists() or backup.read_bytes() == before, "the backup is not whole")
+            self.assertTrue(done.stderr)
+        self.assertEqual([p.name for p in (home / "browser").iterdir()], ["Bookmarks.plist"])
+        return done.returncode
 
-def mounted(*arguments):
-    return subprocess.run(["mount", *map(str, arguments)], capture_output=True, check=False).returncode == 0
+    def sort_with_every_amount_of_room(self):
+        before = unsorted()
+        statuses = []
+        # From no room to room for both new files.
+        for room in range(0, 3 * len(before), BLOCK if IS_LONG else 17 * BLOCK):
+            with self.subTest(room=room):
+                statuses.append(self.sort_with(room, before))
+        self.assertLessEqual({0, 7}, set(statuses))
+        print(f"{len(statuses)} fillings, by status {({one: statuses.count(one) for one in sorted(set(statuses))})}")
 
+    def test_tmpfs(self):
+        self.mount("-t", "tmpfs", "-o", f"size={SIZE}", "tmpfs")
+        self.sort_with_every_amount_of_room()
 
-def main():
-    if "inside" not in sys.argv:
-        # In mounts of its own, which end with it and which nobody else sees.
-        command = ["unshare", "--mount", "--propagation", "private", sys.executable, __file__, "inside"]
-        return subprocess.run(command, check=False).returncode
-    with tempfile.TemporaryDirectory() as folder_name:
-        disk = pathlib.Path(folder_name) / "disk"
-        disk.mkdir()
-        if not mounted("-t", "tmpfs", "-o", f"size={SIZE}", "tmpfs", disk):
-            print("no file system may be mounted here")
-            return SKIPPED
-        prove("tmpfs", disk)
-        subprocess.run(["umount", disk], check=True)
-        image = pathlib.Path(folder_name) / "image"
+    def test_ext4(self):
+        image = self.home / "image"
         image.write_bytes(b"")
         os.truncate(image, SIZE)
         subprocess.run(["mkfs.ext4", "-q", "-F", "-m", "0", image], check=True)
-        if not mounted("-o", "loop", image, disk):
-            print("ext4: no loop device here, not tried")
-            return 0
-        prove("ext4", disk)
-        subprocess.run(["umount", disk], check=True)
-    return 0
+        self.mount("-o", "loop", image)
+        self.sort_with_every_amount_of_room()
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    runner.main()

@@ -8,7 +8,6 @@ import argparse
 import collections
 import concurrent.futures
 import os
-import pathlib
 import plistlib
 import random
 import shutil
@@ -18,13 +17,11 @@ import sys
 import time
 import traceback
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent))
+from home import SANITIZED, TARVEL
+from machine import AGENT_IDENTITY, Machine, is_running, long_ago, wait_for
 from soak_support import Feed, FolderWatch, open_descriptors, resident_kilobytes, wait_until_quiet, zombies_of
 from soak_writer import Writer, entries_of
 
-from agent_support import NOBODY, Machine, is_running, long_ago, wait_for
-
-TARVEL = os.environ["TARVEL_BIN"]
 # The watcher's two seconds, the shortest latency, and something less: until then nothing is sorted.
 UNTIL_SORTING = 2.9
 # How long the agent may take to be done with something on a machine that is busy.
@@ -82,9 +79,8 @@ class Life:
         """Beside an agent that may be writing there too."""
         key = self.chance.choice(list(OPTIONS))
         self.options[key] = self.chance.random() < 0.5
-        identity = {"user": NOBODY, "group": NOBODY, "extra_groups": []} if os.getuid() == 0 else {}
         subprocess.run([self.tarvel, "settings", "set", key, "yes" if self.options[key] else "no"], check=True,
-                       env=self.machine.environment, stdout=subprocess.DEVNULL, **identity)
+                       env=self.machine.environment, stdout=subprocess.DEVNULL, **AGENT_IDENTITY)
         self.counts["settings"] += 1
 
     def dismiss_main_applications(self):
@@ -174,7 +170,7 @@ class Life:
         self.descriptors = max(self.descriptors, self.base_descriptors)
         self.most_growth = max(self.most_growth, memory - self.base_memory)
         # A sanitizer keeps what is freed.
-        if not os.environ.get("TARVEL_SANITIZERS"):
+        if not SANITIZED:
             assert self.most_growth <= MEMORY_ALLOWANCE, f"grown by {self.most_growth} kB to {memory} kB"
 
     def check_all(self):

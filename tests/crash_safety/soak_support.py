@@ -1,17 +1,14 @@
 """What the soak looks through: what happens to a file, what a process holds and waits for, and a feed of updates."""
 
 import ctypes
-import http.server
 import os
 import pathlib
 import re
 import struct
-import sys
-import threading
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "end_to_end"))
-from agent_support import children, wait_for
+from local_server import LocalServer, feed_of, send
+from machine import children, wait_for
 
 IN_OPEN = 0x20
 IN_MOVED_FROM = 0x40
@@ -64,48 +61,29 @@ class FolderWatch:
         os.close(self._descriptor)
 
 
-FEED = """<?xml version="1.0"?><rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle">
-<channel><item><title>{0}</title><enclosure url="https://updates.example/Tarvel-{0}.tar.xz" sparkle:version="{0}"
-sparkle:shortVersionString="{0}" length="1" type="application/octet-stream"/></item></channel></rss>"""
-
-
-class Feed:
-    """Offers an update now and then. `offers`: how often at the address of now."""
+class Feed(LocalServer):
+    """Offers an update now and then. `offers`: how often at the current address."""
 
     def __init__(self, chance):
-        owner = self
         self.offers = 0
+        self._chance = chance
         self._number = 0
+        super().__init__()
 
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                offers = chance.random() < 0.3
-                # An agent that was killed may have left somebody who still asks.
-                owner.offers += offers and self.path == owner.path()
-                answer = FEED.format("2.0" if offers else "0.1.0").encode()
-                self.send_response(200)
-                self.send_header("Content-Length", str(len(answer)))
-                self.end_headers()
-                self.wfile.write(answer)
-
-            def log_message(self, *_):
-                pass
-
-        self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        threading.Thread(target=self._server.serve_forever, daemon=True).start()
+    def answer(self, request):
+        offers = self._chance.random() < 0.3
+        # The checker of a killed agent may still ask at an earlier address.
+        self.offers += offers and request.path == self.path()
+        send(request, feed_of("2.0" if offers else "0.1.0"))
 
     def path(self):
         return f"/feed-{self._number}.xml"
 
     def renew(self):
-        """Another address, for another agent."""
+        """Returns another address, for another agent."""
         self._number += 1
         self.offers = 0
-        return f"http://127.0.0.1:{self._server.server_address[1]}{self.path()}"
-
-    def close(self):
-        self._server.shutdown()
-        self._server.server_close()
+        return self.address(self.path())
 
 
 def status_of(pid):

@@ -1,14 +1,11 @@
 """A browser's way with its bookmarks file, and trees for it that cleaning leaves as they are."""
 
 import os
-import pathlib
 import plistlib
-import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "end_to_end"))
-from agent_support import NOBODY
-from support import folder, leaf, proxy, root
+from bookmark_trees import folder, leaf, proxy, root, title_of
+from machine import make_owned
 
 LETTERS = "abcdefzABCZäéÖß0129-"
 
@@ -45,7 +42,7 @@ def entries_of(node, path=()):
     """Every entry with where it is, whatever its place among its siblings."""
     found = []
     for child in node.get("Children", []):
-        title = child.get("Title", child.get("URIDictionary", {}).get("title"))
+        title = title_of(child)
         found.append((path, title, child.get("URLString", ""), child["WebBookmarkUUID"]))
         found += entries_of(child, (*path, title))
     return sorted(found)
@@ -68,16 +65,8 @@ class Writer:
         tree = self._trees.make(count or self._chance.choice((3, 10, 40, 150)))
         self.saved = plistlib.dumps(tree, fmt=plistlib.FMT_BINARY, sort_keys=False)
 
-    def _own(self, path):
-        if os.getuid() == 0:
-            os.chown(path, NOBODY, NOBODY)
-
     def put(self, data):
-        """Renamed over the file."""
-        fresh = self._machine.file.with_name(".fresh")
-        fresh.write_bytes(data)
-        self._own(fresh)
-        fresh.rename(self._machine.file)
+        self._machine.replace(data)
         self.renames += 1
 
     def save(self, count=None):
@@ -99,7 +88,7 @@ class Writer:
         self._machine.file.unlink()
         self.pause(0.3)
         self._machine.file.write_bytes(self.saved)
-        self._own(self._machine.file)
+        make_owned(self._machine.file)
 
     def save_what_is_there(self):
         self.saved = self._machine.file.read_bytes()

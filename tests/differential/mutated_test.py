@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
-"""Files broken at random, read by us, by Python's plistlib and by plistutil. Whoever differs, it is known why.
+"""Randomly broken files, read by this project, Python's plistlib and plistutil. Every difference has a known reason.
 
-mutated_test.py DUMP    DUMP is the program plist_dump. TARVEL_PROOF=long breaks many more files.
+TARVEL_PROOF=long breaks many more files.
 """
 
 import collections
@@ -11,18 +10,18 @@ import plistlib
 import random
 import re
 import subprocess
-import sys
 import tempfile
+import unittest
 
+import runner
 from trees import described, ours, plain, random_value
 
-DUMP = sys.argv[1]
 IS_LONG = os.environ.get("TARVEL_PROOF") == "long"
 FILES = 40_000 if IS_LONG else 1_500
 PLISTUTIL_FILES = 4_000 if IS_LONG else 150
 SEED = int.from_bytes(os.urandom(4), "big") if IS_LONG else 1
 
-# What we refuse and plistlib reads: by our words, why.
+# Files that only plistlib reads: a pattern of our message, and the reason.
 ONLY_PLISTLIB = [
     (r"Encountered unknown tag", "plistlib skips elements that it does not know"),
     (r"Encountered unexpected character .* while looking for (open|close) tag", "plistlib skips text between elements"),
@@ -37,7 +36,7 @@ ONLY_PLISTLIB = [
     (r"Unexpected character|Missing ';'|Junk after plist|Malformed data byte group|Unexpected EOF|Expected terminating", "what begins with no known mark is the text form; plistlib looks for XML further on"),
     (r"Encountered unexpected EOF|EOF", "plistlib does not look behind the root"),
 ]
-# What we read and plistlib refuses: by its exception, why.
+# Files that only we read: a pattern of plistlib's exception, and the reason.
 ONLY_OURS = [
     (r"ExpatError", "expat wants well-formed XML everywhere, property lists only where they look"),
     (r"^InvalidFileException$", "plistlib knows no text form"),
@@ -97,7 +96,7 @@ def broken(rng, seed):
 
 
 def binary_fault(data):
-    """Why the original platform takes nothing from a binary file of which plistlib reads what it comes across."""
+    """Why a binary file is refused of which plistlib reads the valid part."""
     if len(data) < 40:
         return None
     size, count, table = data[-26], int.from_bytes(data[-24:-16], "big"), int.from_bytes(data[-8:], "big")
@@ -110,7 +109,7 @@ def binary_fault(data):
 
 
 def same_values(ours_tree, theirs):
-    """None when alike, else why not; the empty text when nobody knows."""
+    """None when alike, otherwise the reason; an empty string when there is no known reason."""
     if ours_tree == theirs:
         return None
     if ours_tree["t"] == "null" and theirs == {"t": "other", "v": "None"}:
@@ -142,7 +141,7 @@ def same_values(ours_tree, theirs):
 
 
 def repeats_keys(data):
-    """Whether some dictionary has a key twice, of which the binary form's first one counts, and plistlib's last."""
+    """Whether a dictionary has a key twice: here the first counts in the binary form, in plistlib the last."""
     repeated = []
 
     class Noting(dict):
@@ -162,10 +161,10 @@ def exception_text(error):
 
 
 def reason_for(data, answer):
-    """Why we and plistlib differ over a file: None when they do not, the empty text when nobody knows."""
+    """Why this project and plistlib differ: None when they agree, an empty string when there is no known reason."""
     try:
         value = plistlib.loads(data)
-    except Exception as error:  # Whatever a broken file makes of a parser.
+    except Exception as error:  # A broken file may raise anything.
         if not answer["ok"]:
             return None
         text = exception_text(error)
@@ -181,40 +180,48 @@ def reason_for(data, answer):
 
 
 def plistutil_reads(path):
-    """The values that plistutil makes of a file, through the binary file that it writes; none when it refuses."""
+    """The values in the binary file that plistutil converts a file to; None when it refuses."""
     done = subprocess.run(["plistutil", "-i", path, "-f", "bin", "-o", "-"], capture_output=True, check=False)
     if done.returncode != 0:
         return None
     return plain(plistlib.loads(done.stdout))
 
 
-def main():
-    rng = random.Random(SEED)
-    made = list(seeds(rng))
-    files = [broken(rng, rng.choice(made)) for _ in range(FILES)]
-    reasons = collections.Counter()
-    unknown = []
-    util = collections.Counter()
-    with tempfile.TemporaryDirectory() as folder:
-        paths = [pathlib.Path(folder) / str(number) for number in range(len(files))]
-        for path, data in zip(paths, files):
+class Mutated(unittest.TestCase):
+    def setUp(self):
+        rng = random.Random(SEED)
+        made = list(seeds(rng))
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.files = {}
+        for number in range(FILES):
+            data = broken(rng, rng.choice(made))
+            path = self.folder / str(number)
             path.write_bytes(data)
-        for path, data, answer in zip(paths, files, described(DUMP, paths)):
+            self.files[path] = data
+
+    def compare_with_plistutil(self, path, answer):
+        theirs = plistutil_reads(path)
+        if theirs is None:
+            return "refused"
+        return "alike" if same_values(ours(answer["tree"]), theirs) is None else "other values"
+
+    def test_every_difference_has_a_known_reason(self):
+        reasons, plistutil = collections.Counter(), collections.Counter()
+        unexplained = []
+        for (path, data), answer in zip(self.files.items(), described(list(self.files))):
             reason = reason_for(data, answer)
             reasons[reason or "alike"] += 1
             if reason == "":
-                unknown.append(f"{data[:300]!r}: ours {str(answer)[:300]}")
-            if reason is None and answer["ok"] and util.total() < PLISTUTIL_FILES:
-                theirs = plistutil_reads(path)
-                alike = theirs not in (None, "unreadable") and not same_values(ours(answer["tree"]), theirs)
-                util["alike" if alike else "refused" if theirs is None else "other values"] += 1
-    for reason, count in reasons.most_common():
-        print(f"{count:7}  {reason}")
-    print("plistutil, on files that both others read alike:", dict(util))
-    if unknown:
-        sys.exit(f"seed {SEED}, nobody knows why:\n" + "\n".join(unknown[:20]))
-    if reasons["alike"] < FILES / 3 or util["alike"] < util.total() / 2:
-        sys.exit("too little was compared")
+                unexplained.append(f"{data[:300]!r}: ours {str(answer)[:300]}")
+            if reason is None and answer["ok"] and plistutil.total() < PLISTUTIL_FILES:
+                plistutil[self.compare_with_plistutil(path, answer)] += 1
+        for reason, count in reasons.most_common():
+            print(f"{count:7}  {reason}")
+        print("plistutil, on files that both others read alike:", dict(plistutil))
+        self.assertEqual(unexplained[:20], [], f"seed {SEED}")
+        self.assertGreaterEqual(reasons["alike"], FILES / 3)
+        self.assertGreaterEqual(plistutil["alike"], plistutil.total() / 2)
 
 
-main()
+if __name__ == "__main__":
+    runner.main()

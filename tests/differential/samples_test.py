@@ -1,33 +1,26 @@
-#!/usr/bin/env python3
-"""Python's plistlib and this project's readers on files of other projects.
+"""Python's plistlib and this project's readers on files of other projects."""
 
-samples_test.py DUMP    DUMP is the program plist_dump.
-"""
+import unittest
 
-import os
-import pathlib
-import sys
+import runner
+from files import differences
+from home import NO_SAMPLES, SAMPLES
 
-from files import compare_files
-
-# The samples that we read as the original platform does and plistlib does not.
+# Files that this project reads as the original platform does and plistlib does not.
 KNOWN_DIFFERENCES = {
     "empty_keys.plist": "a comment in a key is refused",
-    "recursion.bplist": "a container that holds itself is refused",
+    "recursion.bplist": "a container that contains itself is refused",
     "clusterfuzz-testcase-4663876528373760": "padding within base 64 counts as a zero digit",
 }
 
 
-def main():
-    if not os.environ.get("TARVEL_SAMPLES"):
-        print("other projects' files: TARVEL_SAMPLES names no folder")
-        sys.exit(77)
-    compared, faults = compare_files(sys.argv[1], pathlib.Path(os.environ["TARVEL_SAMPLES"]), KNOWN_DIFFERENCES)
-    if compared < 30:
-        faults.append(f"only {compared} samples were compared")
-    if faults:
-        sys.exit("\n".join(faults))
-    print(f"{compared} samples agree")
+@unittest.skipIf(SAMPLES is None, NO_SAMPLES)
+class Samples(unittest.TestCase):
+    def test_plistlib_reads_the_same_values_except_for_known_differences(self):
+        compared, found = differences(SAMPLES, KNOWN_DIFFERENCES)
+        self.assertEqual(found, [])
+        self.assertGreaterEqual(compared, 30)
 
 
-main()
+if __name__ == "__main__":
+    runner.main()

@@ -1,8 +1,9 @@
-"""What the comparisons share: values and trees in one notation, and values made at random."""
+"""Values of plistlib and of this project in one notation, and random values."""
 
 import base64
 import datetime
 import json
+import os
 import plistlib
 import struct
 import subprocess
@@ -13,13 +14,13 @@ INTEGERS = [0, 1, 127, 128, 255, 256, 65535, 65536, 2**31, 2**32 - 1, 2**32]
 INTEGERS += [2**63 - 1, 2**63, 2**64 - 1, -1, -128, -(2**63)]
 
 
-def described(dump, paths):
-    """What ours makes of each file."""
+def described(paths):
+    """What plist_dump prints about each file."""
     lines = []
     for start in range(0, len(paths), 200):
-        command = [dump, *map(str, paths[start : start + 200])]
+        command = [os.environ["TARVEL_PLIST_DUMP"], *map(str, paths[start : start + 200])]
         lines += subprocess.run(command, check=True, capture_output=True, text=True).stdout.split("\n")[:-1]
-    assert len(lines) == len(paths), "plist_dump answers one line for each file"
+    assert len(lines) == len(paths), "plist_dump prints one line for each file"
     return [json.loads(line) for line in lines]
 
 
@@ -28,7 +29,7 @@ def dictionary(entries):
 
 
 def plain(value):
-    """A value of plistlib's in the notation of the trees, as far as it tells types apart: no widths."""
+    """A value of plistlib, without the widths of numbers, which plistlib does not keep."""
     if isinstance(value, bool):
         return {"t": "bool", "v": value}
     if isinstance(value, int):
@@ -53,7 +54,7 @@ def plain(value):
 
 
 def ours(tree):
-    """Our tree in the same terms."""
+    """A tree that plist_dump printed, in the same notation."""
     kind, value = tree["t"], tree.get("v")
     if kind == "real":
         number = float(value) if value in ("nan", "inf", "-inf") else float.fromhex(value)

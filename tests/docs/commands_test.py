@@ -4,15 +4,12 @@
 import pathlib
 import plistlib
 import subprocess
-import sys
 import unittest
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(SOURCE / "tests/end_to_end"))
-from support import TARVEL, HomeTest, folder, leaf  # noqa: E402
-
-sys.path.insert(0, str(pathlib.Path(__file__).parent))
-from pages import commands_of, is_as_shown  # noqa: E402
+import runner
+from bookmark_trees import folder, leaf
+from home import SOURCE, TARVEL, HomeTest
+from pages import commands_of, is_as_shown
 
 NAMES = ("START", "PREVIEW", "RULES", "AGENT", "RECOVERING", "TRANSLATING", "PACKAGING", "LIBRARY")
 PAGES = ["README.md", *(f"docs/{name}.md" for name in NAMES)]
@@ -125,4 +122,4 @@ for one in PAGES:
     add_page(one)
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

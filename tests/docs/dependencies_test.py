@@ -5,6 +5,8 @@ import pathlib
 import re
 import unittest
 
+import runner
+
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 NAME = re.compile(r"[a-z][a-z0-9.+-]+")
 
@@ -36,4 +38,4 @@ class Dependencies(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -1,15 +1,13 @@
 #!/usr/bin/env python3
 """What docs/RULES.md says, asked of the command: each of its rules has a test here, or is shown by one that is named here."""
 
-import pathlib
 import plistlib
 import re
-import sys
 import unittest
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(SOURCE / "tests/end_to_end"))
-from support import HomeTest, folder, leaf, proxy, root, title_of, titles  # noqa: E402
+import runner
+from bookmark_trees import folder, leaf, proxy, root, title_of, titles
+from home import SOURCE, HomeTest
 
 PAGE = (SOURCE / "docs/RULES.md").read_text()
 LANGUAGES = {"English": ["en_GB"], "English and German": ["en_GB", "de_DE"], "Swedish": ["sv_SE"], "Spanish": ["es_ES"]}
@@ -227,4 +225,4 @@ class Rules(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -7,6 +7,8 @@ import subprocess
 import tempfile
 import unittest
 
+import runner
+
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 # Links may lead elsewhere; what a page needs to be shown may not.
 FETCHED = re.compile(r"""<(?:script|img|iframe|source)\b[^>]*\bsrc=["']?((?:https?:)?//[^"' >]+)|<link\b[^>]*\bhref=["']?((?:https?:)?//[^"' >]+)""")
@@ -49,4 +51,4 @@ class Site(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -7,7 +7,9 @@ import plistlib
 import time
 import unittest
 
-from support import HomeTest, folder, leaf, root, titles
+import runner
+from bookmark_trees import folder, leaf, root, titles
+from home import HomeTest
 
 IDENTIFIER = "org.tarvel.Tarvel"
 PATIENCE = 20
@@ -148,4 +150,4 @@ class AgentCommand(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -4,7 +4,8 @@ import os
 import subprocess
 import unittest
 
-from support import SOURCE, TARVEL, HomeTest
+import runner
+from home import SOURCE, TARVEL, HomeTest
 
 JOURNAL = SOURCE / "tests/support/real_journal.sh"
 # Turned off, the agent says so and ends: one message.
@@ -82,4 +83,4 @@ class AgentLog(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

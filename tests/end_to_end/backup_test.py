@@ -9,7 +9,10 @@ import stat
 import subprocess
 import unittest
 
-from support import PATIENCE, TARVEL, HomeTest, Terminal, folder, leaf, root
+import runner
+from bookmark_trees import folder, leaf, root
+from home import PATIENCE, TARVEL, HomeTest
+from terminal import Terminal
 
 NAME = re.compile(r"^Bookmarks \d{4}-\d\d-\d\d \d{6}\.\d{3}Z [0-9a-f]{8}\.plist$")
 
@@ -340,4 +343,4 @@ class RestoreFrom(BackupTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

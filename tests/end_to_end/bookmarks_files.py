@@ -5,7 +5,7 @@ import plistlib
 import shutil
 import subprocess
 
-from support import nodes
+from bookmark_trees import nodes
 
 
 def mark(node):

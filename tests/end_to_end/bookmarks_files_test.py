@@ -2,8 +2,9 @@
 
 import unittest
 
+import runner
 from bookmarks_files import BookmarksFiles
-from support import BOOKMARKS, HomeTest
+from home import BOOKMARKS, HomeTest
 
 
 class OwnFiles(BookmarksFiles, HomeTest):
@@ -11,4 +12,4 @@ class OwnFiles(BookmarksFiles, HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -5,7 +5,9 @@ import os
 import plistlib
 import unittest
 
-from support import HomeTest, folder, leaf, proxy, root, titles
+import runner
+from bookmark_trees import folder, leaf, proxy, root, titles
+from home import HomeTest
 
 
 def unsorted_root(**more):
@@ -329,4 +331,4 @@ class Help(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

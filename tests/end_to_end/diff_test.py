@@ -6,7 +6,9 @@ import plistlib
 import re
 import unittest
 
-from support import SOURCE, HomeTest, folder, leaf, proxy, root
+import runner
+from bookmark_trees import folder, leaf, proxy, root
+from home import SOURCE, HomeTest
 
 HOSTILE = "z\x1b[2J\u202e\x9b</title><script>\"'&\n\x07"
 KINDS = ("moved", "removed", "added", "renamed", "named", "readdressed")
@@ -447,4 +449,4 @@ class Manual(PairTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

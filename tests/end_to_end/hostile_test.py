@@ -9,10 +9,10 @@ import subprocess
 import threading
 import unittest
 
-from support import TARVEL, HomeTest
+import runner
+from home import SANITIZED, TARVEL, HomeTest
 
 MIB = 1 << 20
-SANITIZED = bool(os.environ.get("TARVEL_SANITIZERS"))
 # Far more than any of these takes; what runs away takes more.
 PATIENCE = 300
 DEPTH = 100_000
@@ -304,4 +304,4 @@ class HostileTest(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

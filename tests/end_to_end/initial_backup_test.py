@@ -4,7 +4,9 @@ import os
 import plistlib
 import unittest
 
-from support import HomeTest, folder, leaf, root
+import runner
+from bookmark_trees import folder, leaf, root
+from home import HomeTest
 
 AGENTS = "data/Tarvel/Bookmarks (Initial Copy).plist"
 
@@ -160,4 +162,4 @@ class InitialBackups(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

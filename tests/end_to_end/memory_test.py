@@ -7,11 +7,12 @@ import resource
 import subprocess
 import unittest
 
-from agent_support import Machine, wait_for
-from support import TARVEL, HomeTest, leaf
+import runner
+from bookmark_trees import leaf
+from home import SANITIZED, TARVEL, HomeTest
+from machine import Machine, wait_for
 
 MIB = 1 << 20
-SANITIZED = bool(os.environ.get("TARVEL_SANITIZERS"))
 SHORTAGE = "There is not enough memory to sort the bookmarks file"
 COUNT = 30_000
 
@@ -81,4 +82,4 @@ class Memory(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

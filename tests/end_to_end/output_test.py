@@ -6,7 +6,9 @@ import signal
 import subprocess
 import unittest
 
-from support import TARVEL, HomeTest, folder, leaf, root
+import runner
+from bookmark_trees import folder, leaf, root
+from home import TARVEL, HomeTest
 
 CANNOT_ANSWER = 74
 
@@ -106,4 +108,4 @@ class OutputTest(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -6,7 +6,9 @@ import plistlib
 import re
 import unittest
 
-from support import SOURCE, HomeTest, folder, leaf, root
+import runner
+from bookmark_trees import folder, leaf, root
+from home import SOURCE, HomeTest
 
 # How each argument of the table is given: the words before the path, and those after it.
 ARGUMENTS = {
@@ -112,4 +114,4 @@ class Paths(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

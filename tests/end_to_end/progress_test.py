@@ -6,7 +6,10 @@ import plistlib
 import signal
 import unittest
 
-from support import HomeTest, Terminal, folder, leaf, root
+import runner
+from bookmark_trees import folder, leaf, root
+from home import HomeTest
+from terminal import Terminal
 
 ERASE = b"\r\x1b[K"
 
@@ -95,4 +98,4 @@ class Progress(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -5,7 +5,10 @@ import plistlib
 import re
 import unittest
 
-from support import HomeTest, Terminal, folder, leaf
+import runner
+from bookmark_trees import folder, leaf
+from home import HomeTest
+from terminal import Terminal
 
 # Escape, delete, CSI as one character, direction override, isolate, marks, line and paragraph separators.
 HOSTILE = "a\x1b[2J\x7f\x9b\u202e\u2066\u200e\u200f\u061c\u2028\u2029z"
@@ -113,4 +116,4 @@ class SafeOutput(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -1,19 +1,16 @@
 """Bookmarks files of other projects, sorted by the command and read by other programs."""
 
-import sys
 import unittest
 
+import runner
 from bookmarks_files import BookmarksFiles
-from support import NO_SAMPLES, SAMPLES, SKIPPED, HomeTest
-
-if SAMPLES is None:
-    print(NO_SAMPLES)
-    sys.exit(SKIPPED)
+from home import NO_SAMPLES, SAMPLES, HomeTest
 
 
+@unittest.skipIf(SAMPLES is None, NO_SAMPLES)
 class Samples(BookmarksFiles, HomeTest):
-    folder = SAMPLES / "bookmarks"
+    folder = SAMPLES and SAMPLES / "bookmarks"
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

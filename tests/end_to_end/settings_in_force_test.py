@@ -6,8 +6,10 @@ import plistlib
 import subprocess
 import unittest
 
-from agent_support import Machine, wait_for
-from support import TARVEL, HomeTest, folder, leaf, root, titles
+import runner
+from bookmark_trees import folder, leaf, root, titles
+from home import TARVEL, HomeTest
+from machine import Machine, wait_for
 
 
 def bookmarks():
@@ -165,4 +167,4 @@ class InForce(HomeTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

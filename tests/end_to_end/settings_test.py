@@ -7,7 +7,8 @@ import plistlib
 import subprocess
 import unittest
 
-from support import HomeTest
+import runner
+from home import HomeTest
 
 IDENTIFIER = "org.tarvel.Tarvel"
 HELPER = pathlib.Path(os.environ["TARVEL_HELPER"])
@@ -148,4 +149,4 @@ class Report(AgentTest):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

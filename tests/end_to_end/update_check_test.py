@@ -1,15 +1,16 @@
 """The program that looks for updates, against real servers on this machine."""
 
 import gzip
-import http.server
 import os
 import pathlib
 import shutil
 import ssl
 import subprocess
 import tempfile
-import threading
 import unittest
+
+import runner
+from local_server import LocalServer, send
 
 CHECK = os.environ["TARVEL_UPDATE_CHECK"]
 NAMESPACE = "http://www.andymatuschak.org/xml-namespaces/sparkle"
@@ -20,29 +21,16 @@ def feed(*versions, padding=0):
     return f'<rss xmlns:sparkle="{NAMESPACE}"><channel>{items}<!--{"x" * padding}--></channel></rss>'.encode()
 
 
-class Server:
-    """Answers by path. Keeps what was asked."""
+class Server(LocalServer):
+    """Each path has its own answer. Records the requests."""
 
     def __init__(self, tls=None):
         self.requests = []
         self.next = None
-        outer = self
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                outer.requests.append((self.path, dict(self.headers)))
-                outer.answer(self)
-
-            def log_message(self, *_):
-                pass
-
-        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        if tls:
-            self.server.socket = tls.wrap_socket(self.server.socket, server_side=True)
-        self.port = self.server.server_address[1]
-        threading.Thread(target=self.server.serve_forever, daemon=True).start()
+        super().__init__(tls)
 
     def answer(self, request):
+        self.requests.append((request.path, dict(request.headers)))
         body, status, headers = feed("2.0"), 200, {}
         path = request.path
         if path.startswith("/redirect/"):
@@ -83,20 +71,7 @@ class Server:
             body = b"<!DOCTYPE rss>" + feed("2.0")
         elif path == "/many":
             body = feed("0.9", "3.0", "2.0")
-        request.send_response(status)
-        for name, value in headers.items():
-            request.send_header(name, value)
-        request.send_header("Content-Length", str(len(body)))
-        request.send_header("Set-Cookie", "a=b")
-        request.end_headers()
-        try:
-            request.wfile.write(body)
-        except OSError:
-            pass  # It hung up, as it may.
-
-    def close(self):
-        self.server.shutdown()
-        self.server.server_close()
+        send(request, body, status, {**headers, "Set-Cookie": "a=b"})
 
 
 class UpdateCheck(unittest.TestCase):
@@ -251,4 +226,4 @@ class UpdateCheck(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()

@@ -9,6 +9,8 @@ import subprocess
 import tempfile
 import unittest
 
+import runner
+
 BUILD = pathlib.Path(os.environ["TARVEL_BUILD_DIR"])
 SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
 VERSION = os.environ["TARVEL_VERSION"]
@@ -206,4 +208,4 @@ class Configuration(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    runner.main()

@@ -10,6 +10,8 @@ import subprocess
 import tempfile
 import unittest
 
+import runner
+
 BUILD = pathlib.Path(os.environ["TARVEL_BUILD_DIR"])
 SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
 LIBDIR = os.environ["TARVEL_LIBDIR"]
@@ -138,4 +140,4 @@ class Library(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    runner.main()

@@ -11,6 +11,8 @@ import tempfile
 import unittest
 import xml.etree.ElementTree
 
+import runner
+
 BUILD = pathlib.Path(os.environ["TARVEL_BUILD_DIR"])
 SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
 VERSION = os.environ["TARVEL_VERSION"]
@@ -119,4 +121,4 @@ class Packaging(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    runner.main()

@@ -1,4 +1,4 @@
-"""A machine of its own for the built agent: a home, settings, the two bundles, and a main application that records."""
+"""The built agent with a home folder, settings, both bundles and a main application that records its launches."""
 
 import datetime
 import os
@@ -7,22 +7,22 @@ import plistlib
 import pty
 import shutil
 import signal
-import stat
 import subprocess
 import tempfile
 import threading
 import time
 
+from home import PATIENCE, environment_of
+
 HELPER = pathlib.Path(os.environ["TARVEL_HELPER"])
 UPDATE_CHECK = pathlib.Path(os.environ["TARVEL_UPDATE_CHECK"])
 IDENTIFIER = "org.tarvel.Tarvel"
-# An ordinary user, where the tests run as root: permissions mean nothing to root.
+# When the tests run as root the agent runs as this user, since permissions do not stop root.
 NOBODY = 65534
-# How long anything may take on a machine that is busy with other tests.
-PATIENCE = 60
+AGENT_IDENTITY = {"user": NOBODY, "group": NOBODY, "extra_groups": []} if os.getuid() == 0 else {}
 
-# Notes that it was launched, with what it found, and stays until the file "quit" lies beside the notes. Of the signals,
-# those above 31 are the C library's own.
+# The main application: writes a note about its launch, and runs until the file "quit" is beside the notes. Signals above 31
+# belong to the C library.
 RECORDER = """import os, pathlib, plistlib, signal, time
 notes = pathlib.Path({notes!r})
 try:
@@ -42,19 +42,25 @@ while not (notes / "quit").exists() and time.monotonic() < deadline:
 
 
 def wait_for(condition, what, patience=PATIENCE):
-    """Until `condition` answers something true, which is returned."""
+    """Returns the first true value of `condition`."""
     deadline = time.monotonic() + patience
     while True:
         answer = condition()
         if answer:
             return answer
         if time.monotonic() > deadline:
-            raise AssertionError(f"waited {patience} s in vain for: {what}")
+            raise AssertionError(f"waited {patience} s for: {what}")
         time.sleep(0.02)
 
 
+def make_owned(path):
+    """Gives `path` to the user that the agent runs as."""
+    if os.getuid() == 0:
+        os.chown(path, NOBODY, NOBODY, follow_symlinks=False)
+
+
 class Machine:
-    """Used as a context; at its end every process of it is gone."""
+    """A context manager; its end waits for every process of it to end."""
 
     def __init__(self):
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-agent-"))
@@ -72,13 +78,13 @@ class Machine:
             folder.mkdir(parents=True)
         for folder in (self.settings.parent, self.runtime):
             folder.chmod(0o700)
-        # By another process: a program that this one has open for writing while it starts one elsewhere cannot be run.
+        # Copied by another process: a fork of this one could inherit the open descriptor, and exec would fail with ETXTBSY.
         subprocess.run(["cp", "-p", HELPER, UPDATE_CHECK, self.helper.parent], check=True)
         main = self.bundle / "Contents/Linux/Tarvel"
         main.parent.mkdir()
         recorder = self.home / "recorder.py"
         recorder.write_text(RECORDER.format(notes=str(self.notes), settings=str(self.settings)))
-        # Python has its own ways with signals, so what came with the launch is noted before it starts.
+        # Python changes signal dispositions, so they are recorded before it starts.
         main.write_text(f'#!/bin/sh\nSTATUS_AT_LAUNCH=$(cat /proc/self/status) exec python3 "{recorder}"\n')
         main.chmod(0o755)
         self.information = {
@@ -90,17 +96,9 @@ class Machine:
         (helper_bundle / "Contents/Info.plist").write_bytes(
             plistlib.dumps({"CFBundleIdentifier": "org.tarvel.TarvelHelper", "CFBundleExecutable": "TarvelHelper"})
         )
-        self.environment = {
-            "HOME": str(self.home),
-            "PATH": os.environ["PATH"],
-            "LC_ALL": "C.UTF-8",
-            "XDG_CONFIG_HOME": str(self.home / "config"),
-            "XDG_DATA_HOME": str(self.home / "data"),
-            "XDG_RUNTIME_DIR": str(self.runtime),
-        }
-        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
-            if name in os.environ:
-                self.environment[name] = os.environ[name]
+        self.environment = environment_of(
+            self.home, XDG_CONFIG_HOME=str(self.home / "config"), XDG_RUNTIME_DIR=str(self.runtime)
+        )
         self.process = None
         self._log = b""
         self._reader = None
@@ -117,29 +115,27 @@ class Machine:
             wait_for(lambda pid=launch["pid"]: not is_running(pid), "the recording application to quit")
         shutil.rmtree(self.home, ignore_errors=True)
 
-    # What a test prepares.
-
     def set(self, **settings):
-        """The whole settings file, as the main application leaves it."""
+        """Writes the whole settings file, as the main application does."""
         self.settings.write_bytes(plistlib.dumps(settings))
 
     def write(self, root, path=None):
-        """Rename over, as the browser saves."""
+        """Saves a tree as the browser does."""
+        self.replace(plistlib.dumps(root, fmt=plistlib.FMT_BINARY, sort_keys=False), path)
+
+    def replace(self, data, path=None):
+        """Writes a new file and renames it to the old name."""
         path = path or self.file
         fresh = path.with_name(".fresh")
-        fresh.write_bytes(plistlib.dumps(root, fmt=plistlib.FMT_BINARY, sort_keys=False))
-        if os.getuid() == 0:
-            os.chown(fresh, NOBODY, NOBODY)
+        fresh.write_bytes(data)
+        make_owned(fresh)
         fresh.rename(path)
 
     def start(self, before=(), **environment):
-        """The agent as an ordinary user, its error output a terminal. `before`: a program that runs it."""
+        """Starts the agent as an ordinary user with a terminal as its error output. `before`: a program that runs it."""
         (self.bundle / "Contents/Info.plist").write_bytes(plistlib.dumps(self.information))
-        identity = {}
-        if os.getuid() == 0:
-            for path in (self.home, *self.home.rglob("*")):
-                os.chown(path, NOBODY, NOBODY, follow_symlinks=False)
-            identity = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+        for path in (self.home, *self.home.rglob("*")):
+            make_owned(path)
         ours, theirs = pty.openpty()
         if os.getuid() == 0:
             os.fchown(theirs, NOBODY, NOBODY)
@@ -151,7 +147,7 @@ class Machine:
             stdout=subprocess.DEVNULL,
             stderr=theirs,
             start_new_session=True,
-            **identity,
+            **AGENT_IDENTITY,
         )
         os.close(theirs)
         self._reader = threading.Thread(target=self._read, args=(ours,), daemon=True)
@@ -169,19 +165,17 @@ class Machine:
             self._log += data
         os.close(descriptor)
 
-    # What a test looks at.
-
     def log(self):
-        """The agent's lines so far."""
+        """What the agent logged so far."""
         return self._log.decode(errors="replace").replace("\r\n", "\n")
 
     def wait_until_watching(self):
-        """inotify watches show in /proc, and the agent has one on the folder."""
+        """Waits until /proc shows an inotify watch of the agent on the folder."""
         inode = f"ino:{self.folder.stat().st_ino:x} "
 
         def watches():
             try:
-                # The child, where another program runs the agent.
+                # The agent may be a child of the program given as `before`.
                 pids = [self.process.pid, *children(self.process.pid)]
                 return any(
                     inode in (pathlib.Path(f"/proc/{pid}/fdinfo/{fd}").read_text())
@@ -197,7 +191,7 @@ class Machine:
         return self
 
     def wait_until_idle(self):
-        """The agent's thread does not wake for a tenth of a second."""
+        """Waits until the agent's thread does not wake for a tenth of a second."""
         status = pathlib.Path(f"/proc/{self.process.pid}/status")
 
         def is_idle():
@@ -217,7 +211,7 @@ class Machine:
             return {}
 
     def launches(self):
-        """What the main application noted at each of its launches."""
+        """The notes of the main application, one for each launch."""
         return [plistlib.loads(path.read_bytes()) for path in sorted(self.notes.glob("launch-*.plist"))]
 
     def wait_for_launch(self, count=1, patience=PATIENCE):
