@@ -183,9 +183,10 @@ class Rules(HomeTest):
             (3, {"a": 1}),
             (4, root(folder("BookmarksBar"), folder("BookmarksMenu"), WebBookmarkFileVersion=2)),
         ]:
-            before = self.write(content)
-            self.assertEqual(self.tarvel("sort", self.file).returncode, status, content)
-            self.assertEqual(self.file.read_bytes(), before)
+            with self.subTest(status=status):
+                before = self.write(content)
+                self.assertEqual(self.tarvel("sort", self.file).returncode, status, content)
+                self.assertEqual(self.file.read_bytes(), before)
 
     def test_never_lost_is_the_file_before_the_first_change(self):
         def unsorted():

@@ -79,7 +79,8 @@ class AgentLog(HomeTest):
 
     def test_numbers_that_are_none_are_refused(self):
         for number in ("0", "-1", "many", ""):
-            self.assertEqual(self.tarvel("agent", "log", "--lines", number).returncode, 64, number)
+            with self.subTest(number=number):
+                self.assertEqual(self.tarvel("agent", "log", "--lines", number).returncode, 64, number)
 
 
 if __name__ == "__main__":

@@ -184,8 +184,9 @@ class Prune(BackupTest):
     def test_without_a_rule_nothing_goes(self):
         self.keep("a")
         for arguments in ([], ["--keep", "-1"], ["--older-than", "soon"], ["--keep", "many"]):
-            result = self.tarvel("backup", "prune", *arguments, self.file)
-            self.assertEqual(result.returncode, 64, arguments)
+            with self.subTest(arguments=arguments):
+                result = self.tarvel("backup", "prune", *arguments, self.file)
+                self.assertEqual(result.returncode, 64, arguments)
         self.assertEqual(len(self.copies()), 1)
 
 
@@ -209,14 +210,15 @@ class RestoreFrom(BackupTest):
 
     def test_asks_at_a_terminal(self):
         for answer, status in ((b"n\n", 10), (b"\n", 10), (b"\x04", 10), (b"y\n", 0)):
-            old = self.keep("a", "b")
-            now = self.write(bookmarks("a", answer.hex()))
-            run = Terminal(self.environment, "restore", "--from", old.name, self.file)
-            self.assertTrue(run.wait_for(b"[y/N]"))
-            self.assertLess(run.shown.index("“b”".encode()), run.shown.index(b"[y/N]"))
-            run.press(answer)
-            self.assertEqual(run.end(), status, answer)
-            self.assertEqual(self.file.read_bytes(), now if status else old.read_bytes())
+            with self.subTest(answer=answer, status=status):
+                old = self.keep("a", "b")
+                now = self.write(bookmarks("a", answer.hex()))
+                run = Terminal(self.environment, "restore", "--from", old.name, self.file)
+                self.assertTrue(run.wait_for(b"[y/N]"))
+                self.assertLess(run.shown.index("“b”".encode()), run.shown.index(b"[y/N]"))
+                run.press(answer)
+                self.assertEqual(run.end(), status, answer)
+                self.assertEqual(self.file.read_bytes(), now if status else old.read_bytes())
 
     def test_any_file_can_be_put_back_and_stays(self):
         first = self.write(bookmarks("b", "a"))
@@ -304,13 +306,14 @@ class RestoreFrom(BackupTest):
     def test_the_command_that_is_told_puts_the_copy_back(self):
         self.write(bookmarks("a"))
         for arguments in ([self.file], ["--backup-file", self.home / "it's here" / "first.plist", self.file]):
-            told = self.tarvel("backup", *arguments).stdout.decode()
-            kept = self.file.read_bytes()
-            self.write(bookmarks("b"))
-            words = shlex.split(told[told.index("tarvel restore") :])
-            result = self.tarvel(*words[1:], "--yes")
-            self.assertEqual(result.returncode, 0, result.stderr)
-            self.assertEqual(self.file.read_bytes(), kept)
+            with self.subTest(arguments=arguments):
+                told = self.tarvel("backup", *arguments).stdout.decode()
+                kept = self.file.read_bytes()
+                self.write(bookmarks("b"))
+                words = shlex.split(told[told.index("tarvel restore") :])
+                result = self.tarvel(*words[1:], "--yes")
+                self.assertEqual(result.returncode, 0, result.stderr)
+                self.assertEqual(self.file.read_bytes(), kept)
 
     def test_an_empty_name_is_no_wish_for_the_first_copy(self):
         now = self.write(bookmarks("a"))
@@ -333,9 +336,10 @@ class RestoreFrom(BackupTest):
             (["--from", self.home, "--yes"], 5),
             (["--yes"], 1),
         ):
-            result = self.tarvel("restore", *arguments, self.file)
-            self.assertEqual(result.returncode, status, arguments)
-            self.assertNotEqual(result.stderr, b"")
+            with self.subTest(arguments=arguments, status=status):
+                result = self.tarvel("restore", *arguments, self.file)
+                self.assertEqual(result.returncode, status, arguments)
+                self.assertNotEqual(result.stderr, b"")
         (self.home / "lock").touch()
         self.assertEqual(self.tarvel("restore", "--from", old, "--yes", self.file).returncode, 8)
         self.assertEqual(self.file.read_bytes(), now)

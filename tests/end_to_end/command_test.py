@@ -155,9 +155,10 @@ class Codes(HomeTest):
 
     def test_1_no_file_at_the_usual_place(self):
         for command in ("sort", "preview"):
-            text = self.check(1, command)
-            self.assertIn(f"“{self.home}/Library/Safari/Bookmarks.plist” could not be located.", text)
-            self.assertTrue(text.endswith(f"name it: tarvel {command} PATH\n"), text)
+            with self.subTest(command=command):
+                text = self.check(1, command)
+                self.assertIn(f"“{self.home}/Library/Safari/Bookmarks.plist” could not be located.", text)
+                self.assertTrue(text.endswith(f"name it: tarvel {command} PATH\n"), text)
 
     def test_1_no_backup(self):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu")))
@@ -324,9 +325,10 @@ class Dump(HomeTest):
 class Help(HomeTest):
     def test_help_and_version(self):
         for arguments in (["--help"], ["sort", "--help"], ["preview", "--help"], ["restore", "--help"], ["dump", "--help"]):
-            result = self.tarvel(*arguments)
-            self.assertEqual(result.returncode, 0)
-            self.assertIn(b"--", result.stdout)
+            with self.subTest(arguments=arguments):
+                result = self.tarvel(*arguments)
+                self.assertEqual(result.returncode, 0)
+                self.assertIn(b"--", result.stdout)
         self.assertRegex(self.tarvel("--version").stdout, rb"^tarvel \d+\.\d+\.\d+\n$")
 
 

@@ -435,17 +435,19 @@ class Manual(PairTest):
     def test_every_option_is_in_the_manual(self):
         told = self.section("\n.SH OPTIONS", "\n.SH EXIT STATUS").replace("\\-", "-")
         for command in ("preview", "diff"):
-            shown = self.tarvel(command, "--help").stdout.decode()
-            options = set(re.findall(r"--[a-z-]+", shown))
-            self.assertIn("--html", options)
-            for option in options:
-                self.assertIn(option, told)
+            with self.subTest(command=command):
+                shown = self.tarvel(command, "--help").stdout.decode()
+                options = set(re.findall(r"--[a-z-]+", shown))
+                self.assertIn("--html", options)
+                for option in options:
+                    self.assertIn(option, told)
 
     def test_every_status_is_in_the_manual(self):
         statuses = self.section("\n.SH EXIT STATUS", "\n.SH ENVIRONMENT").split(".TP\n")
         for status, words in (("0", "diff: nothing differs"), ("10", "Diff: the files\ndiffer"), ("12", "diff: the page")):
-            (told,) = [text for text in statuses if text.startswith(f".B {status}\n")]
-            self.assertIn(words, told)
+            with self.subTest(status=status, words=words):
+                (told,) = [text for text in statuses if text.startswith(f".B {status}\n")]
+                self.assertIn(words, told)
 
 
 if __name__ == "__main__":

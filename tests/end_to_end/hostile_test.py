@@ -157,31 +157,34 @@ class HostileTest(HomeTest):
     def test_text_without_references_is_written_piece_by_piece(self):
         self.write(root(*many(500, URLString="x" * 500_000)))
         for form in ("json", "xml"):
-            status, memory = self.run_measured("dump", f"--format={form}", self.file)
-            self.assertEqual(status, 0, self.words)
-            if not SANITIZED:
-                self.assertLess(memory, 128 * MIB)
+            with self.subTest(form=form):
+                status, memory = self.run_measured("dump", f"--format={form}", self.file)
+                self.assertEqual(status, 0, self.words)
+                if not SANITIZED:
+                    self.assertLess(memory, 128 * MIB)
 
     def test_text_out_of_proportion_to_the_file_is_refused(self):
         self.write(root(*many(5_000, URLString="x" * 500_000)))
         for form in ("json", "xml"):
-            status, memory = self.run_measured("dump", f"--format={form}", self.file)
-            self.assertEqual(status, 6)
-            self.assertIn("out of proportion", self.words)
-            if not SANITIZED:
-                self.assertLess(memory, 128 * MIB)
+            with self.subTest(form=form):
+                status, memory = self.run_measured("dump", f"--format={form}", self.file)
+                self.assertEqual(status, 6)
+                self.assertIn("out of proportion", self.words)
+                if not SANITIZED:
+                    self.assertLess(memory, 128 * MIB)
         self.assertEqual(self.run_measured("dump", "--format=binary", self.file)[0], 0)
 
     def test_a_file_beyond_the_limit_is_refused_before_it_takes_room(self):
         with self.file.open("wb") as file:
             file.truncate(3 << 30)
         for command in ("sort", "preview", "dump"):
-            status, memory = self.run_measured(command, self.file)
-            self.assertEqual(status, 5)
-            self.assertIn("larger than 512 MiB", self.words)
-            self.assertIn("TARVEL_MAX_FILE_SIZE", self.words)
-            if not SANITIZED:
-                self.assertLess(memory, 128 * MIB)
+            with self.subTest(command=command):
+                status, memory = self.run_measured(command, self.file)
+                self.assertEqual(status, 5)
+                self.assertIn("larger than 512 MiB", self.words)
+                self.assertIn("TARVEL_MAX_FILE_SIZE", self.words)
+                if not SANITIZED:
+                    self.assertLess(memory, 128 * MIB)
         self.write(root(leaf("a", "http://a/")))
         self.environment["TARVEL_MAX_FILE_SIZE"] = "100"
         self.expect((5,), LITTLE)
@@ -206,11 +209,13 @@ class HostileTest(HomeTest):
             b"(" * DEPTH + b")" * DEPTH,
             b"{a=" * DEPTH + b"b" + b";}" * DEPTH,
         ):
-            self.expect((5,), LITTLE, content)
+            with self.subTest(content=content[:60]):
+                self.expect((5,), LITTLE, content)
 
     def test_arrays_that_unfold_without_end_take_no_room(self):
         for references, levels in ((2, 64), (1000, 8)):
-            self.expect((3, 5), LITTLE, binary([array_of(*[i + 1] * references) for i in range(levels)] + [b"\x08"]))
+            with self.subTest(references=references, levels=levels):
+                self.expect((3, 5), LITTLE, binary([array_of(*[i + 1] * references) for i in range(levels)] + [b"\x08"]))
 
     def test_a_container_within_itself_is_refused(self):
         self.expect((3, 5), LITTLE, binary([array_of(0)]))
@@ -233,19 +238,21 @@ class HostileTest(HomeTest):
             binary([b"\x4f\x13" + huge]),
             binary([b"\xaf\x13" + b"\xff" * 8]),
         ):
-            self.expect((5,), LITTLE, content)
+            with self.subTest(content=content[:60]):
+                self.expect((5,), LITTLE, content)
 
     def test_a_gigabyte_of_nothing_is_refused(self):
         size = 1 << 30
         self.environment["TARVEL_MAX_FILE_SIZE"] = "1G"
         for head, tail in ((b"", b""), (b"bplist00", b""), (b"bplist00\x08", binary([b"\x08"])[-32:])):
-            with self.file.open("wb") as file:
-                file.write(head)
-                file.truncate(size)
-                if tail:
-                    file.seek(size - len(tail))
-                    file.write(tail)
-            self.expect((3, 5), 2 * size)
+            with self.subTest(head=head, tail=tail):
+                with self.file.open("wb") as file:
+                    file.write(head)
+                    file.truncate(size)
+                    if tail:
+                        file.seek(size - len(tail))
+                        file.write(tail)
+                self.expect((3, 5), 2 * size)
 
     def test_what_is_no_file_is_refused_without_waiting(self):
         os.mkfifo(self.file)

@@ -70,10 +70,11 @@ class InitialBackups(HomeTest):
         self.done("sort", "--backup-file", backup, self.a)
         self.assertEqual(backup.read_bytes(), self.originals[self.a])
         for command in ("sort", "restore", "preview", "backup"):
-            result = self.tarvel(command, "--backup-file", backup, self.b)
-            self.assertEqual(result.returncode, 64, command)
-            self.assertIn(f"is the backup of “{self.a}”, not of “{self.b}”".encode(), result.stderr)
-            self.assertTrue(self.is_original(self.b))
+            with self.subTest(command=command):
+                result = self.tarvel(command, "--backup-file", backup, self.b)
+                self.assertEqual(result.returncode, 64, command)
+                self.assertIn(f"is the backup of “{self.a}”, not of “{self.b}”".encode(), result.stderr)
+                self.assertTrue(self.is_original(self.b))
         self.assertEqual(backup.read_bytes(), self.originals[self.a])
 
     def test_the_backup_of_another_file_is_shown_and_asked_for_when_it_is_named(self):

@@ -71,7 +71,8 @@ class OutputTest(HomeTest):
             ("sort", "--help"),
             ("--version",),
         ):
-            self.expect_no_answer(*arguments)
+            with self.subTest(arguments=arguments):
+                self.expect_no_answer(*arguments)
         self.assertEqual(self.file.read_bytes(), before)
 
     def test_a_sort_whose_answer_cannot_be_written_has_happened(self):
@@ -95,11 +96,12 @@ class OutputTest(HomeTest):
             resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))
 
         for arguments, status in ((("sort", self.file), 7), (("sort", "--no-backup", self.file), 6)):
-            result = self.run_with(subprocess.PIPE, *arguments, before=limit)
-            self.assertEqual(result.returncode, status, result.stderr)
-            self.assertNotEqual(result.stderr, b"")
-            self.assertEqual(self.file.read_bytes(), before)
-            self.assertFalse(self.backup.exists())
+            with self.subTest(arguments=arguments, status=status):
+                result = self.run_with(subprocess.PIPE, *arguments, before=limit)
+                self.assertEqual(result.returncode, status, result.stderr)
+                self.assertNotEqual(result.stderr, b"")
+                self.assertEqual(self.file.read_bytes(), before)
+                self.assertFalse(self.backup.exists())
         # Written in place, too.
         os.link(self.file, self.home / "second name")
         result = self.run_with(subprocess.PIPE, "sort", "--no-backup", self.file, before=limit)

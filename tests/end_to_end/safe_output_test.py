@@ -56,12 +56,13 @@ class SafeOutput(HomeTest):
 
     def test_json_holds_no_dangerous_character_and_the_same_values(self):
         for arguments in (*self.commands(), ("sort", self.file)):
-            result = self.tarvel(*arguments, "--json")
-            self.assert_harmless(result.stdout.decode(), arguments)
-            self.assertEqual(result.stderr, b"")
-            values = self.flattened(json.loads(result.stdout))
-            if self.file in arguments:
-                self.assertIn(HOSTILE, values)
+            with self.subTest(arguments=arguments):
+                result = self.tarvel(*arguments, "--json")
+                self.assert_harmless(result.stdout.decode(), arguments)
+                self.assertEqual(result.stderr, b"")
+                values = self.flattened(json.loads(result.stdout))
+                if self.file in arguments:
+                    self.assertIn(HOSTILE, values)
 
     def flattened(self, value):
         if isinstance(value, dict):
@@ -103,7 +104,8 @@ class SafeOutput(HomeTest):
         (self.home / "file").write_text("x")
         self.tarvel("settings", "set", "BookmarksFilename", self.home / "file" / HOSTILE)
         for command in ("status", "doctor"):
-            self.assert_harmless(COLOURS.sub("", self.shown(command)), (command,))
+            with self.subTest(command=command):
+                self.assert_harmless(COLOURS.sub("", self.shown(command)), (command,))
 
     def test_a_dump_on_a_terminal_spells_them_out_and_one_to_a_file_is_exact(self):
         exact = self.tarvel("dump", "--format", "xml", self.file).stdout

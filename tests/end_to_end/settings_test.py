@@ -52,10 +52,11 @@ class Settings(AgentTest):
         for arguments in (("set", "AutoSortMod", "yes"), ("set", "AutoSortMode", "maybe"), ("get", "Nonsense"),
                           ("set", "BookmarksUpdateLatency", "1000"), ("set", "BookmarksFilename", "~/x"), ("set",),
                           ("set", "AutoSortMode"), ("frobnicate",)):
-            result = self.tarvel("settings", *arguments)
-            self.assertEqual(result.returncode, 64, arguments)
-            self.assertEqual(result.stdout, b"", arguments)
-            self.assertNotEqual(result.stderr, b"", arguments)
+            with self.subTest(arguments=arguments):
+                result = self.tarvel("settings", *arguments)
+                self.assertEqual(result.returncode, 64, arguments)
+                self.assertEqual(result.stdout, b"", arguments)
+                self.assertNotEqual(result.stderr, b"", arguments)
         self.assertEqual(self.files(), [])
 
     def test_two_at_once_both_count(self):
@@ -123,14 +124,15 @@ class Report(AgentTest):
     def test_each_code_is_told_once(self):
         for code, words in ((1, "could not be located"), (4, "too advanced"), (7, "backup"), (101, "could not be watched"),
                             (103, "newer version"), (77, "unknown error: 77")):
-            self.store(LastHelperError=code, FoldersAtTop=True)
-            result = self.tarvel("report")
-            self.assertEqual((result.returncode, result.stderr), (0, b""), code)
-            self.assertIn(words, result.stdout.decode())
-            self.assertEqual(set(self.stored()), {"FoldersAtTop", "LastReportedError", "LastReportedErrorTime"})
-            self.assertEqual(self.stored()["LastReportedError"], code)
-            self.assertIn(f"Last error:        {code}, told 20".encode(), self.tarvel("status").stdout)
-            self.assertEqual(self.tarvel("report").stdout, b"Nothing to report.\n")
+            with self.subTest(code=code, words=words):
+                self.store(LastHelperError=code, FoldersAtTop=True)
+                result = self.tarvel("report")
+                self.assertEqual((result.returncode, result.stderr), (0, b""), code)
+                self.assertIn(words, result.stdout.decode())
+                self.assertEqual(set(self.stored()), {"FoldersAtTop", "LastReportedError", "LastReportedErrorTime"})
+                self.assertEqual(self.stored()["LastReportedError"], code)
+                self.assertIn(f"Last error:        {code}, told 20".encode(), self.tarvel("status").stdout)
+                self.assertEqual(self.tarvel("report").stdout, b"Nothing to report.\n")
 
     def test_messages_come_in_the_users_language(self):
         self.store(LastHelperError=8)

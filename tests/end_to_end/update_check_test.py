@@ -118,15 +118,17 @@ class UpdateCheck(unittest.TestCase):
 
     def test_redirections_elsewhere_are_refused(self):
         for path in ("/to-file", "/to-plain"):
-            status, output, errors = self.check(path)
-            self.assertEqual((status, output), (2, ""))
-            self.assertIn("The address is n", errors)
+            with self.subTest(path=path):
+                status, output, errors = self.check(path)
+                self.assertEqual((status, output), (2, ""))
+                self.assertIn("The address is n", errors)
 
     def test_what_is_no_feed_is_a_fault(self):
         for path in ("/missing", "/empty", "/html", "/doctype"):
-            status, output, errors = self.check(path)
-            self.assertEqual((status, output), (2, ""), path)
-            self.assertTrue(errors.startswith("tarvel-update-check: "), path)
+            with self.subTest(path=path):
+                status, output, errors = self.check(path)
+                self.assertEqual((status, output), (2, ""), path)
+                self.assertTrue(errors.startswith("tarvel-update-check: "), path)
 
     def test_a_megabyte_is_the_most_packed_or_not(self):
         self.assertEqual(self.check("/almost-large")[0], 0)
@@ -147,10 +149,11 @@ class UpdateCheck(unittest.TestCase):
     def test_a_server_that_cannot_prove_its_name_is_refused(self):
         server, trust = self.encrypted_server()
         for host, environment in (("localhost", None), ("127.0.0.1", trust)):
-            status, output, errors = self.check("", address=f"https://{host}:{server.port}/feed",
-                                                environment=environment)
-            self.assertEqual((status, output), (2, ""), host)
-            self.assertIn("certificate" if host == "localhost" else "SSL", errors)
+            with self.subTest(host=host, environment=environment):
+                status, output, errors = self.check("", address=f"https://{host}:{server.port}/feed",
+                                                    environment=environment)
+                self.assertEqual((status, output), (2, ""), host)
+                self.assertIn("certificate" if host == "localhost" else "SSL", errors)
         self.assertEqual(server.requests, [])
 
     def test_an_encrypted_feed_of_a_trusted_server_is_read(self):
@@ -193,8 +196,9 @@ class UpdateCheck(unittest.TestCase):
         server, trust = self.encrypted_server()
         for address in (f"http://127.0.0.1:{self.server.port}/feed", f"http://localhost:{self.server.port}/redirect/1",
                         f"https://localhost:{server.port}/feed"):
-            environment = {"SSL_CERT_FILE": trust["SSL_CERT_FILE"], **proxies}
-            self.assertEqual(self.check("", address=address, environment=environment), (0, "2.0\n", ""), address)
+            with self.subTest(address=address):
+                environment = {"SSL_CERT_FILE": trust["SSL_CERT_FILE"], **proxies}
+                self.assertEqual(self.check("", address=address, environment=environment), (0, "2.0\n", ""), address)
         self.assertEqual(proxy.requests, [])
 
     def test_nothing_that_a_server_chose_steers_a_terminal(self):
@@ -211,10 +215,11 @@ class UpdateCheck(unittest.TestCase):
 
     def test_an_empty_version_is_wrong_usage(self):
         for arguments in (["--current", ""], ["--current="]):
-            result = subprocess.run([CHECK, "--feed", f"http://127.0.0.1:{self.server.port}/feed", *arguments],
-                                    capture_output=True, check=False)
-            self.assertEqual((result.returncode, result.stdout), (2, b""))
-            self.assertIn(b"--current", result.stderr)
+            with self.subTest(arguments=arguments):
+                result = subprocess.run([CHECK, "--feed", f"http://127.0.0.1:{self.server.port}/feed", *arguments],
+                                        capture_output=True, check=False)
+                self.assertEqual((result.returncode, result.stdout), (2, b""))
+                self.assertIn(b"--current", result.stderr)
         self.assertEqual(self.server.requests, [])
 
     def test_wrong_usage_is_a_fault_and_help_is_help(self):
