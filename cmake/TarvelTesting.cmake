@@ -82,7 +82,8 @@ function(tarvel_script_tests prefix)
   endforeach()
 endfunction()
 
-# tarvel_fuzzer(name [DEPENDS target...]): name.cpp under libFuzzer, or, without it, under a main that replays the corpus.
+# tarvel_fuzzer(name [DEPENDS target...]): name.cpp under libFuzzer, or, without it, under a main that replays the corpus,
+# which is unpacked into the build folder.
 function(tarvel_fuzzer name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   add_executable(${name} ${name}.cpp)
@@ -91,8 +92,16 @@ function(tarvel_fuzzer name)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
   else()
     target_sources(${name} PRIVATE replay_main.cpp)
-    set(folders "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}")
-    # A target that never crashed has no such folder.
+    set(archive "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}.tar.xz")
+    set(folders "${CMAKE_CURRENT_BINARY_DIR}/corpus/${name}")
+    add_custom_command(OUTPUT "${folders}.unpacked"
+      COMMAND "${CMAKE_COMMAND}" -E rm -rf "${folders}"
+      COMMAND "${CMAKE_COMMAND}" -E make_directory "${folders}"
+      COMMAND "${CMAKE_COMMAND}" -E chdir "${folders}" "${CMAKE_COMMAND}" -E tar xf "${archive}"
+      COMMAND "${CMAKE_COMMAND}" -E touch "${folders}.unpacked"
+      DEPENDS "${archive}")
+    target_sources(${name} PRIVATE "${folders}.unpacked")
+    # Only a target that once crashed has this folder.
     file(GLOB crashes CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/fuzz/crashes/${name}/*")
     if(crashes)
       list(APPEND folders "${PROJECT_SOURCE_DIR}/fuzz/crashes/${name}")

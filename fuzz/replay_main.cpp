@@ -1,4 +1,4 @@
-// Runs a fuzz target over every file of the folders named, where no fuzzer drives it. Fails when one of them
+// Runs a fuzz target on every file of the given folders, in builds without libFuzzer. Fails when a folder
 // is missing or empty.
 
 #include <cstddef>
