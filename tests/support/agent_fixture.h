@@ -6,25 +6,15 @@
 #include <string_view>
 #include <vector>
 
-#include "agent/app_delegate.h"
 #include "agent/browser_refresh.h"
-#include "platform/memory/memory_application.h"
-#include "platform/memory/memory_bundles.h"
-#include "platform/memory/memory_event_stream.h"
-#include "platform/memory/memory_platform.h"
-#include "platform/memory/memory_preferences_store.h"
-#include "platform/memory/memory_running_applications.h"
-#include "platform/memory/memory_updater.h"
 #include "platform/path_components.h"
-#include "platform/plist/serialization.h"
-#include "settings/preference_keys.h"
+#include "tests/support/memory_agent.h"
 #include "tests/support/tree_notation.h"
 
 namespace tarvel {
 
-/// A user's machine in memory, with automatic sorting on and an agent that was not launched yet. What anybody writes
-/// into the bookmarks folder becomes an event of it.
-struct AgentFixture {
+/// An agent in memory. Every write to the bookmarks folder posts an event.
+struct AgentFixture : MemoryAgent {
   static constexpr const char* kFolder = "/home/user/Library/Safari";
   static constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
   static constexpr const char* kLock = "/home/user/Library/Safari/lock";
@@ -36,7 +26,6 @@ struct AgentFixture {
   AgentFixture() {
     resetSortRetryCount();
     resetSafariVersionAnswer();
-    preferences.setBoolean(kAutoSortModeKey, true, kMainApplicationIdentifier);
     memory.fileManager.setAfterHook([this](const FileCall& call) {
       switch (call.operation) {
         case FileOperation::kWrite:
@@ -53,18 +42,13 @@ struct AgentFixture {
     });
   }
 
-  // A stream holds its watcher until it is stopped, which an agent that still runs has not done.
-  ~AgentFixture() { delegate.stopWatchingBookmarksFile(); }
-  AgentFixture(const AgentFixture&) = delete;
-  AgentFixture& operator=(const AgentFixture&) = delete;
-
   [[nodiscard]] std::string bytesOf(std::string_view notation) {
     const PropertyListWriting writing =
         serialization.dataWithPropertyList(tree(notation), static_cast<std::uint32_t>(PropertyListFormat::kBinary));
     return writing.data.joined();
   }
 
-  /// The browser, or anybody, puts a file into the folder.
+  /// Saves a file in the folder, as the browser does.
   void save(std::string_view notation, const std::string& path = kFile) {
     memory.fileManager.putFile(path, bytesOf(notation));
     eventStreams.post(deletingLastPathComponent(path));
@@ -81,24 +65,11 @@ struct AgentFixture {
   [[nodiscard]] const std::vector<std::string>& log() const { return memory.systemLog.lines(); }
   [[nodiscard]] const std::vector<std::string>& launches() const { return memory.workspace.launches(); }
 
-  /// A file to be sorted lies there, and the agent has been launched.
+  /// Launches the agent beside an unsorted file.
   void launchWithFile() {
     save(kUnsorted);
     application.launch(delegate);
   }
-
-  PlistSerialization serialization;
-  MemoryPlatform memory{serialization};
-  MemoryRunLoop loop{memory.time};
-  MemoryApplication application{loop};
-  MemoryEventStreamService eventStreams{loop};
-  MemoryPreferencesStore preferences;
-  MemoryRunningApplications runningApplications;
-  MemoryBundles bundles;
-  MemoryUpdaters updaters{memory.time};
-  AgentPlatform platform{memory.platform(), application,         loop,    eventStreams,
-                         preferences,       runningApplications, bundles, updaters};
-  AppDelegate delegate{platform};
 };
 
 }  // namespace tarvel

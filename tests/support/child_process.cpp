@@ -19,12 +19,12 @@ namespace {
 constexpr int kNotSetUp = 200;
 constexpr int kKilled = 201;
 
-/// Gives up every right but those of one user, for good.
+/// Permanently drops all privileges except those of one user.
 bool becomes(unsigned user) { return ::setgroups(0, nullptr) == 0 && ::setgid(user) == 0 && ::setuid(user) == 0; }
 
 sock_filter statement(unsigned code, std::uint32_t value) { return {static_cast<std::uint16_t>(code), 0, 0, value}; }
 
-/// Skips `otherwise` instructions when the loaded number is another one.
+/// Skips `otherwise` instructions when the loaded number differs.
 sock_filter onlyIf(std::uint32_t value, std::uint8_t otherwise) {
   return {static_cast<std::uint16_t>(BPF_JMP | BPF_JEQ | BPF_K), 0, otherwise, value};
 }
@@ -39,7 +39,7 @@ std::vector<sock_filter> programFor(const std::vector<CallFault>& faults) {
     const bool looksAtArgument = fault.argument >= 0;
     program.push_back(onlyIf(static_cast<std::uint32_t>(fault.number), looksAtArgument ? 4 : 1));
     if (looksAtArgument) {
-      // The low half comes first on the little-endian machines that this runs on.
+      // The low half is first on little-endian machines, the only ones supported here.
       const auto index = static_cast<std::size_t>(fault.argument);
       const std::size_t at = offsetof(seccomp_data, args) + index * sizeof(std::uint64_t);
       program.push_back(statement(kLoad, static_cast<std::uint32_t>(at)));

@@ -7,28 +7,28 @@
 
 namespace tarvel {
 
-/// One system call that fails, always, instead of being made.
+/// A system call that always fails.
 struct CallFault {
   long number = 0;
   int code = 0;
-  /// Looked at only when not negative: the call fails if the low 32 bits of this argument, masked, are `value`.
+  /// The index of an argument; negative for none. The call fails if its low 32 bits, masked, equal `value`.
   int argument = -1;
   unsigned mask = 0xFFFFFFFF;
   unsigned value = 0;
 };
 
-// What happens in a child process ends with it. Each answers the body's answer, below 100; more means that the child
-// could not be set up or was killed.
+// Each runs `body` in a child process and returns its result, which is below 100; more means that the child could not
+// be set up or was killed.
 
 [[nodiscard]] int inChild(const std::function<int()>& body);
 
-/// As a user without privileges, if this one has any.
+/// As a user without privileges.
 [[nodiscard]] int inChildWithoutPrivileges(const std::function<int()>& body);
 
-/// As the user and group with this number; takes root.
+/// As the user and group with this number. Needs root.
 [[nodiscard]] int inChildAs(unsigned user, const std::function<int()>& body);
 
-/// A process of the user with this number that runs `body` until it is destroyed; takes root.
+/// A process of the user with this number that runs `body` until it is destroyed. Needs root.
 class ProcessOf {
  public:
   ProcessOf(unsigned user, const std::function<int()>& body);
@@ -40,13 +40,13 @@ class ProcessOf {
   pid_t process_;
 };
 
-/// With system calls that fail.
+/// With failing system calls.
 [[nodiscard]] int inChildWithFaults(const std::vector<CallFault>& faults, const std::function<int()>& body);
 
-/// Whether any child is left, alive or dead. Waits for none, so that it takes nobody's work.
+/// Whether any child is left, running or not. Reaps none.
 [[nodiscard]] bool hasChildren();
 
-/// Makes these calls fail for the rest of this process's life; false when the system refuses.
+/// Makes these calls fail for the rest of this process; false when the kernel refuses.
 [[nodiscard]] bool installFaults(const std::vector<CallFault>& faults);
 
 }  // namespace tarvel

@@ -1,5 +1,5 @@
-// A stand-in for the agent: it holds the agent's lock and does nothing else, until it is told to end. The lock's
-// identifier is the first argument, or the one below.
+// A stand-in for the agent: holds the agent's lock until it is asked to end. The lock's identifier is the first
+// argument, or the one below.
 
 #include <unistd.h>
 #include <csignal>
@@ -15,6 +15,6 @@ int main(int argc, char** argv) {
   if (lock.state() != tarvel::InstanceLock::State::kHeld) return 0;
   int signal = 0;
   sigwait(&ending, &signal);
-  // At once: a sanitized program looks for leaks at its end, by calls that a service may not make.
+  // Without exit handlers: LeakSanitizer would make system calls that the unit forbids.
   ::_exit(0);
 }

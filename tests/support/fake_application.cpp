@@ -1,8 +1,8 @@
-// A stand-in for an application of the session bus: takes the name "org.tarvel.Test" and notes each time it is asked to
-// show itself in the file "activated" of the folder that TARVEL_RECORD names, with how many times that was.
+// A stand-in for an application on the session bus: takes the name "org.tarvel.Test" and writes the number of
+// activation requests to the file "activated" in the folder TARVEL_RECORD.
 //
-// With the argument "plain" it has a name and nothing to be asked, with "mute" it notes the request and never answers,
-// with "brief" it ends instead of answering, with "freezing" it stops the bus instead.
+// Arguments: "plain" has a name but no interface; "mute" records the request and never replies; "brief" exits instead
+// of replying; "freezing" stops the bus instead.
 
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   if (sd_bus_request_name(bus, "org.tarvel.Test", 0) < 0) return 1;
-  // Until the bus goes.
+  // Runs until the bus ends.
   for (int processed = 0; processed >= 0;) {
     processed = sd_bus_process(bus, nullptr);
     if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);

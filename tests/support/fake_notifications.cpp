@@ -1,5 +1,5 @@
-// A stand-in for the desktop's notifications: writes down what it is to show in the file "notified" of the folder that
-// TARVEL_RECORD names. With the argument "markup" it says that it takes text for markup.
+// A stand-in for the desktop's notification service: writes each notification to the file "notified" in the folder
+// TARVEL_RECORD. With the argument "markup" it announces that it interprets markup.
 
 #include <systemd/sd-bus.h>
 
@@ -47,7 +47,7 @@ int main(int argc, char** argv) {
       sd_bus_request_name(bus, "org.freedesktop.Notifications", 0) < 0) {
     return 1;
   }
-  // Until the bus goes.
+  // Runs until the bus ends.
   for (int processed = 0; processed >= 0;) {
     processed = sd_bus_process(bus, nullptr);
     if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);

@@ -1,6 +1,6 @@
-// A stand-in for the user's service manager on the session bus, for one unit: it finds the unit's file, has it linked
-// into a target, starts and stops what it executes. As the real one does, it knows files as they were when it last read
-// them. It looks into $HOME/.config/systemd/user and $TARVEL_RECORD/units.
+// A stand-in for the user's service manager on the session bus, for one unit: finds the unit's file, links it into a
+// target, starts and stops its program. Like the real one, it does not see changes of files before it reloads them. It
+// reads $HOME/.config/systemd/user and $TARVEL_RECORD/units.
 //
 // With the argument "refuse" it enables nothing.
 
@@ -36,7 +36,7 @@ std::string variable(const char* name) { return std::getenv(name) == nullptr ? "
 std::string ownFolder() { return variable("HOME") + "/.config/systemd/user"; }
 std::string link() { return ownFolder() + "/default.target.wants/" + kUnit; }
 
-/// The word of the unit's command, as far as units of ours have it.
+/// The program in the unit's ExecStart, for units in the form of this project.
 std::string wordOf(std::string_view command) {
   std::string word;
   if (!command.empty() && command.front() == ':') command.remove_prefix(1);
@@ -108,7 +108,7 @@ int reload(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) {
 }
 
 int endJob(sd_bus_message* message, const char* result) {
-  // Both orders happen: here the end of the job is told before the answer.
+  // Both orders are possible: here the job ends before the reply.
   (void)sd_bus_emit_signal(sd_bus_message_get_bus(message), kPath, kManager, "JobRemoved", "uoss", 7, kJob, kUnit,
                            result);
   return sd_bus_reply_method_return(message, "o", kJob);
@@ -198,7 +198,7 @@ int main(int argc, char** argv) {
       sd_bus_request_name(bus, "org.freedesktop.systemd1", 0) < 0) {
     return 1;
   }
-  // Until the bus goes, and what was started with it.
+  // Runs until the bus ends, and ends what it started.
   for (int processed = 0; processed >= 0;) {
     processed = sd_bus_process(bus, nullptr);
     if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);

@@ -1,10 +1,8 @@
-// A stand-in for the user's service manager on the session bus. It takes requests for transient units, writes down what
-// was asked in the file "unit" of the folder that TARVEL_RECORD names, executes the program as asked, and tells how the
-// job ended. What it is asked to stop it writes into the file "stopped". The lines of the file "manager" are its own
-// environment.
+// A stand-in for the user's service manager on the session bus. It records each request for a transient unit in the
+// file "unit" in the folder TARVEL_RECORD, executes the program, and reports the job's result. It records requests to
+// stop a unit in the file "stopped". The lines of the file "manager" are its environment.
 //
-// With the argument "endless" it never tells how a job ended, with "mute" it does not even answer the request; neither
-// executes anything.
+// Arguments: "endless" never reports a result; "mute" does not reply to requests. Neither executes anything.
 
 #include <spawn.h>
 #include <systemd/sd-bus.h>
@@ -130,7 +128,7 @@ int startUnit(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) 
   if (mode == "mute") return 1;
   if (mode != "endless") {
     const char* const result = execute(unit) ? "done" : "failed";
-    // Both orders happen: here the end of the job is told before the answer.
+    // Both orders are possible: here the job ends before the reply.
     (void)sd_bus_emit_signal(sd_bus_message_get_bus(message), "/org/freedesktop/systemd1",
                              "org.freedesktop.systemd1.Manager", "JobRemoved", "uoss", 7, kJob, unitName.c_str(),
                              result);
@@ -151,7 +149,7 @@ int subscribe(sd_bus_message* message, void* /*data*/, sd_bus_error* /*error*/) 
   return sd_bus_reply_method_return(message, "");
 }
 
-/// The lines of the file "manager", if there is one.
+/// The lines of the file "manager"; empty without one.
 int environment(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/, const char* /*property*/,
                 sd_bus_message* reply, void* /*data*/, sd_bus_error* /*error*/) {
   (void)sd_bus_message_open_container(reply, 'a', "s");
@@ -179,7 +177,7 @@ int main(int argc, char** argv) {
       sd_bus_request_name(bus, "org.freedesktop.systemd1", 0) < 0) {
     return 1;
   }
-  // Until the bus goes.
+  // Runs until the bus ends.
   for (int processed = 0; processed >= 0;) {
     processed = sd_bus_process(bus, nullptr);
     if (processed == 0) processed = sd_bus_wait(bus, UINT64_MAX);

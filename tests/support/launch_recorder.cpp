@@ -1,5 +1,5 @@
-// Notes how it was executed, in the folder that TARVEL_RECORD names, and stays until the file "quit" lies there; then
-// it makes the file "ended".
+// Records how it was executed in the folder TARVEL_RECORD, runs until the file "quit" is there, and then creates the
+// file "ended".
 
 #include <dirent.h>
 #include <unistd.h>
@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
     for (const auto& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
       std::error_code error;
       const auto target = std::filesystem::read_symlink(descriptor.path(), error);
-      // Its own notes, and the folder it is reading.
+      // Its own records, and the folder that it is reading.
       if (error || target == temporary || target.string().starts_with("/proc/")) continue;
       notes << "descriptor " << descriptor.path().filename().string() << " " << target.string() << "\n";
     }

@@ -100,7 +100,7 @@ std::map<std::string, std::string> Launching::linesOf(const std::string& name) c
 
 std::string Launching::program(const std::string& name) const {
   fs::create_directories(fs::path(directory.path(name)).parent_path());
-  // One that is being executed cannot be written to.
+  // A running program cannot be overwritten (ETXTBSY).
   fs::remove(directory.path(name));
   fs::copy_file(TARVEL_LAUNCH_RECORDER, directory.path(name));
   return directory.path(name);

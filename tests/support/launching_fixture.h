@@ -16,7 +16,7 @@
 
 namespace tarvel {
 
-/// How the recorder found itself executed.
+/// What the recorder recorded about its execution.
 struct Notes {
   /// "pid", "session", "folder", "group", "SigBlk:", ...
   std::map<std::string, std::string> facts;
@@ -25,24 +25,24 @@ struct Notes {
   std::map<std::string, std::string> environment;
 };
 
-/// A home in a temporary folder, without any bus or service manager unless the test brings one, and a program to launch
-/// that notes how it was executed. It ends with the test.
+/// A temporary home folder without a bus or service manager, and a program to launch that records how it was executed.
+/// The program ends with the test.
 struct Launching : testing::Test, RealLoop {
-  /// Far beyond what anything is to take, and well below what the libraries would take by themselves.
+  /// Much longer than anything should take, and much shorter than the libraries' own timeouts.
   static constexpr std::chrono::seconds kTooLong{8};
 
   Launching();
   ~Launching() override;
 
-  /// Of all the recorders that were executed.
+  /// The records of all executed recorders.
   [[nodiscard]] std::vector<Notes> notes() const;
   [[nodiscard]] Notes waitForNotes();
-  /// The lines "KEY VALUE" of a file in the folder; empty while there is none.
+  /// The lines "KEY VALUE" of a file in the folder; empty without the file.
   [[nodiscard]] std::map<std::string, std::string> linesOf(const std::string& name) const;
 
-  /// The recorder under a name of its own.
+  /// A copy of the recorder with this name.
   std::string program(const std::string& name) const;
-  /// A bundle whose information names this executable, which need not be there.
+  /// A bundle whose information names this executable, which need not exist.
   std::string bundle(const std::string& executable) const;
   void writeDesktopFile(const std::string& name, const std::string& entries) const;
 

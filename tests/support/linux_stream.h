@@ -11,7 +11,7 @@
 
 namespace tarvel {
 
-/// Notes what a stream brings.
+/// Records the events of a stream.
 class RecordingClient final : public EventStreamClient {
  public:
   void receiveBatch(const EventStreamBatch& batch) override {
@@ -20,7 +20,7 @@ class RecordingClient final : public EventStreamClient {
     if (hook) hook();
   }
 
-  /// Every flag of every event so far, together.
+  /// All flags of all events so far.
   [[nodiscard]] std::uint32_t flags() const {
     std::uint32_t all = 0;
     for (const auto& batch : batches) {
@@ -34,11 +34,11 @@ class RecordingClient final : public EventStreamClient {
   std::function<void()> hook;
 };
 
-/// A real run loop that is turned for a condition, or for some time in which nothing is to happen.
+/// A real run loop that runs until a condition holds, or for a while in which nothing should happen.
 struct RealLoop {
   std::unique_ptr<LinuxRunLoop> loop = LinuxRunLoop::create();
 
-  /// False when the condition did not come true in twenty seconds.
+  /// False when the condition does not hold within twenty seconds.
   [[nodiscard]] bool turnUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {

@@ -13,7 +13,7 @@
 
 namespace tarvel {
 
-// The two kinds of run loop, to be put through the same tests. Delays are short, as on one of them they are real.
+// Both run loops, for the same tests. Delays are short, since one of the loops is real.
 
 struct MemoryLoopKind {
   VirtualTime time;

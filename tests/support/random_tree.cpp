@@ -57,7 +57,7 @@ class RandomTree {
     }
   }
 
-  /// A text, or now and then a value of another type.
+  /// A text, or sometimes a value of another type.
   void setText(PropertyListDictionary node, const PropertyListKey& key, const std::string& text) {
     if (oneIn(25)) {
       node.set(key, oddValue());

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Runs a command beside a real journal of its own, which nobody outside sees and which is gone with it.
+# Runs a command with a separate real journal, which is invisible outside and ends with the command.
 #
-# Usage: real_journal.sh COMMAND [ARGUMENT...], whose exit status it answers. 77: it cannot be done here.
+# Usage: real_journal.sh COMMAND [ARGUMENT...], whose exit status it returns. 77: not possible on this machine.
 set -u
 program=/lib/systemd/systemd-journald
 
@@ -16,7 +16,7 @@ if [ -z "${TARVEL_INSIDE_JOURNAL-}" ]; then
     unshare --mount true 2> /dev/null || cannot 'namespaces cannot be made here'
     TARVEL_INSIDE_JOURNAL=yes exec unshare --mount -- sh "$0" "$@"
 fi
-# The machine's own journals are hidden, so that nothing is written to them.
+# Hides the machine's own journals.
 mount -t tmpfs none /run || cannot 'no /run'
 [ ! -d /var/log ] || mount -t tmpfs none /var/log || cannot 'no /var/log'
 mkdir -p /run/systemd/journal /run/log/journal

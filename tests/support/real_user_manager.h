@@ -9,8 +9,8 @@
 
 namespace tarvel {
 
-/// A real service manager of a user, apart from the machine's own, which needs rights that not every user has. It knows
-/// this process's HOME and TARVEL_RECORD. What it started ends with it.
+/// A real systemd user manager, separate from the machine's own. It needs privileges. It inherits this process's HOME
+/// and TARVEL_RECORD. The processes that it started end with it.
 class RealUserManager {
  public:
   RealUserManager();
@@ -19,9 +19,9 @@ class RealUserManager {
   RealUserManager& operator=(const RealUserManager&) = delete;
 
   [[nodiscard]] bool isUp() const { return isUp_; }
-  /// Whether it is not up because this machine or this user does not allow it, rather than because something is wrong.
+  /// Whether it is not running because this machine or user does not permit it, rather than because of an error.
   [[nodiscard]] bool isImpossible() const { return isImpossible_; }
-  /// What was said about it.
+  /// Its messages.
   [[nodiscard]] std::string log() const { return directory_.read("log"); }
   /// For XDG_RUNTIME_DIR.
   [[nodiscard]] std::string runtimeFolder() const { return directory_.path("runtime"); }
@@ -32,7 +32,7 @@ class RealUserManager {
 
   TemporaryDirectory directory_;
   pid_t process_ = 0;
-  /// Closing it ends the manager, as the end of this process does.
+  /// Closing it ends the manager; so does the end of this process.
   UniqueFd lifeline_;
   bool isUp_ = false;
   bool isImpossible_ = false;

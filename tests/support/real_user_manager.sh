@@ -1,8 +1,8 @@
 #!/bin/sh
-# Runs a real service manager of a user until standard input ends. It has mounts and control groups of its own: it sees
-# and moves no process that it did not start, and all that it did start ends with it.
+# Runs a real systemd user manager until standard input ends. In namespaces of its own it sees only processes that it
+# started, and these end with it.
 #
-# Usage: real_user_manager.sh FOLDER, which becomes its runtime folder. Exit status 77: it cannot be done here.
+# Usage: real_user_manager.sh FOLDER, which becomes its runtime folder. Exit status 77: not possible on this machine.
 set -u
 folder=$1
 program=/lib/systemd/systemd
@@ -12,7 +12,7 @@ cannot() {
     exit 77
 }
 
-# In a mount namespace: makes the control group, at which the namespace of the next step begins, and takes it away.
+# In a mount namespace: creates the control group that is the root of the next namespace, and removes it.
 keep_group() {
     mkdir "$folder/control" && mount -t cgroup2 none "$folder/control" || cannot 'control groups cannot be mounted here'
     group=$folder/control/tarvel-test-$$

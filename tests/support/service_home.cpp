@@ -37,7 +37,7 @@ ServiceHome::~ServiceHome() {
   if (agent && agent.askToEnd()) (void)agent.waitForEnd(std::chrono::seconds(20));
   bus_.reset();
   manager_.reset();
-  // What was started without a manager is a child of this process.
+  // Without a manager the agent is a child of this process.
   while (::waitpid(-1, nullptr, WNOHANG) > 0) {
   }
   for (const char* name : kVariables) {

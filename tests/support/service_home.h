@@ -10,8 +10,8 @@
 
 namespace tarvel {
 
-/// A home in a temporary folder in which an agent can be enabled and started, with a stand-in for the agent's program.
-/// Whatever agent runs at the end is ended.
+/// A temporary home folder in which an agent can be enabled and started, with a stand-in for the agent's program. Ends
+/// the agent that still runs.
 class ServiceHome {
  public:
   static constexpr const char* kIdentifier = "org.tarvel.Test";
@@ -21,17 +21,17 @@ class ServiceHome {
   ServiceHome(const ServiceHome&) = delete;
   ServiceHome& operator=(const ServiceHome&) = delete;
 
-  /// The stand-in for a service manager on a bus of this home's; false when it does not come.
+  /// Starts the stand-in for a service manager on this home's bus; false when it fails.
   [[nodiscard]] bool startFakeManager(const std::string& mode = {});
-  /// A real service manager; what is wrong with it can be seen there.
+  /// Starts a real service manager, which reports its errors.
   [[nodiscard]] RealUserManager& startRealManager();
 
-  /// An agent in a folder of this name.
+  /// An agent in a folder with this name.
   [[nodiscard]] std::string agent(const std::string& folder = "app") const;
 
   [[nodiscard]] std::string path(const std::string& name) const { return directory_.path(name); }
   [[nodiscard]] std::string read(const std::string& name) const { return directory_.read(name); }
-  /// Makes the folders above, too.
+  /// Also creates the parent folders.
   void write(const std::string& name, const std::string& text) const;
   [[nodiscard]] bool has(const std::string& name) const;
 

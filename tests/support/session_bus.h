@@ -8,7 +8,7 @@
 
 namespace tarvel {
 
-/// A real session bus of the test's own, which this process and its children use while this lives.
+/// A real, separate session bus, which this process and its children use during its lifetime.
 class SessionBus {
  public:
   SessionBus();
@@ -16,13 +16,13 @@ class SessionBus {
   SessionBus(const SessionBus&) = delete;
   SessionBus& operator=(const SessionBus&) = delete;
 
-  /// Whether it could be started and listens.
+  /// Whether it was started and listens.
   [[nodiscard]] bool isUp() const { return isUp_; }
-  /// From now on the bus starts `command` for whoever asks for `name`. To be said before the bus is up: see start().
+  /// Makes the bus start `command` when `name` is requested. Call it before start().
   void addService(const std::string& name, const std::string& command);
-  /// Starts a service now; false when it does not come.
+  /// Starts a service now; false when it fails.
   [[nodiscard]] bool activate(const std::string& name) const;
-  /// A frozen bus takes connections and answers nobody.
+  /// A frozen bus accepts connections and never replies.
   void freeze() const;
   void thaw() const;
   /// Starts the bus and sets its address in the environment.

@@ -9,7 +9,7 @@
 
 namespace tarvel {
 
-/// SHA-256 (FIPS 180-4) in hex, for comparing outputs too long to keep.
+/// SHA-256 (FIPS 180-4) in hex, to compare long outputs.
 [[nodiscard]] inline std::string sha256(std::string_view text) {
   static constexpr std::array<std::uint32_t, 64> kRounds = {
       0x428a2f98, 0x71374491, 0xb5c0fbcf, 0xe9b5dba5, 0x3956c25b, 0x59f111f1, 0x923f82a4, 0xab1c5ed5,

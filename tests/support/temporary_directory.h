@@ -9,7 +9,7 @@
 
 namespace tarvel {
 
-/// A folder of the test's own, gone with it.
+/// A temporary folder, removed with this object.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {

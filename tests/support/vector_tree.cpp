@@ -30,7 +30,7 @@ std::string realText(double value) {
 
 Json realJson(double value, bool isSingle) {
   Json json = {{"t", "real"}, {"v", realText(value)}};
-  // The original platform keeps one object for each value that is not finite, and so forgets the width of these.
+  // The original platform has one object for each value that is not finite, without a width.
   if (isSingle && std::isfinite(value)) json["w"] = 4;
   return json;
 }
@@ -113,7 +113,7 @@ Json containerJson(const PropertyListValue& value) {
   return {{"t", "array"}, {"v", std::move(elements)}};
 }
 
-/// Makes the values of one tree. The vectors nest thousands deep, so nothing here recurses.
+/// Makes the values of a tree, without recursion, since vectors nest thousands deep.
 class TreeMaker {
  public:
   explicit TreeMaker(PropertyListTree& tree) : tree_(tree) {}
@@ -129,15 +129,15 @@ class TreeMaker {
   }
 
  private:
-  /// A container whose elements are being made.
+  /// A container that is still being filled.
   struct Frame {
     const Json* json;
-    PropertyListValue container;  ///< Of those that exist before their elements, which may refer to them.
+    PropertyListValue container;  ///< For containers that their elements may refer to.
     std::vector<PropertyListValue> keys;
     std::vector<PropertyListValue> values;
   };
 
-  /// The value of a leaf. Of a container nothing yet: its frame is pushed.
+  /// The value of a leaf; pushes a frame for a container.
   PropertyListValue begin(const Json& json) {
     const std::string type = json["t"];
     if (type == "ref") return named_.at(json["v"].get<int>());
@@ -163,7 +163,7 @@ class TreeMaker {
     return next[1];
   }
 
-  /// The container of the innermost frame, which is complete.
+  /// The complete container of the innermost frame.
   PropertyListValue end() {
     const Frame frame = std::move(stack_.back());
     stack_.pop_back();
