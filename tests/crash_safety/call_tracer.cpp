@@ -30,7 +30,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
   return pointers;
 }
 
-/// Changes the call that a program is about to make, or its answer. The one place that knows the processor.
+/// Changes the call that a program is about to make, or its result. Everything specific to the processor is here.
 class Registers {
  public:
   explicit Registers(pid_t program) : program_(program) {
@@ -59,7 +59,7 @@ bool readsOrWritesPieces(long number) {
   return number == SYS_readv || number == SYS_writev || number == SYS_preadv || number == SYS_pwritev;
 }
 
-/// Half of what was asked for, or the first piece alone; the kernel may always do so.
+/// Half the bytes, or only the first buffer, as the kernel may always do.
 void shorten(pid_t program, const SystemCall& call) {
   const std::uint64_t wanted = call.arguments[2];
   if (wanted < 2) return;
@@ -74,7 +74,7 @@ class Tracer {
   Tracer(pid_t program, const DecideCall& decide, const ObserveCall& observe)
       : program_(program), decide_(decide), observe_(observe) {}
 
-  /// One call stop; false when the program was killed.
+  /// Handles one stop at a call; false when the program was killed.
   [[nodiscard]] bool callStop() {
     __ptrace_syscall_info information{};
     if (::ptrace(PTRACE_GET_SYSCALL_INFO, program_, sizeof information, &information) <= 0) return false;
@@ -95,7 +95,7 @@ class Tracer {
     if (verdict.kind == CallVerdict::Kind::kShorten) shorten(program_, call_);
     if (verdict.kind == CallVerdict::Kind::kFail) {
       failure_ = verdict.code;
-      // The kernel closes a descriptor, and so gives up its lock, even when it reports a failure.
+      // Linux closes the descriptor, and so releases its lock, even when close() fails.
       if (call_.number == SYS_close) return true;
       Registers registers(program_);
       registers.setNumber(-1);
@@ -123,7 +123,7 @@ class Tracer {
   std::optional<int> failure_;
 };
 
-/// In the child: waits for its tracer and becomes the program.
+/// In the child: waits for the tracer, then executes the program.
 [[noreturn]] void becomeProgram(const TracedProgram& program, int output) {
   const UniqueFd nothing(::open("/dev/null", O_RDONLY));
   (void)::dup2(nothing.get(), STDIN_FILENO);
@@ -140,7 +140,7 @@ class Tracer {
   ::_exit(126);
 }
 
-/// Follows the program from its start to its end. Nothing is counted before its own image runs.
+/// Traces the program to its end. Calls before its own image runs are not counted.
 void follow(pid_t program, Tracer& tracer, TraceEnd& end) {
   bool hasImage = false;
   for (int status = 0; ::waitpid(program, &status, 0) == program;) {
@@ -173,7 +173,7 @@ void follow(pid_t program, Tracer& tracer, TraceEnd& end) {
 
 TraceEnd runTraced(const TracedProgram& program, const DecideCall& decide, const ObserveCall& observe) {
   TraceEnd end;
-  // A file takes any amount without anybody reading along.
+  // A pipe would block when it is full.
   const UniqueFd output(::memfd_create("output", MFD_CLOEXEC));
   const pid_t child = ::fork();
   if (child < 0) return end;
@@ -199,7 +199,7 @@ std::string memoryOf(pid_t program, std::uint64_t address, std::size_t size) {
 std::string textOf(pid_t program, std::uint64_t address) {
   constexpr std::uint64_t kPage = 4096;
   std::string text;
-  // Up to the end of a page each, as the next one may not be there.
+  // Page by page, since the next one may not be mapped.
   while (text.size() < PATH_MAX) {
     const std::uint64_t at = address + text.size();
     const std::string part = memoryOf(program, at, kPage - at % kPage);

@@ -12,62 +12,61 @@
 
 namespace tarvel {
 
-/// A program to run, with nothing of this process's environment.
+/// A program to run. It does not inherit this process's environment.
 struct TracedProgram {
-  /// The first one is the program's path.
+  /// The first is the program's path.
   std::vector<std::string> arguments;
-  /// "NAME=value" each.
+  /// Each as "NAME=value".
   std::vector<std::string> environment;
 };
 
-/// A system call that a traced program is about to make, or has made.
+/// A system call of a traced program, before or after it is made.
 struct SystemCall {
-  /// Counted from the start of the program's own image, at 0.
+  /// Counted from 0 at the start of the program's own image.
   std::size_t index = 0;
   long number = 0;
   std::array<std::uint64_t, 6> arguments{};
-  /// After the call: what it returned, a negative errno value for a failure.
+  /// After the call: its result, or a negative errno value.
   std::int64_t answer = 0;
 };
 
-/// What becomes of a call.
+/// What the tracer does to a call.
 struct CallVerdict {
   enum class Kind { kPass, kKill, kFail, kShorten };
   Kind kind = Kind::kPass;
-  /// For kFail, an errno value. The call is not made, unless it closes a descriptor.
+  /// For kFail: an errno value. The call is not made, unless it closes a descriptor.
   int code = 0;
 };
 
 /// How a traced program ended.
 struct TraceEnd {
-  /// False when it could not be traced at all.
+  /// False when it could not be traced.
   bool wasTraced = false;
-  /// -1 for a program that was ended by a signal.
+  /// -1 when a signal ended the program.
   int exitStatus = -1;
   int signal = 0;
   std::size_t calls = 0;
-  /// Its output and its error output, as they came.
+  /// Standard output and standard error, interleaved.
   std::string output;
 
   [[nodiscard]] bool exited() const { return wasTraced && signal == 0; }
 };
 
-// A tracer sees each call of a program whatever library makes it, also those of the loader and the allocator, can stop
-// the program exactly before it, and reads the memory it writes from. A preloaded library sees only what goes through
-// the names it shadows; another tracing program would have to be installed and spoken to.
+// ptrace sees every system call, including those of the loader and the allocator, can stop the program exactly before
+// each, and can read the memory that it writes from. A preloaded library would see only the functions that it replaces.
 
-/// Before each call. A call's index counts on over calls that failed.
+/// Called before each system call. Calls that fail are counted too.
 using DecideCall = std::function<CallVerdict(pid_t, const SystemCall&)>;
-/// After each call that was made, its program standing still.
+/// Called after each system call that was made, while the program is stopped.
 using ObserveCall = std::function<void(pid_t, const SystemCall&)>;
 
-/// Runs a program of one thread to its end. Children it forks run on untraced.
+/// Runs a single-threaded program to its end. Its children are not traced.
 [[nodiscard]] TraceEnd runTraced(const TracedProgram& program, const DecideCall& decide,
                                  const ObserveCall& observe = nullptr);
 
-/// Bytes of a program that stands still; fewer when it does not have as many.
+/// Bytes of a stopped program's memory; fewer when they are not all mapped.
 [[nodiscard]] std::string memoryOf(pid_t program, std::uint64_t address, std::size_t size);
-/// Up to the first NUL.
+/// The text up to the first NUL.
 [[nodiscard]] std::string textOf(pid_t program, std::uint64_t address);
 
 }  // namespace tarvel

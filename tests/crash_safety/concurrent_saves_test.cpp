@@ -1,5 +1,5 @@
-// Another program saves at each system call of a sort and a restore, once or several times, in each way; beyond that
-// the command is killed, or a call fails, right after. The last save is never lost.
+// Another program saves at each system call of a sort and a restore, once or several times, in each way. After that the
+// command may be killed, or a call may fail. The last save is never lost.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -17,8 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/crash_safety/crash_home.h"
 #include "tests/crash_safety/other_program.h"
-#include "tests/crash_safety/proof_home.h"
 
 namespace tarvel {
 namespace {
@@ -35,13 +35,13 @@ std::string bytesAt(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// What another program does to a run, and what else befalls the run.
+/// The saves of another program during a run, and a kill or a failure after them.
 struct Disturbance {
   SaveMethod method = SaveMethod::kRename;
-  /// The first of as many calls in a row at each of which it saves.
+  /// It saves at this call and at those that follow.
   std::size_t call = 0;
   int saves = 1;
-  /// Calls after the first save at which the verdict strikes.
+  /// The verdict applies this many calls after the first save.
   std::size_t distance = 0;
   CallVerdict verdict = {};
 
@@ -53,10 +53,10 @@ struct Disturbance {
 };
 
 struct ConcurrentSaves : testing::Test {
-  ProofHome home;
+  CrashHome home;
   std::function<void()> prepare;
   TracedProgram program;
-  /// The first call of the program itself, after those of the loader, and how many there are in all.
+  /// The first call after those of the loader, and the number of all calls.
   std::size_t firstCall = 0;
   std::size_t callCount = 0;
   std::size_t runs = 0;
@@ -95,8 +95,8 @@ struct ConcurrentSaves : testing::Test {
     study(home.restore(), [&] { home.resetToSorted(); });
   }
 
-  /// The last save is in the file, or among the copies that a restore keeps of what it replaces.
-  [[nodiscard]] bool isInteractive(int number) const {
+  /// Whether a save is in the file, or in a backup that a restore made of what it replaced.
+  [[nodiscard]] bool hasSave(int number) const {
     if (OtherProgram::numberIn(bytesAt(home.file())) == number) return true;
     for (const std::string& copy : home.backups()) {
       if (OtherProgram::numberIn(bytesAt(fs::path(home.root()) / copy)) == number) return true;
@@ -109,53 +109,51 @@ struct ConcurrentSaves : testing::Test {
     prepare();
     OtherProgram other(home.file(), disturbance.method);
     const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
-      // What cannot be opened at this call is saved at the next one.
+      // A save that fails at this call is repeated at the next.
       if (call.index >= disturbance.call && other.lastSave() < disturbance.saves) (void)other.save();
       const bool isStruck = disturbance.distance > 0 && call.index == disturbance.call + disturbance.distance;
       return isStruck ? disturbance.verdict : CallVerdict{};
     });
     ++runs;
-    // A program that has the file open goes on writing to it.
+    // A program that keeps the file open writes to it once more, before and after the next command.
     if (other.lastSave() == 0) return;
     EXPECT_TRUE(!other.keepsFileOpen() || other.save());
     ++disturbed;
     SCOPED_TRACE("status " + std::to_string(end.exitStatus) + ", " + home.description() + ": " + end.output);
-    // One that is open while the next command runs, as well as after it.
     const TraceEnd next = runTraced(home.sort(), [](pid_t, const SystemCall&) { return CallVerdict{}; });
     EXPECT_TRUE(!other.keepsFileOpen() || other.save());
     const int last = other.lastSave();
     other = OtherProgram(home.file(), disturbance.method);
-    EXPECT_EQ(ProofHome::run(home.sort()), 0);
-    EXPECT_TRUE(isInteractive(last)) << "save " << last
-                                     << " is lost; in the file: " << OtherProgram::numberIn(bytesAt(home.file()))
-                                     << ", " << home.description() << ", the next sort said " << next.exitStatus << " "
-                                     << next.output;
+    EXPECT_EQ(CrashHome::run(home.sort()), 0);
+    EXPECT_TRUE(hasSave(last)) << "save " << last
+                               << " is lost; in the file: " << OtherProgram::numberIn(bytesAt(home.file())) << ", "
+                               << home.description() << ", the next sort: " << next.exitStatus << " " << next.output;
   }
 
-  /// As many calls as there are, from one that is reached in every run.
+  /// Indices of the program's own calls.
   [[nodiscard]] std::vector<std::size_t> calls(std::size_t most) const {
     std::vector<std::size_t> places = chosen(callCount - firstCall, most);
     for (std::size_t& place : places) place += firstCall;
     return places;
   }
 
-  /// In each way, once to five times, at each call. The quick form has one way and one number of saves for each call.
+  /// Saves in each way, one to five times, at each call; the quick form uses one combination for each call.
   void saveAtEachCall(std::size_t most) {
     for (const std::size_t call : calls(most)) {
       const std::size_t combinations = kMethods.size() * kMostSaves;
       for (std::size_t i = 0; i < combinations; ++i) {
-        if (!isLongProof() && i != call % combinations) continue;
+        if (!isLongForm() && i != call % combinations) continue;
         run({kMethods[i % kMethods.size()], call, 1 + static_cast<int>(i / kMethods.size())});
         if (HasFailure()) return;
       }
     }
   }
 
-  /// The same, with a verdict at one of the calls that follow, in a way that depends on both.
+  /// The same with a verdict at one of the following calls. The way of saving depends on both.
   void saveAndStrikeAtEachCall(std::size_t most, const CallVerdict& verdict, std::size_t farthest) {
     for (const std::size_t call : calls(most)) {
       for (std::size_t distance = 1; distance <= farthest; ++distance) {
-        if (!isLongProof() && distance != 1 + call % farthest) continue;
+        if (!isLongForm() && distance != 1 + call % farthest) continue;
         const std::size_t way = call + distance + static_cast<std::size_t>(verdict.code);
         const int saves = 1 + static_cast<int>(way / kMethods.size()) % kMostSaves;
         run({kMethods[way % kMethods.size()], call, saves, distance, verdict});
@@ -186,7 +184,7 @@ bool isExchange(const SystemCall& call) {
 CallVerdict pass() { return {}; }
 CallVerdict failWith(int code) { return {CallVerdict::Kind::kFail, code}; }
 
-/// What happens around the exchange of the old file and the new one.
+/// Saves and failures around the exchange of the old and the new file.
 struct Exchange : ConcurrentSaves {
   OtherProgram other{home.file(), SaveMethod::kRename};
 
@@ -197,7 +195,7 @@ struct Exchange : ConcurrentSaves {
 
   [[nodiscard]] int numberInFile() const { return OtherProgram::numberIn(bytesAt(home.file())); }
 
-  /// The command is killed between the exchange and its look at what came out, which is a save.
+  /// Saves just before the exchange, and kills the command before it checks the displaced file.
   void saveAndKillAtTheExchange() {
     bool isDone = false;
     const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
@@ -213,22 +211,22 @@ struct Exchange : ConcurrentSaves {
   }
 };
 
-TEST_F(Exchange, ASaveThatAKilledSortDisplacedIsBackAfterTheNextSort) {
+TEST_F(Exchange, ASaveThatAKilledSortDisplacedIsPutBackByTheNextSort) {
   saveAndKillAtTheExchange();
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_EQ(numberInFile(), 1);
   EXPECT_EQ(home.strays(), std::vector<std::string>());
 }
 
-TEST_F(Exchange, AChangeOfSettingsThatLieInTheSameFolderLosesNoDisplacedSave) {
+TEST_F(Exchange, AChangeOfSettingsInTheSameFolderLosesNoDisplacedSave) {
   fs::create_symlink("../../browser/preferences.plist", home.settings());
   saveAndKillAtTheExchange();
-  EXPECT_EQ(ProofHome::run(home.set()), 0);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.set()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_EQ(numberInFile(), 1);
 }
 
-TEST_F(Exchange, ASaveThatCannotBePutBackIsKeptNamedAndRecoveredByTheNextSort) {
+TEST_F(Exchange, ASaveThatCannotBePutBackIsKeptAndNamedAndRecoveredByTheNextSort) {
   int exchanges = 0;
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
     if (!isExchange(call)) return pass();
@@ -239,13 +237,13 @@ TEST_F(Exchange, ASaveThatCannotBePutBackIsKeptNamedAndRecoveredByTheNextSort) {
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 5) << end.output;
   EXPECT_NE(end.output.find(".tarvel-displaced-"), std::string::npos) << end.output;
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_EQ(numberInFile(), 1);
   EXPECT_EQ(home.strays(), std::vector<std::string>());
 }
 
-/// The file of the third save gets the inode number of the first one's, which had been put back and removed.
-TEST_F(Exchange, ASaveWithAUsedInodeNumberIsNotTakenForTheFileThatWasPutBack) {
+/// The third save reuses the inode number of the first, which was put back and removed.
+TEST_F(Exchange, ASaveWithAReusedInodeNumberIsNotMistakenForTheFileThatWasPutBack) {
   constexpr int kSaves = 3;
   other = OtherProgram(home.file(), SaveMethod::kRecreate);
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
@@ -259,7 +257,7 @@ TEST_F(Exchange, ASaveWithAUsedInodeNumberIsNotTakenForTheFileThatWasPutBack) {
   EXPECT_EQ(numberInFile(), kSaves);
 }
 
-TEST_F(Exchange, WhereNoLeaseIsGrantedALaterWriteToTheDisplacedFileIsRecovered) {
+TEST_F(Exchange, WithoutALeaseALaterWriteToTheDisplacedFileIsRecovered) {
   OtherProgram writer(home.file(), SaveMethod::kThroughOpenFile);
   EXPECT_FALSE(writer.save());
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
@@ -270,11 +268,11 @@ TEST_F(Exchange, WhereNoLeaseIsGrantedALaterWriteToTheDisplacedFileIsRecovered) 
   EXPECT_EQ(end.exitStatus, 0) << end.output;
   EXPECT_TRUE(writer.save());
   writer = OtherProgram(home.file(), SaveMethod::kRename);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_EQ(numberInFile(), 1);
 }
 
-TEST_F(Exchange, AFileThatAProgramHasOpenForWritingIsLeftWithoutARenameOrABackup) {
+TEST_F(Exchange, AFileThatIsOpenForWritingIsNeitherRenamedNorBackedUp) {
   OtherProgram writer(home.file(), SaveMethod::kThroughOpenFile);
   EXPECT_FALSE(writer.save());
   std::size_t renames = 0;
@@ -289,7 +287,7 @@ TEST_F(Exchange, AFileThatAProgramHasOpenForWritingIsLeftWithoutARenameOrABackup
   EXPECT_EQ(numberInFile(), 0);
 }
 
-TEST_F(Exchange, AStaleFileHandleIsAFailureToWriteNotAChangeOfTheFile) {
+TEST_F(Exchange, AStaleFileHandleIsAWriteErrorAndNotAChangeOfTheFile) {
   const TraceEnd end =
       runTraced(program, [&](pid_t, const SystemCall& call) { return isExchange(call) ? failWith(ESTALE) : pass(); });
   ++disturbed;

@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::string_view kRecordPrefix = ".tarvel-undo-";
 
-/// A disk writes no less at a time.
+/// The smallest unit that a disk writes.
 constexpr std::size_t kSector = 512;
 
 std::string parentOf(const std::string& path) { return fs::path(path).parent_path().string(); }
@@ -46,7 +46,7 @@ ino_t inodeBehind(pid_t program, std::uint64_t fd) {
   return ::stat(descriptor(program, fd).c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-/// All that a call wrote: `answer` bytes of its pieces.
+/// The `answer` bytes that a call wrote from its buffers.
 std::string bytesWritten(pid_t program, const SystemCall& call) {
   const auto size = static_cast<std::size_t>(call.answer);
   if (call.number == SYS_pwrite64) return memoryOf(program, call.arguments[1], size);
@@ -91,7 +91,7 @@ DiskState DiskState::of(const std::string& folder) {
 
 namespace {
 
-/// A record that holds the inode number of the file as it was made anew.
+/// The undo journal with the inode number of the recreated file.
 std::string recordFor(const fs::path& file, std::string record) {
   constexpr std::size_t kInodeOffset = 24;
   const std::uint64_t inode = inodeOf(file);
@@ -104,7 +104,7 @@ std::string recordFor(const fs::path& file, std::string record) {
 void DiskState::materialise(const std::string& folder) const {
   for (const auto& entry : fs::directory_iterator(folder)) fs::remove_all(entry.path());
   std::map<ino_t, fs::path> made;
-  // Folders sort before what is in them; the records of writes come last, as their names depend on other files.
+  // Folders sort before their contents. Undo journals come last, since their names depend on other files.
   std::vector<std::pair<std::string, ino_t>> records;
   for (const auto& [path, inode] : entries) {
     const fs::path place = fs::path(folder) / path;
@@ -188,7 +188,7 @@ void CrashModel::observeNames(pid_t program, const SystemCall& call) {
   const auto& a = call.arguments;
   switch (call.number) {
     case SYS_linkat: {
-      // From an open file's entry in /proc, the program's own.
+      // From an entry of the program's own open files in /proc.
       const std::string source = textOf(program, a[1]);
       const std::string to = pathAt(program, a[2], a[3]);
       const std::size_t slash = source.rfind('/');
@@ -275,7 +275,7 @@ void CrashModel::apply(DiskState& state, const Change& change, int extent) {
 }
 
 void CrashModel::visitStates(std::size_t end, const std::function<void(const DiskState&)>& visit) const {
-  // The extents of what may be there or not count through all their combinations, like digits.
+  // Counts through all combinations of extents, as with digits.
   std::vector<int> extents(end, 2);
   std::vector<std::size_t> open;
   for (std::size_t i = 0; i < end; ++i) {
@@ -286,12 +286,12 @@ void CrashModel::visitStates(std::size_t end, const std::function<void(const Dis
   for (;;) {
     DiskState state = initial_;
     for (std::size_t i = 0; i < end; ++i) apply(state, changes_[i], extents[i]);
-    // What lies in a folder that is not there is not there either; folders sort before what is in them.
+    // The contents of a missing folder are missing too; folders sort before their contents.
     std::erase_if(state.entries, [&](const auto& entry) {
       const std::string folder = parentOf(entry.first);
       return !folder.empty() && !state.entries.contains(folder);
     });
-    // Bytes that no name leads to are nobody's.
+    // A file without a name is gone.
     std::set<ino_t> named;
     for (const auto& [path, inode] : state.entries) named.insert(inode);
     std::erase_if(state.contents, [&](const auto& entry) { return !named.contains(entry.first); });

@@ -1,4 +1,4 @@
-// The command, each of its system calls failing in turn, and each read and write doing half of what it was asked for.
+// Each system call of the command fails in turn, and each read and write transfers only half.
 
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -11,7 +11,7 @@
 #include <string>
 #include <system_error>
 
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
 
 namespace tarvel {
 namespace {
@@ -36,13 +36,13 @@ const std::vector<Failure>& failures() {
   return all;
 }
 
-/// Calls after which there is no program to speak of, or whose failures are not told by such codes.
+/// Calls that cannot fail with an errno value, or before and after the program's own code.
 bool isSpared(long number) {
   static const std::set<long> spared = {SYS_exit_group, SYS_exit, SYS_execve, SYS_munmap, SYS_futex, SYS_brk};
   return spared.contains(number);
 }
 
-/// What was seen of one failure: how often it struck, and how the program ended.
+/// How often a failure was injected, and how the program ended.
 struct Tally {
   std::size_t struck = 0;
   std::map<int, std::size_t> statuses;
@@ -50,10 +50,10 @@ struct Tally {
 
 class FailingCalls {
  public:
-  FailingCalls(ProofHome& home, TracedProgram program, std::function<void()> prepare)
+  FailingCalls(CrashHome& home, TracedProgram program, std::function<void()> prepare)
       : home_(home), program_(std::move(program)), prepare_(std::move(prepare)) {}
 
-  /// Runs the program once for each failure of each call. `check` judges each end.
+  /// Runs the program once for each failure of each call, and `check` after each run.
   void each(const std::function<void(const TraceEnd&, const Failure&)>& check) {
     findMain();
     for (const Failure& failure : failures()) {
@@ -68,10 +68,10 @@ class FailingCalls {
   [[nodiscard]] const Tally& tally(const std::string& failure) { return tallies_[failure]; }
 
  private:
-  /// Before its own code runs, the loader answers every failure with a status of its own, and nothing was touched.
+  /// Skips the loader's calls, whose failures end the program before its own code runs.
   void findMain() {
     prepare_();
-    // The last that the loader does is to give back the memory of its list of libraries.
+    // The loader's last call unmaps its cache of libraries.
     const TraceEnd end = runTraced(program_, [&](pid_t, const SystemCall& call) {
       if (call.number == SYS_munmap && firstOfMain_ == 0) firstOfMain_ = call.index + 1;
       return CallVerdict{};
@@ -103,7 +103,7 @@ class FailingCalls {
     check(end, failure);
   }
 
-  ProofHome& home_;
+  CrashHome& home_;
   TracedProgram program_;
   std::function<void()> prepare_;
   std::size_t firstOfMain_ = 0;
@@ -111,19 +111,19 @@ class FailingCalls {
   std::map<std::string, Tally> tallies_;
 };
 
-/// An answer that could not be written is a failure of its own, after everything was done.
+/// The output could not be written, after everything was done.
 constexpr int kNoAnswer = 74;
 
 bool isShort(const Failure& failure) { return failure.verdict.kind == CallVerdict::Kind::kShorten; }
 
 struct FailedCalls : testing::TestWithParam<FilePlacing> {
-  ProofHome home{GetParam()};
+  CrashHome home{GetParam()};
 };
 
 INSTANTIATE_TEST_SUITE_P(Placings, FailedCalls,
                          testing::Values(FilePlacing::kOrdinary, FilePlacing::kLinked, FilePlacing::kTwoNames));
 
-TEST_P(FailedCalls, ASortSucceedsOrLeavesTheFileAsItWasWithACodeAndWords) {
+TEST_P(FailedCalls, ASortSucceedsOrLeavesTheFileAsItWasWithACodeAndAMessage) {
   const std::set<int> codes = {0, 1, 5, 6, 7, 8, 70, kNoAnswer};
   FailingCalls calls(home, home.sort(), [&] { home.reset(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
@@ -153,7 +153,7 @@ TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
     const bool isDone = isBack && home.hasNoBackup();
     EXPECT_TRUE(home.hasOnlyWholeBackups());
     if (end.exitStatus == 12) {
-      // The backup could not be removed after it was put back.
+      // The backup was restored but could not be removed.
       EXPECT_TRUE(isBack && home.hasWholeBackup());
     } else {
       EXPECT_TRUE(isDone || (home.isSorted() && home.hasWholeBackup()));
@@ -168,10 +168,10 @@ TEST_P(FailedCalls, ARestoreSucceedsOrLeavesBothFilesAsTheyWere) {
 }
 
 struct FailedBackups : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(FailedBackups, ADatedCopyIsMadeOrThereIsACodeWithWords) {
+TEST_F(FailedBackups, ABackupIsMadeOrThereIsACodeAndAMessage) {
   const std::set<int> codes = {0, 1, 3, 5, 7, 8, 70, kNoAnswer};
   FailingCalls calls(home, home.keep(), [&] { home.reset(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
@@ -189,7 +189,7 @@ TEST_F(FailedBackups, ADatedCopyIsMadeOrThereIsACodeWithWords) {
   });
 }
 
-TEST_F(FailedBackups, ACopyIsPutBackOrTheFileStaysAsItWas) {
+TEST_F(FailedBackups, ABackupIsRestoredOrTheFileStaysAsItWas) {
   const std::set<int> codes = {0, 1, 3, 5, 6, 7, 8, 70, kNoAnswer};
   FailingCalls calls(home, home.putBack(), [&] { home.resetToSorted(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
@@ -211,7 +211,7 @@ TEST_F(FailedBackups, ACopyIsPutBackOrTheFileStaysAsItWas) {
   });
 }
 
-TEST_F(FailedBackups, APruneRemovesWhatIsToGoOrTellsAndNeverTheNewestOrTheFirst) {
+TEST_F(FailedBackups, APruneSucceedsOrFailsWithAMessageAndNeverRemovesTheNewestOrTheInitialBackup) {
   const std::set<int> codes = {0, 1, 5, 12, 70, kNoAnswer};
   FailingCalls calls(home, home.prune(), [&] { home.resetToThreeBackups(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {
@@ -227,9 +227,9 @@ TEST_F(FailedBackups, APruneRemovesWhatIsToGoOrTellsAndNeverTheNewestOrTheFirst)
   });
 }
 
-/// So a full disk is noticed while every old byte is there; on a disk that copies what is written, it is the only time.
-TEST(ReplacedInPlace, SpaceIsTakenBeforeAByteIsOverwritten) {
-  ProofHome home(FilePlacing::kTwoNames);
+/// A full disk is noticed while the old bytes are still there, also on a copy-on-write file system.
+TEST(ReplacedInPlace, SpaceIsReservedBeforeAByteIsOverwritten) {
+  CrashHome home(FilePlacing::kTwoNames);
   home.reset();
   bool isTaken = false;
   std::size_t overwritten = 0;
@@ -252,10 +252,10 @@ TEST(ReplacedInPlace, SpaceIsTakenBeforeAByteIsOverwritten) {
 }
 
 struct FailedSettings : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(FailedSettings, AChangeOfTheSettingsIsKeptOrTheOldOnesStay) {
+TEST_F(FailedSettings, AChangeOfSettingsSucceedsOrTheOldOnesStay) {
   const std::set<int> codes = {0, 12, 70, kNoAnswer};
   FailingCalls calls(home, home.set(), [&] { home.resetSettings(); });
   calls.each([&](const TraceEnd& end, const Failure& failure) {

@@ -1,5 +1,5 @@
-// Somebody saves the file while it is sorted, again and again, in every way that programs save. What was saved last is
-// what the file holds, in order or not.
+// Another thread saves the file at random moments of a sort, in every way that programs save. The last save is in the
+// file, sorted or not.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,8 @@
 #include "platform/linux/files/linux_file_manager.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/plist/serialization.h"
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
+#include "tests/support/real_files.h"
 #include "tests/support/tree_notation.h"
 
 namespace tarvel {
@@ -38,15 +39,14 @@ struct Interference : testing::Test {
   PlistSerialization serialization;
   LinuxFileManager files;
   MemoryPlatform memory{serialization};
-  Platform platform{memory.platform()};
   const std::string path = directory.path("Bookmarks.plist");
-  const std::uint32_t seed = isLongProof() ? std::random_device()() : static_cast<std::uint32_t>(::getpid());
+  const std::uint32_t seed = isLongForm() ? std::random_device()() : static_cast<std::uint32_t>(::getpid());
   std::mt19937 random{seed};
   std::chrono::microseconds longestDelay{0};
 
-  [[nodiscard]] static int rounds() { return isLongProof() ? kRoundsInLongForm : kRoundsInQuickForm; }
+  [[nodiscard]] static int rounds() { return isLongForm() ? kRoundsInLongForm : kRoundsInQuickForm; }
 
-  /// A file that is not in order, told from all others by its number.
+  /// An unsorted file with this number in it.
   std::string saved(int number) {
     const PropertyList list =
         tree("Root[ BookmarksBar[ ] BookmarksMenu[ zebra yak x" + std::to_string(number) + " apple ] ]");
@@ -85,13 +85,12 @@ struct Interference : testing::Test {
   }
 
   TarvelError sort() {
-    const Platform real{platform.propertyLists, files,           platform.collator,  platform.uuidSource,
-                        platform.systemLog,     platform.bundle, platform.workspace, platform.clock};
+    const Platform real = withFiles(memory.platform(), files);
     Tarvel tarvel(real);
     return tarvel.sortBookmarksInFileWithName(path);
   }
 
-  /// -1: no whole file is there.
+  /// -1 when there is no whole file.
   int numberInFile() {
     const PropertyListReading reading =
         serialization.propertyListFromData(Data::copyOf(directory.read("Bookmarks.plist")));
@@ -99,7 +98,7 @@ struct Interference : testing::Test {
     return number ? static_cast<int>(*number) : -1;
   }
 
-  /// From now on saves fall into any moment of a sort and a little later.
+  /// Sets the longest delay of a save to a little more than a sort takes.
   void measureSort() {
     constexpr int kSorts = 9;
     std::array<std::chrono::steady_clock::duration, kSorts> durations{};
@@ -113,7 +112,7 @@ struct Interference : testing::Test {
     longestDelay = std::chrono::duration_cast<std::chrono::microseconds>(durations[kSorts / 2]) * 5 / 4;
   }
 
-  /// One save of this kind at a random moment of a sort; answers what the sort said.
+  /// Saves at a random moment of a sort, and returns the result of the sort.
   TarvelError race(Saving way, int number) {
     const std::string bytes = saved(number);
     const auto delay = std::chrono::microseconds(random() % static_cast<unsigned>(longestDelay.count()));
@@ -129,7 +128,7 @@ struct Interference : testing::Test {
   }
 };
 
-TEST_F(Interference, WhatWasSavedLastIsNeverLostWhateverTheWayOfSaving) {
+TEST_F(Interference, TheLastSaveIsNeverLostHoweverItIsSaved) {
   SCOPED_TRACE("seed " + std::to_string(seed));
   measureSort();
   int late = 0;
@@ -139,8 +138,8 @@ TEST_F(Interference, WhatWasSavedLastIsNeverLostWhateverTheWayOfSaving) {
     renameOver(saved(2 * i));
     SCOPED_TRACE("round " + std::to_string(i) + ", way of saving " + std::to_string(i % kWaysOfSaving));
     const TarvelError error = race(way, 2 * i + 1);
-    ASSERT_EQ(numberInFile(), 2 * i + 1) << "the sort said " << error;
-    // A file that is not there, or half written, at that moment is no file of the browser's.
+    ASSERT_EQ(numberInFile(), 2 * i + 1) << "result of the sort: " << error;
+    // The sort may find the file missing or half written.
     const bool isExpected = error == TarvelErrorNone || error == TarvelErrorFileInUse ||
                             error == TarvelErrorBookmarksFileNotFound || error == TarvelErrorReadFailed;
     ASSERT_TRUE(isExpected) << error;
@@ -149,7 +148,7 @@ TEST_F(Interference, WhatWasSavedLastIsNeverLostWhateverTheWayOfSaving) {
     ASSERT_EQ(sort(), TarvelErrorNone);
     ASSERT_EQ(numberInFile(), 2 * i + 1);
   }
-  // Both the one who saves and the one who sorts came through.
+  // Saves and sorts both succeeded often enough.
   EXPECT_GT(tried, rounds() / 4);
   std::cout << rounds() << " races: " << tried << " sorted, " << late << " given up for the next time\n";
   std::size_t strays = 0;
@@ -159,19 +158,19 @@ TEST_F(Interference, WhatWasSavedLastIsNeverLostWhateverTheWayOfSaving) {
   EXPECT_EQ(strays, 0U);
 }
 
-TEST_F(Interference, AFileThatSomebodyHasOpenForWritingIsInUse) {
+TEST_F(Interference, AFileThatIsOpenForWritingIsInUse) {
   renameOver(saved(1));
   const UniqueFd writer(::open(path.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_TRUE(writer);
   EXPECT_EQ(sort(), TarvelErrorFileInUse);
-  // It writes to the very file that bears the name.
+  // The descriptor still refers to the file of that name.
   const std::string bytes = saved(2);
   ASSERT_EQ(::pwrite(writer.get(), bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
   ASSERT_EQ(::ftruncate(writer.get(), static_cast<off_t>(bytes.size())), 0);
   EXPECT_EQ(numberInFile(), 2);
 }
 
-TEST_F(Interference, AFileThatSomebodyReadsIsSorted) {
+TEST_F(Interference, AFileThatIsOpenForReadingIsSorted) {
   renameOver(saved(1));
   const UniqueFd reader(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   ASSERT_TRUE(reader);
@@ -186,9 +185,7 @@ TEST_F(Interference, TwoSortersDoNotDisturbEachOther) {
       PlistSerialization lists;
       MemoryPlatform twin(lists);
       LinuxFileManager manager;
-      const Platform base = twin.platform();
-      const Platform real{base.propertyLists, manager,     base.collator,  base.uuidSource,
-                          base.systemLog,     base.bundle, base.workspace, base.clock};
+      const Platform real = withFiles(twin.platform(), manager);
       Tarvel tarvel(real);
       other = tarvel.sortBookmarksInFileWithName(path);
     });

@@ -1,4 +1,4 @@
-// The command, killed before each of its system calls in turn.
+// The command is killed before each of its system calls in turn.
 
 #include <gtest/gtest.h>
 
@@ -6,17 +6,17 @@
 #include <csignal>
 #include <functional>
 
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
 
 namespace tarvel {
 namespace {
 
 constexpr std::size_t kMostInQuickForm = 120;
-/// For what shares most of its calls with a sort.
+/// For commands that share most of their calls with a sort.
 constexpr std::size_t kFewInQuickForm = 50;
 
 /// Runs `program` once for each call, killing it there.
-void killAtEachCall(ProofHome& home, const TracedProgram& program, const std::function<void()>& prepare,
+void killAtEachCall(CrashHome& home, const TracedProgram& program, const std::function<void()>& prepare,
                     const std::function<void()>& check, std::size_t most = kMostInQuickForm) {
   prepare();
   const std::size_t calls = runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).calls;
@@ -27,7 +27,7 @@ void killAtEachCall(ProofHome& home, const TracedProgram& program, const std::fu
     const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
       return CallVerdict{call.index == place ? CallVerdict::Kind::kKill : CallVerdict::Kind::kPass};
     });
-    // How many calls there are depends on the clock: it is waited for the next tick.
+    // The number of calls differs between runs, since a sort waits for a later timestamp.
     if (end.signal != SIGKILL) continue;
     SCOPED_TRACE(home.description());
     check();
@@ -36,14 +36,14 @@ void killAtEachCall(ProofHome& home, const TracedProgram& program, const std::fu
 }
 
 struct Killed : testing::TestWithParam<FilePlacing> {
-  ProofHome home{GetParam()};
+  CrashHome home{GetParam()};
 
   void expectThatTheNextSortSucceeds() {
     EXPECT_TRUE(home.hasOnlyHiddenStrays());
-    EXPECT_EQ(ProofHome::run(home.sort()), 0);
+    EXPECT_EQ(CrashHome::run(home.sort()), 0);
     EXPECT_TRUE(home.isSorted());
     EXPECT_TRUE(home.hasWholeBackup());
-    // Also when there was nothing to write.
+    // Also after a sort that writes nothing.
     EXPECT_EQ(home.strays(), std::vector<std::string>());
   }
 };
@@ -55,7 +55,7 @@ TEST_P(Killed, ASortLeavesAllOldOrAllNewBytesAndTheNextOneSucceeds) {
   killAtEachCall(
       home, home.sort(), [&] { home.reset(); },
       [&] {
-        // Two names of a file cannot be replaced in one step; torn bytes are made whole by whoever reads them next.
+        // A file with two names cannot be replaced atomically; the next reader repairs torn bytes from the journal.
         const bool mayBeTorn = GetParam() == FilePlacing::kTwoNames && home.hasRecord();
         EXPECT_TRUE(home.isUnsorted() || home.isSorted() || mayBeTorn);
         EXPECT_TRUE(home.hasNoBackup() || home.hasWholeBackup());
@@ -64,7 +64,7 @@ TEST_P(Killed, ASortLeavesAllOldOrAllNewBytesAndTheNextOneSucceeds) {
       });
 }
 
-TEST_P(Killed, ARestoreHappensOrDoesNotAndTheNextSortSucceeds) {
+TEST_P(Killed, ARestoreIsDoneOrNotAndTheNextSortSucceeds) {
   killAtEachCall(
       home, home.restore(), [&] { home.resetToSorted(); },
       [&] {
@@ -79,10 +79,10 @@ TEST_P(Killed, ARestoreHappensOrDoesNotAndTheNextSortSucceeds) {
 }
 
 struct KilledWithoutUnnamedFiles : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(KilledWithoutUnnamedFiles, ASortLeavesNothingThatTheNextOneDoesNotRemove) {
+TEST_F(KilledWithoutUnnamedFiles, TheNextSortRemovesWhatAKilledOneLeaves) {
   home.reset();
   std::size_t calls = 0;
   const auto refuse = [&](const SystemCall& call) {
@@ -96,7 +96,7 @@ TEST_F(KilledWithoutUnnamedFiles, ASortLeavesNothingThatTheNextOneDoesNotRemove)
     });
     if (end.signal != SIGKILL) continue;
     SCOPED_TRACE("killed before call " + std::to_string(place) + ": " + home.description());
-    EXPECT_EQ(ProofHome::runWithoutUnnamedFiles(home.sort()), 0);
+    EXPECT_EQ(CrashHome::runWithoutUnnamedFiles(home.sort()), 0);
     EXPECT_TRUE(home.isSorted());
     EXPECT_TRUE(home.hasWholeBackup());
     EXPECT_EQ(home.strays(), std::vector<std::string>());
@@ -105,24 +105,24 @@ TEST_F(KilledWithoutUnnamedFiles, ASortLeavesNothingThatTheNextOneDoesNotRemove)
 }
 
 struct KilledBackups : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(KilledBackups, ADatedCopyIsWholeOrNotThereAndTheNextOneIsMade) {
+TEST_F(KilledBackups, ABackupIsWholeOrAbsentAndTheNextOneSucceeds) {
   killAtEachCall(
       home, home.keep(), [&] { home.reset(); },
       [&] {
         EXPECT_TRUE(home.isUnsorted());
         EXPECT_TRUE(home.hasOnlyWholeBackups());
         EXPECT_TRUE(home.hasOnlyHiddenStrays());
-        EXPECT_EQ(ProofHome::run(home.keep()), 0);
+        EXPECT_EQ(CrashHome::run(home.keep()), 0);
         EXPECT_EQ(home.backups().size(), 1U);
         EXPECT_TRUE(home.hasOnlyWholeBackups());
       },
       kFewInQuickForm);
 }
 
-TEST_F(KilledBackups, ACopyIsPutBackOrNotAndBothItAndWhatItReplacesAreThere) {
+TEST_F(KilledBackups, ARestoredBackupAndWhatItReplacesBothExist) {
   killAtEachCall(
       home, home.putBack(), [&] { home.resetToSorted(); },
       [&] {
@@ -131,13 +131,13 @@ TEST_F(KilledBackups, ACopyIsPutBackOrNotAndBothItAndWhatItReplacesAreThere) {
         EXPECT_TRUE(home.isSorted() || home.hasBackupOfSorted()) << "what was replaced is lost";
         EXPECT_TRUE(home.hasOnlyWholeBackups());
         EXPECT_TRUE(home.hasOnlyHiddenStrays());
-        EXPECT_EQ(ProofHome::run(home.putBack()), 0);
+        EXPECT_EQ(CrashHome::run(home.putBack()), 0);
         EXPECT_TRUE(home.isUnsorted());
       },
       kFewInQuickForm);
 }
 
-TEST_F(KilledBackups, APruneLeavesTheNewestAndTheFirstCopyAndTheNextOneSucceeds) {
+TEST_F(KilledBackups, APruneLeavesTheNewestAndTheInitialBackupAndTheNextOneSucceeds) {
   killAtEachCall(
       home, home.prune(), [&] { home.resetToThreeBackups(); },
       [&] {
@@ -146,7 +146,7 @@ TEST_F(KilledBackups, APruneLeavesTheNewestAndTheFirstCopyAndTheNextOneSucceeds)
         EXPECT_TRUE(home.hasBackupOfSorted()) << "the newest is gone";
         EXPECT_TRUE(home.hasOnlyWholeBackups());
         EXPECT_TRUE(home.hasOnlyHiddenStrays());
-        EXPECT_EQ(ProofHome::run(home.prune()), 0);
+        EXPECT_EQ(CrashHome::run(home.prune()), 0);
         EXPECT_EQ(home.backups().size(), 1U);
         EXPECT_TRUE(home.hasBackupOfSorted());
       },
@@ -154,15 +154,15 @@ TEST_F(KilledBackups, APruneLeavesTheNewestAndTheFirstCopyAndTheNextOneSucceeds)
 }
 
 struct KilledSettings : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(KilledSettings, AChangeOfTheSettingsHappensOrDoesNotAndTheNextOneSucceeds) {
+TEST_F(KilledSettings, AChangeOfSettingsIsDoneOrNotAndTheNextOneSucceeds) {
   killAtEachCall(
       home, home.set(), [&] { home.resetSettings(); },
       [&] {
         EXPECT_TRUE(home.hasOldSettings() || home.hasNewSettings());
-        EXPECT_EQ(ProofHome::run(home.set()), 0);
+        EXPECT_EQ(CrashHome::run(home.set()), 0);
         EXPECT_TRUE(home.hasNewSettings());
         EXPECT_EQ(home.strays(), std::vector<std::string>());
       });

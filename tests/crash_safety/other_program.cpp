@@ -40,7 +40,7 @@ bool OtherProgram::saveInto(const std::string& bytes) {
   UniqueFd fd(::open(file_.c_str(), kFlags | (method_ == SaveMethod::kTruncate ? O_TRUNC : 0), 0600));
   if (!fd) return false;
   if (keepsFileOpen()) {
-    // It has only opened the file so far; the next call writes.
+    // Only opened; the next call writes.
     open_ = std::move(fd);
     return false;
   }

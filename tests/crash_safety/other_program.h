@@ -10,33 +10,33 @@ namespace tarvel {
 enum class SaveMethod {
   /// A new file renamed over the old one.
   kRename,
-  /// Removed, then made anew. The new file may get the inode number of the old one.
+  /// Removed and recreated. The new file may get the inode number of the old one.
   kRecreate,
   /// Opened with truncation, then written.
   kTruncate,
   /// Overwritten without truncation, in one call.
   kInPlace,
-  /// Opened once, and written to from then on for as long as the program runs.
+  /// Written through one descriptor that stays open.
   kThroughOpenFile,
 };
 
-/// A program that saves the bookmarks file again and again; each save is told from the others by its number.
+/// A program that saves the bookmarks file repeatedly. Each save has its own number.
 ///
-/// It never blocks: a traced program may hold a lease on the file while it stands still.
+/// It never blocks: a stopped traced program may hold a lease on the file.
 class OtherProgram {
  public:
   OtherProgram(std::string file, SaveMethod method) : file_(std::move(file)), method_(method) {}
 
-  /// Saves once. False when the file cannot be opened at this instant; the caller tries again later.
+  /// Saves once. False when the file cannot be opened now; the caller tries again later.
   [[nodiscard]] bool save();
   /// The number of the last save; 0 when there was none.
   [[nodiscard]] int lastSave() const { return lastSave_; }
-  /// Whether it has the file open from one save to the next.
+  /// Whether it keeps the file open between saves.
   [[nodiscard]] bool keepsFileOpen() const { return method_ == SaveMethod::kThroughOpenFile; }
 
-  /// The bytes of a bookmarks file that is not in order and carries this number.
+  /// An unsorted bookmarks file with this number in it.
   [[nodiscard]] static std::string bytesOf(int number);
-  /// The number in a bookmarks file; -1 when these are no such bytes.
+  /// The number in a bookmarks file; -1 when there is none.
   [[nodiscard]] static int numberIn(const std::string& bytes);
 
  private:

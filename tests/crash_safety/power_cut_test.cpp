@@ -1,12 +1,12 @@
-// The power goes at any moment: whatever the disk may have by then is whole, and the next run goes on from it.
+// The power is cut at any moment: every state that the disk may have is whole, and the next run succeeds from it.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <string>
 
+#include "tests/crash_safety/crash_home.h"
 #include "tests/crash_safety/crash_model.h"
-#include "tests/crash_safety/proof_home.h"
 
 namespace tarvel {
 namespace {
@@ -16,9 +16,9 @@ constexpr const char* kBackup = "data/Tarvel/Bookmarks (Initial Copy).plist";
 constexpr const char* kSettings = "config/org.tarvel.Tarvel/preferences.plist";
 constexpr std::size_t kMostRunsInQuickForm = 25;
 
-/// Follows one undisturbed run and shows each state it may leave to `check`. Some of them, or all in the long form, are
-/// then what the next sort finds. What was done when the program said so must be on the disk: `isDone`.
-void cutThePowerOf(ProofHome& home, const TracedProgram& program, const std::function<void(const DiskState&)>& check,
+/// Traces one run without faults and passes each state that it may leave to `check`. `goOn` continues from some of
+/// them, or from all in the long form. After the program's end `isDone` must hold: what it reported as done is on disk.
+void cutThePowerOf(CrashHome& home, const TracedProgram& program, const std::function<void(const DiskState&)>& check,
                    const std::function<bool(const DiskState&)>& isDone, const std::function<void()>& goOn) {
   CrashModel model(home.root());
   const TraceEnd end = runTraced(
@@ -43,7 +43,7 @@ void cutThePowerOf(ProofHome& home, const TracedProgram& program, const std::fun
 }
 
 struct PowerCut : testing::TestWithParam<FilePlacing> {
-  ProofHome home{GetParam()};
+  CrashHome home{GetParam()};
 
   [[nodiscard]] bool isUnsorted(const DiskState& state) const {
     const std::string* bytes = state.bytesAt(kFile);
@@ -57,7 +57,7 @@ struct PowerCut : testing::TestWithParam<FilePlacing> {
     const std::string* bytes = state.bytesAt(kBackup);
     return bytes != nullptr && *bytes == home.unsortedBytes();
   }
-  /// A file that is replaced in place has its record until it is whole.
+  /// A file that is overwritten in place has an undo journal until it is whole.
   [[nodiscard]] bool hasRecord(const DiskState& state) const {
     for (const auto& [path, inode] : state.entries) {
       if (path.starts_with("browser/.tarvel-undo-")) return true;
@@ -70,11 +70,11 @@ struct PowerCut : testing::TestWithParam<FilePlacing> {
   [[nodiscard]] bool hasBackupOfSorted(const DiskState& state) const {
     return std::ranges::any_of(state.entries, [&](const auto& entry) {
       const std::string* bytes = state.bytesAt(entry.first);
-      return ProofHome::isBackup(entry.first) && bytes != nullptr && home.isSortedBytes(*bytes);
+      return CrashHome::isBackup(entry.first) && bytes != nullptr && home.isSortedBytes(*bytes);
     });
   }
   void expectThatTheNextSortSucceeds() const {
-    EXPECT_EQ(ProofHome::run(home.sort()), 0);
+    EXPECT_EQ(CrashHome::run(home.sort()), 0);
     EXPECT_TRUE(home.isSorted());
     EXPECT_TRUE(home.hasWholeBackup());
   }
@@ -96,7 +96,7 @@ TEST_P(PowerCut, ASortLeavesAllOldOrAllNewBytesAndNoNewOnesWithoutABackup) {
       [&] { expectThatTheNextSortSucceeds(); });
 }
 
-TEST_P(PowerCut, ARestoreHappensOrDoesNot) {
+TEST_P(PowerCut, ARestoreIsDoneOrNot) {
   home.resetToSorted();
   cutThePowerOf(
       home, home.restore(),
@@ -109,7 +109,7 @@ TEST_P(PowerCut, ARestoreHappensOrDoesNot) {
       [&](const DiskState& state) { return isUnsorted(state); }, [&] { expectThatTheNextSortSucceeds(); });
 }
 
-TEST_P(PowerCut, ACopyIsPutBackOrNotAndStaysWithWhatItReplaces) {
+TEST_P(PowerCut, ARestoredBackupAndWhatItReplacesBothExist) {
   home.resetToSorted();
   cutThePowerOf(
       home, home.putBack(),
@@ -122,10 +122,10 @@ TEST_P(PowerCut, ACopyIsPutBackOrNotAndStaysWithWhatItReplaces) {
 }
 
 struct PowerCutSettings : testing::Test {
-  ProofHome home;
+  CrashHome home;
 };
 
-TEST_F(PowerCutSettings, AChangeOfTheSettingsHappensOrDoesNot) {
+TEST_F(PowerCutSettings, AChangeOfSettingsIsDoneOrNot) {
   home.resetSettings();
   const std::string* before = nullptr;
   const DiskState first = DiskState::of(home.root());
@@ -143,7 +143,7 @@ TEST_F(PowerCutSettings, AChangeOfTheSettingsHappensOrDoesNot) {
         return bytes != nullptr && home.areNewSettings(*bytes);
       },
       [&] {
-        EXPECT_EQ(ProofHome::run(home.set()), 0);
+        EXPECT_EQ(CrashHome::run(home.set()), 0);
         EXPECT_TRUE(home.hasNewSettings());
       });
 }

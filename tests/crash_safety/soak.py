@@ -1,7 +1,7 @@
-"""Agents and browser-like writers in real time, with faults on both sides, for as long as is wanted.
+"""Agents and writers that save as a browser does, in real time, with faults on both sides.
 
-At every quiet point the file is in order, holds what was saved last, was rewritten exactly once or not at all, and the
-agent has grown neither in memory nor in descriptors and keeps no dead child.
+Whenever the agent is idle, the file is sorted, has the last save in it and was rewritten at most once, and the agent has no
+more memory, descriptors or zombies than before.
 """
 
 import argparse
@@ -22,13 +22,13 @@ from machine import AGENT_IDENTITY, Machine, is_running, long_ago, wait_for
 from soak_support import Feed, FolderWatch, open_descriptors, resident_kilobytes, wait_until_quiet, zombies_of
 from soak_writer import Writer, entries_of
 
-# The watcher's two seconds, the shortest latency, and something less: until then nothing is sorted.
+# Seconds in which nothing is sorted: the watcher's two and the shortest latency, less a margin.
 UNTIL_SORTING = 2.9
-# How long the agent may take to be done with something on a machine that is busy.
+# Seconds that the agent may take on a busy machine.
 PATIENCE = 180
-# Kilobytes that an agent may grow by from its first sorts to its last.
+# Kilobytes that an agent may grow between its first and its last sort.
 MEMORY_ALLOWANCE = 1024
-# Bookmarks of the largest tree; the others have fewer.
+# The number of bookmarks in the largest tree.
 LARGEST = 400
 OPTIONS = {
     "FoldersAtTop": "folders-at-top",
@@ -39,14 +39,14 @@ OPTIONS = {
 
 
 class Life:
-    """One machine: its writer, and its agents one after the other. A gentle life has only one agent."""
+    """One machine with a writer and a sequence of agents. A gentle life has only one agent."""
 
     def __init__(self, machine, feed, chance, number):
         self.machine = machine
         self.feed = feed
         self.chance = chance
         self.is_gentle = number == 0
-        # Everything comes before anything comes again, and first something else on every machine.
+        # Every happening occurs before any is repeated; each machine begins with another.
         self.deck = [self.happenings()[number % len(self.happenings())]]
         self.writer = Writer(machine, chance)
         self.options = dict.fromkeys(OPTIONS, True)
@@ -58,11 +58,9 @@ class Life:
         self.began = self.saved_until = None
         self.story = []
         self.watch = FolderWatch(machine.folder, machine.file.name)
-        # Where whoever runs the agent may run it, too.
+        # Where the agent's user can execute it.
         self.tarvel = machine.home / "tarvel"
         shutil.copy2(TARVEL, self.tarvel)
-
-    # The agent.
 
     def start(self):
         self.machine.information["SUFeedURL"] = self.feed.renew()
@@ -76,7 +74,7 @@ class Life:
                          SULastCheckTime=long_ago(), **self.options)
 
     def change_setting(self):
-        """Beside an agent that may be writing there too."""
+        """The agent may write the settings at the same time."""
         key = self.chance.choice(list(OPTIONS))
         self.options[key] = self.chance.random() < 0.5
         subprocess.run([self.tarvel, "settings", "set", key, "yes" if self.options[key] else "no"], check=True,
@@ -84,17 +82,17 @@ class Life:
         self.counts["settings"] += 1
 
     def dismiss_main_applications(self):
-        """Their notes are read; they quit."""
-        quit_wish = self.machine.notes / "quit"
-        quit_wish.touch()
+        """Makes the main applications quit, and removes their notes."""
+        quit_file = self.machine.notes / "quit"
+        quit_file.touch()
         for launch in self.machine.launches():
             wait_for(lambda pid=launch["pid"]: not is_running(pid), "the main application to quit")
         for note in self.machine.notes.glob("launch-*.plist"):
             note.unlink()
-        quit_wish.unlink()
+        quit_file.unlink()
 
     def restart_after(self, codes):
-        """The agent reports one of `codes` and ends; the main application comes, and starts it again."""
+        """Waits until the agent hands over one of `codes` and exits, and starts it again."""
         status = self.machine.wait_for_end(PATIENCE)
         assert status == 0, f"exit status {status}"
         wait_for(lambda: [one for one in self.machine.launches() if one["code"] in codes], f"one of {codes} reported")
@@ -102,8 +100,6 @@ class Life:
         self.counts["errors reported"] += 1
         self.prepare_settings()
         self.start()
-
-    # What holds whenever nothing goes on.
 
     def preview(self, path):
         arguments = [f"--{'' if value else 'no-'}{OPTIONS[key]}" for key, value in self.options.items()]
@@ -119,14 +115,14 @@ class Life:
         return self.machine.process.poll() is None
 
     def rewrites(self):
-        """By the agent, since the last call."""
+        """The number of the agent's rewrites since the last call."""
         self.watch.read()
         total = self.watch.renames - self.writer.renames
         fresh, self.counts["rewrites"] = total - self.counts["rewrites"], total
         return fresh
 
     def check_file(self):
-        """That the saved file was put in order, by one rewrite, or left as it was."""
+        """The saved file was sorted by one rewrite, or left as it was."""
         data = self.machine.file.read_bytes()
         saved = self.machine.home / "saved.plist"
         saved.write_bytes(self.writer.saved)
@@ -144,7 +140,7 @@ class Life:
 
     def check_surroundings(self):
         names = set(os.listdir(self.machine.folder)) - {self.machine.file.name, "History.plist", "lock"}
-        # An agent that is killed may leave a new file behind; the next to write takes it away.
+        # A killed agent may leave a temporary file, which the next write removes.
         assert not names or self.may_have_left_something, f"left behind: {names}"
         if self.machine.backup.exists():
             self.backup = self.backup or self.machine.backup.read_bytes()
@@ -153,23 +149,23 @@ class Life:
     def check_agent(self):
         pid = self.machine.process.pid
         offers = self.feed.offers
-        wait_for(lambda: [one["code"] for one in self.machine.launches()].count(103) >= offers, "word of updates")
+        wait_for(lambda: [one["code"] for one in self.machine.launches()].count(103) >= offers, "the updates to be handed over")
         if offers:
             self.dismiss_main_applications()
             self.counts["updates offered"] += offers
             self.feed.offers -= offers
-        wait_for(lambda: not zombies_of(pid), "dead children to be buried", 30)
+        wait_for(lambda: not zombies_of(pid), "zombies to be reaped", 30)
         memory = resident_kilobytes(pid)
         if self.has_sorted and self.base_memory is None:
             self.base_memory, self.base_descriptors = memory, open_descriptors(pid)
         self.most_memory = max(self.most_memory, memory)
-        # Before its first sort an agent has not opened what it will need for every other.
+        # The first sort opens files that stay open.
         if self.base_memory is None:
             return
         wait_for(lambda: open_descriptors(pid) <= self.base_descriptors, "descriptors to be closed", 30)
         self.descriptors = max(self.descriptors, self.base_descriptors)
         self.most_growth = max(self.most_growth, memory - self.base_memory)
-        # A sanitizer keeps what is freed.
+        # Sanitizers keep freed memory.
         if not SANITIZED:
             assert self.most_growth <= MEMORY_ALLOWANCE, f"grown by {self.most_growth} kB to {memory} kB"
 
@@ -179,7 +175,7 @@ class Life:
         self.check_surroundings()
         self.check_agent()
 
-    # What happens, each from one quiet point to the next.
+    # The happenings, each from one idle agent to the next.
 
     def plain(self):
         self.writer.burst()
@@ -188,11 +184,11 @@ class Life:
         self.machine.lock.touch()
         self.writer.burst(0.6)
         self.writer.pause(9)
-        assert self.rewrites() == 0, "rewritten while the browser held it"
+        assert self.rewrites() == 0, "rewritten under the browser's lock"
         self.machine.lock.unlink()
 
     def flickering_lock(self):
-        """A lock that comes and goes while the agent looks for it."""
+        """A lock that appears and disappears while the agent checks for it."""
         self.writer.burst()
         self.saved_until = time.monotonic()
         time.sleep(max(0, self.began + UNTIL_SORTING - time.monotonic()))
@@ -233,7 +229,7 @@ class Life:
         self.machine.file.chmod(0o644)
 
     def killed(self):
-        """In whatever it does. What is there then is what was saved, in order or not yet."""
+        """At any moment. The last save is in the file, sorted or not."""
         self.writer.burst()
         self.saved_until = time.monotonic()
         self.writer.pause(4)
@@ -246,7 +242,7 @@ class Life:
         rewrites = self.rewrites()
         assert rewrites <= 1 or self.is_late(), f"rewritten {rewrites} times"
         self.may_have_left_something = True
-        # An update that was being looked for is nobody's affair any more.
+        # Drops an update that was being checked for.
         self.dismiss_main_applications()
         self.prepare_settings()
         self.start()
@@ -269,8 +265,6 @@ class Life:
         self.rewrites()
         self.writer.put(self.writer.saved)
 
-    # A round.
-
     def perform(self, happening):
         self.counts[happening.__name__.replace("_", " ")] += 1
         self.counts["bursts"] += 1
@@ -280,11 +274,11 @@ class Life:
         self.saved_until = self.saved_until or time.monotonic()
 
     def is_late(self):
-        """Whether a save may have met a sort."""
+        """Whether a save may have overlapped a sort."""
         return self.saved_until - self.began >= UNTIL_SORTING
 
     def recover(self):
-        """The machine was too busy, and a save may have met a sort: what has to be there the next burst tells."""
+        """On a busy machine a save may overlap a sort; the checks resume after the next burst."""
         self.counts["late"] += 1
         if not self.settle():
             self.restart_after({1, 5, 6, 8})
@@ -305,7 +299,7 @@ class Life:
         self.perform(happening)
         if happening == self.killed:
             self.perform(self.plain)
-        # While the agent is kept from the file, a burst may take as long as it likes.
+        # While the agent cannot sort, a burst may take any time.
         if self.is_late() and happening not in (self.under_lock, self.stopped_meanwhile, self.ended_by_an_error):
             self.recover()
         else:
@@ -315,7 +309,7 @@ class Life:
         self.prepare_settings()
         self.writer.save()
         self.start()
-        # The largest tree there will be: from now on nothing needs more memory than is in use then.
+        # The largest tree first, so that later ones need no more memory.
         for _ in range(2):
             self.writer.save(LARGEST)
             self.check_all()
@@ -347,7 +341,7 @@ def run_life(number, arguments, deadline, progress):
 
 
 def report(lives, arguments, seconds):
-    """A line for each life, and one for all."""
+    """Prints a line for each life, and the totals."""
     columns = ("bursts", "rewrites", "launches", "errors reported", "kills", "updates offered", "settings", "late")
     print(f"{seconds:.0f} s, seed {arguments.seed}")
     print("  ".join(["agent", *columns, "memory kB", "growth kB", "descriptors"]))
@@ -366,7 +360,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--seconds", type=float, default=900 if is_long else 20)
     parser.add_argument("--seed", type=int, default=1)
-    parser.add_argument("--agents", type=int, default=10, help="each on a machine of its own")
+    parser.add_argument("--agents", type=int, default=10, help="each with its own machine")
     arguments = parser.parse_args()
     began = time.monotonic()
     bursts = collections.Counter()

@@ -1,4 +1,4 @@
-"""What the soak looks through: what happens to a file, what a process holds and waits for, and a feed of updates."""
+"""What the soak observes: events of a file, resources of a process; and a feed of updates."""
 
 import ctypes
 import os
@@ -17,9 +17,9 @@ IN_Q_OVERFLOW = 0x4000
 
 
 class FolderWatch:
-    """What happens to one name in a folder. It goes with the folder when that is renamed.
+    """Watches one name in a folder, also after the folder is renamed.
 
-    `renames`: how often something was renamed to that name. `is_opened`: whether it was opened since the last time.
+    `renames`: how often a file was renamed to that name. `is_opened`: whether it was opened since the last rename.
     """
 
     def __init__(self, folder, name):
@@ -28,14 +28,14 @@ class FolderWatch:
         self.is_opened = False
         libc = ctypes.CDLL(None, use_errno=True)
         self._descriptor = libc.inotify_init1(os.O_NONBLOCK | os.O_CLOEXEC)
-        # Alike events in a row become one. The other half of each rename keeps them apart.
+        # The kernel merges equal consecutive events; IN_MOVED_FROM separates two IN_MOVED_TO.
         mask = IN_OPEN | IN_MOVED_FROM | IN_MOVED_TO
         watch = libc.inotify_add_watch(self._descriptor, str(folder).encode(), mask)
         if self._descriptor < 0 or watch < 0:
-            raise OSError(ctypes.get_errno(), "no inotify here")
+            raise OSError(ctypes.get_errno(), "inotify is not available")
 
     def read(self):
-        """Takes note of everything until now."""
+        """Processes all events so far."""
         while True:
             try:
                 data = os.read(self._descriptor, 65536)
@@ -48,7 +48,7 @@ class FolderWatch:
                 at += 16 + length
 
     def _note(self, mask, name):
-        assert not mask & IN_Q_OVERFLOW, "events went unseen"
+        assert not mask & IN_Q_OVERFLOW, "events were lost"
         if name != self._name:
             return
         if mask & IN_OPEN:
@@ -110,7 +110,7 @@ def status_or_nothing(pid):
 
 
 def has_time_to_wait_for(pid):
-    """Whether a delay runs: a timer of the clock that delays are counted by, and not a date of the calendar."""
+    """Whether a timerfd of the monotonic clock is armed; timers of the real-time clock do not count."""
     for descriptor in os.listdir(f"/proc/{pid}/fdinfo"):
         try:
             text = pathlib.Path(f"/proc/{pid}/fdinfo/{descriptor}").read_text()
@@ -122,14 +122,13 @@ def has_time_to_wait_for(pid):
 
 
 def looks_for_updates(pid):
-    """In a child: the checker, or what is about to become a program. A main application that was launched may stay."""
+    """Whether a child is the update checker or has not executed a program yet. A launched main application may stay."""
     names = ("Name:\ttarvel-update", "Name:\tTarvelHelper")
     return any(status_or_nothing(child).startswith(names) for child in children(pid))
 
 
 def wait_until_quiet(process, patience):
-    """Until the process sleeps, looks for no update and waits for no time to pass: nothing is left of what it was told.
-    Also when it ends."""
+    """Waits until the process sleeps, checks for no update and has no armed timer, or has ended."""
 
     def snapshot():
         if process.poll() is not None:
@@ -147,8 +146,8 @@ def wait_until_quiet(process, patience):
         before = snapshot()
         if before is None:
             return False
-        # Longer than the agent sleeps while somebody holds the file, which nothing else betrays.
+        # Longer than the agent's pause under the browser's lock, which /proc does not show.
         time.sleep(0.5)
         return snapshot() == before
 
-    wait_for(is_quiet, "the agent to wait for nothing", patience)
+    wait_for(is_quiet, "the agent to be idle", patience)

@@ -1,4 +1,4 @@
-"""A browser's way with its bookmarks file, and trees for it that cleaning leaves as they are."""
+"""Saves as a browser does, and trees that cleaning leaves unchanged."""
 
 import os
 import plistlib
@@ -11,7 +11,7 @@ LETTERS = "abcdefzABCZäéÖß0129-"
 
 
 class Trees:
-    """No title and no address comes twice, and no folder is empty."""
+    """Trees with unique titles and addresses, and without empty folders."""
 
     def __init__(self, chance):
         self._chance = chance
@@ -39,7 +39,7 @@ class Trees:
 
 
 def entries_of(node, path=()):
-    """Every entry with where it is, whatever its place among its siblings."""
+    """Every entry with its folders, independent of order."""
     found = []
     for child in node.get("Children", []):
         title = title_of(child)
@@ -49,7 +49,7 @@ def entries_of(node, path=()):
 
 
 class Writer:
-    """Saves into the file of a machine. `saved` is what it wrote last, `renames` how often it renamed."""
+    """Saves the file of a machine. `saved`: the last bytes. `renames`: how often it renamed."""
 
     def __init__(self, machine, chance):
         self._machine = machine
@@ -107,7 +107,7 @@ class Writer:
         way()
 
     def burst(self, pause=0.15):
-        """Several saves within a second or two, with what else a browser does meanwhile."""
+        """Several saves within one or two seconds, with writes to another file and touches in between."""
         for _ in range(self._chance.randint(1, 5)):
             self.save_somehow()
             if self._chance.random() < 0.3:

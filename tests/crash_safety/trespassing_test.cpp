@@ -1,5 +1,5 @@
-// Nobody gets in by way of a file: what is made is private, made new, in a folder that is held open, by no other
-// program.
+// Other users cannot interfere through files: new files are private and exclusive, names change only relative to open
+// folders, no program is executed, and planted links are not followed.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include <set>
 #include <string>
 
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
 
 namespace tarvel {
 namespace {
@@ -31,9 +31,9 @@ mode_t modeOf(const std::string& path) {
 }
 
 struct Trespassing : testing::Test {
-  ProofHome home;
+  CrashHome home;
 
-  /// Every call of a sort, a restore and a change of the settings.
+  /// Traces a sort, a restore and a change of the settings.
   void eachCall(const DecideCall& decide) {
     home.reset();
     ASSERT_EQ(runTraced(home.sort(), decide).exitStatus, 0);
@@ -43,7 +43,7 @@ struct Trespassing : testing::Test {
   }
 };
 
-TEST_F(Trespassing, NoProgramIsExecutedAndNoOtherProcessMade) {
+TEST_F(Trespassing, NoProgramIsExecutedAndNoProcessIsForked) {
   const std::set<long> forbidden = {SYS_execve, SYS_execveat, SYS_fork, SYS_vfork, SYS_clone, SYS_clone3};
   std::size_t calls = 0;
   eachCall([&](pid_t, const SystemCall& call) {
@@ -54,7 +54,7 @@ TEST_F(Trespassing, NoProgramIsExecutedAndNoOtherProcessMade) {
   EXPECT_GT(calls, 300U);
 }
 
-TEST_F(Trespassing, FilesAreMadePrivateWithoutANameOrNewAndNeverThroughALink) {
+TEST_F(Trespassing, NewFilesArePrivateAndUnnamedOrExclusiveAndNeverBehindALink) {
   std::size_t made = 0;
   eachCall([&](pid_t pid, const SystemCall& call) {
     if (call.number != SYS_openat) return pass();
@@ -63,7 +63,7 @@ TEST_F(Trespassing, FilesAreMadePrivateWithoutANameOrNewAndNeverThroughALink) {
     if (!hasNoName && (flags & O_CREAT) == 0) return pass();
     ++made;
     EXPECT_EQ(call.arguments[3] & 077U, 0U);
-    // The one file that several processes share is the lock of the settings.
+    // The lock of the settings is shared by processes, so it is not exclusive.
     const bool isLock = textOf(pid, call.arguments[1]).ends_with("preferences.plist.lock");
     EXPECT_TRUE(hasNoName || (flags & O_NOFOLLOW) != 0);
     EXPECT_TRUE(hasNoName || isLock || (flags & O_EXCL) != 0);
@@ -73,7 +73,7 @@ TEST_F(Trespassing, FilesAreMadePrivateWithoutANameOrNewAndNeverThroughALink) {
   EXPECT_GT(made, 3U);
 }
 
-TEST_F(Trespassing, WithoutUnnamedFilesTheNamesAreNewAndNeverThroughALink) {
+TEST_F(Trespassing, WithoutUnnamedFilesNewNamesAreExclusiveAndNeverBehindALink) {
   std::size_t made = 0;
   eachCall([&](pid_t, const SystemCall& call) {
     if (call.number != SYS_openat) return pass();
@@ -88,7 +88,7 @@ TEST_F(Trespassing, WithoutUnnamedFilesTheNamesAreNewAndNeverThroughALink) {
   EXPECT_GT(made, 2U);
 }
 
-TEST_F(Trespassing, NamesChangeOnlyInFoldersThatAreHeldOpen) {
+TEST_F(Trespassing, NamesChangeOnlyRelativeToOpenFolders) {
   std::size_t changed = 0;
   eachCall([&](pid_t pid, const SystemCall& call) {
     const std::set<long> byPathAlone = {SYS_rename, SYS_link, SYS_unlink, SYS_symlink, SYS_creat, SYS_truncate};
@@ -112,17 +112,17 @@ TEST_F(Trespassing, NamesChangeOnlyInFoldersThatAreHeldOpen) {
   EXPECT_GT(changed, 2U);
 }
 
-TEST_F(Trespassing, WhatIsMadeIsForTheUserAloneAndAFileThatWasThereKeepsItsMode) {
+TEST_F(Trespassing, NewFilesAreForTheUserAloneAndAnExistingFileKeepsItsMode) {
   const mode_t mask = ::umask(0);
   home.reset();
   fs::remove_all(home.root() + "/data");
   fs::remove_all(home.root() + "/config");
   ASSERT_EQ(::chmod(home.file().c_str(), 0640), 0);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
-  EXPECT_EQ(ProofHome::run(home.set()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.set()), 0);
   (void)::umask(mask);
   EXPECT_EQ(modeOf(home.file()), 0640U);
-  // The copy tells no more people than the file did.
+  // The backup is as readable as the file.
   EXPECT_EQ(modeOf(home.backup()), 0640U);
   EXPECT_EQ(modeOf(home.root() + "/data/Tarvel"), 0700U);
   EXPECT_EQ(modeOf(home.settings()), 0600U);
@@ -130,16 +130,15 @@ TEST_F(Trespassing, WhatIsMadeIsForTheUserAloneAndAFileThatWasThereKeepsItsMode)
   EXPECT_EQ(modeOf(fs::path(home.settings()).parent_path().string()), 0700U);
 }
 
-/// Where a folder lets others in, they may put a link in the file's place while it is sorted. What that leads to is not
-/// written: it is not what was read.
-TEST_F(Trespassing, ALinkPutInTheFilesPlaceMidRunIsNotWrittenThrough) {
+/// In a folder that others may write to, a link may replace the file during a sort. Its target is not what was read.
+TEST_F(Trespassing, ALinkThatReplacesTheFileDuringASortIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   home.reset();
   const std::size_t calls = runTraced(home.sort(), [](pid_t, const SystemCall&) { return pass(); }).calls;
   std::size_t placed = 0;
   for (const std::size_t place : chosen(calls, 60)) {
     home.reset();
-    std::ofstream(victim) << "somebody's file";
+    std::ofstream(victim) << "another file";
     const TraceEnd end = runTraced(home.sort(), [&](pid_t, const SystemCall& call) {
       if (call.index != place) return pass();
       fs::remove(home.file());
@@ -151,19 +150,18 @@ TEST_F(Trespassing, ALinkPutInTheFilesPlaceMidRunIsNotWrittenThrough) {
     EXPECT_EQ(end.signal, 0);
     std::ifstream file(victim);
     const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    EXPECT_EQ(bytes, "somebody's file");
+    EXPECT_EQ(bytes, "another file");
     if (HasFailure()) return;
   }
   EXPECT_GT(placed, 20U);
 }
 
-/// A link that is there when the command looks where its path leads is the user's, and is followed. One that comes
-/// later is not.
-TEST_F(Trespassing, ALinkPutInTheFilesPlaceWhileACopyIsPutBackIsNotWrittenThrough) {
+/// A link that exists when the command resolves the path is the user's and is followed. A later one is not.
+TEST_F(Trespassing, ALinkThatReplacesTheFileDuringARestoreIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   for (const TracedProgram& program : {home.restore(), home.putBack()}) {
     home.resetToSorted();
-    // The last look before the backup is read.
+    // The last resolution of the path before the backup is read.
     std::size_t first = 0;
     bool isReading = false;
     const auto noteLook = [&](pid_t pid, const SystemCall& call) {
@@ -177,7 +175,7 @@ TEST_F(Trespassing, ALinkPutInTheFilesPlaceWhileACopyIsPutBackIsNotWrittenThroug
     ASSERT_GT(first, 0U);
     for (const std::size_t place : chosen(calls - first - 1, 60)) {
       home.resetToSorted();
-      std::ofstream(victim) << "somebody's file";
+      std::ofstream(victim) << "another file";
       const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
         if (call.index != first + 1 + place) return pass();
         fs::remove(home.file());
@@ -188,29 +186,29 @@ TEST_F(Trespassing, ALinkPutInTheFilesPlaceWhileACopyIsPutBackIsNotWrittenThroug
       EXPECT_EQ(end.signal, 0);
       std::ifstream file(victim);
       const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-      EXPECT_TRUE(bytes == "somebody's file");
+      EXPECT_TRUE(bytes == "another file");
       if (HasFailure()) return;
     }
   }
 }
 
-TEST_F(Trespassing, ALinkInPlaceOfTheBackupIsNotWrittenThrough) {
+TEST_F(Trespassing, ADanglingLinkInPlaceOfTheBackupIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   home.reset();
   fs::create_directories(home.root() + "/data/Tarvel");
-  // One that leads nowhere: there is no backup then, and none is made over there.
+  // There is no backup, and none is created at the link's target.
   fs::create_symlink(victim, home.backup());
-  EXPECT_EQ(ProofHome::run(home.sort()), 7);
+  EXPECT_EQ(CrashHome::run(home.sort()), 7);
   EXPECT_TRUE(home.isUnsorted());
   EXPECT_FALSE(fs::exists(victim));
 }
 
-/// Whoever can put a file among the user's settings could do anything: so it is read. What is written is the user's.
-TEST_F(Trespassing, SettingsThatSomebodyElseOwnsAreReadAndRewrittenAsTheUsersOwn) {
+/// A user who can write to the settings folder could do anything, so the file is read. The new one is the user's own.
+TEST_F(Trespassing, SettingsOwnedByAnotherUserAreReadAndRewrittenAsTheUsersOwn) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may give files away";
   home.resetSettings();
   ASSERT_EQ(::chown(home.settings().c_str(), kNobody, kNobody), 0);
-  EXPECT_EQ(ProofHome::run(home.set()), 0);
+  EXPECT_EQ(CrashHome::run(home.set()), 0);
   EXPECT_TRUE(home.hasNewSettings());
   struct stat status {};
   ASSERT_EQ(::stat(home.settings().c_str(), &status), 0);
@@ -218,10 +216,10 @@ TEST_F(Trespassing, SettingsThatSomebodyElseOwnsAreReadAndRewrittenAsTheUsersOwn
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
-TEST_F(Trespassing, AFileInAFolderThatAllMayWriteIsSortedAndNothingStaysThere) {
+TEST_F(Trespassing, AFileInAWorldWritableFolderIsSortedAndNothingIsLeftBehind) {
   home.reset();
   ASSERT_EQ(::chmod((home.root() + "/browser").c_str(), 0777), 0);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_TRUE(home.isSorted());
   EXPECT_EQ(home.strays(), std::vector<std::string>());
 }

@@ -1,4 +1,4 @@
-// Two processes sort one file for the first time. Both make the backup, and neither takes the other's for a failure.
+// Two processes sort a file for the first time. Both try to make the backup, and both succeed.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,18 +10,18 @@
 #include <vector>
 
 #include "platform/linux/base/unique_fd.h"
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
 
 namespace tarvel {
 namespace {
 
-bool isFolderLocked(const ProofHome& home) {
+bool isFolderLocked(const CrashHome& home) {
   const UniqueFd folder(::open((home.root() + "/browser").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0;
 }
 
-TEST(TwoSorts, AWholeFirstSortAtAnyMomentOfAnotherDisturbsNeither) {
-  ProofHome home;
+TEST(TwoSorts, BothSucceedWhenOneRunsAtAnySystemCallOfTheOther) {
+  CrashHome home;
   home.reset();
   const auto pass = [](pid_t, const SystemCall&) { return CallVerdict{}; };
   const std::size_t calls = runTraced(home.sort(), pass).calls;
@@ -31,16 +31,16 @@ TEST(TwoSorts, AWholeFirstSortAtAnyMomentOfAnotherDisturbsNeither) {
     std::optional<int> other;
     const TraceEnd end = runTraced(home.sort(), [&](pid_t, const SystemCall& call) {
       if (call.index != place) return CallVerdict{};
-      // The other sort would wait for the first, which is stopped here.
+      // The other sort would wait for the first, which is stopped now.
       if (isFolderLocked(home)) {
         other = 0;
         return CallVerdict{};
       }
       inTime += home.hasNoBackup() ? 1U : 0U;
-      other = ProofHome::run(home.sort());
+      other = CrashHome::run(home.sort());
       return CallVerdict{};
     });
-    // A run makes a few calls fewer than another: a sort waits for the next tick of the clock.
+    // The number of calls differs between runs, since a sort waits for a later timestamp.
     if (!other) continue;
     SCOPED_TRACE("at call " + std::to_string(place) + ": " + end.output.substr(0, 200) + home.description());
     EXPECT_EQ(*other, 0);

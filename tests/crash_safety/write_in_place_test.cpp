@@ -1,4 +1,4 @@
-// A file with two names is overwritten in place. Signals, and a second command, while that happens.
+// Kills, signals, saves and a second command during a write in place, which a file with two names needs.
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -13,14 +13,14 @@
 #include <string>
 #include <thread>
 
+#include "tests/crash_safety/crash_home.h"
 #include "tests/crash_safety/other_program.h"
-#include "tests/crash_safety/proof_home.h"
 
 namespace tarvel {
 namespace {
 
 struct WriteInPlace : testing::Test {
-  ProofHome home{FilePlacing::kTwoNames};
+  CrashHome home{FilePlacing::kTwoNames};
 
   void SetUp() override { home.reset(); }
 
@@ -31,7 +31,7 @@ struct WriteInPlace : testing::Test {
     return isWrite && std::filesystem::read_symlink(link, error) == home.file();
   }
 
-  /// Leaves a torn file and the record of the write.
+  /// Leaves a torn file and its undo journal.
   void killInTheMiddle() {
     std::size_t written = 0;
     const TraceEnd end = runTraced(home.sort(), [&](pid_t program, const SystemCall& call) {
@@ -42,58 +42,64 @@ struct WriteInPlace : testing::Test {
     EXPECT_FALSE(home.isSorted() || home.isUnsorted());
     EXPECT_TRUE(home.hasRecord());
   }
-
-  void copyFile(const std::string& from, const std::string& to) const {
-    std::filesystem::copy_file(home.root() + "/" + from, home.root() + "/" + to);
-  }
 };
 
-TEST_F(WriteInPlace, ATornFileIsMadeWholeByWhicheverOfItsNamesItIsRead) {
+/// Another file is mounted over the bookmarks file.
+struct MountedFile : WriteInPlace {
+  const std::string mounted = home.root() + "/data/mounted.plist";
+  const std::string other = home.root() + "/browser/other.plist";
+
+  void SetUp() override {
+    WriteInPlace::SetUp();
+    if (::geteuid() != 0) GTEST_SKIP() << "only root may mount";
+    std::filesystem::copy_file(home.file(), mounted);
+    std::filesystem::copy_file(home.file(), other);
+    isMounted = ::mount(mounted.c_str(), home.file().c_str(), nullptr, MS_BIND, nullptr) == 0;
+    if (!isMounted) GTEST_SKIP() << "mounting is not permitted";
+    killInTheMiddle();
+  }
+
+  void TearDown() override { unmount(); }
+
+  void unmount() {
+    if (isMounted) {
+      EXPECT_EQ(::umount(home.file().c_str()), 0);
+    }
+    isMounted = false;
+  }
+
+  bool isMounted = false;
+};
+
+TEST_F(WriteInPlace, ATornFileIsRepairedWhenItIsReadByEitherName) {
   const std::string second = home.root() + "/links/second.plist";
   killInTheMiddle();
-  EXPECT_EQ(ProofHome::run(home.sort(second)), 0);
+  EXPECT_EQ(CrashHome::run(home.sort(second)), 0);
   EXPECT_TRUE(home.isSorted());
   EXPECT_EQ(home.strays(), std::vector<std::string>());
 }
 
-TEST_F(WriteInPlace, AFileThatWasMountedIsMadeWholeByTheNameItWasMountedFrom) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root may mount";
-  copyFile("browser/Bookmarks.plist", "data/mounted.plist");
-  copyFile("browser/Bookmarks.plist", "browser/other.plist");
-  const std::string mounted = home.root() + "/data/mounted.plist";
-  if (::mount(mounted.c_str(), home.file().c_str(), nullptr, MS_BIND, nullptr) != 0) {
-    GTEST_SKIP() << "mounting is forbidden here";
-  }
-  killInTheMiddle();
-  ASSERT_EQ(::umount(home.file().c_str()), 0);
-  EXPECT_EQ(ProofHome::run(home.sort(home.root() + "/browser/other.plist")), 0);
-  EXPECT_EQ(ProofHome::run(home.sort(mounted)), 0);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+TEST_F(MountedFile, IsRepairedByTheNameItWasMountedFrom) {
+  unmount();
+  EXPECT_EQ(CrashHome::run(home.sort(other)), 0);
+  EXPECT_EQ(CrashHome::run(home.sort(mounted)), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_FALSE(home.hasRecord());
 }
 
-/// Where something is mounted on a name, reading the folder gives the inode number of what lies below.
-TEST_F(WriteInPlace, ASortOfAnotherFileLeavesTheRecordOfOneThatIsMountedInTheFolder) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root may mount";
-  copyFile("browser/Bookmarks.plist", "data/mounted.plist");
-  copyFile("browser/Bookmarks.plist", "browser/other.plist");
-  const std::string mounted = home.root() + "/data/mounted.plist";
-  if (::mount(mounted.c_str(), home.file().c_str(), nullptr, MS_BIND, nullptr) != 0) {
-    GTEST_SKIP() << "mounting is forbidden here";
-  }
-  killInTheMiddle();
-  EXPECT_EQ(ProofHome::run(home.sort(home.root() + "/browser/other.plist")), 0);
-  EXPECT_EQ(ProofHome::run(home.sort()), 0);
+/// readdir() returns the inode number of the file below a mount point.
+TEST_F(MountedFile, KeepsItsJournalWhenAnotherFileOfTheFolderIsSorted) {
+  EXPECT_EQ(CrashHome::run(home.sort(other)), 0);
+  EXPECT_EQ(CrashHome::run(home.sort()), 0);
   EXPECT_TRUE(home.isSorted());
-  EXPECT_EQ(::umount(home.file().c_str()), 0);
 }
 
-TEST_F(WriteInPlace, ASignalInItsMiddleEndsTheCommandOnlyWhenTheFileIsWhole) {
+TEST_F(WriteInPlace, ASignalEndsTheCommandOnlyWhenTheFileIsWhole) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     home.reset();
     std::size_t written = 0;
     const TraceEnd end = runTraced(home.sort(), [&](pid_t program, const SystemCall& call) {
-      // After the first stretch of several.
+      // After the first of several writes.
       if (overwritesFile(program, call) && ++written == 2) (void)::kill(program, signal);
       return CallVerdict{};
     });
@@ -105,7 +111,7 @@ TEST_F(WriteInPlace, ASignalInItsMiddleEndsTheCommandOnlyWhenTheFileIsWhole) {
   }
 }
 
-TEST_F(WriteInPlace, ASaveWhileItsRecordIsMadeIsNotOverwritten) {
+TEST_F(WriteInPlace, ASaveWhileTheJournalIsWrittenIsNotOverwritten) {
   OtherProgram other(home.file(), SaveMethod::kInPlace);
   const TraceEnd end = runTraced(home.sort(), [&](pid_t program, const SystemCall& call) {
     const bool makesRecord =
@@ -122,14 +128,14 @@ TEST_F(WriteInPlace, ASaveWhileItsRecordIsMadeIsNotOverwritten) {
   EXPECT_EQ(OtherProgram::numberIn(bytes), 1);
 }
 
-TEST_F(WriteInPlace, ASecondSortMeanwhileWaitsForItsEnd) {
+TEST_F(WriteInPlace, ASecondSortWaitsForItsEnd) {
   int second = -1;
   std::thread other;
   std::size_t written = 0;
   const TraceEnd end = runTraced(home.sort(), [&](pid_t program, const SystemCall& call) {
     if (!overwritesFile(program, call) || ++written != 2) return CallVerdict{};
-    other = std::thread([&] { second = ProofHome::run(home.sort()); });
-    // Long enough for the other one to come to the file, which it then must not read.
+    other = std::thread([&] { second = CrashHome::run(home.sort()); });
+    // Long enough for the other sort to reach the file, which it must not read now.
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     return CallVerdict{};
   });

@@ -1,4 +1,4 @@
-#include "tests/crash_safety/proof_home.h"
+#include "tests/crash_safety/crash_home.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ constexpr std::string_view kIdentifierKey = "WebBookmarkUUID";
 constexpr auto kXml = static_cast<std::uint32_t>(PropertyListFormat::kXml);
 constexpr auto kBinary = static_cast<std::uint32_t>(PropertyListFormat::kBinary);
 
-/// Large enough for several writes. The big value belongs to nobody, and so it stays.
+/// Large enough for several writes. Sorting keeps the big value, an unknown key.
 std::string unsortedFile() {
   PlistSerialization serialization;
   const PropertyList list = tree(
@@ -37,7 +37,7 @@ std::string unsortedFile() {
   return serialization.dataWithPropertyList(list, kBinary).data.joined();
 }
 
-/// The list as text without its root's identifier; empty for bytes that are no whole list.
+/// The property list as text without its root's identifier; empty for incomplete bytes.
 std::string textWithoutIdentifier(const std::string& bytes) {
   PlistSerialization serialization;
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
@@ -52,33 +52,33 @@ constexpr std::string_view kOldSettings =
 
 }  // namespace
 
-bool isLongProof() {
+bool isLongForm() {
   const char* form = std::getenv("TARVEL_PROOF");
   return form != nullptr && std::string_view(form) == "long";
 }
 
 std::vector<std::size_t> chosen(std::size_t count, std::size_t most) {
-  const std::size_t step = isLongProof() ? 1 : std::max<std::size_t>((count + most - 1) / most, 1);
+  const std::size_t step = isLongForm() ? 1 : std::max<std::size_t>((count + most - 1) / most, 1);
   std::vector<std::size_t> places;
   for (std::size_t i = static_cast<std::size_t>(::getpid()) % step; i < count; i += step) places.push_back(i);
   return places;
 }
 
-ProofHome::ProofHome(FilePlacing placing) : placing_(placing), unsorted_(unsortedFile()) {
+CrashHome::CrashHome(FilePlacing placing) : placing_(placing), unsorted_(unsortedFile()) {
   reset();
   EXPECT_EQ(run(sort()), 0);
   sortedBytes_ = folder_.read(fs::relative(fs::canonical(file()), root()).string());
   sortedText_ = textWithoutIdentifier(sortedBytes_);
-  // Else every check below would be of one state only.
+  // Otherwise the checks could not tell the two states apart.
   EXPECT_TRUE(sortedText_ != textWithoutIdentifier(unsorted_));
   EXPECT_FALSE(sortedText_.empty());
 }
 
-std::string ProofHome::file() const {
+std::string CrashHome::file() const {
   return folder_.path(placing_ == FilePlacing::kLinked ? "links/Bookmarks.plist" : "browser/Bookmarks.plist");
 }
 
-void ProofHome::reset() {
+void CrashHome::reset() {
   for (const char* folder : {"browser", "links", "data", "config"}) fs::remove_all(folder_.path(folder));
   for (const char* folder : {"browser", "links", "data", "config/org.tarvel.Tarvel"}) {
     fs::create_directories(folder_.path(folder));
@@ -92,14 +92,14 @@ void ProofHome::reset() {
   }
 }
 
-void ProofHome::resetToSorted() {
+void CrashHome::resetToSorted() {
   reset();
   fs::create_directories(folder_.path("data/Tarvel"));
   folder_.write("data/Tarvel/Bookmarks (Initial Copy).plist", unsorted_);
   folder_.write("browser/Bookmarks.plist", sortedBytes_);
 }
 
-void ProofHome::resetToThreeBackups() {
+void CrashHome::resetToThreeBackups() {
   resetToSorted();
   if (copyEnd_.empty()) {
     EXPECT_EQ(run(keep()), 0);
@@ -114,12 +114,12 @@ void ProofHome::resetToThreeBackups() {
   }
 }
 
-void ProofHome::resetSettings() {
+void CrashHome::resetSettings() {
   reset();
   folder_.write("config/org.tarvel.Tarvel/preferences.plist", std::string(kOldSettings));
 }
 
-TracedProgram ProofHome::command(const std::vector<std::string>& arguments) const {
+TracedProgram CrashHome::command(const std::vector<std::string>& arguments) const {
   TracedProgram program;
   program.arguments = {TARVEL_PROGRAM};
   program.arguments.insert(program.arguments.end(), arguments.begin(), arguments.end());
@@ -128,7 +128,7 @@ TracedProgram ProofHome::command(const std::vector<std::string>& arguments) cons
   return program;
 }
 
-TracedProgram ProofHome::agentSort() const {
+TracedProgram CrashHome::agentSort() const {
   TracedProgram program = sort();
   program.arguments = {TARVEL_AGENT_SORT, file()};
   return program;
@@ -138,32 +138,32 @@ bool makesUnnamedFile(const SystemCall& call) {
   return call.number == SYS_openat && (static_cast<int>(call.arguments[2]) & O_TMPFILE) == O_TMPFILE;
 }
 
-int ProofHome::runWithoutUnnamedFiles(const TracedProgram& program) {
+int CrashHome::runWithoutUnnamedFiles(const TracedProgram& program) {
   const auto refuse = [](pid_t, const SystemCall& call) {
     return makesUnnamedFile(call) ? CallVerdict{CallVerdict::Kind::kFail, EOPNOTSUPP} : CallVerdict{};
   };
   return runTraced(program, refuse).exitStatus;
 }
 
-int ProofHome::run(const TracedProgram& program) {
+int CrashHome::run(const TracedProgram& program) {
   return runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).exitStatus;
 }
 
-bool ProofHome::isUnsorted() const { return folder_.read("browser/Bookmarks.plist") == unsorted_; }
+bool CrashHome::isUnsorted() const { return folder_.read("browser/Bookmarks.plist") == unsorted_; }
 
-bool ProofHome::isSortedBytes(const std::string& bytes) const { return textWithoutIdentifier(bytes) == sortedText_; }
+bool CrashHome::isSortedBytes(const std::string& bytes) const { return textWithoutIdentifier(bytes) == sortedText_; }
 
-bool ProofHome::isSorted() const { return isSortedBytes(folder_.read("browser/Bookmarks.plist")); }
+bool CrashHome::isSorted() const { return isSortedBytes(folder_.read("browser/Bookmarks.plist")); }
 
-bool ProofHome::hasNoBackup() const { return !fs::exists(fs::symlink_status(backup())); }
+bool CrashHome::hasNoBackup() const { return !fs::exists(fs::symlink_status(backup())); }
 
-bool ProofHome::hasWholeBackup() const {
+bool CrashHome::hasWholeBackup() const {
   return folder_.read("data/Tarvel/Bookmarks (Initial Copy).plist") == unsorted_;
 }
 
-bool ProofHome::isBackup(const std::string& path) { return path.starts_with("data/Tarvel/Bookmarks 2"); }
+bool CrashHome::isBackup(const std::string& path) { return path.starts_with("data/Tarvel/Bookmarks 2"); }
 
-std::vector<std::string> ProofHome::backups() const {
+std::vector<std::string> CrashHome::backups() const {
   std::vector<std::string> names;
   if (!fs::exists(folder_.path("data/Tarvel"))) return names;
   for (const auto& entry : fs::directory_iterator(folder_.path("data/Tarvel"))) {
@@ -173,22 +173,22 @@ std::vector<std::string> ProofHome::backups() const {
   return names;
 }
 
-bool ProofHome::hasOnlyWholeBackups() const {
+bool CrashHome::hasOnlyWholeBackups() const {
   return std::ranges::all_of(backups(), [&](const std::string& name) {
     const std::string bytes = folder_.read(name);
     return bytes == unsorted_ || bytes == sortedBytes_;
   });
 }
 
-bool ProofHome::hasBackupOfSorted() const {
+bool CrashHome::hasBackupOfSorted() const {
   return std::ranges::any_of(backups(), [&](const std::string& name) { return folder_.read(name) == sortedBytes_; });
 }
 
-bool ProofHome::hasOldSettings() const {
+bool CrashHome::hasOldSettings() const {
   return folder_.read("config/org.tarvel.Tarvel/preferences.plist") == kOldSettings;
 }
 
-bool ProofHome::areNewSettings(const std::string& bytes) const {
+bool CrashHome::areNewSettings(const std::string& bytes) const {
   PlistSerialization serialization;
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
   const PropertyListDictionary settings = reading.list.root.dictionary();
@@ -196,23 +196,23 @@ bool ProofHome::areNewSettings(const std::string& bytes) const {
          settings.get("BookmarksUpdateLatency").integer() == 7 && settings.size() == 3;
 }
 
-bool ProofHome::hasNewSettings() const {
+bool CrashHome::hasNewSettings() const {
   return areNewSettings(folder_.read("config/org.tarvel.Tarvel/preferences.plist"));
 }
 
-void ProofHome::saveUnsorted() const { folder_.write("browser/Bookmarks.plist", unsorted_); }
+void CrashHome::saveUnsorted() const { folder_.write("browser/Bookmarks.plist", unsorted_); }
 
-bool ProofHome::hasRecord() const {
+bool CrashHome::hasRecord() const {
   return std::ranges::any_of(strays(),
                              [](const std::string& name) { return name.starts_with("browser/.tarvel-undo-"); });
 }
 
-bool ProofHome::hasOnlyHiddenStrays() const {
+bool CrashHome::hasOnlyHiddenStrays() const {
   return std::ranges::all_of(strays(),
                              [](const std::string& name) { return name.find("/.tarvel-") != std::string::npos; });
 }
 
-std::vector<std::string> ProofHome::strays() const {
+std::vector<std::string> CrashHome::strays() const {
   static const std::set<std::string> belonging = {
       "browser/Bookmarks.plist",
       "links/Bookmarks.plist",
@@ -229,8 +229,8 @@ std::vector<std::string> ProofHome::strays() const {
   return strays;
 }
 
-std::string ProofHome::description() const {
-  std::string text = isUnsorted() ? "file as it was" : isSorted() ? "file sorted" : "FILE TORN";
+std::string CrashHome::description() const {
+  std::string text = isUnsorted() ? "file unsorted" : isSorted() ? "file sorted" : "FILE TORN";
   text += hasNoBackup() ? ", no backup" : hasWholeBackup() ? ", backup whole" : ", BACKUP TORN";
   for (const std::string& stray : strays()) text += ", stray " + stray;
   return text;

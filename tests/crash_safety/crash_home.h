@@ -9,93 +9,94 @@
 
 namespace tarvel {
 
-/// Whether the long form of the proofs was asked for, in which nothing is left out: TARVEL_PROOF=long.
-[[nodiscard]] bool isLongProof();
+/// Whether the long form is wanted, which samples nothing: TARVEL_PROOF=long.
+[[nodiscard]] bool isLongForm();
 
-/// Of `count` places those to look at: all of them in the long form, else `most` at the most, evenly spread. Which ones
-/// depends on the process, so that the runs of many days see them all; a failure names its place.
+/// Indices below `count`: all in the long form, otherwise at most `most`, evenly spread. They depend on the process id,
+/// so that repeated runs cover all of them; a failure names its index.
 [[nodiscard]] std::vector<std::size_t> chosen(std::size_t count, std::size_t most);
 
-/// What kinds of places a bookmarks file can be in, by how it is written there.
+/// Kinds of bookmarks files that are written in different ways.
 enum class FilePlacing {
-  /// An ordinary file: a new one takes its place.
+  /// An ordinary file, replaced by a new one.
   kOrdinary,
   /// Reached through a symbolic link in another folder.
   kLinked,
-  /// With a second name, which has to stay: its bytes are replaced.
+  /// With a second hard link, so it is overwritten in place.
   kTwoNames,
 };
 
-/// Whether a call makes an unnamed file.
+/// Whether a call creates an unnamed file (O_TMPFILE).
 [[nodiscard]] bool makesUnnamedFile(const SystemCall& call);
 
-/// A home with a bookmarks file that is not in order, for the built command to work on, and all that may become of it.
-class ProofHome {
+/// A home folder with an unsorted bookmarks file for the built command, and checks of the states it may be left in.
+class CrashHome {
  public:
-  explicit ProofHome(FilePlacing placing = FilePlacing::kOrdinary);
+  explicit CrashHome(FilePlacing placing = FilePlacing::kOrdinary);
 
-  /// As at first: the unsorted file, no backup.
+  /// The unsorted file, no backup.
   void reset();
-  /// The sorted file, and the backup made before.
+  /// The sorted file and its initial backup.
   void resetToSorted();
-  /// The same, and three dated copies: two of the unsorted file, and the newest of the sorted one.
+  /// The same with three dated backups: two of the unsorted file, the newest of the sorted one.
   void resetToThreeBackups();
-  /// The settings of a moment ago: one of them.
+  /// A settings file with old values.
   void resetSettings();
 
   [[nodiscard]] TracedProgram sort() const { return command({"sort", "--backup-file", backup(), file()}); }
-  /// Of another file, without a backup.
+  /// Sorts another file, without a backup.
   [[nodiscard]] TracedProgram sort(const std::string& path) const { return command({"sort", "--no-backup", path}); }
-  /// The agent's, with real files.
+  /// One sort of the agent, with real files.
   [[nodiscard]] TracedProgram agentSort() const;
   [[nodiscard]] TracedProgram restore() const {
     return command({"restore", "--yes", "--backup-file", backup(), file()});
   }
-  /// A dated copy of the file.
+  /// Makes a dated backup.
   [[nodiscard]] TracedProgram keep() const { return command({"backup", file()}); }
-  /// The backup back in place of the file, as a copy that stays.
+  /// Restores the initial backup, which stays.
   [[nodiscard]] TracedProgram putBack() const { return command({"restore", "--from", backup(), "--yes", file()}); }
-  /// All dated copies but the newest removed.
+  /// Removes all dated backups except the newest.
   [[nodiscard]] TracedProgram prune() const { return command({"backup", "prune", "--keep", "1", file()}); }
   [[nodiscard]] TracedProgram set() const { return command({"settings", "set", "BookmarksUpdateLatency", "7"}); }
 
-  /// Undisturbed; answers its exit status.
+  /// Runs a program without faults and returns its exit status.
   [[nodiscard]] static int run(const TracedProgram& program);
-  /// The same on a file system that knows no unnamed files.
+  /// The same as on a file system without unnamed files.
   [[nodiscard]] static int runWithoutUnnamedFiles(const TracedProgram& program);
 
   [[nodiscard]] std::string file() const;
   [[nodiscard]] bool isUnsorted() const;
-  /// Bytes of a whole file in order. The root's identifier is another one each time and does not count.
+  /// Ignores the root's identifier, which is new in every sort.
   [[nodiscard]] bool isSorted() const;
   [[nodiscard]] bool hasNoBackup() const;
-  /// The backup has every byte of the unsorted file.
+  /// The initial backup has exactly the bytes of the unsorted file.
   [[nodiscard]] bool hasWholeBackup() const;
-  /// The dated copies by name. Each should have every byte of the unsorted or the sorted file.
+  /// Names of the dated backups. A whole one has exactly the bytes of the unsorted or the sorted file.
   [[nodiscard]] std::vector<std::string> backups() const;
   [[nodiscard]] bool hasOnlyWholeBackups() const;
   [[nodiscard]] bool hasBackupOfSorted() const;
-  /// Whether a path, relative to the root, is that of a dated copy.
+  /// Whether a path below the root is that of a dated backup.
   [[nodiscard]] static bool isBackup(const std::string& path);
-  /// Neither kind of settings is torn: as they were, or with the new value too.
+  /// Exactly the old settings file.
   [[nodiscard]] bool hasOldSettings() const;
+  /// The old settings and the new value.
   [[nodiscard]] bool hasNewSettings() const;
-  /// Somebody saves the unsorted bytes; whatever else there is stays.
+  /// Writes the unsorted bytes to the file.
   void saveUnsorted() const;
-  /// What lies around besides the files that belong there, by name. Hidden files are told apart by their dot.
+  /// Names of unexpected files.
   [[nodiscard]] std::vector<std::string> strays() const;
-  /// Whether a write in place has its record beside the file, from which the next reader makes the file whole.
+  /// Whether there is an undo journal, from which the next reader repairs the file.
   [[nodiscard]] bool hasRecord() const;
-  /// Nothing that anybody would notice.
+  /// Whether all unexpected files are hidden.
   [[nodiscard]] bool hasOnlyHiddenStrays() const;
-  /// For a failure: what is there.
+  /// The state of all files, for failure messages.
   [[nodiscard]] std::string description() const;
 
-  /// The folder that holds everything, without a link in its path.
+  /// The folder of all files, without a symbolic link in its path.
   [[nodiscard]] std::string root() const { return folder_.path(); }
   [[nodiscard]] std::string backup() const { return folder_.path("data/Tarvel/Bookmarks (Initial Copy).plist"); }
   [[nodiscard]] std::string settings() const { return folder_.path("config/org.tarvel.Tarvel/preferences.plist"); }
-  /// For who judges a state that is not on the disk.
+  /// For states that are not on disk.
   [[nodiscard]] const std::string& unsortedBytes() const { return unsorted_; }
   [[nodiscard]] bool isSortedBytes(const std::string& bytes) const;
   [[nodiscard]] bool areNewSettings(const std::string& bytes) const;
@@ -106,10 +107,10 @@ class ProofHome {
   TemporaryDirectory folder_;
   FilePlacing placing_;
   std::string unsorted_;
-  /// Sorted, without the root's identifier, as text.
+  /// The sorted file as text, without the root's identifier.
   std::string sortedText_;
   std::string sortedBytes_;
-  /// How the names of dated copies end, once one was made.
+  /// The end of the names of dated backups, once one was made.
   std::string copyEnd_;
 };
 
