@@ -24,7 +24,7 @@ class AgentCommand(HomeTest):
         self.environment["XDG_RUNTIME_DIR"] = str(self.runtime)
         self.autostart = self.home / "config/autostart/org.tarvel.TarvelHelper.desktop"
         self.settings = self.home / "config" / IDENTIFIER / "preferences.plist"
-        # The last to be added is the first to be done.
+        # Cleanups run in reverse order.
         self.addCleanup(lambda: self.tarvel("agent", "stop"))
 
     def agent(self, *arguments, status=0):
@@ -38,7 +38,7 @@ class AgentCommand(HomeTest):
             self.assertLess(time.monotonic(), end)
             time.sleep(0.02)
 
-    def test_one_command_turns_it_on_and_one_takes_everything_back(self):
+    def test_one_command_turns_sorting_on_and_one_turns_it_off(self):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("b"), leaf("a"))))
         self.assertEqual(self.tarvel("settings", "set", "BookmarksFilename", self.file).returncode, 0)
         self.assertEqual(self.tarvel("settings", "set", "BookmarksUpdateLatency", "1").returncode, 0)
@@ -73,13 +73,13 @@ class AgentCommand(HomeTest):
         self.assertEqual(restored.returncode, 0)
         self.assertNotIn(b"agent", restored.stdout)
 
-    def test_the_agent_outlives_the_command_and_ends_when_told(self):
+    def test_the_agent_outlives_the_command_and_ends_on_request(self):
         self.agent("enable")
         lock = self.settings.parent / "helper.lock"
         pid = int(lock.read_text())
         own = pathlib.Path(f"/proc/{pid}")
         self.assertEqual(os.readlink(own / "exe"), os.path.realpath(os.environ["TARVEL_HELPER"]))
-        # Of a session of its own, with nothing of the terminal's.
+        # In a new session, without the terminal.
         self.assertEqual(os.getsid(pid), pid)
         for number in (0, 1, 2):
             self.assertEqual(os.readlink(own / f"fd/{number}"), "/dev/null")
@@ -93,20 +93,20 @@ class AgentCommand(HomeTest):
         self.assertIn("tarvel agent enable", self.agent("start", status=12))
         self.assertEqual(self.files(), [])
 
-    def test_asking_changes_nothing(self):
+    def test_a_status_query_changes_nothing(self):
         self.assertIn("Automatic sorting is off.", self.agent())
         self.assertEqual(self.agent(), self.agent("status"))
         self.assertIn("It is so already", self.agent("disable"))
         self.assertEqual(self.files(), [])
 
-    def test_what_somebody_else_put_there_is_left_alone(self):
+    def test_an_autostart_file_of_another_program_is_left_alone(self):
         self.autostart.parent.mkdir(parents=True)
         self.autostart.write_text("somebody's")
         self.assertIn("was not made by this command", self.agent("enable", status=12))
         self.assertEqual(self.autostart.read_text(), "somebody's")
         self.assertFalse(self.settings.exists())
 
-    def test_what_would_make_the_first_sort_fail_is_said(self):
+    def test_enabling_warns_of_what_would_make_the_first_sort_fail(self):
         self.file.write_bytes(b"no bookmarks")
         self.tarvel("settings", "set", "BookmarksFilename", self.file)
         told = self.agent("enable")
@@ -118,7 +118,7 @@ class AgentCommand(HomeTest):
         self.assertEqual(result.returncode, status, result.stdout)
         return {(f["check"], f["state"]): f for f in json.loads(result.stdout)["findings"]}
 
-    def test_the_doctor_finds_what_is_amiss_and_writes_nothing(self):
+    def test_the_doctor_finds_problems_and_writes_nothing(self):
         found = self.doctor(11)
         self.assertIn("tarvel settings set BookmarksFilename", found["bookmarks-file", "problem"]["advice"])
         self.assertIn("tarvel agent enable", found["agent", "note"]["advice"])
@@ -129,7 +129,7 @@ class AgentCommand(HomeTest):
         self.settings.write_bytes(b"<plist><dict><key>")
         self.assertIn(("settings-file", "problem"), self.doctor(11))
 
-    def test_the_doctor_is_content_with_what_one_command_sets_up(self):
+    def test_the_doctor_finds_no_problem_after_enable(self):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("b"), leaf("a"))))
         self.tarvel("settings", "set", "BookmarksFilename", self.file)
         self.agent("enable")

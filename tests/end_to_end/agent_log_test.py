@@ -8,7 +8,7 @@ import runner
 from home import SOURCE, TARVEL, HomeTest
 
 JOURNAL = SOURCE / "tests/support/real_journal.sh"
-# Turned off, the agent says so and ends: one message.
+# With sorting off the agent logs one message and exits.
 WRITE = '"$TARVEL_HELPER" > /dev/null 2>&1'
 
 
@@ -23,7 +23,7 @@ class AgentLog(HomeTest):
         self.environment["TARVEL_HELPER"] = os.environ["TARVEL_HELPER"]
 
     def beside_journal(self, script):
-        """What a shell writes that has a journal of its own."""
+        """Runs a shell script with a separate journal."""
         result = subprocess.run(
             ["sh", JOURNAL, "sh", "-c", script], env=self.environment, capture_output=True, text=True, check=False
         )
@@ -31,10 +31,10 @@ class AgentLog(HomeTest):
             self.skipTest(f"no journal can be run here: {result.stderr}")
         return result
 
-    # The journal takes a message a moment after it was written.
+    # Messages reach the journal with a delay.
     READ = 'for i in $(seq 200); do "$TARVEL_BIN" agent log {} > log; [ "$(wc -l < log)" -ge {} ] && break; sleep 0.1; done; cat log'
 
-    def test_what_the_agent_wrote_is_shown_and_nothing_of_others(self):
+    def test_only_messages_of_the_agent_are_shown(self):
         script = f'{WRITE}; echo other | systemd-cat -t Other; {WRITE}; {self.READ.format("", 2)}'
         result = self.beside_journal(f"cd {self.home}; {script}")
         lines = result.stdout.splitlines()
@@ -43,14 +43,14 @@ class AgentLog(HomeTest):
             self.assertRegex(line, r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d TarvelHelper: ")
             self.assertTrue(line.endswith("Automatic sorting is not set, terminating."), line)
 
-    def test_as_many_as_were_asked_for_are_shown(self):
+    def test_the_number_of_lines_is_limited_on_request(self):
         script = f'{WRITE}; {WRITE}; {WRITE}; {self.READ.format("", 3)}; echo; "$TARVEL_BIN" agent log --lines 1'
         result = self.beside_journal(f"cd {self.home}; {script}")
         all_of_them, last = result.stdout.split("\n\n")
         self.assertEqual(len(all_of_them.splitlines()), 3, result.stdout + result.stderr)
         self.assertEqual(last.splitlines(), all_of_them.splitlines()[-1:])
 
-    def test_following_shows_what_comes_and_ends_with_the_command(self):
+    def test_follow_shows_new_messages_and_ends_on_a_signal(self):
         script = f"""cd {self.home}; "$TARVEL_BIN" agent log --follow > followed & follower=$!
             until grep -q inotify /proc/$follower/fdinfo/* 2> /dev/null; do sleep 0.05; done
             {WRITE}; for i in $(seq 200); do [ -s followed ] && break; sleep 0.1; done
@@ -59,7 +59,7 @@ class AgentLog(HomeTest):
         self.assertIn("TarvelHelper: ", result.stdout, result.stderr)
         self.assertEqual(len(result.stdout.splitlines()), 1)
 
-    def test_following_from_nothing_misses_nothing_that_comes_at_once(self):
+    def test_follow_on_an_empty_journal_misses_no_burst(self):
         script = f"""cd {self.home}; "$TARVEL_BIN" agent log --follow > followed & follower=$!
             until grep -q inotify /proc/$follower/fdinfo/* 2> /dev/null; do sleep 0.05; done
             kill -STOP $follower; {WRITE}; {WRITE}; {WRITE}; {self.READ.format("", 3)} > /dev/null; kill -CONT $follower
@@ -68,7 +68,7 @@ class AgentLog(HomeTest):
         result = self.beside_journal(script)
         self.assertEqual(len(result.stdout.splitlines()), 3, result.stdout + result.stderr)
 
-    def test_nothing_written_is_said(self):
+    def test_an_empty_log_is_reported(self):
         result = self.beside_journal('"$TARVEL_BIN" agent log')
         self.assertEqual(result.stdout, "The agent has written nothing that you may read.\n", result.stderr)
 
@@ -77,7 +77,7 @@ class AgentLog(HomeTest):
         self.assertEqual((result.returncode, result.stdout), (12, ""))
         self.assertIn("/var/log/syslog", result.stderr)
 
-    def test_numbers_that_are_none_are_refused(self):
+    def test_invalid_numbers_of_lines_are_refused(self):
         for number in ("0", "-1", "many", ""):
             with self.subTest(number=number):
                 self.assertEqual(self.tarvel("agent", "log", "--lines", number).returncode, 64, number)

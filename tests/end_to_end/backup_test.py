@@ -1,4 +1,4 @@
-"""Copies that say when they were made: kept, listed, removed, put back."""
+"""Dated backups: made, listed, pruned, restored."""
 
 import datetime
 import json
@@ -27,13 +27,13 @@ class BackupTest(HomeTest):
         self.folder = self.backup.parent
 
     def copies(self):
-        """The dated ones, the oldest first."""
+        """The dated backups, oldest first."""
         if not self.folder.exists():
             return []
         return sorted(path for path in self.folder.iterdir() if NAME.match(path.name))
 
     def keep(self, *titles):
-        """Saves a file and makes a copy of it; answers its path."""
+        """Writes a file, makes a backup of it and returns its path."""
         bytes_ = self.write(bookmarks(*titles))
         result = self.tarvel("backup", self.file)
         self.assertEqual(result.returncode, 0, result.stderr)
@@ -43,7 +43,7 @@ class BackupTest(HomeTest):
 
 
 class Make(BackupTest):
-    def test_a_copy_is_the_file_to_the_last_byte_and_private(self):
+    def test_a_backup_has_the_exact_bytes_and_is_private(self):
         os.umask(0)
         self.addCleanup(os.umask, 0o022)
         before = datetime.datetime.now(datetime.timezone.utc) - datetime.timedelta(seconds=1)
@@ -65,7 +65,7 @@ class Make(BackupTest):
         self.keep("a")
         self.assertEqual(len(self.copies()), 3)
 
-    def test_what_is_no_bookmarks_file_is_refused(self):
+    def test_only_a_bookmarks_file_is_backed_up(self):
         self.assertEqual(self.tarvel("backup", self.file).returncode, 1)
         self.file.write_bytes(b"{ a = b; }")
         result = self.tarvel("backup", self.file)
@@ -76,7 +76,7 @@ class Make(BackupTest):
         self.assertEqual(self.tarvel("backup", self.file).returncode, 5)
         self.assertEqual(self.copies(), [])
 
-    def test_no_copy_can_be_made_where_the_folder_is_a_file(self):
+    def test_a_file_in_place_of_the_folder_is_an_error(self):
         self.write(bookmarks("a"))
         self.folder.parent.mkdir()
         self.folder.write_bytes(b"")
@@ -84,7 +84,7 @@ class Make(BackupTest):
         self.assertEqual(result.returncode, 7)
         self.assertEqual(result.stdout, b"")
 
-    def test_copies_of_two_files_are_kept_apart(self):
+    def test_backups_of_two_files_are_separate(self):
         self.keep("a")
         other = self.home / "other.plist"
         other.write_bytes(self.write(bookmarks("b")))
@@ -96,14 +96,14 @@ class Make(BackupTest):
         self.assertEqual(self.tarvel("backup", "prune", "--keep", "1", other).returncode, 0)
         self.assertEqual(len(self.copies()), 2)
 
-    def test_another_place_for_the_first_copy_is_the_place_of_all(self):
+    def test_the_folder_of_the_initial_backup_is_that_of_all(self):
         self.write(bookmarks("a"))
         self.assertEqual(self.tarvel("backup", "--backup-file", "here/first.plist", self.file).returncode, 0)
         self.assertEqual(len([name for name in self.files() if name.startswith("here/Bookmarks ")]), 1)
 
 
 class List(BackupTest):
-    def test_lists_every_copy_the_newest_first_and_the_first_copy_last(self):
+    def test_lists_backups_newest_first_and_the_initial_backup_last(self):
         first = self.write(bookmarks("b"))
         self.folder.mkdir(parents=True)
         self.backup.write_bytes(first)
@@ -124,7 +124,7 @@ class List(BackupTest):
         self.assertIn("the initial backup", text)
         self.assertEqual(text.count("as the file is now"), 1)
 
-    def test_no_copies_are_no_failure(self):
+    def test_no_backups_are_not_an_error(self):
         result = self.tarvel("backup", "list", self.file)
         self.assertEqual(result.returncode, 0)
         self.assertIn(b"There is no copy", result.stdout)
@@ -152,20 +152,20 @@ class Prune(BackupTest):
         self.assertTrue(foreign.exists())
         self.assertTrue(linked.is_symlink())
 
-    def test_a_count_is_decimal_whatever_it_begins_with(self):
+    def test_a_count_is_decimal_with_leading_zeros_too(self):
         copies = [self.keep(str(i)) for i in range(10)]
         self.assertEqual(self.tarvel("backup", "prune", "--keep", "010", self.file).returncode, 0)
         self.assertEqual(self.tarvel("backup", "prune", "--keep", "9" * 30, self.file).returncode, 0)
         self.assertTrue(all(copy.exists() for copy in copies))
 
-    def test_prunes_at_once_do_not_mind_each_other(self):
+    def test_concurrent_prunes_all_succeed(self):
         copies = [self.keep(str(i)) for i in range(10)]
         command = [TARVEL, "backup", "prune", "--keep", "1", str(self.file)]
         runs = [subprocess.Popen(command, env=self.environment, stdout=subprocess.DEVNULL) for _ in range(4)]
         self.assertEqual([run.wait(PATIENCE) for run in runs], [0, 0, 0, 0])
         self.assertEqual(self.copies(), copies[-1:])
 
-    def test_by_age_takes_only_what_is_older(self):
+    def test_older_than_removes_only_older_backups(self):
         copies = [self.keep(title) for title in "abc"]
         ancient = self.folder / re.sub(r" \d{4}-", " 2001-", copies[0].name)
         copies[0].rename(ancient)
@@ -174,14 +174,14 @@ class Prune(BackupTest):
         self.assertFalse(ancient.exists())
         self.assertTrue(copies[1].exists() and copies[2].exists())
 
-    def test_what_is_no_bookmarks_file_is_left_alone(self):
+    def test_files_that_are_not_bookmarks_are_left_alone(self):
         copies = [self.keep(title) for title in "abc"]
         copies[0].write_bytes(b"something else by now")
         result = self.tarvel("backup", "prune", "--keep", "1", self.file)
         self.assertEqual([copy.exists() for copy in copies], [True, False, True])
         self.assertIn(b"left alone", result.stdout)
 
-    def test_without_a_rule_nothing_goes(self):
+    def test_without_a_rule_nothing_is_removed(self):
         self.keep("a")
         for arguments in ([], ["--keep", "-1"], ["--older-than", "soon"], ["--keep", "many"]):
             with self.subTest(arguments=arguments):
@@ -191,7 +191,7 @@ class Prune(BackupTest):
 
 
 class RestoreFrom(BackupTest):
-    def test_shows_the_difference_and_takes_a_yes(self):
+    def test_shows_the_difference_and_needs_yes(self):
         old = self.keep("a", "b")
         now = self.write(bookmarks("a", "c"))
         result = self.tarvel("restore", "--from", old.name, self.file)
@@ -220,7 +220,7 @@ class RestoreFrom(BackupTest):
                 self.assertEqual(run.end(), status, answer)
                 self.assertEqual(self.file.read_bytes(), now if status else old.read_bytes())
 
-    def test_any_file_can_be_put_back_and_stays(self):
+    def test_any_file_can_be_restored_and_is_kept(self):
         first = self.write(bookmarks("b", "a"))
         self.folder.mkdir(parents=True)
         self.backup.write_bytes(first)
@@ -235,7 +235,7 @@ class RestoreFrom(BackupTest):
             self.assertEqual(self.copies()[-1].read_bytes(), now)
         self.assertEqual(self.backup.read_bytes(), first)
 
-    def test_mode_and_link_of_the_file_stay(self):
+    def test_mode_and_link_of_the_file_are_kept(self):
         old = self.keep("a")
         real = self.home / "real.plist"
         self.file.rename(real)
@@ -248,7 +248,7 @@ class RestoreFrom(BackupTest):
         self.assertEqual(real.read_bytes(), old.read_bytes())
         self.assertEqual(stat.S_IMODE(real.stat().st_mode), 0o640)
 
-    def test_a_lost_or_broken_file_comes_back(self):
+    def test_a_missing_or_broken_file_is_restored(self):
         old = self.keep("a")
         self.file.unlink()
         self.assertEqual(self.tarvel("restore", "--from", old, "--yes", self.file).returncode, 0)
@@ -259,7 +259,7 @@ class RestoreFrom(BackupTest):
         self.assertEqual(self.file.read_bytes(), old.read_bytes())
         self.assertEqual(self.copies()[-1].read_bytes(), b"torn")
 
-    def test_what_is_no_file_in_a_copys_place_is_never_waited_for_nor_put_back(self):
+    def test_a_pipe_folder_or_dangling_link_is_neither_opened_nor_restored(self):
         now = self.write(bookmarks("a"))
         self.folder.mkdir(parents=True)
         for make in (os.mkfifo, os.mkdir, lambda path: os.symlink("/nowhere", path), lambda path: open(path, "w").close()):
@@ -276,7 +276,7 @@ class RestoreFrom(BackupTest):
             self.assertEqual(self.copies(), [])
             os.rmdir(self.backup) if self.backup.is_dir() else os.unlink(self.backup)
 
-    def test_the_first_copy_moves_whatever_names_the_file_has(self):
+    def test_the_initial_backup_is_restored_to_a_file_with_two_names(self):
         first = self.write(bookmarks("b", "a"))
         self.folder.mkdir(parents=True)
         self.backup.write_bytes(first)
@@ -292,7 +292,7 @@ class RestoreFrom(BackupTest):
         self.assertFalse(self.backup.exists())
         self.assertEqual(self.copies()[-1].read_bytes(), now)
 
-    def test_the_file_itself_by_another_name_is_no_backup(self):
+    def test_the_file_by_another_name_is_not_a_backup(self):
         now = self.write(bookmarks("b", "a"))
         self.folder.mkdir(parents=True)
         os.link(self.file, self.backup)
@@ -303,7 +303,7 @@ class RestoreFrom(BackupTest):
         self.assertEqual(self.tarvel("restore", "--backup-file", self.file, self.file).returncode, 64)
         self.assertEqual(self.file.read_bytes(), now)
 
-    def test_the_command_that_is_told_puts_the_copy_back(self):
+    def test_the_suggested_command_restores_the_backup(self):
         self.write(bookmarks("a"))
         for arguments in ([self.file], ["--backup-file", self.home / "it's here" / "first.plist", self.file]):
             with self.subTest(arguments=arguments):
@@ -315,7 +315,7 @@ class RestoreFrom(BackupTest):
                 self.assertEqual(result.returncode, 0, result.stderr)
                 self.assertEqual(self.file.read_bytes(), kept)
 
-    def test_an_empty_name_is_no_wish_for_the_first_copy(self):
+    def test_an_empty_name_is_refused(self):
         now = self.write(bookmarks("a"))
         self.folder.mkdir(parents=True)
         self.backup.write_bytes(now.replace(b"a", b"z"))

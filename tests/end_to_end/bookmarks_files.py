@@ -1,4 +1,4 @@
-"""What holds for any folder of bookmarks files, sorted by the command and read by programs this project did not write."""
+"""Tests of any folder of bookmarks files, which the command sorts and other programs read."""
 
 import json
 import plistlib
@@ -9,7 +9,7 @@ from bookmark_trees import nodes
 
 
 def mark(node):
-    """A node without what sorting may change: its place, and its children."""
+    """A node without its children."""
     return json.dumps({k: v for k, v in node.items() if k != "Children"}, sort_keys=True, default=repr)
 
 
@@ -21,13 +21,13 @@ def without_titles(node):
 
 
 def is_sortable(tree):
-    """Some samples were edited until no bar or no menu was left, and those are refused."""
+    """Some samples have no bar or no menu and are refused."""
     top = [child.get("Title") for child in tree["Children"]]
     return "BookmarksBar" in top and "BookmarksMenu" in top
 
 
 def other_readers(path):
-    """The file as each other reader on this machine sees it."""
+    """The file as read by each other reader on this machine."""
     yield "plistlib", plistlib.loads(path.read_bytes())
     if shutil.which("plistutil"):
         xml = subprocess.run(["plistutil", "-i", path, "-f", "xml"], check=True, capture_output=True).stdout
@@ -35,7 +35,7 @@ def other_readers(path):
 
 
 class BookmarksFiles:
-    """Mixed into a HomeTest that says in `folder` where the files are."""
+    """A mixin for a HomeTest with the folder of the files in `folder`."""
 
     def samples(self):
         found = sorted(self.folder.iterdir())

@@ -1,4 +1,4 @@
-"""The command as a person uses it: what it prints, what it answers, and what it leaves alone."""
+"""The command: output, exit status, and what it leaves unchanged."""
 
 import json
 import os
@@ -20,7 +20,7 @@ def unsorted_root(**more):
 
 
 class Sort(HomeTest):
-    def test_sorts_says_so_and_makes_the_backup(self):
+    def test_sorts_and_makes_the_backup(self):
         before = self.write(unsorted_root())
         result = self.tarvel("sort", self.file)
         self.assertEqual(result.returncode, 0, result.stderr)
@@ -166,7 +166,7 @@ class Codes(HomeTest):
         self.assertIn("tarvel backup list", text)
         self.assertIn("--backup-file", text)
 
-    def test_3_no_bookmarks_file(self):
+    def test_3_not_a_bookmarks_file(self):
         self.write({"a": 1})
         self.check(3, "sort", self.file)
         self.check(3, "preview", self.file)
@@ -202,7 +202,7 @@ class Codes(HomeTest):
         (self.home / "lock").mkdir()
         self.check(8, "sort", self.file)
 
-    def test_64_usage_names_the_right_option(self):
+    def test_64_usage_suggests_the_right_option(self):
         for arguments, hint in (
             (["sort", "--folder-at-top"], "--folders-at-top"),
             (["sort", "--no-remove-duplicate"], "--no-remove-duplicates"),
@@ -216,7 +216,7 @@ class Codes(HomeTest):
 
 
 class Preview(HomeTest):
-    def test_writes_nothing_and_answers_10_then_0(self):
+    def test_writes_nothing_and_exits_with_10_then_0(self):
         before = self.write(unsorted_root())
         os.utime(self.file, ns=(1, 2))
         result = self.tarvel("preview", self.file)
@@ -229,7 +229,7 @@ class Preview(HomeTest):
         self.tarvel("sort", self.file)
         self.assertEqual(self.tarvel("preview", self.file).returncode, 0)
 
-    def test_tells_the_same_as_the_sort_then_does(self):
+    def test_predicts_what_the_sort_does(self):
         self.write(unsorted_root())
         foretold = json.loads(self.tarvel("preview", "--json", self.file).stdout)
         done = json.loads(self.tarvel("sort", "--json", self.file).stdout)
@@ -238,7 +238,7 @@ class Preview(HomeTest):
         self.assertFalse(foretold["written"])
         self.assertTrue(done["written"])
 
-    def test_cleaning_alone_is_no_change(self):
+    def test_cleaning_alone_is_not_a_change(self):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("a", "u"), leaf("b", "u"))))
         result = self.tarvel("preview", self.file)
         self.assertEqual(result.returncode, 0)
@@ -260,12 +260,12 @@ class Restore(HomeTest):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(self.file.read_bytes(), before)
         self.assertFalse(self.backup.exists())
-        # What it replaced is somewhere else now, and the answer says where.
+        # The output names the backup of what was replaced.
         (kept,) = [name for name in self.files() if name != "Bookmarks.plist"]
         self.assertEqual((self.home / kept).read_bytes(), sorted_)
         self.assertIn(str(self.home / kept).encode(), result.stdout)
 
-    def test_a_backup_that_is_a_link_gives_what_it_leads_to(self):
+    def test_a_backup_behind_a_link_is_restored(self):
         before = self.write(unsorted_root())
         self.tarvel("sort", self.file)
         elsewhere = self.home / "elsewhere/real.plist"

@@ -1,4 +1,4 @@
-"""Two files compared, and a preview's page, as a person or a script gets them: answers, statuses, and what is written."""
+"""Comparisons of two files and pages of previews: output, exit status, and what is written."""
 
 import json
 import os
@@ -23,7 +23,7 @@ def tidy():
 
 
 def untidy():
-    """Something for every rule of a sort."""
+    """A tree to which every rule of a sort applies."""
     return root(
         proxy("History"),
         folder("BookmarksBar", leaf("z"), leaf("y")),
@@ -53,7 +53,7 @@ class PairTest(HomeTest):
         return path
 
     def put_pair(self):
-        """Two trees that differ in every way there is."""
+        """Two trees with every kind of difference."""
         kept, moved, renamed, untitled, readdressed = (leaf(name) for name in ("kept", "moved", "was", None, "there"))
         menu = folder("BookmarksMenu", moved, kept, renamed, untitled, readdressed, leaf("gone", "http://gone/"))
         bar = folder("BookmarksBar", leaf("z"))
@@ -68,7 +68,7 @@ class PairTest(HomeTest):
         self.put(self.new, root(bar | {"Children": [*bar["Children"], moved]}, menu | {"Children": later}))
 
     def snapshot(self):
-        """Every file below the home: bytes, time and node."""
+        """Bytes, mtime and inode of every file in the home folder."""
         found = {}
         for path in sorted(self.home.rglob("*")):
             status = path.lstat()
@@ -81,7 +81,7 @@ class PairTest(HomeTest):
 
 
 class Diff(PairTest):
-    def test_text_names_each_difference_and_answers_10(self):
+    def test_text_names_each_difference_and_exits_with_10(self):
         self.put_pair()
         before = self.snapshot()
         result = self.diff()
@@ -148,7 +148,7 @@ class Diff(PairTest):
         after = self.snapshot()
         del after["page.html"]
         self.assertEqual(after, before)
-        # Its own page is replaced, by one of another comparison.
+        # A page replaces an earlier page.
         self.assertEqual(self.diff(f"--html={page}", new=self.old).returncode, 0)
         self.assertNotEqual(page.read_bytes(), shown.stdout)
 
@@ -163,7 +163,7 @@ class Diff(PairTest):
         self.assertIn(b"No difference", self.diff(new=self.old).stdout)
         self.assertEqual(self.snapshot(), before)
 
-    def test_the_form_of_a_file_is_no_difference(self):
+    def test_the_format_of_a_file_is_not_a_difference(self):
         tree = untidy()
         self.put(self.old, tree)
         self.put(self.new, tree, plistlib.FMT_XML)
@@ -172,7 +172,7 @@ class Diff(PairTest):
         self.put(self.new, {"Extra": 1, **tree})
         self.assertEqual(self.diff().returncode, 0)
 
-    def test_a_node_that_stands_twice_in_the_file_is_two_entries(self):
+    def test_a_shared_node_is_two_entries(self):
         shared = leaf("shared")
         self.put(self.old, root(folder("BookmarksBar", shared), folder("BookmarksMenu", shared)))
         self.put(self.new, root(folder("BookmarksBar", shared), folder("BookmarksMenu")))
@@ -181,7 +181,7 @@ class Diff(PairTest):
         self.assertEqual([entry["title"] for entry in answer["removed"]], ["shared"])
         self.assertEqual(answer["removed"][0]["folder"], ["BookmarksMenu"])
 
-    def test_a_first_copy_against_the_sorted_file(self):
+    def test_the_initial_backup_against_the_sorted_file(self):
         self.write(untidy())
         report = json.loads(self.tarvel("sort", "--json", self.file).stdout)
         answer = json.loads(self.diff("--json", old=self.backup, new=self.file).stdout)
@@ -233,7 +233,7 @@ class Failures(PairTest):
     def test_1_no_file(self):
         self.both_sides(1, self.home / "none.plist")
 
-    def test_3_no_bookmarks_file(self):
+    def test_3_not_a_bookmarks_file(self):
         self.both_sides(3, self.put(self.new, {"a": 1}))
         self.both_sides(3, self.put(self.new, ["a"]))
 
@@ -296,7 +296,7 @@ class Page(PairTest):
                     self.assertEqual(self.tarvel("preview", "--html", path, bookmarks).returncode, 64)
         self.assertEqual(self.snapshot(), before)
 
-    def test_neither_is_the_first_copy_nor_the_place_for_it(self):
+    def test_neither_is_the_initial_backup_nor_its_path(self):
         self.write(untidy())
         self.assertEqual(self.tarvel("preview", "--html", self.backup, self.file).returncode, 64)
         self.assertEqual(self.files(), ["Bookmarks.plist"])
@@ -306,7 +306,7 @@ class Page(PairTest):
         self.assertEqual(self.diff(f"--html={self.backup}", old=self.file, new=self.file).returncode, 64)
         self.assertEqual(self.snapshot(), before)
 
-    def test_neither_is_a_file_of_somebody_else(self):
+    def test_neither_is_a_file_that_is_not_a_page(self):
         self.put_pair()
         mine = self.home / "mine.html"
         mine.write_text("<!DOCTYPE html>\n<p>mine</p>\n")
@@ -356,14 +356,14 @@ class Page(PairTest):
         ):
             with self.subTest(arguments=arguments):
                 result = self.tarvel(*arguments)
-                # The reader is there once the opener has been started, and gets all that it was given.
+                # Reading the pipe waits for the opener.
                 self.assertEqual((self.home / "given").read_text(), f"1|{expected}|")
                 if status is not None:
                     self.assertEqual(result.returncode, status, result.stderr)
                 self.assertTrue(expected.read_bytes().startswith(b"<!DOCTYPE html>"))
 
     def page_counts(self, page):
-        """The number at each choice."""
+        """The number beside each filter."""
         return {kind: int(count) for kind, count in re.findall(r'id="only-(\w+)"[^>]*>[^<]*<b>(\d+)</b>', page)}
 
     def test_a_preview_page_shows_what_the_sort_then_does(self):
@@ -381,7 +381,7 @@ class Page(PairTest):
             for kind in ("removed", "renamed", "named"):
                 self.assertEqual(counts[kind], len(report[kind]), kind)
         self.assertGreater(min(counts[kind] for kind in ("moved", "removed", "renamed", "named")), 0)
-        # The later tree is the one that was written, title by title.
+        # The titles of the second tree are those that were written.
         later = page[page.index('<section id="after"') :]
         shown_titles = re.findall(r'<bdi class="t">([^<]*)</bdi>', later)
 
@@ -408,7 +408,7 @@ class Page(PairTest):
         self.assertEqual(self.tarvel("preview", "--html", page, self.file).returncode, 3)
         self.assertFalse(page.exists())
 
-    def test_the_page_asks_nobody_for_anything(self):
+    def test_the_page_fetches_nothing(self):
         self.put_pair()
         page = self.diff("--html").stdout.decode()
         self.assertIn("default-src 'none'", page)

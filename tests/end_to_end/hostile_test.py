@@ -1,4 +1,4 @@
-"""Files made to break whoever reads them: the command ends with its code, in time and memory that fit the file."""
+"""Hostile files: the command ends with an error code, in time and memory in proportion to the file."""
 
 import os
 import plistlib
@@ -13,10 +13,10 @@ import runner
 from home import SANITIZED, TARVEL, HomeTest
 
 MIB = 1 << 20
-# Far more than any of these takes; what runs away takes more.
+# Seconds; far more than any of these needs.
 PATIENCE = 300
 DEPTH = 100_000
-# The system counts what the child had of this process before it became the command.
+# The kernel counts the memory of the forked Python process too.
 LITTLE = 256 * MIB
 
 
@@ -37,7 +37,7 @@ def root(*children):
 
 
 def binary(objects, count=None, top=0):
-    """A binary list of these encoded objects, whatever the trailer then says."""
+    """A binary property list of encoded objects, with a trailer that may be wrong."""
     body = b"bplist00"
     offsets = []
     for item in objects:
@@ -53,7 +53,7 @@ def array_of(*references):
 
 
 def many(count, **values):
-    """So many bookmarks in the order of their titles; `values` takes the place of what they have."""
+    """`count` bookmarks ordered by title. `values` overrides their keys."""
     return [{**leaf(f"t{i:08}", f"http://{i}/"), **values} for i in range(count)]
 
 
@@ -61,14 +61,14 @@ def without_title(bookmark):
     return {key: value for key, value in bookmark.items() if key != "URIDictionary"}
 
 
-# Files whose references to one long text come to the square of their size. The writer here keeps equal texts once.
+# Files whose references to one long text expand to the square of their size. plistlib stores equal texts once.
 LONG_TEXTS = {
     "addresses": lambda n, text: root(*many(n, URLString="http://" + text)),
     "blank addresses": lambda n, text: root(*many(n, URLString=" " * len(text))),
     "titles": lambda n, text: root(*(folder(f"f{i:08}", leaf(text, f"http://{i}/")) for i in range(n))),
     "addresses for titles": lambda n, text: root(*map(without_title, many(n, URLString="http://" + text))),
     "identifiers": lambda n, text: root(*({**folder(f"f{i:08}", leaf("t", f"http://{i}/")), "WebBookmarkUUID": text} for i in range(n))),
-    # Read as a number, of which nothing but the end decides.
+    # Read as a number.
     "hidden marks": lambda n, text: root(*({**folder(f"f{i:08}", leaf("t", f"http://{i}/")), "ShouldOmitFromUI": text} for i in range(n))),
     "unknown keys": lambda n, text: root(*({**bookmark, text: "x", f"k{i}": "y"} for i, bookmark in enumerate(many(n)))),
 }
@@ -76,7 +76,7 @@ LONG_TEXTS = {
 
 class HostileTest(HomeTest):
     def run_measured(self, *arguments, limit=None, stdin=subprocess.DEVNULL):
-        """Exit status and the most memory in bytes. A signal is a negative status. Leaves the processor time behind."""
+        """Exit status, negative for a signal, and peak memory in bytes. Sets `seconds`, the processor time, and `words`."""
 
         def confine():
             if limit is not None:
@@ -102,7 +102,7 @@ class HostileTest(HomeTest):
         return process.returncode, usage.ru_maxrss * 1024
 
     def expect(self, codes, most, content=None):
-        """Sorts the file, or this content: it ends with one of `codes`, within `most` bytes, the file as it was."""
+        """Sorts the file, or `content`: exits with one of `codes`, uses less than `most` bytes, and an error leaves the file."""
         if content is not None:
             self.file.write_bytes(content)
         before = self.file.read_bytes() if self.file.is_file() and self.file.stat().st_size < 64 * MIB else None
@@ -115,14 +115,14 @@ class HostileTest(HomeTest):
             self.assertLess(memory, most)
 
     def expect_growth(self, arguments, small, large):
-        """Of two lists, the one of four times the size takes hardly more than four times as long, and memory that fits it.
+        """`large` has four times the size of `small`: less than eight times the time, and memory in proportion.
 
-        What grows with the square takes sixteen times as long."""
+        Quadratic work would take sixteen times as long."""
         seconds = []
         for content in (small, large):
             self.write(content)
             status, memory = self.run_measured(*arguments, self.file)
-            # The first two: nothing to do, and something to do.
+            # 0: nothing to sort, 10: something to sort.
             self.assertIn(status, (0, 10), self.words)
             seconds.append(self.seconds)
             # Reports hold up to 1000 bytes of each text.
@@ -139,16 +139,16 @@ class HostileTest(HomeTest):
         for arguments in (("preview",), ("preview", "--html=-"), ("sort", "--no-backup")):
             self.expect_growth(arguments, top(5_000), top(20_000))
 
-    def test_a_long_text_that_everything_refers_to_takes_time_in_proportion(self):
+    def test_a_long_shared_text_takes_time_in_proportion(self):
         for name, make in LONG_TEXTS.items():
             for arguments in (("preview",), ("preview", "--html=-"), ("sort", "--no-backup")):
                 with self.subTest(name, arguments=arguments):
                     letter = "0" if name == "hidden marks" else "x"
                     self.expect_growth(arguments, make(2_000, letter * 500_000), make(8_000, letter * 2_000_000))
 
-    def test_a_folder_that_is_referred_to_from_everywhere_takes_time_in_proportion(self):
+    def test_a_shared_folder_takes_time_in_proportion(self):
         def shared(count):
-            # A list that stands in several places is one object of the file.
+            # plistlib stores a shared list once.
             children = many(100)
             return root(*(dict(folder(f"f{i:08}"), Children=children) for i in range(count)))
 
@@ -174,7 +174,7 @@ class HostileTest(HomeTest):
                     self.assertLess(memory, 128 * MIB)
         self.assertEqual(self.run_measured("dump", "--format=binary", self.file)[0], 0)
 
-    def test_a_file_beyond_the_limit_is_refused_before_it_takes_room(self):
+    def test_a_file_beyond_the_limit_is_refused_before_it_is_read(self):
         with self.file.open("wb") as file:
             file.truncate(3 << 30)
         for command in ("sort", "preview", "dump"):
@@ -201,7 +201,7 @@ class HostileTest(HomeTest):
             self.assertLess(memory, 128 * MIB)
 
     def test_nesting_a_hundred_thousand_deep_is_refused_in_every_form(self):
-        # Each array holds the next.
+        # Each array contains the next.
         nested = [array_of(i + 1) for i in range(DEPTH)] + [b"\x08"]
         for content in (
             binary(nested),
@@ -212,7 +212,7 @@ class HostileTest(HomeTest):
             with self.subTest(content=content[:60]):
                 self.expect((5,), LITTLE, content)
 
-    def test_arrays_that_unfold_without_end_take_no_room(self):
+    def test_arrays_that_expand_exponentially_take_no_memory(self):
         for references, levels in ((2, 64), (1000, 8)):
             with self.subTest(references=references, levels=levels):
                 self.expect((3, 5), LITTLE, binary([array_of(*[i + 1] * references) for i in range(levels)] + [b"\x08"]))
@@ -221,7 +221,7 @@ class HostileTest(HomeTest):
         self.expect((3, 5), LITTLE, binary([array_of(0)]))
         self.expect((3, 5), LITTLE, binary([array_of(1), array_of(0)]))
 
-    def test_entities_that_unfold_are_refused(self):
+    def test_entities_that_expand_exponentially_are_refused(self):
         entities = "".join(f'<!ENTITY a{i + 1} "{f"&a{i};" * 10}">' for i in range(20))
         text = f'<?xml version="1.0"?><!DOCTYPE plist [<!ENTITY a0 "lol">{entities}]><plist><string>&a20;</string></plist>'
         self.expect((3, 5), LITTLE, text.encode())
@@ -241,7 +241,7 @@ class HostileTest(HomeTest):
             with self.subTest(content=content[:60]):
                 self.expect((5,), LITTLE, content)
 
-    def test_a_gigabyte_of_nothing_is_refused(self):
+    def test_a_gigabyte_of_zeros_is_refused(self):
         size = 1 << 30
         self.environment["TARVEL_MAX_FILE_SIZE"] = "1G"
         for head, tail in ((b"", b""), (b"bplist00", b""), (b"bplist00\x08", binary([b"\x08"])[-32:])):
@@ -254,7 +254,7 @@ class HostileTest(HomeTest):
                         file.write(tail)
                 self.expect((3, 5), 2 * size)
 
-    def test_what_is_no_file_is_refused_without_waiting(self):
+    def test_pipes_sockets_folders_and_devices_are_refused_without_waiting(self):
         os.mkfifo(self.file)
         self.expect((5,), LITTLE)
         self.file.unlink()
@@ -278,8 +278,8 @@ class HostileTest(HomeTest):
         menu = self.read()["Children"][1]["Children"]
         self.assertEqual([child["URIDictionary"]["title"][0] for child in menu], ["a", "b"])
 
-    def test_fifty_thousand_of_one_name_are_sorted_in_the_memory_that_the_agent_has(self):
-        # Titles that tell all of them apart would take gigabytes. In this script a title takes the most memory.
+    def test_fifty_thousand_equal_titles_are_sorted_in_the_agents_memory(self):
+        # Unique titles for all would take gigabytes. Cyrillic titles take the most memory.
         self.write(root(leaf("z", "http://z/"), *(leaf("Я", f"http://{i}/") for i in range(50_000)), leaf("a", "http://a/")))
         self.expect((0,), 400 * MIB)
         self.assertIn("WARNING: some entries keep the title of a sibling", self.words)
@@ -292,13 +292,13 @@ class HostileTest(HomeTest):
         self.assertEqual(len({child["URIDictionary"]["title"] for child in menu}), 2_000)
 
     @unittest.skipIf(SANITIZED, "a sanitized program needs addresses without end")
-    def test_too_little_memory_is_a_failed_run(self):
+    def test_too_little_memory_is_an_error(self):
         self.write(root(*(leaf(f"title {i * 7919 % 100_000}", f"http://{i}/") for i in range(100_000))))
         before = self.file.read_bytes()
         statuses = set()
         for limit in range(48, 240, 16):
             status, _ = self.run_measured("sort", self.file, "--no-backup", limit=limit * MIB)
-            # 127: the loader could not even start.
+            # 127: the loader failed.
             self.assertIn(status, (0, 5, 6, 70, 127), f"{limit} MiB: {self.words}")
             statuses.add(status)
             if status != 0:

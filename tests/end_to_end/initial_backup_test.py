@@ -1,4 +1,4 @@
-"""Each file keeps its own initial backup, and none is put in another file's place unasked."""
+"""Each file keeps its own initial backup, and another file's backup is restored only after confirmation."""
 
 import os
 import plistlib
@@ -12,7 +12,7 @@ AGENTS = "data/Tarvel/Bookmarks (Initial Copy).plist"
 
 
 def bookmarks(name):
-    """A file that a sort changes, and that no other name gives."""
+    """An unsorted file that is different for each name."""
     return plistlib.dumps(
         root(folder("BookmarksBar"), folder("BookmarksMenu", leaf(f"z {name}"), leaf(f"a {name}"))),
         fmt=plistlib.FMT_BINARY,
@@ -49,7 +49,7 @@ class InitialBackups(HomeTest):
         self.done("restore", self.a)
         self.assertTrue(self.is_original(self.a))
 
-    def test_the_default_file_uses_the_agents_name_whatever_was_sorted_before(self):
+    def test_the_default_file_always_uses_the_agents_backup(self):
         self.done("sort", self.a)
         self.assertFalse((self.home / AGENTS).exists())
         self.done("sort")
@@ -65,7 +65,7 @@ class InitialBackups(HomeTest):
         self.done("restore", link)
         self.assertTrue(self.is_original(self.a))
 
-    def test_the_backup_of_another_file_is_not_put_back_under_the_name_of_the_option(self):
+    def test_the_backup_option_does_not_restore_another_files_backup(self):
         backup = self.home / "mine/backup.plist"
         self.done("sort", "--backup-file", backup, self.a)
         self.assertEqual(backup.read_bytes(), self.originals[self.a])
@@ -77,7 +77,7 @@ class InitialBackups(HomeTest):
                 self.assertTrue(self.is_original(self.b))
         self.assertEqual(backup.read_bytes(), self.originals[self.a])
 
-    def test_the_backup_of_another_file_is_shown_and_asked_for_when_it_is_named(self):
+    def test_another_files_backup_needs_confirmation(self):
         self.done("sort", self.a)
         backup = self.initial_backup_of(self.a)
         result = self.tarvel("restore", "--from", backup, self.b)
@@ -87,7 +87,7 @@ class InitialBackups(HomeTest):
         self.done("restore", "--yes", "--from", backup, self.b)
         self.assertEqual(self.b.read_bytes(), self.originals[self.a])
 
-    def test_a_backup_that_does_not_tell_its_file_is_asked_for(self):
+    def test_a_backup_without_a_recorded_file_needs_confirmation(self):
         self.done("sort")
         backup = self.home / AGENTS
         backup.write_bytes(self.originals[self.a])
@@ -100,17 +100,17 @@ class InitialBackups(HomeTest):
         self.done("restore", "--yes")
         self.assertEqual(self.default.read_bytes(), self.originals[self.a])
 
-    def test_a_file_that_may_be_that_of_the_agents_backup_is_told_so(self):
+    def test_a_hint_names_the_agents_backup_when_it_may_be_the_files(self):
         (self.home / "data/Tarvel").mkdir(parents=True)
         (self.home / AGENTS).write_bytes(self.originals[self.a])
         result = self.tarvel("restore", self.a)
         self.assertEqual(result.returncode, 1)
         self.assertIn(f"tarvel restore --from '{self.home / AGENTS}' '{self.a}'".encode(), result.stderr)
 
-    def test_a_newly_named_file_gets_a_backup_of_its_own_and_the_old_one_keeps_its(self):
+    def test_a_new_file_in_the_settings_gets_its_own_backup(self):
         self.done("sort")
         self.done("settings", "set", "BookmarksFilename", self.a)
-        # What the agent does at its first sort of the file: its name, and none made where one is.
+        # As the agent's first sort of the file: makes a backup with its name unless there is one.
         self.assertFalse((self.home / AGENTS).exists())
         self.done("sort")
         self.assertEqual((self.home / AGENTS).read_bytes(), self.originals[self.a])
@@ -119,7 +119,7 @@ class InitialBackups(HomeTest):
         self.done("restore", self.default)
         self.assertTrue(self.is_original(self.default))
 
-    def test_going_back_to_the_default_file_brings_its_backup_back(self):
+    def test_returning_to_the_default_file_returns_its_backup(self):
         self.done("sort")
         self.done("settings", "set", "BookmarksFilename", self.a)
         self.done("sort")
@@ -139,7 +139,7 @@ class InitialBackups(HomeTest):
         self.done("restore", "--no-settings")
         self.assertTrue(self.is_original(self.default))
 
-    def test_a_file_named_by_other_means_keeps_its_original_when_the_command_sorts_it(self):
+    def test_a_file_set_by_another_program_keeps_its_original(self):
         self.done("sort")
         settings = self.home / "config/org.tarvel.Tarvel/preferences.plist"
         settings.parent.mkdir(parents=True)
@@ -149,7 +149,7 @@ class InitialBackups(HomeTest):
         self.done("restore")
         self.assertTrue(self.is_original(self.b))
 
-    def test_the_doctor_finds_a_backup_that_would_stand_in_for_the_files_own(self):
+    def test_the_doctor_finds_another_files_backup(self):
         self.done("sort")
         settings = self.home / "config/org.tarvel.Tarvel/preferences.plist"
         settings.parent.mkdir(parents=True)

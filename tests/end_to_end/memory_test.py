@@ -1,4 +1,4 @@
-"""Too little memory ends a sort with its code and a truthful word, never by a signal, and the file stays as it was."""
+"""A sort without enough memory ends with an error code and a message, never a signal, and leaves the file."""
 
 import os
 import pathlib
@@ -33,7 +33,7 @@ def soft_data_limit(pid):
 
 @unittest.skipIf(SANITIZED, "a sanitized program has more memory than any limit from its start")
 class Memory(HomeTest):
-    def test_at_every_limit_the_command_says_what_it_lacked(self):
+    def test_at_every_limit_the_command_reports_the_shortage(self):
         self.write(large_root())
         before = self.file.read_bytes()
         statuses = set()
@@ -52,7 +52,7 @@ class Memory(HomeTest):
         self.assertIn(0, statuses)
         self.assertIn(5, statuses)
 
-    def test_the_agent_ends_in_order_with_the_code_and_the_reason(self):
+    def test_the_agent_hands_over_the_code_and_logs_the_reason(self):
         with Machine() as machine:
             machine.write({**large_root(), "Children": []})
             machine.set(AutoSortMode=True, BookmarksUpdateLatency=1)
@@ -65,7 +65,7 @@ class Memory(HomeTest):
             self.assertRegex(machine.log(), f"{SHORTAGE}|Out of memory")
             self.assertEqual(machine.file.read_bytes(), before)
 
-    def test_the_agent_and_the_command_limit_themselves_below_what_the_machine_has(self):
+    def test_the_agent_and_the_command_limit_their_memory_below_the_machines(self):
         machine_memory = os.sysconf("SC_PHYS_PAGES") * os.sysconf("SC_PAGESIZE")
         with Machine() as machine:
             machine.set(AutoSortMode=True)

@@ -1,4 +1,4 @@
-"""Answers that cannot be written, and limits on the size of files: a status of its own, and files as they should be."""
+"""Output that cannot be written, and file size limits: exit status, and the state of the files."""
 
 import os
 import resource
@@ -31,7 +31,7 @@ class OutputTest(HomeTest):
         )
 
     def expect_no_answer(self, *arguments):
-        """A full device, a pipe that nobody reads, and no output at all."""
+        """A full device, a closed pipe, and a closed standard output."""
 
         def close_output():
             os.close(1)
@@ -52,7 +52,7 @@ class OutputTest(HomeTest):
             self.assertEqual(result.returncode, CANNOT_ANSWER, (arguments, result.stderr))
             self.assertIn(b"The answer could not be written", result.stderr)
 
-    def test_every_kind_of_answer_that_cannot_be_written_has_a_status_of_its_own(self):
+    def test_output_that_cannot_be_written_is_status_74(self):
         self.write(unsorted_root())
         other = self.home / "Other.plist"
         other.write_bytes(self.file.read_bytes())
@@ -75,7 +75,7 @@ class OutputTest(HomeTest):
                 self.expect_no_answer(*arguments)
         self.assertEqual(self.file.read_bytes(), before)
 
-    def test_a_sort_whose_answer_cannot_be_written_has_happened(self):
+    def test_a_sort_whose_output_cannot_be_written_is_done(self):
         for _ in range(2):
             self.write(unsorted_root())
             self.expect_no_answer("sort", self.file)
@@ -88,7 +88,7 @@ class OutputTest(HomeTest):
             self.assertEqual(self.run_with(full, "sort", "--json", self.file).returncode, 1)
             self.assertEqual(self.run_with(full, "sort", "--no-such-option").returncode, 64)
 
-    def test_a_limit_on_the_size_of_files_is_an_error_and_leaves_the_file(self):
+    def test_a_file_size_limit_is_an_error_and_leaves_the_file(self):
         self.write(unsorted_root())
         before = self.file.read_bytes()
 
@@ -102,7 +102,7 @@ class OutputTest(HomeTest):
                 self.assertNotEqual(result.stderr, b"")
                 self.assertEqual(self.file.read_bytes(), before)
                 self.assertFalse(self.backup.exists())
-        # Written in place, too.
+        # Also when written in place.
         os.link(self.file, self.home / "second name")
         result = self.run_with(subprocess.PIPE, "sort", "--no-backup", self.file, before=limit)
         self.assertEqual(result.returncode, 6, result.stderr)

@@ -1,5 +1,5 @@
-"""Every path that a command takes, and three questions: is it empty, is it the same file as another path, is it the backup
-of another file. The answers are those of the table in docs/PATHS.md, row by row."""
+"""Every path argument of every command, when it is empty, the same file as another argument, or another file's backup. The
+expected results are the table in docs/PATHS.md."""
 
 import os
 import plistlib
@@ -10,7 +10,7 @@ import runner
 from bookmark_trees import folder, leaf, root
 from home import SOURCE, HomeTest
 
-# How each argument of the table is given: the words before the path, and those after it.
+# The words before and after the path, for each row of the table.
 ARGUMENTS = {
     ("preview", "FILE"): (["preview"], []),
     ("preview", "--backup-file"): (["preview", "--backup-file"], ["{file}"]),
@@ -35,7 +35,7 @@ ARGUMENTS = {
 
 
 def table():
-    """(command, argument) with its three answers."""
+    """The three results of each (command, argument)."""
     rows = {}
     for line in (SOURCE / "docs/PATHS.md").read_text().splitlines():
         cells = [cell.strip().replace("`", "") for cell in line.strip("|").split("|")]
@@ -51,7 +51,7 @@ class Paths(HomeTest):
         self.write(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("z"), leaf("a"))))
         self.other = self.home / "other.plist"
         self.other.write_bytes(plistlib.dumps(root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("y"), leaf("b")))))
-        # A default file that must not be taken for an empty argument.
+        # The default file, which an empty argument must not mean.
         self.default = self.home / "Library/Safari/Bookmarks.plist"
         self.default.parent.mkdir(parents=True)
         self.default.write_bytes(self.other.read_bytes())
@@ -85,13 +85,13 @@ class Paths(HomeTest):
                 self.assertTrue(result.stderr)
 
     def names_of_the_file(self):
-        """The file by other names."""
+        """The file by each of its names."""
         link, hard = self.home / "link.plist", self.home / "hard.plist"
         link.symlink_to(self.file)
         os.link(self.file, hard)
         yield from (self.file, link, hard, self.home / "x/../Bookmarks.plist")
 
-    def test_every_row_has_a_way_to_be_tried(self):
+    def test_every_row_of_the_table_is_tested(self):
         self.assertEqual(set(table()), set(ARGUMENTS))
 
     def test_an_empty_path_is_refused(self):
@@ -102,7 +102,7 @@ class Paths(HomeTest):
         (self.home / "x").mkdir()
         for name in self.names_of_the_file():
             for argument, (_, same, _) in table().items():
-                # A file alone is no second one.
+                # There is no other file argument.
                 if argument[1] in ("FILE", "BookmarksFilename"):
                     self.assertEqual(same, "-", argument)
                     continue

@@ -1,4 +1,4 @@
-"""Long work on a terminal: a line says how far it is, and Ctrl-C leaves the file as it was."""
+"""Progress on a terminal, and Ctrl-C, which leaves the file as it was."""
 
 import json
 import os
@@ -15,7 +15,7 @@ ERASE = b"\r\x1b[K"
 
 
 def large_file(count):
-    """A text, made quickly, which takes a while to read."""
+    """A file that is quick to make and slow to read."""
     head = plistlib.dumps(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("m"))), sort_keys=False)
     leaves = "".join(
         "<dict><key>WebBookmarkType</key><string>WebBookmarkTypeLeaf</string>"
@@ -31,7 +31,7 @@ class Progress(HomeTest):
     def start(self, *arguments, **options):
         return Terminal(self.environment, *arguments, **options)
 
-    def test_waiting_is_shown_and_ctrl_c_leaves_everything_as_it_was(self):
+    def test_ctrl_c_while_waiting_leaves_everything_as_it_was(self):
         before = self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
         (self.home / "lock").touch()
         files = self.files()
@@ -44,7 +44,7 @@ class Progress(HomeTest):
         self.assertEqual(self.file.read_bytes(), before)
         self.assertEqual(self.files(), files)
 
-    def test_the_line_is_gone_before_the_answer(self):
+    def test_the_line_is_erased_before_the_output(self):
         self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
         (self.home / "lock").touch()
         run = self.start("sort", self.file)
@@ -54,7 +54,7 @@ class Progress(HomeTest):
         answer = run.shown[run.shown.rindex(ERASE) + len(ERASE) :]
         self.assertTrue(answer.startswith("The bookmarks file was opened, sorted and saved.".encode()), run.shown)
 
-    def test_an_answer_for_programs_stays_clean(self):
+    def test_json_output_has_no_progress(self):
         self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
         (self.home / "lock").touch()
         reading, writing = os.pipe()
@@ -67,7 +67,7 @@ class Progress(HomeTest):
             self.assertTrue(json.load(answer)["written"])
         self.assertTrue(run.shown.endswith(ERASE), run.shown)
 
-    def test_nothing_is_drawn_where_it_could_not_be_erased(self):
+    def test_nothing_is_drawn_on_a_dumb_terminal(self):
         self.write(root(folder("BookmarksBar", leaf("b")), folder("BookmarksMenu", leaf("z"), leaf("a"))))
         (self.home / "lock").touch()
         self.environment["TERM"] = "dumb"
@@ -77,7 +77,7 @@ class Progress(HomeTest):
         self.assertNotIn(b"\x1b", run.shown)
 
     def test_ctrl_c_at_each_stage_of_a_large_file_leaves_all_old_or_all_new(self):
-        """How far it gets until the key arrives differs; that the file is whole does not."""
+        """The stage at the signal varies; the file is whole at each."""
         before = large_file(60_000)
         for stage in (b"Reading", b"Cleaning", b"Ordering", b"Writing"):
             self.file.write_bytes(before)

@@ -1,4 +1,4 @@
-"""Text from files can neither steer a terminal nor disguise itself: on a terminal, and in JSON wherever it goes."""
+"""Text from files cannot control a terminal or disguise itself, in output to a terminal and in all JSON."""
 
 import json
 import plistlib
@@ -13,7 +13,7 @@ from terminal import Terminal
 # Escape, delete, CSI as one character, direction override, isolate, marks, line and paragraph separators.
 HOSTILE = "a\x1b[2J\x7f\x9b\u202e\u2066\u200e\u200f\u061c\u2028\u2029z"
 DANGEROUS = re.compile("[\x00-\x08\x0b-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069\ufeff]")
-# What a report paints titles with.
+# The colours of reports.
 COLOURS = re.compile("\x1b\\[[0-9]*m")
 SETTINGS = "org.tarvel.Tarvel"
 
@@ -54,7 +54,7 @@ class SafeOutput(HomeTest):
         yield "settings",
         yield "doctor",
 
-    def test_json_holds_no_dangerous_character_and_the_same_values(self):
+    def test_json_has_no_dangerous_character_and_the_same_values(self):
         for arguments in (*self.commands(), ("sort", self.file)):
             with self.subTest(arguments=arguments):
                 result = self.tarvel(*arguments, "--json")
@@ -71,7 +71,7 @@ class SafeOutput(HomeTest):
             return " ".join(map(self.flattened, value))
         return str(value)
 
-    def test_a_dump_as_json_holds_none_either(self):
+    def test_a_dump_as_json_has_none(self):
         result = self.tarvel("dump", "--format", "json", self.file)
         self.assert_harmless(result.stdout.decode(), ("dump",))
         menu = json.loads(result.stdout)["Children"][1]["Children"]
@@ -82,7 +82,7 @@ class SafeOutput(HomeTest):
         terminal.end()
         return terminal.shown.decode().replace("\r\n", "\n")
 
-    def test_text_on_a_terminal_holds_none(self):
+    def test_text_on_a_terminal_has_none(self):
         commands = (
             *self.commands(),
             ("sort", self.file),
@@ -100,14 +100,14 @@ class SafeOutput(HomeTest):
         for arguments in commands:
             self.assert_harmless(COLOURS.sub("", self.shown(*arguments)), arguments)
 
-    def test_a_path_that_cannot_be_looked_at_is_shown_safely(self):
+    def test_an_inaccessible_path_is_shown_safely(self):
         (self.home / "file").write_text("x")
         self.tarvel("settings", "set", "BookmarksFilename", self.home / "file" / HOSTILE)
         for command in ("status", "doctor"):
             with self.subTest(command=command):
                 self.assert_harmless(COLOURS.sub("", self.shown(command)), (command,))
 
-    def test_a_dump_on_a_terminal_spells_them_out_and_one_to_a_file_is_exact(self):
+    def test_a_dump_escapes_them_on_a_terminal_and_is_exact_in_a_file(self):
         exact = self.tarvel("dump", "--format", "xml", self.file).stdout
         self.assertEqual(plistlib.loads(exact.replace(b"\x1b", b"?"))["WebBookmarkFileVersion"], 1)
         self.assertIn(HOSTILE, exact.decode())

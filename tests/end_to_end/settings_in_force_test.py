@@ -1,4 +1,4 @@
-"""Command and agent go by the same settings: what the command shows and does is what the agent does."""
+"""The command and the agent use the same settings: a preview shows what the agent does."""
 
 import json
 import os
@@ -13,7 +13,7 @@ from machine import Machine, wait_for
 
 
 def bookmarks():
-    """Each rule makes a difference here."""
+    """A tree to which every rule applies."""
     bar = folder("BookmarksBar", leaf("bar z"), leaf("bar a"))
     menu = folder(
         "BookmarksMenu",
@@ -78,19 +78,19 @@ class BesideTheAgent(unittest.TestCase):
             self.assertEqual(without_root_identifier(file), expected)
             self.assertEqual(machine.terminate(), 0)
 
-            # What was shown before is what was done.
+            # The preview showed what was done.
             menu = [child for child in expected["Children"] if child["Title"] == "BookmarksMenu"][0]
             order = [order for order in shown["ordered"] if order["folder"] == ["BookmarksMenu"]]
             self.assertEqual([entry["title"] for entry in order[0]["entries"]], [child.get("Title", child.get("URIDictionary", {}).get("title")) for child in menu["Children"]])
 
-            # The agent's backup is that of its file, for the command too.
+            # The command restores the agent's backup.
             self.assertEqual(self.command(machine, "restore").returncode, 0)
             self.assertEqual(file.read_bytes(), before)
 
     def test_with_the_default_rules(self):
         self.check_agreement()
 
-    def test_with_every_rule_the_other_way(self):
+    def test_with_every_rule_inverted(self):
         self.check_agreement(**{rule: not value for rule, value in DEFAULTS.items()})
 
 
@@ -111,7 +111,7 @@ class InForce(HomeTest):
     def preview(self, *options):
         return json.loads(self.tarvel("preview", "--json", *options).stdout)
 
-    def test_an_option_beats_a_setting_and_a_setting_the_default(self):
+    def test_an_option_overrides_a_setting_and_a_setting_the_default(self):
         for key in RULES:
             with self.subTest(setting=key):
                 self.set(**{key: "no" if DEFAULTS[key] else "yes"})
@@ -124,19 +124,19 @@ class InForce(HomeTest):
                 self.assertNotEqual({**by_setting, "settings": {}}, overruled)
                 self.assertEqual(self.tarvel("settings", "unset", key).returncode, 0)
 
-    def test_a_sort_goes_by_them_and_says_so(self):
+    def test_a_sort_uses_the_settings_and_names_them(self):
         self.set(SortBookmarksBar="yes")
         result = self.tarvel("sort", self.file)
         self.assertEqual(result.returncode, 0)
         self.assertIn(b"By your settings (--no-settings leaves them out):\n  SortBookmarksBar = yes\n", result.stdout)
         self.assertEqual(titles(self.read())[0], ["BookmarksBar", ["bar a", "bar z"]])
 
-    def test_nothing_is_said_of_settings_that_are_the_defaults(self):
+    def test_settings_equal_to_the_defaults_are_not_named(self):
         self.set(SortBookmarksBar="no", FoldersAtTop="yes", BookmarksFilename=str(self.default))
         self.assertNotIn(b"settings", self.tarvel("preview").stdout)
         self.assertEqual(self.preview()["settings"], {})
 
-    def test_every_command_without_a_file_works_on_that_of_the_settings(self):
+    def test_every_command_without_a_file_uses_that_of_the_settings(self):
         self.set(BookmarksFilename=str(self.file))
         before = self.file.read_bytes()
         named = f"BookmarksFilename = {self.file}\n".encode()
@@ -151,13 +151,13 @@ class InForce(HomeTest):
         self.assertEqual(self.file.read_bytes(), before)
         self.assertNotEqual(plistlib.loads(self.tarvel("dump", "--no-settings").stdout), plistlib.loads(before))
 
-    def test_the_page_goes_by_them_and_says_so(self):
+    def test_the_page_uses_the_settings_and_names_them(self):
         self.set(SortBookmarksBar="yes", BookmarksFilename=str(self.file))
         page = self.tarvel("preview", "--html", "-").stdout.decode()
         self.assertIn("By your settings: SortBookmarksBar = yes", page)
         self.assertNotIn("By your settings", self.tarvel("preview", "--html", "-", "--no-settings", self.file).stdout.decode())
 
-    def test_settings_that_cannot_be_read_are_said_and_the_defaults_hold(self):
+    def test_unreadable_settings_are_reported_and_the_defaults_used(self):
         settings = self.home / "config/org.tarvel.Tarvel/preferences.plist"
         settings.parent.mkdir(parents=True)
         settings.write_bytes(b"<plist><dict><key>broken")

@@ -1,4 +1,4 @@
-"""The commands around the agent, as a person uses them."""
+"""The commands settings, status and report."""
 
 import json
 import os
@@ -39,7 +39,7 @@ class Settings(AgentTest):
         self.assertEqual(self.tarvel("settings", "unset", "AutoSortMode").returncode, 0)
         self.assertEqual(self.tarvel("settings", "get", "AutoSortMode").stdout, b"no\n")
 
-    def test_listing_is_what_comes_without_more_and_writes_nothing(self):
+    def test_listing_is_the_default_and_writes_nothing(self):
         plain = self.tarvel("settings")
         self.assertEqual(plain.returncode, 0)
         self.assertEqual(plain.stdout, self.tarvel("settings", "list").stdout)
@@ -59,7 +59,7 @@ class Settings(AgentTest):
                 self.assertNotEqual(result.stderr, b"", arguments)
         self.assertEqual(self.files(), [])
 
-    def test_two_at_once_both_count(self):
+    def test_concurrent_changes_are_all_kept(self):
         running = [
             subprocess.Popen([os.environ["TARVEL_BIN"], "settings", "set", key, "no"], env=self.environment,
                              stdout=subprocess.DEVNULL)
@@ -68,7 +68,7 @@ class Settings(AgentTest):
         self.assertEqual([process.wait() for process in running], [0] * 12)
         self.assertEqual(set(self.stored()), {"FoldersAtTop", "RemoveDuplicates", "RenameSamenamed", "SortBookmarksBar"})
 
-    def test_a_corrupt_file_is_told_of_and_kept_aside(self):
+    def test_a_corrupt_file_is_reported_and_kept(self):
         self.settings.parent.mkdir(parents=True)
         self.settings.write_bytes(b"<plist><dict><key>")
         result = self.tarvel("settings", "get", "AutoSortMode")
@@ -80,7 +80,7 @@ class Settings(AgentTest):
         self.assertEqual(len(aside), 1)
         self.assertEqual((self.home / aside[0]).read_bytes(), b"<plist><dict><key>")
 
-    def test_settings_that_cannot_be_written_are_a_failure(self):
+    def test_settings_that_cannot_be_written_are_an_error(self):
         (self.home / "config").write_text("in the way")
         result = self.tarvel("settings", "set", "AutoSortMode", "yes")
         self.assertEqual(result.returncode, 12)
@@ -89,14 +89,14 @@ class Settings(AgentTest):
 
 
 class Status(AgentTest):
-    def test_nothing_set_up_is_no_failure_and_tells_how_to_begin(self):
+    def test_nothing_set_up_is_not_an_error_and_says_how_to_begin(self):
         result = self.tarvel("status")
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         self.assertIn(b"Agent:             not running", result.stdout)
         self.assertIn(b"tarvel agent enable", result.stdout)
         self.assertEqual(self.files(), [])
 
-    def test_a_running_agent_is_seen_with_its_process(self):
+    def test_a_running_agent_is_shown_with_its_process(self):
         self.store(AutoSortMode=True)
         (self.home / "Library/Safari").mkdir(parents=True)
         self.assertEqual(self.tarvel("status").returncode, 11)
@@ -112,7 +112,7 @@ class Status(AgentTest):
             self.assertEqual(agent.wait(), 0)
         self.assertEqual(self.tarvel("status").returncode, 11)
 
-    def test_an_error_is_told_in_words_and_stays(self):
+    def test_an_error_is_described_and_kept(self):
         self.store(LastHelperError=8)
         result = self.tarvel("status")
         self.assertEqual(result.returncode, 11)
@@ -121,7 +121,7 @@ class Status(AgentTest):
 
 
 class Report(AgentTest):
-    def test_each_code_is_told_once(self):
+    def test_each_code_is_reported_once(self):
         for code, words in ((1, "could not be located"), (4, "too advanced"), (7, "backup"), (101, "could not be watched"),
                             (103, "newer version"), (77, "unknown error: 77")):
             with self.subTest(code=code, words=words):
