@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks programs for what makes a fault in them harder to exploit, and for calls they are never to make.
+"""Checks that programs are hardened and do not call forbidden functions.
 
 check_hardening.py PROGRAM...
 """
@@ -8,7 +8,7 @@ import re
 import subprocess
 import sys
 
-# A shell, names that others can guess, and copies without a limit.
+# Shells, predictable temporary names, and unbounded copies.
 FORBIDDEN = {"system", "popen", "wordexp", "execlp", "execvp", "tmpnam", "tempnam", "mktemp", "gets", "strcpy", "strcat", "sprintf"}
 
 
@@ -39,7 +39,7 @@ def faults(program):
 
 def main():
     found = [f"{program}: {words}" for program in sys.argv[1:] for words in faults(program)]
-    # Not every program makes copies that can be checked, but some of them do.
+    # Not every program has calls that can be fortified.
     if not any(name.endswith("_chk") for program in sys.argv[1:] for name in imports_of(program)):
         found.append("no copies are checked")
     print("\n".join(found) or f"{len(sys.argv) - 1} programs checked")

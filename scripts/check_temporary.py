@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""No script or test makes a file under a name that another user can guess, in a folder where every user writes.
+"""No script or test creates files with predictable names in world-writable folders.
 
 A link planted there beforehand would lead the write to a file of this user's own. Temporary names come from mktemp,
 mkdtemp or tempfile, and what belongs beside them goes into a folder made so.
@@ -13,7 +13,7 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 LOOKED_AT = ["scripts", ".ci", "tests", "bench", "examples", "cmake"]
 SHARED = r"/(?:tmp|var/tmp|dev/shm)/"
-# A random part is made by who opens the file.
+# These create a random name.
 GUESSABLE = re.compile(SHARED + r"(?![\w.-]*X{6})")
 MADE = re.compile(r"\b(\w+)=\"?\$\(mktemp\b")
 
@@ -43,7 +43,7 @@ def main():
     read = 0
     for name in filter(None, names):
         path = ROOT / name
-        # Recorded answers name paths, and make no files.
+        # Recorded answers contain paths but create no files.
         if not path.is_file() or path.samefile(__file__) or name.startswith("tests/data/vectors/"):
             continue
         try:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every test file is in a target, and none stands where no target looks."""
+"""Every test file is in a target."""
 
 import pathlib
 import re
@@ -19,12 +19,12 @@ def main():
         if path.suffix not in (".cpp", ".py"):
             continue
         found += 1
-        # A program takes the sources of its folder and of the rooms in it.
+        # A program includes the sources of its folder and the folders below.
         lists = next(folder / "CMakeLists.txt" for folder in path.parents if (folder / "CMakeLists.txt").is_file())
         wanted = "tarvel_test(" if path.suffix == ".cpp" else "tarvel_script_tests("
         name = path.relative_to(ROOT)
         if wanted not in commands_of(lists):
-            faults.append(f"{name}: no target in {lists.relative_to(ROOT)} takes it")
+            faults.append(f"{name}: no target in {lists.relative_to(ROOT)} includes it")
         folder = lists.parent.relative_to(ROOT / "tests").as_posix()
         if f"add_subdirectory({folder})" not in commands_of(ROOT / "tests/CMakeLists.txt"):
             faults.append(f"{name}: tests/CMakeLists.txt does not add {folder}")

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The project speaks of itself alone: no document it was drawn up from, no tracker, no path of a machine."""
+"""The tree names no outside document, tracker or path of a machine."""
 
 import pathlib
 import re
@@ -7,7 +7,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-# Put together from pieces, so that this file does not fail its own check.
+# In pieces, so that this file passes its own check.
 FORBIDDEN = re.compile(
     "|".join(
         [
