@@ -3,8 +3,8 @@ find_package(nlohmann_json REQUIRED)
 find_package(Python3 COMPONENTS Interpreter REQUIRED)
 include(GoogleTest)
 
-# Folders that the environment may name, at configure time: other recorded answers than tests/data/vectors, and files of
-# other projects. Without the latter their tests are skipped.
+# Read from the environment at configure time: a folder of recorded answers instead of tests/data/vectors, and a folder of
+# other projects' files, whose tests are skipped without it.
 set(TARVEL_VECTORS "$ENV{TARVEL_VECTORS}")
 set(TARVEL_SAMPLES "$ENV{TARVEL_SAMPLES}")
 
@@ -14,15 +14,14 @@ set(TARVEL_TEST_ENVIRONMENT
   "TARVEL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
   "LC_ALL=C.UTF-8")
 
-# tarvel_quick_tests(target): under the sanitizers the tests' own code is compiled the quick way, without optimisation and
-# from precompiled headers. What is tested is compiled as ever, and the other builds, which do without, show that each
-# file includes what it uses and has none of the warnings that take an optimiser.
+# tarvel_quick_tests(target): under the sanitizers, compiles test code without optimisation and with precompiled headers,
+# which is quicker. Other builds do neither, so they find missing includes and show the optimiser's warnings.
 function(tarvel_quick_tests target)
   if(NOT TARVEL_SANITIZERS)
     return()
   endif()
   if(NOT TARGET tarvel_test_headers)
-    # A program, since programs and libraries are compiled for different places.
+    # An executable, since libraries are compiled with other flags (PIC).
     file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
     add_executable(tarvel_test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
     target_link_libraries(tarvel_test_headers PRIVATE tarvel_flags GTest::gmock GTest::gtest nlohmann_json::nlohmann_json)
@@ -35,8 +34,7 @@ function(tarvel_quick_tests target)
   target_precompile_headers(${target} REUSE_FROM tarvel_test_headers)
 endfunction()
 
-# tarvel_test(name [DEPENDS target...]): every *_test.cpp of the current folder and its rooms as one
-# program.
+# tarvel_test(name [DEPENDS target...]): the sources of the current folder and those below as one GoogleTest program.
 function(tarvel_test name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
@@ -45,7 +43,7 @@ function(tarvel_test name)
     nlohmann_json::nlohmann_json)
   tarvel_quick_tests(${name})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 120 TEST_LIST ${name}_list PROPERTIES TIMEOUT 600)
-  # As a property given above, only the first variable would arrive: lists are taken apart on the way.
+  # gtest_discover_tests() would split the list and pass only the first variable.
   set(script "${CMAKE_CURRENT_BINARY_DIR}/${name}_environment.cmake")
   file(CONFIGURE OUTPUT "${script}" @ONLY
     CONTENT "set_tests_properties(\${@name@_list} PROPERTIES ENVIRONMENT \"@TARVEL_TEST_ENVIRONMENT@\")\n")

@@ -1,4 +1,4 @@
-// Any bytes as the file of an application's settings: read, changed in one key, written, read again.
+// Any bytes as a preferences file: read, changed in one key, written, read again.
 
 #include <cstdlib>
 #include <filesystem>
@@ -16,7 +16,7 @@ namespace tarvel::fuzz {
 
 constexpr std::string_view kKey = "BookmarksUpdateLatency";
 
-/// Whether some file beside the settings holds what they held.
+/// Whether a file beside the settings has their old contents.
 inline bool isSetAside(const TemporaryDirectory& folder, const std::string& bytes) {
   for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
     const std::string name = entry.path().filename().string();
@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)integerFromPreference(value.root);
     fuzz::require(file.value(key).root.type() == value.root.type(), "one value is told in two ways");
   }
-  // Writing waits for the clock's next tick: every sixteenth of what is read is written as well.
+  // Writing waits for a later timestamp, so only every sixteenth input is written.
   constexpr std::size_t kShare = 16;
   std::size_t sum = 0;
   for (const char c : bytes) sum += static_cast<unsigned char>(c);

@@ -11,7 +11,7 @@
 #include "platform/plist/binary_reader.h"
 #include "platform/plist/serialization.h"
 
-// What must hold for every list that could be read, whatever the bytes were.
+// Properties of every list that can be read.
 namespace tarvel::fuzz {
 
 inline void require(bool holds, const char* what) {
@@ -25,7 +25,7 @@ inline bool sameNumber(std::optional<double> a, std::optional<double> b) {
   return (std::isnan(*a) && std::isnan(*b)) || *a == *b;
 }
 
-/// Same values of the same types and widths, in the same order.
+/// Equal values of equal types and widths, in the same order.
 inline bool same(const PropertyListValue& a, const PropertyListValue& b) {
   if (a.type() != b.type() || a.numberWidth() != b.numberWidth()) return false;
   const bool sameLeaf = a.boolean() == b.boolean() && a.integer() == b.integer() && a.string() == b.string() &&
@@ -48,7 +48,7 @@ inline bool same(const PropertyListValue& a, const PropertyListValue& b) {
   return true;
 }
 
-/// Whether containers nest deeper than the binary and the XML reader go; the OpenStep form allows one more.
+/// Whether containers nest deeper than the binary and XML readers allow; the OpenStep reader allows one more level.
 inline bool isTooDeep(const PropertyListValue& value, std::size_t depth = 0) {
   const PropertyListArray array = value.array();
   const PropertyListDictionary dictionary = value.dictionary();
@@ -63,7 +63,7 @@ inline bool isTooDeep(const PropertyListValue& value, std::size_t depth = 0) {
   return false;
 }
 
-/// The list's file in this form; none when lists may not hold what it holds.
+/// The list as a file of this format; empty when the format cannot represent it.
 inline std::optional<std::string> written(const PropertyList& list, PropertyListFormat format) {
   PlistSerialization serialization;
   const PropertyListWriting writing = serialization.dataWithPropertyList(list, static_cast<std::uint32_t>(format));
@@ -89,7 +89,7 @@ inline void checkRoundTrips(const PropertyList& list) {
     require(written(again, PropertyListFormat::kBinary)->size() <= binary->size(), "a rewrite grows");
   }
   if (const auto first = written(list, PropertyListFormat::kXml)) {
-    // The form cannot hold everything, but what it could hold once it holds for ever.
+    // XML cannot represent everything, but what it represented once it represents again.
     const auto second = written(readAgain(*first, PropertyListFormat::kXml), PropertyListFormat::kXml);
     require(second.has_value(), "what the XML form brought back is refused");
     const auto third = written(readAgain(*second, PropertyListFormat::kXml), PropertyListFormat::kXml);

@@ -14,7 +14,7 @@ constexpr const char* kBackup = "/b/copy.plist";
 constexpr std::array kFailures = {TarvelErrorNotBookmarksFile, TarvelErrorUnknownVersion, TarvelErrorReadFailed,
                                   TarvelErrorWriteFailed};
 
-/// What is told of removals holds for every list.
+/// What is reported about removals holds for every list.
 class RemovalCheck final : public SortObserver {
  public:
   void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override {

@@ -11,7 +11,7 @@
 
 namespace tarvel::fuzz {
 
-/// One for the life of the fuzzer: only the table changes.
+/// One for all inputs; only the table changes.
 inline const TemporaryDirectory& bundleFolder() {
   static const TemporaryDirectory folder;
   static const bool isMade = std::filesystem::create_directories(folder.path("Contents/Resources/xx.lproj"));
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (int code = -1; code < kCodes; ++code) {
     (void)Tarvel::stringFromTarvelError(bundle, code);
     const std::string text = Tarvel::stringFromTarvelErrorAndFilename(bundle, code, filename);
-    // Each placeholder takes two bytes of the table at least, four of them in UTF-16.
+    // Each placeholder needs at least two bytes of the table, four in UTF-16.
     fuzz::require(text.size() <= (size + 200) * filename.size(), "a message out of proportion");
   }
   fuzz::require(bundle.localizedStringForKeyValue("", "kept") == "kept" || size > 0, "a text from nowhere");

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes the bookmarks files of the tests and the bundled sample: trees as the browser writes them, in every shape that it
-uses. Python's plistlib writes them, so that no reader is tested on what its own writer made.
+"""Makes the bookmarks files of the tests and the bundled sample, with every structure that the browser writes. Python's
+plistlib writes them, so that this project's reader is not only tested with its own writer.
 
 make_bookmarks.py           writes the files
 make_bookmarks.py --check   exit status 1 when a committed file differs from what would be written
@@ -19,7 +19,7 @@ READ_AT = datetime.datetime(2024, 3, 9, 18, 30, 15)
 
 
 class Maker:
-    """Nodes with identifiers that are the same on every run."""
+    """Makes nodes with the same identifiers on every run."""
 
     def __init__(self, seed):
         self.rng = random.Random(seed)
@@ -165,7 +165,7 @@ def new_profile():
 
 
 def sample():
-    """Small enough to be shown whole, with something for each rule."""
+    """A small file with an example of each rule."""
     make = Maker(3)
     return make.root(
         make.proxy("History"),
@@ -191,7 +191,7 @@ def sample():
 
 
 def files():
-    """Every file with its tree and form."""
+    """(name, tree, format) of every file."""
     yield FILES / "Bookmarks.plist", complete(), plistlib.FMT_BINARY
     yield FILES / "Bookmarks-as-XML.plist", complete(), plistlib.FMT_XML
     yield FILES / "new-profile.plist", new_profile(), plistlib.FMT_BINARY

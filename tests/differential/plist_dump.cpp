@@ -1,5 +1,5 @@
-// plist_dump FILE...: for each file one line of JSON: whether it was read, its format and tree, or the error, and the
-// files that the tree makes in both forms.
+// plist_dump FILE...: one line of JSON for each file: format and tree, or the error, and the tree written in both
+// formats.
 
 #include <fstream>
 #include <iostream>

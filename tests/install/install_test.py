@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What is installed: every file of the bundles, and that programs find each other from where they stand."""
+"""The installed files, and that the installed programs find each other."""
 
 import os
 import pathlib
@@ -29,12 +29,12 @@ TABLES = {f"{HELPER}/Contents/Resources/{language}.lproj/Localizable.strings" fo
 
 
 def files_of(folder):
-    """Every file below, relative."""
+    """The relative path of every file below a folder."""
     return {path.relative_to(folder).as_posix() for path in folder.rglob("*") if not path.is_dir()}
 
 
 class Tree(unittest.TestCase):
-    """One folder with the bundles in it, and the command beside it."""
+    """A folder with the bundles, and the command beside it."""
 
     def check_bundles(self, folder):
         programs = {folder / name for name in PROGRAMS}
@@ -47,7 +47,7 @@ class Tree(unittest.TestCase):
             self.assertEqual((folder / name).read_bytes(), written.read_bytes(), name)
         self.check_information(folder / "Tarvel.app", "Tarvel", programs, {"SUFeedURL": FEED} if FEED else {})
         self.check_information(folder / HELPER, "TarvelHelper", programs, {"LSUIElement": True})
-        # The agent takes the third folder above its bundle for the main application.
+        # The main application is three folders above the agent's bundle.
         self.assertEqual((folder / HELPER).parents[2], folder / "Tarvel.app")
 
     def check_information(self, bundle, name, programs, extra):
@@ -67,7 +67,7 @@ class Tree(unittest.TestCase):
         self.assertIn(bundle.joinpath("Contents/Linux", information["CFBundleExecutable"]), programs, bundle)
 
     def message(self, command, **variables):
-        """What the command says about a file that is not there."""
+        """The command's message about a missing file."""
         environment = {"HOME": "/nonexistent", "PATH": os.environ["PATH"], **variables}
         for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
             if name in os.environ:
@@ -105,39 +105,39 @@ class InstalledTree(Tree):
     def library(self, prefix):
         return prefix / LIBDIR / "tarvel"
 
-    def test_every_file_of_the_bundles_is_there_and_no_other(self):
+    def test_the_bundles_have_exactly_the_expected_files(self):
         self.install(self.root)
         self.assertEqual(files_of(self.library(self.root)), PROGRAMS | LISTS | TABLES)
         self.assertEqual(files_of(self.root / "bin"), {"tarvel"})
         self.check_bundles(self.library(self.root))
 
-    def test_the_command_finds_its_tables_from_where_it_stands(self):
+    def test_the_command_finds_its_translations_in_any_folder(self):
         self.install(self.root)
         self.check_messages(self.root / "bin/tarvel")
-        # Also under another name, in another folder.
+        # Also with another name in another folder.
         link = self.root / "tarvel-link"
         link.symlink_to("bin/tarvel")
         self.check_messages(link)
 
-    def test_nobody_who_reads_english_waits_for_a_look_at_the_tables(self):
+    def test_english_reads_no_translations(self):
         self.install(self.root)
         if not shutil.which("strace"):
             self.skipTest("strace is not installed")
         trace = [shutil.which("strace"), "-f", "-e", "trace=file", self.root / "bin/tarvel", "sort", "/nonexistent/B.plist"]
         calls = {}
         for language in ("en_US.UTF-8", "C.UTF-8", "sv_SE.UTF-8"):
-            # The search for leaks is a tracer itself, and there is room for one.
+            # LeakSanitizer cannot run under another tracer.
             environment = {"HOME": "/nonexistent", "LANG": language, "ASAN_OPTIONS": "detect_leaks=0"}
             done = subprocess.run(trace, env=environment, capture_output=True, text=True, check=False)
             if "PTRACE_TRACEME" in done.stderr or "ptrace" in done.stderr:
-                self.skipTest("this machine lets nobody trace a program")
+                self.skipTest("this machine does not permit tracing")
             calls[language] = [line for line in done.stderr.splitlines() if "Tarvel.app" in line]
-        # Were the names misspelt here, the last would be empty as well.
+        # Ensures that the names above are spelled correctly.
         self.assertIn("sv.lproj/Localizable.strings", "".join(calls["sv_SE.UTF-8"]))
         self.assertEqual(calls["en_US.UTF-8"], [])
         self.assertEqual(calls["C.UTF-8"], [])
 
-    def test_without_its_tables_the_command_speaks_english(self):
+    def test_without_translations_the_command_speaks_english(self):
         self.install(self.root)
         english = self.message(self.root / "bin/tarvel", LC_ALL="C.UTF-8")
         shutil.rmtree(self.library(self.root))
@@ -147,16 +147,16 @@ class InstalledTree(Tree):
         return prefix / "lib/systemd/user/TarvelHelper.service"
 
     def check_unit(self, prefix):
-        """As a service manager reads it."""
+        """The unit as systemd parses it."""
         if not shutil.which("systemd-analyze"):
             self.skipTest("systemd-analyze is not installed")
         environment = {"HOME": str(self.root), "PATH": os.environ["PATH"], "XDG_RUNTIME_DIR": str(self.root)}
-        # Manuals are looked for where the machine has them.
+        # systemd-analyze looks for manual pages on this machine.
         arguments = ["systemd-analyze", "--user", "--man=no", "verify", self.unit(prefix)]
         return subprocess.run(arguments, env=environment, capture_output=True, text=True, check=False)
 
-    def test_the_unit_names_the_agent_where_it_was_installed(self):
-        # A name may be odd: the unit says it as a manager wants it.
+    def test_the_unit_names_the_installed_agent(self):
+        # The unit escapes unusual names for systemd.
         prefix = self.root / "a %n b$HOME"
         self.install(prefix)
         agent = self.library(prefix) / f"{HELPER}/Contents/Linux/TarvelHelper"
@@ -169,7 +169,7 @@ class InstalledTree(Tree):
         agent.unlink()
         self.assertIn("is not executable", self.check_unit(prefix).stderr)
 
-    def test_a_package_is_staged_below_its_destination(self):
+    def test_destdir_stages_a_package(self):
         self.install("/usr", self.root)
         self.assertEqual({path.name for path in self.root.iterdir()}, {"usr"})
         agent = f"/usr/{LIBDIR}/tarvel/{HELPER}/Contents/Linux/TarvelHelper"
@@ -179,17 +179,17 @@ class InstalledTree(Tree):
 
 
 class BuildTree(Tree):
-    def test_the_build_holds_the_same_bundles(self):
+    def test_the_build_folder_has_the_same_bundles(self):
         names = {f"Tarvel.app/{name}" for name in files_of(BUILD / "Tarvel.app")}
         self.assertEqual(names, PROGRAMS | LISTS | TABLES)
         self.check_bundles(BUILD)
 
-    def test_the_command_finds_its_tables_there_too(self):
+    def test_the_command_of_the_build_finds_its_translations(self):
         self.check_messages(pathlib.Path(os.environ["TARVEL_BIN"]))
 
 
 class Configuration(unittest.TestCase):
-    def test_the_feed_is_told_where_the_build_was_given_one(self):
+    def test_the_bundle_names_the_feed_of_the_build(self):
         folder = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-configure-"))
         self.addCleanup(shutil.rmtree, folder)
         feed = "https://updates.example/feed.xml?a=<b>&c=d"

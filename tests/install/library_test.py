@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The library as another program meets it: found, built against, run, and showing nothing that it does not promise."""
+"""The installed library: found, linked and run by another program, with only the recorded symbols."""
 
 import os
 import pathlib
@@ -30,7 +30,7 @@ def run(*arguments, **environment):
 
 
 def content_of(path):
-    """All but the root's identifier, which is a new one after every sort."""
+    """The tree without the root's identifier, which is new after every sort."""
     content = plistlib.loads(path.read_bytes())
     return {key: value for key, value in content.items() if key != "WebBookmarkUUID"}
 
@@ -58,7 +58,7 @@ class Library(unittest.TestCase):
             raise unittest.SkipTest("this build installs its library folder outside of any prefix")
         cls.root = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-library-"))
         cls.addClassCleanup(shutil.rmtree, cls.root)
-        # Installed in one place and moved to another: nothing may depend on the first.
+        # Installed and then moved: nothing may depend on the first path.
         for component in ("library", "development"):
             run(CMAKE, "--install", BUILD, "--prefix", cls.root / "first", "--component", component)
         cls.prefix = cls.root / "moved"
@@ -66,7 +66,7 @@ class Library(unittest.TestCase):
         cls.library = cls.prefix / LIBDIR / "libtarvel.so.0"
 
     def check_example(self, program, **environment):
-        """It makes of a file what the command makes of it."""
+        """The program sorts a file as the command does."""
         ours, commands = self.root / f"{program.name}.plist", self.root / "command.plist"
         for file in (ours, commands):
             file.write_bytes(UNSORTED)
@@ -89,7 +89,7 @@ class Library(unittest.TestCase):
         folder = self.prefix / LIBDIR / "pkgconfig"
         flags = run("pkg-config", "--cflags", "--libs", "tarvel", PKG_CONFIG_PATH=folder).split()
         self.assertEqual(run("pkg-config", "--modversion", "tarvel", PKG_CONFIG_PATH=folder).strip(), VERSION)
-        # The headers are clean even where every warning counts.
+        # The headers compile without warnings.
         run(COMPILER, "-std=c++20", "-Wall", "-Wextra", "-Wpedantic", "-Wshadow", "-Wconversion", "-Werror",
             EXAMPLE / "main.cpp", *flags, "-o", program)
         self.check_example(program, LD_LIBRARY_PATH=self.prefix / LIBDIR)
@@ -98,7 +98,7 @@ class Library(unittest.TestCase):
         lines = [line for line in (EXAMPLE / "main.cpp").read_text().splitlines() if line.strip()]
         self.assertLessEqual(len(lines), 22)
 
-    def test_each_header_stands_alone(self):
+    def test_each_header_compiles_alone(self):
         headers = sorted(path.relative_to(self.prefix / "include/tarvel") for path in self.prefix.rglob("*.h"))
         self.assertIn(pathlib.Path("engine/tarvel.h"), headers)
         for header in headers:
@@ -107,29 +107,29 @@ class Library(unittest.TestCase):
             run(COMPILER, "-std=c++20", "-fsyntax-only", "-Wall", "-Werror", f"-I{self.prefix}/include/tarvel", source)
 
     def symbols(self):
-        """What programs can bind to: name, version, and whether the library alone defines it."""
+        """(kind, name, version) of each exported symbol."""
         for line in run("nm", "-DC", "--defined-only", self.library).splitlines():
             kind, name = line.split(" ", 2)[1:]
             yield kind, *re.fullmatch(r"(.*?)(?:@@(\w+))?", name).groups()
 
-    def test_every_symbol_has_a_version_and_is_promised(self):
+    def test_every_symbol_has_a_version_and_is_recorded(self):
         names = [name for kind, name, version in self.symbols() if kind == "T"]
         recorded = (SOURCE / "library/symbols").read_text().splitlines()
-        # What is missing breaks programs that are built already; what is new is to be meant.
+        # A missing symbol breaks existing programs; a new one must be intended.
         self.assertEqual(sorted(set(names)), [line for line in recorded if not line.startswith("#")])
         for kind, name, version in self.symbols():
             if kind != "A":
                 self.assertEqual(version, "TARVEL_0", name)
                 self.assertRegex(name, r"^((vtable|typeinfo|typeinfo name) for )?tarvel::")
 
-    def test_the_library_says_which_one_it_is(self):
+    def test_the_library_has_a_soname_and_not_the_agents_dependencies(self):
         dynamic = run("readelf", "-dW", self.library)
         self.assertIn("soname: [libtarvel.so.0]", dynamic)
         self.assertNotRegex(dynamic, "RPATH|RUNPATH|TEXTREL")
-        # The agent's surroundings stay out of programs that sort a file.
+        # A program that sorts a file does not link the agent's dependencies.
         self.assertNotIn("libsystemd", dynamic)
 
-    def test_the_reference_has_no_gap(self):
+    def test_the_reference_is_complete(self):
         if not shutil.which("doxygen"):
             self.skipTest("doxygen is not installed")
         settings = (BUILD / "library/Doxyfile").read_text()

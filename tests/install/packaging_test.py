@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What desktops, manual readers and packagers get: well-formed, complete, and each file in one package."""
+"""Desktop files, manual pages and packages: well-formed, complete, and each file in one package."""
 
 import os
 import pathlib
@@ -50,7 +50,7 @@ class Packaging(unittest.TestCase):
     def test_every_file_is_in_one_package(self):
         self.install(self.root / "all")
         parts = {}
-        # Nothing but these, in cmake/TarvelPackages.cmake too.
+        # The components of cmake/TarvelPackages.cmake.
         for component in ("application", "updates", "library", "development"):
             self.install(self.root / component, "--component", component)
             folder = self.root / component
@@ -63,7 +63,7 @@ class Packaging(unittest.TestCase):
         packages = (SOURCE / "cmake/TarvelPackages.cmake").read_text()
         self.assertIn("set(CPACK_COMPONENTS_ALL application updates library development)", packages)
 
-    def test_nothing_is_written_outside_of_the_destination_and_nobody_else_may_write(self):
+    def test_files_are_below_the_destination_and_not_writable_by_others(self):
         self.install("/usr", DESTDIR=str(self.root))
         self.assertEqual({path.name for path in self.root.iterdir()}, {"usr"})
         for path in self.root.rglob("*"):
@@ -82,14 +82,14 @@ class Packaging(unittest.TestCase):
             self.assertTrue(os.access(program, os.X_OK))
             desktop = prefix / f"share/applications/{NAME}.desktop"
             line = re.search(r"(?m)^Exec=(.*)$", desktop.read_text()).group(1)
-            # First what every value of such a file undergoes, then the quotes, then the field codes.
+            # Escapes of values first, then quotes, then field codes.
             word = line.replace("\\\\", "\\")
             if word.startswith('"'):
                 word = re.sub(r"\\(.)", r"\1", word[1:-1])
             self.assertEqual(word.replace("%%", "%"), str(program))
             self.check("desktop-file-validate", desktop)
 
-    def test_software_centres_can_read_what_it_is(self):
+    def test_the_appstream_metadata_is_valid(self):
         self.install(self.root, "--component", "application")
         file = self.root / f"share/metainfo/{NAME}.metainfo.xml"
         component = xml.etree.ElementTree.parse(file).getroot()
@@ -98,7 +98,7 @@ class Packaging(unittest.TestCase):
         self.assertEqual(component.find("releases/release").get("version"), VERSION)
         self.check("appstreamcli", "validate", "--no-net", file)
 
-    def test_the_icon_is_there_in_every_size(self):
+    def test_the_icon_exists_in_every_size(self):
         self.install(self.root, "--component", "application")
         icons = self.root / "share/icons/hicolor"
         self.assertIn("<svg", (icons / f"scalable/apps/{NAME}.svg").read_text())
