@@ -62,108 +62,95 @@ std::string formatted(const std::string& format, const std::string& filename, st
 
 }  // namespace
 
-/// What the attempts of one operation leave behind.
-struct Tarvel::Attempts {
-  int failed = 0;
-  /// The code of the step that an attempt is in, should memory run out there.
-  TarvelError failure = TarvelErrorReadFailed;
+/// What the attempts of one operation pass on.
+struct Tarvel::Operation {
+  std::string path;
+  /// The code to return if memory runs out in the current step.
+  TarvelError codeOfStep = TarvelErrorReadFailed;
   std::optional<FileDate> dateBeforeReading;
   std::optional<FileVersion> readVersion;
-  /// Keeps the tree of `result` alive.
-  std::shared_ptr<PropertyListTree> tree;
-  PropertyListDictionary result;
-  bool didSort = true;
+  PropertyList result;
 };
 
 TarvelError Tarvel::sortBookmarks() {
   const std::optional<std::string> path = bookmarksFilename();
   if (!path) return TarvelErrorBookmarksFileNotFound;
-  Attempts attempts;
-  // Memory that runs out, or what a library throws in its place, ends the run with the code of the step it was in.
+  Operation operation;
+  operation.path = *path;
+  // Memory exhaustion, and any exception of a library, ends the operation with the code of the current step.
   try {
-    return attemptUntilWritten(*path, attempts);
+    for (int failedAttempts = 0; failedAttempts < kMostAttempts; ++failedAttempts) {
+      if (const std::optional<TarvelError> code = attemptSort(operation)) return *code;
+    }
+    return TarvelErrorFileInUse;
   } catch (const std::bad_alloc&) {
-    // What was read is given back first, so that there is memory for the message.
-    attempts.result = {};
-    attempts.tree.reset();
+    // Frees the tree first, so that there is memory for the message.
+    operation.result = {};
     logMemoryShortage(*path);
-    return attempts.failure;
+    return operation.codeOfStep;
   } catch (const std::exception&) {
-    return attempts.failure;
+    return operation.codeOfStep;
   }
 }
 
-/// The message of the code blames access to the file, so the log names the true reason.
+/// The message of the code blames access to the file, so the log names the real cause.
 void Tarvel::logMemoryShortage(const std::string& path) {
   platform_.systemLog.log("There is not enough memory to sort the bookmarks file “" + path + "”.");
 }
 
-TarvelError Tarvel::attemptUntilWritten(const std::string& path, Attempts& attempts) {
-  TarvelError error = TarvelErrorFileInUse;
-  // A change that comes too late for the comparison, but before the file is replaced, is one more failed attempt.
-  for (; error == TarvelErrorFileInUse && attempts.failed < kMostAttempts; ++attempts.failed) {
-    attempts.failure = TarvelErrorReadFailed;
-    error = attemptUntilUnchanged(path, attempts);
-    if (error == TarvelErrorNone && attempts.readVersion) sortedFileDate_ = attempts.readVersion->date;
-    if (error != TarvelErrorNone || !attempts.didSort) return error;
-    // Asked before there is a backup, of which nothing might come.
-    if (platform_.fileManager.isOpenForWritingAtPath(path)) {
-      error = TarvelErrorFileInUse;
-      continue;
-    }
-    enterStage(SortStage::kWriting);
-    attempts.failure = TarvelErrorBackupFailed;
-    if (writeBackupFile_ && !writeBackupFileForFilename(path)) return TarvelErrorBackupFailed;
-    attempts.failure = TarvelErrorWriteFailed;
-    updateWebBookmarkUUIDInDictionary(attempts.result);
-    error = writeBookmarks({attempts.tree, attempts.result.value()}, path, attempts.readVersion);
+std::optional<TarvelError> Tarvel::attemptSort(Operation& operation) {
+  operation.codeOfStep = TarvelErrorReadFailed;
+  if (isStopRequested()) return TarvelErrorNone;
+  if (isBookmarksFileLocked()) {
+    enterStage(SortStage::kWaiting);
+    platform_.clock.sleepFor(kLockedPause);
+  } else if (const std::optional<TarvelError> code = readAndOrder(operation)) {
+    return code;
   }
-  return error;
+  // Unreadable dates never compare equal. After a locked wait, an earlier attempt's result is still good if the date
+  // is.
+  const std::optional<FileDate> dateAfter = bookmarksFileModificationDate();
+  if (!dateAfter || operation.dateBeforeReading != dateAfter) return std::nullopt;
+  return backUpAndWrite(operation);
 }
 
-TarvelError Tarvel::attemptUntilUnchanged(const std::string& path, Attempts& attempts) {
-  for (; attempts.failed < kMostAttempts; ++attempts.failed) {
-    if (isStopRequested()) {
-      attempts.didSort = false;
-      return TarvelErrorNone;
-    }
-    if (isBookmarksFileLocked()) {
-      enterStage(SortStage::kWaiting);
-      platform_.clock.sleepFor(kLockedPause);
-    } else {
-      const TarvelError error = readAndOrder(path, attempts);
-      if (error != TarvelErrorNone || !attempts.didSort) return error;
-    }
-    // A date that cannot be had is unlike any other. A locked attempt may still take over an earlier one's result.
-    const std::optional<FileDate> dateAfter = bookmarksFileModificationDate();
-    if (dateAfter && attempts.dateBeforeReading == dateAfter) return TarvelErrorNone;
-  }
-  return TarvelErrorFileInUse;
-}
-
-TarvelError Tarvel::readAndOrder(const std::string& path, Attempts& attempts) {
-  attempts.result = {};
-  attempts.tree.reset();
-  attempts.didSort = true;
+std::optional<TarvelError> Tarvel::readAndOrder(Operation& operation) {
+  operation.result = {};
   enterStage(SortStage::kReading);
-  attempts.dateBeforeReading = bookmarksFileModificationDate();
-  const PropertyList read = readBookmarks(path, &attempts.readVersion);
+  operation.dateBeforeReading = bookmarksFileModificationDate();
+  const PropertyList read = readBookmarks(operation.path, &operation.readVersion);
   if (!read.root) return TarvelErrorReadFailed;
   if (!verifyThatDictionaryIsBookmarksFileRootNode(read.root)) return TarvelErrorNotBookmarksFile;
   const PropertyListDictionary root = read.root.dictionary();
   if (!verifyThatDictionaryHasCorrectVersionWithRootNode(root)) return TarvelErrorUnknownVersion;
   sortObserver_->attemptBegan(root);
-  attempts.tree = read.tree;
-  attempts.result = sortBookmarksWithRootDictionaryAndDidSortFlag(root, &attempts.didSort);
-  if (isStopRequested()) {
-    // Half a tree is cleaned and ordered by now: nothing of it may be written.
-    attempts.didSort = false;
+  bool didSort = true;
+  const PropertyListDictionary sorted = sortBookmarksWithRootDictionaryAndDidSortFlag(root, &didSort);
+  // A stopped sort leaves the tree half cleaned and half ordered: it must not be written.
+  if (isStopRequested()) return TarvelErrorNone;
+  sortObserver_->attemptEnded(sorted, didSort);
+  if (!didSort) {
+    if (operation.readVersion) sortedFileDate_ = operation.readVersion->date;
     return TarvelErrorNone;
   }
-  sortObserver_->attemptEnded(attempts.result, attempts.didSort);
-  // Without a bar or a menu to put back there is no root to write, and what was read is no file of the browser's.
-  if (attempts.didSort && !attempts.result) return TarvelErrorNotBookmarksFile;
-  return TarvelErrorNone;
+  // A file that lacks the bar or the menu was not written by the browser, and there is no root to write.
+  if (!sorted) return TarvelErrorNotBookmarksFile;
+  operation.result = {read.tree, sorted.value()};
+  return std::nullopt;
+}
+
+std::optional<TarvelError> Tarvel::backUpAndWrite(Operation& operation) {
+  // Checked before the backup is made, since the attempt may come to nothing.
+  if (platform_.fileManager.isOpenForWritingAtPath(operation.path)) return std::nullopt;
+  enterStage(SortStage::kWriting);
+  operation.codeOfStep = TarvelErrorBackupFailed;
+  if (writeBackupFile_ && !writeBackupFileForFilename(operation.path)) return TarvelErrorBackupFailed;
+  operation.codeOfStep = TarvelErrorWriteFailed;
+  updateWebBookmarkUUIDInDictionary(operation.result.root.dictionary());
+  const TarvelError code = writeBookmarks(operation.result, operation.path, operation.readVersion);
+  // A concurrent write after the comparison fails the attempt like one before it.
+  if (code == TarvelErrorFileInUse) return std::nullopt;
+  return code;
 }
 
 TarvelError Tarvel::sortBookmarksInFileWithName(const std::string& path) {

@@ -178,16 +178,19 @@ class Tarvel {
   [[nodiscard]] bool writeBackupFileForFilename(const std::string& filename);
 
  private:
-  struct Attempts;
+  struct Operation;
   void enterStage(SortStage stage) { stageObserver_->stageBegan(stage); }
   /// Stays true once it is.
   [[nodiscard]] bool isStopRequested() {
     isStopped_ = isStopped_ || stageObserver_->isStopRequested();
     return isStopped_;
   }
-  [[nodiscard]] TarvelError readAndOrder(const std::string& path, Attempts& attempts);
-  [[nodiscard]] TarvelError attemptUntilUnchanged(const std::string& path, Attempts& attempts);
-  [[nodiscard]] TarvelError attemptUntilWritten(const std::string& path, Attempts& attempts);
+  /// The code that ends the operation; none when the attempt failed, because the file was locked or has changed.
+  [[nodiscard]] std::optional<TarvelError> attemptSort(Operation& operation);
+  /// The code that ends the operation; none when there is a result to compare and write.
+  [[nodiscard]] std::optional<TarvelError> readAndOrder(Operation& operation);
+  /// As attemptSort().
+  [[nodiscard]] std::optional<TarvelError> backUpAndWrite(Operation& operation);
   [[nodiscard]] PropertyList readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion);
   void logMemoryShortage(const std::string& path);
   /// TarvelErrorFileInUse says that the file is no longer what was read. No version: whatever it is.
