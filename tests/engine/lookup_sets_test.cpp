@@ -11,32 +11,7 @@
 namespace tarvel {
 namespace {
 
-TEST(ListTextHash, ALongTextIsReadOnce) {
-  const ListTextHash hash;
-  const ListTextHash copy = hash;
-  std::string text(10'000, 'a');
-  const std::size_t first = hash(text);
-  // Read again, it would have another hash by now.
-  text[5000] = 'b';
-  EXPECT_EQ(hash(text), first);
-  EXPECT_EQ(copy(text), first);
-  EXPECT_NE(hash(std::string_view(text).substr(0, 9000)), first);
-  std::string shortText(kLongestShortText, 'a');
-  const std::size_t firstOfShort = hash(shortText);
-  shortText[100] = 'b';
-  EXPECT_NE(hash(shortText), firstOfShort);
-}
-
-TEST(ListTextHash, EqualTextsHaveOneHashWhereverTheyLie) {
-  const ListTextHash hash;
-  const std::string text(10'000, 'a');
-  const std::string twin = text;
-  EXPECT_EQ(hash(text), hash(twin));
-  EXPECT_TRUE(SameListText()(text, twin));
-  EXPECT_FALSE(SameListText()(text, std::string_view(text).substr(1)));
-}
-
-TEST(ConditionalInsert, AddsOnceAndAnswersWhetherItDid) {
+TEST(ConditionalInsert, AddsEachTextOnceAndReturnsWhetherItWasAdded) {
   StringSet set;
   EXPECT_TRUE(insertObject(set, "a"));
   EXPECT_FALSE(insertObject(set, std::string("a")));
@@ -54,7 +29,7 @@ TEST(ConditionalInsert, ComparesByteByByteWithoutNormalising) {
   EXPECT_TRUE(insertObject(set, std::string_view("a\0c", 3)));
 }
 
-TEST(UuidString, BytesBecomeUpperCaseGroups) {
+TEST(UuidString, FormatsBytesAsGroupsOfUpperCaseDigits) {
   struct FixedSource final : UuidSource {
     std::array<std::uint8_t, 16> bytes{};
     std::array<std::uint8_t, 16> createUuid() override { return bytes; }
@@ -70,9 +45,9 @@ TEST(UuidString, BytesBecomeUpperCaseGroups) {
   }
 }
 
-TEST(UuidString, RealOnesAreRandomVersion4AndDistinct) {
+TEST(UuidString, RealUuidsAreDistinctAndOfVersion4) {
   LinuxUuidSource source;
-  // The pattern, and after it in words what was tried.
+  // The recorded pattern is followed by a space and a remark.
   const std::string recorded = vectorFile("strings.json")["uuid"]["created_pattern"];
   regex_t pattern{};
   ASSERT_EQ(::regcomp(&pattern, recorded.substr(0, recorded.find(' ')).c_str(), REG_EXTENDED | REG_NOSUB), 0);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "engine/bookmark_node.h"
-#include "engine/conditional_insert.h"
+#include "platform/text/text_hash.h"
 
 namespace tarvel {
 
