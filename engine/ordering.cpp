@@ -1,4 +1,4 @@
-// Ordering: the comparison of children, the folder sort, the whole-file sort, and whether anything changed.
+// Ordering: the comparison of children, the folder sort, the whole-file sort, and the test for changes.
 
 #include <tsl/robin_map.h>
 
@@ -16,7 +16,7 @@ namespace tarvel {
 
 namespace {
 
-/// A child with what it is ordered by. The position makes the order total, and with that the sort stable.
+/// The sort key of a child. The position makes the order total, and so the sort stable.
 struct SortEntry {
   std::uint32_t group;
   std::uint32_t rank;
@@ -29,7 +29,7 @@ struct SortEntry {
   }
 };
 
-/// Which children come first whatever their titles: proxies always; folders, then bookmarks, where that is wanted.
+/// Groups sort before titles: proxies always come first, then folders before bookmarks if the option is on.
 std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
   if (type == BookmarkNodeTypeProxy) return 0;
   if (!foldersAtTop) return 1;
@@ -37,8 +37,7 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
   return type == BookmarkNodeTypeLeaf ? 2 : 3;
 }
 
-/// The collator's ranks. A long title is ranked once, however many of the children have it: equal ones lie at one
-/// place.
+/// The collator's ranks. A long title is ranked once, however many children have it: equal ones share one address.
 std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Collator& collator) {
   const auto isLong = [](std::string_view title) { return title.size() > kLongestShortText; };
   if (std::ranges::none_of(titles, isLong)) return collator.rank(titles);
@@ -48,7 +47,7 @@ std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Col
   for (std::size_t i = 0; i < titles.size(); ++i) {
     const auto next = static_cast<std::uint32_t>(distinct.size());
     places[i] = isLong(titles[i]) ? known.try_emplace(titles[i].data(), next).first->second : next;
-    // A crafted file can hold two texts of different lengths at one place.
+    // In a crafted file, two texts of different lengths can begin at the same address.
     if (places[i] != next && distinct[places[i]].size() != titles[i].size()) places[i] = next;
     if (places[i] == next) distinct.push_back(titles[i]);
   }
@@ -57,7 +56,7 @@ std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Col
   return places;
 }
 
-/// The folder that carries the sortable top-level nodes through cleaning and ordering. Never written.
+/// A temporary folder for cleaning and ordering the sortable top-level nodes. Never written.
 PropertyListDictionary makeSubstituteRoot(PropertyListTree& tree, PropertyListArray sortable) {
   const PropertyListDictionary root = tree.makeDictionary();
   root.set(kChildrenKey, sortable.value());
@@ -68,13 +67,13 @@ PropertyListDictionary makeSubstituteRoot(PropertyListTree& tree, PropertyListAr
 }
 
 PropertyListArray inOrder(PropertyListArray children, std::span<const std::uint32_t> order) {
-  const PropertyListArray ordered = children.makeSuccessor(order.size());
+  const PropertyListArray ordered = children.value().tree()->makeArray(order.size());
   for (const std::uint32_t position : order) ordered.append(children.at(position));
   return ordered;
 }
 
 void appendAll(PropertyListArray from, PropertyListArray to) {
-  for (std::size_t i = 0; i < from.size(); ++i) to.append(from.at(i));
+  for (const PropertyListValue element : from) to.append(element);
 }
 
 }  // namespace
@@ -83,16 +82,18 @@ PropertyListArray Tarvel::sortedArrayFromBookmarkChildArray(PropertyListArray bo
   return inOrder(bookmarkChildArray, orderOfBookmarkChildArray(bookmarkChildArray));
 }
 
-/// The children's positions, in the order the children are to have.
+/// The current positions of the children, in sorted order.
 std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const {
   const std::size_t count = bookmarkChildArray.size();
-  std::vector<std::string_view> titles(count);
-  std::vector<SortEntry> entries(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
-    bookmarkChildArray.lookAhead(i);
-    const PropertyListDictionary node = bookmarkChildArray.at(i).dictionary();
-    titles[i] = titleFromBookmarkNode(node).value_or("");
-    entries[i] = {groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, i};
+  std::vector<std::string_view> titles;
+  std::vector<SortEntry> entries;
+  titles.reserve(count);
+  entries.reserve(count);
+  for (const PropertyListValue child : bookmarkChildArray) {
+    const PropertyListDictionary node = child.dictionary();
+    const auto position = static_cast<std::uint32_t>(entries.size());
+    titles.push_back(titleFromBookmarkNode(node).value_or(""));
+    entries.push_back({groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, position});
   }
   const std::vector<std::uint32_t> ranks = ranksOf(titles, platform_.collator);
   for (std::size_t i = 0; i < count; ++i) entries[i].rank = ranks[i];
@@ -106,13 +107,12 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   if (boolValue(dictionary.get(kShouldOmitFromUIKey))) return dictionary;
   const PropertyListArray children = dictionary.array(kChildrenKey);
   if (!children || isStopRequested()) return dictionary;
-  PropertyListArray newChildren = children.makeSuccessor(children.size());
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    const PropertyListValue child = children.at(i);
+  PropertyListArray newChildren = children.value().tree()->makeArray(children.size());
+  for (const PropertyListValue child : children) {
     const PropertyListDictionary node = child.dictionary();
     newChildren.append(node ? sortBookmarksInDictionary(node).value() : child);
   }
-  // The title alone decides, at any depth; the folders inside were sorted all the same.
+  // Decided by the title alone, at any depth. The folders inside have been sorted anyway.
   const bool keepsItsOrder = !sortBookmarksBar_ && titleFromBookmarkNode(dictionary) == kBookmarksBarTitle;
   if (!keepsItsOrder) {
     const std::vector<std::uint32_t> order = orderOfBookmarkChildArray(newChildren);
@@ -125,7 +125,7 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   return sorted;
 }
 
-/// Whether a top-level node stays out of the order: omitted folders, bar and menu, proxies, untyped nodes.
+/// Whether a top-level node is not sorted: omitted folders, bar and menu, proxies, untyped nodes.
 bool Tarvel::isTopLevelFixed(PropertyListDictionary node) const {
   const BookmarkNodeType type = typeFromBookmarkNode(node);
   if (type == BookmarkNodeTypeLeaf) return false;
@@ -140,10 +140,9 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
   const PropertyListArray children = rootDictionary.array(kChildrenKey);
   if (children.empty()) return rootDictionary;
   PropertyListTree& tree = *rootDictionary.value().tree();
-  const PropertyListArray newChildren = children.makeSuccessor(children.size());
+  const PropertyListArray newChildren = tree.makeArray(children.size());
   const PropertyListArray sortable = tree.makeArray(children.size());
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    const PropertyListValue child = children.at(i);
+  for (const PropertyListValue child : children) {
     (isTopLevelFixed(child.dictionary()) ? newChildren : sortable).append(child);
   }
 
@@ -152,8 +151,8 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
   cleanTree(top, allowance);
   enterStage(SortStage::kOrdering);
   const PropertyListDictionary sortedTop = sortBookmarksInDictionary(top);
-  // Bar and menu are cleaned through copies that share their "Children": what is compared below has been cleaned too,
-  // so only a changed order counts.
+  // Bar and menu are cleaned through copies that share their "Children". Both sides of the comparison below are
+  // therefore clean, and only a changed order counts.
   const auto cleanAndSort = [&](PropertyListDictionary node) {
     const PropertyListDictionary copy = node.shallowCopy();
     cleanTree(copy, allowance);
@@ -170,7 +169,7 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
     return rootDictionary;
   }
 
-  // Fixed nodes move ahead of the sortable ones whenever the file is rewritten, wherever they stood.
+  // Whenever the file is rewritten, fixed nodes move before the sortable ones.
   appendAll(sortedTop.array(kChildrenKey), newChildren);
   const PropertyListDictionary newRoot = rootDictionary.shallowCopy();
   newRoot.set(kChildrenKey, newChildren.value());
@@ -180,7 +179,7 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                         PropertyListDictionary second) const {
-  // Bookmarks are shared by both trees. Still, one without an identifier does not equal even itself.
+  // Both trees share their bookmarks. Even so, a bookmark without an identifier does not equal itself.
   const auto firstUUID = first.get(kWebBookmarkUUIDKey).uniqueString();
   if (!firstUUID) return false;
   const auto secondUUID = first == second ? firstUUID : second.get(kWebBookmarkUUIDKey).uniqueString();
@@ -190,15 +189,9 @@ bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary f
   const PropertyListArray firstChildren = first.array(kChildrenKey);
   const PropertyListArray secondChildren = second.array(kChildrenKey);
   if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
-  if (firstChildren.size() != secondChildren.size()) return false;
-  for (std::size_t i = 0; i < firstChildren.size(); ++i) {
-    firstChildren.lookAhead(i);
-    if (!areBookmarksEqualInDictionaryAndDictionary(firstChildren.at(i).dictionary(),
-                                                    secondChildren.at(i).dictionary())) {
-      return false;
-    }
-  }
-  return true;
+  return std::ranges::equal(firstChildren, secondChildren, [this](PropertyListValue a, PropertyListValue b) {
+    return areBookmarksEqualInDictionaryAndDictionary(a.dictionary(), b.dictionary());
+  });
 }
 
 std::size_t Tarvel::numberOfBookmarksInDictionary(PropertyListDictionary dictionary) const {
@@ -206,9 +199,8 @@ std::size_t Tarvel::numberOfBookmarksInDictionary(PropertyListDictionary diction
   if (type == BookmarkNodeTypeLeaf) return 1;
   if (type != BookmarkNodeTypeList) return 0;
   std::size_t bookmarks = 0;
-  const PropertyListArray children = dictionary.array(kChildrenKey);
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    bookmarks += numberOfBookmarksInDictionary(children.at(i).dictionary());
+  for (const PropertyListValue child : dictionary.array(kChildrenKey)) {
+    bookmarks += numberOfBookmarksInDictionary(child.dictionary());
   }
   return bookmarks;
 }

@@ -137,8 +137,11 @@ class PropertyListArray {
   /// `index` is below size().
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
-  /// A hint in a walk from the first element to the last: the dictionaries some way behind `index` will be looked into.
-  void lookAhead(std::size_t index) const;
+  class Iterator;
+  /// Iterates over the elements in order, and prefetches what their dictionaries refer to. The array must not change
+  /// meanwhile.
+  [[nodiscard]] Iterator begin() const;
+  [[nodiscard]] Iterator end() const;  ///< Behind the last element.
 
   /// `value` is present and of this array's tree, here and in replace().
   void append(PropertyListValue value) const;
@@ -148,10 +151,6 @@ class PropertyListArray {
   /// `keep` may edit an element, but neither read nor edit this array, which is in pieces until the call returns.
   void retainBackwards(const std::function<bool(PropertyListValue)>& keep) const;
 
-  /// A new, empty array of the same tree that is meant to stand where this one stands. A rewritten file gives it this
-  /// one's place when nothing else claims it, so that little around it changes.
-  [[nodiscard]] PropertyListArray makeSuccessor(std::size_t capacity) const;
-
   [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The array as a value.
   /// Whether both are the one array.
   friend bool operator==(const PropertyListArray&, const PropertyListArray&) = default;
@@ -159,9 +158,48 @@ class PropertyListArray {
  private:
   friend struct PropertyListAccess;
   explicit PropertyListArray(PropertyListValue value) : value_(value) {}
+  void prefetchAfter(std::size_t index) const;
 
   PropertyListValue value_;
 };
+
+/// A position in an array.
+class PropertyListArray::Iterator {
+ public:
+  using difference_type = std::ptrdiff_t;  ///< As the standard library asks for.
+  using value_type = PropertyListValue;    ///< An element.
+
+  Iterator() = default;
+
+  /// The element.
+  PropertyListValue operator*() const {
+    array_.prefetchAfter(index_);
+    return array_.at(index_);
+  }
+  /// To the next element.
+  Iterator& operator++() {
+    ++index_;
+    return *this;
+  }
+  /// The same; returns the old position.
+  Iterator operator++(int) {
+    const Iterator old = *this;
+    ++index_;
+    return old;
+  }
+  /// Whether both are at one position of one array.
+  friend bool operator==(const Iterator&, const Iterator&) = default;
+
+ private:
+  friend class PropertyListArray;
+  Iterator(PropertyListArray array, std::size_t index) : array_(array), index_(index) {}
+
+  PropertyListArray array_;
+  std::size_t index_ = 0;
+};
+
+inline PropertyListArray::Iterator PropertyListArray::begin() const { return {*this, 0}; }
+inline PropertyListArray::Iterator PropertyListArray::end() const { return {*this, size()}; }
 
 /// A reference to a mutable dictionary. Copying the handle does not copy the dictionary.
 /// A null handle tests false, has no entries and answers absent to every getter; nothing may be set in it.
@@ -181,6 +219,7 @@ class PropertyListDictionary {
   [[nodiscard]] PropertyListDictionary dictionary(const PropertyListKey& key) const;       ///< As a dictionary.
 
   /// Replaces the value under `key`, in its place, or adds the entry at the end. `value` is of this dictionary's tree.
+  /// A new array that replaces another takes over its place in a rewritten file, so that little around it changes.
   void set(const PropertyListKey& key, PropertyListValue value) const;
   /// The same with a new string; a value that is this very text already is left alone, in its stored form.
   void setString(const PropertyListKey& key, std::string_view text) const;

@@ -167,7 +167,7 @@ PropertyListValue PropertyListArray::at(std::size_t index) const {
   return Access::value(value_.tree(), container.slots[index]);
 }
 
-void PropertyListArray::lookAhead(std::size_t index) const {
+void PropertyListArray::prefetchAfter(std::size_t index) const {
   const Container& container = Access::container(value_);
   if (index + kLookAhead >= container.count) return;
   Access::storage(value_).prefetch(container.slots[index + kLookAhead], kPrefetchDepth);
@@ -203,13 +203,6 @@ void PropertyListArray::retainBackwards(const std::function<bool(PropertyListVal
   }
   container.count -= firstKept;
   std::memmove(container.slots, container.slots + firstKept, container.count * sizeof(Slot));
-}
-
-PropertyListArray PropertyListArray::makeSuccessor(std::size_t capacity) const {
-  Access::Storage& storage = Access::storage(value_);
-  const std::uint32_t origin = Access::container(value_).origin;
-  const Slot slot = kContainerTag | storage.addContainer(kArrayShape, slotCount(capacity), origin);
-  return Access::array(Access::value(value_.tree(), slot));
 }
 
 // Dictionaries
@@ -257,6 +250,8 @@ void PropertyListDictionary::set(const PropertyListKey& key, PropertyListValue v
     container.shape = storage.shapeFor(keys);
     if (container.count == container.capacity) storage.grow(container, slotCount(std::size_t{container.count} + 1));
     ++container.count;
+  } else {
+    storage.inheritPlace(container.slots[place], Access::slot(value));
   }
   container.slots[place] = Access::slot(value);
 }

@@ -149,6 +149,14 @@ std::uint32_t PropertyListTree::Storage::addContainer(std::uint32_t shape, std::
   return index;
 }
 
+void PropertyListTree::Storage::inheritPlace(Slot replaced, Slot replacement) {
+  if (!isContainerSlot(replaced) || !isContainerSlot(replacement)) return;
+  const Container& older = containers[slotIndex(replaced)];
+  Container& newer = containers[slotIndex(replacement)];
+  if (older.shape != kArrayShape || newer.shape != kArrayShape || newer.origin != kNoOrigin) return;
+  newer.origin = older.origin;
+}
+
 void PropertyListTree::Storage::grow(Container& container, std::uint32_t capacity) {
   Slot* slots = arena.slots(capacity);
   std::copy_n(container.slots, container.count, slots);

@@ -166,6 +166,8 @@ struct PropertyListTree::Storage {
   [[nodiscard]] Slot addCounted(std::uint8_t kind, std::uint64_t count, std::span<const std::uint8_t> contents);
   [[nodiscard]] Slot addString(std::string_view text);
   [[nodiscard]] std::uint32_t addContainer(std::uint32_t shape, std::uint32_t capacity, std::uint32_t origin);
+  /// A new array that replaces another also takes over its origin.
+  void inheritPlace(Slot replaced, Slot replacement);
   /// One key for all that are equal: as texts, however stored, or by their stored bytes where they are no texts. Looks
   /// at the bytes of each object of the source once, however often the file refers to it.
   [[nodiscard]] Slot canonicalKey(Slot key);

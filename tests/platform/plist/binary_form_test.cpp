@@ -124,6 +124,37 @@ TEST(BinaryForm, ObjectsKeepTheirNumbersAndTheRestFillsTheGaps) {
   EXPECT_EQ(write(list), fileOf({bytes({0xA3, 1, 3, 2}), "Qa", "Qd", "Qc"}, 0, 1, 1));
 }
 
+TEST(BinaryForm, ANewArrayKeepsThePlaceOfTheArrayItReplaces) {
+  // The array of the first key is behind that of the second, so the order of the tree would swap them.
+  const std::string file =
+      fileOf({bytes({0xD2, 1, 2, 4, 3}), "QK", "QL", bytes({0xA2, 5, 6}), bytes({0xA2, 6, 5}), "Qa", "Qb"}, 0, 1, 1);
+  const PropertyList list = readGood(file);
+  // A sort replaces the arrays in copies of the dictionaries.
+  const PropertyListDictionary copy = list.root.dictionary().shallowCopy();
+  for (const char* key : {"K", "L"}) {
+    const PropertyListArray children = copy.array(key);
+    const PropertyListArray reversed = list.tree->makeArray(2);
+    reversed.append(children.at(1));
+    reversed.append(children.at(0));
+    copy.set(key, reversed.value());
+  }
+  EXPECT_EQ(
+      write({list.tree, copy.value()}),
+      fileOf({bytes({0xD2, 1, 2, 4, 3}), "QK", "QL", bytes({0xA2, 6, 5}), bytes({0xA2, 5, 6}), "Qa", "Qb"}, 0, 1, 1));
+}
+
+TEST(BinaryForm, AnArrayOfTheFileKeepsItsPlaceUnderAnotherKey) {
+  const std::string file =
+      fileOf({bytes({0xD2, 1, 2, 3, 4}), "QK", "QL", bytes({0xA1, 5}), bytes({0xA1, 6}), "Qa", "Qb"}, 0, 1, 1);
+  const PropertyList list = readGood(file);
+  const PropertyListDictionary root = list.root.dictionary();
+  const PropertyListValue first = root.get("K");
+  root.set("K", root.get("L"));
+  root.set("L", first);
+  EXPECT_EQ(write(list),
+            fileOf({bytes({0xD2, 1, 2, 4, 3}), "QK", "QL", bytes({0xA1, 5}), bytes({0xA1, 6}), "Qa", "Qb"}, 0, 1, 1));
+}
+
 TEST(BinaryForm, WhatNothingRefersToIsLeftOut) {
   const std::string file = fileOf({bytes({0xA1, 2}), "Vsecret", "Qa"}, 0, 1, 1);
   EXPECT_EQ(write(readGood(file)), fileOf({bytes({0xA1, 1}), "Qa"}, 0, 1, 1));

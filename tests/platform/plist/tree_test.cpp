@@ -188,14 +188,13 @@ TEST_F(TreeTest, RetainBackwardsCanEmptyAnArrayAndAcceptsANullHandle) {
   PropertyListArray().retainBackwards([](PropertyListValue) { return true; });
 }
 
-TEST_F(TreeTest, SuccessorIsANewEmptyArray) {
-  const PropertyListArray array = folder("A").array("Children");
-  const PropertyListArray successor = array.makeSuccessor(1);
-  EXPECT_FALSE(successor == array);
-  successor.append(tree.makeInteger(1));
-  successor.append(tree.makeInteger(2));
-  EXPECT_EQ(successor.size(), 2U);
-  EXPECT_TRUE(array.empty());
+TEST_F(TreeTest, IteratesOverTheElementsInOrder) {
+  const PropertyListArray array = tree.makeArray(0);
+  for (int i = 0; i < 10; ++i) array.append(tree.makeInteger(i));
+  std::vector<std::int64_t> visited;
+  for (const PropertyListValue value : array) visited.push_back(*value.integer());
+  EXPECT_EQ(visited, (std::vector<std::int64_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_TRUE(PropertyListArray().begin() == PropertyListArray().end());
 }
 
 TEST(PropertyListTree, EqualLongTextsAnswerOneView) {
