@@ -1,4 +1,4 @@
-// The file around a sort: paths, lock, date, backup, restore, and the replacement of one file by another.
+// Backup, restore, and the replacement of one file by another.
 
 #include "engine/backup.h"
 
@@ -11,10 +11,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kDefaultBookmarksFilename = "~/Library/Safari/Bookmarks.plist";
 constexpr const char* kBackupSuffix = ".bak";
-/// Lies beside the bookmarks file while the browser uses it.
-constexpr const char* kLockName = "/lock";
 
 bool replaceInOneStep(FileManager& fileManager, SystemLog& systemLog, const std::string& targetPath,
                       const std::string& replacementPath) {
@@ -32,11 +29,11 @@ bool replaceInOneStep(FileManager& fileManager, SystemLog& systemLog, const std:
 bool replaceByExchange(FileManager& fileManager, const std::string& targetPath, const std::string& replacementPath) {
   if (!fileManager.fileExistsAtPath(targetPath) || !fileManager.fileExistsAtPath(replacementPath)) return false;
   if (!fileManager.exchangeItems(replacementPath, targetPath).ok()) return false;
-  // A removal that fails counts as failure although the target has been replaced: the caller asked for both.
+  // A failed removal is a failure even though the target has been replaced: the caller asked for both.
   return fileManager.removeItemAtPath(replacementPath).ok();
 }
 
-/// Whether nothing is there for certain. A file that merely cannot be looked at must not go without its backup.
+/// Whether the path certainly does not exist. A file that merely cannot be examined still needs its backup.
 bool isMissing(FileManager& fileManager, const std::string& path) {
   if (fileManager.fileExistsAtPath(path)) return false;
   const int code = fileManager.attributesOfItemAtPath(path).status.code;
@@ -55,20 +52,10 @@ bool replaceItemAtPathWithItemAtPath(FileManager& fileManager, SystemLog& system
   }
 }
 
-std::optional<std::string> Tarvel::bookmarksFilename() {
-  if (!bookmarksFilename_) setBookmarksFilename(kDefaultBookmarksFilename);
-  if (!platform_.fileManager.fileExistsAtPath(*bookmarksFilename_)) return std::nullopt;
-  return bookmarksFilename_;
-}
-
-void Tarvel::setBookmarksFilename(const std::string& path) {
-  bookmarksFilename_ = platform_.fileManager.stringByExpandingTildeInPath(path);
-}
-
 std::optional<std::string> Tarvel::backupFilename() {
   if (!backupFilename_) {
     const std::optional<std::string> path = bookmarksFilename();
-    // Kept once derived: a later change of the bookmarks path does not change it.
+    // Derived once: a later change of the bookmarks path does not affect it.
     if (path) backupFilename_ = *path + kBackupSuffix;
   }
   return backupFilename_;
@@ -78,26 +65,15 @@ void Tarvel::setBackupFilename(const std::string& path) {
   backupFilename_ = platform_.fileManager.stringByExpandingTildeInPath(path);
 }
 
-bool Tarvel::isBookmarksFileLocked() {
-  const std::optional<std::string> path = bookmarksFilename();
-  return path && platform_.fileManager.fileExistsAtPath(deletingLastPathComponent(*path) + kLockName);
-}
-
-std::optional<FileDate> Tarvel::bookmarksFileModificationDate() {
-  const std::optional<std::string> path = bookmarksFilename();
-  if (!path) return std::nullopt;
-  return platform_.fileManager.modificationDateAtPath(*path);
-}
-
 bool Tarvel::writeBackupFileForFilename(const std::string& filename) {
   const std::optional<std::string> backupPath = backupFilename();
   if (!backupPath) return !platform_.fileManager.fileExistsAtPath(filename);
-  // Made once and then kept: the first copy is the one worth having.
+  // Never overwritten: the initial backup is the valuable one.
   if (platform_.fileManager.fileExistsAtPath(*backupPath)) return true;
   if (isMissing(platform_.fileManager, filename)) return true;
   if (!platform_.fileManager.createDirectoryAtPath(deletingLastPathComponent(*backupPath)).ok()) return false;
   const FileStatus copied = platform_.fileManager.copyItemAtPathToPath(filename, *backupPath);
-  // Another process may have made the backup meanwhile. It appears whole, so it counts like one that was there before.
+  // Another process may have won the race. Its backup appears atomically, so it is complete.
   const bool isTaken = copied.code == EEXIST && platform_.fileManager.fileExistsAtPath(*backupPath);
   return copied.ok() || isTaken;
 }

@@ -1,4 +1,4 @@
-// The bookmarks file and its nodes: reading, checking, bar and menu, titles, kinds, writing.
+// The bookmarks file and its nodes: path, lock, date, reading, checks, bar and menu, titles, types, writing.
 
 #include <cerrno>
 #include <utility>
@@ -7,23 +7,45 @@
 #include "engine/tarvel.h"
 #include "engine/value_coercion.h"
 #include "platform/path_components.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 
 namespace {
 
 constexpr std::int32_t kFirstUnsupportedVersion = 2;
+/// Exists beside the bookmarks file while the browser uses it.
+constexpr const char* kLockName = "/lock";
 
 PropertyListDictionary firstChildTitled(PropertyListDictionary rootNode, std::string_view title) {
-  const PropertyListArray children = rootNode.array(kChildrenKey);
-  for (std::size_t i = 0; i < children.size(); ++i) {
-    const PropertyListDictionary child = children.at(i).dictionary();
-    if (child.string(kTitleKey) == title) return child;
+  for (const PropertyListValue child : rootNode.array(kChildrenKey)) {
+    if (child.dictionary().string(kTitleKey) == title) return child.dictionary();
   }
   return {};
 }
 
 }  // namespace
+
+std::optional<std::string> Tarvel::bookmarksFilename() {
+  if (!bookmarksFilename_) setBookmarksFilename(kBookmarksFilenameDefault);
+  if (!platform_.fileManager.fileExistsAtPath(*bookmarksFilename_)) return std::nullopt;
+  return bookmarksFilename_;
+}
+
+void Tarvel::setBookmarksFilename(const std::string& path) {
+  bookmarksFilename_ = platform_.fileManager.stringByExpandingTildeInPath(path);
+}
+
+bool Tarvel::isBookmarksFileLocked() {
+  const std::optional<std::string> path = bookmarksFilename();
+  return path && platform_.fileManager.fileExistsAtPath(deletingLastPathComponent(*path) + kLockName);
+}
+
+std::optional<FileDate> Tarvel::bookmarksFileModificationDate() {
+  const std::optional<std::string> path = bookmarksFilename();
+  if (!path) return std::nullopt;
+  return platform_.fileManager.modificationDateAtPath(*path);
+}
 
 PropertyList Tarvel::bookmarksDictionaryWithFilename(const std::string& filename) {
   std::optional<FileVersion> readVersion;
@@ -48,7 +70,7 @@ bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& d
 
 TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                    const std::optional<FileVersion>& readVersion) {
-  // A fresh document, never the one that read: so the file becomes binary, whatever form it was read in.
+  // A new document writes the binary form, whatever form was read.
   BookmarksDocument document(platform_);
   DocumentError error;
   document.setBookmarksDictionary(dictionary);
@@ -83,7 +105,7 @@ PropertyListDictionary Tarvel::bookmarksDictionaryWithRootNodeBookmarksBarAndBoo
   if (!children) return rootNode;
   bool barPlaced = false;
   bool menuPlaced = false;
-  // Stops only once both are placed: until then every child with either title is replaced, also a second one.
+  // The scan ends once both are placed. Until then every child with either title is replaced, even a second one.
   for (std::size_t i = 0; i < children.size() && !(barPlaced && menuPlaced); ++i) {
     const auto title = children.at(i).dictionary().string(kTitleKey);
     if (title == kBookmarksBarTitle) {
@@ -112,13 +134,13 @@ void Tarvel::setTitleForBookmarkNode(std::string_view title, PropertyListDiction
   place.dictionary.setString(place.key, title);
 }
 
-/// The title is shared, not copied: a file may give one long address to any number of untitled bookmarks.
+/// Shares the title instead of copying it: any number of untitled bookmarks may refer to one long address.
 void Tarvel::setTitleValue(PropertyListValue title, PropertyListDictionary bookmarkNode) {
   const TitlePlace place = titlePlaceIn(bookmarkNode);
   if (place.dictionary.string(place.key) != title.string()) place.dictionary.set(place.key, title);
 }
 
-/// The reverse of the order in which a title is read, deliberately: a node with both keeps what it is read by.
+/// Deliberately the reverse of the order in which a title is read: a node with both keeps the title it is read by.
 Tarvel::TitlePlace Tarvel::titlePlaceIn(PropertyListDictionary bookmarkNode) {
   const PropertyListDictionary uri = bookmarkNode.dictionary(kURIDictionaryKey);
   if (uri) return {uri, kURITitleKey};

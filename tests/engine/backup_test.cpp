@@ -22,27 +22,6 @@ struct Backup : testing::Test, EngineFixture {
   bool replace() { return replaceItemAtPathWithItemAtPath(memory.fileManager, memory.systemLog, kPath, kBackup); }
 };
 
-TEST_F(Backup, PathWithATildeIsStoredInTheHomeFolderAndAnsweredOnceAFileIsThere) {
-  tarvel.setBookmarksFilename("~/b.plist");
-  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
-  memory.fileManager.putFile("/home/user/b.plist", "");
-  EXPECT_EQ(tarvel.bookmarksFilename(), "/home/user/b.plist");
-  memory.fileManager.removeTree("/home/user/b.plist");
-  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
-}
-
-TEST_F(Backup, DefaultPathIsTheBrowsersInTheHomeFolder) {
-  Tarvel fresh(platform);
-  EXPECT_EQ(fresh.bookmarksFilename(), std::nullopt);
-  memory.fileManager.putFile("/home/user/Library/Safari/Bookmarks.plist", "");
-  EXPECT_EQ(fresh.bookmarksFilename(), "/home/user/Library/Safari/Bookmarks.plist");
-}
-
-TEST_F(Backup, AFolderAtTheBookmarksPathExistsToo) {
-  memory.fileManager.putFolder(kPath);
-  EXPECT_EQ(tarvel.bookmarksFilename(), kPath);
-}
-
 TEST_F(Backup, DerivedBackupPathIsTheBookmarksPathWithASuffixAndIsKept) {
   Tarvel fresh(platform);
   fresh.setBookmarksFilename(kPath);
@@ -59,31 +38,6 @@ TEST_F(Backup, BackupPathIsExpandedWhenSet) {
   EXPECT_EQ(tarvel.backupFilename(), "/home/user/copy");
 }
 
-TEST_F(Backup, AnythingNamedLockBesideTheFileIsALock) {
-  memory.fileManager.putFile(kPath, "");
-  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
-  memory.fileManager.putFolder("/safari/lock");
-  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
-  memory.fileManager.removeTree("/safari/lock");
-  memory.fileManager.putFile("/safari/lock", "");
-  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
-  memory.fileManager.removeTree("/safari/lock");
-  memory.fileManager.putFile("/lock", "");
-  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
-}
-
-TEST_F(Backup, ModificationDateIsTheFilesOrNone) {
-  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
-  memory.fileManager.putFile(kPath, "");
-  const auto date = tarvel.bookmarksFileModificationDate();
-  ASSERT_TRUE(date.has_value());
-  memory.fileManager.putFile(kPath, "");
-  EXPECT_NE(tarvel.bookmarksFileModificationDate(), date);
-  memory.fileManager.failNext(FileOperation::kDate, EACCES);
-  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
-  EXPECT_TRUE(memory.systemLog.lines().empty());
-}
-
 TEST_F(Backup, ExistingBackupIsLeftUntouched) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
@@ -93,21 +47,21 @@ TEST_F(Backup, ExistingBackupIsLeftUntouched) {
   EXPECT_EQ(memory.fileManager.modificationDateAtPath(kBackup), date);
 }
 
-TEST_F(Backup, MissingFolderChainIsMadeAndTheCopyTaken) {
+TEST_F(Backup, MissingFoldersAreCreatedForTheBackup) {
   memory.fileManager.putFile(kPath, "bytes");
   EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
   EXPECT_TRUE(memory.fileManager.isFolder("/data/Tarvel"));
   EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "bytes");
 }
 
-TEST_F(Backup, MissingSourceIsSuccessAndMakesNothing) {
+TEST_F(Backup, AMissingSourceIsASuccessAndCreatesNothing) {
   EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
   EXPECT_FALSE(memory.fileManager.isFolder("/data"));
 }
 
-TEST_F(Backup, SourceThatCannotBeLookedAtIsNotTakenForMissing) {
+TEST_F(Backup, ASourceThatCannotBeExaminedDoesNotCountAsMissing) {
   memory.fileManager.putFile(kPath, "bytes");
-  // The question for the backup, which is not there, comes first.
+  // The missing backup is looked up first.
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation == FileOperation::kExists && call.path == kPath) {
       memory.fileManager.failNext(FileOperation::kExists, EIO);
@@ -117,7 +71,7 @@ TEST_F(Backup, SourceThatCannotBeLookedAtIsNotTakenForMissing) {
   EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "bytes");
 }
 
-TEST_F(Backup, FolderOrCopyThatCannotBeMadeIsFailureWithoutALogLine) {
+TEST_F(Backup, AFailedFolderOrCopyIsAFailureWithoutALogLine) {
   memory.fileManager.putFile(kPath, "bytes");
   memory.fileManager.failNext(FileOperation::kCreateDirectory, EACCES);
   EXPECT_FALSE(tarvel.writeBackupFileForFilename(kPath));
@@ -126,16 +80,16 @@ TEST_F(Backup, FolderOrCopyThatCannotBeMadeIsFailureWithoutALogLine) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
-TEST_F(Backup, ABackupThatAnotherProcessHasJustMadeCountsAsExisting) {
+TEST_F(Backup, ABackupCreatedConcurrentlyByAnotherProcessCountsAsExisting) {
   memory.fileManager.putFile(kPath, "bytes");
   memory.fileManager.setHook([&](const FileCall& call) {
-    if (call.operation == FileOperation::kCopy) memory.fileManager.putFile(kBackup, "made by the other one");
+    if (call.operation == FileOperation::kCopy) memory.fileManager.putFile(kBackup, "concurrent backup");
   });
   EXPECT_TRUE(tarvel.writeBackupFileForFilename(kPath));
-  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "made by the other one");
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "concurrent backup");
 }
 
-TEST_F(Backup, ANameThatIsTakenByNothingThatExistsIsNoBackup) {
+TEST_F(Backup, ADanglingLinkIsNotABackup) {
   memory.fileManager.putFile(kPath, "bytes");
   memory.fileManager.putLink(kBackup, "/nowhere");
   EXPECT_FALSE(tarvel.writeBackupFileForFilename(kPath));
@@ -158,7 +112,7 @@ TEST_F(Backup, RestoreGives2WhenBothFilesAreMissing) {
   EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorOutputFileNotFound);
 }
 
-TEST_F(Backup, AfterARestoreTheBackupIsTheBookmarksFileAndGoneFromItsPath) {
+TEST_F(Backup, ARestoreMovesTheBackupOverTheBookmarksFile) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
   EXPECT_EQ(tarvel.restoreBackedUpBookmarks(), TarvelErrorNone);
@@ -175,7 +129,7 @@ TEST_F(Backup, RestoreGives6WhenTheReplacementFails) {
   EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "old");
 }
 
-TEST_F(Backup, ReplacementThatFailsHalfWayPutsTheOldItemBackAndIsStillAFailure) {
+TEST_F(Backup, AReplacementThatFailsHalfwayIsUndoneAndIsAFailure) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
   memory.fileManager.failNextReplaceHalfWay("/safari/aside");
@@ -185,7 +139,7 @@ TEST_F(Backup, ReplacementThatFailsHalfWayPutsTheOldItemBackAndIsStillAFailure) 
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
-TEST_F(Backup, OldItemThatCannotBePutBackIsLogged) {
+TEST_F(Backup, AFailedUndoOfAReplacementIsLogged) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
   memory.fileManager.failNextReplaceHalfWay("/safari/aside");
@@ -198,7 +152,7 @@ TEST_F(Backup, OldItemThatCannotBePutBackIsLogged) {
   EXPECT_EQ(memory.fileManager.bytesAt("/safari/aside"), "new");
 }
 
-TEST_F(Backup, PlatformExceptionDuringTheReplacementIsAFailureWithoutALogLine) {
+TEST_F(Backup, APlatformExceptionDuringTheReplacementIsAFailureWithoutALogLine) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
   memory.fileManager.throwNext();
@@ -207,13 +161,13 @@ TEST_F(Backup, PlatformExceptionDuringTheReplacementIsAFailureWithoutALogLine) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
-TEST_F(Backup, AnyOtherExceptionDuringTheReplacementPassesOn) {
+TEST_F(Backup, AnyOtherExceptionDuringTheReplacementPropagates) {
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
   memory.fileManager.failNextReplaceHalfWay("/safari/aside");
   for (const FileOperation failing : {FileOperation::kReplace, FileOperation::kMove}) {
     memory.fileManager.setHook([failing](const FileCall& call) {
-      if (call.operation == failing) throw std::runtime_error("no platform exception");
+      if (call.operation == failing) throw std::runtime_error("not a platform exception");
     });
     EXPECT_THROW((void)replace(), std::runtime_error);
     memory.fileManager.setHook({});
@@ -230,7 +184,7 @@ TEST_F(Backup, WithoutAReplaceOperationTheItemsAreExchangedAndTheOldOneRemoved) 
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kReplace), 0U);
 }
 
-TEST_F(Backup, ExchangeWhoseRemovalFailsIsAFailureAlthoughTheTargetIsReplaced) {
+TEST_F(Backup, AnExchangeWhoseRemovalFailsIsAFailureAlthoughTheTargetIsReplaced) {
   memory.fileManager.setOffersReplaceItem(false);
   memory.fileManager.putFile(kPath, "new");
   memory.fileManager.putFile(kBackup, "old");
@@ -240,7 +194,7 @@ TEST_F(Backup, ExchangeWhoseRemovalFailsIsAFailureAlthoughTheTargetIsReplaced) {
   EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "new");
 }
 
-TEST_F(Backup, ExchangeThatFailsOrLacksAnItemChangesNothing) {
+TEST_F(Backup, AnExchangeThatFailsOrLacksAnItemChangesNothing) {
   memory.fileManager.setOffersReplaceItem(false);
   memory.fileManager.putFile(kPath, "new");
   EXPECT_FALSE(replace());

@@ -2,12 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "tests/support/engine_fixture.h"
 
 namespace tarvel {
 namespace {
 
+constexpr const char* kPath = "/safari/Bookmarks.plist";
+
 struct BookmarksFile : testing::Test, EngineFixture {
+  BookmarksFile() { tarvel.setBookmarksFilename(kPath); }
+
   PropertyList list = tree("Root[ ]");
   PropertyListTree& owner = *list.tree;
 
@@ -24,6 +30,52 @@ struct BookmarksFile : testing::Test, EngineFixture {
     return text(result);
   }
 };
+
+TEST_F(BookmarksFile, APathWithATildeIsExpandedAndReturnedOnlyWhileTheFileExists) {
+  tarvel.setBookmarksFilename("~/b.plist");
+  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
+  memory.fileManager.putFile("/home/user/b.plist", "");
+  EXPECT_EQ(tarvel.bookmarksFilename(), "/home/user/b.plist");
+  memory.fileManager.removeTree("/home/user/b.plist");
+  EXPECT_EQ(tarvel.bookmarksFilename(), std::nullopt);
+}
+
+TEST_F(BookmarksFile, TheDefaultPathIsTheBrowsersFileInTheHomeFolder) {
+  Tarvel fresh(platform);
+  EXPECT_EQ(fresh.bookmarksFilename(), std::nullopt);
+  memory.fileManager.putFile("/home/user/Library/Safari/Bookmarks.plist", "");
+  EXPECT_EQ(fresh.bookmarksFilename(), "/home/user/Library/Safari/Bookmarks.plist");
+}
+
+TEST_F(BookmarksFile, AFolderAtTheBookmarksPathCountsAsExisting) {
+  memory.fileManager.putFolder(kPath);
+  EXPECT_EQ(tarvel.bookmarksFilename(), kPath);
+}
+
+TEST_F(BookmarksFile, AFileOrFolderNamedLockBesideTheFileIsALock) {
+  memory.fileManager.putFile(kPath, "");
+  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.putFolder("/safari/lock");
+  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.removeTree("/safari/lock");
+  memory.fileManager.putFile("/safari/lock", "");
+  EXPECT_TRUE(tarvel.isBookmarksFileLocked());
+  memory.fileManager.removeTree("/safari/lock");
+  memory.fileManager.putFile("/lock", "");
+  EXPECT_FALSE(tarvel.isBookmarksFileLocked());
+}
+
+TEST_F(BookmarksFile, TheModificationDateIsThatOfTheFileOrNone) {
+  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
+  memory.fileManager.putFile(kPath, "");
+  const auto date = tarvel.bookmarksFileModificationDate();
+  ASSERT_TRUE(date.has_value());
+  memory.fileManager.putFile(kPath, "");
+  EXPECT_NE(tarvel.bookmarksFileModificationDate(), date);
+  memory.fileManager.failNext(FileOperation::kDate, EACCES);
+  EXPECT_EQ(tarvel.bookmarksFileModificationDate(), std::nullopt);
+  EXPECT_TRUE(memory.systemLog.lines().empty());
+}
 
 TEST_F(BookmarksFile, RootWithBarAndMenuGetsTheGivenNodesInPlaceAndNothingAppended) {
   EXPECT_EQ(putBack("Root[ BookmarksBar[ a ] BookmarksMenu[ b ] ]", "BookmarksBar[ x ]", "BookmarksMenu[ y ]"),
@@ -49,7 +101,7 @@ TEST_F(BookmarksFile, RootWithoutChildrenIsReturnedUnchanged) {
   EXPECT_EQ(root.size(), 1U);
 }
 
-TEST_F(BookmarksFile, BothChildrenWithTheBarsTitleBeforeTheMenuGetTheGivenBar) {
+TEST_F(BookmarksFile, BothChildrenWithTheBarsTitleBeforeTheMenuAreReplacedByTheBar) {
   EXPECT_EQ(putBack("Root[ BookmarksBar[ a ] BookmarksBar[ b ] BookmarksMenu[ c ] ]", "BookmarksBar[ x ]",
                     "BookmarksMenu[ y ]"),
             "Root[ BookmarksBar[ x ] BookmarksBar[ x ] BookmarksMenu[ y ] ]");
@@ -61,25 +113,25 @@ TEST_F(BookmarksFile, ScanStopsOnceBarAndMenuArePlaced) {
             "Root[ BookmarksBar[ x ] BookmarksMenu[ y ] BookmarksBar[ b ] ]");
 }
 
-TEST_F(BookmarksFile, AnAbsentBarOrMenuThatMustBePlacedGivesNone) {
+TEST_F(BookmarksFile, AnAbsentBarOrMenuThatIsNeededGivesNone) {
   EXPECT_EQ(putBack("Root[ BookmarksMenu[ b ] ]", "", "BookmarksMenu[ y ]"), "(none)");
   EXPECT_EQ(putBack("Root[ BookmarksBar[ b ] ]", "BookmarksBar[ x ]", ""), "(none)");
   EXPECT_EQ(putBack("Root[ ]", "", ""), "(none)");
 }
 
-TEST_F(BookmarksFile, FirstChildWithTheTitleIsTheBarWhateverItsKind) {
+TEST_F(BookmarksFile, TheFirstChildWithTheTitleIsTheBarRegardlessOfItsType) {
   const PropertyListDictionary root = treeIn(owner, "Root[ x ^BookmarksBar#first BookmarksBar[ ] BookmarksMenu[ ] ]");
   EXPECT_EQ(tarvel.bookmarksBarDictionaryFromBookmarksFileRootNode(root).string(kWebBookmarkUUIDKey), "first");
   EXPECT_EQ(text(tarvel.bookmarksMenuDictionaryFromBookmarksFileRootNode(root)), "BookmarksMenu[ ]");
 }
 
-TEST_F(BookmarksFile, OnlyTheTopLevelIsSearchedForTheBarAndTheCaseCounts) {
+TEST_F(BookmarksFile, TheBarIsSearchedOnTheTopLevelOnlyAndCaseSensitively) {
   const PropertyListDictionary root = treeIn(owner, "Root[ bookmarksbar[ ] A[ BookmarksBar[ ] ] ]");
   EXPECT_FALSE(tarvel.bookmarksBarDictionaryFromBookmarksFileRootNode(root));
   EXPECT_FALSE(tarvel.bookmarksMenuDictionaryFromBookmarksFileRootNode(node()));
 }
 
-TEST_F(BookmarksFile, RootCheckWantsADictionaryOfTheListType) {
+TEST_F(BookmarksFile, TheRootMustBeADictionaryOfTheListType) {
   const PropertyListDictionary root = node();
   EXPECT_FALSE(tarvel.verifyThatDictionaryIsBookmarksFileRootNode(root.value()));
   root.setString(kWebBookmarkTypeKey, "WebBookmarkTypeLeaf");
@@ -142,13 +194,13 @@ TEST_F(BookmarksFile, NodeWithoutUriDictionaryIsTitledUnderTitle) {
   EXPECT_EQ(odd.string(kURIDictionaryKey), "no dictionary");
 }
 
-TEST_F(BookmarksFile, TitleOfAWrongTypeReadsAsAbsent) {
+TEST_F(BookmarksFile, ATitleOfTheWrongTypeReadsAsAbsent) {
   const PropertyListDictionary odd = treeIn(owner, "inner");
   odd.set(kTitleKey, owner.makeInteger(5));
   EXPECT_EQ(tarvel.titleFromBookmarkNode(odd), "inner");
 }
 
-TEST_F(BookmarksFile, KindIsReadExactlyAndAnythingElseIsNone) {
+TEST_F(BookmarksFile, TypeNamesMatchExactlyAndAnyOtherTypeIsNone) {
   const PropertyListDictionary any = node();
   EXPECT_EQ(tarvel.typeFromBookmarkNode(any), BookmarkNodeTypeNone);
   const auto kindOf = [&](const char* name) {
