@@ -12,72 +12,67 @@ namespace tarvel {
 /// Why cleaning removed an entry.
 enum class RemovalReason {
   kEmptyFolder,  ///< A folder that had no children, or lost them all.
-  kNoAddress,    ///< A bookmark without an address, or with one of white space only.
-  kDuplicate,    ///< A bookmark whose address comes again later in the same tree.
+  kNoAddress,    ///< A bookmark whose address is missing or white space.
+  kDuplicate,    ///< A bookmark whose address occurs again later in the same tree.
 };
 
-/// What a sort is at. Cleaning and ordering take turns, once for each of the three trees; a file that changed meanwhile
-/// is read again.
+/// The stages of a sort. Cleaning and ordering alternate, once for each of the three trees. A file that changed
+/// meanwhile is read again.
 enum class SortStage : std::uint8_t { kWaiting, kReading, kCleaning, kOrdering, kWriting };
 
-/// Is told how far a sort has come, and may end it. Called on the sort's thread, a few times for each folder. Every
-/// method does nothing unless overridden.
+/// Reports the progress of a sort and may stop it. Called on the sort's thread, a few times for each folder. The
+/// default implementations do nothing.
 class StageObserver {
  public:
   virtual ~StageObserver() = default;
 
-  virtual void stageBegan(SortStage stage) { (void)stage; }  ///< Comes before the stage does anything.
-  /// So many entries of a folder, counted without what is below them, went through the stage.
-  virtual void entriesPassed(std::size_t count) { (void)count; }
-  /// Asked between folders: whether to abandon the sort. The file then stays as it is; a sort that has begun to write
-  /// is not asked any more.
+  virtual void stageBegan(SortStage /*stage*/) {}  ///< Called before the stage does anything.
+  /// `count` entries of one folder passed the stage, those of its subfolders not included.
+  virtual void entriesPassed(std::size_t /*count*/) {}
+  /// Polled between folders: whether to stop the sort and leave the file unchanged. Not polled once writing began.
   [[nodiscard]] virtual bool isStopRequested() { return false; }
 };
 
-/// Is told what a sort does to the tree, in the order it happens. Every method does nothing unless overridden.
+/// Reports every change that a sort makes to the tree, in order. The default implementations do nothing.
 ///
-/// The handles belong to the tree being sorted and die with it. During cleaning the array of the folder being cleaned
-/// is in pieces: look at the entry that is handed over, not at its siblings. A sort may read the file more than once;
-/// what was told before the latest attemptBegan() has come to nothing.
+/// The handles belong to the tree being sorted and die with it. While a folder is cleaned, its array of children is
+/// inconsistent: read the reported entry, not its siblings. A sort may read the file more than once; attemptBegan()
+/// invalidates all earlier reports.
 class SortObserver {
  public:
   virtual ~SortObserver() = default;
 
   /// The file was read and checked; `root` is about to be cleaned and ordered.
-  virtual void attemptBegan(PropertyListDictionary root) { (void)root; }
+  virtual void attemptBegan(PropertyListDictionary /*root*/) {}
 
-  /// Cleaning goes into a folder, and comes out of it. The roots of the three trees (top level, bar, menu) included:
-  /// each is a stand-in with the children of what it stands for. A folder without children is not entered.
-  virtual void folderEntered(PropertyListDictionary folder) { (void)folder; }
-  /// Comes once for each folderEntered(), the innermost folder first.
-  virtual void folderLeft(PropertyListDictionary folder) { (void)folder; }
+  /// Cleaning enters a folder. The roots of the three trees (top level, bar, menu) are entered too: each is a
+  /// substitute that shares the children of the original. A folder without children is not entered.
+  virtual void folderEntered(PropertyListDictionary /*folder*/) {}
+  /// Called once for each folderEntered(), innermost folder first.
+  virtual void folderLeft(PropertyListDictionary /*folder*/) {}
 
-  /// `entry` leaves the folder entered last. `survivor` is the bookmark that stays in place of a duplicate, its title
+  /// `entry` is removed from the folder entered last. `survivor` is the bookmark that makes it a duplicate, its title
   /// final; a null handle for any other reason. The root of a tree is never removed.
-  virtual void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) {
-    (void)entry, (void)reason, (void)survivor;
-  }
-  /// An entry without a title was given one.
-  virtual void entryNamed(PropertyListDictionary entry, std::string_view title) { (void)entry, (void)title; }
-  /// An entry with a sibling's title was given another.
-  virtual void entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) {
-    (void)entry, (void)before, (void)after;
+  virtual void entryRemoved(PropertyListDictionary /*entry*/, RemovalReason /*reason*/,
+                            PropertyListDictionary /*survivor*/) {}
+  /// An untitled entry got a title.
+  virtual void entryNamed(PropertyListDictionary /*entry*/, std::string_view /*title*/) {}
+  /// An entry with the title of a sibling got another title.
+  virtual void entryRenamed(PropertyListDictionary /*entry*/, std::string_view /*before*/, std::string_view /*after*/) {
   }
 
-  /// A folder's children were put in order: `after` holds them, and `earlierPositions` where each was before.
-  virtual void folderOrdered(PropertyListDictionary folder, PropertyListArray after,
-                             std::span<const std::uint32_t> earlierPositions) {
-    (void)folder, (void)after, (void)earlierPositions;
-  }
+  /// A folder was ordered: `after` holds its children, `earlierPositions` the previous position of each.
+  virtual void folderOrdered(PropertyListDictionary /*folder*/, PropertyListArray /*after*/,
+                             std::span<const std::uint32_t> /*earlierPositions*/) {}
 
-  /// The tree is done: `didSort` when some folder's order changed, and `root` is to be written. Without a bar or a menu
-  /// to put back, `root` is a null handle.
-  virtual void attemptEnded(PropertyListDictionary root, bool didSort) { (void)root, (void)didSort; }
+  /// The tree is done. With `didSort` the order of some folder changed and `root` is to be written; `root` is a null
+  /// handle if the file lacks the bar or the menu.
+  virtual void attemptEnded(PropertyListDictionary /*root*/, bool /*didSort*/) {}
 };
 
-/// Observes nothing, and has no state: what a sort tells when no observer is set.
+/// The null object for a sort without an observer. It has no state.
 inline SortObserver noSortObserver;
-/// The same for how far a sort has come.
+/// The same for its stages.
 inline StageObserver noStageObserver;
 
 }  // namespace tarvel
