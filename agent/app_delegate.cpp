@@ -5,7 +5,7 @@
 
 namespace tarvel {
 
-// A watcher that still watches is let go without being stopped: its stream is all that is left of it then.
+// Deliberately does not stop a running watcher; its stream keeps it alive.
 AppDelegate::~AppDelegate() = default;
 
 void AppDelegate::applicationDidFinishLaunching() {

@@ -12,86 +12,85 @@
 
 namespace tarvel {
 
-/// The agent: sorts the bookmarks file some time after its last change, for as long as the process lives, and hands
-/// what goes wrong to the main application.
+/// The agent: sorts the bookmarks file some time after its last change, and reports errors to the main application.
 ///
-/// Everything happens on the thread of the run loop; no locks. A sort blocks the loop until it is done.
+/// Everything runs on the thread of the run loop; no locks. A sort blocks the loop until it is done.
 class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate, public UpdaterDelegate {
  public:
-  /// `platform`, and all it refers to, is borrowed and outlives the delegate.
+  /// `platform` and everything it refers to are borrowed and outlive the delegate.
   explicit AppDelegate(const AgentPlatform& platform) : platform_(platform) {}
   ~AppDelegate() override;
   AppDelegate(const AppDelegate&) = delete;
   AppDelegate& operator=(const AppDelegate&) = delete;
 
-  // Life of the process.
+  // Process lifecycle.
 
-  /// Starts watching, unless automatic sorting is off. Makes no sort: the first one waits for the first change.
+  /// Starts watching, unless automatic sorting is off. Does not sort: the first sort follows the first change.
   void applicationDidFinishLaunching() override;
   void applicationWillTerminate() override;
 
   // Watching and sorting.
 
-  /// Records the file's date, also where there is none and where a watcher exists; then watches the folder that holds
-  /// the file. A later change of the preference changes the file that is sorted, not the folder that is watched. False,
-  /// logged, when it cannot be watched.
+  /// Records the file's date, or its absence, and starts watching the file's folder unless a watcher exists. A later
+  /// change of the preference changes the file that is sorted, not the folder that is watched. On failure logs a line
+  /// and returns false.
   [[nodiscard]] bool startWatchingBookmarksFile();
   void stopWatchingBookmarksFile();
-  /// Asks for a sort some time from now, in place of one asked for before, unless the file's date is the recorded one:
-  /// then another file of the folder changed, or the agent itself wrote. The arguments are not looked at.
+  /// Schedules a sort in place of a pending one (debounce), unless the file's date equals the recorded one: then
+  /// another file in the folder changed, or the agent itself wrote the file. Ignores its arguments.
   void incomingEventWithFlagsAndId(OrvoEvents& watcher, std::uint32_t flags, std::uint64_t id) override;
-  /// The file's date now; none, logged, when it cannot be read.
+  /// The file's current date. If it cannot be read, logs a line and returns none.
   [[nodiscard]] std::optional<Date> readBookmarksFileModificationDate();
-  /// One attempt, and what follows from its result.
+  /// Runs one sort and acts on its result.
   void sortBookmarks();
 
-  // Settings, all of the main application's domain. A value that is absent or unusable gives the default.
+  // Settings, in the main application's domain. An absent or unusable value reads as the default.
 
   [[nodiscard]] bool userPreferenceBooleanForKeyWithDefault(std::string_view key, bool defaultValue);
   [[nodiscard]] std::int64_t userPreferenceIntegerForKeyWithDefault(std::string_view key, std::int64_t defaultValue);
   [[nodiscard]] std::string userPreferenceStringForKeyWithDefault(std::string_view key,
                                                                   const std::string& defaultValue);
-  // These three are not on the disk before synchronizeUserPreferences().
-  /// Stores a signed number of 32 bits.
+  // The next three take effect on disk at synchronizeUserPreferences().
+  /// Stores the value as a signed 32-bit number.
   void setUserPreferenceIntForKey(std::uint32_t value, std::string_view key);
   void setUserPreferenceStringForKey(std::string_view value, std::string_view key);
   void removeUserPreferenceKey(std::string_view key);
-  /// Whether the settings reached the disk.
+  /// Whether the settings were written to disk.
   bool synchronizeUserPreferences();
-  /// Copies the settings of the moment onto a fresh sorter, which always makes its backup.
+  /// Applies the current settings to a new sorter, and turns its backup on.
   void setupTarvel(Tarvel& tarvel);
   void initiateBookmarksFileUpdateLatencyField();
 
   // Paths.
 
-  /// The folder for the agent's own files; it need not exist.
+  /// The folder of the agent's own files, which may not exist.
   [[nodiscard]] std::string applicationFolder();
-  /// Worked out once; what changes later is not noticed.
+  /// Determined once, then cached.
   [[nodiscard]] const std::string& backupFilename();
   void setBackupFilename(std::string backupFilename) { backupFilename_ = std::move(backupFilename); }
-  /// Worked out once.
+  /// Determined once, then cached.
   [[nodiscard]] const std::string& defaultBookmarksFile();
   void setDefaultBookmarksFile(std::string file) { defaultBookmarksFile_ = std::move(file); }
-  /// The preference as it stands, a leading tilde included, or the default file. Looked up at every call.
+  /// The preference, with its leading tilde if any, or the default file. Read at every call.
   [[nodiscard]] std::string bookmarksFilename();
-  /// Three folders above the agent's bundle. Nobody checks that it is there.
+  /// Three folders above the agent's bundle. Not checked for existence.
   [[nodiscard]] std::string mainApplicationPath();
 
-  // Handing over to the main application.
+  // Error hand-over to the main application.
 
-  /// Leaves the code where the main application finds it, then launches it. True when a launch was accepted; the code
-  /// is left there in any case.
+  /// Stores the code in the main application's preferences, then launches it. Whether a launch was accepted; the code
+  /// stays stored in either case.
   bool launchMainApplicationWithErrorCode(std::uint32_t code);
   void resetLastErrorCode();
 
   // Update checks.
 
-  /// Sets up the checks of the main application's updates, if its user wants them. What the user changes later counts
-  /// from the next launch.
+  /// Schedules update checks for the main application if the user enabled them. Later changes of that setting take
+  /// effect at the next launch.
   void initiateSparkleUpdateChecks();
   void sparkleUpdateCheck();
   void updaterDidFindValidUpdate(Updater& updater, const UpdateItem& update) override;
-  /// Never: the agent asks nobody anything.
+  /// Always false: the agent never prompts.
   [[nodiscard]] bool updaterShouldPromptForPermissionToCheckForUpdates(Updater& updater) override;
 
   [[nodiscard]] const std::optional<Date>& bookmarksFileDate() const { return bookmarksFileDate_; }
@@ -99,15 +98,15 @@ class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate,
   /// Seconds, 1 to 300.
   [[nodiscard]] std::int64_t bookmarksFileUpdateLatency() const { return bookmarksFileUpdateLatency_; }
   void setBookmarksFileUpdateLatency(std::int64_t latency) { bookmarksFileUpdateLatency_ = latency; }
-  /// Null while updates are not looked for.
+  /// Null while update checks are off.
   [[nodiscard]] Timer* updateTimer() const { return updateTimer_.get(); }
   void setUpdateTimer(std::unique_ptr<Timer> timer) { updateTimer_ = std::move(timer); }
 
  private:
   void requestSortBookmarksAfterDelay(double seconds);
-  /// Between two sorts, gives way to a newer version of this program.
+  /// Restarts if a newer version of this program is installed and no sort is pending.
   void restartIfReplaced();
-  /// `sortedDate` is the date of the file as the sort left it.
+  /// `sortedDate` is the modification date after the sort.
   void finishSuccessfulSort(const std::optional<Date>& sortedDate);
   void reportAndTerminate(std::int32_t code, const std::string& filename);
 
@@ -121,9 +120,9 @@ class AppDelegate final : public ApplicationDelegate, public OrvoEventsDelegate,
   const AgentPlatform& platform_;
 };
 
-/// Attempts in a row that found the file in use. Of the process, not of a delegate.
+/// Consecutive sorts that found the file in use, counted per process, not per delegate.
 [[nodiscard]] std::uint64_t sortRetryCount();
-/// For tests: back to 0, as in a new process.
+/// For tests: resets the count, as in a new process.
 void resetSortRetryCount();
 
 }  // namespace tarvel

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kPause{100};
 bool safariVersionChecked = false;
 bool cachedSafariVersionAnswer = false;
 
-/// 5.1.1 is new and 5.1 is old: the line runs between them.
+/// 5.1 is the last old version, 5.1.1 the first new one.
 bool isOldVersion(std::string_view version) {
   const std::vector<std::string> components = componentsSeparatedBy(version, '.');
   const auto component = [&](std::size_t index) {
@@ -57,12 +57,12 @@ bool safariVersionNeedsRefresh(Bundles& bundles) {
 bool safariShowsFavoritesBar(const Platform& platform) {
   const std::string path = platform.fileManager.stringByExpandingTildeInPath(kSafariPreferences);
   if (!platform.fileManager.fileExistsAtPath(path)) return true;
-  // A file that cannot be read gives no data, which parses as badly as wrong data does.
+  // An unreadable file is parsed as empty data, which fails like malformed data.
   const FileReading contents = platform.fileManager.contentsAtPath(path);
   const PropertyListReading reading =
       platform.propertyLists.propertyListFromData(contents.status.ok() ? contents.data : Data());
   if (reading.error) {
-    // A parser that fails leaves the format it was to report as it was: zero.
+    // A failed parser does not set the format, which stays zero.
     platform.systemLog.log("Could not read Safari‘s preferences: " + reading.error->description + ", format: 0");
     return true;
   }

@@ -7,26 +7,26 @@
 
 namespace tarvel {
 
-// An old browser shows its favorites bar in the new order only once it has come to the front again. These find out
-// whether one is running that needs it, and bring it there. One thread.
+// Old browsers show the new order of their favorites bar only after they were activated again. These functions detect
+// such a browser and activate it. Not thread-safe.
 
-/// To be called after a successful sort. Does nothing, silently, unless the browser is running, old and showing its
-/// bar; asked in this order, so that files are read only for a reason.
+/// Call after a successful sort. Does nothing unless the browser is running, old, and showing its bar. Checked in this
+/// order, so that files are read only if needed.
 void refreshSafariAfterSort(const AgentPlatform& platform);
 
-/// Whether the browser that is installed is of version 5.1 or older, or of none that can be found. Looked up once in
-/// the life of the process: an update of the browser counts from the next launch of the agent.
+/// Whether the installed browser is version 5.1 or older, or its version cannot be found. Cached for the life of the
+/// process: a browser update takes effect at the next launch of the agent.
 [[nodiscard]] bool safariVersionNeedsRefresh(Bundles& bundles);
 
-/// Whether the browser's own settings say that its bar is shown. Settings that are missing or cannot be read (logged)
-/// say so, settings that do not mention it do not: deliberately unlike.
+/// Whether the browser's settings say that its bar is shown. Deliberately true for settings that are missing or
+/// unreadable (logged), and false for settings without that key.
 [[nodiscard]] bool safariShowsFavoritesBar(const Platform& platform);
 
-/// Brings each application to the front, in order, and after a tenth of a second this process. Blocks.
+/// Activates each application in order and, after 0.1 seconds, this process. Blocks.
 void activateApplicationsThenSelf(const AgentPlatform& platform,
                                   std::span<const std::shared_ptr<RunningApplication>> applications);
 
-/// For tests: the version is looked up again, as in a new process.
+/// For tests: clears the cached version, as in a new process.
 void resetSafariVersionAnswer();
 
 }  // namespace tarvel

@@ -4,7 +4,7 @@
 namespace tarvel {
 
 bool AppDelegate::launchMainApplicationWithErrorCode(std::uint32_t code) {
-  // The code has to be there before anybody can come to look for it; it reaches the main application in no other way.
+  // Stored before the launch: the preferences are the only way the code reaches the main application.
   setUserPreferenceIntForKey(code, kLastHelperErrorKey);
   synchronizeUserPreferences();
 

@@ -4,7 +4,7 @@
 
 namespace tarvel {
 
-// Codes of the agent's own, beside those of TarvelError.
+// Codes of the agent, in addition to those of TarvelError.
 
 /// The bookmarks folder could not be watched at launch.
 inline constexpr std::int32_t kHelperErrorWatchingFailed = 101;

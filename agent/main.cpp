@@ -1,5 +1,5 @@
-// TarvelHelper: the agent. Builds the platform and hands control to the application object; everything else is its
-// delegate's. No arguments, no environment.
+// TarvelHelper: the agent. Creates the platform and runs the application object; its delegate does everything else.
+// Takes no arguments and reads no environment variables.
 
 #include "agent/app_delegate.h"
 #include "platform/linux/base/memory_limit.h"

@@ -11,17 +11,17 @@ constexpr double kRetryDelay = 5.0;
 constexpr std::uint64_t kMostRetries = 9;
 constexpr std::string_view kSortSelector = "sortBookmarks";
 
-/// Abandons a sort when the agent is asked to end: the file may be large, and the end of a session does not wait.
-class EndWatch final : public StageObserver {
+/// Stops a sort when the agent is asked to terminate: a large file must not delay the end of a session.
+class TerminationObserver final : public StageObserver {
  public:
-  explicit EndWatch(Application& application) : application_(application) {}
+  explicit TerminationObserver(Application& application) : application_(application) {}
   [[nodiscard]] bool isStopRequested() override { return application_.isEndRequested(); }
 
  private:
   Application& application_;
 };
 
-/// Outlives every delegate: attempts in a row count for the process.
+/// Per process, so it outlives every delegate.
 std::uint64_t retryCount = 0;
 
 }  // namespace
@@ -62,7 +62,7 @@ void AppDelegate::incomingEventWithFlagsAndId(OrvoEvents& /*watcher*/, std::uint
 }
 
 void AppDelegate::restartIfReplaced() {
-  // A new agent sorts nothing at its launch, so that a change that waits for its sort is sorted by this one.
+  // A new agent does not sort at launch, so a pending sort has to run first.
   if (!isSortRequested_) platform_.application.restartIfReplaced();
 }
 
@@ -74,13 +74,13 @@ void AppDelegate::requestSortBookmarksAfterDelay(double seconds) {
 
 void AppDelegate::sortBookmarks() {
   isSortRequested_ = false;
-  // The agent's own writing is not to wake it.
+  // The agent's own write must not trigger another sort.
   if (directoryEvents_) directoryEvents_->pause();
   Tarvel tarvel(platform_.sorting);
   setupTarvel(tarvel);
-  EndWatch endWatch(platform_.application);
-  tarvel.setStageObserver(&endWatch);
-  // A sorter knows no path while nothing lies there; the message still has to name the file that was looked for.
+  TerminationObserver terminationObserver(platform_.application);
+  tarvel.setStageObserver(&terminationObserver);
+  // The sorter returns no path if the file is missing, but the message must name it.
   const std::string filename = tarvel.bookmarksFilename().value_or(
       platform_.sorting.fileManager.stringByExpandingTildeInPath(bookmarksFilename()));
   const TarvelError error = tarvel.sortBookmarks();
@@ -88,14 +88,14 @@ void AppDelegate::sortBookmarks() {
     platform_.sorting.systemLog.log("A save of “" + filename + "” by another program is kept as “" + save +
                                     "”: a newer one has its place, or it could not be put back.");
   }
-  // The request to end is what the run loop handles next.
+  // The run loop handles the request to terminate next.
   if (tarvel.wasStopped()) return;
   if (error == TarvelErrorNone) {
     finishSuccessfulSort(tarvel.sortedFileDate());
     return;
   }
   if (error == TarvelErrorFileInUse && ++retryCount <= kMostRetries) {
-    // The watcher stays paused, so that no change moves the retry.
+    // The watcher stays paused, so that no event moves the retry.
     requestSortBookmarksAfterDelay(kRetryDelay);
     return;
   }
@@ -105,14 +105,14 @@ void AppDelegate::sortBookmarks() {
 void AppDelegate::finishSuccessfulSort(const std::optional<Date>& sortedDate) {
   refreshSafariAfterSort(platform_);
   setBookmarksFileDate(readBookmarksFileModificationDate());
-  // A save since then has its date recorded here, so that its event will seem to be of the agent's own write. A date
-  // that cannot be read is left to the event.
+  // The date of a concurrent write has just been recorded, so its event will look like that of the agent's own write.
+  // If a date is unreadable, the event decides.
   const bool hasChangedSince = sortedDate && bookmarksFileDate_ && sortedDate != bookmarksFileDate_;
   if (hasChangedSince) requestSortBookmarksAfterDelay(static_cast<double>(bookmarksFileUpdateLatency_));
   if (directoryEvents_) {
     directoryEvents_->unPause();
   } else {
-    // Without a watcher the agent lives on, deaf: nobody is told.
+    // Deliberately ignored: the agent keeps running without a watcher.
     (void)startWatchingBookmarksFile();
   }
   retryCount = 0;

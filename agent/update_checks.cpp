@@ -7,7 +7,7 @@ namespace tarvel {
 
 namespace {
 
-/// `date` and `seconds` after it; a sum that no date can hold gives the last one before.
+/// `date` plus `seconds`, or `date` itself if the sum overflows.
 Date dateWithTimeIntervalSinceDate(double seconds, const Date& date) {
   constexpr double kMostSeconds = 9.0e15;
   constexpr std::uint32_t kBillion = 1'000'000'000;
@@ -30,7 +30,7 @@ void AppDelegate::initiateSparkleUpdateChecks() {
   const double interval = updater.updateCheckInterval();
   std::unique_ptr<Timer> timer =
       platform_.runLoop.scheduledTimerWithTimeIntervalRepeats(interval, [this] { sparkleUpdateCheck(); });
-  // Where nobody ever looked, the first check comes one interval from now, where the timer stands already.
+  // Without an earlier check, the first one is due one interval from now, as the timer is already set.
   if (const std::optional<Date> last = updater.lastUpdateCheckDate(); last && timer) {
     timer->setFireDate(dateWithTimeIntervalSinceDate(interval, *last));
   }

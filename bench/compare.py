@@ -90,7 +90,7 @@ def table(size, original, medians, given_up):
     print("|---|---|---|---|---|---|")
     ours, floor = medians["tarvel sort"][0], medians["read and write the bytes"][0]
     for name, (cpu, wall, memory) in medians.items():
-        # A child's peak begins with that of the process it was started from: below it nothing can be told.
+        # A child inherits the peak of its parent process, so smaller peaks cannot be measured.
         shown = f"{memory / bytes_:.2f}" if memory > OWN_MEMORY else "-"
         print(f"| {name} | {cpu * 1e3:.1f} | {wall * 1e3:.1f} | {shown} | {cpu / ours:.2f} | {cpu / floor:.1f} |")
     for name in given_up:

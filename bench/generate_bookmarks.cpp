@@ -94,7 +94,7 @@ class Generator {
     return made.value();
   }
 
-  /// What the browser adds to a share of its entries, and nobody else reads.
+  /// Data that the browser adds to some entries and that no other program reads.
   void addSync(PropertyListDictionary leaf) {
     std::vector<std::uint8_t> bytes(200);
     for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random_());

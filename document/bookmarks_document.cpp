@@ -22,7 +22,7 @@ std::optional<DataPieces> BookmarksDocument::dataOfTypeError(std::string_view /*
     *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid, "There is no property list to write."};
   } else {
     PropertyListWriting writing = platform_.propertyLists.dataWithPropertyList(bookmarksDictionary_, format);
-    // One form lets in a container more than the others: written in theirs, the file could not be read again.
+    // The readers differ by one level in the depth they accept. A deeper list could be written but not read again.
     const bool isTooDeep = writing.depth > kDeepestReadable;
     if (!writing.error && !isTooDeep) return std::move(writing.data);
     *error = {std::string(kPropertyListDomain), kPropertyListWriteInvalid,
@@ -39,7 +39,7 @@ bool BookmarksDocument::readFromDataOfTypeError(const Data& data, std::string_vi
     propertyListFormat_ = reading.format;
     return true;
   }
-  // A parser that fails leaves the format it was to report as it was: zero.
+  // A failed parser does not set the format, which stays zero.
   platform_.systemLog.log("Error reading plist: " + reading.error->description + ", format: 0");
   *error = {std::string(kStatusDomain), kUnreadableData, reading.error->description};
   return false;
@@ -50,7 +50,7 @@ bool BookmarksDocument::readFromURLOfTypeError(const std::string& path, std::str
   const FileReading reading = platform_.fileManager.contentsAtPath(path);
   if (!reading.status.ok()) {
     *error = {std::string(kFileDomain), reading.status.code, reading.status.reason};
-    // Other reasons are seen with the file; a limit of this program has to be told.
+    // Other causes are visible in the file system; a limit of this program is not.
     if (reading.status.code == EFBIG) platform_.systemLog.log("Error reading file: " + reading.status.reason);
     return false;
   }

@@ -10,14 +10,14 @@
 
 namespace tarvel {
 
-/// What a document reports to its caller about a failure.
+/// A failure that a document reports to its caller.
 struct DocumentError {
-  std::string domain;                ///< Whose code it is.
-  std::int32_t code = 0;             ///< The domain's number for the failure.
+  std::string domain;                ///< The source of the code.
+  std::int32_t code = 0;             ///< The error number within the domain.
   std::string localizedDescription;  ///< A sentence for people.
 };
 
-/// A document whose whole content is one property list. Made for one read or one write, then let go.
+/// A document whose content is one property list. Used for one read or one write, then discarded.
 ///
 /// Runs on the calling thread. `platform` is borrowed and outlives the document.
 class BookmarksDocument {
@@ -25,39 +25,39 @@ class BookmarksDocument {
   /// A document without content.
   explicit BookmarksDocument(const Platform& platform) : platform_(platform) {}
 
-  /// Empty, never absent: the document has no interface of its own.
+  /// Empty, never absent: the document has no user interface.
   [[nodiscard]] std::string windowNibName() const { return {}; }
-  /// Nothing to prepare: no window is ever shown.
+  /// Does nothing: no window is ever shown.
   void windowControllerDidLoadNib(const void* /*windowController*/) {}
-  /// Changes go to the file itself, not beside it.
+  /// Changes are saved to the file itself.
   [[nodiscard]] static bool autosavesInPlace() { return true; }
 
-  /// The content as bytes in the form propertyListFormat(). `typeName` changes nothing. On failure: none, a log line,
-  /// and the reason through `error`, which must not be null.
+  /// Serialises the content in the form propertyListFormat(). `typeName` is ignored. On failure returns none, logs a
+  /// line and sets `error`, which must not be null.
   [[nodiscard]] std::optional<DataPieces> dataOfTypeError(std::string_view typeName, DocumentError* error);
 
-  /// Takes `data`, in any form, as the new content and remembers the form. The root may be any value. On failure:
-  /// false, a log line, the reason through `error` (not null), and content and format stay as they were.
+  /// Parses `data`, in any form, as the new content and remembers the form. The root may be any value. On failure
+  /// returns false, logs a line, sets `error` (not null), and leaves content and format unchanged.
   [[nodiscard]] bool readFromDataOfTypeError(const Data& data, std::string_view typeName, DocumentError* error);
 
-  /// The same for a whole file. A file that cannot be read fails without a log line, unless it is too large.
+  /// The same for a file. Only a parse error, or a file that is too large, is logged.
   [[nodiscard]] bool readFromURLOfTypeError(const std::string& path, std::string_view typeName, DocumentError* error);
-  /// Serialises and writes the whole file.
+  /// Serialises the content and replaces the file.
   [[nodiscard]] bool writeToURLOfTypeError(const std::string& path, std::string_view typeName, DocumentError* error);
 
-  /// The content; no root before the first reading.
+  /// The content. No root before the first read.
   [[nodiscard]] const PropertyList& bookmarksDictionary() const { return bookmarksDictionary_; }
   /// Shares the tree; nothing is copied.
   void setBookmarksDictionary(const PropertyList& bookmarksDictionary) { bookmarksDictionary_ = bookmarksDictionary; }
-  /// The form that was read last, and will be written.
+  /// The form of the last read, and of the next write.
   [[nodiscard]] PropertyListFormat propertyListFormat() const { return propertyListFormat_; }
-  /// Writes another form from now on.
+  /// Sets the form of the next write.
   void setPropertyListFormat(PropertyListFormat propertyListFormat) { propertyListFormat_ = propertyListFormat; }
-  /// Of the file that was read last with success; none before. A failed read leaves it as it was.
+  /// The version of the last file read successfully; none before.
   [[nodiscard]] const std::optional<FileVersion>& readVersion() const { return readVersion_; }
-  /// The date that the last write gave to the file; none without one.
+  /// The modification date set by the last write; none before.
   [[nodiscard]] const std::optional<FileDate>& writtenDate() const { return writtenDate_; }
-  /// What the file must still be when it is written, else kFileHasChanged. None, as at first: anything.
+  /// If the file is no longer this version, a write fails with kFileHasChanged. None, the default: any version.
   void setExpectedVersion(const std::optional<FileVersion>& version) { expectedVersion_ = version; }
 
  private:

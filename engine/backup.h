@@ -7,9 +7,8 @@
 
 namespace tarvel {
 
-/// The item at `replacementPath` takes the place of the item at `targetPath`; afterwards nothing is left at
-/// `replacementPath`. False when that could not be done. Where the attempt ends half-way the old item is put back, and
-/// a line is logged when even that fails.
+/// Replaces the item at `targetPath` by the item at `replacementPath`, which no longer exists there afterwards. False
+/// on failure. A replacement that fails halfway is undone; if that fails too, a line is logged.
 [[nodiscard]] bool replaceItemAtPathWithItemAtPath(FileManager& fileManager, SystemLog& systemLog,
                                                    const std::string& targetPath, const std::string& replacementPath);
 

@@ -6,15 +6,15 @@
 
 namespace tarvel {
 
-/// The kind of a node, from its "WebBookmarkType".
+/// The type of a node, from its "WebBookmarkType".
 enum BookmarkNodeType : std::int32_t {
   BookmarkNodeTypeNone = 0,   ///< Absent or unknown.
   BookmarkNodeTypeLeaf = 1,   ///< A bookmark.
   BookmarkNodeTypeList = 2,   ///< A folder; also the root.
-  BookmarkNodeTypeProxy = 3,  ///< A stand-in for something the browser fills, such as the history.
+  BookmarkNodeTypeProxy = 3,  ///< A placeholder that the browser fills, such as the history.
 };
 
-// Keys of a node, as the browser writes them. All other keys are carried along.
+// Keys of a node, as the browser writes them. All other keys are preserved.
 inline constexpr PropertyListKey kWebBookmarkTypeKey{"WebBookmarkType"};
 inline constexpr PropertyListKey kTitleKey{"Title"};
 inline constexpr PropertyListKey kChildrenKey{"Children"};

@@ -1,4 +1,4 @@
-// Cleaning: what is removed from a tree, how titles are given and told apart, and the root's new identifier.
+// Cleaning: removes entries, names untitled ones, makes titles unique, and gives the root a new identifier.
 
 #include <cstddef>
 #include <string>
@@ -19,7 +19,7 @@ constexpr std::string_view kTooManyTitles =
     "WARNING: some entries keep the title of a sibling, as the titles to tell them apart would take more than 32 MB. "
     "Spread them over more folders, or rename them.";
 
-/// A line that names the node's entries, for the log.
+/// The node's entries as text, for the log.
 std::string descriptionOf(PropertyListDictionary node) {
   std::string description = "{";
   for (std::size_t i = 0; i < node.size(); ++i) {
@@ -41,10 +41,10 @@ void Tarvel::cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allow
   enterStage(SortStage::kCleaning);
   const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
   BookmarkSet duplicateURLLookupSet;
-  // Fuller than by default: what counts is how much of the table a cache holds.
+  // Denser than the default, so that more of the table fits into the cache.
   duplicateURLLookupSet.max_load_factor(kLookupSetLoad);
   duplicateURLLookupSet.reserve(capacity);
-  // The root itself stays, so it is not asked whether it is faulty.
+  // The root itself is never removed, so only its children are checked.
   if (typeFromBookmarkNode(rootNode) == BookmarkNodeTypeList) cleanChildren(rootNode, duplicateURLLookupSet, allowance);
 }
 
@@ -72,10 +72,10 @@ void Tarvel::cleanChildren(PropertyListDictionary folder, BookmarkSet& bookmarks
   if (children.empty() || isStopRequested()) return;
   sortObserver_->folderEntered(folder);
   TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, bookmarks.hash_function().textHash);
-  // From the last child to the first: of duplicates the last stays, of same-named ones the last keeps its name.
+  // From the last child to the first: the last of the duplicates stays, the last of the same-named keeps its title.
   children.retainBackwards([&](PropertyListValue child) {
     const PropertyListDictionary node = child.dictionary();
-    if (!node) return true;  // Something that is no node at all: carried along.
+    if (!node) return true;  // Not a node: kept as it is.
     if (isFaultyNode(node, bookmarks, allowance)) return false;
     validateTitle(node, titles, allowance);
     return true;
@@ -117,7 +117,7 @@ void Tarvel::validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDic
 void Tarvel::validateTitle(PropertyListDictionary node, TitleLookupSet& titles, RenamingAllowance& allowance) {
   const auto title = titleFromBookmarkNode(node);
   if (!title) {
-    // Names given here stay out of the set: two untitled siblings may get one name, until the next run.
+    // Not added to the set: two untitled siblings may get the same name, until the next run.
     PropertyListValue name = node.get(kURLStringKey);
     if (!name.string()) name = node.value().tree()->makeString(nameForUntitledBookmarkNode());
     setTitleValue(name, node);
@@ -126,15 +126,15 @@ void Tarvel::validateTitle(PropertyListDictionary node, TitleLookupSet& titles, 
   }
   if (!renameSamenamed_) return;
   if (insertObject(titles.titles, *title)) {
-    // Written back unchanged; which changes something only where it was read from another place than it is written to.
+    // Written back as it is. This has an effect only where titles are read and written in different places.
     if (const PropertyListValue own = node.get(kTitleKey); own.string()) setTitleValue(own, node);
     return;
   }
   renameBookmarkNode(node, *title, titles, allowance);
 }
 
-/// Each candidate is made from the one before: News, News 2, News 2 3. The set only ever grows, so candidates that an
-/// earlier sibling tried are still taken, and the search goes on where that one ended.
+/// Each candidate extends the previous one: News, News 2, News 2 3. The set only grows, so the candidates of an earlier
+/// sibling are still taken, and the search continues where that one ended.
 void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string_view title, TitleLookupSet& titles,
                                 RenamingAllowance& allowance) {
   PropertyListTree& tree = *bookmarkNode.value().tree();
@@ -151,7 +151,7 @@ void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string
     ++chain.next;
   } while (!insertObject(titles.titles, chain.lastCandidate));
   if (chain.next < kFirstSuffix) {
-    // The counter went all the way round.
+    // The counter wrapped around.
     candidate = tree.makeString(std::string(chain.lastCandidate) + " 1");
     platform_.systemLog.log("WARNING: assigning a possibly non-unique title “" + std::string(*candidate.string()) +
                             "” for bookmark node: " + descriptionOf(bookmarkNode));

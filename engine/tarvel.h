@@ -23,7 +23,7 @@ enum TarvelError : std::int32_t {
   TarvelErrorNone = 0,                   ///< Done, or nothing to do.
   TarvelErrorBookmarksFileNotFound = 1,  ///< Sorting: no bookmarks file. Restoring: no backup.
   TarvelErrorOutputFileNotFound = 2,     ///< Restoring: no bookmarks file.
-  TarvelErrorNotBookmarksFile = 3,       ///< The root is no bookmarks root, or lacks a bar or a menu to put back.
+  TarvelErrorNotBookmarksFile = 3,       ///< The root is not a bookmarks root, or lacks the bar or the menu.
   TarvelErrorUnknownVersion = 4,
   TarvelErrorReadFailed = 5,
   TarvelErrorWriteFailed = 6,
@@ -31,102 +31,102 @@ enum TarvelError : std::int32_t {
   TarvelErrorFileInUse = 8,  ///< The file was locked, or changed, during every attempt.
 };
 
-/// Sorts one bookmarks file. Configure a fresh instance, run one operation, let it go.
+/// Sorts one bookmarks file. Configure a new instance, run one operation, discard it.
 ///
-/// Runs on the calling thread; nothing here locks, throws or starts a thread. While the browser holds the file, an
-/// operation sleeps in steps of 0.3 seconds, at most 10 of them. `platform` is borrowed and outlives the instance.
+/// Runs on the calling thread; takes no locks, starts no threads, throws nothing. While the browser holds the file, an
+/// operation sleeps for up to 10 steps of 0.3 seconds. `platform` is borrowed and outlives the instance.
 class Tarvel {
  public:
-  /// With every option off, for the browser's own file.
+  /// Every option is off, and the file is the browser's own.
   explicit Tarvel(const Platform& platform) : platform_(platform) {}
 
-  // Options, all off in a new instance.
+  // Options, all off by default.
 
   /// Folders before bookmarks in every folder.
   [[nodiscard]] bool arrangeFoldersAtTop() const { return arrangeFoldersAtTop_; }
   void setArrangeFoldersAtTop(bool arrangeFoldersAtTop) { arrangeFoldersAtTop_ = arrangeFoldersAtTop; }  ///< Sets it.
-  /// Drop bookmarks whose address comes again later in the same tree.
+  /// Remove bookmarks whose address occurs again later in the same tree.
   [[nodiscard]] bool removeDuplicates() const { return removeDuplicates_; }
   void setRemoveDuplicates(bool removeDuplicates) { removeDuplicates_ = removeDuplicates; }  ///< Sets it.
-  /// Give same-named siblings distinct titles.
+  /// Give siblings with the same title distinct titles.
   [[nodiscard]] bool renameSamenamed() const { return renameSamenamed_; }
   void setRenameSamenamed(bool renameSamenamed) { renameSamenamed_ = renameSamenamed; }  ///< Sets it.
-  /// Order the bookmarks bar too, and every other folder titled "BookmarksBar".
+  /// Order the bookmarks bar too, and any other folder titled "BookmarksBar".
   [[nodiscard]] bool sortBookmarksBar() const { return sortBookmarksBar_; }
   void setSortBookmarksBar(bool sortBookmarksBar) { sortBookmarksBar_ = sortBookmarksBar; }  ///< Sets it.
-  /// Back the file up before writing, unless a backup exists.
+  /// Back up the file before writing, unless a backup exists.
   [[nodiscard]] bool writeBackupFile() const { return writeBackupFile_; }
   void setWriteBackupFile(bool writeBackupFile) { writeBackupFile_ = writeBackupFile; }  ///< Sets it.
 
   // Paths.
 
-  /// The stored path (by default the browser's own file) while something exists there, else none. Asked anew each time.
+  /// The stored path (by default the browser's own file), or none if nothing exists there now.
   [[nodiscard]] std::optional<std::string> bookmarksFilename();
   /// Expands a leading tilde.
   void setBookmarksFilename(const std::string& path);
-  /// The stored path. When none was set: the bookmarks path with ".bak", from then on kept; none while there is no
-  /// bookmarks file to derive it from.
+  /// The stored path. If none was set: the bookmarks path with ".bak" appended, which is then stored; none while the
+  /// bookmarks file does not exist.
   [[nodiscard]] std::optional<std::string> backupFilename();
   void setBackupFilename(const std::string& path);  ///< Expands a leading tilde.
 
-  /// Told what a sort does; null, the default, for none. Borrowed.
+  /// Receives the changes that a sort makes; null, the default, for none. Borrowed.
   void setSortObserver(SortObserver* sortObserver) {
     sortObserver_ = sortObserver != nullptr ? sortObserver : &noSortObserver;
   }
-  /// The same for how far it has come.
+  /// Receives its stages. As above.
   void setStageObserver(StageObserver* stageObserver) {
     stageObserver_ = stageObserver != nullptr ? stageObserver : &noStageObserver;
   }
 
   // Whole operations.
 
-  /// The file of bookmarksFilename(). A sort that the stage observer stopped answers TarvelErrorNone, too.
+  /// Sorts the file of bookmarksFilename(). Also TarvelErrorNone if the stage observer stopped the sort.
   [[nodiscard]] TarvelError sortBookmarks();
   /// Whether the stage observer stopped the sort, which then wrote nothing.
   [[nodiscard]] bool wasStopped() const { return isStopped_; }
   [[nodiscard]] TarvelError sortBookmarksInFileWithName(const std::string& path);  ///< Sets the path.
-  /// In the shape of a service handler: `pasteboard` and `userData` are ignored; on failure the short message goes
-  /// through `error`, which must not be null and is left alone on success.
+  /// Has the signature of a service handler: `pasteboard` and `userData` are ignored. On failure `error`, which must
+  /// not be null, is set to the short message; on success it is unchanged.
   void sortBookmarksUserDataError(const void* pasteboard, const std::string& userData, std::string* error);
-  /// Puts the backup in place of the bookmarks file; afterwards there is no backup.
+  /// Moves the backup over the bookmarks file; afterwards there is no backup.
   [[nodiscard]] TarvelError restoreBackedUpBookmarks();
 
-  /// The date of the file as the last successful sort left it: of its own write, or as it was read when there was
-  /// nothing to write. Another date found later is a concurrent change. None before a success.
+  /// The modification date after the last successful sort: that of its own write, or the date read if nothing was
+  /// written. Any other date found later is a concurrent write. None before the first success.
   [[nodiscard]] const std::optional<FileDate>& sortedFileDate() const { return sortedFileDate_; }
 
   // Codes and messages.
 
-  /// Whether a code, taken as unsigned, is one of the engine's range: below 10.
+  /// Whether a code is in the engine's range: as unsigned, below 10.
   [[nodiscard]] static bool isTarvelError(std::uint64_t code);
-  /// The short message. Every code but 1 to 8 gives the text for success, deliberately.
+  /// The short message. Deliberately the text for success for every code other than 1 to 8.
   [[nodiscard]] static std::string stringFromTarvelError(Bundle& bundle, std::int32_t error);
-  /// The long message. Code 2 has none of its own and gives the text for an unknown error, deliberately.
+  /// The long message. Deliberately the text for an unknown error for code 2, which has none of its own.
   [[nodiscard]] static std::string stringFromTarvelErrorAndFilename(Bundle& bundle, std::int32_t error,
                                                                     const std::string& filename);
 
   // The file and its nodes.
 
-  /// Reads a file of any form; no root when it cannot be read or parsed (the document logs the latter).
+  /// Reads a file of any form. No root if it cannot be read or parsed (a parse error is logged).
   [[nodiscard]] PropertyList bookmarksDictionaryWithFilename(const std::string& filename);
-  /// Writes the whole file, always in the binary form, and announces the folder's change either way.
+  /// Writes the whole file, always in the binary form. Announces a change of the folder even on failure.
   [[nodiscard]] bool writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& dictionary,
                                                                    const std::string& filename);
   [[nodiscard]] bool verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary);  ///< By its type.
-  /// Every version below 2, and a missing one, is sorted. Lenient on purpose.
+  /// Deliberately lenient: true for every version below 2 and for a missing one.
   [[nodiscard]] bool verifyThatDictionaryHasCorrectVersionWithRootNode(PropertyListDictionary rootNode);
-  /// The first child of the root with the title, of whatever kind; a null handle for none.
+  /// The first child of the root titled like the bar, of any type; a null handle if there is none.
   [[nodiscard]] PropertyListDictionary bookmarksBarDictionaryFromBookmarksFileRootNode(PropertyListDictionary rootNode);
   /// The same for the menu.
   [[nodiscard]] PropertyListDictionary bookmarksMenuDictionaryFromBookmarksFileRootNode(
       PropertyListDictionary rootNode);
-  /// Puts bar and menu in place of the root's children with their titles, or appends them; answers the same root,
-  /// changed in place. A null handle when a bar or menu that is absent would have to be placed.
+  /// Replaces the root's children titled like the bar and the menu, or appends both; returns the same root, edited in
+  /// place. A null handle if the bar or the menu is needed and absent.
   [[nodiscard]] PropertyListDictionary bookmarksDictionaryWithRootNodeBookmarksBarAndBookmarksMenu(
       PropertyListDictionary rootNode, PropertyListDictionary bookmarksBar, PropertyListDictionary bookmarksMenu);
-  /// Its "Title", else the title in its "URIDictionary"; none without either.
+  /// Its "Title", else the title in its "URIDictionary", else none.
   [[nodiscard]] std::optional<std::string_view> titleFromBookmarkNode(PropertyListDictionary bookmarkNode) const;
-  /// Into the "URIDictionary" of a node that has one, else into its "Title".
+  /// Sets the title in the "URIDictionary" of a node that has one, else its "Title".
   void setTitleForBookmarkNode(std::string_view title, PropertyListDictionary bookmarkNode);
   [[nodiscard]] BookmarkNodeType typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const;  ///< By its name.
 
@@ -134,34 +134,34 @@ class Tarvel {
 
   /// Cleans and orders the whole tree under `rootDictionary`, the root as read from the file.
   ///
-  /// Consumes its input: cleaning edits shared nodes in place, so use only the returned root afterwards. Answers the
-  /// same root with `didSortFlag` false when no order changed (write nothing then, even if cleaning removed something),
-  /// or a new root with `didSortFlag` true that shares every bookmark with the old one. With the flag true, a null
-  /// handle means that the bar or the menu is missing and nothing can be written.
+  /// Consumes its input: cleaning edits shared nodes in place, so use only the returned root afterwards. If no order
+  /// changed, returns the same root and sets `didSortFlag` to false: nothing is to be written, even if cleaning removed
+  /// something. Otherwise sets it to true and returns a new root that shares every bookmark with the old one, or a null
+  /// handle if the bar or the menu is missing and nothing can be written.
   [[nodiscard]] PropertyListDictionary sortBookmarksWithRootDictionaryAndDidSortFlag(
       PropertyListDictionary rootDictionary, bool* didSortFlag);
-  /// The node's subtree in order: new folders, the same bookmarks. A node that has nothing to sort is returned itself.
+  /// The node's subtree in order: new folders, the same bookmarks. Returns the node itself if there is nothing to sort.
   [[nodiscard]] PropertyListDictionary sortBookmarksInDictionary(PropertyListDictionary dictionary);
   /// The same nodes in order, in a new array. Stable.
   [[nodiscard]] PropertyListArray sortedArrayFromBookmarkChildArray(PropertyListArray bookmarkChildArray);
-  /// The same shape with the same identifiers in the same places. A node without one equals nothing, not even itself.
+  /// Whether both have the same shape and identifiers. A node without an identifier equals nothing, not even itself.
   [[nodiscard]] bool areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                                 PropertyListDictionary second) const;
-  /// Bookmarks in the node's subtree, not folders.
+  /// The number of bookmarks in the node's subtree, folders not counted.
   [[nodiscard]] std::size_t numberOfBookmarksInDictionary(PropertyListDictionary dictionary) const;
 
   // Cleaning.
 
-  /// Cleans the tree below `rootNode`, in place. The root itself always stays. The titles that renaming makes come to
-  /// 32 MB in one call at most, or in one sort; beyond that siblings keep the title they share, and one line is logged.
+  /// Cleans the tree below `rootNode` in place; the root itself is never removed. Renaming creates at most 32 MB of
+  /// titles in one call, or in one sort. Beyond that, siblings keep the title they share, and one line is logged.
   void validateBookmarksInRootNode(PropertyListDictionary rootNode);
-  /// Whether the node is to be removed from its folder; a folder's subtree is cleaned first.
+  /// Whether the node must be removed from its folder. A folder's subtree is cleaned first.
   [[nodiscard]] bool isFaultyBookmarkNodeUseDuplicateURLLookupSet(PropertyListDictionary bookmarkNode,
                                                                   BookmarkSet& duplicateURLLookupSet);
-  /// Names an untitled node, or makes its title unique among those in the set.
+  /// Names an untitled node, or makes its title unique in the set.
   void validateBookmarkNodeTitleUseDuplicateTitleLookupSet(PropertyListDictionary bookmarkNode,
                                                            TitleLookupSet& duplicateTitleLookupSet);
-  /// A hook: no address is ever stale.
+  /// A hook. No address is ever stale.
   [[nodiscard]] bool isStaleResource(std::string_view address) const;
   /// The title for entries without one, in the user's language.
   [[nodiscard]] std::string nameForUntitledBookmarkNode() const;
@@ -170,17 +170,17 @@ class Tarvel {
 
   // The file around a sort.
 
-  /// Whether something named "lock" lies beside the bookmarks file: the browser is using it.
+  /// Whether something named "lock" exists beside the bookmarks file: the browser is using the file.
   [[nodiscard]] bool isBookmarksFileLocked();
   [[nodiscard]] std::optional<FileDate> bookmarksFileModificationDate();  ///< None without a file.
-  /// Copies the file at `filename` to the backup path, once: an existing backup is never touched, nor one that another
-  /// process makes in the same moment.
+  /// Copies the file at `filename` to the backup path, atomically. Never overwrites an existing backup, nor one that
+  /// another process creates at the same time.
   [[nodiscard]] bool writeBackupFileForFilename(const std::string& filename);
 
  private:
   struct Operation;
   void enterStage(SortStage stage) { stageObserver_->stageBegan(stage); }
-  /// Stays true once it is.
+  /// Once true, it stays true.
   [[nodiscard]] bool isStopRequested() {
     isStopped_ = isStopped_ || stageObserver_->isStopRequested();
     return isStopped_;
@@ -193,7 +193,7 @@ class Tarvel {
   [[nodiscard]] std::optional<TarvelError> backUpAndWrite(Operation& operation);
   [[nodiscard]] PropertyList readBookmarks(const std::string& filename, std::optional<FileVersion>* readVersion);
   void logMemoryShortage(const std::string& path);
-  /// TarvelErrorFileInUse says that the file is no longer what was read. No version: whatever it is.
+  /// TarvelErrorFileInUse if the file is no longer the version that was read. Without a version it is not compared.
   [[nodiscard]] TarvelError writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                            const std::optional<FileVersion>& readVersion);
 

@@ -12,7 +12,7 @@ using Limits = std::numeric_limits<std::int32_t>;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-/// Takes one character of `set` from the front of the text, if it begins with one.
+/// Removes one character of `set` from the front of the text. False if the text begins with none of them.
 template <std::size_t count>
 bool skipOneOf(const std::array<std::string_view, count>& set, std::string_view& text) {
   for (const std::string_view character : set) {
@@ -24,7 +24,7 @@ bool skipOneOf(const std::array<std::string_view, count>& set, std::string_view&
   return false;
 }
 
-/// What stands before a number without meaning: U+0009 to U+000D, space, no-break space, U+2000 to U+200B, U+3000.
+/// Skips white space before a number: U+0009 to U+000D, space, no-break space, U+2000 to U+200B, U+3000.
 void skipSpaceBeforeNumber(std::string_view& text) {
   constexpr std::array<std::string_view, 20> kSpaces = {
       "\t",           "\n",           "\v",           "\f",           "\r",           " ",
@@ -84,7 +84,7 @@ std::int32_t intValue(PropertyListValue value) {
 }
 
 bool isBlank(std::string_view text) {
-  // Nearly every address ends the question with its first letter.
+  // Decides for nearly every address by its first letter.
   if (!text.empty() && text.front() > ' ' && text.front() <= '~') return false;
   // The tab and Unicode's space separators (general category Zs).
   constexpr std::array<std::string_view, 18> kWhiteSpace = {"\t",           " ",

@@ -8,16 +8,15 @@ namespace tarvel {
 /// settings.
 inline constexpr const char* kMainApplicationIdentifier = "org.tarvel.Tarvel";
 
-// The settings the agent reads, by their keys in the main application's domain, and what holds where a key is absent or
-// unusable.
+// The settings in the main application's domain: keys, and defaults for absent or unusable values.
 
-/// Boolean, read at launch: whether the agent sorts at all.
+/// Boolean, read at launch: whether the agent sorts automatically.
 inline constexpr const char* kAutoSortModeKey = "AutoSortMode";
 inline constexpr bool kAutoSortModeDefault = false;
-/// A full path, used as it stands. Read before every sort.
+/// A full path. Read before every sort.
 inline constexpr const char* kBookmarksFilenameKey = "BookmarksFilename";
 inline constexpr const char* kBookmarksFilenameDefault = "~/Library/Safari/Bookmarks.plist";
-/// Seconds between the last change and the sort, held within the two limits. Read at launch.
+/// Seconds between the last change and the sort, clamped to the two limits. Read at launch.
 inline constexpr const char* kBookmarksUpdateLatencyKey = "BookmarksUpdateLatency";
 inline constexpr std::int64_t kBookmarksUpdateLatencyDefault = 30;
 inline constexpr std::int64_t kBookmarksUpdateLatencyLeast = 1;
@@ -32,7 +31,7 @@ inline constexpr bool kRenameSamenamedDefault = true;
 inline constexpr const char* kSortBookmarksBarKey = "SortBookmarksBar";
 inline constexpr bool kSortBookmarksBarDefault = false;
 
-/// Integer, written by the agent: the code that waits to be shown. Absent while there is none.
+/// Integer, written by the agent: the pending error code. Absent if there is none.
 inline constexpr const char* kLastHelperErrorKey = "LastHelperError";
 
 }  // namespace tarvel

@@ -20,7 +20,7 @@ std::shared_ptr<OrvoEvents> OrvoEvents::initWithPathAndDelegate(EventStreamServi
   return watcher;
 }
 
-// A stream would hold the watcher, so there is none left by now, unless it was never the stream's to hold.
+// A stream that holds a reference to the watcher is gone by now.
 OrvoEvents::~OrvoEvents() { stop(); }
 
 bool OrvoEvents::start() { return startWithLatency(kDefaultLatency); }
@@ -30,7 +30,7 @@ bool OrvoEvents::startWithLatency(double latency) {
   streamRef_ = service_.createStream(shared_from_this(), path_, kEventStreamEventIdSinceNow, latency,
                                      kEventStreamCreateFlagUseCFTypes);
   if (!streamRef_) return false;
-  // A stream that does not start counts as running all the same; only its making is asked about.
+  // Deliberately ignored: a stream that does not start counts as running.
   (void)streamRef_->start();
   isPaused_ = false;
   return true;
@@ -42,7 +42,7 @@ void OrvoEvents::stop() {
   isPaused_ = false;
   stream->stop();
   stream->invalidate();
-  // Leaving destroys the stream, and with its hold perhaps the watcher itself: nothing of it may be touched from here.
+  // On return the stream is destroyed, and perhaps the watcher with it: do not touch members after this line.
 }
 
 void OrvoEvents::pause() {
@@ -61,10 +61,10 @@ void OrvoEvents::incomingEventWithFlagsAndId(std::uint32_t flags, std::uint64_t 
 }
 
 void OrvoEvents::receiveBatch(const EventStreamBatch& batch) {
-  // The delegate may let go of the watcher in the middle of the batch.
+  // The delegate may drop the last reference in the middle of the batch.
   const std::shared_ptr<OrvoEvents> self = shared_from_this();
   if (coaleseSimultaneousEvents()) {
-    // An empty batch is told as well: something happened, though nobody says what.
+    // An empty batch is reported too: something happened.
     incomingEventWithFlagsAndId(batch.flags.empty() ? 0 : batch.flags.front(),
                                 batch.ids.empty() ? 0 : batch.ids.front());
     return;

@@ -9,14 +9,14 @@
 
 namespace tarvel {
 
-/// Watches one folder and hands each batch of changes to a delegate: as one call, or event by event.
+/// Watches one folder and reports each batch of events to a delegate, as one call or event by event.
 ///
-/// The stream of a started watcher holds the watcher, so it lives on until stop(): whoever started it stops it before
-/// letting go of the last reference. Everything happens on the thread of the service's run loop; no locks.
+/// The stream of a started watcher holds a reference to it, so call stop() before dropping the last reference of your
+/// own. Everything runs on the thread of the service's run loop; no locks.
 class OrvoEvents final : public EventStreamClient, public std::enable_shared_from_this<OrvoEvents> {
  public:
-  /// A watcher that does not watch yet, with coalescing on. `service` is borrowed; `delegate` is not owned, may be
-  /// null, and outlives the watcher or clears itself. Null when there is no memory for it.
+  /// A watcher that is not started, with coalescing on. `service` is borrowed. `delegate` is not owned, may be null,
+  /// and outlives the watcher or resets itself to null. Returns null if memory runs out.
   [[nodiscard]] static std::shared_ptr<OrvoEvents> initWithPathAndDelegate(EventStreamService& service,
                                                                            std::string path,
                                                                            OrvoEventsDelegate* delegate);
@@ -26,17 +26,16 @@ class OrvoEvents final : public EventStreamClient, public std::enable_shared_fro
 
   /// startWithLatency() with 1.0 second.
   [[nodiscard]] bool start();
-  /// Watches from now on, with a new stream; an old one is stopped first. `latency` is in seconds: how long changes are
-  /// gathered before they are told. False when no stream could be made; whether the stream then really runs is not
-  /// looked at.
+  /// Stops the old stream, if any, and starts a new one. Events are batched for `latency` seconds. False if no stream
+  /// could be created; whether the stream then starts is not checked.
   [[nodiscard]] bool startWithLatency(double latency);
-  /// Ends watching. Harmless on a watcher that does not watch.
+  /// Stops watching. No effect on a watcher that is not started.
   void stop();
-  /// No events until unPause(). The stream stays, so what changes meanwhile is told afterwards.
+  /// No events until unPause(). The stream is kept, so changes meanwhile are reported afterwards.
   void pause();
   void unPause();
 
-  /// Tells the delegate, also while paused: holding events back is the stream's affair.
+  /// Reports to the delegate even while paused: holding back events is the stream's job.
   void incomingEventWithFlagsAndId(std::uint32_t flags, std::uint64_t id);
   void receiveBatch(const EventStreamBatch& batch) override;
 
@@ -44,15 +43,15 @@ class OrvoEvents final : public EventStreamClient, public std::enable_shared_fro
   [[nodiscard]] bool isActive() const { return streamRef_ != nullptr; }
   [[nodiscard]] bool isPaused() const { return isPaused_; }
 
-  // The word is spelt "coalese" in every name that holds it.
+  // These names spell the word "coalese".
 
-  /// On: one call a batch, with its first event's flags and identifier, and with zeros for an empty batch. Off: one
-  /// call an event, in order, and none for an empty batch.
+  /// On: one call for each batch, with the flags and identifier of its first event, or zeros for an empty batch. Off:
+  /// one call for each event, in order, and none for an empty batch.
   [[nodiscard]] bool coaleseSimultaneousEvents() const { return coaleseEvents_; }
   void setCoaleseSimultaneousEvents(bool coaleseSimultaneousEvents) { coaleseEvents_ = coaleseSimultaneousEvents; }
   [[nodiscard]] OrvoEventsDelegate* delegate() const { return delegate_; }
   void setDelegate(OrvoEventsDelegate* delegate) { delegate_ = delegate; }
-  /// A new path counts from the next start.
+  /// A new path takes effect at the next start.
   [[nodiscard]] const std::string& path() const { return path_; }
   void setPath(std::string path) { path_ = std::move(path); }
 

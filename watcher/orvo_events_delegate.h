@@ -6,13 +6,13 @@ namespace tarvel {
 
 class OrvoEvents;
 
-/// Hears of changes in a watched folder.
+/// Receives the events of a watched folder.
 class OrvoEventsDelegate {
  public:
   virtual ~OrvoEventsDelegate() = default;
 
-  /// `flags` and `id` are the event stream's own, unfiltered; both are 0 for an empty batch. The watcher may be stopped
-  /// and let go in here. A delegate that leaves this out hears nothing.
+  /// `flags` and `id` come unfiltered from the event stream; both are 0 for an empty batch. The delegate may stop and
+  /// release the watcher in this call. The default does nothing.
   virtual void incomingEventWithFlagsAndId(OrvoEvents& /*watcher*/, std::uint32_t /*flags*/, std::uint64_t /*id*/) {}
 };
 
