@@ -15,10 +15,10 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// How often a step that could wait happens in the midst of the agent's work instead.
+/// How often a planned step runs in the middle of the agent's work.
 constexpr std::size_t kOneOperationOutOf = 10;
 constexpr int kMostTurns = 100'000;
-/// Nine pauses, and ten attempts that sleep for three seconds each where the lock is there all the time.
+/// Nine pauses, and ten attempts that sleep for three seconds each if the lock is never removed.
 constexpr nanoseconds kShortestRetries = 9 * 5s;
 constexpr nanoseconds kLongestRetries = kShortestRetries + 10 * 3s;
 
@@ -29,7 +29,7 @@ AgentWorld::Process::Process(AgentWorld& world)
       platform{world.sorting_, application, loop, eventStreams, world.preferences_, world.runningApplications_,
                world.bundles_, updaters} {}
 
-// Titles are put in order by the real thing, which keeps things of its own for later calls.
+// With the real collator, which caches data between calls.
 AgentWorld::AgentWorld(std::uint32_t seed)
     : random_(seed), sorting_{serialization_,    memory_.fileManager, *collator_,        memory_.uuidSource,
                               memory_.systemLog, memory_.bundle,      memory_.workspace, memory_.clock} {
@@ -45,7 +45,7 @@ AgentWorld::AgentWorld(std::uint32_t seed)
 
 AgentWorld::~AgentWorld() = default;
 
-// Chance.
+// Random numbers.
 
 std::size_t AgentWorld::pick(std::size_t below) {
   return std::uniform_int_distribution<std::size_t>(0, below - 1)(random_);
@@ -88,7 +88,7 @@ void AgentWorld::runFirstStep() {
 
 bool AgentWorld::mayHappenNow(Step step) const { return !isLaunching_ && step != Step::kAgent; }
 
-/// In the midst of a sleep of the agent.
+/// Called while the agent sleeps.
 void AgentWorld::runDueSteps() {
   while (!steps_.empty() && steps_.begin()->first <= memory_.time.monotonic() &&
          mayHappenNow(steps_.begin()->second.step)) {
@@ -106,7 +106,7 @@ void AgentWorld::beforeFileOperation(const FileCall& call) {
   if (call.path != path_) return;
   if (call.operation == FileOperation::kDate) beforeDateRead();
   if (call.operation == FileOperation::kExists && state().content == Content::kNothing) {
-    // Without a file there is neither a lock beside it nor a date to compare.
+    // Without a file, neither the lock nor the date is checked.
     wasLocked_ = false;
     if (phase_ != Phase::kAboutToWrite) noteAttempt();
   }
@@ -146,14 +146,14 @@ void AgentWorld::noteSortEnded() {
   phase_ = Phase::kNone;
   ++sorts_;
   EXPECT_LE(memory_.time.monotonic() - firstAttempt_, kLongestRetries);
-  EXPECT_GT(changesSorted_, changesAtLastSort_) << "a second sort of what was sorted already";
+  EXPECT_GT(changesSorted_, changesAtLastSort_) << "the same change was sorted twice";
   changesAtLastSort_ = changesSorted_;
 }
 
 void AgentWorld::afterFileOperation(const FileCall& call) {
   if (call.operation == FileOperation::kCopy) noteBackup();
   if (call.operation == FileOperation::kWrite) {
-    EXPECT_EQ(call.path, path_) << "written where nothing is to be written";
+    EXPECT_EQ(call.path, path_) << "another file was written";
     noteWrite();
   }
   if (call.operation == FileOperation::kWrite || call.operation == FileOperation::kCopy) post();
@@ -162,8 +162,8 @@ void AgentWorld::afterFileOperation(const FileCall& call) {
 void AgentWorld::noteWrite() {
   hasWriteFailed_ = std::exchange(isWriteToFail_, false);
   const bool isWritten = bytesNow().value_or("") != state().bytes;
-  EXPECT_FALSE(isWritten && phase_ != Phase::kAboutToWrite) << "written without a look at the date";
-  EXPECT_FALSE(isWritten && changes_ != changesAtDate_) << "somebody's change was written over";
+  EXPECT_FALSE(isWritten && phase_ != Phase::kAboutToWrite) << "written without comparing the date";
+  EXPECT_FALSE(isWritten && changes_ != changesAtDate_) << "a concurrent write was lost";
   EXPECT_TRUE(isWritten || hasWriteFailed_ || changes_ != changesAtDate_);
   if (isWritten) {
     noteRewrite();
@@ -188,12 +188,12 @@ void AgentWorld::noteBackup() {
   const auto copy = memory_.fileManager.bytesAt(kBackup);
   hasBackupFailed_ = !copy;
   if (!copy) return;
-  EXPECT_EQ(backup_, std::nullopt) << "a backup was made over";
+  EXPECT_EQ(backup_, std::nullopt) << "a backup was overwritten";
   EXPECT_EQ(copy, bytesNow());
   backup_ = copy;
 }
 
-// The agent's lives.
+// The agent's processes.
 
 void AgentWorld::launchAgent() {
   if (process_) return;
@@ -221,7 +221,7 @@ void AgentWorld::noteEnd() {
   steps_.emplace(memory_.time.monotonic() + upTo(3s), Planned{Step::kAgent, [this] { launchAgent(); }});
 }
 
-/// Every code has a reason that is still to be seen.
+/// Every code has a cause that can still be observed.
 void AgentWorld::checkReportedCode(std::int64_t code) {
   switch (code) {
     case TarvelErrorBookmarksFileNotFound:

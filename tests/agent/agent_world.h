@@ -23,15 +23,15 @@
 
 namespace tarvel {
 
-/// What somebody put at the bookmarks path.
+/// What is at the bookmarks path.
 enum class Content { kNothing, kBookmarks, kNoPropertyList, kNoBookmarks, kNewerVersion };
 
-/// What a planned step touches, which decides when it may happen.
+/// What a planned step affects, which decides when it may run.
 enum class Step { kBookmarksFile, kNeighbour, kAgent };
 
-/// A machine in virtual time on which agents come and go while somebody writes at moments nobody chose: between two
-/// events of the agent, while it sleeps, and between any two of its file operations. Whatever goes wrong is a failure
-/// of the running test.
+/// A machine in virtual time on which agents are launched and terminate while other programs write at random moments:
+/// between two events of the agent, while it sleeps, and between any two of its file operations. Every violated
+/// invariant is a failure of the running test.
 class AgentWorld {
  public:
   static constexpr const char* kFolder = "/home/user/Library/Safari";
@@ -43,21 +43,21 @@ class AgentWorld {
   AgentWorld(const AgentWorld&) = delete;
   AgentWorld& operator=(const AgentWorld&) = delete;
 
-  // Chance.
+  // Random numbers.
 
   [[nodiscard]] std::size_t pick(std::size_t below);
   [[nodiscard]] bool oneIn(std::size_t count) { return pick(count) == 0; }
   [[nodiscard]] std::chrono::nanoseconds upTo(std::chrono::nanoseconds longest);
 
-  // What happens.
+  // Actions.
 
-  /// Something for later, counted from the last plan's beginning.
+  /// Schedules an action; `at` counts from the start of the current plan.
   void plan(std::chrono::nanoseconds at, Step step, std::function<void()> action);
-  /// Lets time pass until nothing is planned and the agent waits for nothing. An agent that ends is launched again.
+  /// Lets time pass until no action is planned and the agent has no pending request. A terminated agent is relaunched.
   void runUntilQuiet();
 
   void save(const std::string& bytes, Content content);
-  /// The same bytes with another date.
+  /// Changes the date, not the bytes.
   void touch();
   void remove();
   void setLocked(bool isLocked);
@@ -65,34 +65,34 @@ class AgentWorld {
   void removeBackup();
   void failNextWrite();
   void failNextBackup();
-  /// As by a signal, with a new agent at once.
+  /// Terminates the agent as by a signal, and launches a new one.
   void restartAgent();
   void setOption(const char* key, bool value);
   void setLatency(std::int64_t seconds);
-  /// Another file of the folder is the bookmarks file from now on.
+  /// Makes another file of the folder the bookmarks file.
   void setFileNamed(const std::string& name);
 
-  // What can be seen.
+  // Observations.
 
-  /// Whether the bytes are in order by the settings of now: a sort would write nothing.
+  /// Whether the bytes are in order by the current settings, so that a sort would write nothing.
   [[nodiscard]] bool isInOrder(const std::string& bytes);
   [[nodiscard]] std::string bytesOf(std::string_view notation);
   [[nodiscard]] std::optional<std::string> bytesNow() const { return memory_.fileManager.bytesAt(path_); }
   [[nodiscard]] Content content() const { return state().content; }
-  /// Whether anybody changed the bookmarks file since the agent was launched or the settings were changed: only then is
-  /// it to be in order.
+  /// Whether the bookmarks file changed since the agent was launched or a setting changed: only then must it be in
+  /// order.
   [[nodiscard]] bool isToBeInOrder() const { return changes_ > changesToIgnore_; }
-  /// Of the bookmarks file, by others than the agent.
+  /// Changes of the bookmarks file by other programs.
   [[nodiscard]] std::size_t changes() const { return changes_; }
-  /// Sorts that ended well, rewrites among them, agents that reported an error and ended, agents launched.
+  /// Successful sorts, rewrites among them, agents that terminated with an error, agents launched.
   [[nodiscard]] std::size_t sorts() const { return sorts_; }
   [[nodiscard]] std::size_t rewrites() const { return rewrites_; }
   [[nodiscard]] std::size_t reportedErrors() const { return reportedErrors_; }
   [[nodiscard]] std::size_t launches() const { return launches_; }
   [[nodiscard]] std::int64_t latency() const { return process_->delegate.bookmarksFileUpdateLatency(); }
-  /// Nothing is pending, the folder is watched, what was looked at is as it was left.
+  /// Expects no pending request, a watched folder, and files as the agent left them.
   void expectQuiet();
-  /// Lets go of what was recorded, and only that.
+  /// Clears the recorded calls and log lines.
   void forget();
 
  private:
@@ -111,14 +111,14 @@ class AgentWorld {
     AppDelegate delegate{platform};
   };
 
-  /// Where a sort is, seen from the files it touches.
+  /// The progress of a sort, derived from its file operations.
   enum class Phase { kNone, kBeforeReading, kToBeCompared, kAboutToWrite, kToBeRecorded };
 
   struct FileState {
     Content content = Content::kNothing;
     std::string bytes;
     bool isInOrder = true;
-    /// What a sort makes of it.
+    /// The result of a sort.
     std::string expected;
   };
 
@@ -129,7 +129,7 @@ class AgentWorld {
 
   void launchAgent();
   void noteEnd();
-  /// What the main application would find.
+  /// The code stored for the main application.
   [[nodiscard]] std::optional<std::int64_t> reportedCode() const;
   void checkReportedCode(std::int64_t code);
   void runDueSteps();
@@ -174,9 +174,9 @@ class AgentWorld {
   bool hasBackupFailed_ = false;
   std::size_t changes_ = 0;
   std::size_t changesToIgnore_ = 0;
-  /// When the last sort that ended well read the file.
+  /// The number of changes that the last successful sort had read.
   std::size_t changesAtLastSort_ = 0;
-  /// The same of the sort that is under way.
+  /// The same for the current sort.
   std::size_t changesSorted_ = 0;
   std::size_t sorts_ = 0;
   std::size_t rewrites_ = 0;

@@ -1,4 +1,4 @@
-// What others do to the files of an AgentWorld, and how they are found afterwards.
+// Other programs that write the files of an AgentWorld, and the checks afterwards.
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ constexpr const char* kNeighbour = "/home/user/Library/Safari/History.plist";
 
 }  // namespace
 
-// What others do.
+// Other programs.
 
 void AgentWorld::post() {
   if (process_) process_->eventStreams.post(kFolder);
@@ -87,11 +87,11 @@ void AgentWorld::setFileNamed(const std::string& name) {
   path_ = std::string(kFolder) + "/" + name;
   preferences_.setString(kBookmarksFilenameKey, path_, kMainApplicationIdentifier);
   if (state().content == Content::kBookmarks) judge(state());
-  // The date that the agent recorded is another file's, so that any event makes it sort this one.
+  // The agent recorded the date of another file, so any event triggers a sort of this one.
   changesToIgnore_ = ++changes_;
 }
 
-// What can be seen.
+// Observations.
 
 std::string AgentWorld::bytesOf(std::string_view notation) {
   const PropertyListWriting writing =
@@ -132,7 +132,7 @@ void AgentWorld::expectQuiet() {
   EXPECT_EQ(bytesNow().value_or(""), state().bytes);
   EXPECT_EQ(memory_.fileManager.bytesAt(kBackup), backup_);
   if (!isToBeInOrder()) return;
-  EXPECT_EQ(state().content, Content::kBookmarks) << "unusable, and nobody was told";
+  EXPECT_EQ(state().content, Content::kBookmarks) << "unusable, and not reported";
   EXPECT_TRUE(state().isInOrder) << "a change was missed";
 }
 

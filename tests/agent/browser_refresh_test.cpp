@@ -32,7 +32,7 @@ struct BrowserRefresh : testing::Test, AgentFixture {
   }
 };
 
-TEST_F(BrowserRefresh, TheLineBetweenOldAndNewRunsBetween51And511) {
+TEST_F(BrowserRefresh, VersionsUpTo51AreOldAndFrom511New) {
   for (const char* version : {"5.1", "5.1.0", "5.0.6", "5.0", "5", "4.9.9", "4.1.3", "0", "5.1.0.9", "5.-1", "-7.9"}) {
     EXPECT_TRUE(needsRefresh(version)) << version;
   }
@@ -43,12 +43,12 @@ TEST_F(BrowserRefresh, TheLineBetweenOldAndNewRunsBetween51And511) {
 
 TEST_F(BrowserRefresh, AMinorVersionOfALetterIsZero) { EXPECT_TRUE(needsRefresh("5.x")); }
 
-TEST_F(BrowserRefresh, AVersionThatIsNoNumberIsZero) {
+TEST_F(BrowserRefresh, AVersionThatIsNotANumberIsZero) {
   EXPECT_TRUE(needsRefresh(""));
   EXPECT_TRUE(needsRefresh("unknown"));
 }
 
-TEST_F(BrowserRefresh, OnlyTheDigitsAComponentBeginsWithCount) {
+TEST_F(BrowserRefresh, OnlyTheLeadingDigitsOfAComponentCount) {
   EXPECT_FALSE(needsRefresh("5.1.1b2"));
   EXPECT_TRUE(needsRefresh("5.1.b1"));
   EXPECT_FALSE(needsRefresh(" 6.0"));
@@ -61,7 +61,7 @@ TEST_F(BrowserRefresh, ABrowserWithoutAVersionCountsAsOld) {
   EXPECT_TRUE(safariVersionNeedsRefresh(bundles));
 }
 
-TEST_F(BrowserRefresh, TheVersionIsLookedUpOnceInTheLifeOfTheProcess) {
+TEST_F(BrowserRefresh, TheVersionIsLookedUpOncePerProcess) {
   EXPECT_TRUE(needsRefresh("5.1"));
   install("6.0");
   EXPECT_TRUE(safariVersionNeedsRefresh(bundles));
@@ -69,18 +69,18 @@ TEST_F(BrowserRefresh, TheVersionIsLookedUpOnceInTheLifeOfTheProcess) {
   EXPECT_FALSE(safariVersionNeedsRefresh(bundles));
 }
 
-TEST_F(BrowserRefresh, AMissingBrowserIsRememberedToo) {
+TEST_F(BrowserRefresh, AMissingBrowserIsCachedToo) {
   EXPECT_TRUE(safariVersionNeedsRefresh(bundles));
   install("6.0");
   EXPECT_TRUE(safariVersionNeedsRefresh(bundles));
 }
 
-TEST_F(BrowserRefresh, MissingSettingsMeanThatTheBarIsShown) {
+TEST_F(BrowserRefresh, WithoutSettingsTheBarCountsAsShown) {
   EXPECT_TRUE(safariShowsFavoritesBar(platform.sorting));
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(BrowserRefresh, SettingsThatDoNotMentionTheBarMeanThatItIsHidden) {
+TEST_F(BrowserRefresh, SettingsWithoutTheKeyMeanThatTheBarIsHidden) {
   EXPECT_FALSE(showsBarWith("<dict/>"));
   EXPECT_FALSE(showsBarWith("<array/>"));
   EXPECT_THAT(log(), IsEmpty());
@@ -108,12 +108,12 @@ TEST_F(BrowserRefresh, SettingsThatCannotBeReadAreLoggedAndMeanThatTheBarIsShown
               ElementsAre("Could not read Safari‘s preferences: Cannot parse a NULL or zero-length data, format: 0"));
 }
 
-TEST_F(BrowserRefresh, WhetherTheBarIsShownIsAskedEveryTime) {
+TEST_F(BrowserRefresh, TheBarSettingIsReadEveryTime) {
   EXPECT_TRUE(showsBarWith("<dict><key>ShowFavoritesBar</key><true/></dict>"));
   EXPECT_FALSE(showsBarWith("<dict/>"));
 }
 
-TEST_F(BrowserRefresh, WithoutARunningBrowserNothingIsReadAndNobodyComesToTheFront) {
+TEST_F(BrowserRefresh, WithoutARunningBrowserNothingIsReadOrActivated) {
   install("5.0");
   refreshSafariAfterSort(platform);
   EXPECT_THAT(runningApplications.activations(), IsEmpty());
@@ -121,7 +121,7 @@ TEST_F(BrowserRefresh, WithoutARunningBrowserNothingIsReadAndNobodyComesToTheFro
   EXPECT_THAT(memory.fileManager.calls(), IsEmpty());
 }
 
-TEST_F(BrowserRefresh, ANewBrowserIsLeftAloneAndItsSettingsUnread) {
+TEST_F(BrowserRefresh, ANewBrowserIsNotActivatedAndItsSettingsAreNotRead) {
   runningApplications.addRunning("com.apple.Safari", "one");
   install("6.0");
   refreshSafariAfterSort(platform);
@@ -129,7 +129,7 @@ TEST_F(BrowserRefresh, ANewBrowserIsLeftAloneAndItsSettingsUnread) {
   EXPECT_THAT(memory.fileManager.calls(), IsEmpty());
 }
 
-TEST_F(BrowserRefresh, AnOldBrowserWithAHiddenBarIsLeftAlone) {
+TEST_F(BrowserRefresh, AnOldBrowserWithAHiddenBarIsNotActivated) {
   runningApplications.addRunning("com.apple.Safari", "one");
   install("5.0");
   putSettings("<dict/>");
@@ -138,7 +138,7 @@ TEST_F(BrowserRefresh, AnOldBrowserWithAHiddenBarIsLeftAlone) {
   EXPECT_THAT(memory.clock.sleeps(), IsEmpty());
 }
 
-TEST_F(BrowserRefresh, AnOldBrowserWithoutSettingsComesToTheFrontAndThenTheAgent) {
+TEST_F(BrowserRefresh, AnOldBrowserWithoutSettingsIsActivatedAndThenTheAgent) {
   runningApplications.addRunning("com.apple.Safari", "one");
   install("5.0");
   refreshSafariAfterSort(platform);
@@ -146,7 +146,7 @@ TEST_F(BrowserRefresh, AnOldBrowserWithoutSettingsComesToTheFrontAndThenTheAgent
   EXPECT_THAT(memory.clock.sleeps(), ElementsAre(100ms));
 }
 
-TEST_F(BrowserRefresh, TwoBrowsersComeToTheFrontInOrderBeforeTheOnePause) {
+TEST_F(BrowserRefresh, TwoBrowsersAreActivatedInOrderBeforeOnePause) {
   runningApplications.addRunning("com.apple.Safari", "one");
   runningApplications.addRunning("com.apple.Safari", "two");
   std::vector<std::string> beforePause;
@@ -157,7 +157,7 @@ TEST_F(BrowserRefresh, TwoBrowsersComeToTheFrontInOrderBeforeTheOnePause) {
   EXPECT_THAT(memory.clock.sleeps(), ElementsAre(100ms));
 }
 
-TEST_F(BrowserRefresh, ABrowserThatCannotComeToTheFrontKeepsNobodyElseBack) {
+TEST_F(BrowserRefresh, AFailedActivationDoesNotPreventTheNext) {
   runningApplications.addRunning("com.apple.Safari", "one");
   runningApplications.addRunning("com.apple.Safari", "two");
   runningApplications.setActivationWorks(false);
@@ -165,7 +165,7 @@ TEST_F(BrowserRefresh, ABrowserThatCannotComeToTheFrontKeepsNobodyElseBack) {
   EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "two 2", "self 2"));
 }
 
-TEST_F(BrowserRefresh, ABrowserThatStartsWhileOthersComeToTheFrontIsNotAmongThem) {
+TEST_F(BrowserRefresh, ABrowserStartedDuringTheActivationsIsNotActivated) {
   runningApplications.addRunning("com.apple.Safari", "one");
   runningApplications.setActivationHook([&](const std::string& name) {
     if (name == "one") runningApplications.addRunning("com.apple.Safari", "late");
@@ -174,14 +174,14 @@ TEST_F(BrowserRefresh, ABrowserThatStartsWhileOthersComeToTheFrontIsNotAmongThem
   EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "self 2"));
 }
 
-TEST_F(BrowserRefresh, TheAgentsOwnApplicationIsLookedUpBeforeAnythingElse) {
+TEST_F(BrowserRefresh, TheAgentsOwnApplicationIsLookedUpFirst) {
   runningApplications.addRunning("com.apple.Safari", "one");
   runningApplications.setActivationHook([&](const std::string& /*name*/) { runningApplications.setCurrent("other"); });
   refreshSafariAfterSort(platform);
   EXPECT_THAT(runningApplications.activations(), ElementsAre("one 2", "self 2"));
 }
 
-TEST_F(BrowserRefresh, OtherApplicationsAreNoBrowser) {
+TEST_F(BrowserRefresh, OtherApplicationsAreIgnored) {
   runningApplications.addRunning("com.example.Other", "one");
   refreshSafariAfterSort(platform);
   EXPECT_THAT(runningApplications.activations(), IsEmpty());

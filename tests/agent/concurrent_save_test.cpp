@@ -1,4 +1,4 @@
-// A save that falls between the agent's own write and its look at the file's date.
+// A concurrent write between the agent's own write and the moment it records the file's date.
 
 #include <gmock/gmock.h>
 
@@ -17,7 +17,7 @@ constexpr const char* kLater = "Root[ BookmarksBar[ x ] BookmarksMenu[ d c ] ]";
 constexpr const char* kLaterSorted = "Root[ BookmarksBar[ x ] BookmarksMenu[ c d ] ]";
 
 struct ConcurrentSave : testing::Test, AgentFixture {
-  /// Another program saves once, right before the agent looks at the date to record it: the first look after a call of
+  /// Another program saves once, right before the agent records the date: the first date read after a call of
   /// `operation`.
   void saveBeforeTheDateIsRecorded(FileOperation operation) {
     memory.fileManager.setHook([this, operation](const FileCall& call) {
@@ -71,14 +71,14 @@ TEST_F(ConcurrentSave, AfterAFileInOrderWasReadIsSortedALatencyLater) {
   EXPECT_EQ(written(), kLaterSorted);
 }
 
-TEST_F(ConcurrentSave, LeavesTheDateThatWasFoundAsTheRecordedOne) {
+TEST_F(ConcurrentSave, LeavesTheCurrentDateRecorded) {
   launchWithFile();
   saveBeforeTheDateIsRecorded(FileOperation::kWrite);
   changeAndWait(kUnsorted);
   EXPECT_EQ(delegate.bookmarksFileDate(), memory.fileManager.modificationDateAtPath(kFile));
 }
 
-TEST_F(ConcurrentSave, ThatIsFollowedByAnotherIsSortedOnceALatencyAfterTheLast) {
+TEST_F(ConcurrentSave, FollowedByAnotherIsSortedOnceALatencyAfterTheLast) {
   launchWithFile();
   saveBeforeTheDateIsRecorded(FileOperation::kWrite);
   changeAndWait(kUnsorted);
@@ -92,8 +92,8 @@ TEST_F(ConcurrentSave, ThatIsFollowedByAnotherIsSortedOnceALatencyAfterTheLast) 
   EXPECT_EQ(sorts(), 2U);
 }
 
-TEST_F(ConcurrentSave, IsNotSuspectedWhereTheDateCannotBeRead) {
-  // Used as it stands for the date, and expanded by the sort: the date of such a file is never known.
+TEST_F(ConcurrentSave, IsNotAssumedIfTheDateIsUnreadable) {
+  // Only the sort expands the tilde, so the date of such a file is never readable.
   preferences.setString(kBookmarksFilenameKey, "~/Library/Safari/Bookmarks.plist", kMainApplicationIdentifier);
   save(kUnsorted);
   delegate.sortBookmarks();

@@ -11,7 +11,7 @@
 #include "tests/agent/agent_world.h"
 
 #if defined(__SANITIZE_ADDRESS__)
-// Of the sanitizer's own interface, whose header is not packaged with every compiler.
+// Part of the sanitizer interface, whose header is not installed with every compiler.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
@@ -21,16 +21,16 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::nanoseconds;
 
-/// Bytes that may be in use at the end and were not before: a tenth of a byte for each burst of the long form.
+/// Allowed growth of the heap in bytes: a tenth of a byte for each burst of the long form.
 constexpr std::size_t kHeapAllowance = 2048;
 
-/// Bytes that are allocated now, by the whole process.
+/// Bytes currently allocated by the process.
 std::size_t heapInUse() {
 #if defined(__SANITIZE_ADDRESS__)
   return __sanitizer_get_current_allocated_bytes();
 #else
-  // Freed pieces that the allocator keeps at hand for its next callers count as in use. Whoever holds as many of every
-  // size as it may keep gets the same sum, whether they came from there or not.
+  // Freed blocks in the allocator's caches count as in use. Allocating as many blocks of every size as the caches hold
+  // gives a sum that does not depend on the state of the caches.
   constexpr std::size_t kKeptOfASize = 7;
   constexpr std::size_t kSizes = 64;
   std::array<void*, kKeptOfASize * kSizes> held{};
@@ -70,7 +70,7 @@ struct EnduranceInBursts : testing::Test {
     return title;
   }
 
-  /// Never empty, or the folder would be cleaned away and with it what the test waits for.
+  /// Never empty, since cleaning would remove the folder.
   std::string someEntries(int depth) {
     std::string entries;
     for (std::size_t more = 1 + world.pick(6); more > 0; --more) {
@@ -122,7 +122,7 @@ struct EnduranceInBursts : testing::Test {
     }
   }
 
-  /// One thing somebody does; `at` moves on when it takes time.
+  /// Plans one random action; `at` advances if it takes time.
   void planSomething(nanoseconds& at) {
     const std::size_t what = world.pick(100);
     if (what < 55) {
@@ -157,7 +157,7 @@ struct EnduranceInBursts : testing::Test {
     world.expectQuiet();
   }
 
-  /// Saves within a second, nothing else: then there is exactly one sort, and a rewrite if one is needed.
+  /// Only saves within one second: they cause exactly one sort, and a rewrite if needed.
   void runPlainBurst() {
     const std::size_t sorts = world.sorts();
     const std::size_t rewrites = world.rewrites();
@@ -174,20 +174,20 @@ struct EnduranceInBursts : testing::Test {
     }
     world.runUntilQuiet();
     world.expectQuiet();
-    // A failure that was ordered earlier has met this one.
+    // An injected failure has hit this burst.
     if (world.reportedErrors() > errors) return;
     EXPECT_EQ(world.sorts(), sorts + 1);
     EXPECT_EQ(world.rewrites(), rewrites + (isInOrder ? 0 : 1));
   }
 
-  /// Into a state that is the same every time it comes, so that what is in use can be compared.
+  /// Returns to a fixed state, so that the resources in use can be compared.
   void comeToRest() {
     for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
       world.setOption(key, true);
     }
     for (const char* name : {"Others.plist", "Bookmarks.plist"}) {
       world.setFileNamed(name);
-      // A failure that was ordered and met nobody meets somebody here.
+      // Uses up injected failures that are still pending.
       for (int i = 0; i < 3; ++i) {
         if (i < 2) world.removeBackup();
         world.save(world.bytesOf("Root[ BookmarksBar[ b a ] BookmarksMenu[ d c ] ]"), Content::kBookmarks);
@@ -200,7 +200,7 @@ struct EnduranceInBursts : testing::Test {
   }
 };
 
-TEST_F(EnduranceInBursts, NothingIsLostOrSortedTwiceOrLeftInMemory) {
+TEST_F(EnduranceInBursts, NothingIsLostSortedTwiceOrLeaked) {
   std::size_t heap = 0;
   std::size_t descriptors = 0;
   for (std::size_t burst = 0; burst < bursts && !HasFailure(); ++burst) {

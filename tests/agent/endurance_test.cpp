@@ -22,7 +22,7 @@ constexpr bool kIsSanitized =
     false;
 #endif
 
-/// This process's memory in use now, in kilobytes.
+/// Resident memory of this process in kilobytes.
 std::size_t residentKilobytes() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -36,7 +36,7 @@ std::size_t openDescriptors() {
   return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-/// An agent in virtual time whose files and titles are real.
+/// An agent in virtual time with real files and the real collator.
 struct Endurance : testing::Test, AgentFixture {
   ~Endurance() override { agent.stopWatchingBookmarksFile(); }
 
@@ -62,7 +62,7 @@ struct Endurance : testing::Test, AgentFixture {
   AppDelegate agent{real};
 };
 
-TEST_F(Endurance, AThousandSortsLeaveNoMemoryAndNoFileBehind) {
+TEST_F(Endurance, AThousandSortsLeakNoMemoryDescriptorsOrFiles) {
   preferences.setString(kBookmarksFilenameKey, path, kMainApplicationIdentifier);
   agent.setBackupFilename(directory.path("Backup.plist"));
   application.launch(agent);
@@ -81,8 +81,8 @@ TEST_F(Endurance, AThousandSortsLeaveNoMemoryAndNoFileBehind) {
   const std::size_t late = residentKilobytes();
   ASSERT_GT(early, 0U);
   EXPECT_EQ(openDescriptors(), earlyDescriptors);
-  EXPECT_EQ(directory.entryCount(), 2U) << "more than the bookmarks and their backup";
-  // The sanitizers keep what was freed; without them a leak of a kilobyte a round would show.
+  EXPECT_EQ(directory.entryCount(), 2U) << "files other than the bookmarks and their backup";
+  // The sanitizers retain freed memory. Without them, a leak of one kilobyte per round is detected.
   if (!kIsSanitized) {
     EXPECT_LT(late, early + 900) << "kilobytes, from " << early;
   }

@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 
 struct Lifecycle : testing::Test, AgentFixture {};
 
-TEST_F(Lifecycle, WithoutAutoSortModeTheAgentLogsAndQuitsAndLaunchesNothing) {
+TEST_F(Lifecycle, WithoutAutoSortModeTheAgentLogsAndTerminatesWithoutALaunch) {
   preferences.setAppValue(kAutoSortModeKey, {}, kMainApplicationIdentifier);
   preferences.setInteger(kLastHelperErrorKey, 5, kMainApplicationIdentifier);
   application.launch(delegate);
@@ -25,23 +25,23 @@ TEST_F(Lifecycle, WithoutAutoSortModeTheAgentLogsAndQuitsAndLaunchesNothing) {
   EXPECT_THAT(eventStreams.calls(), IsEmpty());
 }
 
-TEST_F(Lifecycle, WithAutoSortModeOffTheAgentQuitsToo) {
+TEST_F(Lifecycle, WithAutoSortModeOffTheAgentTerminates) {
   preferences.setBoolean(kAutoSortModeKey, false, kMainApplicationIdentifier);
   application.launch(delegate);
   EXPECT_THAT(log(), ElementsAre("Automatic sorting is not set, terminating."));
   EXPECT_TRUE(application.isTerminated());
 }
 
-TEST_F(Lifecycle, AnOldCodeIsRemovedAndFlushedBeforeAnythingElse) {
+TEST_F(Lifecycle, AnOldCodeIsRemovedAtLaunch) {
   preferences.setInteger(kLastHelperErrorKey, 5, kMainApplicationIdentifier);
   launchWithFile();
   EXPECT_EQ(storedCode(), std::nullopt);
   EXPECT_FALSE(application.isTerminated());
 }
 
-TEST_F(Lifecycle, AnOldCodeIsGoneFromTheDiskBeforeAutoSortModeIsLookedAt) {
+TEST_F(Lifecycle, AnOldCodeIsRemovedFromDiskBeforeAutoSortModeIsRead) {
   preferences.setInteger(kLastHelperErrorKey, 5, kMainApplicationIdentifier);
-  // Whoever turns sorting off in that very moment is heard.
+  // A setting changed at this very moment is respected.
   preferences.setFlushHook([&] { preferences.setBoolean(kAutoSortModeKey, false, kMainApplicationIdentifier); });
   application.launch(delegate);
   EXPECT_EQ(preferences.flushCount(), 1U);
@@ -61,7 +61,7 @@ TEST_F(Lifecycle, TheLatencyIsReadBeforeWatchingBegins) {
   EXPECT_EQ(latencyAtFirstLook, 7);
 }
 
-TEST_F(Lifecycle, LaunchRecordsTheDateWatchesTheFolderForTwoSecondsAndSortsNothing) {
+TEST_F(Lifecycle, LaunchRecordsTheDateAndWatchesTheFolderWithoutSorting) {
   launchWithFile();
   EXPECT_EQ(delegate.bookmarksFileDate(), memory.fileManager.modificationDateAtPath(kFile));
   EXPECT_THAT(eventStreams.calls(), ElementsAre("create /home/user/Library/Safari 2", "start"));
@@ -71,7 +71,7 @@ TEST_F(Lifecycle, LaunchRecordsTheDateWatchesTheFolderForTwoSecondsAndSortsNothi
   EXPECT_FALSE(application.isTerminated());
 }
 
-TEST_F(Lifecycle, AMissingFileAtLaunchIsLoggedAndWatchedForAllTheSame) {
+TEST_F(Lifecycle, AMissingFileAtLaunchIsLoggedAndItsFolderWatched) {
   application.launch(delegate);
   EXPECT_EQ(delegate.bookmarksFileDate(), std::nullopt);
   ASSERT_EQ(log().size(), 1U);
@@ -82,7 +82,7 @@ TEST_F(Lifecycle, AMissingFileAtLaunchIsLoggedAndWatchedForAllTheSame) {
   EXPECT_EQ(written(), kSorted);
 }
 
-TEST_F(Lifecycle, AWatcherThatCannotBeMadeIsHandedOverAs101) {
+TEST_F(Lifecycle, AWatcherThatCannotBeCreatedIsReportedAs101) {
   save(kUnsorted);
   eventStreams.setCreationWorks(false);
   application.launch(delegate);
@@ -111,7 +111,7 @@ TEST_F(Lifecycle, TerminationStopsTheWatcher) {
   EXPECT_EQ(eventStreams.streamCount(), 0U);
 }
 
-TEST_F(Lifecycle, TerminationAfterAFailedStartTouchesNoWatcher) {
+TEST_F(Lifecycle, TerminationAfterAFailedStartStopsNoWatcher) {
   eventStreams.setCreationWorks(false);
   application.launch(delegate);
   EXPECT_THAT(eventStreams.calls(), Not(Contains("stop")));
@@ -119,7 +119,7 @@ TEST_F(Lifecycle, TerminationAfterAFailedStartTouchesNoWatcher) {
   EXPECT_THAT(eventStreams.calls(), Not(Contains("stop")));
 }
 
-TEST_F(Lifecycle, AnAgentTerminatedWhileItSettlesLeavesTheFileAlone) {
+TEST_F(Lifecycle, AnAgentTerminatedDuringTheLatencyLeavesTheFileUnchanged) {
   launchWithFile();
   save(kUnsorted);
   loop.advanceBy(10s);
@@ -130,7 +130,7 @@ TEST_F(Lifecycle, AnAgentTerminatedWhileItSettlesLeavesTheFileAlone) {
   EXPECT_EQ(sorts(), 0U);
 }
 
-TEST_F(Lifecycle, StartingToWatchTwiceRecordsTheDateAgainAndKeepsTheWatcher) {
+TEST_F(Lifecycle, StartingToWatchAgainRecordsTheDateAndKeepsTheWatcher) {
   launchWithFile();
   const auto first = delegate.bookmarksFileDate();
   memory.fileManager.putFile(kFile, bytesOf(kUnsorted));
@@ -139,20 +139,20 @@ TEST_F(Lifecycle, StartingToWatchTwiceRecordsTheDateAgainAndKeepsTheWatcher) {
   EXPECT_EQ(eventStreams.streamCount(), 1U);
 }
 
-TEST_F(Lifecycle, ALaterChangeOfTheFilenameChangesTheFileButNotTheFolderThatIsWatched) {
+TEST_F(Lifecycle, AChangedFilenameChangesTheSortedFileButNotTheWatchedFolder) {
   launchWithFile();
   preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kMainApplicationIdentifier);
   save(kUnsorted, "/elsewhere/B.plist");
   loop.advanceBy(1h);
   EXPECT_EQ(sorts(), 0U);
-  // An event of the watched folder looks at the other file.
+  // An event in the watched folder triggers a sort of the other file.
   save(kUnsorted);
   loop.advanceBy(2s + 30s);
   EXPECT_EQ(sorts(), 1U);
   EXPECT_EQ(written(), kUnsorted);
 }
 
-TEST_F(Lifecycle, TheAgentsOwnLanguageIsNotAskedForAnything) {
+TEST_F(Lifecycle, TheAgentsOwnLogLinesAreNotTranslated) {
   memory.bundle.translate("Automatic sorting is not set, terminating.", "übersetzt");
   preferences.setBoolean(kAutoSortModeKey, false, kMainApplicationIdentifier);
   application.launch(delegate);

@@ -24,9 +24,9 @@ struct Preferences : testing::Test, AgentFixture {
   }
 };
 
-TEST_F(Preferences, WithoutALatencyItIs30) { EXPECT_EQ(latency(), 30); }
+TEST_F(Preferences, TheDefaultLatencyIs30) { EXPECT_EQ(latency(), 30); }
 
-TEST_F(Preferences, TheLatencyIsHeldBetween1And300) {
+TEST_F(Preferences, TheLatencyIsClampedTo1To300) {
   EXPECT_EQ(latencyStoredAs(0), 1);
   EXPECT_EQ(latencyStoredAs(-5), 1);
   EXPECT_EQ(latencyStoredAs(1), 1);
@@ -39,7 +39,7 @@ TEST_F(Preferences, TheLatencyIsHeldBetween1And300) {
   EXPECT_EQ(latencyStoredAs(std::numeric_limits<std::int64_t>::min()), 1);
 }
 
-TEST_F(Preferences, AHeldLatencyIsNotWrittenBack) {
+TEST_F(Preferences, AClampedLatencyIsNotWrittenBack) {
   EXPECT_EQ(latencyStoredAs(1000), 300);
   EXPECT_EQ(preferences.appIntegerValue(kBookmarksUpdateLatencyKey, kDomain), 1000);
 }
@@ -51,18 +51,18 @@ TEST_F(Preferences, AnUnusableLatencyIs30) {
   EXPECT_EQ(latency(), 30);
 }
 
-TEST_F(Preferences, ALatencyThatChangesLaterCountsFromTheNextLaunch) {
+TEST_F(Preferences, AChangedLatencyTakesEffectAtTheNextLaunch) {
   launchWithFile();
   preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kDomain);
   EXPECT_EQ(delegate.bookmarksFileUpdateLatency(), 30);
 }
 
-TEST_F(Preferences, AStoredFalseWinsOverADefaultOfTrue) {
+TEST_F(Preferences, AStoredFalseOverridesADefaultOfTrue) {
   preferences.setBoolean("Key", false, kDomain);
   EXPECT_FALSE(delegate.userPreferenceBooleanForKeyWithDefault("Key", true));
 }
 
-TEST_F(Preferences, AStoredZeroWinsOverADefault) {
+TEST_F(Preferences, AStoredZeroOverridesADefault) {
   preferences.setInteger("Key", 0, kDomain);
   EXPECT_EQ(delegate.userPreferenceIntegerForKeyWithDefault("Key", 30), 0);
 }
@@ -74,12 +74,12 @@ TEST_F(Preferences, AnAbsentKeyGivesTheDefault) {
   EXPECT_EQ(delegate.userPreferenceStringForKeyWithDefault("Key", "default"), "default");
 }
 
-TEST_F(Preferences, ANumberIsNoText) {
+TEST_F(Preferences, ANumberReadAsATextGivesTheDefault) {
   preferences.setInteger("Key", 5, kDomain);
   EXPECT_EQ(delegate.userPreferenceStringForKeyWithDefault("Key", "default"), "default");
 }
 
-TEST_F(Preferences, AnEmptyTextIsATextOfItsOwn) {
+TEST_F(Preferences, AnEmptyTextOverridesTheDefault) {
   preferences.setString("Key", "", kDomain);
   EXPECT_EQ(delegate.userPreferenceStringForKeyWithDefault("Key", "default"), "");
 }
@@ -91,17 +91,17 @@ TEST_F(Preferences, ARemovedKeyReadsAsTheDefault) {
   EXPECT_EQ(delegate.userPreferenceIntegerForKeyWithDefault("Key", 1), 1);
 }
 
-TEST_F(Preferences, AnUnsignedNumberIsStoredAsASignedOneOf32Bits) {
+TEST_F(Preferences, AnUnsignedNumberIsStoredAsASigned32BitNumber) {
   delegate.setUserPreferenceIntForKey(0xFFFFFFFF, "Key");
   EXPECT_EQ(delegate.userPreferenceIntegerForKeyWithDefault("Key", 0), -1);
 }
 
-TEST_F(Preferences, ATextIsStoredAsItIs) {
+TEST_F(Preferences, ATextIsStoredUnchanged) {
   delegate.setUserPreferenceStringForKey("~/ä", "Key");
   EXPECT_EQ(delegate.userPreferenceStringForKeyWithDefault("Key", ""), "~/ä");
 }
 
-TEST_F(Preferences, WhatIsSetReachesTheDiskWithAFlushOnly) {
+TEST_F(Preferences, AValueReachesTheDiskOnlyWithAFlush) {
   delegate.setUserPreferenceIntForKey(9, "Key");
   EXPECT_FALSE(preferences.flushedValue("Key", kDomain).root);
   EXPECT_TRUE(delegate.synchronizeUserPreferences());
@@ -119,7 +119,7 @@ TEST_F(Preferences, TheAgentsOwnDomainIsNeverUsed) {
   EXPECT_THAT(preferences.copyKeyList("org.tarvel.TarvelHelper"), ElementsAre(kAutoSortModeKey));
 }
 
-TEST_F(Preferences, ASorterGetsTheDefaultsAndAlwaysABackup) {
+TEST_F(Preferences, ASorterGetsTheDefaultsAndABackup) {
   Tarvel tarvel(platform.sorting);
   delegate.setupTarvel(tarvel);
   EXPECT_TRUE(tarvel.arrangeFoldersAtTop());
@@ -130,7 +130,7 @@ TEST_F(Preferences, ASorterGetsTheDefaultsAndAlwaysABackup) {
   EXPECT_EQ(tarvel.backupFilename(), kBackup);
 }
 
-TEST_F(Preferences, ASorterGetsWhatIsStored) {
+TEST_F(Preferences, ASorterGetsTheStoredSettings) {
   preferences.setBoolean(kFoldersAtTopKey, false, kDomain);
   preferences.setBoolean(kRemoveDuplicatesKey, false, kDomain);
   preferences.setBoolean(kRenameSamenamedKey, false, kDomain);
@@ -147,14 +147,14 @@ TEST_F(Preferences, ASorterGetsWhatIsStored) {
   EXPECT_EQ(tarvel.bookmarksFilename(), "/elsewhere/B.plist");
 }
 
-TEST_F(Preferences, FoldersAtTopStoredAsFalseIsFalseThoughTheDefaultIsTrue) {
+TEST_F(Preferences, FoldersAtTopStoredAsFalseOverridesItsDefault) {
   preferences.setBoolean(kFoldersAtTopKey, false, kDomain);
   Tarvel tarvel(platform.sorting);
   delegate.setupTarvel(tarvel);
   EXPECT_FALSE(tarvel.arrangeFoldersAtTop());
 }
 
-TEST_F(Preferences, TheBookmarksFileIsTheDefaultOneOfTheHomeFolder) {
+TEST_F(Preferences, TheDefaultBookmarksFileIsInTheHomeFolder) {
   EXPECT_EQ(delegate.bookmarksFilename(), kFile);
   EXPECT_EQ(delegate.defaultBookmarksFile(), kFile);
 }
@@ -169,26 +169,26 @@ TEST_F(Preferences, AFilenameStoredAsANumberGivesTheDefault) {
   EXPECT_EQ(delegate.bookmarksFilename(), kFile);
 }
 
-TEST_F(Preferences, TheFilenameIsLookedUpAtEveryCall) {
+TEST_F(Preferences, TheFilenameIsReadAtEveryCall) {
   EXPECT_EQ(delegate.bookmarksFilename(), kFile);
   preferences.setString(kBookmarksFilenameKey, "/other", kDomain);
   EXPECT_EQ(delegate.bookmarksFilename(), "/other");
 }
 
-TEST_F(Preferences, TheBackupPathIsWorkedOutOnceAndKept) {
+TEST_F(Preferences, TheBackupPathIsDeterminedOnce) {
   EXPECT_EQ(delegate.backupFilename(), kBackup);
   memory.fileManager.setHome("/home/other");
   EXPECT_EQ(delegate.backupFilename(), kBackup);
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kSupportDirectory), 1U);
 }
 
-TEST_F(Preferences, TheDefaultBookmarksFileIsWorkedOutOnceAndKept) {
+TEST_F(Preferences, TheDefaultBookmarksFileIsDeterminedOnce) {
   EXPECT_EQ(delegate.defaultBookmarksFile(), kFile);
   memory.fileManager.setHome("/home/other");
   EXPECT_EQ(delegate.defaultBookmarksFile(), kFile);
 }
 
-TEST_F(Preferences, TheSupportFolderItselfIsNotMade) {
+TEST_F(Preferences, TheSupportFolderIsNotCreated) {
   EXPECT_EQ(delegate.applicationFolder(), "/home/user/Library/Application Support/Tarvel");
   EXPECT_FALSE(memory.fileManager.isFolder("/home/user/Library/Application Support/Tarvel"));
   EXPECT_THAT(log(), IsEmpty());

@@ -1,4 +1,4 @@
-// An agent whose program was replaced while it runs.
+// A running agent whose program file was replaced by another version.
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 
 struct Restart : testing::Test, AgentFixture {};
 
-TEST_F(Restart, AnAgentWhoseProgramWasReplacedRestartsOnceTheChangeIsSorted) {
+TEST_F(Restart, AReplacedAgentRestartsAfterThePendingSort) {
   launchWithFile();
   application.setIsReplaced();
   save(kUnsorted);
@@ -40,7 +40,7 @@ TEST_F(Restart, ASaveDuringTheSortIsSortedBeforeTheRestart) {
   loop.advanceBy(2s + 30s);
   EXPECT_TRUE(hasSaved);
   EXPECT_FALSE(application.isTerminated());
-  // The event of the own write finds the recorded date, while the sort of the save is still pending.
+  // The event of the own write is ignored, while the sort of the save is still pending.
   loop.advanceBy(30s - 1ms);
   EXPECT_FALSE(application.isTerminated());
   loop.advanceBy(1ms);
@@ -48,7 +48,7 @@ TEST_F(Restart, ASaveDuringTheSortIsSortedBeforeTheRestart) {
   EXPECT_TRUE(application.isRestarting());
 }
 
-TEST_F(Restart, AnEventThatAsksForNoSortIsAnOccasion) {
+TEST_F(Restart, AReplacedAgentRestartsAtAnEventThatNeedsNoSort) {
   launchWithFile();
   loop.advanceBy(1h);
   application.setIsReplaced();
@@ -57,7 +57,7 @@ TEST_F(Restart, AnEventThatAsksForNoSortIsAnOccasion) {
   EXPECT_TRUE(application.isRestarting());
 }
 
-TEST_F(Restart, NoneBetweenTwoAttempts) {
+TEST_F(Restart, AReplacedAgentDoesNotRestartBetweenTwoAttempts) {
   launchWithFile();
   application.setIsReplaced();
   memory.fileManager.putFile(kLock, "");
@@ -70,7 +70,7 @@ TEST_F(Restart, NoneBetweenTwoAttempts) {
   EXPECT_TRUE(application.isRestarting());
 }
 
-TEST_F(Restart, AReportedErrorEndsTheAgentWithoutOne) {
+TEST_F(Restart, AReplacedAgentThatReportsAnErrorTerminatesWithoutARestart) {
   launchWithFile();
   application.setIsReplaced();
   memory.fileManager.failAlways(FileOperation::kWrite, EIO);

@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 constexpr const char* kInUse = "Safari is currently using the bookmarks file, please wait a while before sorting.";
 
 struct SortCycle : testing::Test, AgentFixture {
-  /// Everything up to the first attempt: the batch and then the latency.
+  /// Up to the first attempt: batching, then the latency.
   void changeAndWait() {
     save(kUnsorted);
     loop.advanceBy(2s + 30s);
@@ -34,7 +34,7 @@ TEST_F(SortCycle, AChangeIsSortedTwoSecondsAndTheLatencyLater) {
   EXPECT_THAT(log(), IsEmpty());
 }
 
-TEST_F(SortCycle, TheShortestLatencyIsWaitedForExactly) {
+TEST_F(SortCycle, TheShortestLatencyIsExact) {
   preferences.setInteger(kBookmarksUpdateLatencyKey, 1, kMainApplicationIdentifier);
   launchWithFile();
   save(kUnsorted);
@@ -44,7 +44,7 @@ TEST_F(SortCycle, TheShortestLatencyIsWaitedForExactly) {
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, TheLongestLatencyIsWaitedForExactly) {
+TEST_F(SortCycle, TheLongestLatencyIsExact) {
   preferences.setInteger(kBookmarksUpdateLatencyKey, 300, kMainApplicationIdentifier);
   launchWithFile();
   save(kUnsorted);
@@ -54,7 +54,7 @@ TEST_F(SortCycle, TheLongestLatencyIsWaitedForExactly) {
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, ThreeEventsASecondApartYieldOneSortThirtySecondsAfterTheThird) {
+TEST_F(SortCycle, ThreeEventsASecondApartCauseOneSortALatencyAfterTheThird) {
   launchWithFile();
   for (int i = 0; i < 3; ++i) {
     memory.fileManager.putFile(kFile, bytesOf(kUnsorted));
@@ -69,7 +69,7 @@ TEST_F(SortCycle, ThreeEventsASecondApartYieldOneSortThirtySecondsAfterTheThird)
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, AnotherFileOfTheFolderYieldsNoSort) {
+TEST_F(SortCycle, AChangeOfAnotherFileCausesNoSort) {
   launchWithFile();
   save(kUnsorted, "/home/user/Library/Safari/History.plist");
   loop.advanceBy(1h);
@@ -77,11 +77,11 @@ TEST_F(SortCycle, AnotherFileOfTheFolderYieldsNoSort) {
   EXPECT_EQ(loop.pendingRequestCount(), 0U);
 }
 
-TEST_F(SortCycle, AnotherFileOfTheFolderWhileSettlingDelaysTheSortAgain) {
+TEST_F(SortCycle, AChangeOfAnotherFileDuringTheLatencyDelaysTheSort) {
   launchWithFile();
   save(kUnsorted);
   loop.advanceBy(20s);
-  // The recorded date is still the old one, so that any event of the folder counts.
+  // The old date is still recorded, so any event in the folder counts.
   save(kUnsorted, "/home/user/Library/Safari/History.plist");
   loop.advanceBy(2s + 30s - 1ms);
   EXPECT_EQ(sorts(), 0U);
@@ -89,7 +89,7 @@ TEST_F(SortCycle, AnotherFileOfTheFolderWhileSettlingDelaysTheSortAgain) {
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, TheAgentsOwnRewriteYieldsNoSecondSort) {
+TEST_F(SortCycle, TheAgentsOwnWriteCausesNoSecondSort) {
   launchWithFile();
   changeAndWait();
   ASSERT_EQ(written(), kSorted);
@@ -98,7 +98,7 @@ TEST_F(SortCycle, TheAgentsOwnRewriteYieldsNoSecondSort) {
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, AFileInOrderIsReadAndNotWritten) {
+TEST_F(SortCycle, AFileInOrderIsReadButNotWritten) {
   launchWithFile();
   save(kSorted);
   const auto bytes = memory.fileManager.bytesAt(kFile);
@@ -108,17 +108,17 @@ TEST_F(SortCycle, AFileInOrderIsReadAndNotWritten) {
   EXPECT_EQ(memory.fileManager.bytesAt(kBackup), std::nullopt);
 }
 
-TEST_F(SortCycle, AnEventOfTheFileWithItsRecordedDateIsIgnored) {
+TEST_F(SortCycle, AnEventIsIgnoredIfTheFileHasItsRecordedDate) {
   launchWithFile();
   eventStreams.post(kFolder, kEventFlagMustScanSubDirs | kEventFlagKernelDropped);
   loop.advanceBy(1h);
   EXPECT_EQ(sorts(), 0U);
 }
 
-TEST_F(SortCycle, AFileThatIsOlderThanTheRecordedDateIsSortedToo) {
+TEST_F(SortCycle, AFileOlderThanTheRecordedDateIsSorted) {
   save(kUnsorted, "/elsewhere/Old.plist");
   launchWithFile();
-  // As when a copy is put back with its date.
+  // As after restoring a backup with its date.
   memory.fileManager.removeTree(kFile);
   ASSERT_TRUE(memory.fileManager.copyItemAtPathToPath("/elsewhere/Old.plist", kFile).ok());
   ASSERT_LT(memory.fileManager.modificationDateAtPath(kFile), delegate.bookmarksFileDate());
@@ -136,7 +136,7 @@ TEST_F(SortCycle, AnEmptyBatchIsAnEventToo) {
   EXPECT_EQ(written(), kSorted);
 }
 
-TEST_F(SortCycle, TheWatcherIsPausedDuringASortAndRunsAfterwards) {
+TEST_F(SortCycle, TheWatcherIsPausedDuringASort) {
   launchWithFile();
   std::vector<std::string> callsDuringRead;
   memory.fileManager.setHook([&](const FileCall& call) {
@@ -147,11 +147,11 @@ TEST_F(SortCycle, TheWatcherIsPausedDuringASortAndRunsAfterwards) {
   EXPECT_THAT(eventStreams.calls(), ElementsAre("create /home/user/Library/Safari 2", "start", "stop", "start"));
 }
 
-TEST_F(SortCycle, AChangeBetweenTheSortAndItsEndIsNotLost) {
+TEST_F(SortCycle, AChangeRightAfterTheWriteIsNotLost) {
   launchWithFile();
   bool isSaved = false;
   memory.fileManager.setHook([&](const FileCall& call) {
-    // The first look at the date after the file was written belongs to the agent: this comes right after it.
+    // The agent reads the date first after the write. This save follows right after that.
     if (call.operation != FileOperation::kDate || memory.fileManager.callCount(FileOperation::kWrite) == 0 || isSaved) {
       return;
     }
@@ -165,7 +165,7 @@ TEST_F(SortCycle, AChangeBetweenTheSortAndItsEndIsNotLost) {
   EXPECT_EQ(written(), "Root[ BookmarksBar[ x ] BookmarksMenu[ c d ] ]");
 }
 
-TEST_F(SortCycle, OptionsAreReadAnewBeforeEverySort) {
+TEST_F(SortCycle, OptionsAreReadBeforeEverySort) {
   launchWithFile();
   changeAndWait();
   preferences.setBoolean(kSortBookmarksBarKey, true, kMainApplicationIdentifier);
@@ -174,7 +174,7 @@ TEST_F(SortCycle, OptionsAreReadAnewBeforeEverySort) {
   EXPECT_EQ(written(), "Root[ BookmarksBar[ x y ] BookmarksMenu[ a b ] ]");
 }
 
-TEST_F(SortCycle, ASaveThatASortDisplacedIsNamedInTheLog) {
+TEST_F(SortCycle, AConcurrentWriteThatWasKeptIsLogged) {
   launchWithFile();
   memory.fileManager.addKeptSave(kFile, "/kept");
   save(kUnsorted);
@@ -184,7 +184,7 @@ TEST_F(SortCycle, ASaveThatASortDisplacedIsNamedInTheLog) {
                                             "could not be put back."});
 }
 
-TEST_F(SortCycle, ADeletedFileIsLoggedSortedForAndHandedOverAs1) {
+TEST_F(SortCycle, ADeletedFileIsReportedAs1AfterTheLatency) {
   launchWithFile();
   memory.fileManager.removeTree(kFile);
   eventStreams.post(kFolder);
@@ -202,14 +202,14 @@ TEST_F(SortCycle, ADeletedFileIsLoggedSortedForAndHandedOverAs1) {
   EXPECT_TRUE(application.isTerminated());
 }
 
-TEST_F(SortCycle, TenResults8InARowGiveNineRetriesFiveSecondsApartAndAreThenHandedOver) {
+TEST_F(SortCycle, TenConsecutiveResults8AreReportedAfterNineRetriesFiveSecondsApart) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
   for (std::uint64_t attempt = 1; attempt <= 9; ++attempt) {
     ASSERT_EQ(sortRetryCount(), attempt);
     ASSERT_FALSE(application.isTerminated());
-    // An attempt sleeps ten times while the lock is there.
+    // An attempt sleeps ten times while the lock exists.
     ASSERT_EQ(memory.clock.sleeps().size(), 10 * attempt);
     loop.advanceBy(*loop.untilNextRequest() - 1ns);
     ASSERT_EQ(sortRetryCount(), attempt);
@@ -223,14 +223,14 @@ TEST_F(SortCycle, TenResults8InARowGiveNineRetriesFiveSecondsApartAndAreThenHand
   EXPECT_EQ(sortRetryCount(), 0U);
 }
 
-TEST_F(SortCycle, ARetryComesFiveSecondsAfterTheAttemptEnded) {
+TEST_F(SortCycle, ARetryFollowsFiveSecondsAfterTheEndOfTheAttempt) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
   EXPECT_EQ(loop.untilNextRequest(), 5s);
 }
 
-TEST_F(SortCycle, EveryRetryIsOneRequestFiveSecondsAhead) {
+TEST_F(SortCycle, EveryRetryIsScheduledOnceFiveSecondsAhead) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
@@ -248,7 +248,7 @@ TEST_F(SortCycle, TheWatcherStaysPausedUntilTheLastRetry) {
   changeAndWait();
   for (int retry = 1; retry <= 9; ++retry) {
     ASSERT_EQ(eventStreams.calls().back(), "stop") << retry;
-    // A watcher that runs would bring this batch before the retry, and move it.
+    // A running watcher would report this batch before the retry and move it.
     save(kUnsorted);
     loop.advanceBy(3s);
     ASSERT_EQ(loop.untilNextRequest(), 2s) << retry;
@@ -259,7 +259,7 @@ TEST_F(SortCycle, TheWatcherStaysPausedUntilTheLastRetry) {
   EXPECT_EQ(eventStreams.calls().back(), "start");
 }
 
-TEST_F(SortCycle, NineResults8AndThenASuccessReportNothingAndCountFromZeroAgain) {
+TEST_F(SortCycle, ASuccessAfterNineResults8ReportsNothingAndResetsTheCount) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
@@ -274,7 +274,7 @@ TEST_F(SortCycle, NineResults8AndThenASuccessReportNothingAndCountFromZeroAgain)
   EXPECT_FALSE(application.isTerminated());
 }
 
-TEST_F(SortCycle, AChangeWhileWaitingToRetryMovesNothingAndIsToldAfterTheSort) {
+TEST_F(SortCycle, AChangeBeforeARetryDoesNotMoveTheRetry) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   changeAndWait();
@@ -284,12 +284,12 @@ TEST_F(SortCycle, AChangeWhileWaitingToRetryMovesNothingAndIsToldAfterTheSort) {
   memory.fileManager.removeTree(kLock);
   loop.advanceBy(1s);
   EXPECT_EQ(written(), kSorted);
-  // What came in meanwhile finds the recorded date.
+  // The event of the meantime is ignored, since the date is recorded.
   loop.advanceBy(1h);
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, ALockThatGoesAwayDuringTheWaitIsWaitedOut) {
+TEST_F(SortCycle, ASortContinuesWhenTheLockIsRemovedDuringTheWait) {
   launchWithFile();
   memory.fileManager.putFile(kLock, "");
   memory.clock.setHook([this](std::size_t count) {
@@ -300,7 +300,7 @@ TEST_F(SortCycle, ALockThatGoesAwayDuringTheWaitIsWaitedOut) {
   EXPECT_EQ(memory.clock.sleeps(), std::vector<std::chrono::milliseconds>(9, 300ms));
 }
 
-TEST_F(SortCycle, Result7NamesTheBackupFileAndIsHandedOver) {
+TEST_F(SortCycle, Result7IsReportedWithTheBackupFile) {
   launchWithFile();
   memory.fileManager.failAlways(FileOperation::kCopy, ENOSPC);
   const std::string before = bytesOf(kUnsorted);
@@ -314,7 +314,7 @@ TEST_F(SortCycle, Result7NamesTheBackupFileAndIsHandedOver) {
   EXPECT_TRUE(application.isTerminated());
 }
 
-TEST_F(SortCycle, EveryOtherResultNamesTheBookmarksFileAndIsHandedOver) {
+TEST_F(SortCycle, OtherResultsAreReportedWithTheBookmarksFile) {
   launchWithFile();
   memory.fileManager.failAlways(FileOperation::kWrite, EIO);
   changeAndWait();
@@ -325,7 +325,7 @@ TEST_F(SortCycle, EveryOtherResultNamesTheBookmarksFileAndIsHandedOver) {
   EXPECT_TRUE(application.isTerminated());
 }
 
-TEST_F(SortCycle, ATranslatedMessageIsLoggedTranslated) {
+TEST_F(SortCycle, MessagesAreLoggedInTranslation) {
   memory.bundle.translate(
       "The bookmarks file “%@” could not be read. Please verify that you have read and write access "
       "to the file.",
@@ -337,7 +337,7 @@ TEST_F(SortCycle, ATranslatedMessageIsLoggedTranslated) {
   EXPECT_EQ(storedCode(), 5);
 }
 
-TEST_F(SortCycle, AReportedFailureLeavesTheWatcherPausedUntilTerminationStopsIt) {
+TEST_F(SortCycle, AfterAReportedFailureTheWatcherStaysPausedUntilTermination) {
   launchWithFile();
   memory.fileManager.failAlways(FileOperation::kWrite, EIO);
   changeAndWait();
@@ -345,7 +345,7 @@ TEST_F(SortCycle, AReportedFailureLeavesTheWatcherPausedUntilTerminationStopsIt)
               ElementsAre("create /home/user/Library/Safari 2", "start", "stop", "stop", "invalidate", "release"));
 }
 
-TEST_F(SortCycle, AnAgentWhoseLaunchesAllFailQuitsAllTheSame) {
+TEST_F(SortCycle, TheAgentTerminatesEvenIfEveryLaunchFails) {
   launchWithFile();
   memory.workspace.setUrlLaunchWorks(false);
   memory.workspace.setPathLaunchWorks(false);
@@ -380,14 +380,14 @@ TEST_F(SortCycle, TheBrowserIsRefreshedWhileTheWatcherIsStillPaused) {
   EXPECT_EQ(eventStreams.calls().back(), "start");
 }
 
-TEST_F(SortCycle, TheDateIsLookedAtAfterTheRefreshAndBeforeTheWatcherGoesOn) {
+TEST_F(SortCycle, TheDateIsRecordedAfterTheRefreshAndBeforeTheWatcherResumes) {
   launchWithFile();
   runningApplications.addRunning("com.apple.Safari", "one");
   std::vector<std::string> happened;
   memory.clock.setHook([&](std::size_t) { happened.emplace_back("refresh"); });
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation != FileOperation::kDate || call.path != kFile) return;
-    happened.push_back(eventStreams.calls().back() == "stop" ? "look while paused" : "look while watching");
+    happened.push_back(eventStreams.calls().back() == "stop" ? "date while paused" : "date while watching");
   });
   save(kUnsorted);
   loop.advanceBy(2s);
@@ -396,11 +396,11 @@ TEST_F(SortCycle, TheDateIsLookedAtAfterTheRefreshAndBeforeTheWatcherGoesOn) {
   ASSERT_EQ(written(), kSorted);
   ASSERT_GE(happened.size(), 2U);
   EXPECT_EQ(happened[happened.size() - 2], "refresh");
-  EXPECT_EQ(happened.back(), "look while paused");
+  EXPECT_EQ(happened.back(), "date while paused");
   EXPECT_EQ(eventStreams.calls().back(), "start");
 }
 
-TEST_F(SortCycle, AFailureIsLoggedAndHandedOverBeforeTheAgentTerminates) {
+TEST_F(SortCycle, AFailureIsLoggedAndReportedBeforeTheAgentTerminates) {
   launchWithFile();
   memory.fileManager.failAlways(FileOperation::kWrite, EIO);
   std::size_t flushes = 0;
@@ -429,7 +429,7 @@ TEST_F(SortCycle, AFileThatChangesDuringEveryAttemptIsInUse) {
   EXPECT_EQ(loop.untilNextRequest(), 5s);
 }
 
-TEST_F(SortCycle, ADateThatCannotBeReadOnAnEventSchedulesASort) {
+TEST_F(SortCycle, AnUnreadableDateAtAnEventSchedulesASort) {
   launchWithFile();
   memory.fileManager.failNext(FileOperation::kDate, EACCES);
   eventStreams.post(kFolder);
@@ -440,7 +440,7 @@ TEST_F(SortCycle, ADateThatCannotBeReadOnAnEventSchedulesASort) {
   EXPECT_EQ(written(), kSorted);
 }
 
-TEST_F(SortCycle, TheClockOfTheWallDoesNotDelayASort) {
+TEST_F(SortCycle, AChangeOfTheWallClockDoesNotDelayASort) {
   launchWithFile();
   save(kUnsorted);
   loop.advanceBy(2s);
@@ -451,13 +451,13 @@ TEST_F(SortCycle, TheClockOfTheWallDoesNotDelayASort) {
   EXPECT_EQ(sorts(), 1U);
 }
 
-TEST_F(SortCycle, AMissingFileIsNamedByThePathThatWasLookedFor) {
+TEST_F(SortCycle, AMissingFileIsReportedWithItsExpandedPath) {
   preferences.setString(kBookmarksFilenameKey, "~/Safari/B.plist", kMainApplicationIdentifier);
   delegate.sortBookmarks();
   EXPECT_THAT(log().back(), testing::HasSubstr("“/home/user/Safari/B.plist”"));
 }
 
-TEST_F(SortCycle, AnEndAskedForDuringASortAbandonsIt) {
+TEST_F(SortCycle, ATerminationRequestStopsTheSort) {
   launchWithFile();
   memory.fileManager.setHook([this](const FileCall& call) {
     if (call.operation == FileOperation::kRead) application.requestEnd();
@@ -469,7 +469,7 @@ TEST_F(SortCycle, AnEndAskedForDuringASortAbandonsIt) {
   EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
   EXPECT_EQ(storedCode(), std::nullopt);
   EXPECT_THAT(log(), IsEmpty());
-  // Neither is it a failure to be tried again.
+  // It is not a failure either, so there is no retry.
   loop.advanceBy(60s);
   EXPECT_EQ(sorts(), 1U);
 }

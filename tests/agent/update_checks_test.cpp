@@ -27,7 +27,7 @@ struct UpdateChecks : testing::Test, AgentFixture {
     return date;
   }
 
-  /// Time passes, and the check that was begun in it finds nothing.
+  /// Lets time pass, and finishes the check that started meanwhile without an update.
   void passWithACheck(std::chrono::seconds duration) {
     loop.advanceBy(duration);
     EXPECT_TRUE(updater.isChecking());
@@ -37,7 +37,7 @@ struct UpdateChecks : testing::Test, AgentFixture {
   MemoryUpdater& updater = updaters.at(kMain);
 };
 
-TEST_F(UpdateChecks, WithAutomaticChecksOffThereIsNoTimer) {
+TEST_F(UpdateChecks, WithAutomaticChecksOffNoTimerIsCreated) {
   updater.setAutomaticallyChecks(false);
   launchWithFile();
   EXPECT_EQ(delegate.updateTimer(), nullptr);
@@ -45,7 +45,7 @@ TEST_F(UpdateChecks, WithAutomaticChecksOffThereIsNoTimer) {
   EXPECT_EQ(updater.checks(), 0U);
 }
 
-TEST_F(UpdateChecks, ChecksTurnedOnLaterCountFromTheNextLaunch) {
+TEST_F(UpdateChecks, ChecksTurnedOnLaterTakeEffectAtTheNextLaunch) {
   updater.setAutomaticallyChecks(false);
   launchWithFile();
   updater.setAutomaticallyChecks(true);
@@ -53,7 +53,7 @@ TEST_F(UpdateChecks, ChecksTurnedOnLaterCountFromTheNextLaunch) {
   EXPECT_EQ(updater.checks(), 0U);
 }
 
-TEST_F(UpdateChecks, ALastCheckTwoDaysAgoMeansOneAtOnceAndThenOneADay) {
+TEST_F(UpdateChecks, AfterALastCheckTwoDaysAgoTheNextIsImmediateThenDaily) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   EXPECT_NE(delegate.updateTimer(), nullptr);
@@ -68,7 +68,7 @@ TEST_F(UpdateChecks, ALastCheckTwoDaysAgoMeansOneAtOnceAndThenOneADay) {
   EXPECT_EQ(updater.checks(), 4U);
 }
 
-TEST_F(UpdateChecks, ALastCheckOneHourAgoMeansOneIn23Hours) {
+TEST_F(UpdateChecks, AfterALastCheckOneHourAgoTheNextIsIn23Hours) {
   updater.setLastCheckDate(ago(1h));
   launchWithFile();
   loop.advanceBy(23h - 1ns);
@@ -98,7 +98,7 @@ TEST_F(UpdateChecks, TheAgentBecomesTheDelegateAtEveryFiring) {
   EXPECT_EQ(storedCode(), 103);
 }
 
-TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
+TEST_F(UpdateChecks, AFoundUpdateIsReportedOnceAndTheAgentKeepsWatching) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   loop.advanceBy(0s);
@@ -113,7 +113,7 @@ TEST_F(UpdateChecks, AFoundUpdateIsHandedOverOnceAndTheAgentGoesOnWatching) {
   EXPECT_EQ(updater.checks(), 2U);
 }
 
-TEST_F(UpdateChecks, AnUpdateThatIsFoundAgainIsHandedOverAgain) {
+TEST_F(UpdateChecks, AnUpdateFoundAgainIsReportedAgain) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   for (std::size_t checks = 1; checks <= 3; ++checks) {
@@ -121,13 +121,13 @@ TEST_F(UpdateChecks, AnUpdateThatIsFoundAgainIsHandedOverAgain) {
     updater.finishCheck("2.0");
     EXPECT_EQ(launches(), std::vector<std::string>(checks, "url /A/Main.app 0x30000"));
     EXPECT_EQ(storedCode(), 103);
-    // The main application takes note of the second one.
+    // The main application has shown the second one.
     if (checks == 2) preferences.setFlushedValue(kLastHelperErrorKey, {}, kMainApplicationIdentifier);
   }
   EXPECT_FALSE(application.isTerminated());
 }
 
-TEST_F(UpdateChecks, ACheckThatTakesLongerThanTheIntervalIsNotJoinedByAnother) {
+TEST_F(UpdateChecks, NoSecondCheckStartsWhileOneIsRunning) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   loop.advanceBy(72h);
@@ -138,7 +138,7 @@ TEST_F(UpdateChecks, ACheckThatTakesLongerThanTheIntervalIsNotJoinedByAnother) {
   EXPECT_EQ(updater.checks(), 2U);
 }
 
-TEST_F(UpdateChecks, WithoutAFeedThereIsNoTimer) {
+TEST_F(UpdateChecks, WithoutAFeedNoTimerIsCreated) {
   updater.setFeed("");
   launchWithFile();
   EXPECT_EQ(delegate.updateTimer(), nullptr);
@@ -148,14 +148,14 @@ TEST_F(UpdateChecks, TheUserIsNeverAskedForPermission) {
   EXPECT_FALSE(delegate.updaterShouldPromptForPermissionToCheckForUpdates(updater));
 }
 
-TEST_F(UpdateChecks, TheUpdaterIsThatOfTheMainApplicationsBundle) {
+TEST_F(UpdateChecks, TheUpdaterBelongsToTheMainApplicationsBundle) {
   updater.setLastCheckDate(ago(48h));
   launchWithFile();
   loop.advanceBy(0s);
   EXPECT_THAT(updaters.askedPaths(), Each(kMain));
 }
 
-TEST_F(UpdateChecks, AnIntervalBeyondAllMeasureDoesNotCheckAtOnceForEver) {
+TEST_F(UpdateChecks, AnExcessiveIntervalDoesNotCauseRepeatedImmediateChecks) {
   updater.setInterval(1e300);
   updater.setLastCheckDate(ago(48h));
   launchWithFile();

@@ -47,7 +47,7 @@ TEST_F(Document, OpenStepIsRememberedAndCannotBeWritten) {
   EXPECT_TRUE(document.dataOfTypeError("plist", &error).has_value());
 }
 
-TEST_F(Document, UnreadableDataLeavesContentAndFormatAndReturnsMinus19) {
+TEST_F(Document, UnreadableDataGivesMinus19AndKeepsContentAndFormat) {
   ASSERT_TRUE(read("<plist><dict><key>a</key><string>b</string></dict></plist>"));
   EXPECT_FALSE(read("<plist><foo/></plist>"));
   EXPECT_EQ(error.domain, "NSOSStatusErrorDomain");
@@ -59,7 +59,7 @@ TEST_F(Document, UnreadableDataLeavesContentAndFormatAndReturnsMinus19) {
   EXPECT_EQ(memory.systemLog.lines()[0], "Error reading plist: Encountered unknown tag foo on line 1, format: 0");
 }
 
-TEST_F(Document, TheTypeNameChangesNothing) {
+TEST_F(Document, TheTypeNameIsIgnored) {
   for (const char* typeName : {"", "plist", "public.jpeg"}) {
     EXPECT_TRUE(document.readFromDataOfTypeError(Data::copyOf("<plist><dict/></plist>"), typeName, &error));
     EXPECT_EQ(document.propertyListFormat(), PropertyListFormat::kXml);
@@ -67,12 +67,12 @@ TEST_F(Document, TheTypeNameChangesNothing) {
   }
 }
 
-TEST_F(Document, RootMayBeAnyValue) {
+TEST_F(Document, TheRootMayBeAnyValue) {
   ASSERT_TRUE(read("<plist><string>a</string></plist>"));
   EXPECT_EQ(document.bookmarksDictionary().root.string(), "a");
 }
 
-TEST_F(Document, ReadAndWrittenFilesAreWhole) {
+TEST_F(Document, FilesAreReadAndWrittenCompletely) {
   memory.fileManager.putFile("/f", "<plist><array><string>a</string></array></plist>");
   ASSERT_TRUE(document.readFromURLOfTypeError("/f", "", &error));
   ASSERT_TRUE(document.writeToURLOfTypeError("/g", "plist", &error));
@@ -93,7 +93,7 @@ TEST_F(Document, AFailedReadKeepsTheVersionOfTheLastOneThatSucceeded) {
   EXPECT_EQ(document.readVersion(), version);
 }
 
-TEST_F(Document, FileErrorsArePassedOutWithoutALogLine) {
+TEST_F(Document, FileErrorsAreReturnedWithoutALogLine) {
   EXPECT_FALSE(document.readFromURLOfTypeError("/none", "", &error));
   EXPECT_EQ(error.code, ENOENT);
   ASSERT_TRUE(read("<plist><dict/></plist>"));
@@ -103,7 +103,7 @@ TEST_F(Document, FileErrorsArePassedOutWithoutALogLine) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
-TEST_F(Document, WhatNoReaderWouldTakeBackIsNotWritten) {
+TEST_F(Document, AListThatNoReaderAcceptsIsNotWritten) {
   for (const std::size_t depth : {512U, 513U}) {
     auto tree = std::make_shared<PropertyListTree>();
     PropertyListArray inner = tree->makeArray(0);
@@ -122,14 +122,14 @@ TEST_F(Document, WhatNoReaderWouldTakeBackIsNotWritten) {
   EXPECT_EQ(memory.systemLog.lines().size(), 1U);
 }
 
-TEST_F(Document, WithoutADictionaryThereIsNothingToWrite) {
+TEST_F(Document, WritingWithoutADictionaryFails) {
   EXPECT_FALSE(document.dataOfTypeError("plist", &error).has_value());
   EXPECT_EQ(error.localizedDescription, "There is no property list to write.");
   ASSERT_EQ(memory.systemLog.lines().size(), 1U);
   EXPECT_EQ(memory.systemLog.lines()[0], "Error writing to file: There is no property list to write.");
 }
 
-TEST_F(Document, AFileThatIsTooLargeIsLoggedSinceItsMessageDoesNotSaySo) {
+TEST_F(Document, AFileThatIsTooLargeIsLogged) {
   memory.fileManager.putFile("/f", "bytes");
   memory.fileManager.failNext(FileOperation::kRead, EFBIG);
   EXPECT_FALSE(document.readFromURLOfTypeError("/f", "", &error));

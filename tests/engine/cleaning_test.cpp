@@ -11,8 +11,8 @@ namespace tarvel {
 namespace {
 
 struct Cleaning : testing::Test, EngineFixture {
-  /// The title that a bookmark titled "News" gets after its siblings have used up every counter below `next`.
-  /// `titles` are taken besides "News".
+  /// The title given to a bookmark titled "News" after its siblings used every counter below `next`. `titles` are
+  /// taken, in addition to "News".
   std::string renamedWithCounter(std::uint64_t next, const std::vector<std::string>& titles = {}) {
     taken = titles;
     node = tree("News@u");
@@ -25,23 +25,23 @@ struct Cleaning : testing::Test, EngineFixture {
     return std::string(*tarvel.titleFromBookmarkNode(node.root.dictionary()));
   }
 
-  // The set only refers to the titles that it holds.
+  // The set borrows its titles.
   std::vector<std::string> taken;
   PropertyList node;
   TitleLookupSet lookupSet{8, ListTextHash()};
 };
 
-TEST_F(Cleaning, FolderWhoseOnlyBookmarkHasABlankAddressGoesWithIt) {
+TEST_F(Cleaning, AFolderIsRemovedWithItsOnlyBookmarkIfThatHasABlankAddress) {
   EXPECT_EQ(cleaned("Menu[ a F[ b@\" \t \" ] ]"), "Menu[ a ]");
 }
 
-TEST_F(Cleaning, EmptyFoldersGoAtAnyDepth) {
+TEST_F(Cleaning, EmptyFoldersAreRemovedAtAnyDepth) {
   EXPECT_EQ(cleaned("Menu[ a B[ C[ ] D[ E[ ] ] ] F[ g H[ ] ] ]"), "Menu[ a F[ g ] ]");
 }
 
-TEST_F(Cleaning, BookmarkWithoutAddressGoes) { EXPECT_EQ(cleaned("Menu[ a b@ ]"), "Menu[ a ]"); }
+TEST_F(Cleaning, ABookmarkWithoutAnAddressIsRemoved) { EXPECT_EQ(cleaned("Menu[ a b@ ]"), "Menu[ a ]"); }
 
-TEST_F(Cleaning, LineBreaksAreNoWhiteSpaceInAnAddress) {
+TEST_F(Cleaning, LineBreaksAreNotWhiteSpaceInAnAddress) {
   EXPECT_EQ(cleaned("Menu[ a@\"\n\" b@\"\xC2\xA0\xE3\x80\x80\" c@\"\xE2\x80\x8B\" ]"),
             "Menu[ a@\"\n\" c@\xE2\x80\x8B ]");
 }
@@ -64,7 +64,7 @@ TEST_F(Cleaning, NothingInsideAnUntypedNodeIsCleaned) {
   EXPECT_EQ(cleaned(content), content);
 }
 
-TEST_F(Cleaning, OfDuplicatesInOneFolderTheLaterSurvives) {
+TEST_F(Cleaning, OfDuplicatesInOneFolderTheLastSurvives) {
   tarvel.setRemoveDuplicates(true);
   EXPECT_EQ(cleaned("Menu[ a@u b@v c@u ]"), "Menu[ b@v c@u ]");
 }
@@ -80,16 +80,16 @@ TEST_F(Cleaning, AddressesThatDifferInCaseOrATrailingSlashAreDifferent) {
   EXPECT_EQ(cleaned("Menu[ a@http://x b@http://X c@http://x/ ]"), "Menu[ a@http://x b@http://X c@http://x/ ]");
 }
 
-TEST_F(Cleaning, AddressesAreComparedUntrimmed) {
+TEST_F(Cleaning, AddressesAreComparedWithoutTrimming) {
   tarvel.setRemoveDuplicates(true);
   EXPECT_EQ(cleaned("Menu[ a@u b@\"u \" ]"), "Menu[ a@u b@\"u \" ]");
 }
 
-TEST_F(Cleaning, WithoutRemovingDuplicatesTheyStayButBlankAndEmptyStillGo) {
+TEST_F(Cleaning, WithoutTheOptionDuplicatesStayButBlankAndEmptyEntriesAreRemoved) {
   EXPECT_EQ(cleaned("Menu[ a@u b@u c@ D[ ] ]"), "Menu[ a@u b@u ]");
 }
 
-TEST_F(Cleaning, ThreeSameNamedSiblingsEndWithTheLastKeepingItsName) {
+TEST_F(Cleaning, OfSameNamedSiblingsTheLastKeepsItsTitle) {
   tarvel.setRenameSamenamed(true);
   EXPECT_EQ(cleaned("Menu[ News@a News@b News@c ]"), "Menu[ \"News 2 3\"@a \"News 2\"@b News@c ]");
 }
@@ -99,18 +99,18 @@ TEST_F(Cleaning, TitlesThatDifferInCaseAreKept) {
   EXPECT_EQ(cleaned("Menu[ News@a news@b ]"), "Menu[ News@a news@b ]");
 }
 
-TEST_F(Cleaning, CandidatesThatAreTakenArePassedOver) {
+TEST_F(Cleaning, CandidatesThatAreTakenAreSkipped) {
   tarvel.setRenameSamenamed(true);
   EXPECT_EQ(cleaned("Menu[ News@a News@b \"News 2\"@c News@d ]"),
             "Menu[ \"News 2 3 4\"@a \"News 2 3\"@b \"News 2\"@c News@d ]");
 }
 
-TEST_F(Cleaning, ANameGivenToOneSiblingIsTakenForTheNext) {
+TEST_F(Cleaning, ATitleGivenToOneSiblingIsTakenForTheNext) {
   tarvel.setRenameSamenamed(true);
   EXPECT_EQ(cleaned("Menu[ \"News 2\"@a News@b News@c ]"), "Menu[ \"News 2 2\"@a \"News 2\"@b News@c ]");
 }
 
-TEST_F(Cleaning, FoldersBookmarksAndProxiesShareOneSetOfTitles) {
+TEST_F(Cleaning, FoldersBookmarksAndProxiesMustNotShareATitle) {
   tarvel.setRenameSamenamed(true);
   EXPECT_EQ(cleaned("Menu[ X@a X[ x ] ^X ]"), "Menu[ \"X 2 3\"@a \"X 2\"[ x ] ^X ]");
 }
@@ -120,21 +120,21 @@ TEST_F(Cleaning, EqualTitlesInDifferentFoldersAreLeftAlone) {
   EXPECT_EQ(cleaned("Menu[ X[ a@1 ] Y[ a@2 ] a@3 ]"), "Menu[ X[ a@1 ] Y[ a@2 ] a@3 ]");
 }
 
-TEST_F(Cleaning, ARemovedChildTakesNoPartInRenaming) {
+TEST_F(Cleaning, ARemovedChildDoesNotCauseRenaming) {
   tarvel.setRenameSamenamed(true);
   tarvel.setRemoveDuplicates(true);
   EXPECT_EQ(cleaned("Menu[ X@u X@u ]"), "Menu[ X@u ]");
   EXPECT_EQ(cleaned("Menu[ X@u X@ ]"), "Menu[ X@u ]");
 }
 
-TEST_F(Cleaning, TwoUntitledFoldersBothGetTheSameName) {
+TEST_F(Cleaning, TwoUntitledFoldersGetTheSameTitle) {
   tarvel.setRenameSamenamed(true);
   EXPECT_EQ(cleaned("Menu[ ~[ a ] ~[ b ] ]"), "Menu[ \"No Name\"[ a ] \"No Name\"[ b ] ]");
 }
 
-TEST_F(Cleaning, AGivenNameIsNotTakenForTitledSiblings) {
+TEST_F(Cleaning, ATitleGivenToAnUntitledEntryIsNotTakenForItsSiblings) {
   tarvel.setRenameSamenamed(true);
-  // Children are looked at from the last to the first: the untitled ones get their names before.
+  // Children are visited from the last to the first, so the untitled ones are named first.
   EXPECT_EQ(cleaned("Menu[ \"No Name\"[ a ] ~[ b ] ]"), "Menu[ \"No Name\"[ a ] \"No Name\"[ b ] ]");
   EXPECT_EQ(cleaned("Menu[ u@v ~@u ]"), "Menu[ u@v u@u ]");
 }
@@ -149,7 +149,7 @@ TEST_F(Cleaning, AFolderWhoseTitleIsInItsUriDictionaryIsNotUntitled) {
   EXPECT_EQ(text(list), "Menu[ inner[ a ] ]");
 }
 
-TEST_F(Cleaning, ALaterRunRenamesOneOfTwoFoldersNamedInTheSameRun) {
+TEST_F(Cleaning, TheNextRunRenamesOneOfTwoFoldersNamedInTheSameRun) {
   tarvel.setRenameSamenamed(true);
   const PropertyList list = tree("Menu[ ~[ a ] ~[ b ] ]");
   tarvel.validateBookmarksInRootNode(list.root.dictionary());
@@ -157,7 +157,7 @@ TEST_F(Cleaning, ALaterRunRenamesOneOfTwoFoldersNamedInTheSameRun) {
   EXPECT_EQ(text(list), "Menu[ \"No Name 2\"[ a ] \"No Name\"[ b ] ]");
 }
 
-TEST_F(Cleaning, AnUntitledBookmarkTakesItsAddressUntrimmed) {
+TEST_F(Cleaning, AnUntitledBookmarkIsTitledWithItsUntrimmedAddress) {
   EXPECT_EQ(cleaned("Menu[ ~@\" http://x \" ]"), "Menu[ \" http://x \"@\" http://x \" ]");
 }
 
@@ -170,7 +170,7 @@ TEST_F(Cleaning, AnUntitledBookmarkSharesItsAddressInsteadOfCopyingIt) {
   EXPECT_EQ(title, leaf.get(kURLStringKey));
 }
 
-TEST_F(Cleaning, UntitledNodesAreNamedWhateverTheOptionSays) {
+TEST_F(Cleaning, UntitledNodesAreNamedEvenWithTheOptionOff) {
   EXPECT_EQ(cleaned("Menu[ ~@u ~[ a ] ^~ ?~ ]"), "Menu[ u@u \"No Name\"[ a ] ^\"No Name\" ?\"No Name\" ]");
 }
 
@@ -200,7 +200,7 @@ TEST_F(Cleaning, OmittedFoldersInsideATreeAreCleanedLikeOthers) {
   EXPECT_EQ(cleaned("Menu[ !H[ ] !I[ a b@ ] ]"), "Menu[ !I[ a ] ]");
 }
 
-TEST_F(Cleaning, ChildrenOfAWrongTypeAreNone) {
+TEST_F(Cleaning, ChildrenOfTheWrongTypeCountAsNone) {
   const PropertyList list = tree("Menu[ F[ a ] b ]");
   list.root.dictionary().array(kChildrenKey).at(0).dictionary().setString(kChildrenKey, "text");
   tarvel.validateBookmarksInRootNode(list.root.dictionary());
@@ -214,7 +214,7 @@ TEST_F(Cleaning, NoAddressIsStale) {
 
 TEST_F(Cleaning, UntitledNameIsLookedUpInTheBundle) { EXPECT_EQ(tarvel.nameForUntitledBookmarkNode(), "No Name"); }
 
-TEST_F(Cleaning, ManySameNamedSiblingsGoOnWhereTheChainEnded) {
+TEST_F(Cleaning, RenamingContinuesWhereTheChainOfCandidatesEnded) {
   tarvel.setRenameSamenamed(true);
   const PropertyList list = tree("Menu[ ]");
   const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
@@ -232,7 +232,7 @@ TEST_F(Cleaning, SiblingsWhoseNewTitlesWouldTakeTooMuchMemoryKeepTheirTitleWithO
   const PropertyList list = tree("Menu[ ]");
   const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
   for (int i = 0; i < 20'000; ++i) children.append(treeIn(*list.tree, "News@u" + std::to_string(i)).value());
-  // In another folder there is room for a short title still.
+  // A short title in another folder still fits.
   children.append(treeIn(*list.tree, "Zoo[ a@v1 a@v2 ]").value());
   EXPECT_NO_THROW(tarvel.validateBookmarksInRootNode(list.root.dictionary()));
   const auto titleAt = [&](std::size_t i) { return *tarvel.titleFromBookmarkNode(children.at(i).dictionary()); };
@@ -243,14 +243,14 @@ TEST_F(Cleaning, SiblingsWhoseNewTitlesWouldTakeTooMuchMemoryKeepTheirTitleWithO
   EXPECT_EQ(titleAt(0), "News");
   std::size_t bytes = 0;
   for (std::size_t i = 0; i < 20'000; ++i) bytes += titleAt(i).size();
-  // The titles that were made, and those that stayed.
+  // New titles, and unchanged ones.
   EXPECT_LT(bytes, (std::size_t{32} << 20) + 20'000 * 4);
   EXPECT_EQ(text(children.at(20'000).dictionary()), "Zoo[ \"a 2\"@v1 a@v2 ]");
   ASSERT_EQ(memory.systemLog.lines().size(), 1U);
   EXPECT_TRUE(memory.systemLog.lines()[0].starts_with("WARNING: some entries keep the title of a sibling"));
 }
 
-TEST_F(Cleaning, WhatOneCallRenamesLeavesTheNextAllItsRoom) {
+TEST_F(Cleaning, EveryCallHasItsOwnMemoryLimitForTitles) {
   tarvel.setRenameSamenamed(true);
   const std::string title(std::size_t{10} << 20, 'x');
   for (int call = 0; call < 5; ++call) {
@@ -276,11 +276,11 @@ TEST_F(Cleaning, TheCounterOfTitlesWrapsAroundWithAWarningAndASuffix) {
       << line;
   EXPECT_NE(line.find("URLString = u"), std::string::npos) << line;
   EXPECT_TRUE(lookupSet.titles.contains("News 18446744073709551615"));
-  // It may not be unique, so no sibling is told apart from it.
+  // Not added to the set, since it may not be unique.
   EXPECT_FALSE(lookupSet.titles.contains("News 18446744073709551615 1"));
 }
 
-TEST_F(Cleaning, ACounterThatIsZeroAfterwardsHasWrappedAroundAndOneThatIsTwoHasNot) {
+TEST_F(Cleaning, AWrapAroundIsDetectedByTheNextCounter) {
   constexpr std::uint64_t kLast = std::numeric_limits<std::uint64_t>::max();
   EXPECT_EQ(renamedWithCounter(kLast, {"News 18446744073709551615"}), "News 18446744073709551615 0 1");
   EXPECT_EQ(memory.systemLog.lines().size(), 1U);
@@ -295,7 +295,7 @@ TEST_F(Cleaning, TheLastCounterBeforeTheWrapAroundNeedsNoWarning) {
   EXPECT_TRUE(memory.systemLog.lines().empty());
 }
 
-TEST_F(Cleaning, NewIdentifierReplacesTheOldInCanonicalForm) {
+TEST_F(Cleaning, ANewIdentifierInCanonicalFormReplacesTheOldOne) {
   const PropertyList list = tree("Root#old[ ]");
   tarvel.updateWebBookmarkUUIDInDictionary(list.root.dictionary());
   const std::string first(*list.root.dictionary().string(kWebBookmarkUUIDKey));

@@ -14,7 +14,7 @@ struct Ordering : testing::Test, EngineFixture {
     return folder.array(kChildrenKey).at(position).dictionary();
   }
 
-  /// Marks a node with a "ShouldOmitFromUI" that is there and says no, once for each way of saying it.
+  /// Sets a false "ShouldOmitFromUI", in one of its three forms.
   static void markAsShown(const PropertyList& list, PropertyListDictionary node, int way) {
     const PropertyListValue no = way == 0   ? list.tree->makeBoolean(false)
                                  : way == 1 ? list.tree->makeInteger(0)
@@ -38,7 +38,7 @@ TEST_F(Ordering, FoldersAtTopPutsProxiesThenFoldersThenBookmarks) {
             "Menu[ ^History delta[ y ] Gamma[ x ] Alpha beta ]");
 }
 
-TEST_F(Ordering, WithoutFoldersAtTopProxiesStillComeFirstAndTheRestIsInterleaved) {
+TEST_F(Ordering, WithoutFoldersAtTopProxiesComeFirstAndTheRestIsOrderedByTitle) {
   EXPECT_EQ(sorted("Menu[ beta Gamma[ x ] ^History Alpha delta[ y ] ]"),
             "Menu[ ^History Alpha beta delta[ y ] Gamma[ x ] ]");
 }
@@ -48,7 +48,7 @@ TEST_F(Ordering, FoldersAtTopPutsUntypedNodesLast) {
   EXPECT_EQ(sorted("Menu[ ?a b ^z C[ x ] ]"), "Menu[ ^z C[ x ] b ?a ]");
 }
 
-TEST_F(Ordering, WithoutFoldersAtTopUntypedNodesAreInterleavedByTitle) {
+TEST_F(Ordering, WithoutFoldersAtTopUntypedNodesAreOrderedByTitle) {
   EXPECT_EQ(sorted("Menu[ ?b c a ]"), "Menu[ a ?b c ]");
 }
 
@@ -58,13 +58,13 @@ TEST_F(Ordering, DigitsAreComparedOneByOne) {
   EXPECT_EQ(sorted("Menu[ \"Item 2\" \"Item 10\" ]"), "Menu[ \"Item 10\" \"Item 2\" ]");
 }
 
-TEST_F(Ordering, ChildrenThatCompareTheSameKeepTheirOrder) {
+TEST_F(Ordering, ChildrenThatCompareEqualKeepTheirOrder) {
   EXPECT_EQ(sorted("Menu[ b apple Apple APPLE a ]"), "Menu[ a apple Apple APPLE b ]");
   EXPECT_EQ(sorted("Menu[ APPLE apple Apple ]"), "Menu[ APPLE apple Apple ]");
 }
 
-TEST_F(Ordering, ManyChildrenThatCompareTheSameKeepTheirOrder) {
-  // More than any sort moves by insertion alone, and not in order as a whole, so that a sort does take place.
+TEST_F(Ordering, ManyChildrenThatCompareEqualKeepTheirOrder) {
+  // Too many for an insertion sort, and not in order, so that a real sort takes place.
   for (const int count : {40, 400}) {
     const PropertyList list = tree("Menu[ z ]");
     const PropertyListArray children = list.root.dictionary().array(kChildrenKey);
@@ -82,7 +82,7 @@ TEST_F(Ordering, ManyChildrenThatCompareTheSameKeepTheirOrder) {
 
 TEST_F(Ordering, AMissingTitleComparesAsTheEmptyText) { EXPECT_EQ(sorted("Menu[ a ~ \"\" ]"), "Menu[ ~ \"\" a ]"); }
 
-TEST_F(Ordering, ElementsThatAreNoDictionariesAreCarriedAsUntypedNodes) {
+TEST_F(Ordering, ElementsThatAreNotDictionariesAreOrderedAsUntypedNodes) {
   EXPECT_EQ(sorted("Menu[ b 7 a ]"), "Menu[ 7 a b ]");
   tarvel.setArrangeFoldersAtTop(true);
   EXPECT_EQ(sorted("Menu[ b 7 a ]"), "Menu[ a b 7 ]");
@@ -104,7 +104,7 @@ TEST_F(Ordering, OmittedFolderIsReturnedItselfWithNothingInItSorted) {
   EXPECT_EQ(text(list), "!Hidden[ b a C[ z y ] ]");
 }
 
-TEST_F(Ordering, AFolderThatSaysItIsNotOmittedIsSorted) {
+TEST_F(Ordering, AFolderWithAFalseOmitFlagIsSorted) {
   for (int way = 0; way < kWaysToSayNo; ++way) {
     const PropertyList list = tree("Menu[ F[ b a ] ]");
     markAsShown(list, childOf(list.root.dictionary(), 0), way);
@@ -148,7 +148,7 @@ TEST_F(Ordering, FolderTitledLikeTheBarInsideTheMenuKeepsItsOrderToo) {
   EXPECT_EQ(sorted("BookmarksMenu[ z BookmarksBar[ c a ] a ]"), "BookmarksMenu[ a BookmarksBar[ c a ] z ]");
 }
 
-TEST_F(Ordering, BarIsSortedWhenThatIsWanted) {
+TEST_F(Ordering, BarIsSortedWithTheOption) {
   tarvel.setSortBookmarksBar(true);
   EXPECT_EQ(sorted("BookmarksBar[ c B[ y x ] a ]"), "BookmarksBar[ a B[ x y ] c ]");
 }
@@ -167,7 +167,7 @@ TEST_F(Ordering, TopLevelProxiesAndUntypedNodesAreFixed) {
   EXPECT_TRUE(didSort);
 }
 
-TEST_F(Ordering, ATopLevelFolderThatSaysItIsNotOmittedIsSortable) {
+TEST_F(Ordering, ATopLevelFolderWithAFalseOmitFlagIsSorted) {
   for (int way = 0; way < kWaysToSayNo; ++way) {
     const PropertyList list = tree("Root[ BookmarksBar[ x ] F[ b a ] BookmarksMenu[ m ] ]");
     markAsShown(list, childOf(list.root.dictionary(), 1), way);
@@ -190,7 +190,7 @@ TEST_F(Ordering, ATopLevelBookmarkThatIsOmittedIsSortable) {
   EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ m ] a b ]");
 }
 
-TEST_F(Ordering, ATopLevelFolderTitledLikeTheMenuInItsUriDictionaryIsFixedAndLeftAsItIs) {
+TEST_F(Ordering, ATopLevelFolderTitledLikeTheMenuInItsUriDictionaryIsFixedAndUnchanged) {
   const PropertyList list = tree("Root[ b BookmarksBar[ x ] BookmarksMenu#other[ d c@ ] a BookmarksMenu[ m ] ]");
   moveTitleInside(list, childOf(list.root.dictionary(), 2));
   const PropertyListDictionary result =
@@ -203,7 +203,7 @@ TEST_F(Ordering, NothingInsideATopLevelProxyOrUntypedNodeIsCleanedOrSorted) {
             "Root[ BookmarksBar[ x ] BookmarksMenu[ m n ] ^p[ c@ b a E[ ] ] ?u[ d@ c b F[ ] ] ]");
 }
 
-TEST_F(Ordering, FixedNodesAloneOutOfPlaceAreNotReasonEnoughToRewrite) {
+TEST_F(Ordering, MisplacedFixedNodesAloneCauseNoRewrite) {
   EXPECT_EQ(sortedRoot("Root[ a BookmarksBar[ x ] b BookmarksMenu[ m ] ]", &didSort), "(same)");
   EXPECT_FALSE(didSort);
 }
@@ -214,7 +214,7 @@ TEST_F(Ordering, NothingInsideAnOmittedTopLevelFolderIsCleanedOrSorted) {
             "Root[ BookmarksBar[ x ] BookmarksMenu[ m n ] !H[ c@ c@same a@same E[ ] ] ]");
 }
 
-TEST_F(Ordering, SortedFileWhoseNodesAllHaveIdentifiersComesBackItself) {
+TEST_F(Ordering, AFileInOrderWhoseNodesAllHaveIdentifiersIsReturnedItself) {
   EXPECT_EQ(sortedRoot("Root[ ^p BookmarksBar[ z y ] BookmarksMenu[ a b C[ d e ] ] f g ]", &didSort), "(same)");
   EXPECT_FALSE(didSort);
 }
@@ -245,7 +245,7 @@ TEST_F(Ordering, RenamingAloneDoesNotSetTheFlag) {
   EXPECT_FALSE(didSort);
 }
 
-TEST_F(Ordering, RootWithEmptyOrMissingChildrenComesBackItself) {
+TEST_F(Ordering, ARootWithEmptyOrMissingChildrenIsReturnedItself) {
   EXPECT_EQ(sortedRoot("Root[ ]", &didSort), "(same)");
   EXPECT_FALSE(didSort);
   const PropertyList list = tree("Root[ ]");
@@ -273,13 +273,13 @@ TEST_F(Ordering, NewRootKeepsEveryOtherEntryOfTheOld) {
   EXPECT_EQ(text(result), "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]");
 }
 
-TEST_F(Ordering, DuplicatesAreSearchedInEachTreeByItself) {
+TEST_F(Ordering, DuplicatesAreSearchedInEachTreeSeparately) {
   tarvel.setRemoveDuplicates(true);
   EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ a@u ] BookmarksMenu[ c@v b@u ] d@u ]", &didSort),
             "Root[ BookmarksBar[ a@u ] BookmarksMenu[ b@u c@v ] d@u ]");
 }
 
-TEST_F(Ordering, EqualityWantsTheSameShapeAndIdentifiersAndNothingElse) {
+TEST_F(Ordering, EqualityRequiresOnlyTheSameShapeAndIdentifiers) {
   const auto equal = [this](std::string_view first, std::string_view second) {
     const PropertyList a = tree(first);
     const PropertyList b = tree(second);
@@ -297,14 +297,14 @@ TEST_F(Ordering, EqualityWantsTheSameShapeAndIdentifiersAndNothingElse) {
   EXPECT_FALSE(equal("!A#1[ b#2 ]", "!A#2[ b#2 ]"));
 }
 
-TEST_F(Ordering, EqualityLooksAtTheChildrenOfFoldersThatSayTheyAreNotOmitted) {
+TEST_F(Ordering, EqualityComparesTheChildrenOfFoldersWithAFalseOmitFlag) {
   for (int way = 0; way < kWaysToSayNo; ++way) {
     const PropertyList first = tree("A#1[ b#2 c#3 ]");
     const PropertyList second = tree("A#1[ c#3 b#2 ]");
     markAsShown(first, first.root.dictionary(), way);
     markAsShown(second, second.root.dictionary(), way);
     EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(first.root.dictionary(), second.root.dictionary()));
-    // One omitted folder is not enough either.
+    // One omitted folder does not suffice either.
     second.root.dictionary().set(kShouldOmitFromUIKey, second.tree->makeBoolean(true));
     EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(first.root.dictionary(), second.root.dictionary()));
   }
@@ -317,12 +317,12 @@ TEST_F(Ordering, ANodeWithoutIdentifierIsNotEvenEqualToItself) {
   EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary({}, {}));
 }
 
-TEST_F(Ordering, SiblingsWithOneIdentifierMaySwapUnnoticed) {
+TEST_F(Ordering, SwappedSiblingsWithTheSameIdentifierAreNoChange) {
   EXPECT_EQ(sortedRoot("Root[ BookmarksBar[ x ] BookmarksMenu[ b#1 a#1 ] ]", &didSort), "(same)");
   EXPECT_FALSE(didSort);
 }
 
-TEST_F(Ordering, CountLooksThroughFoldersAndNothingElse) {
+TEST_F(Ordering, CountIncludesBookmarksInFoldersOnly) {
   const PropertyList list = tree("A[ b C[ d e !F[ g ] ] ^H[ i ] ?j[ k ] L[ ] 5 ]");
   EXPECT_EQ(tarvel.numberOfBookmarksInDictionary(list.root.dictionary()), 4U);
   EXPECT_EQ(tarvel.numberOfBookmarksInDictionary({}), 0U);
@@ -336,7 +336,7 @@ TEST_F(Ordering, ANewTarvelHasEveryOptionOff) {
   EXPECT_FALSE(tarvel.writeBackupFile());
 }
 
-/// Counts the titles that it is given to rank.
+/// Counts the titles to rank.
 class CountingCollator final : public Collator {
  public:
   explicit CountingCollator(Collator& collator) : collator_(collator) {}
@@ -351,7 +351,7 @@ class CountingCollator final : public Collator {
   Collator& collator_;
 };
 
-TEST_F(Ordering, ALongTitleIsRankedOnceHoweverManyHaveIt) {
+TEST_F(Ordering, ALongTitleOfSeveralChildrenIsRankedOnce) {
   const std::string b = "b" + std::string(1000, 'x');
   const std::string a = "a" + std::string(1000, 'x');
   const std::string notation = "Menu[ c@1 " + b + "@2 " + a + "@3 " + b + "@4 c@5 " + a + "@6 ]";

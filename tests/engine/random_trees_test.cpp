@@ -1,4 +1,4 @@
-// What holds for every tree, however odd.
+// Invariants that hold for every tree.
 
 #include <gtest/gtest.h>
 
@@ -48,7 +48,7 @@ void visitAll(PropertyListDictionary node, const Visit& visit) {
   for (std::size_t i = 0; i < children.size(); ++i) visitAll(children.at(i).dictionary(), visit);
 }
 
-/// The bookmarks that have an address, by serial, with the tree (top level, bar, menu, or outside all) they are in.
+/// The bookmarks with an address, by serial number, and their tree (top level, bar, menu, or none).
 struct Bookmark {
   std::string tree;
   std::string address;
@@ -61,7 +61,7 @@ std::map<std::string, Bookmark> bookmarksIn(const Tarvel& tarvel, PropertyListDi
   for (std::size_t i = 0; i < children.size(); ++i) {
     const PropertyListDictionary child = children.at(i).dictionary();
     std::string tree(child.string(kTitleKey).value_or(""));
-    // A second bar is replaced by the first, and its contents with it: that is the rule, however hard.
+    // By the rules, the first bar replaces a second one together with its content.
     const bool isSpecial = tree == kBookmarksBarTitle || tree == kBookmarksMenuTitle;
     if (isSpecial && !taken.insert(tree).second) continue;
     if (!isSpecial) tree = "top";
@@ -94,7 +94,7 @@ TEST_P(RandomTrees, NoBookmarkWithAnAddressIsLostUnlessItIsADuplicateInItsTree) 
   }
 }
 
-TEST_P(RandomTrees, EveryEntryButTitlesChildrenAndTheRootsIdentifierSurvives) {
+TEST_P(RandomTrees, EverythingButTitlesChildrenAndTheRootsIdentifierSurvives) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     const std::string before = bytesOf(randomBookmarks(seed));
     memory.fileManager.putFile(kPath, before);
@@ -126,7 +126,7 @@ TEST_P(RandomTrees, ASecondRunChangesNoOrder) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     memory.fileManager.putFile(kPath, bytesOf(randomBookmarks(seed)));
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
-    // Names given to untitled entries are made unique by the next run that writes, and may then sort elsewhere.
+    // Titles given to untitled entries are made unique by the next run, and may then sort elsewhere.
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     const std::string settledText = text(listOf(*memory.fileManager.bytesAt(kPath)));
@@ -138,13 +138,13 @@ TEST_P(RandomTrees, ASecondRunChangesNoOrder) {
   EXPECT_EQ(settled, kTrees);
 }
 
-TEST_P(RandomTrees, WhatIsWrittenIsNoLargerThanWhatWasRead) {
+TEST_P(RandomTrees, TheWrittenFileIsNoLargerThanTheReadOne) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     const std::string before = bytesOf(randomBookmarks(seed));
     memory.fileManager.putFile(kPath, before);
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     const std::string once = *memory.fileManager.bytesAt(kPath);
-    // A title once made may be long; otherwise only the root's identifier is new.
+    // New titles may be long. Otherwise only the root's identifier is new.
     std::size_t made = 0;
     const PropertyList old = listOf(before);
     const PropertyList now = listOf(once);

@@ -1,4 +1,4 @@
-// What a sort tells its observers, and how one of them ends it.
+// What a sort reports to its observers, and how an observer stops it.
 
 #include "engine/sort_observer.h"
 
@@ -19,7 +19,7 @@ using testing::IsEmpty;
 constexpr const char* kPath = "/f";
 constexpr const char* kBackup = "/b";
 
-/// What is removed, as "title: reason, survivor".
+/// Records removals as "title: reason, survivor".
 class RemovalRecorder final : public SortObserver {
  public:
   void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override {
@@ -37,7 +37,7 @@ class RemovalRecorder final : public SortObserver {
   }
 };
 
-/// Asks for the end the n-th time that it is asked itself, and counts what comes while the file is written.
+/// Requests a stop after `after` polls, and counts the polls during the write.
 class Stopper final : public StageObserver {
  public:
   explicit Stopper(std::size_t after) : after_(after) {}
@@ -73,7 +73,7 @@ struct SortObservers : testing::Test, EngineFixture {
   }
 };
 
-TEST_F(SortObservers, EveryRemovedDuplicateComesWithTheBookmarkThatStays) {
+TEST_F(SortObservers, EveryRemovedDuplicateIsReportedWithItsSurvivor) {
   EXPECT_THAT(removals("Root[ BookmarksBar[ a@u F[ b@u ] c@u ] BookmarksMenu[ d@v e@v ] x@u y@u ]"),
               ElementsAre("x: duplicate, y", "b: duplicate, c", "F: empty", "a: duplicate, c", "d: duplicate, e"));
 }
@@ -83,7 +83,7 @@ TEST_F(SortObservers, TheSurvivorOfALaterRenamedDuplicateHasItsFinalTitle) {
               ElementsAre("a: duplicate, News 2"));
 }
 
-TEST_F(SortObservers, TheRootOfATreeIsNotReportedAsRemovedHoweverEmptyItIs) {
+TEST_F(SortObservers, TheRootOfATreeIsNeverReportedAsRemoved) {
   EXPECT_THAT(removals("Root[ BookmarksBar[ ] BookmarksMenu[ ] ]"), IsEmpty());
   EXPECT_THAT(removals("Root[ BookmarksBar[ a@ ] BookmarksMenu[ k ] ]"), ElementsAre("a: no address"));
   const PropertyList bookmark = tree("a@");
@@ -113,7 +113,7 @@ TEST_F(SortObservers, AStopAtAnyPointLeavesTheFileAndMakesNoBackup) {
     EXPECT_EQ(memory.fileManager.bytesAt(kPath), before) << after;
     EXPECT_FALSE(memory.fileManager.bytesAt(kBackup)) << after;
   }
-  // Before reading, at each folder while cleaning and while ordering, and at the end.
+  // Before the read, at each folder during cleaning and ordering, and at the end.
   EXPECT_GT(stops, 8U);
   EXPECT_NE(memory.fileManager.bytesAt(kPath), before);
 }

@@ -45,7 +45,7 @@ struct SortOperation : testing::Test, EngineFixture {
 
   std::size_t reads() { return memory.fileManager.callCount(FileOperation::kRead); }
 
-  /// Something else writes the file, right after the engine has read it.
+  /// A concurrent write, right after the engine read the file.
   void interfereAfterReading(std::size_t times) {
     memory.fileManager.setHook([this, times, count = std::size_t{0}, isRead = false](const FileCall& call) mutable {
       if (call.operation == FileOperation::kRead) isRead = true;
@@ -57,7 +57,7 @@ struct SortOperation : testing::Test, EngineFixture {
   }
 };
 
-TEST_F(SortOperation, AnUnsortedFileIsBackedUpStampedAndWrittenInBinaryForm) {
+TEST_F(SortOperation, AnUnsortedFileIsBackedUpGetsANewIdentifierAndIsWrittenInBinaryForm) {
   const std::string before = put(kUnsorted);
   const std::string uuid(*read().list.root.dictionary().string(kWebBookmarkUUIDKey));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
@@ -85,7 +85,7 @@ TEST_F(SortOperation, TheRootIsCheckedBeforeTheVersion) {
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile);
 }
 
-TEST_F(SortOperation, MoreSameNamedEntriesThanCanBeRenamedAreSortedAllTheSame) {
+TEST_F(SortOperation, MoreSameNamedEntriesThanCanBeRenamedAreStillSorted) {
   tarvel.setRenameSamenamed(true);
   const PropertyList list = tree("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
   const PropertyListArray children =
@@ -103,7 +103,7 @@ TEST_F(SortOperation, MoreSameNamedEntriesThanCanBeRenamedAreSortedAllTheSame) {
   EXPECT_EQ(memory.systemLog.lines().size(), 1U);
 }
 
-TEST_F(SortOperation, MissingFileGives1BeforeTheLockIsLookedAt) {
+TEST_F(SortOperation, AMissingFileGives1BeforeTheLockIsChecked) {
   memory.fileManager.putFile(kLock, "");
   bool lockWasLookedAt = false;
   memory.fileManager.setHook([&](const FileCall& call) { lockWasLookedAt |= call.path == kLock; });
@@ -131,7 +131,7 @@ TEST_F(SortOperation, LockForTheWholeOperationGives8AfterTenSleepsAndTheFileIsNe
   EXPECT_EQ(reads(), 0U);
 }
 
-TEST_F(SortOperation, LockForTheFirstAttemptsIsWaitedOut) {
+TEST_F(SortOperation, ALockDuringTheFirstAttemptsDelaysTheSort) {
   put(kUnsorted);
   memory.fileManager.putFile(kLock, "");
   memory.clock.setHook([this](std::size_t sleeps) {
@@ -203,26 +203,26 @@ TEST_F(SortOperation, AStaleFileHandleIsAFailureToWrite) {
   EXPECT_EQ(reads(), 1U);
 }
 
-TEST_F(SortOperation, DateThatCannotBeReadGives8AfterTenReadsWhenSomethingIsToChange) {
+TEST_F(SortOperation, AnUnreadableDateGives8AfterTenReadsIfSomethingMustChange) {
   put(kUnsorted);
   memory.fileManager.failAlways(FileOperation::kDate, EACCES);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
   EXPECT_EQ(reads(), 10U);
 }
 
-TEST_F(SortOperation, DateThatCannotBeReadStillGives0WhenNothingIsToChange) {
+TEST_F(SortOperation, AnUnreadableDateGives0IfNothingMustChange) {
   put(kSorted);
   memory.fileManager.failAlways(FileOperation::kDate, EACCES);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   EXPECT_EQ(reads(), 1U);
 }
 
-TEST_F(SortOperation, LockedAttemptAfterAReadTakesOverThatResultWhenTheDateIsBack) {
+TEST_F(SortOperation, ALockedAttemptUsesTheResultOfAnEarlierReadIfTheDateIsTheSame) {
   put(kUnsorted);
   std::size_t dates = 0;
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation != FileOperation::kDate) return;
-    // The date after the first reading cannot be had; then the browser takes its lock.
+    // The date after the first read is unreadable. Then the browser takes its lock.
     if (++dates == 2) {
       memory.fileManager.failNext(FileOperation::kDate, EIO);
       memory.fileManager.putFile(kLock, "");
@@ -234,7 +234,7 @@ TEST_F(SortOperation, LockedAttemptAfterAReadTakesOverThatResultWhenTheDateIsBac
   EXPECT_EQ(written(), kSorted);
 }
 
-TEST_F(SortOperation, LockedAttemptAfterAReadGoesOnFailingWhenTheDateHasChanged) {
+TEST_F(SortOperation, ALockedAttemptAfterAReadFailsIfTheDateHasChanged) {
   put(kUnsorted);
   std::string latest;
   memory.clock.setHook([&](std::size_t sleeps) {
@@ -247,7 +247,7 @@ TEST_F(SortOperation, LockedAttemptAfterAReadGoesOnFailingWhenTheDateHasChanged)
       latest = bytesOf(tree("Root[ BookmarksBar[ x ] BookmarksMenu[ z y ] ]"));
       memory.fileManager.putFile(kLock, "");
     }
-    // The first date after the reading cannot be had, so a locked attempt follows.
+    // The first date after the read is unreadable, so a locked attempt follows.
     if (call.operation == FileOperation::kDate && ++dates == 2) memory.fileManager.failNext(FileOperation::kDate, EIO);
   });
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
@@ -256,7 +256,7 @@ TEST_F(SortOperation, LockedAttemptAfterAReadGoesOnFailingWhenTheDateHasChanged)
   EXPECT_EQ(memory.clock.sleeps().size(), 9U);
 }
 
-TEST_F(SortOperation, FileThatVanishesDuringTheAttemptsIsUnreadable) {
+TEST_F(SortOperation, AFileDeletedDuringTheAttemptsIsUnreadable) {
   put(kUnsorted);
   memory.fileManager.setHook([this](const FileCall& call) {
     if (call.operation == FileOperation::kRead) memory.fileManager.removeTree(kPath);
@@ -274,9 +274,9 @@ TEST_F(SortOperation, WithoutWriteBackupFileNoBackupIsAttempted) {
 
 TEST_F(SortOperation, WithAnExistingBackupTheStepSucceedsWithoutCopying) {
   put(kUnsorted);
-  memory.fileManager.putFile(kBackup, "first copy");
+  memory.fileManager.putFile(kBackup, "initial backup");
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
-  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "first copy");
+  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "initial backup");
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kCopy), 0U);
 }
 
@@ -336,7 +336,7 @@ TEST_F(SortOperation, UnreadableFileGives5AndTheDocumentLogs) {
   EXPECT_EQ(memory.systemLog.lines().size(), 1U);
 }
 
-TEST_F(SortOperation, WhatIsNoBookmarksRootGives3AndATooAdvancedVersion4) {
+TEST_F(SortOperation, ARootOfAnotherTypeGives3AndAVersionTooNew4) {
   memory.fileManager.putFile(kPath, "{ a = b; }");
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile);
   const PropertyList list = tree(kUnsorted);
@@ -384,7 +384,7 @@ TEST_F(SortOperation, EngineCodesAreThoseBelow10AsUnsigned) {
   EXPECT_FALSE(Tarvel::isTarvelError(static_cast<std::uint64_t>(std::int64_t{-1})));
 }
 
-TEST_F(SortOperation, ShortMessagesAreTheseByteForByte) {
+TEST_F(SortOperation, ShortMessagesMatchByteForByte) {
   const std::array<const char*, 9> kTexts = {
       "The sorted bookmark plist file was successfully written to disk.",
       "Could not find the bookmark plist file.",
@@ -403,7 +403,7 @@ TEST_F(SortOperation, ShortMessagesAreTheseByteForByte) {
   }
 }
 
-TEST_F(SortOperation, LongMessagesAreTheseByteForByte) {
+TEST_F(SortOperation, LongMessagesMatchByteForByte) {
   const std::array<const char*, 9> kTexts = {
       "The bookmarks file was opened, sorted and saved.",
       "The bookmarks file \xE2\x80\x9C/a b\xE2\x80\x9D could not be located. Please locate the file and try again.",
@@ -424,7 +424,7 @@ TEST_F(SortOperation, LongMessagesAreTheseByteForByte) {
   }
 }
 
-TEST_F(SortOperation, LongMessageOfAnUnknownCodeNamesIt) {
+TEST_F(SortOperation, TheLongMessageOfAnUnknownCodeContainsTheCode) {
   for (const std::int32_t code : {9, -1, 101}) {
     EXPECT_EQ(Tarvel::stringFromTarvelErrorAndFilename(memory.bundle, code, "f"),
               "The program ran into an unknown error: " + std::to_string(code) +
@@ -432,7 +432,7 @@ TEST_F(SortOperation, LongMessageOfAnUnknownCodeNamesIt) {
   }
 }
 
-TEST_F(SortOperation, AFileNameIsNotTakenForAFormat) {
+TEST_F(SortOperation, AFileNameIsNotInterpretedAsAFormat) {
   EXPECT_EQ(Tarvel::stringFromTarvelErrorAndFilename(memory.bundle, 4, "%@%d%%"),
             "The file \xE2\x80\x9C%@%d%%\xE2\x80\x9D is a bookmarks file, but the version is too advanced.");
 }
@@ -447,7 +447,7 @@ TEST_F(SortOperation, MessagesAreLookedUpByTheirEnglishText) {
 constexpr const char* kNoMemory =
     "There is not enough memory to sort the bookmarks file “/home/user/Library/Safari/Bookmarks.plist”.";
 
-/// A sort whose memory runs out in one operation of the files: the file stays, and the log says why.
+/// Memory runs out in one file operation of the sort. The file stays unchanged, and the cause is logged.
 struct MemoryShortage : SortOperation {
   TarvelError sortUntil(FileOperation operation) {
     const std::string before = put(kUnsorted);
@@ -461,19 +461,19 @@ struct MemoryShortage : SortOperation {
   }
 };
 
-TEST_F(MemoryShortage, WhileReadingIsAFailedReading) {
+TEST_F(MemoryShortage, WhileReadingGivesReadFailed) {
   EXPECT_EQ(sortUntil(FileOperation::kRead), TarvelErrorReadFailed);
 }
 
-TEST_F(MemoryShortage, DuringTheBackupIsAFailedBackup) {
+TEST_F(MemoryShortage, DuringTheBackupGivesBackupFailed) {
   EXPECT_EQ(sortUntil(FileOperation::kCopy), TarvelErrorBackupFailed);
 }
 
-TEST_F(MemoryShortage, WhileWritingIsAFailedWriting) {
+TEST_F(MemoryShortage, WhileWritingGivesWriteFailed) {
   EXPECT_EQ(sortUntil(FileOperation::kWrite), TarvelErrorWriteFailed);
 }
 
-TEST_F(MemoryShortage, ThatTheSystemReportsIsLoggedToo) {
+TEST_F(MemoryShortage, ReportedByTheSystemIsLoggedToo) {
   (void)put(kUnsorted);
   memory.fileManager.failNext(FileOperation::kRead, ENOMEM);
   EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kPath), TarvelErrorReadFailed);

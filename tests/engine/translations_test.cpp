@@ -1,4 +1,4 @@
-// Every language's table of texts against the texts the engine asks for.
+// Compares the table of every language with the texts that the engine looks up.
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@
 namespace tarvel {
 namespace {
 
-/// Knows no translation, and which were asked for.
+/// Translates nothing, and records the texts that are looked up.
 class RecordingBundle final : public Bundle {
  public:
   [[nodiscard]] std::string bundlePath() override { return {}; }
@@ -29,7 +29,7 @@ class RecordingBundle final : public Bundle {
   std::set<std::string> keys;
 };
 
-/// All that the engine asks a bundle for, whatever happens to it.
+/// Every text that the engine looks up.
 std::set<std::string> engineKeys() {
   RecordingBundle bundle;
   constexpr std::int32_t kFarCode = 300;
@@ -68,7 +68,7 @@ Table tableAt(const std::filesystem::path& path) {
   return table;
 }
 
-/// By language.
+/// The tables by language.
 std::map<std::string, Table> allTables() {
   const char* source = std::getenv("TARVEL_SOURCE_DIR");
   std::map<std::string, Table> tables;
@@ -79,7 +79,7 @@ std::map<std::string, Table> allTables() {
   return tables;
 }
 
-/// The letters that follow the percent signs, in alphabetic order: a translation may turn the sentence around.
+/// The letters after the percent signs, sorted: a translation may change their order.
 std::string placeholders(std::string_view text) {
   std::string found;
   for (std::size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at + 2)) {
@@ -92,7 +92,7 @@ std::string placeholders(std::string_view text) {
 TEST(Translations, EveryTextOfTheEngineIsAskedFor) {
   const std::set<std::string> keys = engineKeys();
   EXPECT_EQ(keys.count("No Name"), 1U);
-  // Eight codes and success, in a short and in a long text; one code has no long text, all unknown ones share one.
+  // Eight codes and success have a short and a long text. One code has no long text; unknown codes share one.
   EXPECT_EQ(keys.size(), 9U + 8U + 1U + 1U);
 }
 
@@ -136,7 +136,7 @@ TEST(Translations, QuotationMarksAreThoseOfTheLanguage) {
     const auto& [quotedName, closing] = marks.at(language);
     for (const auto& [key, text] : table) {
       EXPECT_EQ(countOf(text, quotedName), countOf(key, "“%@”")) << text;
-      // Nothing else is quoted in any of the texts, and no mark is left over from the English text.
+      // The texts contain no other quotation marks, and none of the English text.
       EXPECT_EQ(countOf(text, closing), countOf(key, "”") * (quotedName.starts_with(closing) ? 2 : 1)) << text;
       EXPECT_EQ(text.find_first_of("\"'`"), std::string::npos) << text;
       EXPECT_EQ(countOf(text, "\n"), countOf(key, "\n")) << text;

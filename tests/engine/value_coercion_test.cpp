@@ -41,28 +41,28 @@ struct ValueCoercion : testing::Test {
   PropertyListTree tree;
 };
 
-TEST_F(ValueCoercion, TextsGiveTheIntegersTheOriginalGives) {
+TEST_F(ValueCoercion, TextsConvertToTheOriginalsIntegers) {
   ASSERT_FALSE(strings["int_value"]["cases"].empty());
   for (const auto& item : strings["int_value"]["cases"]) {
     EXPECT_EQ(intValueOfText(item["s"].get<std::string>()), item["int32"].get<std::int32_t>()) << item;
   }
 }
 
-TEST_F(ValueCoercion, TextsGiveTheTruthsTheOriginalGives) {
+TEST_F(ValueCoercion, TextsConvertToTheOriginalsBooleans) {
   ASSERT_FALSE(strings["bool_value_of_string"]["cases"].empty());
   for (const auto& item : strings["bool_value_of_string"]["cases"]) {
     EXPECT_EQ(boolValueOfText(item["s"].get<std::string>()), item["value"].get<bool>()) << item;
   }
 }
 
-TEST_F(ValueCoercion, NumbersGiveTheIntegersTheOriginalGives) {
+TEST_F(ValueCoercion, NumbersConvertToTheOriginalsIntegers) {
   ASSERT_FALSE(strings["number_value"]["cases"].empty());
   for (const auto& item : strings["number_value"]["cases"]) {
     EXPECT_EQ(std::to_string(intValue(number(item["number"]))), item["int32"].get<std::string>()) << item;
   }
 }
 
-TEST_F(ValueCoercion, NumbersKeepTheWholeValueTheOriginalKeeps) {
+TEST_F(ValueCoercion, NumbersKeepTheOriginalsFullValue) {
   ASSERT_FALSE(strings["number_value"]["cases"].empty());
   for (const auto& item : strings["number_value"]["cases"]) {
     const PropertyListValue value = number(item["number"]);
@@ -77,14 +77,14 @@ TEST_F(ValueCoercion, NumbersKeepTheWholeValueTheOriginalKeeps) {
   }
 }
 
-TEST_F(ValueCoercion, BlankTextsAreThoseTheOriginalTrimsToNothing) {
+TEST_F(ValueCoercion, BlankTextsAreThoseTheOriginalTrimsToEmpty) {
   ASSERT_FALSE(strings["trim_whitespace"]["cases"].empty());
   for (const auto& item : strings["trim_whitespace"]["cases"]) {
     EXPECT_EQ(isBlank(item["s"].get<std::string>()), item["empty"].get<bool>()) << item;
   }
 }
 
-TEST_F(ValueCoercion, OfAllLettersThoseOfTheRecordedSetAreBlankAndAZeroWidthSpaceIsNot) {
+TEST_F(ValueCoercion, OnlyTheCharactersOfTheRecordedSetAreBlank) {
   std::set<std::string> recorded;
   for (const auto& digits : strings["whitespace_character_set"]["whitespaceCharacterSet"]) recorded.insert(digits);
   ASSERT_EQ(recorded.erase("200B"), 1U);

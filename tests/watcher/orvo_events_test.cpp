@@ -31,7 +31,7 @@ class RecordingDelegate final : public OrvoEventsDelegate {
   std::function<void(OrvoEvents&)> hook;
 };
 
-/// Leaves the method out.
+/// Does not override the method.
 class SilentDelegate final : public OrvoEventsDelegate {};
 
 class OrvoEventsTest : public testing::Test {
@@ -65,7 +65,7 @@ TEST_F(OrvoEventsTest, StartUsesALatencyOfOneSecond) {
   EXPECT_THAT(service.calls(), ElementsAre("create /folder 1", "start"));
 }
 
-TEST_F(OrvoEventsTest, AStreamIsAskedForNewEventsOnlyAndForNothingElse) {
+TEST_F(OrvoEventsTest, AStreamIsCreatedForNewEventsOnly) {
   EXPECT_TRUE(watcher->startWithLatency(2.0));
   EXPECT_EQ(service.lastSinceWhen(), 0xFFFFFFFFFFFFFFFF);
   EXPECT_EQ(service.lastFlags(), 1U);
@@ -92,7 +92,7 @@ TEST_F(OrvoEventsTest, AStreamThatDoesNotStartCountsAsRunning) {
   EXPECT_TRUE(watcher->isActive());
 }
 
-TEST_F(OrvoEventsTest, EventsJustBeforeTheLatencyAreNotToldAndAtItTheyAre) {
+TEST_F(OrvoEventsTest, EventsAreReportedAtTheLatencyAndNotBefore) {
   ASSERT_TRUE(watcher->startWithLatency(2.0));
   service.post("/folder");
   loop.advanceBy(1999ms);
@@ -145,7 +145,7 @@ TEST_F(OrvoEventsTest, EveryFlagIsPassedOnAsItCame) {
                                          Told{0xFFFFFFFF, 0xFFFFFFFFFFFFFFFF}));
 }
 
-TEST_F(OrvoEventsTest, WhileCoalescingIsOffInTheMiddleOfABatchTheBatchGoesOnAsItBegan) {
+TEST_F(OrvoEventsTest, TurningCoalescingOffDuringABatchDoesNotAffectThatBatch) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   delegate.hook = [](OrvoEvents& told) { told.setCoaleseSimultaneousEvents(true); };
@@ -193,7 +193,7 @@ TEST_F(OrvoEventsTest, UnpauseOfARunningWatcherChangesNothing) {
   EXPECT_TRUE(watcher->isActive());
 }
 
-TEST_F(OrvoEventsTest, NothingIsToldWhilePausedAndWhatChangedIsToldALatencyAfterUnpausing) {
+TEST_F(OrvoEventsTest, EventsDuringAPauseAreReportedALatencyAfterUnpausing) {
   ASSERT_TRUE(watcher->startWithLatency(2.0));
   watcher->pause();
   service.post("/folder");
@@ -276,7 +276,7 @@ TEST_F(OrvoEventsTest, StopOnAnIdleWatcherDoesNothing) {
   EXPECT_FALSE(watcher->isActive());
 }
 
-TEST_F(OrvoEventsTest, AfterStopNothingIsToldEvenOfWhatWasPending) {
+TEST_F(OrvoEventsTest, StopDiscardsPendingEvents) {
   ASSERT_TRUE(watcher->start());
   service.post("/folder");
   watcher->stop();
@@ -284,7 +284,7 @@ TEST_F(OrvoEventsTest, AfterStopNothingIsToldEvenOfWhatWasPending) {
   EXPECT_THAT(delegate.told, IsEmpty());
 }
 
-TEST_F(OrvoEventsTest, ADelegateThatLeavesTheMethodOutHearsNothingAndHarmsNothing) {
+TEST_F(OrvoEventsTest, ADelegateWithoutTheMethodIgnoresEvents) {
   SilentDelegate silent;
   watcher->setDelegate(&silent);
   ASSERT_TRUE(watcher->start());
@@ -307,7 +307,7 @@ TEST_F(OrvoEventsTest, WithoutADelegateEventsAreDropped) {
   EXPECT_EQ(delegate.told.size(), 1U);
 }
 
-TEST_F(OrvoEventsTest, TheStreamHoldsTheWatcherUntilItIsStopped) {
+TEST_F(OrvoEventsTest, TheStreamHoldsAReferenceToTheWatcherUntilStop) {
   ASSERT_TRUE(watcher->start());
   const std::weak_ptr<OrvoEvents> weak = watcher;
   OrvoEvents* const held = watcher.get();
@@ -320,13 +320,13 @@ TEST_F(OrvoEventsTest, TheStreamHoldsTheWatcherUntilItIsStopped) {
   EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(OrvoEventsTest, AWatcherThatNeverStartedGoesWithItsLastReference) {
+TEST_F(OrvoEventsTest, AWatcherThatNeverStartedIsDestroyedWithItsLastReference) {
   const std::weak_ptr<OrvoEvents> weak = watcher;
   watcher.reset();
   EXPECT_TRUE(weak.expired());
 }
 
-TEST_F(OrvoEventsTest, ADelegateMayStopAndLetGoOfTheWatcherInTheMiddleOfABatch) {
+TEST_F(OrvoEventsTest, ADelegateMayStopAndReleaseTheWatcherDuringABatch) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   const std::weak_ptr<OrvoEvents> weak = watcher;
@@ -339,7 +339,7 @@ TEST_F(OrvoEventsTest, ADelegateMayStopAndLetGoOfTheWatcherInTheMiddleOfABatch) 
   EXPECT_THAT(delegate.told, ElementsAre(Told{1, 1}, Told{2, 2}));
 }
 
-TEST_F(OrvoEventsTest, ANewPathCountsFromTheNextStart) {
+TEST_F(OrvoEventsTest, ANewPathTakesEffectAtTheNextStart) {
   ASSERT_TRUE(watcher->start());
   watcher->setPath("/other");
   service.post("/other");
