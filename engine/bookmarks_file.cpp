@@ -70,7 +70,7 @@ bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& d
 
 TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                    const std::optional<FileVersion>& readVersion) {
-  // A new document writes the binary form, whatever form was read.
+  // A new document always writes the binary form.
   BookmarksDocument document(platform_);
   DocumentError error;
   document.setBookmarksDictionary(dictionary);

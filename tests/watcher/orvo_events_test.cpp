@@ -14,20 +14,20 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace std::chrono_literals;
 
-struct Told {
+struct ReportedEvent {
   std::uint32_t flags;
   std::uint64_t id;
-  friend bool operator==(const Told&, const Told&) = default;
+  friend bool operator==(const ReportedEvent&, const ReportedEvent&) = default;
 };
 
 class RecordingDelegate final : public OrvoEventsDelegate {
  public:
   void incomingEventWithFlagsAndId(OrvoEvents& watcher, std::uint32_t flags, std::uint64_t id) override {
-    told.push_back({flags, id});
+    reported.push_back({flags, id});
     if (hook) hook(watcher);
   }
 
-  std::vector<Told> told;
+  std::vector<ReportedEvent> reported;
   std::function<void(OrvoEvents&)> hook;
 };
 
@@ -96,9 +96,9 @@ TEST_F(OrvoEventsTest, EventsAreReportedAtTheLatencyAndNotBefore) {
   ASSERT_TRUE(watcher->startWithLatency(2.0));
   service.post("/folder");
   loop.advanceBy(1999ms);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   loop.advanceBy(1ms);
-  EXPECT_THAT(delegate.told, ElementsAre(Told{0, 1}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{0, 1}));
 }
 
 TEST_F(OrvoEventsTest, LaterEventsJoinTheBatchAndDoNotDelayIt) {
@@ -108,49 +108,50 @@ TEST_F(OrvoEventsTest, LaterEventsJoinTheBatchAndDoNotDelayIt) {
   loop.advanceBy(1500ms);
   service.post("/folder", kEventFlagRootChanged);
   loop.advanceBy(500ms);
-  EXPECT_THAT(delegate.told, ElementsAre(Told{0, 1}, Told{kEventFlagRootChanged, 2}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{0, 1}, ReportedEvent{kEventFlagRootChanged, 2}));
 }
 
 TEST_F(OrvoEventsTest, CoalescingABatchOfFiveYieldsOneCallWithTheFirstEvent) {
   ASSERT_TRUE(watcher->start());
   service.deliver({7, 1, 2, 3, 4}, {50, 51, 52, 53, 54});
-  EXPECT_THAT(delegate.told, ElementsAre(Told{7, 50}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{7, 50}));
 }
 
 TEST_F(OrvoEventsTest, CoalescingAnEmptyBatchYieldsOneCallWithZeros) {
   ASSERT_TRUE(watcher->start());
   service.deliver({}, {});
-  EXPECT_THAT(delegate.told, ElementsAre(Told{0, 0}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{0, 0}));
 }
 
 TEST_F(OrvoEventsTest, WithoutCoalescingABatchOfFiveYieldsFiveCallsInOrder) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   service.deliver({7, 1, 2, 3, 4}, {50, 51, 52, 53, 54});
-  EXPECT_THAT(delegate.told, ElementsAre(Told{7, 50}, Told{1, 51}, Told{2, 52}, Told{3, 53}, Told{4, 54}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{7, 50}, ReportedEvent{1, 51}, ReportedEvent{2, 52},
+                                             ReportedEvent{3, 53}, ReportedEvent{4, 54}));
 }
 
 TEST_F(OrvoEventsTest, WithoutCoalescingAnEmptyBatchYieldsNoCall) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   service.deliver({}, {});
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
 }
 
 TEST_F(OrvoEventsTest, EveryFlagIsPassedOnAsItCame) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   service.deliver({0x10, 0x1, 0x20, 0x5, 0xFFFFFFFF}, {1, 2, 3, 4, 0xFFFFFFFFFFFFFFFF});
-  EXPECT_THAT(delegate.told, ElementsAre(Told{0x10, 1}, Told{0x1, 2}, Told{0x20, 3}, Told{0x5, 4},
-                                         Told{0xFFFFFFFF, 0xFFFFFFFFFFFFFFFF}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{0x10, 1}, ReportedEvent{0x1, 2}, ReportedEvent{0x20, 3},
+                                             ReportedEvent{0x5, 4}, ReportedEvent{0xFFFFFFFF, 0xFFFFFFFFFFFFFFFF}));
 }
 
-TEST_F(OrvoEventsTest, TurningCoalescingOffDuringABatchDoesNotAffectThatBatch) {
+TEST_F(OrvoEventsTest, TurningCoalescingOnDuringABatchDoesNotAffectThatBatch) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
-  delegate.hook = [](OrvoEvents& told) { told.setCoaleseSimultaneousEvents(true); };
+  delegate.hook = [](OrvoEvents& sender) { sender.setCoaleseSimultaneousEvents(true); };
   service.deliver({1, 2}, {1, 2});
-  EXPECT_THAT(delegate.told, ElementsAre(Told{1, 1}, Told{2, 2}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{1, 1}, ReportedEvent{2, 2}));
 }
 
 TEST_F(OrvoEventsTest, PauseStopsTheStreamAndKeepsIt) {
@@ -198,12 +199,12 @@ TEST_F(OrvoEventsTest, EventsDuringAPauseAreReportedALatencyAfterUnpausing) {
   watcher->pause();
   service.post("/folder");
   loop.advanceBy(60s);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   watcher->unPause();
   loop.advanceBy(1999ms);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   loop.advanceBy(1ms);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
 }
 
 TEST_F(OrvoEventsTest, APauseBeforeTheBatchIsDueHoldsTheBatchBack) {
@@ -212,17 +213,17 @@ TEST_F(OrvoEventsTest, APauseBeforeTheBatchIsDueHoldsTheBatchBack) {
   loop.advanceBy(1s);
   watcher->pause();
   loop.advanceBy(10s);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   watcher->unPause();
   loop.advanceBy(2s);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
 }
 
 TEST_F(OrvoEventsTest, AnIncomingEventReachesTheDelegateAlsoWhilePaused) {
   ASSERT_TRUE(watcher->start());
   watcher->pause();
   watcher->incomingEventWithFlagsAndId(3, 4);
-  EXPECT_THAT(delegate.told, ElementsAre(Told{3, 4}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{3, 4}));
 }
 
 TEST_F(OrvoEventsTest, StartOnARunningWatcherTearsDownTheOldStreamFirst) {
@@ -241,7 +242,7 @@ TEST_F(OrvoEventsTest, StartOnAPausedWatcherEndsRunningAndUnpaused) {
   EXPECT_FALSE(watcher->isPaused());
   service.post("/folder");
   loop.advanceBy(3s);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
 }
 
 TEST_F(OrvoEventsTest, AFailedStartOnAPausedWatcherLeavesItIdle) {
@@ -281,7 +282,7 @@ TEST_F(OrvoEventsTest, StopDiscardsPendingEvents) {
   service.post("/folder");
   watcher->stop();
   loop.advanceBy(10s);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
 }
 
 TEST_F(OrvoEventsTest, ADelegateWithoutTheMethodIgnoresEvents) {
@@ -292,7 +293,7 @@ TEST_F(OrvoEventsTest, ADelegateWithoutTheMethodIgnoresEvents) {
   loop.advanceBy(1s);
   service.deliver({1}, {1});
   EXPECT_TRUE(watcher->isActive());
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
 }
 
 TEST_F(OrvoEventsTest, WithoutADelegateEventsAreDropped) {
@@ -301,10 +302,10 @@ TEST_F(OrvoEventsTest, WithoutADelegateEventsAreDropped) {
   service.post("/folder");
   loop.advanceBy(1s);
   watcher->setDelegate(&delegate);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   service.post("/folder");
   loop.advanceBy(1s);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
 }
 
 TEST_F(OrvoEventsTest, TheStreamHoldsAReferenceToTheWatcherUntilStop) {
@@ -315,7 +316,7 @@ TEST_F(OrvoEventsTest, TheStreamHoldsAReferenceToTheWatcherUntilStop) {
   EXPECT_FALSE(weak.expired());
   service.post("/folder");
   loop.advanceBy(1s);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
   held->stop();
   EXPECT_TRUE(weak.expired());
 }
@@ -330,13 +331,13 @@ TEST_F(OrvoEventsTest, ADelegateMayStopAndReleaseTheWatcherDuringABatch) {
   ASSERT_TRUE(watcher->start());
   watcher->setCoaleseSimultaneousEvents(false);
   const std::weak_ptr<OrvoEvents> weak = watcher;
-  delegate.hook = [this](OrvoEvents& told) {
-    told.stop();
+  delegate.hook = [this](OrvoEvents& sender) {
+    sender.stop();
     watcher.reset();
   };
   service.deliver({1, 2}, {1, 2});
   EXPECT_TRUE(weak.expired());
-  EXPECT_THAT(delegate.told, ElementsAre(Told{1, 1}, Told{2, 2}));
+  EXPECT_THAT(delegate.reported, ElementsAre(ReportedEvent{1, 1}, ReportedEvent{2, 2}));
 }
 
 TEST_F(OrvoEventsTest, ANewPathTakesEffectAtTheNextStart) {
@@ -344,11 +345,11 @@ TEST_F(OrvoEventsTest, ANewPathTakesEffectAtTheNextStart) {
   watcher->setPath("/other");
   service.post("/other");
   loop.advanceBy(1s);
-  EXPECT_THAT(delegate.told, IsEmpty());
+  EXPECT_THAT(delegate.reported, IsEmpty());
   ASSERT_TRUE(watcher->start());
   service.post("/other");
   loop.advanceBy(1s);
-  EXPECT_EQ(delegate.told.size(), 1U);
+  EXPECT_EQ(delegate.reported.size(), 1U);
 }
 
 }  // namespace
