@@ -5,6 +5,8 @@ import pathlib
 import re
 import unittest
 
+import runner
+
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 PAGES = sorted(path for pattern in ("*.md", "docs/**/*.md", "samples/*.md", "tests/data/**/*.md") for path in SOURCE.glob(pattern))
 # build/ holds what a build makes; a page may name it before that.
@@ -35,4 +37,4 @@ class NamedFiles(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    unittest.main()
+    runner.main()
