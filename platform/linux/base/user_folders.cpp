@@ -10,6 +10,17 @@
 
 namespace tarvel {
 
+namespace {
+
+std::string userFolder(const char* variable, const char* belowHome) {
+  std::string folder = folderFromEnvironment(variable);
+  if (!folder.empty()) return folder;
+  const std::string home = userHomeFolder();
+  return home.empty() ? std::string() : home + belowHome;
+}
+
+}  // namespace
+
 std::string folderFromEnvironment(const char* variable) {
   const char* value = std::getenv(variable);
   return value != nullptr && *value == '/' ? value : "";
@@ -17,20 +28,24 @@ std::string folderFromEnvironment(const char* variable) {
 
 std::string userHomeFolder() {
   std::string home = folderFromEnvironment("HOME");
-  if (!home.empty()) return home;
+  return home.empty() ? homeFolderOf("") : home;
+}
+
+std::string homeFolderOf(const std::string& user) {
   std::vector<char> buffer(std::size_t{16} * 1024);
   passwd entry{};
   passwd* found = nullptr;
-  (void)::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
+  if (user.empty()) {
+    (void)::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
+  } else {
+    (void)::getpwnam_r(user.c_str(), &entry, buffer.data(), buffer.size(), &found);
+  }
   return found == nullptr ? std::string() : std::string(found->pw_dir);
 }
 
-std::string userSettingsFolder() {
-  std::string folder = folderFromEnvironment("XDG_CONFIG_HOME");
-  if (!folder.empty()) return folder;
-  const std::string home = userHomeFolder();
-  return home.empty() ? std::string() : home + "/.config";
-}
+std::string userSettingsFolder() { return userFolder("XDG_CONFIG_HOME", "/.config"); }
+std::string userDataFolder() { return userFolder("XDG_DATA_HOME", "/.local/share"); }
+std::string userCacheFolder() { return userFolder("XDG_CACHE_HOME", "/.cache"); }
 
 std::string privateFolderAt(const std::string& path) {
   constexpr mode_t kRights = 07777;
@@ -47,7 +62,7 @@ std::string runtimeFolderIn(const std::string& folders) {
 std::string userRuntimeFolder() {
   std::string folder = folderFromEnvironment("XDG_RUNTIME_DIR");
   if (!folder.empty()) return folder;
-  // su and cron do not set it.
+  // su and cron do not set XDG_RUNTIME_DIR.
   return runtimeFolderIn("/run/user");
 }
 

@@ -1,14 +1,12 @@
 #include "platform/linux/files/linux_file_manager.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <vector>
 
+#include "platform/linux/base/user_folders.h"
 #include "platform/linux/files/directory_lock.h"
 #include "platform/linux/files/displaced_file.h"
 #include "platform/linux/files/file_attributes.h"
@@ -23,24 +21,6 @@
 #include "platform/linux/files/undo_journal.h"
 
 namespace tarvel {
-
-namespace {
-
-std::string homeOfUser(const std::string& user) {
-  const char* home = std::getenv("HOME");
-  if (user.empty() && home != nullptr && *home != '\0') return home;
-  std::vector<char> buffer(std::size_t{16} * 1024);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (user.empty()) {
-    (void)::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
-  } else {
-    (void)::getpwnam_r(user.c_str(), &entry, buffer.data(), buffer.size(), &found);
-  }
-  return found == nullptr ? std::string() : std::string(found->pw_dir);
-}
-
-}  // namespace
 
 bool LinuxFileManager::fileExistsAtPath(const std::string& path) {
   struct stat status {};
@@ -154,17 +134,15 @@ std::string expandTilde(const std::string& path, const std::function<std::string
 }
 
 DirectoryLookup LinuxFileManager::applicationSupportDirectory() {
-  const char* dataHome = std::getenv("XDG_DATA_HOME");
-  // A relative path there is to be ignored, says the base directory convention.
-  const bool isUsable = dataHome != nullptr && *dataHome == '/';
-  const std::string path = isUsable ? dataHome : stringByExpandingTildeInPath("~/.local/share");
+  const std::string path = userDataFolder();
   FileStatus status = createDirectoryAtPath(path);
   if (!status.ok()) return {std::nullopt, std::move(status)};
   return {path, {}};
 }
 
 std::string LinuxFileManager::stringByExpandingTildeInPath(const std::string& path) {
-  return expandTilde(path, homeOfUser);
+  return expandTilde(path,
+                     [](const std::string& user) { return user.empty() ? userHomeFolder() : homeFolderOf(user); });
 }
 
 }  // namespace tarvel

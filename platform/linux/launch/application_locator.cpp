@@ -43,12 +43,10 @@ std::optional<ProgramCommand> commandForApplication(PropertyListSerialization& p
 
 std::string desktopFileWithIdentifier(std::string_view identifier) {
   if (identifier.empty() || identifier.find('/') != std::string_view::npos) return {};
-  std::string userFolder = folderFromEnvironment("XDG_DATA_HOME");
-  if (userFolder.empty()) userFolder = userHomeFolder() + "/.local/share";
   const char* systemFolders = std::getenv("XDG_DATA_DIRS");
   const bool areSet = systemFolders != nullptr && *systemFolders != '\0';
   std::vector<std::string> folders = componentsSeparatedBy(areSet ? systemFolders : "/usr/local/share:/usr/share", ':');
-  folders.insert(folders.begin(), std::move(userFolder));
+  folders.insert(folders.begin(), userDataFolder());
   std::error_code error;
   for (const std::string& folder : folders) {
     std::string candidate = folder + "/applications/" + std::string(identifier) + ".desktop";

@@ -82,5 +82,22 @@ TEST_F(UserFolders, TheLoginsFolderHasTheUsersNumberAndIsPrivate) {
   EXPECT_EQ(runtimeFolderIn(directory.path()), "");
 }
 
+TEST_F(UserFolders, ARelativePathInAVariableCountsAsUnset) {
+  struct Case {
+    const char* variable;
+    std::string (*folder)();
+    const char* belowHome;
+  };
+  for (const Case& one :
+       {Case{"XDG_CONFIG_HOME", userSettingsFolder, "/.config"}, Case{"XDG_DATA_HOME", userDataFolder, "/.local/share"},
+        Case{"XDG_CACHE_HOME", userCacheFolder, "/.cache"}}) {
+    ::setenv(one.variable, "/elsewhere", 1);
+    EXPECT_EQ(one.folder(), "/elsewhere") << one.variable;
+    ::setenv(one.variable, "elsewhere", 1);
+    EXPECT_EQ(one.folder(), userHomeFolder() + one.belowHome) << one.variable;
+    ::unsetenv(one.variable);
+  }
+}
+
 }  // namespace
 }  // namespace tarvel
