@@ -13,15 +13,10 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kAutomaticKey = "SUEnableAutomaticChecks";
-constexpr const char* kIntervalKey = "SUScheduledCheckInterval";
-constexpr const char* kLastCheckKey = "SULastCheckTime";
-constexpr const char* kSkippedKey = "SUSkippedVersion";
 constexpr const char* kFeedKey = "SUFeedURL";
 constexpr const char* kVersionKey = "CFBundleVersion";
 constexpr const char* kShortVersionKey = "CFBundleShortVersionString";
 constexpr const char* kIdentifierKey = "CFBundleIdentifier";
-constexpr double kDefaultInterval = 86400;
 /// A feed is not asked more often than once a minute, whatever the settings say.
 constexpr double kLeastInterval = 60;
 /// Property lists count from 2001, clocks from 1970.
@@ -34,14 +29,14 @@ class LinuxUpdater final : public Updater {
 
   [[nodiscard]] bool automaticallyChecksForUpdates() override {
     // Nobody was asked yet where the key is absent, and the agent asks nobody: that means no.
-    const bool isWanted = preferences().appBooleanValue(kAutomaticKey, identifier()).value_or(false);
+    const bool isWanted = preferences().appBooleanValue(kAutomaticUpdateChecksKey, identifier()).value_or(false);
     return isWanted && canCheck() && storedInterval() > 0;
   }
 
   [[nodiscard]] double updateCheckInterval() override { return std::max(storedInterval(), kLeastInterval); }
 
   [[nodiscard]] std::optional<Date> lastUpdateCheckDate() override {
-    const PropertyList value = preferences().copyAppValue(kLastCheckKey, identifier());
+    const PropertyList value = preferences().copyAppValue(kLastUpdateCheckKey, identifier());
     const auto seconds = value.root.date();
     constexpr double kMost = 9e9;
     if (!seconds || !(std::abs(*seconds) < kMost)) return std::nullopt;
@@ -59,7 +54,7 @@ class LinuxUpdater final : public Updater {
     if (const std::string version = information(kShortVersionKey); !version.empty()) {
       arguments.insert(arguments.end(), {"--current-short", version});
     }
-    const PropertyList skipped = preferences().copyAppValue(kSkippedKey, identifier());
+    const PropertyList skipped = preferences().copyAppValue(kSkippedUpdateKey, identifier());
     if (const auto version = skipped.root.string(); version && !version->empty()) {
       arguments.insert(arguments.end(), {"--skipped", std::string(*version)});
     }
@@ -87,18 +82,18 @@ class LinuxUpdater final : public Updater {
   }
 
   [[nodiscard]] double storedInterval() const {
-    const PropertyList value = preferences().copyAppValue(kIntervalKey, identifier());
+    const PropertyList value = preferences().copyAppValue(kUpdateCheckIntervalKey, identifier());
     if (const auto real = value.root.real()) return std::isfinite(*real) ? *real : 0;
-    const auto integer = preferences().appIntegerValue(kIntervalKey, identifier());
-    return integer ? static_cast<double>(*integer) : kDefaultInterval;
+    const auto integer = preferences().appIntegerValue(kUpdateCheckIntervalKey, identifier());
+    return integer ? static_cast<double>(*integer) : kDefaultUpdateCheckInterval;
   }
 
   void rememberCheck() {
     timespec now{};
     (void)::clock_gettime(CLOCK_REALTIME, &now);
     const auto tree = std::make_shared<PropertyListTree>();
-    preferences().setAppValue(kLastCheckKey, {tree, tree->makeDate(static_cast<double>(now.tv_sec) - kSecondsTo2001)},
-                              identifier());
+    preferences().setAppValue(kLastUpdateCheckKey,
+                              {tree, tree->makeDate(static_cast<double>(now.tv_sec) - kSecondsTo2001)}, identifier());
     // A date that is not kept makes the next check come sooner, and harms nobody.
     (void)preferences().appSynchronize(identifier());
   }

@@ -12,6 +12,18 @@
 
 namespace tarvel {
 
+// The user's choices, in the settings of the main application.
+
+/// Whether updates are looked for. Absent: no, as the agent never asks.
+inline constexpr const char* kAutomaticUpdateChecksKey = "SUEnableAutomaticChecks";
+/// Seconds between two checks; 0 or less turns them off.
+inline constexpr const char* kUpdateCheckIntervalKey = "SUScheduledCheckInterval";
+inline constexpr double kDefaultUpdateCheckInterval = 86400;
+/// The date of the last check.
+inline constexpr const char* kLastUpdateCheckKey = "SULastCheckTime";
+/// The version that the user declined.
+inline constexpr const char* kSkippedUpdateKey = "SUSkippedVersion";
+
 /// What every updater of this process stands on. All of it is borrowed.
 struct UpdaterSurroundings {
   LinuxRunLoop& runLoop;
