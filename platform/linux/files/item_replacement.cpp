@@ -73,14 +73,6 @@ std::string pathOf(const FilePlace& place) {
   return "/proc/self/fd/" + std::to_string(place.folder.get()) + "/" + place.name;
 }
 
-/// The same for later, when the folder is no longer open. Not from the path that was asked for: a link may have led
-/// here.
-std::string lastingPathOf(const FilePlace& place) {
-  std::error_code error;
-  const auto folder = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(place.folder.get()), error);
-  return (folder / place.name).string();
-}
-
 bool removeWhole(const FilePlace& place) {
   if (::unlinkat(place.folder.get(), place.name.c_str(), 0) == 0) return true;
   if (errno != EISDIR) return false;
@@ -97,7 +89,8 @@ FileReplacement replaceByExchange(const FilePlace& target, const FilePlace& repl
   if (removeWhole(replacement)) return {synced(target, replacement), std::nullopt};
   FileStatus failure = fileFailure(replacementPath);
   const bool isBack = rename(replacement, target, RENAME_EXCHANGE) == 0;
-  return {std::move(failure), isBack ? std::nullopt : std::optional(lastingPathOf(replacement))};
+  return {std::move(failure),
+          isBack ? std::nullopt : std::optional(pathInFolder(replacement.folder.get(), replacement.name))};
 }
 
 /// A free name beside the target, for its old item until the replacement is done. What an earlier one that was cut off
@@ -118,7 +111,7 @@ FileReplacement replaceByStepping(const FilePlace& target, const FilePlace& repl
                                   const std::string& targetPath) {
   const FilePlace aside = placeAside(target);
   if (!aside.folder || !moveToFreeName(target, aside)) return {fileFailure(targetPath), std::nullopt};
-  const std::string asidePath = lastingPathOf(aside);
+  const std::string asidePath = pathInFolder(aside.folder.get(), aside.name);
   const bool hasFollowed = moveToFreeName(replacement, target);
   if (hasFollowed && removeWhole(aside)) return {synced(target, replacement), std::nullopt};
   const FileStatus failure = fileFailure(hasFollowed ? asidePath : targetPath);
@@ -147,7 +140,7 @@ bool comeBack(const FilePlace& aside, const FilePlace& target) {
 FileReplacement finishCopy(TemporaryFile& copy, const FilePlace& target, const FilePlace& replacement,
                            const std::string& replacementPath) {
   const FilePlace aside = placeAside(target);
-  const std::string asidePath = lastingPathOf(aside);
+  const std::string asidePath = pathInFolder(aside.folder.get(), aside.name);
   if (!aside.folder || !keepAside(target, aside)) return {fileFailure(asidePath), std::nullopt};
   const bool isDone =
       copy.replace(target.name) && ::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) == 0;

@@ -7,27 +7,22 @@
 
 #include <cerrno>
 #include <charconv>
-#include <ctime>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
 #include "platform/linux/base/user_folders.h"
+#include "platform/linux/files/directory_lock.h"
 #include "platform/linux/files/private_folders.h"
 
 namespace tarvel {
 
 namespace {
 
-/// Whoever asks for the holder has the lock for a moment, so that one refusal is no refusal yet.
+/// A process that asks for the holder takes the lock for a moment, so one refusal is not final.
 bool lockSoon(int fd) {
-  constexpr int kAttempts = 5;
-  constexpr timespec kPause{0, 5'000'000};
-  for (int i = 0; i < kAttempts; ++i) {
-    if (i > 0) (void)::nanosleep(&kPause, nullptr);
-    if (::flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
-    if (errno != EWOULDBLOCK && errno != EINTR) return false;
-  }
-  return false;
+  constexpr std::chrono::milliseconds kPatience(20);
+  return lockUntil(fd, std::chrono::steady_clock::now() + kPatience);
 }
 
 /// Whether the file is this user's, and has no other name under which it means something else. One that was just

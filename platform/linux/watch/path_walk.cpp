@@ -70,17 +70,22 @@ PathWalk walkToFolder(const std::string& path) {
     const std::string next = joined(current, name);
     if (::lstat(next.c_str(), &status) != 0) {
       if (!isMissing(errno, walk)) walk.code = errno;
-      return endAt(walk, current, name), walk;
+      endAt(walk, current, name);
+      return walk;
     }
     if (S_ISLNK(status.st_mode)) {
       const std::filesystem::path target = std::filesystem::read_symlink(next, error);
       walk.links.push_back({next, identityOf(status), target.string()});
       // Going round in circles, it leads nowhere until one of the links changes.
-      if (error || walk.links.size() > kMostLinks) return endAt(walk, current, name), walk;
+      if (error || walk.links.size() > kMostLinks) {
+        endAt(walk, current, name);
+        return walk;
+      }
       if (target.is_absolute()) current = "/";
       prepend(components, target);
     } else if (!S_ISDIR(status.st_mode)) {
-      return endAt(walk, current, name), walk;
+      endAt(walk, current, name);
+      return walk;
     } else {
       current = next;
       walk.folders.push_back({current, identityOf(status)});
