@@ -95,6 +95,8 @@ std::string printable(std::string_view text) {
       [](UChar32 character) { return formatted("\\u{%04X}", character); });
 }
 
+std::string quotedText(std::string_view text) { return "“" + printable(text) + "”"; }
+
 std::string escapedJson(std::string_view json) {
   return escaped(
       json, [](UChar32 character) { return character == '\n'; }, jsonEscape);

@@ -12,6 +12,9 @@ namespace tarvel {
 /// One piece of text for people: \u{001B}. Line breaks and tabs are spelled out too.
 [[nodiscard]] std::string printable(std::string_view text);
 
+/// `text` printable and in quotation marks: “text”. The one way in which messages name paths and other outside text.
+[[nodiscard]] std::string quotedText(std::string_view text);
+
 /// A whole JSON document: \u001B, as JSON itself spells characters, so that its values stay the same. Line breaks
 /// between values stay.
 [[nodiscard]] std::string escapedJson(std::string_view json);

@@ -12,6 +12,7 @@
 #include <optional>
 #include <utility>
 
+#include "platform/linux/base/safe_text.h"
 #include "platform/linux/base/signal_hold.h"
 #include "platform/linux/files/directory_lock.h"
 #include "platform/linux/files/displaced_file.h"
@@ -56,7 +57,7 @@ std::optional<FileDate> dateOf(int fd) {
 }
 
 FileStatus hasChanged(const std::string& path) {
-  return {kFileHasChanged, "“" + path + "”: Another program has changed the file or has it open for writing."};
+  return {kFileHasChanged, quotedText(path) + ": Another program has changed the file or has it open for writing."};
 }
 
 /// Whether the file is the one that was read, unchanged, and no program is about to change it. Without such a version:

@@ -12,6 +12,8 @@
 #include <ctime>
 #include <vector>
 
+#include "platform/linux/base/safe_text.h"
+
 namespace tarvel {
 
 namespace {
@@ -24,7 +26,7 @@ FileStatus fileFailure(int code, const std::string& path) {
   std::array<char, 128> buffer{};
   // The GNU form, which answers the text.
   const char* words = ::strerror_r(code, buffer.data(), buffer.size());
-  return {code == 0 ? EIO : code, "“" + path + "”: " + words};
+  return {code == 0 ? EIO : code, quotedText(path) + ": " + words};
 }
 
 bool writeAt(int fd, std::span<const std::uint8_t> bytes, off_t position) {

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "platform/linux/base/safe_text.h"
+
 namespace tarvel {
 
 namespace {
@@ -36,7 +38,7 @@ std::size_t fileSizeLimit() {
 }
 
 FileStatus fileTooLarge(std::size_t most, const std::string& path) {
-  return {EFBIG, "“" + path + "” is larger than " + fileSizeText(most) +
+  return {EFBIG, quotedText(path) + " is larger than " + fileSizeText(most) +
                      ", the most that is read. To raise the limit, set the environment variable " +
                      kFileSizeLimitVariable + " to a size such as 2G."};
 }

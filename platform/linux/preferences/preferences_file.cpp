@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/base/safe_text.h"
 #include "platform/linux/files/file_io.h"
 #include "platform/linux/files/file_place.h"
 #include "platform/linux/files/file_reading.h"
@@ -74,7 +75,7 @@ void PreferencesFile::complain(State state, const std::string& reason) {
   state_ = state;
   list_ = {};
   if (loggedState_ != state)
-    systemLog_.log("The settings in “" + path_ + "” cannot be read, defaults are used: " + reason);
+    systemLog_.log("The settings in " + quotedText(path_) + " cannot be read, defaults are used: " + reason);
   loggedState_ = state;
 }
 

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/linux/base/program_command.h"
+#include "platform/linux/base/safe_text.h"
 #include "platform/linux/dbus/systemd_units.h"
 #include "platform/linux/dbus/user_manager.h"
 #include "platform/linux/files/managed_file.h"
@@ -39,7 +40,7 @@ std::string managersWords(const SystemdUnits& units) {
 }
 
 std::string inTheWay(const std::string& path) {
-  return "“" + path + "” is there already and was not made by this command. Move it away, then try again.";
+  return quotedText(path) + " is there already and was not made by this command. Move it away, then try again.";
 }
 
 /// Whether anything has the name, be it a link that leads nowhere.
@@ -89,8 +90,8 @@ ServiceAnswer LinuxAgentService::provideUnit(const std::string& program, const s
   if (facts.program == program) return {true, false, {}};
   if (ownershipOf(own) == Ownership::kForeign) return failure(inTheWay(own));
   if (!units.looksInto(userUnitsFolder())) {
-    return failure("The user's service manager does not look for units in “" + userUnitsFolder() +
-                   "”. Make XDG_CONFIG_HOME the same for it and for this command.");
+    return failure("The user's service manager does not look for units in " + quotedText(userUnitsFolder()) +
+                   ". Make XDG_CONFIG_HOME the same for it and for this command.");
   }
   // One of our own from another place may hide the installed one.
   if (const FileStatus removed = removeManagedFile(own); !removed.ok()) return failure(removed);
@@ -133,7 +134,7 @@ ServiceAnswer LinuxAgentService::enableAutostart(const std::string& program) {
 
 ServiceAnswer LinuxAgentService::enable(const std::string& program) {
   if (!isExecutableFile(program)) {
-    return failure("There is no agent at “" + program + "”. Install Tarvel as a whole, then try again.");
+    return failure("There is no agent at " + quotedText(program) + ". Install Tarvel as a whole, then try again.");
   }
   const auto unit = unitFor(program);
   return manager() != nullptr && unit ? enableUnit(program, *unit) : enableAutostart(program);
@@ -150,7 +151,7 @@ ServiceAnswer LinuxAgentService::disable() {
     if (isEnabled && !units.disable(kAgentUnit)) return failure(managersWords(units));
     answer.isChanged |= isEnabled;
   } else if (std::error_code error; !std::filesystem::remove(ownUnitLinkPath(), error) && error) {
-    return failure("“" + ownUnitLinkPath() + "” could not be removed: " + error.message() + ".");
+    return failure(quotedText(ownUnitLinkPath()) + " could not be removed: " + error.message() + ".");
   }
   for (const std::string& path : {own, autostartPath()}) {
     if (const FileStatus removed = removeManagedFile(path); !removed.ok()) return failure(removed);
@@ -175,7 +176,7 @@ LinuxAgentService::Launch LinuxAgentService::launch(const std::string& program) 
   }
   const auto process = spawnDetached({program, {program}, {}});
   if (process) return {true, {}, [child = *process] { return ::waitpid(child, nullptr, WNOHANG) != 0; }};
-  return {false, "“" + program + "” could not be executed: " + std::generic_category().message(errno) + ".", {}};
+  return {false, quotedText(program) + " could not be executed: " + std::generic_category().message(errno) + ".", {}};
 }
 
 bool LinuxAgentService::waitForAgent(const std::function<bool()>& hasEnded) {
@@ -192,7 +193,7 @@ bool LinuxAgentService::waitForAgent(const std::function<bool()>& hasEnded) {
 ServiceAnswer LinuxAgentService::start(const std::string& program) {
   if (runningAgent()) return {true, false, {}};
   if (!isExecutableFile(program)) {
-    return failure("There is no agent at “" + program + "”. Install Tarvel as a whole, then try again.");
+    return failure("There is no agent at " + quotedText(program) + ". Install Tarvel as a whole, then try again.");
   }
   const Launch launched = launch(program);
   if (!launched.isExecuted) return failure(launched.complaint);
@@ -213,8 +214,9 @@ ServiceAnswer LinuxAgentService::stop() {
   if (!runningAgent()) return answer;
   const RunningAgent agent(lockPath_, kAgentProgram);
   if (!agent)
-    return runningAgent() ? failure("Something holds “" + lockPath_ + "” that is not the agent; it was left alone.")
-                          : answer;
+    return runningAgent()
+               ? failure("Something holds " + quotedText(lockPath_) + " that is not the agent; it was left alone.")
+               : answer;
   if (!agent.askToEnd()) {
     return failure("Process " + std::to_string(agent.process()) +
                    " could not be told to end: " + std::generic_category().message(errno) + ".");

@@ -91,5 +91,10 @@ TEST(SafeText, NoControlByteGetsThroughAnyTwoBytes) {
   }
 }
 
+TEST(SafeText, QuotedTextIsPrintableAndInQuotationMarks) {
+  EXPECT_EQ(quotedText("/home/a b"), "“/home/a b”");
+  EXPECT_EQ(quotedText("a\x1B[2J"), "“a\\u{001B}[2J”");
+}
+
 }  // namespace
 }  // namespace tarvel
