@@ -10,7 +10,7 @@
 
 namespace tarvel {
 
-/// What a program that lives on as an application reaches besides: the command, which sorts once, builds none of it.
+/// The services that a long-running agent needs in addition to Platform. The command builds none of them.
 struct AgentPlatform {
   Platform sorting;
   Application& application;

@@ -5,48 +5,48 @@
 
 namespace tarvel {
 
-/// Who starts the agent whenever its user logs in.
+/// What starts the agent at login.
 enum class LoginStart { kNobody, kServiceManager, kDesktop };
 
-/// What is arranged for the user's next login.
+/// How the agent is set up to start at the user's next login.
 struct LoginEntry {
   LoginStart by = LoginStart::kNobody;
-  /// The file that says so, for messages.
+  /// The unit or desktop file, for messages.
   std::string file;
-  /// The program that will be started; empty where that cannot be told.
+  /// The program that will be started; empty when unknown.
   std::string program;
 };
 
-/// How a request ended.
+/// The result of a request.
 struct ServiceAnswer {
-  /// What was asked for is so now.
+  /// Whether the requested state holds now.
   bool isDone = false;
-  /// Something had to be done for it: it was not so before.
+  /// Whether the request changed anything.
   bool isChanged = false;
-  /// When it is not done: why, and what to do, in whole sentences.
+  /// On failure: the cause and the remedy, in sentences.
   std::string complaint;
 };
 
-/// The agent as something that runs: now, and in each of the user's sessions. Each call waits until what it asked for
-/// has happened, for seconds at most. One thread.
+/// Controls the agent process and its start at login. Each call blocks until its effect has happened, for seconds at
+/// most. Single-threaded.
 class AgentService {
  public:
   virtual ~AgentService() = default;
 
-  /// Whether the user has a service manager that answers. Where there is none, the desktop starts the agent.
+  /// Whether the user's service manager answers. Without one, the desktop starts the agent.
   [[nodiscard]] virtual bool hasManager() = 0;
   [[nodiscard]] virtual LoginEntry loginEntry() = 0;
-  /// The process that is the agent; none when it does not run, 0 when it cannot be told which it is.
+  /// The agent's process; none when it is not running, 0 when it runs but its process is unknown.
   [[nodiscard]] virtual std::optional<int> runningAgent() = 0;
 
-  /// Has `program`, the agent's full path, started at each login; does not start it now. What somebody else has put
-  /// in the way is left alone, and complained of.
+  /// Sets `program`, the agent's absolute path, to start at each login; does not start it now. Fails without touching
+  /// unit or desktop files that this program did not write.
   [[nodiscard]] virtual ServiceAnswer enable(const std::string& program) = 0;
-  /// Takes back whatever enable() has made; does not end the agent.
+  /// Undoes enable(); does not stop the agent.
   [[nodiscard]] virtual ServiceAnswer disable() = 0;
-  /// Starts `program` now, unless an agent runs. Done means that it runs.
+  /// Starts `program` unless an agent is running. Succeeds when the agent runs.
   [[nodiscard]] virtual ServiceAnswer start(const std::string& program) = 0;
-  /// Ends the agent in order, whoever has started it. No process but the agent is ever touched.
+  /// Stops the agent with SIGTERM, however it was started. Touches no other process.
   [[nodiscard]] virtual ServiceAnswer stop() = 0;
 };
 

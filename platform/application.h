@@ -2,42 +2,42 @@
 
 namespace tarvel {
 
-/// The exit status that asks the service manager for a new start, by "RestartForceExitStatus" in the unit. The number
-/// is that of a temporary failure.
+/// Exit status that makes the service manager restart the program ("RestartForceExitStatus" in the unit). The value is
+/// EX_TEMPFAIL.
 inline constexpr int kRestartStatus = 75;
 
-/// What a program does at the two ends of its life.
+/// Callbacks for the start and the end of the process.
 class ApplicationDelegate {
  public:
   virtual ~ApplicationDelegate() = default;
 
-  /// The application is up and its run loop is about to turn.
+  /// Called once, right before the run loop starts.
   virtual void applicationDidFinishLaunching() = 0;
-  /// The last call before the process ends. Comes once.
+  /// The last call before the process ends. Called once.
   virtual void applicationWillTerminate() = 0;
 };
 
-/// The process as an application of the logged-in user: one of its kind per user, ended by terminate() or by a signal
-/// that asks for an orderly end. Everything happens on the thread that called run().
+/// The process as an application of the logged-in user: a single instance per user, ended by terminate() or by a
+/// termination signal. Single-threaded: everything runs on the thread that called run().
 class Application {
  public:
   virtual ~Application() = default;
 
-  /// Tells the delegate that launching is over, then turns the run loop until the application is terminated. Answers
-  /// the exit status of the process: kRestartStatus after restartIfReplaced(), and 0 also where another instance is
-  /// running already: that one is logged and the delegate hears nothing. `delegate` is borrowed until run() returns.
+  /// Calls the delegate's applicationDidFinishLaunching(), then runs the loop until the application is terminated.
+  /// Returns the exit status: 0, or kRestartStatus after restartIfReplaced(). If another instance is running, logs that
+  /// and returns 0 without calling the delegate. `delegate` is borrowed until run() returns.
   [[nodiscard]] virtual int run(ApplicationDelegate& delegate) = 0;
 
-  /// Tells the delegate that the end has come, within this call, and makes run() return as soon as the callback that is
-  /// under way returns: no request, timer, event or signal is handled any more. A second call does nothing.
+  /// Calls applicationWillTerminate() before returning, and makes run() return as soon as the current callback returns:
+  /// no further request, timer, event or signal is handled. Idempotent.
   virtual void terminate() = 0;
 
-  /// terminate(), with an exit status that has the service manager start the program again, if another version of the
-  /// program is installed by now and a service manager runs this one. Answers whether. To be called when nothing is
-  /// under way: the new process knows nothing of this one.
+  /// If another version of the program has been installed and a service manager runs this process, terminates with
+  /// kRestartStatus, so that the service manager starts the new version. Returns whether it did. Call it only when
+  /// idle: no state is handed over.
   virtual bool restartIfReplaced() = 0;
 
-  /// Whether the end was asked for and waits for the callback that is under way, so that a long one can stop early.
+  /// Whether termination is pending until the current callback returns; lets a long callback stop early.
   [[nodiscard]] virtual bool isEndRequested() = 0;
 };
 

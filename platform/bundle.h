@@ -7,23 +7,23 @@
 
 namespace tarvel {
 
-/// A folder that holds a program with what it carries besides its code.
+/// A program's folder with its resources.
 class Bundle {
  public:
   virtual ~Bundle() = default;
 
-  /// The bundle's folder, without a slash at the end. Empty for a program that stands in no bundle.
+  /// The bundle's folder, without a trailing slash. Empty for a program outside of any bundle.
   [[nodiscard]] virtual std::string bundlePath() = 0;
 
-  /// A text of the bundle's information list; none when the key is absent or holds something else.
+  /// A string from the bundle's Info.plist; none when the key is absent or its value is not a string.
   [[nodiscard]] virtual std::optional<std::string> stringForInfoDictionaryKey(std::string_view key) = 0;
 
-  /// The user's language's text for `key` in the default strings table. Without a translation: `value`, or `key`
-  /// itself when `value` is empty.
+  /// The translation of `key` in the default strings table for the user's language. Without one: `value`, or `key` if
+  /// `value` is empty.
   [[nodiscard]] virtual std::string localizedStringForKeyValue(std::string_view key, std::string_view value) = 0;
 };
 
-/// Bundles by path.
+/// Opens bundles by path.
 class Bundles {
  public:
   virtual ~Bundles() = default;

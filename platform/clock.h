@@ -6,7 +6,7 @@
 
 namespace tarvel {
 
-/// Waits.
+/// Time and sleeping.
 class Clock {
  public:
   virtual ~Clock() = default;
@@ -14,9 +14,9 @@ class Clock {
   /// Blocks the calling thread.
   virtual void sleepFor(std::chrono::milliseconds duration) = 0;
 
-  /// Time awake since some beginning; never goes back. May be asked from any thread.
+  /// Time awake since an arbitrary start; never goes back. Thread-safe.
   [[nodiscard]] virtual std::chrono::nanoseconds monotonic() = 0;
-  /// What the user's clock says, which may be set back.
+  /// The wall clock, which can be set back.
   [[nodiscard]] virtual Date wallClock() = 0;
 };
 

@@ -7,15 +7,14 @@
 
 namespace tarvel {
 
-/// Orders titles the way the user's language does: case ignored, accents not, digits one by one.
+/// Orders titles by the rules of the user's language: case is ignored, accents count, digits compare one by one.
 class Collator {
  public:
   virtual ~Collator() = default;
 
-  /// One rank for each title, comparable only with the others of the same call: a lower rank comes first, equal ranks
-  /// are titles that compare the same. Titles are UTF-8, lone surrogates as three bytes. Ranks, rather than a
-  /// comparison, because no set of ranks can contradict itself: whatever the language data says, a sort by them ends
-  /// and repeats.
+  /// One rank per title, comparable only within one call: lower ranks come first, equal ranks compare equal. Titles are
+  /// UTF-8; a lone surrogate is three bytes. The interface returns ranks instead of comparing pairs because ranks are
+  /// always a strict weak order, whatever the language data says.
   [[nodiscard]] virtual std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) = 0;
 };
 

@@ -10,21 +10,21 @@
 
 namespace tarvel {
 
-/// Bytes with shared ownership, immutable once made. A default one is empty.
+/// Immutable bytes with shared ownership. Empty by default.
 class Data {
  public:
   Data() = default;
-  /// `size` bytes from where `bytes` points, which it keeps alive.
+  /// `size` bytes at `bytes`, which this keeps alive.
   Data(std::shared_ptr<const std::uint8_t> bytes, std::size_t size) : bytes_(std::move(bytes)), size_(size) {}
 
-  /// The bytes of `text`, copied.
+  /// A copy of the bytes of `text`.
   [[nodiscard]] static Data copyOf(std::string_view text) {
     auto owner = std::make_shared<std::string>(text);
     const auto* first = reinterpret_cast<const std::uint8_t*>(owner->data());  // NOLINT: chars read as bytes
     return {std::shared_ptr<const std::uint8_t>(owner, first), text.size()};
   }
 
-  /// Valid while this or a copy of it lives.
+  /// Valid while this object or a copy of it exists.
   [[nodiscard]] std::span<const std::uint8_t> bytes() const { return {bytes_.get(), size_}; }
   /// In bytes.
   [[nodiscard]] std::size_t size() const { return size_; }
@@ -34,20 +34,20 @@ class Data {
   std::size_t size_ = 0;
 };
 
-/// Bytes to be written, as pieces in order, so that unchanged stretches of a file need no copy.
-/// `owners` keeps alive what the pieces point into.
+/// Bytes to write, as an ordered list of pieces, so that unchanged ranges of a file are not copied. `owners` keeps the
+/// memory of the pieces alive.
 struct DataPieces {
-  std::vector<std::span<const std::uint8_t>> pieces;  ///< One after the other.
-  std::vector<std::shared_ptr<const void>> owners;    ///< Of what the pieces point into.
+  std::vector<std::span<const std::uint8_t>> pieces;  ///< In order.
+  std::vector<std::shared_ptr<const void>> owners;    ///< Keep the pieces' memory alive.
 
-  /// Of all pieces together, in bytes.
+  /// Total size in bytes.
   [[nodiscard]] std::size_t size() const {
     std::size_t total = 0;
     for (const auto& piece : pieces) total += piece.size();
     return total;
   }
 
-  /// One copy of everything, for callers that need it whole.
+  /// All pieces in one string.
   [[nodiscard]] std::string joined() const {
     std::string all;
     all.reserve(size());

@@ -7,68 +7,67 @@
 
 namespace tarvel {
 
-/// The flag bits of one event. The values are the original platform's.
+/// Flag bits of an event. The values are the original platform's.
 enum EventStreamEventFlags : std::uint32_t {
   kEventFlagNone = 0x0,             ///< Something in the folder changed.
-  kEventFlagMustScanSubDirs = 0x1,  ///< Events were put together; look again at everything below.
-  kEventFlagUserDropped = 0x2,      ///< With kEventFlagMustScanSubDirs: lost on this side.
-  kEventFlagKernelDropped = 0x4,    ///< With kEventFlagMustScanSubDirs: lost in the kernel.
-  kEventFlagEventIdsWrapped = 0x8,  ///< Identifiers began again at 0.
-  kEventFlagHistoryDone = 0x10,     ///< The past has been told.
-  kEventFlagRootChanged = 0x20,     ///< The watched path leads to another folder now, or to none.
+  kEventFlagMustScanSubDirs = 0x1,  ///< Events were coalesced; rescan everything below.
+  kEventFlagUserDropped = 0x2,      ///< With kEventFlagMustScanSubDirs: dropped in this process.
+  kEventFlagKernelDropped = 0x4,    ///< With kEventFlagMustScanSubDirs: dropped in the kernel.
+  kEventFlagEventIdsWrapped = 0x8,  ///< Event identifiers wrapped around to 0.
+  kEventFlagHistoryDone = 0x10,     ///< All past events were delivered.
+  kEventFlagRootChanged = 0x20,     ///< The watched path now leads to another folder, or to none.
   kEventFlagMount = 0x40,           ///< A file system was mounted on the path.
   kEventFlagUnmount = 0x80,         ///< A file system was unmounted from the path.
 };
 
-/// As `sinceWhen`: only events after the stream was made.
+/// Value of `sinceWhen`: only events after the stream's creation.
 inline constexpr std::uint64_t kEventStreamEventIdSinceNow = 0xFFFFFFFFFFFFFFFF;
 
-/// As creation flags: no events for single files, the first event waits for the latency, the root's own moves are not
-/// asked for.
+/// Creation flags: no events for single files, the latency applies to the first event, moves of the root are not
+/// requested.
 inline constexpr std::uint32_t kEventStreamCreateFlagUseCFTypes = 1;
 
-/// Events that are reported together, in the order in which they happened. The spans have one length, which may be 0,
-/// and last as long as the call that brings them. Identifiers increase; 0 occurs in no event.
+/// Events delivered together, in chronological order. Both spans have the same length, which may be 0, and are valid
+/// during the call. Identifiers increase; no event has identifier 0.
 struct EventStreamBatch {
   std::span<const std::uint32_t> flags;
   std::span<const std::uint64_t> ids;
 };
 
-/// Who hears of events.
+/// Receives events.
 class EventStreamClient {
  public:
   virtual ~EventStreamClient() = default;
 
-  /// Comes on the thread of the stream's run loop. The stream may be stopped, invalidated and destroyed in here.
+  /// Called on the thread of the stream's run loop. May stop, invalidate or destroy the stream.
   virtual void receiveBatch(const EventStreamBatch& batch) = 0;
 };
 
-/// The changes of one watched path, as batches. Made stopped. Holds its client, strongly, until it is destroyed.
-/// One thread: that of its run loop.
+/// Batches of changes of one watched path. Created stopped. Holds a strong reference to its client. Use it on the
+/// thread of its run loop only.
 class EventStream {
  public:
-  /// Invalidates first, if that was not done.
+  /// Invalidates the stream if necessary.
   virtual ~EventStream() = default;
 
-  /// Begins, or goes on, to deliver. Changes since stop() are delivered too, a full latency from now. False when it
-  /// cannot; starting a running stream is success and changes nothing.
+  /// Starts or resumes delivery. Changes since stop() are delivered after a full latency. False on failure; no effect
+  /// on a running stream.
   virtual bool start() = 0;
-  /// From here on nothing is delivered until start(); changes are still noted.
+  /// Pauses delivery until start(); changes are still recorded.
   virtual void stop() = 0;
-  /// Takes the stream off its run loop for good.
+  /// Removes the stream from its run loop permanently.
   virtual void invalidate() = 0;
 };
 
-/// Makes streams, all on one run loop.
+/// Creates streams on one run loop.
 class EventStreamService {
  public:
   virtual ~EventStreamService() = default;
 
-  /// A stream for what happens in the folder at `path` itself, not in folders below it. The folder need not exist: its
-  /// coming, going and being replaced by another are events like the changes within. The first event starts a clock
-  /// of `latency` seconds, later ones join it without moving it, and then one batch is delivered. `sinceWhen` is
-  /// kEventStreamEventIdSinceNow and `flags` is kEventStreamCreateFlagUseCFTypes; nothing else is served.
-  /// Null when the path is empty or cannot be watched: no permission, no descriptors, no memory, no watches left.
+  /// Watches the folder at `path`, not its subfolders. The folder need not exist: creation, removal and replacement are
+  /// reported as events. The first event starts a timer of `latency` seconds; later events join the batch without
+  /// restarting it. `sinceWhen` must be kEventStreamEventIdSinceNow and `flags` kEventStreamCreateFlagUseCFTypes. Null
+  /// when the path is empty or cannot be watched: no permission, descriptors, memory or watches.
   [[nodiscard]] virtual std::unique_ptr<EventStream> createStream(std::shared_ptr<EventStreamClient> client,
                                                                   const std::string& path, std::uint64_t sinceWhen,
                                                                   double latency, std::uint32_t flags) = 0;

@@ -9,12 +9,12 @@
 
 namespace tarvel {
 
-/// One message of the system's log.
+/// A message of the system log.
 struct LogRecord {
   Date time;
-  /// Who wrote it: a program's name.
+  /// The program that wrote it.
   std::string program;
-  /// As it was written, line breaks and all.
+  /// The message as written, line breaks included.
   std::string message;
 };
 
@@ -26,16 +26,15 @@ struct LogReading {
   std::vector<LogRecord> records;
 };
 
-/// What this user's agent and main application have written to the system's log, and what the service manager has
-/// written about the agent. One thread.
+/// Reads messages of this user's agent and main application from the system log, and the service manager's messages
+/// about the agent. Single-threaded.
 class LogReader {
  public:
   virtual ~LogReader() = default;
 
   /// The last `count` messages.
   [[nodiscard]] virtual LogReading last(std::size_t count) = 0;
-  /// Tells every message that comes after those of last(), as it comes, until `tell` answers false or the log cannot be
-  /// read any more.
+  /// Calls `tell` for each new message after those of last(), until `tell` returns false or the log cannot be read.
   virtual void follow(const std::function<bool(const LogRecord&)>& tell) = 0;
 };
 

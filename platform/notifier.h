@@ -4,13 +4,12 @@
 
 namespace tarvel {
 
-/// Tells the user something where they will see it, without a window of its own.
+/// Shows notifications to the user.
 class Notifier {
  public:
   virtual ~Notifier() = default;
 
-  /// `title` in a few words, `text` in whole sentences; both plain, whatever characters they hold. False when nobody
-  /// was there to show it.
+  /// Shows a short `title` and a plain `text`; neither is interpreted as markup. False if nothing could show it.
   [[nodiscard]] virtual bool notify(const std::string& title, const std::string& text) = 0;
 };
 

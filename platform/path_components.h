@@ -5,8 +5,8 @@
 
 namespace tarvel {
 
-/// The path less its last component: "/a/b/" gives "/a", "/a" gives "/", "/" gives "/", "a" gives "".
-/// Repeated slashes count as one.
+/// The path without its last component: "/a/b/" gives "/a", "/a" gives "/", "/" gives "/", "a" gives "". Repeated
+/// slashes count as one.
 [[nodiscard]] inline std::string deletingLastPathComponent(std::string_view path) {
   std::string clean;
   for (const char c : path) {

@@ -11,16 +11,16 @@
 
 namespace tarvel {
 
-/// What sorting one file reaches, by reference. Owned by whoever built it, and outliving all that borrows this.
+/// The services that sorting a file needs, by reference. The owner must outlive all borrowers.
 struct Platform {
   PropertyListSerialization& propertyLists;  ///< Reads and writes property lists.
-  FileManager& fileManager;                  ///< The files.
-  Collator& collator;                        ///< The order of titles.
-  UuidSource& uuidSource;                    ///< New identifiers.
-  SystemLog& systemLog;                      ///< Lines for whoever looks.
-  Bundle& bundle;                            ///< The texts of messages and names.
-  Workspace& workspace;                      ///< The desktop around the program.
-  Clock& clock;                              ///< Waits for the browser.
+  FileManager& fileManager;                  ///< Reads and writes files.
+  Collator& collator;                        ///< Orders titles.
+  UuidSource& uuidSource;                    ///< Makes identifiers.
+  SystemLog& systemLog;                      ///< Diagnostics.
+  Bundle& bundle;                            ///< Translated messages.
+  Workspace& workspace;                      ///< Launches applications.
+  Clock& clock;                              ///< Time and sleeping.
 };
 
 }  // namespace tarvel

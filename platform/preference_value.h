@@ -10,7 +10,7 @@
 
 namespace tarvel {
 
-// What a stored setting stands for, by the original platform's rules. A real stands for nothing, whatever its value.
+// How stored settings convert, by the original platform's rules. A real never converts.
 
 namespace preference_value {
 
@@ -27,7 +27,7 @@ namespace preference_value {
   return text;
 }
 
-/// A text that is wholly one number: white space, a sign, white space, digits. Held to 32 bits.
+/// A string that consists of one number: white space, a sign, white space, digits. Saturates at 32 bits.
 [[nodiscard]] inline std::optional<std::int64_t> integerOfText(std::string_view text) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
   constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
@@ -57,7 +57,7 @@ namespace preference_value {
   return std::nullopt;
 }
 
-/// The low 64 bits of an integer, or a text that is wholly one. A boolean stands for no integer.
+/// The low 64 bits of an integer, or a string that consists of one. A boolean does not convert.
 [[nodiscard]] inline std::optional<std::int64_t> integerFromPreference(PropertyListValue value) {
   if (const auto integer = value.integer()) return integer;
   const auto text = value.string();

@@ -15,17 +15,17 @@ class PropertyListArray;
 class PropertyListDictionary;
 struct PropertyListAccess;
 
-/// The forms a property list is stored in. The numbers are the original platform's and appear in log lines.
+/// Storage formats of property lists. The numbers are the original platform's and appear in log lines.
 enum class PropertyListFormat : std::uint32_t {
   kOpenStep = 1,  ///< Read, never written.
   kXml = 100,
   kBinary = 200,
 };
 
-/// Reading a text of up to so many bytes again costs hardly more than to know that it was read.
+/// Up to this many bytes, re-reading a string costs about as much as looking up whether it was read.
 inline constexpr std::size_t kLongestShortText = 256;
 
-/// What a value is. `kNull` and `kSet` occur in binary files only; they can be read but not written.
+/// The type of a value. `kNull` and `kSet` occur in binary files only; they can be read but not written.
 enum class PropertyListType : std::uint8_t {
   kAbsent,
   kNull,
@@ -41,22 +41,20 @@ enum class PropertyListType : std::uint8_t {
   kSet,
 };
 
-/// A dictionary key with its hash, so that looking up a constant hashes nothing. Borrows its text.
+/// A dictionary key with its precomputed hash. Borrows its text.
 class PropertyListKey {
  public:
-  /// `text` outlives the key, as it does in the next one.
-  // NOLINTBEGIN(google-explicit-constructor): keys are written as plain text at every call.
+  /// `text` must outlive the key.
+  // NOLINTBEGIN(google-explicit-constructor): call sites pass string literals.
   constexpr PropertyListKey(std::string_view text) : text_(text), hash_(hashOf(text)) {}
-  /// `text` ends with a zero byte.
+  /// `text` is zero-terminated.
   constexpr PropertyListKey(const char* text) : PropertyListKey(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
-  /// The key itself.
   [[nodiscard]] constexpr std::string_view text() const { return text_; }
-  /// What hashOf() makes of it.
   [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }
 
-  /// FNV-1a over the bytes. It only skips comparisons in a linear scan, so chosen collisions gain an attacker nothing.
+  /// FNV-1a. It only skips comparisons in a linear scan, so deliberate collisions gain nothing.
   [[nodiscard]] static constexpr std::uint32_t hashOf(std::string_view text) {
     std::uint32_t hash = 2166136261U;
     for (const char c : text) hash = (hash ^ static_cast<std::uint8_t>(c)) * 16777619U;
@@ -68,53 +66,52 @@ class PropertyListKey {
   std::uint32_t hash_;
 };
 
-/// One value of a property list: a small handle into the tree that owns it.
+/// A value of a property list: a small handle into the tree that owns it.
 ///
-/// Handles are copied freely and die with their tree. Every typed getter answers "absent" when the value has another
-/// type; nothing converts. Texts are UTF-8, generalised so that a lone surrogate is kept as its three bytes.
-/// One thread at a time per tree.
+/// Handles are cheap to copy and valid as long as their tree. A typed getter returns "absent" for a value of another
+/// type; nothing is converted. Strings are UTF-8, generalised so that a lone surrogate is kept as its three bytes. Not
+/// thread-safe per tree.
 class PropertyListValue {
  public:
-  /// An absent value, which belongs to no tree.
+  /// An absent value, without a tree.
   PropertyListValue() = default;
 
   explicit operator bool() const { return tree_ != nullptr; }  ///< Whether it is present.
-  [[nodiscard]] PropertyListType type() const;                 ///< Which of the getters below answers.
+  [[nodiscard]] PropertyListType type() const;                 ///< Selects the getter below.
 
   [[nodiscard]] std::optional<bool> boolean() const;  ///< Of a boolean alone.
-  /// The low 64 bits of an integer; one above 2^63 - 1 wraps, as in the number objects of the original platform.
+  /// The low 64 bits of an integer; a value above 2^63 - 1 wraps, as on the original platform.
   [[nodiscard]] std::optional<std::int64_t> integer() const;
-  /// Whether integer() is to be read as unsigned: so for every 16-byte integer, whatever its high bits hold.
+  /// Whether integer() is unsigned. True for every 16-byte integer, whatever its high bits.
   [[nodiscard]] bool isUnsigned() const;
-  /// Bytes a number is stored in: 1, 2, 4, 8 or 16 for an integer, 4 or 8 for a real, 0 for any other value.
+  /// Stored size of a number in bytes: 1, 2, 4, 8 or 16 for an integer, 4 or 8 for a real, 0 for other values.
   [[nodiscard]] std::size_t numberWidth() const;
-  [[nodiscard]] std::optional<double> real() const;  ///< Of 4 bytes too.
+  [[nodiscard]] std::optional<double> real() const;  ///< Of either width.
   /// Seconds since 2001-01-01 00:00:00 UTC.
   [[nodiscard]] std::optional<double> date() const;
-  /// Lives as long as the tree.
+  /// Valid as long as the tree.
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> data() const;
-  /// Decoded on first use and kept by the tree: the view lives as long as the tree.
+  /// Decoded on first use and cached by the tree; valid as long as the tree.
   [[nodiscard]] std::optional<std::string_view> string() const;
-  /// The same, but equal long texts of a tree answer one view: a file may refer to long texts from everywhere, and so
-  /// each is compared with others once. Texts of up to kLongestShortText bytes are as string() answers them.
+  /// Like string(), but equal long strings of a tree return the same view, so each is compared with others only once.
+  /// Strings of up to kLongestShortText bytes are returned as by string().
   [[nodiscard]] std::optional<std::string_view> uniqueString() const;
-  /// What `property` answers for the text; false without one. The answer for a long text is kept by the tree, so that
-  /// it is read once, however often it is referred to.
+  /// The result of `property` for the string; false for other types. Results for long strings are cached per tree.
   [[nodiscard]] bool textHas(bool (*property)(std::string_view text)) const;
-  [[nodiscard]] std::optional<std::uint32_t> uid() const;  ///< Of an archive's reference.
-  /// A null handle when the value is no array.
+  [[nodiscard]] std::optional<std::uint32_t> uid() const;  ///< A keyed archive's reference.
+  /// A null handle if the value is not an array.
   [[nodiscard]] PropertyListArray array() const;
-  /// The elements of a set, in stored order; a null handle when the value is no set.
+  /// The elements of a set, in stored order; a null handle if the value is not a set.
   [[nodiscard]] PropertyListArray set() const;
-  /// A null handle when the value is no dictionary.
+  /// A null handle if the value is not a dictionary.
   [[nodiscard]] PropertyListDictionary dictionary() const;
 
-  /// The tree that owns this value, none for an absent one. New values for its containers are made there.
+  /// The owning tree, where new values for its containers are made; null for an absent value.
   [[nodiscard]] PropertyListTree* tree() const { return tree_; }
 
-  /// A number that tells this value from every other of its tree. A container keeps its number; a leaf's means little.
+  /// A number unique to this value in its tree. Stable for containers; not meaningful for leaves.
   [[nodiscard]] std::uint32_t identity() const { return slot_; }
-  /// Identity, not equality of content.
+  /// Compares identity, not content.
   friend bool operator==(const PropertyListValue&, const PropertyListValue&) = default;
 
  private:
@@ -125,16 +122,16 @@ class PropertyListValue {
   std::uint32_t slot_ = 0;
 };
 
-/// A reference to a mutable array. Copying the handle does not copy the array: every holder sees an edit.
-/// A null handle tests false and has no elements; nothing may be added to it.
+/// A reference to a mutable array: copies of the handle refer to the same array. A null handle tests false and has no
+/// elements; it must not be appended to.
 class PropertyListArray {
  public:
   PropertyListArray() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }  ///< Whether it is no null handle.
-  [[nodiscard]] std::size_t size() const;                               ///< How many elements.
-  [[nodiscard]] bool empty() const { return size() == 0; }              ///< Whether there is none.
-  /// `index` is below size().
+  explicit operator bool() const { return static_cast<bool>(value_); }  ///< False for a null handle.
+  [[nodiscard]] std::size_t size() const;                               ///< Number of elements.
+  [[nodiscard]] bool empty() const { return size() == 0; }              ///< Whether size() is 0.
+  /// `index` must be below size().
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
   class Iterator;
@@ -143,16 +140,16 @@ class PropertyListArray {
   [[nodiscard]] Iterator begin() const;
   [[nodiscard]] Iterator end() const;  ///< Behind the last element.
 
-  /// `value` is present and of this array's tree, here and in replace().
+  /// `value` must be present and of this array's tree, also for replace().
   void append(PropertyListValue value) const;
-  void replace(std::size_t index, PropertyListValue value) const;  ///< `index` is below size().
+  void replace(std::size_t index, PropertyListValue value) const;  ///< `index` must be below size().
 
-  /// Visits the elements from the last to the first and removes those for which `keep` answers false, all in one pass.
-  /// `keep` may edit an element, but neither read nor edit this array, which is in pieces until the call returns.
+  /// Visits the elements from last to first and removes those for which `keep` returns false, in one pass. `keep` may
+  /// edit an element, but must not access this array, which is inconsistent until the call returns.
   void retainBackwards(const std::function<bool(PropertyListValue)>& keep) const;
 
   [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The array as a value.
-  /// Whether both are the one array.
+  /// Whether both refer to the same array.
   friend bool operator==(const PropertyListArray&, const PropertyListArray&) = default;
 
  private:
@@ -201,36 +198,35 @@ class PropertyListArray::Iterator {
 inline PropertyListArray::Iterator PropertyListArray::begin() const { return {*this, 0}; }
 inline PropertyListArray::Iterator PropertyListArray::end() const { return {*this, size()}; }
 
-/// A reference to a mutable dictionary. Copying the handle does not copy the dictionary.
-/// A null handle tests false, has no entries and answers absent to every getter; nothing may be set in it.
+/// A reference to a mutable dictionary: copies of the handle refer to the same dictionary. A null handle tests false,
+/// has no entries and returns absent values; it must not be written to.
 class PropertyListDictionary {
  public:
   PropertyListDictionary() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }  ///< Whether it is no null handle.
-  [[nodiscard]] std::size_t size() const;                               ///< How many entries.
-  /// Entries keep their order. `index` is below size(). A key that is no string answers none to string().
+  explicit operator bool() const { return static_cast<bool>(value_); }  ///< False for a null handle.
+  [[nodiscard]] std::size_t size() const;                               ///< Number of entries.
+  /// Entries keep their order. `index` must be below size(). A key that is not a string returns none from string().
   [[nodiscard]] PropertyListValue keyAt(std::size_t index) const;
   [[nodiscard]] PropertyListValue valueAt(std::size_t index) const;  ///< Of the key at `index`.
 
-  [[nodiscard]] PropertyListValue get(const PropertyListKey& key) const;  ///< Absent without such a key.
+  [[nodiscard]] PropertyListValue get(const PropertyListKey& key) const;  ///< Absent if there is no such key.
   [[nodiscard]] std::optional<std::string_view> string(const PropertyListKey& key) const;  ///< get() as a text.
   [[nodiscard]] PropertyListArray array(const PropertyListKey& key) const;                 ///< As an array.
   [[nodiscard]] PropertyListDictionary dictionary(const PropertyListKey& key) const;       ///< As a dictionary.
 
-  /// Replaces the value under `key`, in its place, or adds the entry at the end. `value` is of this dictionary's tree.
-  /// A new array that replaces another takes over its place in a rewritten file, so that little around it changes.
+  /// Replaces the value of `key` in place, or appends the entry. `value` must be of this dictionary's tree. A new array
+  /// that replaces another takes over its place in a rewritten file, so that little around it changes.
   void set(const PropertyListKey& key, PropertyListValue value) const;
-  /// The same with a new string; a value that is this very text already is left alone, in its stored form.
+  /// Sets a new string. If the value is this string already, its stored form is kept.
   void setString(const PropertyListKey& key, std::string_view text) const;
-  void remove(const PropertyListKey& key) const;  ///< Nothing happens where it is absent.
+  void remove(const PropertyListKey& key) const;  ///< No effect if it is absent.
 
-  /// A new dictionary with the same entries. The values are shared, so an array in it stays the one array until either
-  /// dictionary is given another.
+  /// A new dictionary with the same entries. Values are shared: both dictionaries refer to the same arrays.
   [[nodiscard]] PropertyListDictionary shallowCopy() const;
 
   [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The dictionary as a value.
-  /// Whether both are the one dictionary.
+  /// Whether both refer to the same dictionary.
   friend bool operator==(const PropertyListDictionary&, const PropertyListDictionary&) = default;
 
  private:
@@ -240,10 +236,10 @@ class PropertyListDictionary {
   PropertyListValue value_;
 };
 
-/// Owns the values of one property list and makes new ones. Nothing is given back before the tree itself goes.
+/// Owns the values of a property list and makes new ones. Memory is released only with the tree.
 ///
-/// A tree that was read from a binary file keeps the file's bytes; values that nobody touched stay references into
-/// them. Making values fails only by std::bad_alloc, which callers at the border of a library turn into an answer.
+/// A tree that was read from a binary file keeps the file's bytes; untouched values stay references into them. Making
+/// values throws std::bad_alloc when out of memory; the library's entry points catch it.
 class PropertyListTree {
  public:
   PropertyListTree();
@@ -253,26 +249,26 @@ class PropertyListTree {
 
   [[nodiscard]] PropertyListValue makeNull();               ///< Cannot be written.
   [[nodiscard]] PropertyListValue makeBoolean(bool value);  ///< True or false.
-  /// Stored in the fewest bytes: 1, 2 or 4 when not negative, else 8.
+  /// Stored in the fewest bytes: 1, 2 or 4 if not negative, else 8.
   [[nodiscard]] PropertyListValue makeInteger(std::int64_t value);
-  /// As makeInteger(), and in 16 bytes above 2^63 - 1.
+  /// As makeInteger(); 16 bytes above 2^63 - 1.
   [[nodiscard]] PropertyListValue makeUnsigned(std::uint64_t value);
-  /// A 16-byte integer, `high` holding the upper 64 bits.
+  /// A 16-byte integer; `high` holds the upper 64 bits.
   [[nodiscard]] PropertyListValue makeWideInteger(std::uint64_t high, std::uint64_t low);
   [[nodiscard]] PropertyListValue makeReal(double value);  ///< Stored in 8 bytes.
   /// A real stored in 4 bytes.
   [[nodiscard]] PropertyListValue makeSingleReal(float value);
   /// `value` in seconds since 2001-01-01 00:00:00 UTC.
   [[nodiscard]] PropertyListValue makeDate(double value);
-  [[nodiscard]] PropertyListValue makeData(std::span<const std::uint8_t> bytes);  ///< Copies them.
-  /// `text` is UTF-8 or the generalised form with lone surrogates; a byte that fits neither becomes U+FFFD.
+  [[nodiscard]] PropertyListValue makeData(std::span<const std::uint8_t> bytes);  ///< Copies the bytes.
+  /// `text` is UTF-8, or the generalised form with lone surrogates; other malformed bytes become U+FFFD.
   [[nodiscard]] PropertyListValue makeString(std::string_view text);
   [[nodiscard]] PropertyListValue makeUid(std::uint32_t value);     ///< An archive's reference.
-  [[nodiscard]] PropertyListArray makeArray(std::size_t capacity);  ///< Empty, with room for so many.
+  [[nodiscard]] PropertyListArray makeArray(std::size_t capacity);  ///< Empty, with reserved capacity.
   [[nodiscard]] PropertyListValue makeSet(std::span<const PropertyListValue> elements);  ///< Cannot be written.
   [[nodiscard]] PropertyListDictionary makeDictionary();                                 ///< Empty.
-  /// A dictionary with these entries, all at once. Of equal string keys the last value wins and stands where the first
-  /// one stood. The spans have one length.
+  /// A dictionary with these entries. Of equal string keys the last value wins, in the position of the first. The spans
+  /// must have the same length.
   [[nodiscard]] PropertyListDictionary makeDictionary(std::span<const PropertyListValue> keys,
                                                       std::span<const PropertyListValue> values);
 
@@ -282,9 +278,9 @@ class PropertyListTree {
   std::unique_ptr<Storage> storage_;
 };
 
-/// A property list with its owner: the root lives as long as any copy of this. An absent root means no list.
+/// A property list and its owner: the root is valid as long as any copy of this. An absent root means no list.
 struct PropertyList {
-  std::shared_ptr<PropertyListTree> tree;  ///< Null where there is no list.
+  std::shared_ptr<PropertyListTree> tree;  ///< Null if there is no list.
   PropertyListValue root;                  ///< Of any type.
 };
 

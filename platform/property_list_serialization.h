@@ -10,47 +10,47 @@
 
 namespace tarvel {
 
-/// Why a property list could not be read or written.
+/// Why reading or writing failed.
 struct PropertyListError {
-  /// The text for people and for the log line, in English. "(null)" where the original platform gives no error object.
+  /// English text for users and the log. "(null)" where the original platform gives no error object.
   std::string description;
-  /// The line of a text form that the reader stopped at, counted from 1; 0 where lines mean nothing.
+  /// Line of a text format at which the reader stopped, from 1; 0 if not applicable.
   std::uint64_t line = 0;
-  /// What is wrong with a file that begins like a binary property list, where `description` speaks of the XML attempt
-  /// that came after it. Empty for anything else.
+  /// The error of the binary reader, for a file that begins like a binary property list; `description` is then that of
+  /// the XML attempt. Else empty.
   std::string binaryDescription;
 };
 
-/// What came of reading a property list.
+/// The result of reading.
 struct PropertyListReading {
-  /// Has no root when reading failed; `error` is set then, and only then.
+  /// Without a root if and only if `error` is set.
   PropertyList list;
-  PropertyListFormat format = PropertyListFormat::kBinary;  ///< The form it was in, where it could be read.
-  std::optional<PropertyListError> error;                   ///< Why there is no list.
+  PropertyListFormat format = PropertyListFormat::kBinary;  ///< Valid on success.
+  std::optional<PropertyListError> error;                   ///< The failure, if any.
 };
 
-/// Containers that may lie around a value for a reader to take it: what nests deeper can be written, and is lost.
+/// Maximum nesting of containers that readers accept. Deeper lists can be written, but not read back.
 inline constexpr std::size_t kDeepestReadable = 512;
 
-/// What came of writing one.
+/// The result of writing.
 struct PropertyListWriting {
   DataPieces data;  ///< The bytes of the file.
-  /// Set when nothing was written; `data` is empty then.
+  /// Set on failure; `data` is empty then.
   std::optional<PropertyListError> error;
-  /// Containers within each other, at the deepest place. Counted for the binary form only.
+  /// Maximum nesting of containers. Computed for the binary format only.
   std::size_t depth = 0;
 };
 
-/// Bytes to tree and back. Stateless; nothing touches a file, a clock or the log.
+/// Converts between bytes and trees. Stateless; accesses no file, clock or log.
 class PropertyListSerialization {
  public:
   virtual ~PropertyListSerialization() = default;
 
-  /// Tries the binary, the XML and the OpenStep form, in this order. The tree keeps `data` where it refers into it.
-  /// Refuses what nests more than 512 containers deep or unfolds out of proportion to its size.
+  /// Tries the binary, XML and OpenStep formats, in this order. The tree may keep references into `data`. Rejects lists
+  /// that nest more than 512 containers or unfold out of proportion to their size.
   [[nodiscard]] virtual PropertyListReading propertyListFromData(const Data& data) = 0;
 
-  /// `format` is a PropertyListFormat by number; another number, and the OpenStep form, fail.
+  /// `format` is the number of a PropertyListFormat; other numbers and the OpenStep format fail.
   [[nodiscard]] virtual PropertyListWriting dataWithPropertyList(const PropertyList& list, std::uint32_t format) = 0;
 };
 

@@ -8,37 +8,34 @@
 
 namespace tarvel {
 
-/// A repeating timer of a run loop. Destroying it stops it, also from within its own action.
+/// A repeating timer. Destroying it stops it, even from within its own callback.
 class Timer {
  public:
   virtual ~Timer() = default;
 
-  /// Moves the next firing to `fireDate`, an instant of the wall clock that may have passed; later ones follow every
-  /// interval after it.
+  /// Sets the next firing to `fireDate`, which may be in the past; later firings follow at the interval.
   virtual void setFireDate(const Date& fireDate) = 0;
   /// The next firing.
   [[nodiscard]] virtual Date fireDate() const = 0;
 };
 
-/// Delivers delayed requests and timers on the thread that turns it. Nothing here may be called from another thread.
+/// Runs delayed requests and timers on its own thread. Single-threaded.
 class RunLoop {
  public:
   virtual ~RunLoop() = default;
 
-  /// Calls `action` once, `delay` seconds from now, counted while the machine is awake and whatever the wall clock
-  /// does. Requests come in the order in which they fall due; at one instant, in the order in which they were made.
-  /// `target`, `selector` and `object` only name the request, for taking it back; several may be pending under one
-  /// name. They are compared, by address and by text, and never used.
+  /// Calls `action` once, `delay` seconds from now on the monotonic clock, which stops during suspend. Requests run in
+  /// order of due time, then of creation. `target`, `selector` and `object` only identify the request for cancellation:
+  /// they are compared, never dereferenced. Several pending requests may have the same key.
   virtual void performSelectorWithObjectAfterDelay(const void* target, std::string_view selector, const void* object,
                                                    std::function<void()> action, double delay) = 0;
 
-  /// Takes back every pending request of exactly this name. Such a request never runs, even if it is due already.
+  /// Cancels all pending requests with exactly this key, even those already due.
   virtual void cancelPreviousPerformRequestsWithTargetSelectorObject(const void* target, std::string_view selector,
                                                                      const void* object) = 0;
 
-  /// A timer that calls `action` every `interval` seconds of the wall clock, first one interval from now. Firings that
-  /// were missed, because the machine slept or the loop was busy, come as one, and the later ones keep their phase. An
-  /// interval of 0 or below counts as 0.0001 seconds.
+  /// Calls `action` every `interval` seconds of the wall clock, first after one interval. Missed firings (suspend, busy
+  /// loop) are coalesced into one, and later firings keep their phase. An interval of 0 or less becomes 0.0001 seconds.
   [[nodiscard]] virtual std::unique_ptr<Timer> scheduledTimerWithTimeIntervalRepeats(double interval,
                                                                                      std::function<void()> action) = 0;
 };

@@ -7,15 +7,15 @@
 
 namespace tarvel {
 
-/// Bring all windows to the front over whatever application is in front. The original platform's number.
+/// Brings all windows to the front of other applications. The original platform's value.
 inline constexpr std::uint32_t kActivateIgnoringOtherApps = 2;
 
-/// An application that runs, with or without windows.
+/// A running application, with or without windows.
 class RunningApplication {
  public:
   virtual ~RunningApplication() = default;
 
-  /// Brings the application to the front. False when that could not be asked for.
+  /// Brings the application to the front. False on failure.
   virtual bool activateWithOptions(std::uint32_t options) = 0;
 };
 

@@ -9,9 +9,9 @@
 
 namespace tarvel {
 
-// What every store of preferences keeps, and under which names.
+// Which identifiers and values every preferences store accepts.
 
-/// Whether `applicationId` can name an application's settings: the name of one folder, never a way to another one.
+/// Whether `applicationId` is valid: a single folder name that cannot lead out of its parent.
 [[nodiscard]] inline bool namesApplication(std::string_view applicationId) {
   constexpr std::size_t kLongestName = 255;
   return !applicationId.empty() && applicationId.size() <= kLongestName && applicationId != "." &&
@@ -19,11 +19,11 @@ namespace tarvel {
          applicationId.find('\0') == std::string_view::npos;
 }
 
-/// Measures one value. It looks at no more than may be there, so that a value that contains itself, or one list in a
-/// great many places, is found out in no time.
+/// Checks one value against the limits. Visits a bounded number of values, so that self-containing and heavily shared
+/// lists are rejected quickly.
 class PreferenceMeasure {
  public:
-  /// Whether `value`, `containers` of which lie around it, and all that was measured before it can be kept.
+  /// Whether `value`, nested in `containers` containers, and all values checked before it fit the limits.
   [[nodiscard]] bool takes(PropertyListValue value, std::size_t containers) {
     constexpr std::size_t kMostValues = 100'000;
     constexpr std::size_t kMostBytes = std::size_t{4} * 1024 * 1024;
@@ -66,15 +66,14 @@ class PreferenceMeasure {
   std::size_t bytes_ = 0;
 };
 
-/// Whether `value` can be kept as a setting, and be read again: no null, set or key that is no text in it, at most 511
-/// containers deep, of at most 100,000 values and four megabytes of texts and data.
+/// Whether `value` can be stored and read back: no null, set or non-string key, at most 511 nested containers, 100,000
+/// values and 4 MB of strings and data.
 [[nodiscard]] inline bool isStorablePreference(PropertyListValue value) {
-  // The settings themselves are the container around it.
+  // The settings dictionary is one container around it.
   return PreferenceMeasure().takes(value, 1);
 }
 
-/// A copy of a storable value in another tree, as it will be read again: dates in whole seconds, like those of the XML
-/// form.
+/// A copy of a storable value in another tree, as it will be read back: dates in whole seconds, as in XML.
 [[nodiscard]] inline PropertyListValue storedPreference(PropertyListTree& tree, PropertyListValue value) {
   switch (value.type()) {
     case PropertyListType::kBoolean:

@@ -4,12 +4,12 @@
 
 namespace tarvel {
 
-/// Where lines go that nobody asked for but somebody may look for.
+/// The system's log.
 class SystemLog {
  public:
   virtual ~SystemLog() = default;
 
-  /// Writes one message, built whole by the caller. Never fails the caller and never makes it wait.
+  /// Writes one message. Never fails or blocks.
   virtual void log(std::string_view message) = 0;
 };
 

@@ -6,23 +6,23 @@
 
 namespace tarvel {
 
-/// Everything that sorting one file reaches, on the machine at hand: its files, the order of titles in the user's
-/// language, identifiers, time. Nothing is launched, and no thread is started.
+/// The services that sorting a file needs, on this machine: files, the user's title order, identifiers, time. Launches
+/// nothing and starts no thread.
 ///
-/// The language comes from the environment when this is made; LC_ALL, LC_COLLATE and LANG choose the order. Messages
-/// are in the user's language where Tarvel's texts are installed beside this library, else in English. One thread at a
-/// time may use it; several threads may each have their own.
+/// The language is taken from the environment at construction: LC_ALL, LC_COLLATE and LANG select the order. Messages
+/// are in the user's language if Tarvel's translations are installed beside this library, else in English. Not
+/// thread-safe; separate instances are independent.
 class SystemPlatform {
  public:
-  /// Log lines go nowhere.
+  /// Discards log lines.
   SystemPlatform();
-  /// `systemLog` is borrowed and outlives this.
+  /// `systemLog` is borrowed and must outlive this.
   explicit SystemPlatform(SystemLog& systemLog);
   ~SystemPlatform();
   SystemPlatform(const SystemPlatform&) = delete;
   SystemPlatform& operator=(const SystemPlatform&) = delete;
 
-  /// What a Tarvel is made with. Lives as long as this.
+  /// The argument of Tarvel's constructor. Valid as long as this object.
   [[nodiscard]] const Platform& platform() const;
 
  private:

@@ -10,39 +10,38 @@ namespace tarvel {
 
 enum class PathKind { kMissing, kFile, kFolder, kOther, kUnknown };
 
-/// What is at a path, links followed. Its rights are those of the asking user.
+/// The item at a path, links followed. Permissions are those of the calling user.
 struct PathFacts {
   PathKind kind = PathKind::kMissing;
-  /// The path itself is a symbolic link, wherever it leads.
+  /// Whether the path itself is a symbolic link.
   bool isLink = false;
-  /// Where the path ends once all links are followed; empty when nothing is there.
+  /// The path with all links resolved; empty when nothing exists there.
   std::string realPath;
   bool isReadable = false;
   bool isWritable = false;
-  /// Of a folder: it may be passed through. Of a file: it may be executed.
+  /// For a folder: may be entered. For a file: may be executed.
   bool isExecutable = false;
   std::uint64_t size = 0;
   std::optional<Date> changed;
-  /// The permissions as a number, such as 0644.
+  /// Permission bits, such as 0644.
   unsigned mode = 0;
   bool isOwn = false;
-  /// Why it is unknown what is there.
+  /// On kUnknown: the reason.
   std::string reason;
 };
 
 struct FileSystemFacts {
-  /// As the system calls its kind: "ext4", "nfs". Empty when it cannot be told.
+  /// The kernel's name for the type: "ext4", "nfs". Empty when unknown.
   std::string name;
-  /// Its changes may be made by other machines or processes, and are not all announced.
+  /// A network or FUSE file system: changes by others may not be reported.
   bool isRemote = false;
   bool isReadOnly = false;
-  /// A file can be made there that has no name until it is whole.
+  /// Whether unnamed files (O_TMPFILE) are supported.
   bool takesNamelessFiles = true;
   std::uint64_t freeBytes = 0;
 };
 
-/// How many files and folders may be watched by all of a user's programs, and how many are; none where that cannot be
-/// told.
+/// The user's inotify limits and their use; none where unknown.
 struct WatchFacts {
   std::optional<std::uint64_t> mostWatches;
   std::optional<std::uint64_t> usedWatches;
@@ -50,31 +49,31 @@ struct WatchFacts {
   std::optional<std::uint64_t> usedInstances;
 };
 
-/// The agent's process, as far as the system tells.
+/// The agent's process.
 struct AgentProcessFacts {
-  /// The program it executes; empty when no agent is found.
+  /// The program it executes; empty when no agent runs.
   std::string program;
-  /// That program was replaced or removed since.
+  /// Whether the program was replaced or removed since.
   bool isProgramGone = false;
-  /// The language whose order it follows, as its environment has it: "de_DE.UTF-8"; empty for none.
+  /// The collation locale from its environment, such as "de_DE.UTF-8"; empty for none.
   std::string orderLanguage;
 };
 
-/// Looks at the machine, and changes nothing in it. One thread.
+/// Inspects the machine without changing it. Single-threaded.
 class SystemProbe {
  public:
   virtual ~SystemProbe() = default;
 
   [[nodiscard]] virtual PathFacts path(const std::string& path) = 0;
-  /// Of the file system that holds a path, which must be there.
+  /// Of the file system that holds `path`, which must exist.
   [[nodiscard]] virtual FileSystemFacts fileSystem(const std::string& path) = 0;
   [[nodiscard]] virtual WatchFacts watches() = 0;
   [[nodiscard]] virtual AgentProcessFacts agentProcess() = 0;
-  /// Whether the user's programs can reach each other: notifications go that way.
+  /// Whether the session bus is reachable; notifications need it.
   [[nodiscard]] virtual bool hasSessionBus() = 0;
-  /// Whether this is the one user who may do anything.
+  /// Whether the user is root.
   [[nodiscard]] virtual bool isSuperUser() = 0;
-  /// The language whose order this process follows, as its environment has it.
+  /// The collation locale from this process's environment.
   [[nodiscard]] virtual std::string orderLanguage() = 0;
 };
 

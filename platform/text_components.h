@@ -6,8 +6,7 @@
 
 namespace tarvel {
 
-/// The texts between the separators: always one more than there are separators, so an empty text has one component,
-/// which is empty.
+/// The strings between the separators, always one more than there are separators: empty text has one empty component.
 [[nodiscard]] inline std::vector<std::string> componentsSeparatedBy(std::string_view text, char separator) {
   std::vector<std::string> components;
   for (std::size_t begin = 0;;) {

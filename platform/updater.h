@@ -9,38 +9,38 @@ namespace tarvel {
 
 class Updater;
 
-/// A version of an application that is newer than the one at hand.
+/// A newer version of an application.
 struct UpdateItem {
   std::string versionString;
 };
 
-/// Hears what a check found. Calls come on the thread of the run loop.
+/// Receives results of update checks, on the thread of the run loop.
 class UpdaterDelegate {
  public:
   virtual ~UpdaterDelegate() = default;
 
   virtual void updaterDidFindValidUpdate(Updater& updater, const UpdateItem& update) = 0;
-  /// Whether the user may be asked if updates may be looked for.
+  /// Whether the user may be asked for permission to check for updates.
   [[nodiscard]] virtual bool updaterShouldPromptForPermissionToCheckForUpdates(Updater& updater) = 0;
 };
 
-/// Looks for new versions of one application, as its user chose.
+/// Checks for new versions of one application, according to the user's settings.
 class Updater {
  public:
   virtual ~Updater() = default;
 
-  /// False as long as nobody said yes, and where no check can be made or the interval is nothing.
+  /// False until the user has agreed, if checks are impossible, or if the interval is 0 or less.
   [[nodiscard]] virtual bool automaticallyChecksForUpdates() = 0;
-  /// Seconds between checks, at least sixty.
+  /// Seconds between checks, at least 60.
   [[nodiscard]] virtual double updateCheckInterval() = 0;
-  /// When the last check was begun. None when none ever was.
+  /// When the last check began; none before the first.
   [[nodiscard]] virtual std::optional<Date> lastUpdateCheckDate() = 0;
 
-  /// Not owned. None with a null pointer.
+  /// Borrowed; null for none.
   virtual void setDelegate(UpdaterDelegate* delegate) = 0;
-  /// Begins a check that shows nothing and tells the delegate of an update. Every fault, and no update, mean silence.
-  /// While a check is under way, another is not begun; nor is one of an application that names no feed or no version of
-  /// its own. The delegate is never told before this returns.
+  /// Starts a silent check that reports an update to the delegate. Failures and the absence of an update are not
+  /// reported. No effect while a check is running, or for an application without a feed or version. The delegate is
+  /// never called before this returns.
   virtual void checkForUpdateInformation() = 0;
 };
 
@@ -48,7 +48,7 @@ class Updaters {
  public:
   virtual ~Updaters() = default;
 
-  /// The one updater of the application in the bundle at `bundlePath`; lives as long as this.
+  /// The updater of the application at `bundlePath`; lives as long as this.
   [[nodiscard]] virtual Updater& updaterForBundle(const std::string& bundlePath) = 0;
 };
 

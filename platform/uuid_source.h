@@ -5,12 +5,12 @@
 
 namespace tarvel {
 
-/// Makes identifiers that no other has.
+/// Makes unique identifiers.
 class UuidSource {
  public:
   virtual ~UuidSource() = default;
 
-  /// Sixteen bytes of a new random UUID (RFC 4122, version 4), most significant byte first.
+  /// The 16 bytes of a new random UUID (RFC 4122, version 4), in network byte order.
   [[nodiscard]] virtual std::array<std::uint8_t, 16> createUuid() = 0;
 };
 

@@ -6,27 +6,27 @@
 
 namespace tarvel {
 
-/// Launching as the desktop does it by default, without waiting. The original platform's number.
+/// Launch without waiting, with default behaviour. The original platform's value.
 inline constexpr std::uint32_t kWorkspaceLaunchDefault = 0x30000;
 
-/// The desktop around the program.
+/// The desktop environment.
 class Workspace {
  public:
   virtual ~Workspace() = default;
 
-  /// Announces that a folder's contents changed, to whoever shows them.
+  /// Announces to file viewers that a folder changed.
   virtual void noteFileSystemChanged(const std::string& path) = 0;
 
-  // Launching. True: the program is running, or about to, whatever becomes of this process. None of these waits for it
-  // to finish starting. A path names an executable, a desktop file, or a bundle, whose executable is meant.
+  // Launching. True means that the program was executed and outlives this process; no call waits for its
+  // initialisation. A path names an executable, a desktop file, or a bundle whose executable is run.
 
-  /// Whether launchApplicationAtUrlOptions() is to be had at the moment.
+  /// Whether launchApplicationAtUrlOptions() is available now.
   [[nodiscard]] virtual bool offersLaunchApplicationAtUrl() = 0;
-  /// As a service of the user's session; `options` as kWorkspaceLaunchDefault has them.
+  /// As a service of the user's session; `options` is kWorkspaceLaunchDefault.
   [[nodiscard]] virtual bool launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) = 0;
-  /// As a process of its own.
+  /// As a detached process.
   [[nodiscard]] virtual bool launchApplication(const std::string& path) = 0;
-  /// Whatever program carries the identifier.
+  /// The application with this identifier.
   [[nodiscard]] virtual bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
                                                                   std::uint32_t options) = 0;
 };
