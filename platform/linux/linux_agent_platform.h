@@ -21,11 +21,11 @@
 
 namespace tarvel {
 
-/// Everything an agent stands on, on Linux. Owns it all.
+/// Owns all services of an agent on Linux.
 class LinuxAgentPlatform {
  public:
-  /// `program` names the agent in the log, `identifier` the application it belongs to. Null, logged, when the
-  /// kernel gives no descriptors for a run loop.
+  /// `program` is the agent's name in the log, `identifier` the bundle identifier of its application. Null (logged) if
+  /// no run loop can be created.
   [[nodiscard]] static std::unique_ptr<LinuxAgentPlatform> create(const std::string& program,
                                                                   const std::string& identifier);
 

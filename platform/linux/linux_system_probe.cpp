@@ -40,7 +40,7 @@ std::optional<std::uint64_t> numberIn(const char* path) {
   return file >> number ? std::optional(number) : std::nullopt;
 }
 
-/// The first of the three variables that is set, as the order of text is chosen.
+/// The first of the three variables that is set, in collation precedence.
 template <typename Lookup>
 std::string firstLanguage(const Lookup& lookup) {
   for (const char* name : {"LC_ALL", "LC_COLLATE", "LANG"}) {
@@ -87,7 +87,7 @@ PathFacts LinuxSystemProbe::path(const std::string& path) {
 }
 
 FileSystemFacts LinuxSystemProbe::fileSystem(const std::string& path) {
-  // What is known to refuse a file without a name.
+  // File systems without O_TMPFILE.
   constexpr std::array<std::string_view, 9> kOnlyNamed = {"nfs",  "nfs4", "vfat", "msdos", "exfat",
                                                           "cifs", "smb3", "9p",   "ntfs3"};
   FileSystemFacts facts;

@@ -6,15 +6,15 @@
 
 namespace tarvel {
 
-/// The machine as the kernel shows it.
+/// Inspects the machine through /proc and system calls.
 class LinuxSystemProbe final : public SystemProbe {
  public:
-  /// `identifier` is the one under which the agent keeps its lock.
+  /// `identifier` is the one that names the agent's lock.
   explicit LinuxSystemProbe(const std::string& identifier);
 
   [[nodiscard]] PathFacts path(const std::string& path) override;
   [[nodiscard]] FileSystemFacts fileSystem(const std::string& path) override;
-  /// What is in use is counted over the user's own processes.
+  /// Counts the use by the user's own processes.
   [[nodiscard]] WatchFacts watches() override;
   [[nodiscard]] AgentProcessFacts agentProcess() override;
   [[nodiscard]] bool hasSessionBus() override;

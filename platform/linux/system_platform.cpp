@@ -26,10 +26,10 @@ class SilentLog final : public SystemLog {
   void log(std::string_view /*message*/) override {}
 };
 
-/// Somewhere in this library.
+/// An address within this library.
 const char kInThisLibrary = 0;
 
-/// The bundle with the texts, as it is installed beside this library. Empty where there is none.
+/// The bundle with the translations, installed beside this library. Empty if there is none.
 std::string bundlePathBesideLibrary() {
   Dl_info library{};
   if (::dladdr(&kInThisLibrary, &library) == 0 || library.dli_fname == nullptr) return {};
@@ -40,7 +40,7 @@ std::string bundlePathBesideLibrary() {
   return std::filesystem::is_directory(bundle, error) ? bundle.string() : std::string();
 }
 
-/// For a user of English nothing is looked for.
+/// Looks for nothing if the user's language is English.
 LinuxBundle bundleBesideLibrary(PropertyListSerialization& propertyLists) {
   std::vector<std::string> languages = preferredLanguages();
   std::string path = languages.empty() ? std::string() : bundlePathBesideLibrary();

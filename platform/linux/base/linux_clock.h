@@ -6,7 +6,7 @@ namespace tarvel {
 
 class LinuxClock final : public Clock {
  public:
-  /// Sleeps the whole time, also when signals come.
+  /// Sleeps for the whole time, even when signals interrupt.
   void sleepFor(std::chrono::milliseconds duration) override;
   [[nodiscard]] std::chrono::nanoseconds monotonic() override;
   [[nodiscard]] Date wallClock() override;

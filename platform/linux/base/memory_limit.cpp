@@ -10,14 +10,14 @@ namespace tarvel {
 
 namespace {
 
-/// The soft limit from before limitMemoryUse(); none while that has changed nothing.
+/// The soft limit before limitMemoryUse(); none if that changed nothing.
 std::optional<rlim_t> softLimitBefore;
 
 std::uint64_t memoryOfMachine() {
   return static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
-/// In bytes: private memory that can be written to, which is what the limit counts.
+/// In bytes: private writable memory, which is what RLIMIT_DATA counts.
 std::uint64_t dataInUse() {
   std::uint64_t pages[6] = {};
   std::ifstream file("/proc/self/statm");
@@ -25,7 +25,7 @@ std::uint64_t dataInUse() {
   return pages[5] * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
-/// The group of the unified hierarchy, "" for its root; none when the process is in none.
+/// The cgroup in the unified hierarchy, "" for its root; none when the process is in none.
 std::optional<std::string> controlGroup(const std::string& groups) {
   constexpr std::string_view kUnified = "0::/";
   std::ifstream file(groups);
@@ -50,7 +50,7 @@ std::uint64_t memoryAllowance(const std::string& groups, const std::string& hier
   std::optional<std::string> group = controlGroup(groups);
   while (group) {
     std::ifstream file(hierarchy + *group + "/memory.max");
-    // Without a limit the file says "max", which is no number.
+    // Without a limit the file contains "max", which does not parse.
     if (std::uint64_t most = 0; file >> most) allowance = std::min(allowance, most);
     group = group->empty() ? std::nullopt : std::optional(group->substr(0, group->rfind('/')));
   }

@@ -5,21 +5,20 @@
 #include <cstdint>
 #include <string>
 
-// Internal to platform/linux, and for the main functions of programs. One thread at a time.
+// Internal to platform/linux, and for the main functions of programs. Not thread-safe.
 namespace tarvel {
 
-/// The most memory in bytes that this process may have: the machine's, or less where one of its control groups says so
-/// (memory.max, version 2 of the hierarchy).
+/// The memory in bytes that this process may use: the machine's, or the smallest memory.max of its cgroups (version 2).
 [[nodiscard]] std::uint64_t memoryAllowance(const std::string& groups = "/proc/self/cgroup",
                                             const std::string& hierarchy = "/sys/fs/cgroup");
 
-/// Limits this process's data (RLIMIT_DATA, the soft limit) to fifteen sixteenths of its allowance; the rest is for
-/// code, stacks and page tables. An input that would take more then meets std::bad_alloc, which ends a sort with its
-/// code, instead of SIGKILL. A lower limit stays, and a process that already has more than half of this one, as a
-/// sanitized program has from its start, gets none.
+/// Limits this process's data (soft RLIMIT_DATA) to 15/16 of its allowance; the rest is for code, stacks and page
+/// tables. An input that needs more then causes std::bad_alloc, which ends a sort with its error code, instead of a
+/// kill by the kernel. A lower limit stays. No limit is set for a process that already uses more than half of it, such
+/// as a sanitized program.
 void limitMemoryUse();
 
-/// Puts the limit back for as long as it lives: for programs started meanwhile, whose memory is their own affair.
+/// Restores the previous limit during its lifetime, for child processes started meanwhile.
 class LiftedMemoryLimit {
  public:
   LiftedMemoryLimit();

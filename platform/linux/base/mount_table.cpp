@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char* kTable = "/proc/self/mountinfo";
 
-/// The table writes white space and backslashes as a backslash and three octal digits.
+/// The table writes white space and backslashes as octal escapes.
 std::string unescaped(const std::string& text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -57,7 +57,7 @@ std::string fileSystemNameOf(const std::string& path) {
     std::string mount;
     fields >> ignored >> ignored >> ignored >> ignored >> mount;
     mount = unescaped(mount);
-    // The later of two on one folder hides the earlier.
+    // A later mount on the same folder hides the earlier one.
     if (!fields || !isAtOrAbove(mount, path) || mount.size() < deepest.size()) continue;
     while (fields >> ignored && ignored != "-") {
     }

@@ -8,24 +8,24 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The mounts this process sees. Its descriptor reports EPOLLPRI when they change.
+/// The mounts that this process sees. The descriptor reports EPOLLPRI when they change.
 class MountTable {
  public:
-  /// Tests false where there is no such table.
+  /// Tests false without /proc/self/mountinfo.
   MountTable();
 
   explicit operator bool() const { return static_cast<bool>(fd_); }
   [[nodiscard]] int descriptor() const { return fd_.get(); }
 
-  /// How many mounts lie on the path or above it. `path` has no links in it.
+  /// The number of mounts at or above `path`, which must not contain links.
   [[nodiscard]] std::size_t countAbove(const std::string& path) const;
 
  private:
   UniqueFd fd_;
 };
 
-/// What the system calls the kind of file system that holds `path`, which has no links in it: "ext4", "fuse.sshfs".
-/// Empty where there is no such table.
+/// The kernel's name for the type of the file system that holds `path` (without links): "ext4", "fuse.sshfs". Empty
+/// when unknown.
 [[nodiscard]] std::string fileSystemNameOf(const std::string& path);
 
 }  // namespace tarvel

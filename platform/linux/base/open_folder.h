@@ -13,10 +13,10 @@ struct FolderCloser {
   void operator()(DIR* folder) const { (void)::closedir(folder); }
 };
 
-/// A folder whose entries are being read; null when it could not be opened.
+/// A folder being read; null if it could not be opened.
 using OpenFolder = std::unique_ptr<DIR, FolderCloser>;
 
-/// Every name in an open folder; none when it cannot be read.
+/// All names in an open folder; empty if it cannot be read.
 [[nodiscard]] std::vector<std::string> entriesOf(int folder);
 
 }  // namespace tarvel

@@ -6,21 +6,20 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// A program to be executed.
+/// A program to execute.
 struct ProgramCommand {
   /// An absolute path.
   std::string program;
-  /// With the program's own name in front.
+  /// Including argv[0].
   std::vector<std::string> arguments;
-  /// Empty: the user's home.
+  /// Empty: the home folder.
   std::string workingFolder;
 };
 
-/// Whether `path` is a file that this user may execute; whether that works, only executing it shows.
+/// Whether `path` is a regular file with execute permission. Execution can still fail.
 [[nodiscard]] bool isExecutableFile(const std::string& path);
 
-/// The folder for the program to start in: the one it asks for, else the user's home, else the root folder, each if it
-/// can be entered.
+/// The program's start folder: the requested one, else the home folder, else the root, whichever can be entered first.
 [[nodiscard]] std::string startingFolderOf(const ProgramCommand& command);
 
 }  // namespace tarvel

@@ -27,7 +27,7 @@ bool isSafe(UChar32 character) {
   }
 }
 
-/// A lone surrogate is three bytes that the library's decoder refuses.
+/// ICU's decoder rejects the three bytes of a lone surrogate.
 UChar32 surrogateAt(std::string_view text, int32_t at) {
   const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
   const auto i = static_cast<std::size_t>(at);
@@ -49,13 +49,13 @@ std::string jsonEscape(UChar32 character) {
   return formatted(kUnit, U16_LEAD(character)) + formatted(kUnit, U16_TRAIL(character));
 }
 
-/// `isKept` names controls that are part of the format's layout; `escape` spells a character out.
+/// `isKept` accepts control characters of the format's layout; `escape` formats a character.
 template <typename IsKept, typename Escape>
 std::string escaped(std::string_view text, IsKept isKept, Escape escape) {
   std::string shown;
   shown.reserve(text.size());
   const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());  // NOLINT: chars read as bytes
-  // The library counts in 32 bits; longer texts go piece by piece, none of which ends within a character.
+  // ICU counts in 32 bits; longer texts are processed in pieces cut between characters.
   constexpr std::size_t kPiece = std::size_t{1} << 30;
   if (text.size() > kPiece) {
     std::size_t cut = kPiece;
@@ -66,7 +66,7 @@ std::string escaped(std::string_view text, IsKept isKept, Escape escape) {
   const auto isPlain = [bytes](int32_t at) { return bytes[at] >= 0x20 && bytes[at] < 0x7F; };
   for (int32_t at = 0; at < length;) {
     const int32_t start = at;
-    // Most text is plain ASCII, and copied in runs.
+    // Most text is plain ASCII and copied in runs.
     while (at < length && isPlain(at)) ++at;
     if (at > start) {
       shown.append(text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(at - start)));

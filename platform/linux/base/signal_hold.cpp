@@ -55,7 +55,7 @@ SignalHold::SignalHold() {
 }
 
 SignalHold::~SignalHold() {
-  // What the caller is about to report is not this object's affair.
+  // Keeps errno for the caller's error report.
   const int code = errno;
   const std::scoped_lock lock(held().mutex);
   if (--held().holds > 0) return;

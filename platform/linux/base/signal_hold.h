@@ -3,11 +3,11 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Keeps SIGINT, SIGTERM, SIGHUP and SIGQUIT from ending the process while this lives: for a step that must not stop
-/// half way. A signal that came meanwhile is sent again at the end.
+/// Defers SIGINT, SIGTERM, SIGHUP and SIGQUIT during its lifetime, for steps that must not be interrupted. Deferred
+/// signals are raised at the end.
 ///
-/// For all threads, whichever of them the kernel picks: so a signal mask of one thread would not do. Signals with a
-/// handler, and ignored ones, are left alone. May be nested, and used by several threads at once.
+/// Applies to the whole process, as the kernel may deliver a signal to any thread; a signal mask would hold for one
+/// thread only. Signals with a handler and ignored signals are left alone. Nestable and thread-safe.
 class SignalHold {
  public:
   SignalHold();

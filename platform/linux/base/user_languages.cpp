@@ -22,7 +22,7 @@ void addOnce(std::vector<std::string>& languages, std::string language) {
   if (std::ranges::find(languages, language) == languages.end()) languages.push_back(std::move(language));
 }
 
-/// With both signs that may stand between language and region: folders of tables are named either way.
+/// With both separators between language and region, as folders of translations use either.
 void addForms(std::vector<std::string>& languages, std::string_view language) {
   std::string other(language);
   const bool hasUnderscore = other.find('_') != std::string::npos;

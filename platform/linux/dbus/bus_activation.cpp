@@ -17,11 +17,11 @@ constexpr milliseconds kGreeting(1000);
 constexpr milliseconds kStart(3000);
 constexpr milliseconds kSignOfLife(500);
 
-/// What is said of a program that runs, or did, and could not make anything of the request.
+/// Errors from a program that runs or was started but could not handle the request.
 constexpr std::array<const char*, 4> kAnswersOfTheStarted = {SD_BUS_ERROR_UNKNOWN_METHOD, SD_BUS_ERROR_UNKNOWN_OBJECT,
                                                              SD_BUS_ERROR_UNKNOWN_INTERFACE, SD_BUS_ERROR_NO_REPLY};
 
-/// "org.tarvel.Tarvel" lives at "/org/tarvel/Tarvel".
+/// "org.tarvel.Tarvel" has the object path "/org/tarvel/Tarvel".
 std::string objectPathOf(std::string_view identifier) {
   std::string path = "/" + std::string(identifier);
   std::ranges::replace(path, '.', '/');
@@ -43,7 +43,7 @@ bool isAlive(sd_bus* bus) {
 
 bool activateOnBus(std::string_view identifier) {
   const std::string name(identifier);
-  // A number that the bus gave somebody is no application's name.
+  // A unique connection name is not an application's name.
   if (name.starts_with(':')) return false;
   const BusPointer bus = openUserBus(kGreeting);
   sd_bus_message* message = nullptr;
@@ -59,8 +59,8 @@ bool activateOnBus(std::string_view identifier) {
                             return sd_bus_error_has_name(&error, known) > 0;
                           });
   sd_bus_error_free(&error);
-  // A bus says at once that it knows no such name or cannot execute what it stands for. One that is alive and has not
-  // said so is waiting for the program itself.
+  // A bus reports an unknown name or a failed execution at once. A bus that is alive and has not replied is waiting for
+  // the program itself.
   return wasStarted || (answer == -ETIMEDOUT && isAlive(bus.get()));
 }
 

@@ -24,7 +24,7 @@ sd_bus_message* newCall(sd_bus* bus, const char* method) {
   return sd_bus_message_new_method_call(bus, &request, kName, kPath, kName, method) < 0 ? nullptr : request;
 }
 
-/// Whether the text is taken for markup, in which some characters have to be written otherwise.
+/// Whether the server interprets the text as markup, which requires escaping.
 bool takesMarkup(sd_bus* bus) {
   sd_bus_message* request = newCall(bus, "GetCapabilities");
   const BusMessagePointer answer = request == nullptr ? nullptr : call(bus, request);

@@ -17,7 +17,7 @@ int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
   const char* unit = nullptr;
   const char* result = nullptr;
   if (sd_bus_message_read(message, "uoss", &id, &path, &unit, &result) < 0) return 0;
-  // The end may be told before the answer that names the job.
+  // JobRemoved can arrive before the reply that names the job.
   auto& ended = *static_cast<std::vector<EndedJob>*>(waiting);
   ended.push_back({path, result});
   return 0;
@@ -74,7 +74,7 @@ bool ManagerConnection::answers(const Deadline& deadline) const {
     return false;
   }
   const BusMessagePointer ping(message);
-  // A bus without a manager is not to start one.
+  // Never start a manager by bus activation.
   (void)sd_bus_message_set_auto_start(ping.get(), 0);
   return sd_bus_call(bus_.get(), ping.get(), busTimeout(deadline.left()), nullptr, nullptr) >= 0;
 }
@@ -98,12 +98,12 @@ std::string ManagerConnection::endOf(const std::string& job, const std::vector<E
 ManagerConnection::JobEnd ManagerConnection::runJob(sd_bus_message* request, const Deadline& deadline) const {
   std::vector<EndedJob> ended;
   sd_bus_slot* slot = nullptr;
-  // What is sent arrives in order, so nothing before the request itself needs to be waited for.
+  // Messages are delivered in order, so only the reply to the request itself is awaited.
   if (sd_bus_match_signal_async(bus_.get(), &slot, destination_, kManagerPath, kManagerInterface, "JobRemoved", noteEnd,
                                 nullptr, &ended) < 0) {
     return {};
   }
-  // A manager tells of jobs only those who asked.
+  // A manager sends job signals to subscribers only.
   sendWithoutWaiting(newCall("Subscribe"));
   sd_bus_message* answer = nullptr;
   sd_bus_error error = SD_BUS_ERROR_NULL;

@@ -9,39 +9,39 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// A job that is over, and how it ended.
+/// A finished job and its result.
 struct EndedJob {
   std::string path;
   std::string result;
 };
 
-/// A connection to the service manager of the user's session.
+/// A connection to the user's service manager.
 class ManagerConnection {
  public:
-  /// Tests false when no manager answers within a second.
+  /// Tests false if no manager answers within a second.
   ManagerConnection();
 
   explicit operator bool() const { return bus_ != nullptr; }
   [[nodiscard]] sd_bus* bus() const { return bus_.get(); }
-  /// Null on a connection that has the manager at its other end.
+  /// Null on a private connection to the manager.
   [[nodiscard]] const char* destination() const { return destination_; }
 
-  /// A call of the manager's own. Null when out of memory.
+  /// A method call of the manager interface. Null when out of memory.
   [[nodiscard]] BusMessagePointer newCall(const char* method) const;
-  /// The variables, as "NAME=value", that the manager gives to what it starts. None when it does not tell.
+  /// The manager's environment for its services, as "NAME=value". None on failure.
   [[nodiscard]] std::optional<std::vector<std::string>> environment() const;
   void sendWithoutWaiting(BusMessagePointer message) const;
 
-  /// How a request for a job ended.
+  /// The result of a job request.
   struct JobEnd {
-    /// "done" and the other words of the manager's; empty when it was not accepted, or not over in time.
+    /// The manager's result, such as "done"; empty if the job was refused or did not finish in time.
     std::string result;
-    /// Why it was not accepted, in the manager's words.
+    /// The manager's error message, if it refused the job.
     std::string refusal;
 
     [[nodiscard]] bool isDone() const { return result == "done"; }
   };
-  /// Makes a call that asks for a job, and waits for the job's end.
+  /// Sends a request for a job and waits until the job finishes.
   [[nodiscard]] JobEnd runJob(sd_bus_message* request, const Deadline& deadline) const;
 
  private:
@@ -53,7 +53,7 @@ class ManagerConnection {
   const char* destination_ = nullptr;
 };
 
-/// Where the manager's own calls are made.
+/// Object path of the manager interface.
 inline constexpr const char* kManagerPath = "/org/freedesktop/systemd1";
 inline constexpr const char* kManagerInterface = "org.freedesktop.systemd1.Manager";
 

@@ -13,19 +13,19 @@ constexpr const char* kUnitInterface = "org.freedesktop.systemd1.Unit";
 constexpr const char* kServiceInterface = "org.freedesktop.systemd1.Service";
 constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
 constexpr milliseconds kLook(3000);
-/// Reading all units anew takes a moment on a slow machine.
+/// Reloading all units takes a while on a slow machine.
 constexpr milliseconds kChange(20000);
-/// Longer than any sort that is under way.
+/// Longer than any sort.
 constexpr milliseconds kJob(20000);
 
-/// A call to any object of the manager's; its answer, or null.
+/// The reply to a call of any of the manager's objects; null on failure.
 BusMessagePointer answerTo(const ManagerConnection& connection, sd_bus_message* request) {
   sd_bus_message* answer = nullptr;
   const int called = sd_bus_call(connection.bus(), request, busTimeout(kLook), nullptr, &answer);
   return BusMessagePointer(called < 0 ? nullptr : answer);
 }
 
-/// A property's value, its variant opened; null when there is none of that type.
+/// A property's value with its variant opened; null if there is none of that type.
 BusMessagePointer property(const ManagerConnection& connection, const std::string& object, const char* interface,
                            const char* name, const char* type) {
   sd_bus_message* made = nullptr;
@@ -56,7 +56,7 @@ std::string programOf(const ManagerConnection& connection, const std::string& ob
   return isThere ? program : "";
 }
 
-/// A question to the manager about a unit, answered with one value of `type`.
+/// The manager's reply to a query about a unit, a single value of `type`.
 std::string managerAnswer(const ManagerConnection& connection, const char* method, const std::string& unit,
                           const char* type) {
   const BusMessagePointer request = connection.newCall(method);

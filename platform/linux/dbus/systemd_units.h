@@ -7,38 +7,37 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// What the service manager knows of one unit of a service.
+/// The service manager's state of a service unit.
 struct UnitFacts {
-  /// "enabled", "disabled", "masked" and so on; empty when there is no file of that name.
+  /// "enabled", "disabled", "masked" and so on; empty without a unit file.
   std::string fileState;
-  /// Where the unit was read from; empty when there is none.
+  /// The unit file; empty if there is none.
   std::string file;
-  /// The program that it executes; empty when there is none.
+  /// The program that it executes; empty if unknown.
   std::string program;
   bool isActive = false;
-  /// The process that is the service; 0 when there is none.
+  /// The service's main process; 0 if it is not running.
   int process = 0;
 };
 
-/// The units of the user's service manager: files of units are found, and linked into its targets, by the manager
-/// itself.
+/// The units of the user's service manager, which finds unit files and enables units itself.
 class SystemdUnits {
  public:
   /// `connection` is borrowed.
   explicit SystemdUnits(const ManagerConnection& connection) : connection_(connection) {}
 
   [[nodiscard]] UnitFacts factsOf(const std::string& unit) const;
-  /// Whether the manager looks for units in this folder.
+  /// Whether the manager's unit search path contains this folder.
   [[nodiscard]] bool looksInto(const std::string& folder) const;
 
-  // Each answers whether it worked; complaint() has the manager's words when not.
+  // Each returns whether it succeeded; on failure complaint() has the manager's message.
   [[nodiscard]] bool enable(const std::string& unit);
   [[nodiscard]] bool disable(const std::string& unit);
-  /// Reads the files of units anew.
+  /// Reloads the unit files (daemon-reload).
   [[nodiscard]] bool reload();
   /// True once the program has been executed.
   [[nodiscard]] bool start(const std::string& unit);
-  /// True once the service is over. Waits for that, for seconds.
+  /// True once the service has stopped. Blocks for seconds.
   [[nodiscard]] bool stop(const std::string& unit);
 
   [[nodiscard]] const std::string& complaint() const { return complaint_; }

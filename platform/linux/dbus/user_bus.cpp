@@ -10,7 +10,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// The characters that an address is made of stand in a value as their numbers.
+/// Escapes a value for a D-Bus address.
 std::string escapedForAddress(std::string_view value) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   constexpr std::string_view kPlain = "-_/.\\*";
@@ -27,7 +27,7 @@ std::string escapedForAddress(std::string_view value) {
   return escaped;
 }
 
-/// Goes through the greeting, which the library itself would wait for much longer.
+/// Completes the handshake, for which sd-bus would wait much longer.
 BusPointer readied(BusPointer bus, milliseconds patience) {
   const Deadline deadline(patience);
   while (sd_bus_is_ready(bus.get()) <= 0) {
@@ -50,7 +50,7 @@ std::uint64_t busTimeout(milliseconds patience) {
 bool turnBus(sd_bus* bus, const Deadline& deadline) {
   const int processed = sd_bus_process(bus, nullptr);
   const milliseconds left = deadline.left();
-  // Somebody who never stops talking has no more time than somebody who never speaks.
+  // The deadline also applies to a peer that sends without pause.
   if (processed < 0 || left.count() == 0) return false;
   if (processed > 0) return true;
   const int waited = sd_bus_wait(bus, busTimeout(left));

@@ -10,7 +10,7 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Time that runs out, shared by all the steps of one answer.
+/// A time limit shared by all steps of one operation.
 class Deadline {
  public:
   explicit Deadline(std::chrono::milliseconds patience) : end_(std::chrono::steady_clock::now() + patience) {}
@@ -32,16 +32,16 @@ struct BusMessageDeleter {
 };
 using BusMessagePointer = std::unique_ptr<sd_bus_message, BusMessageDeleter>;
 
-/// The user's session bus, ready for calls. Null when there is none, or none that answers within `patience`.
+/// The user's session bus, ready for calls. Null if there is none, or if it does not answer within `patience`.
 [[nodiscard]] BusPointer openUserBus(std::chrono::milliseconds patience);
 
-/// A connection to whoever listens on the socket at `path`, with no bus in between. Null as above.
+/// A direct connection to the peer at the socket `path`. Null as above.
 [[nodiscard]] BusPointer openPeer(const std::string& path, std::chrono::milliseconds patience);
 
-/// For the calls of sd-bus, which count in microseconds. At least one, as none would mean its own, long patience.
+/// For sd-bus calls, in microseconds. At least 1, as 0 selects sd-bus's own, longer default.
 [[nodiscard]] std::uint64_t busTimeout(std::chrono::milliseconds patience);
 
-/// Handles what has come, or waits for something to come. False when the connection is gone or the time is over.
+/// Processes pending messages, or waits for some. False when the connection is closed or the deadline has passed.
 [[nodiscard]] bool turnBus(sd_bus* bus, const Deadline& deadline);
 
 }  // namespace tarvel

@@ -24,18 +24,18 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kStart(3000);
 
-/// What a program with windows has to know of the session, besides most of what begins with "XDG_". These belong
-/// together: a display of one session and a desktop of another are of no use.
+/// Session variables of a graphical program, in addition to most of XDG_*. Used as a set: the display of one session
+/// does not work with the desktop of another.
 constexpr std::array<std::string_view, 3> kDisplayVariables = {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY"};
-/// What else a program needs.
+/// Other variables that a program needs.
 constexpr std::array<std::string_view, 5> kOtherVariables = {"DBUS_SESSION_BUS_ADDRESS", "LANG", "LANGUAGE", "LC_ALL",
                                                              "LC_MESSAGES"};
-/// Where settings are kept, which the program must read in the same place.
+/// Location of the settings, which the program must share.
 constexpr std::string_view kSettingsVariable = "XDG_CONFIG_HOME";
-/// Good for one program only: the one that started this one.
+/// Valid once, for this process only.
 constexpr std::string_view kSpentVariable = "XDG_ACTIVATION_TOKEN";
 
-/// Never twice the same: an earlier unit may still be running.
+/// Unique, as an earlier unit may still be running.
 std::string newUnitName() {
   sd_id128_t number{};
   char digits[SD_ID128_STRING_MAX];
@@ -57,8 +57,7 @@ bool isOfTheSession(std::string_view name) {
          name != kSettingsVariable;
 }
 
-/// What the manager does not know by itself. A session tells the manager of its display when it begins, which may be
-/// later than this process did.
+/// The variables that the manager lacks. A session may set the manager's display later than this process started.
 class MissingVariables {
  public:
   explicit MissingVariables(const std::vector<std::string>& managersEntries) {
@@ -74,7 +73,7 @@ class MissingVariables {
   std::set<std::string, std::less<>> known_;
 };
 
-/// One variable that a manager does not take would cost the whole launch.
+/// A single variable that a manager rejects would make the whole request fail.
 bool isTakenByManagers(std::string_view entry) {
   const bool hasControls = std::ranges::any_of(entry, [](char c) {
     const auto byte = static_cast<unsigned char>(c);
@@ -112,7 +111,7 @@ bool appendEnvironment(sd_bus_message* request, const std::vector<std::string>& 
          sd_bus_message_close_container(request) >= 0 && sd_bus_message_close_container(request) >= 0;
 }
 
-/// Every word as it stands: nothing in it is a variable.
+/// Every argument is literal; nothing is expanded.
 bool appendCommand(sd_bus_message* request, const ProgramCommand& command) {
   return sd_bus_message_open_container(request, 'r', "sv") >= 0 &&
          sd_bus_message_append(request, "s", "ExecStartEx") >= 0 &&
@@ -152,7 +151,7 @@ bool UserManager::start(const ProgramCommand& command) {
   const BusMessagePointer request = connection_ ? startRequest(unit, command) : nullptr;
   if (!request) return false;
   const bool hasStarted = connection_.runJob(request.get(), Deadline(kStart)).isDone();
-  // Somebody will launch it in another way now. It is not to appear twice when the manager gets to it after all.
+  // The caller will launch it in another way. Prevents a second start if the manager gets to it later.
   if (!hasStarted) giveUp(unit);
   return hasStarted;
 }

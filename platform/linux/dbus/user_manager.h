@@ -9,21 +9,21 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The service manager of the user's session. What it starts is no child of this process, and lives on when the unit of
-/// this process is stopped.
+/// The user's service manager. Programs that it starts are not children of this process and survive the end of its
+/// unit.
 class UserManager {
  public:
-  /// Tests false when no manager answers within a second.
+  /// Tests false if no manager answers within a second.
   explicit operator bool() const { return static_cast<bool>(connection_); }
 
-  /// Executes a program as a unit of its own, among the user's applications. True once it has been executed. False when
-  /// it could not be, was not within three seconds and is given up, or has words that are no UTF-8, which a bus does
-  /// not carry.
+  /// Executes a program as a transient unit among the user's applications. True once it has been executed. False if
+  /// that failed, took more than three seconds (the unit is then stopped), or if an argument is not UTF-8, which D-Bus
+  /// cannot carry.
   [[nodiscard]] bool start(const ProgramCommand& command);
 
  private:
   [[nodiscard]] BusMessagePointer startRequest(const std::string& unit, const ProgramCommand& command);
-  /// Stops what may yet come of a request.
+  /// Cancels a pending request.
   void giveUp(const std::string& unit);
 
   ManagerConnection connection_;

@@ -1,5 +1,4 @@
-// Writing a whole file: a new file takes the old one's place, or, where that would lose something, the bytes are
-// replaced in place.
+// Writes a whole file: atomically through a new file, or in place where a new file would lose something.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,17 +29,18 @@ namespace tarvel {
 
 namespace {
 
-/// Whether a new file may take the old one's place without breaking a link. Whether the folder lets it, as a sticky one
-/// may not, shows when it is tried; only a folder that keeps its entries would also keep the temporary name.
+/// Whether a new file may replace the old one without breaking a hard link. Whether the folder permits the rename (a
+/// sticky one may not) shows when it is tried; only an immutable or append-only folder is excluded here, as it would
+/// also keep the temporary name.
 bool mayBeReplaced(const FilePlace& place, const struct stat& old) {
   return old.st_nlink == 1 && ::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0 &&
          !keepsItsEntries(place.folder.get());
 }
 
-/// Whether a failure is about names in the folder, not about the file's bytes.
+/// Whether a failure concerns the folder's entries rather than the file's bytes.
 bool isFolderRefusal(int code) { return code == EACCES || code == EPERM || code == EROFS || code == EBUSY; }
 
-/// Gives the new file the old one's owner, mode, extended attributes and access lists; false when it cannot have them.
+/// Copies owner, mode, extended attributes and ACLs to the new file; false if that is not permitted.
 bool copyMetadataOf(const struct stat& old, int oldFd, int newFd) {
   struct stat now {};
   if (::fstat(newFd, &now) != 0) return false;
@@ -50,7 +50,7 @@ bool copyMetadataOf(const struct stat& old, int oldFd, int newFd) {
   return ::fchmod(newFd, old.st_mode & 07777) == 0;
 }
 
-/// The date of the open file; none where it cannot be had.
+/// The mtime of the open file; none on failure.
 std::optional<FileDate> dateOf(int fd) {
   const std::optional<FileVersion> version = versionOf(fd);
   return version ? std::optional(version->date) : std::nullopt;
@@ -60,22 +60,21 @@ FileStatus hasChanged(const std::string& path) {
   return {kFileHasChanged, quotedText(path) + ": Another program has changed the file or has it open for writing."};
 }
 
-/// Whether the file is the one that was read, unchanged, and no program is about to change it. Without such a version:
-/// always.
+/// Whether the file still has the version that was read and no process has it open for writing. Always true without a
+/// version.
 bool mayBeWrittenOver(int folder, const std::string& name, int fd, const std::optional<FileVersion>& readVersion) {
   return !readVersion || (versionOf(folder, name) == readVersion && writersOf(fd) != Writers::kSome);
 }
 
-/// Puts the new file in place of whatever has its name.
+/// Renames the new file over the target.
 FileStatus replace(TemporaryFile& file, const FilePlace& place, const std::string& path) {
   if (!file.replace(place.name)) return fileFailure(path);
   syncFolder(place.folder.get());
   return {};
 }
 
-/// Puts the new file in the place of the one that was read. The two names are exchanged, and what comes out is looked
-/// at when no program can open it by its name any more; another program's save goes back. `oldFd` keeps the inode
-/// number of the old file from being used again.
+/// Replaces the file that was read. The two names are exchanged, and the displaced file is checked once no program can
+/// open it by its name any more; a concurrent write is put back. `oldFd` keeps the old inode number from being reused.
 FileStatus exchangeIntoPlace(TemporaryFile& file, const FilePlace& place, int oldFd, const FileVersion& readVersion,
                              const std::string& path) {
   const int folder = place.folder.get();
@@ -83,16 +82,16 @@ FileStatus exchangeIntoPlace(TemporaryFile& file, const FilePlace& place, int ol
   if (!own) return fileFailure(path);
   const std::string displaced = makeDisplacedName(place.name, readVersion, *own);
   if (displaced.empty()) return fileFailure(path);
-  // As late as possible, so that names are rarely exchanged in vain: every exchange wakes those who watch the folder.
+  // As late as possible, to avoid needless exchanges: each one wakes all watchers of the folder.
   if (!mayBeWrittenOver(folder, place.name, oldFd, readVersion)) return hasChanged(path);
   const SignalHold hold;
   if (!file.exchange(place.name, displaced)) {
-    // Without exchanges a change between the look and this goes unseen.
+    // Without RENAME_EXCHANGE, a concurrent write between the check and the rename goes unnoticed.
     const bool isUnsupported = errno == EINVAL || errno == ENOSYS;
     return isUnsupported ? replace(file, place, path) : fileFailure(path);
   }
-  // The new file is in its place for good before the old one goes. A program that was just opening the old one has it
-  // open after this, and is seen.
+  // The new name is on disk before the old file is removed. A program that was just opening the old file has it open
+  // after the fsync and is detected.
   syncFolder(folder);
   return settle(place, displaced) == Settlement::kReplaced ? FileStatus{} : hasChanged(path);
 }
@@ -105,13 +104,13 @@ FileStatus writeNewFile(const DataPieces& data, const FilePlace& place, const st
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForLaterTimestamp(file.fd());
   writtenDate = dateOf(file.fd());
-  // Somebody may have made the file meanwhile; the last one counts.
+  // Another process may have created the file meanwhile; the last write wins.
   if (!file.linkNoReplace(place.name)) return errno == EEXIST ? replace(file, place, path) : fileFailure(path);
   syncFolder(place.folder.get());
   return {};
 }
 
-/// The old bytes, to be put back should overwriting them fail. None with errno set when they cannot be had.
+/// The old bytes, to restore if overwriting fails. None with errno set on failure.
 std::optional<Data> readOldBytes(int fd, std::size_t size) {
   std::shared_ptr<std::uint8_t> bytes = allocateBuffer(std::max<std::size_t>(size, 1));
   if (!bytes) {
@@ -121,11 +120,11 @@ std::optional<Data> readOldBytes(int fd, std::size_t size) {
   const ssize_t got = readUpTo(fd, bytes.get(), size);
   if (got < 0) return std::nullopt;
   if (static_cast<std::size_t>(got) == size) return Data(std::move(bytes), size);
-  errno = EIO;  // It shrank meanwhile.
+  errno = EIO;  // The file shrank.
   return std::nullopt;
 }
 
-/// Takes the space before a byte is overwritten, so that a full disk is noticed in time.
+/// Allocates the space before the first byte is overwritten, so that a full disk fails early.
 bool reserve(int fd, off_t oldSize, off_t newSize) {
   if (newSize == 0) return true;
   int answer = 0;
@@ -141,17 +140,17 @@ bool reserve(int fd, off_t oldSize, off_t newSize) {
   return errno == 0;
 }
 
-/// Whether nothing but the date of the inode differs.
+/// Compares everything but the ctime.
 bool isSameContent(std::optional<FileVersion> now, const FileVersion& read) {
   if (now) now->inodeDate = read.inodeDate;
   return now == read;
 }
 
-/// Restores size and bytes after a failure, which errno goes on naming.
+/// Restores size and bytes after a failure; keeps errno.
 void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
   const int code = errno;
   if (wereOverwritten) (void)writeAt(fd, oldBytes.bytes(), 0);
-  // Nothing is left to try when even this fails.
+  // If this fails too, nothing else can be done.
   if (::ftruncate(fd, static_cast<off_t>(oldBytes.size())) == 0) (void)::fsync(fd);
   errno = code;
 }
@@ -159,7 +158,7 @@ void putBack(int fd, const Data& oldBytes, bool wereOverwritten) {
 FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                         const std::string& path, std::optional<FileDate>& writtenDate) {
   const UniqueFd fd(::openat(place.folder.get(), place.name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  // What was opened counts, not what was there a moment ago.
+  // Check the opened file: the path may have changed since the lookup.
   struct stat old {};
   if (!fd || ::fstat(fd.get(), &old) != 0) return fileFailure(path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
@@ -168,17 +167,17 @@ FileStatus writeInPlace(const DataPieces& data, const FilePlace& place, const st
   const auto size = static_cast<off_t>(data.size());
   const SignalHold hold;
   const UndoJournal record(place, fd.get(), *oldBytes, data);
-  // In a folder that takes no record there is no way back, and still no other way to write.
+  // In a folder that permits no journal the write cannot be undone, but there is no other way to write.
   if (!record && !isFolderRefusal(errno)) return fileFailure(path);
-  // The last look before the date becomes that of this write: taking space changes it already. The record may have
-  // changed the inode's date.
+  // Last check before this write changes the mtime: reserving space changes it already. The journal may have changed
+  // the ctime.
   if (readVersion && !isSameContent(versionOf(fd.get()), *readVersion)) return hasChanged(path);
   if (!reserve(fd.get(), old.st_size, size)) {
     putBack(fd.get(), *oldBytes, false);
     return fileFailure(path);
   }
   const bool isWritten = writePieces(fd.get(), data) && ::ftruncate(fd.get(), size) == 0;
-  // Before the sync, which takes time: a write by another program during it has another date.
+  // Before the fsync, which takes time: a concurrent write during it gets another mtime.
   if (isWritten) writtenDate = dateOf(fd.get());
   if (!isWritten || ::fsync(fd.get()) != 0) {
     putBack(fd.get(), *oldBytes, true);
@@ -194,7 +193,7 @@ FileStatus writeBeside(const DataPieces& data, const FilePlace& place, const str
                        std::optional<FileDate>& writtenDate) {
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file) return fileFailure(path);
-  // What cannot be given to a new file is kept by writing to the old one.
+  // Metadata that a new file cannot have is kept by writing in place.
   if (!copyMetadataOf(old, oldFd, file.fd())) return fileFailure(EPERM, path);
   if (!writePieces(file.fd(), data) || ::fsync(file.fd()) != 0) return fileFailure(path);
   waitForLaterTimestamp(file.fd());
@@ -204,7 +203,7 @@ FileStatus writeBeside(const DataPieces& data, const FilePlace& place, const str
 
 FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::optional<FileVersion>& readVersion,
                      const std::string& path, std::optional<FileDate>& writtenDate) {
-  // A rename would succeed on a file that may not be written. The user's wish counts.
+  // A rename would succeed even without write permission on the file; the permission is respected.
   if (::faccessat(place.folder.get(), place.name.c_str(), W_OK, AT_EACCESS) != 0) return fileFailure(path);
   const UniqueFd oldFd(
       ::openat(place.folder.get(), place.name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -213,14 +212,14 @@ FileStatus writeOver(const DataPieces& data, const FilePlace& place, const std::
   const DirectoryLock lock = lockDirectory(place.folder.get());
   if (lock == DirectoryLock::kHeld) (void)tidyFolder(place.folder.get(), place.name);
   if (lock == DirectoryLock::kImpossible) tidyIfFree(place.folder.get());
-  // Another process of ours is at work on a file that is to be as it was read.
+  // Another of our processes is writing, and the file must be as it was read.
   if (lock == DirectoryLock::kBusy && readVersion) return hasChanged(path);
   if (!S_ISREG(old.st_mode) || !mayBeReplaced(place, old)) {
     if (!mayBeWrittenOver(place.folder.get(), place.name, oldFd.get(), readVersion)) return hasChanged(path);
     return writeInPlace(data, place, readVersion, path, writtenDate);
   }
   FileStatus status = writeBeside(data, place, old, oldFd.get(), readVersion, path, writtenDate);
-  // In a folder that gives no name, or refuses to exchange this one, as where something is mounted on it.
+  // The folder refuses a name, or the exchange of this one, as for a mount point.
   return isFolderRefusal(status.code) ? writeInPlace(data, place, readVersion, path, writtenDate) : std::move(status);
 }
 
@@ -235,7 +234,7 @@ FileStatus writeToPlace(const DataPieces& data, const FilePlace& place, const st
   if (S_ISDIR(old.st_mode)) return fileFailure(EISDIR, path);
   if (!S_ISREG(old.st_mode)) return fileFailure(EINVAL, path);
   FileStatus status = writeOver(data, place, readVersion, path, writtenDate);
-  // Deleted on the way: by who is about to make it anew.
+  // Deleted meanwhile, by a program that is about to recreate it.
   return readVersion && status.code == ENOENT ? hasChanged(path) : std::move(status);
 }
 
@@ -253,7 +252,7 @@ FileStatus LinuxFileManager::writeDataToPath(const DataPieces& data, const std::
 FileStatus LinuxFileManager::replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                   const FileVersion& version) {
   const FilePlace place = placeOf(path);
-  // The version is that of a regular file of the user's own, so a match here excludes links and foreign files.
+  // The version is that of a regular file of the user's own, so a match excludes links and other users' files.
   if (place.folder && versionOf(place.folder.get(), place.name) != version) return hasChanged(path);
   std::optional<FileDate> date;
   return writeToPlace(data, place, version, path, date);

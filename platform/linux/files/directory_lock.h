@@ -9,7 +9,7 @@ enum class DirectoryLock {
   kHeld,
   /// Another process kept it for two seconds.
   kBusy,
-  /// Not on this file system, or not with this descriptor.
+  /// Locking is not supported for this file system or descriptor.
   kImpossible,
 };
 
@@ -17,8 +17,8 @@ enum class DirectoryLock {
 /// is held, any temporary file of ours in the directory is stale.
 [[nodiscard]] DirectoryLock lockDirectory(int folder);
 
-/// Waits for an exclusive flock on an open file or directory. It is advisory, and ends when the descriptor is closed.
-/// On failure errno says why; EWOULDBLOCK: another process held it until `end`.
+/// Waits for an exclusive flock on an open file or directory. Advisory; released when the descriptor is closed. On
+/// failure errno is set; EWOULDBLOCK: another process held the lock until `end`.
 [[nodiscard]] bool lockUntil(int fd, std::chrono::steady_clock::time_point end);
 
 }  // namespace tarvel

@@ -21,12 +21,11 @@ namespace {
 
 constexpr std::string_view kPrefix = ".tarvel-displaced-";
 constexpr std::size_t kDigits = 16;
-/// Target, version read, own version, and a random number.
+/// Target, version read, own version, random number.
 constexpr std::size_t kFields = 4;
-/// How long a file stays whose writers cannot be asked for.
+/// How long a displaced file is kept if its writers cannot be determined.
 constexpr std::time_t kLongestUnseenWriter = 3600;
 
-/// The FNV-1a hash of a text.
 std::string digest(std::string_view text) {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const char byte : text) {
@@ -38,14 +37,13 @@ std::string digest(std::string_view text) {
   return digits.data();
 }
 
-/// Without the device, whose number may change with each boot, and without the date of the inode, which a rename
-/// changes.
+/// Leaves out the device number, which may change at each boot, and the ctime, which a rename changes.
 std::string digest(const FileVersion& version) {
   return digest(std::to_string(version.file) + " " + std::to_string(version.size) + " " +
                 std::to_string(version.date.seconds) + " " + std::to_string(version.date.nanoseconds));
 }
 
-/// A displaced file, held open while it is judged.
+/// A displaced file, kept open while it is checked.
 struct HeldFile {
   std::optional<FileVersion> version;
   Writers writers = Writers::kUnknown;
@@ -58,7 +56,7 @@ HeldFile hold(int folder, const std::string& name) {
   return version ? HeldFile{version, writersOf(fd.get())} : HeldFile{};
 }
 
-/// Whether a writer that cannot be seen is to be expected: for some time after the exchange, which dates the inode.
+/// Whether an undetectable writer is possible: for some time after the exchange, whose time is the ctime.
 bool mayHaveUnseenWriter(const FileVersion& version) {
   return std::time(nullptr) - version.inodeDate.seconds < kLongestUnseenWriter;
 }
@@ -81,10 +79,10 @@ bool exchange(const FilePlace& place, const std::string& displaced) {
   return ::renameat2(folder, displaced.c_str(), folder, place.name.c_str(), RENAME_EXCHANGE) == 0;
 }
 
-/// What has the place that the displaced file came from.
+/// The file now at the displaced file's original path.
 struct Current {
   std::optional<FileVersion> version;
-  /// No file of any kind of ours or another program's: the place was emptied, or given to something else.
+  /// Whether that path has no regular file of ours or another program's.
   bool isGone = false;
 };
 
@@ -93,7 +91,7 @@ Current currentOf(const FilePlace& place) {
   return {version, !version && (errno == ENOENT || errno == EINVAL)};
 }
 
-/// What to do with a file that bears the name of a displaced one.
+/// What to do with a displaced file.
 enum class Verdict { kRemove, kPutBack, kKeep };
 
 Verdict judge(const HeldFile& held, const Current& current, const DisplacedName& name) {
@@ -104,9 +102,9 @@ Verdict judge(const HeldFile& held, const Current& current, const DisplacedName&
     return mayHaveUnseenWriter(*held.version) ? Verdict::kKeep : Verdict::kRemove;
   }
   if (current.isGone) return Verdict::kKeep;
-  // What cannot be looked at goes back: after that the other one can be looked at.
+  // If the current file cannot be checked, put the displaced one back, after which it can be.
   if (!current.version || isOwn(current.version, name)) return Verdict::kPutBack;
-  // Of two saves the newer one has the place.
+  // Of two saves the newer one gets the path.
   const bool isNewer = held.version && !wasRead && current.version->date < held.version->date;
   return isNewer ? Verdict::kPutBack : Verdict::kKeep;
 }
@@ -144,11 +142,11 @@ Settlement settle(const FilePlace& place, const std::string& displaced) {
     const int code = held.version ? 0 : errno;
     const Current current = currentOf(place);
     const Settlement outcome = isOwn(current.version, *name) ? Settlement::kReplaced : Settlement::kPutBack;
-    // Settled already, by another process.
+    // Another process has settled it.
     if (code == ENOENT) return outcome;
     switch (judge(held, current, *name)) {
       case Verdict::kRemove:
-        // Should this fail, the next process removes it.
+        // If this fails, the next process removes it.
         (void)::unlinkat(folder, displaced.c_str(), 0);
         return isRead(held.version, *name) ? Settlement::kReplaced : Settlement::kPutBack;
       case Verdict::kKeep:

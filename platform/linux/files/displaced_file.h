@@ -8,45 +8,45 @@
 #include "platform/file_manager.h"
 #include "platform/linux/files/file_place.h"
 
-// A new file takes the old one's place by an exchange of names, and what comes out may be a save that another program
-// made at the last instant. So it comes out under a name that says what was expected: which file was read, and which
-// one is ours. A file with such a name is removed only if it is one of these two, unchanged. Anything else is another
-// program's save: it goes back to its place, by the process that displaced it or by any later one, or it stays under
-// this name. Internal to platform/linux.
+// A new file replaces the old one by an exchange of names, and the file that comes out may be a concurrent write of
+// another program. Its temporary name therefore records what was expected: digests of the version that was read and of
+// our own version. A file with such a name is removed only if it matches one of the two. Anything else is another
+// program's save: the process that displaced it, or any later one, puts it back, or it stays under this name. Internal
+// to platform/linux.
 namespace tarvel {
 
-/// What the name of a displaced file says, as digests.
+/// The parts of a displaced file's name. Versions are digests.
 struct DisplacedName {
-  /// The name that the file had.
+  /// The file's original name.
   std::string target;
-  /// The version that was read and was to be replaced.
+  /// The version that was read.
   std::string read;
   /// The version of the new file.
   std::string own;
 };
 
-/// A new name for what `own` displaces from `target`. Empty when no random number is to be had.
+/// A new name for a file that `own` displaces from `target`. Empty if no random number is available.
 [[nodiscard]] std::string makeDisplacedName(const std::string& target, const FileVersion& read, const FileVersion& own);
 /// None for any other name.
 [[nodiscard]] std::optional<DisplacedName> parseDisplacedName(std::string_view name);
-/// Whether a displaced file with this name came from the place with the name `target`.
+/// Whether the file was displaced from the name `target`.
 [[nodiscard]] bool comesFrom(const DisplacedName& displaced, const std::string& target);
 
-/// What became of the file that was displaced.
+/// The outcome for a displaced file.
 enum class Settlement {
-  /// It was what had been read, and is gone: the new file has the place.
+  /// It was the version that was read, and was removed: the new file is in place.
   kReplaced,
-  /// It is in its place again, or something newer is; the new file is gone.
+  /// It, or something newer, is back in place; the new file was removed.
   kPutBack,
-  /// It stays under its name. It may be another program's save, and errno says why it could not be put back; 0 when a
-  /// newer save has its place, or when a writer may still have it open.
+  /// It stays under its name. It may be another program's save that could not be put back (errno is set), or that was
+  /// superseded by a newer one or may still have a writer (errno is 0).
   kKept,
 };
 
-/// Looks at a displaced file and does what its name and its version ask for. The folder must be locked.
+/// Checks a displaced file and removes, restores or keeps it. The folder must be locked.
 [[nodiscard]] Settlement settle(const FilePlace& place, const std::string& displaced);
 
-/// The paths of other programs' saves that came from the place `place` and still lie under such names.
+/// Paths of other programs' saves that were displaced from `place` and kept.
 [[nodiscard]] std::vector<std::string> keptSavesOf(const FilePlace& place);
 
 }  // namespace tarvel

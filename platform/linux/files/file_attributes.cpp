@@ -16,10 +16,10 @@ namespace tarvel {
 namespace {
 
 constexpr const char* kAccessList = "system.posix_acl_access";
-/// Holds the path of the file that a copy was made of.
+/// Holds the source path of a copy.
 constexpr const char* kSource = "user.tarvel.copied-from";
 
-/// None when they cannot be listed; none there are on a file system without attributes.
+/// None on error; empty on a file system without attributes.
 std::optional<std::vector<std::string>> attributeNames(int fd) {
   std::vector<std::string> names;
   const ssize_t size = ::flistxattr(fd, nullptr, 0);
@@ -42,7 +42,7 @@ std::optional<std::vector<char>> attribute(int fd, const char* name) {
   return value;
 }
 
-/// Sets an attribute unless the file has it with this value: some may be read by everybody and set by few.
+/// Sets an attribute unless it already has this value: some are readable by all but settable by few.
 bool giveAttribute(int from, int to, const char* name) {
   const auto value = attribute(from, name);
   if (!value) return false;
@@ -71,7 +71,7 @@ void recordSource(int copy, const std::string& source) {
 }
 
 std::optional<std::string> recordedSource(const std::string& path) {
-  // As long as any path may be: a longer value is none of ours.
+  // No path is longer, so a longer value is not ours.
   std::array<char, PATH_MAX> value{};
   const ssize_t size = ::getxattr(path.c_str(), kSource, value.data(), value.size());
   if (size <= 0) return std::nullopt;
@@ -81,7 +81,7 @@ std::optional<std::string> recordedSource(const std::string& path) {
 bool copyMetadata(int from, const struct stat& original, int to) {
   constexpr mode_t kPermissions = 0777;
   mode_t mode = original.st_mode & kPermissions;
-  // The group bits of a file with an access list are the most that anybody in the list may do, not what the group may.
+  // With an ACL, the mode's group bits are the ACL's mask, not the group's permissions.
   if (!matchAttributes(from, to) && attribute(from, kAccessList) != attribute(to, kAccessList)) {
     mode &= ~static_cast<mode_t>(S_IRWXG);
   }

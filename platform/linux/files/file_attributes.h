@@ -5,22 +5,21 @@
 #include <optional>
 #include <string>
 
-// What a file has besides its bytes. Internal to platform/linux.
+// A file's metadata. Internal to platform/linux.
 namespace tarvel {
 
-/// Gives a file the extended attributes of another, access lists among them, and takes away what only it has: a folder
-/// may give every new file a list. False when the two could not be made alike; what could be done is done then.
+/// Copies extended attributes, ACLs included, and removes those that only the target has: a folder's default ACL
+/// applies to new files. False if the two still differ; what could be copied was.
 [[nodiscard]] bool matchAttributes(int from, int to);
 
-/// Gives a copy its original's permissions, dates and attributes. Attributes that the copy's place cannot hold are left
-/// behind, but without its access list it is open to nobody whom the list kept out. False with errno set when
-/// permissions or dates could not be given.
+/// Copies permissions, dates and attributes to a copy. Attributes that the target's file system does not support are
+/// dropped; without its ACL the copy grants no more access than the original. False with errno set if permissions or
+/// dates could not be set.
 [[nodiscard]] bool copyMetadata(int from, const struct stat& original, int to);
 
-/// Records in a copy the path of the file it was copied from, as an extended attribute. Where the file system takes
-/// none the copy stays without.
+/// Records the source path of a copy as an extended attribute, if the file system supports them.
 void recordSource(int copy, const std::string& source);
-/// The recorded path. None without a record.
+/// The recorded path; none if there is none.
 [[nodiscard]] std::optional<std::string> recordedSource(const std::string& path);
 
 }  // namespace tarvel

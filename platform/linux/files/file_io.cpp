@@ -24,7 +24,7 @@ constexpr std::size_t kChunk = std::size_t{256} * 1024;
 
 FileStatus fileFailure(int code, const std::string& path) {
   std::array<char, 128> buffer{};
-  // The GNU form, which answers the text.
+  // The GNU version, which returns the text.
   const char* words = ::strerror_r(code, buffer.data(), buffer.size());
   return {code == 0 ? EIO : code, quotedText(path) + ": " + words};
 }
@@ -50,7 +50,7 @@ bool writePieces(int fd, const DataPieces& data) {
   for (std::size_t i = 0; i < data.pieces.size();) {
     std::size_t count = 0;
     std::size_t size = 0;
-    // Many pieces are a few bytes: they go together.
+    // Many pieces are a few bytes long, so they are combined.
     for (; i + count < data.pieces.size() && count < kMostPieces && size < kChunk; ++count) {
       const auto piece = data.pieces[i + count];
       batch[count] = {const_cast<std::uint8_t*>(piece.data()), piece.size()};  // NOLINT: the call only reads
@@ -59,7 +59,7 @@ bool writePieces(int fd, const DataPieces& data) {
     ssize_t written = ::pwritev(fd, batch.data(), static_cast<int>(count), position);
     if (written < 0 && errno != EINTR) return false;
     written = std::max<ssize_t>(written, 0);
-    // What the call left over goes piece by piece.
+    // Writes what a short write left over, piece by piece.
     for (std::size_t j = 0; j < count; ++j) {
       const auto piece = data.pieces[i + j];
       const auto done = std::min(piece.size(), static_cast<std::size_t>(written));

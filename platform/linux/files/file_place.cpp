@@ -14,11 +14,11 @@ namespace tarvel {
 
 namespace {
 
-/// As many as the kernel follows itself.
+/// As in the kernel.
 constexpr int kMostLinks = 40;
 
 UniqueFd openFolder(int base, const std::string& path) {
-  // A folder that may be entered but not listed still serves, only its entries cannot be synced.
+  // A folder that can be entered but not listed works too; only its entries cannot be fsynced.
   UniqueFd readable(::openat(base, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (readable || errno != EACCES) return readable;
   return UniqueFd(::openat(base, path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

@@ -17,7 +17,7 @@ namespace tarvel {
 
 namespace {
 
-/// From here on a buffer is worth huge pages: touching it for the first time costs more than reading into it.
+/// From this size huge pages pay off: faulting in small pages costs more than the read.
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
 }  // namespace
@@ -64,7 +64,7 @@ FileReading readWhole(int fd, std::size_t expected, const std::string& path) {
 
 FileReading readWholeUpTo(int fd, std::size_t expected, std::size_t most, const std::string& path) {
   if (expected > most) return {{}, fileTooLarge(most, path)};
-  // Room for one byte more, or the end could not be seen; and some for files that say they are empty and are not.
+  // One more byte, to detect the end; and some for files of /proc, whose size is reported as 0.
   constexpr std::size_t kLeast = 4096;
   std::size_t capacity = std::max(expected + 1, kLeast);
   std::shared_ptr<std::uint8_t> buffer = allocateBuffer(capacity);

@@ -11,23 +11,22 @@
 #include "platform/file_manager.h"
 #include "platform/linux/base/unique_fd.h"
 
-// Reading whole files. Internal to platform/linux.
+// Reads whole files. Internal to platform/linux.
 namespace tarvel {
 
-/// Uninitialised memory; none when there is not enough.
+/// Uninitialised memory; null when out of memory.
 [[nodiscard]] std::shared_ptr<std::uint8_t> allocateBuffer(std::size_t size);
 
-/// Reads on until `size` bytes are there or the file ends, and answers how many there are; -1 with errno set on
-/// failure.
+/// Reads until `size` bytes or the end of the file. Returns the count; -1 with errno set.
 [[nodiscard]] ssize_t readUpTo(int fd, std::uint8_t* bytes, std::size_t size);
 
-/// Opens a regular file for reading, and nothing else: opening a pipe would wait, opening a device might do something.
-/// On failure there is no descriptor and errno says why.
+/// Opens a regular file for reading; never opens anything else, as opening a pipe blocks and opening a device can have
+/// side effects. On failure without a descriptor, errno set.
 [[nodiscard]] UniqueFd openRegular(const std::string& path, struct stat& status);
 
-/// The whole file, whatever its size says: it may grow or shrink while it is read. `path` is for the failure's text.
+/// Reads the whole file. Its size is only a hint, as it may change meanwhile. `path` is for error messages.
 [[nodiscard]] FileReading readWhole(int fd, std::size_t expected, const std::string& path);
-/// The same, but a file of more than `most` bytes fails with EFBIG, at once where its size says so.
+/// Fails with EFBIG for more than `most` bytes, before reading if the size says so.
 [[nodiscard]] FileReading readWholeUpTo(int fd, std::size_t expected, std::size_t most, const std::string& path);
 
 }  // namespace tarvel

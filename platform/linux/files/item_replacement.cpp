@@ -1,4 +1,4 @@
-// One item in another's place: replacing, moving, exchanging.
+// Replaces, moves and exchanges items.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -43,7 +43,7 @@ FileStatus synced(const FilePlace& target, const FilePlace& replacement) {
   return {};
 }
 
-/// A second name, which never replaces anything, and then one name less.
+/// Hard-links the new name, which never replaces anything, then unlinks the old one.
 bool moveByLink(const FilePlace& from, const FilePlace& to) {
   if (::linkat(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), 0) != 0) return false;
   if (::unlinkat(from.folder.get(), from.name.c_str(), 0) == 0) return true;
@@ -53,12 +53,12 @@ bool moveByLink(const FilePlace& from, const FilePlace& to) {
   return false;
 }
 
-/// Renames to a free name, also where the file system cannot be asked not to replace.
+/// Renames to a free name, even without RENAME_NOREPLACE.
 bool moveToFreeName(const FilePlace& from, const FilePlace& to) {
   if (rename(from, to, RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
   if (moveByLink(from, to)) return true;
-  // Folders have one name only, and so has everything on some file systems: all that is left is to look first.
+  // Folders cannot be hard-linked, and some file systems have no hard links: check first, then rename.
   if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) return false;
   struct stat existing {};
   if (statusOf(to, existing)) {
@@ -68,7 +68,7 @@ bool moveToFreeName(const FilePlace& from, const FilePlace& to) {
   return rename(from, to, 0) == 0;
 }
 
-/// A path for a name in a folder that is held open, for what only takes paths.
+/// A path for an entry of an open folder, for calls that only take paths.
 std::string pathOf(const FilePlace& place) {
   return "/proc/self/fd/" + std::to_string(place.folder.get()) + "/" + place.name;
 }
@@ -82,7 +82,7 @@ bool removeWhole(const FilePlace& place) {
   return !error;
 }
 
-/// Items of different kinds: an exchange, after which the old item is removed.
+/// For items of different kinds: an exchange, then removal of the old item.
 FileReplacement replaceByExchange(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
                                   const std::string& replacementPath) {
   if (rename(replacement, target, RENAME_EXCHANGE) != 0) return {fileFailure(targetPath), std::nullopt};
@@ -93,8 +93,8 @@ FileReplacement replaceByExchange(const FilePlace& target, const FilePlace& repl
           isBack ? std::nullopt : std::optional(pathInFolder(replacement.folder.get(), replacement.name))};
 }
 
-/// A free name beside the target, for its old item until the replacement is done. What an earlier one that was cut off
-/// left under such a name may be the only copy.
+/// A free name beside the target for its old item during the replacement. Files that an interrupted replacement left
+/// under such names are never reused: they may be the only copy.
 FilePlace placeAside(const FilePlace& target) {
   constexpr int kMostNames = 100;
   FilePlace aside{UniqueFd(::dup(target.folder.get())), target.name + ".tarvel-aside"};
@@ -105,8 +105,8 @@ FilePlace placeAside(const FilePlace& target) {
   return aside;
 }
 
-/// Where two names cannot be exchanged: the old item steps aside first, and comes back when the new one cannot follow,
-/// or when the old one cannot be removed.
+/// Without RENAME_EXCHANGE: moves the old item aside, and back if the new one cannot be moved in or the old one cannot
+/// be removed.
 FileReplacement replaceByStepping(const FilePlace& target, const FilePlace& replacement,
                                   const std::string& targetPath) {
   const FilePlace aside = placeAside(target);
@@ -119,14 +119,14 @@ FileReplacement replaceByStepping(const FilePlace& target, const FilePlace& repl
   return {failure, isBack ? std::nullopt : std::optional(asidePath)};
 }
 
-/// Gives the old item a second name, from which it can come back. Where there are no links it steps aside itself.
+/// Hard-links the old item to a second name, to restore it from; moves it there if hard links are unsupported.
 bool keepAside(const FilePlace& target, const FilePlace& aside) {
   if (::linkat(target.folder.get(), target.name.c_str(), aside.folder.get(), aside.name.c_str(), 0) == 0) return true;
   const bool isRefused = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
   return isRefused && moveToFreeName(target, aside);
 }
 
-/// Undoes that, over whatever has the target's name by now.
+/// Restores it over any file that now has the target's name.
 bool comeBack(const FilePlace& aside, const FilePlace& target) {
   struct stat kept {};
   struct stat now {};
@@ -136,7 +136,7 @@ bool comeBack(const FilePlace& aside, const FilePlace& target) {
   return rename(aside, target, 0) == 0;
 }
 
-/// Puts the copy in the target's place, and then removes the replacement. The old item comes back unless both succeed.
+/// Renames the copy over the target and removes the replacement. Restores the old item unless both succeed.
 FileReplacement finishCopy(TemporaryFile& copy, const FilePlace& target, const FilePlace& replacement,
                            const std::string& replacementPath) {
   const FilePlace aside = placeAside(target);
@@ -145,7 +145,7 @@ FileReplacement finishCopy(TemporaryFile& copy, const FilePlace& target, const F
   const bool isDone =
       copy.replace(target.name) && ::unlinkat(replacement.folder.get(), replacement.name.c_str(), 0) == 0;
   if (isDone) {
-    // Should even this fail, the old item stays under that name, and nothing is lost.
+    // If this fails, the old item stays under that name and nothing is lost.
     (void)::unlinkat(aside.folder.get(), aside.name.c_str(), 0);
     return {synced(target, replacement), std::nullopt};
   }
@@ -153,8 +153,8 @@ FileReplacement finishCopy(TemporaryFile& copy, const FilePlace& target, const F
   return {failure, comeBack(aside, target) ? std::nullopt : std::optional(asidePath)};
 }
 
-/// Where a rename cannot do it (another file system, a link as the replacement): a copy beside the target takes its
-/// place, and only then the replacement goes.
+/// Where a rename is not possible (another file system, a link as the replacement): a copy beside the target replaces
+/// it, then the replacement is removed.
 FileReplacement replaceByCopy(const FilePlace& target, const FilePlace& replacement, const std::string& targetPath,
                               const std::string& replacementPath) {
   const auto failed = [](const std::string& path) { return FileReplacement{fileFailure(path), std::nullopt}; };
@@ -165,7 +165,7 @@ FileReplacement replaceByCopy(const FilePlace& target, const FilePlace& replacem
   if (!S_ISREG(source.st_mode)) return {fileFailure(EINVAL, replacementPath), std::nullopt};
   TemporaryFile copy(target.folder.get(), kPrivate);
   if (!copy) return failed(targetPath);
-  // Only root may give files away; for anybody else the copy is their own, as it is.
+  // Only root can change the owner; otherwise the copy belongs to the user.
   [[maybe_unused]] const int given = ::fchown(copy.fd(), source.st_uid, source.st_gid);
   const bool isCopied =
       copyBytes(from.get(), copy.fd()) && copyMetadata(from.get(), source, copy.fd()) && ::fsync(copy.fd()) == 0;
@@ -189,7 +189,7 @@ FileReplacement LinuxFileManager::replaceItem(const std::string& target, const s
   if (::fstatat(replacementPlace.folder.get(), replacementPlace.name.c_str(), &behind, 0) != 0) {
     return {fileFailure(replacement), std::nullopt};
   }
-  // Two names of one file: a rename would do nothing and leave both, a removed link would leave neither.
+  // Hard links of one file: a rename would do nothing and keep both names, and removing a link would lose both.
   if (old.st_dev == behind.st_dev && old.st_ino == behind.st_ino) return {fileFailure(EINVAL, target), std::nullopt};
   const bool isFile = S_ISREG(old.st_mode) && S_ISREG(behind.st_mode);
   if (isFile && S_ISREG(fresh.st_mode)) {
@@ -197,7 +197,7 @@ FileReplacement LinuxFileManager::replaceItem(const std::string& target, const s
     if (rename(replacementPlace, targetPlace, 0) == 0) return {synced(targetPlace, replacementPlace), std::nullopt};
     if (errno != EXDEV) return {fileFailure(target), std::nullopt};
   }
-  // A link is no replacement for a file: in another folder it may lead nowhere. What it leads to is.
+  // A link cannot replace a file: in another folder its target may not resolve. Its target is copied instead.
   if (isFile) return replaceByCopy(targetPlace, replacementPlace, target, replacement);
   FileReplacement exchanged = replaceByExchange(targetPlace, replacementPlace, target, replacement);
   const bool isImpossible = exchanged.status.code == EINVAL || exchanged.status.code == ENOSYS;

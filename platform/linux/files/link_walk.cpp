@@ -23,7 +23,7 @@ bool isTrusted(const struct stat& folder, const struct stat& link) {
 }  // namespace
 
 std::optional<std::string> targetOfTrustedLink(int folder, const std::string& name) {
-  // Opened as itself, so that owner and target are those of one link.
+  // Opens the link itself, so that owner and target are of the same link.
   const UniqueFd fd(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat around {};
   struct stat link {};

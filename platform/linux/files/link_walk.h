@@ -6,12 +6,12 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Where the symbolic link `name` in an open folder leads. None with errno set: EINVAL for anything but a link, ENOENT
-/// where nothing is, EACCES for a link not to be followed.
+/// The target of the symbolic link `name` in an open folder. None with errno set: EINVAL if it is not a link, ENOENT if
+/// it does not exist, EACCES if it must not be followed.
 ///
-/// As the kernel does with fs.protected_symlinks, and whether or not that is set: in a sticky folder where anyone may
-/// write, a link is followed only if it belongs to this user or to the folder's owner. A program that follows links
-/// itself bypasses the kernel's own check.
+/// Applies the kernel's fs.protected_symlinks rule whether or not that is enabled: in a sticky, world-writable folder,
+/// a link is followed only if it belongs to this user or to the folder's owner. A program that resolves links itself
+/// bypasses the kernel's check.
 [[nodiscard]] std::optional<std::string> targetOfTrustedLink(int folder, const std::string& name);
 
 }  // namespace tarvel

@@ -37,7 +37,7 @@ FileAttributes LinuxFileManager::attributesOfItemAtPath(const std::string& path)
 FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
   constexpr int kMostReadings = 5;
   const FilePlace place = followLinks(path);
-  // For as long as the reading takes: no process of ours writes meanwhile.
+  // Held during the read, so that none of our processes writes meanwhile.
   const bool isLocked = place.folder && lockDirectory(place.folder.get()) == DirectoryLock::kHeld;
   const bool mayTidy = isLocked && ::faccessat(place.folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0;
   const int code = mayTidy ? tidyFolder(place.folder.get(), place.name) : 0;
@@ -48,7 +48,7 @@ FileReading LinuxFileManager::contentsAtPath(const std::string& path) {
     const UniqueFd fd = openRegular(path, status);
     if (!fd) return {{}, fileFailure(path)};
     if (place.folder) rollBackInterruptedWrite(place, fd.get());
-    // A change in the clock tick of the reading would go unseen.
+    // A change within the same clock granularity would go unnoticed.
     waitForLaterTimestamp(fd.get());
     const std::optional<FileVersion> version = versionOf(fd.get());
     if (!version) return {{}, fileFailure(path)};
@@ -73,7 +73,7 @@ std::vector<std::string> LinuxFileManager::keptSavesAtPath(const std::string& pa
 FileReading LinuxFileManager::contentsOfOwnFileAtPath(const std::string& path) {
   const FilePlace place = placeOf(path);
   struct stat status {};
-  // The kind first: opening a device can do something.
+  // Checks the type first: opening a device can have side effects.
   if (!place.folder || ::fstatat(place.folder.get(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return {{}, fileFailure(path)};
   }

@@ -9,7 +9,7 @@
 
 namespace tarvel {
 
-/// The real files of a Linux system. Stateless; see FileManager for what each operation promises.
+/// Files of a Linux system. Stateless.
 class LinuxFileManager final : public FileManager {
  public:
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
@@ -38,8 +38,8 @@ class LinuxFileManager final : public FileManager {
   [[nodiscard]] std::string stringByExpandingTildeInPath(const std::string& path) override;
 };
 
-/// Expands a leading tilde. `homeOf` answers a user's home folder, or the empty text for an unknown user; it is asked
-/// with the empty name for the user who runs the program.
+/// Expands a leading tilde. `homeOf` returns a user's home folder, or an empty string for an unknown user; the empty
+/// name means the current user.
 [[nodiscard]] std::string expandTilde(const std::string& path,
                                       const std::function<std::string(const std::string&)>& homeOf);
 

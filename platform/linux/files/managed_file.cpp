@@ -15,7 +15,7 @@ namespace tarvel {
 
 namespace {
 
-/// As the files beside it.
+/// As other unit and desktop files.
 constexpr mode_t kReadable = 0644;
 
 bool beginsWithMark(int fd) {

@@ -5,22 +5,23 @@
 
 #include "platform/file_manager.h"
 
-// Small files in folders that belong to everybody: the user's service manager, the desktop. Internal to platform/linux.
+// Small files that this program writes into shared folders of the service manager and the desktop. Internal to
+// platform/linux.
 namespace tarvel {
 
-/// The first line of every file that is ours, a comment in units and desktop files alike.
+/// The first line of each file that is ours; a comment in unit and desktop files alike.
 inline constexpr std::string_view kManagedMark =
     "# Made by “tarvel agent enable”; “tarvel agent disable” removes it.\n";
 
 enum class Ownership { kAbsent, kOurs, kForeign };
 
-/// Whose file is there. What is no regular file, or cannot be read, is foreign.
+/// Whether the file is ours. Anything unreadable or not a regular file is foreign.
 [[nodiscard]] Ownership ownershipOf(const std::string& path);
 
-/// Puts mark and text into a file that is ours or not there yet, and makes the folders above it. Whole or not at all.
+/// Atomically writes the mark and the text to a file that is ours or missing; creates missing folders.
 [[nodiscard]] FileStatus writeManagedFile(const std::string& path, std::string_view text);
 
-/// Removes the file if it is ours. Success, too, when there was nothing of ours to remove.
+/// Removes the file if it is ours. Success if there was none.
 [[nodiscard]] FileStatus removeManagedFile(const std::string& path);
 
 }  // namespace tarvel

@@ -1,4 +1,4 @@
-// Making a file where none is, and looking at what a folder holds.
+// Creates new files and lists folders.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -19,7 +19,7 @@ namespace tarvel {
 namespace {
 
 bool isRegular(int folder, const dirent& entry) {
-  // Not every file system tells the kind with the name.
+  // Not every file system reports the type with the name.
   if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_REG;
   struct stat status {};
   return ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
@@ -47,7 +47,7 @@ FileStatus LinuxFileManager::createFileAtPath(const DataPieces& data, const std:
   const FilePlace place = placeOf(path);
   if (!place.folder) return fileFailure(path);
   struct stat existing {};
-  // A name that is taken is found out before anything is written.
+  // Fails early if the name is taken.
   if (::fstatat(place.folder.get(), place.name.c_str(), &existing, AT_SYMLINK_NOFOLLOW) == 0) {
     return fileFailure(EEXIST, path);
   }

@@ -23,13 +23,13 @@ Writers askWithLease(int fd) {
 }  // namespace
 
 Writers writersOf(int fd) {
-  // A program that opens the file during the lease makes the kernel send a signal. SIGURG is ignored by default.
+  // A program that opens the file during the lease causes a signal to this process. SIGURG is ignored by default.
   if (::fcntl(fd, F_SETSIG, SIGURG) != 0) return Writers::kUnknown;
   const Writers writers = askWithLease(fd);
   if (writers != Writers::kUnknown || errno != EACCES || ::geteuid() != 0) return writers;
   struct stat status {};
   if (::fstat(fd, &status) != 0) return Writers::kUnknown;
-  // Of this thread only, and of nothing but its access to files.
+  // Per thread, and for file access only.
   const int before = ::setfsuid(status.st_uid);
   const Writers asOwner = askWithLease(fd);
   (void)::setfsuid(static_cast<uid_t>(before));

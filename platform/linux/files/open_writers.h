@@ -6,14 +6,14 @@ namespace tarvel {
 enum class Writers {
   kNone,
   kSome,
-  /// The file system or the system's rules do not let us ask.
+  /// Leases are not supported here or not permitted.
   kUnknown,
 };
 
-/// Whether any process has the file open, or mapped, to write to it. `fd` must be open for reading only.
+/// Whether any process has the file open or mapped for writing. `fd` must be open for reading only.
 ///
-/// A lease tells: it is refused while there are writers. It is given up at once, so that a program that opens the file
-/// in this instant waits for microseconds. Only the owner may take one, so root asks as the owner.
+/// Tries to take a read lease, which fails while there are writers, and releases it at once: a concurrent open blocks
+/// for microseconds at most. Only the owner may take a lease, so root acts as the owner.
 [[nodiscard]] Writers writersOf(int fd);
 
 }  // namespace tarvel

@@ -17,7 +17,7 @@ FileStatus makePrivateFolder(const std::string& path) {
   if (path.empty() || path.find('\0') != std::string::npos) return fileFailure(path.empty() ? ENOENT : EINVAL, path);
   std::vector<std::string> missing;
   struct stat status {};
-  // Less its trailing slashes, so that what is made has a name.
+  // Without trailing slashes, so that the last component has a name.
   const std::string whole = path.substr(0, std::max<std::size_t>(path.find_last_not_of('/') + 1, 1));
   for (std::string folder = whole; ::stat(folder.c_str(), &status) != 0; folder = deletingLastPathComponent(folder)) {
     if (errno != ENOENT) return fileFailure(path);
@@ -26,7 +26,7 @@ FileStatus makePrivateFolder(const std::string& path) {
   }
   if (missing.empty() && !S_ISDIR(status.st_mode)) return fileFailure(EEXIST, path);
   for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder) {
-    // Another process may have made it in between.
+    // Another process may have created it meanwhile.
     if (::mkdir(folder->c_str(), kPrivateFolder) != 0 && errno != EEXIST) return fileFailure(path);
     const FilePlace made = placeOf(*folder);
     if (made.folder) syncFolder(made.folder.get());

@@ -7,8 +7,8 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Makes the folder and every missing one above it, each with mode 0700 whatever the umask. A folder that exists is
-/// success and keeps its mode; anything else of that name is EEXIST.
+/// Creates the folder and its missing parents with mode 0700, regardless of the umask. An existing folder is success
+/// and keeps its mode; anything else of that name is EEXIST.
 [[nodiscard]] FileStatus makePrivateFolder(const std::string& path);
 
 }  // namespace tarvel

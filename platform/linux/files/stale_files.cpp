@@ -26,7 +26,7 @@ std::optional<struct stat> statusOf(int folder, const std::string& name) {
   return status;
 }
 
-/// Root may have made one for a file of another user's, and given it to them.
+/// Root may have created it for another user's file and changed its owner.
 bool mayBeOurs(int folder, const struct stat& status) {
   const uid_t user = ::geteuid();
   const auto above = statusOf(folder, ".");
@@ -34,21 +34,20 @@ bool mayBeOurs(int folder, const struct stat& status) {
   return S_ISREG(status.st_mode) && (status.st_uid == user || user == 0 || (status.st_uid == 0 && isOwnFolder));
 }
 
-/// Removes a temporary file, which holds bytes of ours alone, unless a living process keeps it locked.
+/// Removes a temporary file, which holds only our bytes, unless a living process has locked it.
 void removeTemporary(int folder, const std::string& name) {
   const auto status = statusOf(folder, name);
   if (!status || !mayBeOurs(folder, *status)) return;
-  // Network file systems lock only what is open for writing.
+  // Network file systems only lock files that are open for writing.
   constexpr int kFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   UniqueFd fd(::openat(folder, name.c_str(), O_RDWR | kFlags));
   if (!fd) fd = UniqueFd(::openat(folder, name.c_str(), O_RDONLY | kFlags));
-  // Root's cannot be opened. Should its process live, its write fails, and loses nothing.
+  // A file of root's cannot be opened. If its process is alive, its write fails without loss.
   const bool isFree = fd ? ::flock(fd.get(), LOCK_EX | LOCK_NB) == 0 : errno == EACCES;
   if (isFree) (void)::unlinkat(folder, name.c_str(), 0);
 }
 
-/// In a folder where users cannot touch each other's files, one of them must not slip a file into the place of
-/// another's.
+/// In a sticky folder, one user must not be able to substitute a file for another's.
 bool isTrusted(int folder, const struct stat& displaced, const struct stat& current) {
   const auto above = statusOf(folder, ".");
   if (!above || displaced.st_nlink != 1) return false;
@@ -56,7 +55,7 @@ bool isTrusted(int folder, const struct stat& displaced, const struct stat& curr
   return !isShared || displaced.st_uid == current.st_uid || displaced.st_uid == ::geteuid();
 }
 
-/// Answers as tidyFolder().
+/// Returns as tidyFolder().
 int recover(int folder, const std::string& name, const DisplacedName& displaced,
             const std::vector<std::string>& entries) {
   const auto target =
@@ -70,12 +69,12 @@ int recover(int folder, const std::string& name, const DisplacedName& displaced,
   return settle(place, name) == Settlement::kKept ? errno : 0;
 }
 
-/// The record of a write in place that was cut off: its file is made whole by whichever name it has here.
+/// The journal of an interrupted in-place write: restores its file under any name that it has here.
 void resolveRecord(int folder, const std::string& name, const std::vector<std::string>& entries) {
   const std::optional<JournaledFile> file = fileOfUndoJournal(folder, name);
   if (!file) return;
   for (const std::string& entry : entries) {
-    // Not the number that reading the folder gives: on bind mounts and overlays that may be another one.
+    // d_ino may differ from st_ino on bind mounts and overlays.
     const auto status = statusOf(folder, entry);
     if (!status || status->st_ino != file->inode || !S_ISREG(status->st_mode)) continue;
     const FilePlace place{UniqueFd(::fcntl(folder, F_DUPFD_CLOEXEC, 0)), entry};
@@ -83,7 +82,7 @@ void resolveRecord(int folder, const std::string& name, const std::vector<std::s
     if (place.folder && fd) rollBackInterruptedWrite(place, fd.get());
     return;
   }
-  // A file that has names elsewhere may still be torn there.
+  // A file with names in other folders may still be torn there.
   if (!file->mayBeElsewhere) removeTemporary(folder, name);
 }
 
@@ -109,7 +108,7 @@ void tidyIfFree(int folder) {
   if (::flock(own.get(), LOCK_EX | LOCK_NB) == 0) {
     (void)tidyFolder(folder, {});
   } else if (errno != EWOULDBLOCK) {
-    // Temporary files have locks of their own.
+    // Temporary files have their own locks.
     for (const std::string& name : entriesOf(folder)) {
       if (isTemporaryName(name)) removeTemporary(folder, name);
     }

@@ -2,14 +2,14 @@
 
 #include <string>
 
-// Leftovers of our processes that ended too early. Internal to platform/linux.
+// Cleans up after interrupted processes of ours. Internal to platform/linux.
 namespace tarvel {
 
-/// With the directory lock held: settles displaced files, rolls back interrupted writes in place, removes temporary
-/// files. Answers 0, or an errno value when another program's save of the file `target` could not be put back.
+/// Requires the directory lock: settles displaced files, rolls back interrupted in-place writes, removes temporary
+/// files. Returns 0, or an errno value if another program's save of `target` could not be put back.
 int tidyFolder(int folder, const std::string& target);
 
-/// Locks the folder and tidies it if the lock is free. For folders from which nothing is read.
+/// Tidies the folder if its lock is free. For folders from which nothing is read.
 void tidyIfFree(int folder);
 
 }  // namespace tarvel

@@ -39,7 +39,7 @@ TemporaryFile::TemporaryFile(int folder, mode_t mode) : folder_(folder) {
   if (canBeNamedLater) fd_ = UniqueFd(::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   const bool isUnsupported = !canBeNamedLater || errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT;
   if (!fd_ && isUnsupported) createNamed(mode);
-  // Locked while the file is unfinished: an unlocked one is stale.
+  // Locked while unfinished: an unlocked temporary file is stale.
   if (fd_) (void)::flock(fd_.get(), LOCK_EX | LOCK_NB);
 }
 
@@ -55,7 +55,7 @@ TemporaryFile::~TemporaryFile() {
   if (hasTemporaryName()) (void)::unlinkat(folder_, temporaryName_.c_str(), 0);
 }
 
-/// The file is open, so no other can have its inode number.
+/// The file is open, so its inode number cannot be reused.
 bool TemporaryFile::hasTemporaryName() const {
   struct stat named {};
   struct stat own {};
@@ -97,8 +97,7 @@ bool TemporaryFile::linkNoReplace(const std::string& name) {
   const bool isNamed = ::renameat2(folder_, temporaryName_.c_str(), folder_, name.c_str(), RENAME_NOREPLACE) == 0;
   if (isNamed) temporaryName_.clear();
   if (isNamed || (errno != EINVAL && errno != ENOSYS)) return isNamed;
-  // A file system without that kind of rename: a second link, which never replaces either. Without links too, all that
-  // is left is to look first.
+  // Without RENAME_NOREPLACE: a hard link, which never replaces either. Without hard links, check first, then rename.
   if (::linkat(folder_, temporaryName_.c_str(), folder_, name.c_str(), 0) == 0) return true;
   struct stat existing {};
   const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP;

@@ -13,11 +13,11 @@ namespace tarvel {
 /// Mode of unfinished files.
 inline constexpr mode_t kPrivate = 0600;
 
-/// A new file in a folder that has no name yet, or (where the file system cannot do that) a hidden random one. It is
-/// removed at the end unless it was given a lasting name.
+/// A new file without a name (O_TMPFILE), or with a hidden random name where that is unsupported. Removed at the end
+/// unless it was given its final name.
 class TemporaryFile {
  public:
-  /// `mode` is subject to the user's umask. On failure the file tests false and errno says why.
+  /// `mode` is subject to the umask. On failure tests false with errno set.
   TemporaryFile(int folder, mode_t mode);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
@@ -26,12 +26,12 @@ class TemporaryFile {
   explicit operator bool() const { return static_cast<bool>(fd_); }
   [[nodiscard]] int fd() const { return fd_.get(); }
 
-  /// Renames the file to `name`, replacing what has that name. On failure errno says why.
+  /// Renames the file to `name`, replacing any existing file. False with errno set on failure.
   [[nodiscard]] bool replace(const std::string& name);
-  /// Exchanges the file with what has the name `name`, which then has the name `displaced` and is the caller's. On
-  /// failure errno says why; EINVAL or ENOSYS: not on this file system.
+  /// Exchanges the file with the one named `name`, which is then named `displaced` and becomes the caller's. False with
+  /// errno set; EINVAL or ENOSYS: unsupported.
   [[nodiscard]] bool exchange(const std::string& name, const std::string& displaced);
-  /// Gives the file a name that must be free: EEXIST otherwise. A file without a name gets this one and no other.
+  /// Gives the file a name that must be free, else EEXIST. An unnamed file gets its name directly.
   [[nodiscard]] bool linkNoReplace(const std::string& name);
 
  private:
@@ -45,9 +45,9 @@ class TemporaryFile {
   std::string temporaryName_;
 };
 
-/// Sixteen hexadecimal digits; empty, with errno set, when the kernel gives no random number.
+/// Sixteen random hexadecimal digits; empty with errno set on failure.
 [[nodiscard]] std::string randomDigits();
-/// Whether a name is that of a temporary file.
+/// Whether `name` is a temporary file's.
 [[nodiscard]] bool isTemporaryName(std::string_view name);
 
 }  // namespace tarvel

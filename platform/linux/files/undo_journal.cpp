@@ -29,19 +29,19 @@ namespace {
 
 constexpr std::string_view kPrefix = ".tarvel-undo-";
 constexpr int kHexadecimal = 16;
-/// Neither disks nor file systems write less at a time.
+/// Neither disks nor file systems write smaller units.
 constexpr std::size_t kBlock = 512;
 
 constexpr const char* kAttribute = "user.tarvel.undo";
 
-/// At the start of a record, before the old and the new bytes. Read on the machine that wrote it.
+/// Start of a journal, followed by the old and the new bytes. Read on the machine that wrote it.
 struct Header {
   std::array<char, 16> mark = {'t', 'a', 'r', 'v', 'e', 'l', ' ', 'u', 'n', 'd', 'o', ' ', '2', '\n'};
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  /// Whether the file may be reached by a name that is not in the record's folder.
+  /// Whether the file may have names outside of the journal's folder.
   std::uint64_t mayBeElsewhere = 0;
-  /// Whether the file lies on the device of the record. Numbers of devices may change with each boot.
+  /// Whether file and journal are on one device. Device numbers may change at each boot.
   std::uint64_t isBesideRecord = 0;
   std::uint64_t oldSize = 0;
   std::uint64_t newSize = 0;
@@ -67,7 +67,7 @@ struct Record {
   Versions versions;
 };
 
-/// None when the bytes are no whole record.
+/// None if the bytes are not a complete journal.
 std::optional<Record> parseRecord(std::string_view bytes) {
   Record record;
   const Header expected;
@@ -80,21 +80,21 @@ std::optional<Record> parseRecord(std::string_view bytes) {
   return record;
 }
 
-/// A version as long as its space: with zeros behind its end.
+/// A version extended with zeros to `size`.
 std::string padded(std::string_view version, std::size_t size) {
   std::string bytes(version);
   bytes.resize(size);
   return bytes;
 }
 
-/// Whether a block is one version up to some place and the other one from there.
+/// Whether a block is a prefix of one version followed by a suffix of the other.
 bool isSeam(std::string_view block, std::string_view first, std::string_view second) {
   const auto front = std::mismatch(block.begin(), block.end(), first.begin()).first - block.begin();
   const auto back = std::mismatch(block.rbegin(), block.rend(), second.rbegin()).first - block.rbegin();
   return front + back >= static_cast<std::ptrdiff_t>(block.size());
 }
 
-/// Whether the bytes are neither version, but all of them are from one or the other.
+/// Whether the bytes are neither version, but a mixture of both.
 bool isMixture(std::string_view bytes, const Versions& versions) {
   const auto [least, most] = std::minmax({versions.before.size(), versions.after.size()});
   if (bytes == versions.before || bytes == versions.after || bytes.size() < least || bytes.size() > most) return false;
@@ -119,8 +119,7 @@ bool giveBack(const FilePlace& place, const struct stat& status, std::string_vie
          ::fsync(fd.get()) == 0;
 }
 
-/// The record of a write whose process has ended. Only one that could have been written by a user who could write the
-/// file.
+/// The journal of a write whose process has ended. Only accepted if its owner could have written the file.
 UniqueFd openRecord(const FilePlace& record, const struct stat& file) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
   constexpr std::chrono::seconds kLongestWait(2);
@@ -132,14 +131,14 @@ UniqueFd openRecord(const FilePlace& record, const struct stat& file) {
   return isGood ? std::move(fd) : UniqueFd();
 }
 
-/// The same inode number may belong to another file on another device.
+/// Inode numbers are unique per device only.
 bool isRecordOf(const Header& header, const struct stat& file, const FilePlace& record) {
   struct stat folder {};
   if (header.inode != file.st_ino || ::fstat(record.folder.get(), &folder) != 0) return false;
   return header.device == file.st_dev || (header.isBesideRecord != 0 && folder.st_dev == file.st_dev);
 }
 
-/// Undoes the write that a record tells of, and removes the record.
+/// Undoes the write that a journal describes, and removes the journal.
 void undoWith(const FilePlace& record, const FilePlace& place, int fd) {
   struct stat file {};
   struct stat size {};
@@ -154,13 +153,13 @@ void undoWith(const FilePlace& record, const FilePlace& place, int fd) {
   const std::optional<Record> parsed = parseRecord(asText(contents.data.bytes()));
   if (parsed && !isRecordOf(parsed->header, file, record)) return;
   const bool isTorn = parsed && isMixture(asText(now.data.bytes()), parsed->versions);
-  // A record goes only when the file is known to be whole.
+  // A journal is removed only once the file is known to be intact.
   if (isTorn && !giveBack(place, file, parsed->versions.before)) return;
   (void)::fremovexattr(fd, kAttribute);
   (void)::unlinkat(record.folder.get(), record.name.c_str(), 0);
 }
 
-/// Where the file's attribute says that its record lies.
+/// The journal's path from the file's attribute.
 std::optional<FilePlace> announcedRecord(int fd) {
   std::array<char, PATH_MAX> path{};
   const ssize_t length = ::fgetxattr(fd, kAttribute, path.data(), path.size());
@@ -170,7 +169,7 @@ std::optional<FilePlace> announcedRecord(int fd) {
   return place;
 }
 
-/// Other hard links, or, where something is mounted on the name, the path that it was mounted from.
+/// Other hard links, or, for a mount point, the path that it was mounted from.
 bool hasOtherPaths(const FilePlace& place, const struct stat& file, const struct stat& folder) {
   struct statx status {};
   const int flags = AT_SYMLINK_NOFOLLOW;

@@ -10,17 +10,17 @@
 #include "platform/linux/files/file_place.h"
 #include "platform/linux/files/temporary_file.h"
 
-// Replacing a file's bytes in place cannot be done in one step. Internal to platform/linux.
+// Undo information for in-place writes, which are not atomic. Internal to platform/linux.
 namespace tarvel {
 
-/// What a file holds and what it is to hold, in a hidden file beside it, for as long as this lives: should the process
-/// or the machine end before the write does, the file can be made whole again. A file that has names
-/// elsewhere gets an extended attribute with the record's path, so that the record is found from each of them.
+/// A hidden file beside the written one with its old and new contents, for the duration of an in-place write: if the
+/// process or machine stops, the file can be restored. A file with other names gets an extended attribute with the
+/// journal's path, so that the journal is found from each of them.
 class UndoJournal {
  public:
-  /// `fd` is the file, open for writing. On the disk when this returns. On failure it tests false, and errno says why.
+  /// `fd` is the file, open for writing. The journal is fsynced on return. On failure tests false with errno set.
   UndoJournal(const FilePlace& place, int fd, const Data& oldBytes, const DataPieces& newBytes);
-  /// The write is over, done or undone.
+  /// The write has completed or was undone.
   ~UndoJournal();
   UndoJournal(const UndoJournal&) = delete;
   UndoJournal& operator=(const UndoJournal&) = delete;
@@ -35,22 +35,22 @@ class UndoJournal {
   bool isAnnounced_ = false;
 };
 
-/// When a write to the file was cut off: gives it back the bytes it had before. Only if all it holds is a mixture of
-/// the two; what another program has saved since stays. `fd` is the file at `place`, open for reading. Waits, up to two
-/// seconds, for a writer that still lives.
+/// If an in-place write of the file was interrupted, restores the old bytes. Only if the contents are a mixture of old
+/// and new bytes; a later save by another program is kept. `fd` is the file at `place`, open for reading. Waits up to
+/// two seconds for a living writer.
 void rollBackInterruptedWrite(const FilePlace& place, int fd);
 
-/// Whether a name is that of a write's record.
+/// Whether `name` is a journal's.
 [[nodiscard]] bool isUndoJournalName(std::string_view name);
 
-/// Whose record it is.
+/// The file that a journal belongs to.
 struct JournaledFile {
-  /// 0 when the bytes are no whole record.
+  /// 0 if the journal is incomplete.
   ino_t inode = 0;
-  /// Whether it may be reached by a name that is not in the record's folder.
+  /// Whether the file may have names outside of the journal's folder.
   bool mayBeElsewhere = false;
 };
-/// None when the record cannot be read.
+/// None if the journal cannot be read.
 [[nodiscard]] std::optional<JournaledFile> fileOfUndoJournal(int folder, const std::string& name);
 
 }  // namespace tarvel

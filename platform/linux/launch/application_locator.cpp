@@ -18,7 +18,7 @@ namespace {
 std::string executableOfBundle(PropertyListSerialization& propertyLists, const std::string& path) {
   LinuxBundle bundle(propertyLists, path, {});
   const std::string name = bundle.stringForInfoDictionaryKey("CFBundleExecutable").value_or("");
-  // A name leads nowhere but into the bundle.
+  // The name must not lead out of the bundle.
   const bool isName = !name.empty() && name != "." && name != ".." &&
                       name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
   return isName ? path + "/Contents/Linux/" + name : std::string();

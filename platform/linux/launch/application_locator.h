@@ -10,12 +10,12 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// What launching `path` means: an executable file itself; the command of a desktop file; of a bundle the executable
-/// that its information names. None when it names nothing that could be executed.
+/// The command that launches `path`: an executable file itself; a desktop file's command; the executable named by a
+/// bundle's Info.plist. None if there is nothing to execute.
 [[nodiscard]] std::optional<ProgramCommand> commandForApplication(PropertyListSerialization& propertyLists,
                                                                   const std::string& path);
 
-/// The desktop file of that name among the user's applications and the system's. Empty when there is none.
+/// The desktop file of that name in the user's or the system's applications folders. Empty if there is none.
 [[nodiscard]] std::string desktopFileWithIdentifier(std::string_view identifier);
 
 }  // namespace tarvel

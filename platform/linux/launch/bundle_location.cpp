@@ -9,7 +9,7 @@ namespace tarvel {
 
 namespace {
 
-/// Empty where the system does not tell.
+/// Empty on failure.
 std::string executablePath() {
   std::error_code error;
   const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -34,7 +34,7 @@ std::string helperBundlePathSeenFrom(std::string_view executable) {
   if (prefix.empty()) return {};
   const std::string around = nearestBundleAbove(executable);
   const std::filesystem::path application = around.empty() ? prefix / "Tarvel.app" : std::filesystem::path(around);
-  // The library folder is absolute where the build was configured so, and then the prefix drops out.
+  // If the library folder is configured as absolute, the prefix is ignored.
   for (const auto& candidate : {prefix / TARVEL_LIBRARY_FOLDER / "tarvel/Tarvel.app", application}) {
     std::error_code error;
     const std::filesystem::path bundle = candidate / "Contents/Library/TarvelHelper.app";

@@ -23,7 +23,7 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-/// The escapes of every value: white space and the backslash.
+/// Resolves the escapes of values: white space and backslash.
 std::string unescaped(std::string_view value) {
   std::string text;
   for (std::size_t i = 0; i < value.size(); ++i) {
@@ -55,7 +55,7 @@ std::string unescaped(std::string_view value) {
   return text;
 }
 
-/// The keys of the one group that counts.
+/// The keys of the group "Desktop Entry".
 Entries entriesOf(const std::string& contents) {
   Entries entries;
   std::istringstream lines(contents);
@@ -79,8 +79,8 @@ std::string valueOf(const Entries& entries, std::string_view key) {
   return found == entries.end() ? std::string() : found->second;
 }
 
-/// Where the program is; empty when it is nowhere. A file's words depend on no current folder: a path is absolute, and
-/// so are the folders in which a name is looked for.
+/// The program's path; empty if it is not found. Never depends on the working folder: paths must be absolute, and so
+/// must the entries of PATH.
 std::string locationOf(const std::string& program) {
   if (program.find('/') != std::string::npos) {
     return program.starts_with('/') && isExecutableFile(program) ? program : std::string();
@@ -94,7 +94,7 @@ std::string locationOf(const std::string& program) {
   return {};
 }
 
-/// A word's field code: "%%" is a percent sign, every other one stands for something there is not.
+/// A field code: "%%" is a percent sign, all others expand to nothing.
 void takeFieldCode(char code, std::string& word) {
   if (code == '%') word.push_back('%');
 }

@@ -7,18 +7,18 @@
 
 #include "platform/linux/base/program_command.h"
 
-// Desktop files, by the freedesktop.org conventions. Internal to platform/linux.
+// Desktop files, by the freedesktop.org specification. Internal to platform/linux.
 namespace tarvel {
 
-/// What a desktop file executes. None when it cannot be read, is no application, is hidden, or it or what it needs is
-/// not there.
+/// The command of a desktop file. None if the file is unreadable, hidden or not an application, or if its program or
+/// TryExec is missing.
 ///
-/// Whether it wants a terminal is not looked at: there is none to be had. Nor whether the bus could start it as well:
-/// whoever has a name for the bus asks the bus first, and here a line to execute has to be there.
+/// Terminal is ignored, as no terminal is available. DBusActivatable is ignored: callers with an identifier try the bus
+/// first, and callers with a path need the Exec line.
 [[nodiscard]] std::optional<ProgramCommand> commandOfDesktopFile(const std::string& path);
 
-/// The words of an Exec line: quotes undone, field codes left out, as there is nothing to open. Empty when the quoting
-/// is broken.
+/// Splits an Exec line into words: quotes resolved, field codes removed, as no file is opened. Empty if the quoting is
+/// malformed.
 [[nodiscard]] std::vector<std::string> wordsOfExecLine(std::string_view line);
 
 }  // namespace tarvel

@@ -13,7 +13,7 @@ namespace tarvel {
 
 namespace {
 
-/// Neither a table of texts nor a list of information comes near it.
+/// Far above any translation table or Info.plist.
 constexpr off_t kLargest = off_t{1} << 20;
 
 }  // namespace
@@ -27,7 +27,7 @@ LinuxBundle LinuxBundle::forCommand(PropertyListSerialization& propertyLists) {
   return {propertyLists, std::move(path), std::move(languages)};
 }
 
-/// Without a root when there is no such list.
+/// Without a root if there is no such list.
 PropertyList LinuxBundle::read(const std::string& path) const {
   struct stat status {};
   const UniqueFd fd = openRegular(path, status);

@@ -12,19 +12,19 @@
 
 namespace tarvel {
 
-/// A bundle in a folder: its information in `Contents/Info.plist`, or `Info.plist` where that is not to be had, its
-/// texts in `Contents/Resources/<language>.lproj/Localizable.strings`, all of them property lists in any form.
+/// A bundle in a folder: information in `Contents/Info.plist` or `Info.plist`, translations in
+/// `Contents/Resources/<language>.lproj/Localizable.strings`; property lists in any format.
 ///
-/// Each is read on first use and kept, whatever happens to the file. What is missing, too large or no dictionary is as
-/// if it were not there. The first language that has a table is the one for all texts, so that they never mix; a text
-/// that is in the table counts even when it is empty, as somebody wrote it there.
+/// Each file is read on first use and cached. Missing, oversized and malformed files count as absent. All texts come
+/// from the first language that has a table, so languages are never mixed; an empty translation counts.
 class LinuxBundle final : public Bundle {
  public:
-  /// `propertyLists` is borrowed. An empty path: a program outside of any bundle. `languages` as preferredLanguages()
-  /// gives them; without any, no table is ever looked for.
+  /// `propertyLists` is borrowed. An empty path: a program outside of any bundle. `languages` as from
+  /// preferredLanguages(); if empty, no table is looked for.
   LinuxBundle(PropertyListSerialization& propertyLists, std::string path, std::vector<std::string> languages);
 
-  /// The agent's bundle, whose texts the command and the main application use, at no cost for a user of English.
+  /// The agent's bundle, whose translations the command and the main application use. Costs nothing for a user of
+  /// English.
   [[nodiscard]] static LinuxBundle forCommand(PropertyListSerialization& propertyLists);
 
   [[nodiscard]] std::string bundlePath() override { return path_; }
@@ -43,10 +43,10 @@ class LinuxBundle final : public Bundle {
   std::optional<PropertyList> table_;
 };
 
-/// Bundles on the disk.
+/// Bundles on disk.
 class LinuxBundles final : public Bundles {
  public:
-  /// `propertyLists` is borrowed, also by the bundles that are handed out.
+  /// `propertyLists` is borrowed, also by the returned bundles.
   LinuxBundles(PropertyListSerialization& propertyLists, std::vector<std::string> languages)
       : propertyLists_(propertyLists), languages_(std::move(languages)) {}
 

@@ -32,7 +32,7 @@ bool LinuxWorkspace::launchApplication(const std::string& path) {
   if (!command) return false;
   const std::optional<pid_t> process = spawnDetached(*command);
   if (!process) return false;
-  // Where nobody waits for it, it is waited for by whoever inherits it.
+  // Without a run loop the orphan is reaped by init.
   if (runLoop_ != nullptr) {
     const int number = *process;
     auto source = runLoop_->watchChild(number, [this, number](int) { children_.erase(number); });

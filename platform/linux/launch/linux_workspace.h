@@ -11,31 +11,31 @@ namespace tarvel {
 
 class UserManager;
 
-/// Launches programs so that they outlive this one: as a unit of the user's service manager, as a process in a session
-/// of its own, or through the session bus. Nothing takes longer than a few seconds, whoever fails to answer.
+/// Launches programs that outlive this one: as a unit of the user's service manager, as a process in its own session,
+/// or by D-Bus activation. Blocks for a few seconds at most.
 class LinuxWorkspace final : public Workspace {
  public:
-  /// Both are borrowed. `runLoop` waits for what is launched by path; null where nothing is ever launched.
+  /// Both are borrowed. `runLoop` reaps programs launched by path; may be null if nothing is launched.
   LinuxWorkspace(PropertyListSerialization& propertyLists, LinuxRunLoop* runLoop);
   ~LinuxWorkspace() override;
 
-  /// File managers here watch folders themselves: an announcement has nobody to go to.
+  /// No effect: file managers on Linux watch folders themselves.
   void noteFileSystemChanged(const std::string& /*path*/) override {}
 
-  /// Whether a service manager answers. The launch that follows uses the same connection.
+  /// Whether a service manager answers. The next launch uses the same connection.
   [[nodiscard]] bool offersLaunchApplicationAtUrl() override;
   [[nodiscard]] bool launchApplicationAtUrlOptions(const std::string& path, std::uint32_t options) override;
   [[nodiscard]] bool launchApplication(const std::string& path) override;
-  /// By the session bus, else by the desktop file of that name.
+  /// By D-Bus activation, else by the desktop file of that name.
   [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
                                                           std::uint32_t options) override;
 
  private:
   PropertyListSerialization& propertyLists_;
   LinuxRunLoop* runLoop_;
-  /// From the question whether it answers to the launch, and no longer: managers come and go.
+  /// Kept from offersLaunchApplicationAtUrl() to the launch only: managers come and go.
   std::unique_ptr<UserManager> manager_;
-  /// Processes to be waited for.
+  /// Processes to reap.
   std::map<int, std::unique_ptr<LoopSource>> children_;
 };
 

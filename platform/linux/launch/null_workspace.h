@@ -4,7 +4,7 @@
 
 namespace tarvel {
 
-/// The desktop around a command: nobody is launched by it, and file managers watch folders themselves.
+/// A workspace for programs that launch nothing.
 class NullWorkspace final : public Workspace {
  public:
   void noteFileSystemChanged(const std::string& /*path*/) override {}

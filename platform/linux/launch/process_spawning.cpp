@@ -17,7 +17,7 @@ namespace tarvel {
 
 namespace {
 
-/// What a service manager, a bus or a desktop tells the program that it starts, and nobody else.
+/// Variables that a service manager, bus or desktop sets for one program only.
 constexpr std::array<std::string_view, 24> kOwnVariables = {"NOTIFY_SOCKET",
                                                             "INVOCATION_ID",
                                                             "JOURNAL_STREAM",

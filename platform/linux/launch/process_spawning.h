@@ -10,9 +10,9 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Executes a program in a session of its own: signals as a new process has them, none of this process's descriptors,
-/// nothing to read, and `output` (a descriptor; -1 for none) to write to. None, with errno set, when it could not be
-/// executed; otherwise it has been by the time this returns. Somebody has to wait for the process.
+/// Executes a program in its own session, with default signal handling, none of this process's descriptors, empty
+/// input, and `output` (a descriptor; -1 for none) as its output. On return the program has been executed. None with
+/// errno set on failure. The caller must reap the process.
 [[nodiscard]] std::optional<pid_t> spawnDetached(const ProgramCommand& command, int output = -1);
 
 }  // namespace tarvel

@@ -11,7 +11,7 @@ namespace tarvel {
 
 namespace {
 
-/// Whether the machine keeps a journal, readable or not: a folder for itself in one of the two places.
+/// Whether the machine has a journal, readable or not: a folder for its machine ID in one of the two places.
 bool keepsJournal() {
   for (const char* place : {"/run/log/journal", "/var/log/journal"}) {
     std::error_code error;
@@ -20,7 +20,7 @@ bool keepsJournal() {
   return false;
 }
 
-/// One alternative: all of its matches have to hold.
+/// Adds an alternative whose matches must all hold.
 bool addAlternative(sd_journal* journal, const std::string& match) {
   const std::string user = "_UID=" + std::to_string(::getuid());
   return sd_journal_add_match(journal, match.data(), match.size()) >= 0 &&
@@ -46,7 +46,7 @@ std::string LinuxLogReader::field(const char* name) {
   std::size_t size = 0;
   if (sd_journal_get_data(journal_.get(), name, &data, &size) < 0) return {};
   const std::string_view entry(static_cast<const char*>(data), size);
-  // The name and "=" come first.
+  // The entry starts with the field name and "=".
   return std::string(entry.substr(std::min(std::string_view(name).size() + 1, entry.size())));
 }
 
@@ -66,11 +66,11 @@ LogReading LinuxLogReader::last(std::size_t count) {
   LogReading reading{LogState::kReadable, {}};
   (void)sd_journal_seek_tail(journal_.get());
   const int found = sd_journal_previous_skip(journal_.get(), count);
-  // What comes is to be found from the beginning then: seen from the end, only the last of it would be next.
+  // Continue from the head: from the tail, only the last entry would be next.
   if (found == 0) (void)sd_journal_seek_head(journal_.get());
   for (int left = found; left > 0; --left) {
     reading.records.push_back(current());
-    // The last stays the current one: what follows comes after it.
+    // The last entry stays current, so that reading continues after it.
     if (left > 1 && sd_journal_next(journal_.get()) <= 0) break;
   }
   return reading;

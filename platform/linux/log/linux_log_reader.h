@@ -9,7 +9,7 @@
 
 namespace tarvel {
 
-/// The journal. Of another log there is nothing to be read here.
+/// Reads the journal; other logs are not supported.
 class LinuxLogReader final : public LogReader {
  public:
   LinuxLogReader();

@@ -15,9 +15,9 @@ namespace {
 
 void writeToTerminal(const std::string& line) {
   if (::isatty(STDERR_FILENO) == 0) return;
-  // Opened anew, as a stopped terminal would make this process wait, and others write through the same descriptor.
+  // Opened anew: a non-blocking flag on descriptor 2 would affect other processes, and a stopped terminal would block.
   const UniqueFd terminal(::open("/proc/self/fd/2", O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
-  // Nobody is left to be told of a failure here.
+  // A failure cannot be reported.
   if (terminal) [[maybe_unused]]
     const ssize_t written = ::write(terminal.get(), line.data(), line.size());
 }
@@ -31,7 +31,7 @@ LinuxSystemLog::LinuxSystemLog(std::string identifier, std::string journalSocket
 
 void LinuxSystemLog::log(std::string_view message) {
   if (!sendToJournal(journalSocket_, identifier_, message)) {
-    // Nobody is told either when both fail.
+    // If both fail, the message is lost.
     (void)sendToSyslog(syslogSocket_, identifier_, message);
   }
   writeToTerminal(identifier_ + ": " + printable(message) + "\n");

@@ -6,15 +6,15 @@
 
 namespace tarvel {
 
-/// The system's log: the journal where there is one, else the log at /dev/log; on the error output too when that is a
-/// terminal. Nothing of it ever waits: what nobody takes at once is lost.
+/// Logs to the journal, else to /dev/log; also to standard error if that is a terminal. Never blocks: messages that
+/// cannot be sent at once are dropped.
 class LinuxSystemLog final : public SystemLog {
  public:
-  /// `identifier` names the program in the log. The others are where the logs listen.
+  /// `identifier` is the program's name in the log. The other arguments are the sockets of the logs.
   explicit LinuxSystemLog(std::string identifier, std::string journalSocket = "/run/systemd/journal/socket",
                           std::string syslogSocket = "/dev/log");
 
-  /// Logged as a notice, one record a message, whatever characters it holds. Where there is no log, nothing happens.
+  /// One record per message, at priority notice, with any bytes. No effect without a log.
   void log(std::string_view message) override;
 
  private:

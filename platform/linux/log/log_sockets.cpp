@@ -20,10 +20,10 @@ namespace tarvel {
 
 namespace {
 
-/// Of a text, in bytes; more would not fit into every system's datagrams.
+/// In bytes; more does not fit every system's datagrams.
 constexpr std::size_t kLongestLine = 60'000;
 
-/// A socket of its own for each message, as logs come and go. None when nobody listens or nobody can be taken in now.
+/// A new socket per message, as log daemons come and go. None if nothing listens or the queue is full.
 UniqueFd connected(const std::string& path, int type) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
@@ -45,7 +45,7 @@ void appendField(std::string& record, std::string_view name, std::string_view va
   if (value.find('\n') == std::string_view::npos) {
     record += '=';
   } else {
-    // A value of several lines comes after its size, in eight bytes, the lowest first.
+    // A multi-line value is preceded by its size as a 64-bit little-endian number.
     record += '\n';
     for (unsigned shift = 0; shift < 64; shift += 8) {
       record += static_cast<char>((static_cast<std::uint64_t>(value.size()) >> shift) & 0xFFU);
@@ -55,7 +55,7 @@ void appendField(std::string& record, std::string_view name, std::string_view va
   record += '\n';
 }
 
-/// What is too large for a datagram goes as a file that nobody can change any more.
+/// A message too large for a datagram is sent as a sealed file.
 bool sendAsFile(const UniqueFd& socket, std::string_view bytes) {
   const UniqueFd file(::memfd_create("log-record", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (!file) return false;
@@ -78,7 +78,7 @@ bool sendAsFile(const UniqueFd& socket, std::string_view bytes) {
   return ::sendmsg(socket.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0;
 }
 
-/// "Nov  1 08:05:09", in English whatever the language.
+/// "Nov  1 08:05:09", in English regardless of the locale.
 std::string timeOfLine() {
   constexpr std::array<const char*, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -92,7 +92,7 @@ std::string timeOfLine() {
 
 std::string lineOf(std::string_view message) {
   std::size_t size = std::min(message.size(), kLongestLine);
-  // Not in the middle of a character.
+  // Never cut inside a character.
   while (size > 0 && size < message.size() && (static_cast<unsigned char>(message[size]) & 0xC0U) == 0x80U) --size;
   std::string line(message.substr(0, size));
   std::ranges::replace(line, '\0', '?');
@@ -118,7 +118,7 @@ bool sendToSyslog(const std::string& socket, const std::string& identifier, std:
   const std::string line = "<" + std::to_string(LOG_USER | LOG_NOTICE) + ">" + timeOfLine() + " " + identifier + "[" +
                            std::to_string(::getpid()) + "]: " + lineOf(message);
   if (const UniqueFd log = connected(socket, SOCK_DGRAM)) return sendWhole(log, line);
-  // Some logs read a stream of lines, each up to a zero byte.
+  // Some daemons read a stream of zero-terminated lines.
   const UniqueFd log = connected(socket, SOCK_STREAM);
   return log && sendWhole(log, line + '\0');
 }

@@ -6,15 +6,14 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-// The libraries' ways to these two sockets wait where nobody reads them, and who logs must not wait. Here what cannot
-// be taken at once is not sent. Both answer whether the message was taken.
+// The libraries' functions for these sockets block if nobody reads them. These never block: a message that cannot be
+// sent at once is dropped. Both return whether the message was sent.
 
-/// One record of the journal that listens at `socket`, a notice under the name `identifier`, whatever bytes and however
-/// many `message` has.
+/// Sends one record of any size and bytes to the journal at `socket`, at priority notice, as `identifier`.
 [[nodiscard]] bool sendToJournal(const std::string& socket, const std::string& identifier, std::string_view message);
 
-/// One line for the log that listens at `socket`, likewise. It ends a text at a zero byte and takes no text of any
-/// size: the one becomes a question mark, and of a very long text the beginning is sent, and how much is missing.
+/// Sends one line to the log at `socket`. Zero bytes become question marks, and a very long text is cut, with the
+/// number of missing bytes.
 [[nodiscard]] bool sendToSyslog(const std::string& socket, const std::string& identifier, std::string_view message);
 
 }  // namespace tarvel

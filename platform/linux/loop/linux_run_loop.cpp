@@ -30,7 +30,7 @@ nanoseconds monotonicNow() {
   return std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
 }
 
-/// In the microseconds of sd-event, rounded so that nothing comes early.
+/// In sd-event's microseconds, rounded up so that nothing fires early.
 std::uint64_t microseconds(nanoseconds time) {
   return static_cast<std::uint64_t>(
       std::chrono::ceil<std::chrono::microseconds>(std::max(time, nanoseconds(0))).count());
@@ -41,7 +41,7 @@ struct SourceDeleter {
 };
 using SourcePointer = std::unique_ptr<sd_event_source, SourceDeleter>;
 
-/// A descriptor on the loop, and what to do about it.
+/// A descriptor and its callback.
 class DescriptorSource final : public LoopSource {
  public:
   using Action = std::function<void(std::uint32_t)>;
@@ -59,7 +59,7 @@ class DescriptorSource final : public LoopSource {
   explicit DescriptorSource(Action action) : action_(std::make_shared<Action>(std::move(action))) {}
 
   static int dispatch(sd_event_source* /*source*/, int /*descriptor*/, std::uint32_t events, void* self) noexcept {
-    // The source may be destroyed in its action.
+    // The callback may destroy the source.
     const auto action = static_cast<DescriptorSource*>(self)->action_;
     (*action)(events);
     return 0;
@@ -69,7 +69,7 @@ class DescriptorSource final : public LoopSource {
   SourcePointer source_;
 };
 
-/// A signal that the loop takes instead of the process.
+/// A signal handled by the loop.
 class SignalSource final : public LoopSource {
  public:
   [[nodiscard]] static std::unique_ptr<SignalSource> create(sd_event* event, int signal, std::function<void()> action) {
@@ -114,7 +114,7 @@ class SignalSource final : public LoopSource {
   SourcePointer source_;
 };
 
-/// A child process, seen through a descriptor of its own: no signal handler, and no other child is reaped.
+/// A child process, watched by a pidfd: no signal handler, and no other child is reaped.
 class ChildSource final : public LoopSource {
  public:
   [[nodiscard]] static std::unique_ptr<ChildSource> create(LinuxRunLoop& loop, int process,
@@ -149,18 +149,18 @@ class ChildSource final : public LoopSource {
 }  // namespace
 
 struct LinuxRunLoop::Implementation {
-  /// When, and as which of all that were ever made.
+  /// Due time and sequence number.
   using Key = std::pair<nanoseconds, std::uint64_t>;
   struct Entry {
     const void* target = nullptr;
     std::string selector;
     const void* object = nullptr;
     std::function<void()> action;
-    /// Calls of other parts have no name that anybody could cancel them by.
+    /// False for internal calls, which cannot be cancelled by name.
     bool isNamed = false;
   };
 
-  /// A call in the queue, as its owner holds it.
+  /// A queued call; destroying it cancels the call.
   class Call final : public LoopSource {
    public:
     Call(std::weak_ptr<Implementation*> loop, Key key) : loop_(std::move(loop)), key_(key) {}
@@ -187,14 +187,14 @@ struct LinuxRunLoop::Implementation {
     return key;
   }
 
-  /// The source rings for the first entry; a ring for one that was cancelled meanwhile finds nothing due.
+  /// Sets the timer to the first entry. A stale expiry finds nothing due.
   void arm() {
     if (queue.empty()) return;
     (void)sd_event_source_set_time(queueSource.get(), microseconds(queue.begin()->first.first));
     (void)sd_event_source_set_enabled(queueSource.get(), SD_EVENT_ONESHOT);
   }
 
-  /// One entry a turn, so that a signal does not wait for all that is due.
+  /// One entry per iteration, so that signals do not wait for all due entries.
   static int dispatch(sd_event_source* /*source*/, std::uint64_t /*time*/, void* self) noexcept {
     auto& loop = *static_cast<Implementation*>(self);
     if (loop.queue.empty()) return 0;
@@ -214,7 +214,7 @@ struct LinuxRunLoop::Implementation {
   std::map<Key, Entry> queue;
   std::uint64_t lastNumber = 0;
   bool isQuit = false;
-  /// Lets calls that outlive the loop find that it is gone.
+  /// Lets calls that outlive the loop detect that it is gone.
   std::shared_ptr<Implementation*> self = std::make_shared<Implementation*>(this);
 };
 

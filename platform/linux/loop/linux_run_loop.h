@@ -12,11 +12,11 @@ struct sd_event;
 
 namespace tarvel {
 
-/// The run loop of one thread, on sd-event. Delayed requests and the delayed calls of other parts of this folder stand
-/// in one queue, ordered by when they fall due and then by when they were made.
+/// A run loop on sd-event, for one thread. Delayed requests and internal calls share one queue, ordered by due time,
+/// then by creation.
 class LinuxRunLoop final : public RunLoop {
  public:
-  /// Null when the kernel gives no descriptors for it.
+  /// Null if the kernel provides no descriptors.
   [[nodiscard]] static std::unique_ptr<LinuxRunLoop> create();
   ~LinuxRunLoop() override;
 
@@ -27,24 +27,24 @@ class LinuxRunLoop final : public RunLoop {
   [[nodiscard]] std::unique_ptr<Timer> scheduledTimerWithTimeIntervalRepeats(double interval,
                                                                              std::function<void()> action) override;
 
-  // For the other parts of this folder.
+  // Internal to platform/linux.
 
-  /// Borrowed. For sd-bus and what else attaches itself.
+  /// Borrowed. For sd-bus.
   [[nodiscard]] sd_event* event();
-  /// Calls `action` once, `delay` from now on the monotonic clock, in the common queue. Null when out of memory.
+  /// Calls `action` once after `delay` on the monotonic clock. Null when out of memory.
   [[nodiscard]] std::unique_ptr<LoopSource> callAfter(std::chrono::nanoseconds delay, std::function<void()> action);
-  /// Calls `action` with the poll(2) events that came, whenever the descriptor, which stays the caller's, has one of
-  /// `events`. Null when the descriptor cannot be watched.
+  /// Calls `action` with the poll(2) events whenever the descriptor (borrowed) has one of `events`. Null if it cannot
+  /// be watched.
   [[nodiscard]] std::unique_ptr<LoopSource> watchDescriptor(int descriptor, std::uint32_t events,
                                                             std::function<void(std::uint32_t)> action);
-  /// Reaps the child and calls `action` with its wait status. Null when there is no such child.
+  /// Reaps the child and calls `action` with its wait status. Null if there is no such child.
   [[nodiscard]] std::unique_ptr<LoopSource> watchChild(int process, std::function<void(int)> action);
-  /// Calls `action` instead of the signal's default, from the loop and before anything else that is due.
+  /// Handles the signal by calling `action` from the loop, before anything else that is due.
   [[nodiscard]] std::unique_ptr<LoopSource> watchSignal(int signal, std::function<void()> action);
 
-  /// Handles what is due; waits for it, at most `timeout` (negative: for ever). False when the loop is broken.
+  /// Runs one iteration; blocks for at most `timeout` (negative: no limit). False if the loop failed.
   [[nodiscard]] bool turnOnce(std::chrono::nanoseconds timeout);
-  /// Turns until quit(). Answers whether it was quit rather than broken.
+  /// Runs until quit(). False if the loop failed.
   [[nodiscard]] bool run();
   void quit();
 

@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-/// Nanoseconds since 1970 run out in 2262.
+/// Nanoseconds since 1970 overflow 64 bits in 2262.
 constexpr std::int64_t kLastSecond = 9'000'000'000;
 
 nanoseconds wallClock() {
@@ -59,14 +59,14 @@ void LinuxTimer::arm() {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(fireDate_);
   itimerspec time{};
   time.it_value = {seconds.count(), (fireDate_ - seconds).count()};
-  // Zero would disarm it.
+  // Zero would disarm the timer.
   if (time.it_value.tv_sec == 0 && time.it_value.tv_nsec == 0) time.it_value.tv_nsec = 1;
   (void)::timerfd_settime(descriptor_.get(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &time, nullptr);
 }
 
 void LinuxTimer::ring() {
   std::uint64_t count = 0;
-  // Fails where it rang because the clock was set: the date counts, not the ring.
+  // read() fails with ECANCELED when the clock was set; the date decides, not the expiry count.
   [[maybe_unused]] const ssize_t got = ::read(descriptor_.get(), &count, sizeof count);
   const nanoseconds late = wallClock() - fireDate_;
   if (late < nanoseconds(0)) {
@@ -75,7 +75,7 @@ void LinuxTimer::ring() {
   }
   fireDate_ += interval_ * (late / interval_ + 1);
   arm();
-  // The timer may be destroyed in its action.
+  // The callback may destroy the timer.
   const auto action = action_;
   (*action)();
 }

@@ -11,11 +11,10 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// A repeating timer on the wall clock. The kernel rings when the clock reaches the date, and also when somebody sets
-/// the clock.
+/// A repeating timer on the wall clock (timerfd). Also wakes when the clock is set.
 class LinuxTimer final : public Timer {
  public:
-  /// Null when there is no descriptor for it.
+  /// Null if there is no descriptor for it.
   [[nodiscard]] static std::unique_ptr<LinuxTimer> create(const DescriptorWatch& watchDescriptor, double interval,
                                                           std::function<void()> action);
 

@@ -8,17 +8,17 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Something registered with a run loop. Destroying it removes it from the loop, also from within its own callback.
+/// A source registered with a run loop. Destroying it unregisters it, even from within its own callback.
 class LoopSource {
  public:
   virtual ~LoopSource() = default;
 };
 
-/// LinuxRunLoop::watchDescriptor() of some loop.
+/// LinuxRunLoop::watchDescriptor() of a loop.
 using DescriptorWatch = std::function<std::unique_ptr<LoopSource>(int descriptor, std::uint32_t events,
                                                                   std::function<void(std::uint32_t)> action)>;
 
-/// Seconds as a count. Negative values and NaN count as zero, what no clock could count to as a century.
+/// Converts seconds. Negative values and NaN become zero; values beyond a century become a century.
 [[nodiscard]] std::chrono::nanoseconds nanosecondsOf(double seconds);
 
 }  // namespace tarvel

@@ -9,13 +9,13 @@
 
 namespace tarvel {
 
-/// Settings in `$XDG_CONFIG_HOME/<identifier>/preferences.plist` (by default in ~/.config), readable by their user
-/// alone. Written in the XML form, read in any; several processes may write at once.
+/// Settings in `$XDG_CONFIG_HOME/<identifier>/preferences.plist` (by default in ~/.config), accessible to the user
+/// only. Written as XML, read in any format. Safe for concurrent writers.
 class LinuxPreferencesStore final : public PreferencesStore {
  public:
-  /// Both are borrowed. Takes the folder from the environment.
+  /// Both are borrowed. The folder is taken from the environment.
   LinuxPreferencesStore(PropertyListSerialization& propertyLists, SystemLog& systemLog);
-  /// With the folder of all settings given. Empty: there is nothing, and nothing can be kept.
+  /// With the given parent folder of all settings. If empty, nothing is found and nothing can be stored.
   LinuxPreferencesStore(PropertyListSerialization& propertyLists, SystemLog& systemLog, std::string folder);
 
   [[nodiscard]] std::optional<bool> appBooleanValue(std::string_view key, std::string_view applicationId) override;
@@ -26,11 +26,11 @@ class LinuxPreferencesStore final : public PreferencesStore {
   void setAppValue(std::string_view key, const PropertyList& value, std::string_view applicationId) override;
   [[nodiscard]] bool appSynchronize(std::string_view applicationId) override;
 
-  /// The file of an application's settings, whether it exists or not. Empty for an identifier that names none.
+  /// The settings file of an application, existing or not. Empty for an invalid identifier.
   [[nodiscard]] std::string pathOf(std::string_view applicationId) const;
 
  private:
-  /// Null for an identifier that would lead out of the folder.
+  /// Null for an invalid identifier.
   [[nodiscard]] PreferencesFile* file(std::string_view applicationId);
 
   PropertyListSerialization& propertyLists_;

@@ -30,7 +30,7 @@ constexpr off_t kLargest = off_t{16} * 1024 * 1024;
 
 std::string words(int code) { return std::generic_category().message(code); }
 
-/// Whether two lists of one shape hold the same texts: all that the XML form may lose without a word.
+/// Whether two lists of the same shape hold the same strings, which XML may lose silently.
 bool holdSameTexts(PropertyListValue first, PropertyListValue second) {
   if (first.type() != second.type()) return false;
   if (const auto text = first.string()) return text == second.string();
@@ -43,7 +43,7 @@ bool holdSameTexts(PropertyListValue first, PropertyListValue second) {
   const PropertyListDictionary dictionary = first.dictionary();
   bool areSame = dictionary.size() == second.dictionary().size();
   for (std::size_t i = 0; areSame && i < dictionary.size(); ++i) {
-    // The XML form puts keys into an order of its own.
+    // XML sorts the keys.
     const auto key = dictionary.keyAt(i).string();
     areSame = key && holdSameTexts(dictionary.valueAt(i), second.dictionary().get(*key));
   }
@@ -106,7 +106,7 @@ void PreferencesFile::refresh() {
   const Stamp stamp{status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
   if (stamp_ && isSame(*stamp_, stamp)) return;
   load(status);
-  // What could not be read may be readable the next time, without any change of the file.
+  // An unreadable file may become readable without a change of the file.
   stamp_ = state_ == State::kUnreadable ? std::nullopt : std::optional(stamp);
 }
 
@@ -136,7 +136,7 @@ std::map<std::string, PropertyList, std::less<>> PreferencesFile::values() {
 
 void PreferencesFile::mark(std::string_view key, const PropertyList& value) { marks_[std::string(key)] = value; }
 
-/// Answers whether anything came of it.
+/// Returns whether anything changed.
 bool PreferencesFile::applyMarks(PropertyList& list) const {
   if (!list.root) {
     list.tree = std::make_shared<PropertyListTree>();
@@ -162,14 +162,14 @@ bool PreferencesFile::setAside() const {
   const std::string aside = path_ + ".corrupt-" + timeForName();
   for (int i = 0; i < 100; ++i) {
     const std::string name = i == 0 ? aside : aside + "-" + std::to_string(i);
-    // By a second name, which never takes the place of anything. Of the file itself, where the path is a link.
+    // By a hard link, which never replaces anything. Of the file itself if the path is a link.
     if (::linkat(AT_FDCWD, path_.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
     if (errno != EEXIST) break;
   }
   return ::rename(path_.c_str(), aside.c_str()) == 0;
 }
 
-/// Whether the bytes say what the list says, to whoever reads them next.
+/// Whether the written bytes read back as the same list.
 bool PreferencesFile::isKept(const PropertyListWriting& writing, const PropertyList& list) const {
   if (writing.error) return false;
   const std::string bytes = writing.data.joined();
@@ -181,14 +181,14 @@ bool PreferencesFile::isKept(const PropertyListWriting& writing, const PropertyL
 bool PreferencesFile::write(const PropertyList& list) const {
   PropertyListWriting writing =
       propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kXml));
-  // Some texts and values have no XML that can be read again; the binary form has room for all that was ever read.
+  // Some strings and values cannot be read back from XML; the binary format can hold everything that was ever read.
   if (!isKept(writing, list)) {
     writing = propertyLists_.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
     if (!isKept(writing, list)) return false;
   }
   const FilePlace place = followLinks(path_);
   if (!place.folder) return false;
-  // The lock of the settings does not keep other processes out of this folder, which may be the bookmarks file's.
+  // The settings lock does not protect this folder, which may be the bookmarks file's.
   tidyIfFree(place.folder.get());
   TemporaryFile file(place.folder.get(), kPrivate);
   if (!file || !writePieces(file.fd(), writing.data) || ::fsync(file.fd()) != 0) return false;
@@ -210,7 +210,7 @@ bool PreferencesFile::flush() {
   if (state_ == State::kUnreadable) return false;
   PropertyList list = std::exchange(list_, {});
   const bool isChanged = applyMarks(list);
-  // The list was changed in memory; the next look reads what is on the disk by then.
+  // The list was changed in memory; the next read takes it from disk.
   stamp_.reset();
   if (isChanged && ((state_ == State::kCorrupt && !setAside()) || !write(list))) return false;
   marks_.clear();

@@ -13,28 +13,27 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The settings of one application: a property list in a folder of its own, and what this process wants changed in it.
+/// The settings of one application: a property list file, and this process's pending changes.
 ///
-/// Reading costs one look at the file's status while nobody changes it. A file that cannot be understood reads as
-/// empty, and is set aside, never deleted, when something is written; one that cannot be read stays as it is. Both are
-/// logged once.
+/// Reading an unchanged file costs one stat(). A malformed file reads as empty and is moved aside, never deleted, by
+/// the next write; an unreadable file is left alone. Each is logged once.
 class PreferencesFile {
  public:
-  /// `propertyLists` and `systemLog` are borrowed. `path` names the list; its lock lies beside it.
+  /// `propertyLists` and `systemLog` are borrowed. `path` is the file; its lock is beside it.
   PreferencesFile(PropertyListSerialization& propertyLists, SystemLog& systemLog, std::string path);
 
-  /// The value to be, or the stored one. A list without a root when there is neither.
+  /// The pending value, else the stored one. A list without a root if there is neither.
   [[nodiscard]] PropertyList value(std::string_view key);
-  /// The settings as they would be with everything written, by key.
+  /// All values, pending changes applied, by key.
   [[nodiscard]] std::map<std::string, PropertyList, std::less<>> values();
-  /// A list without a root removes the key.
+  /// Sets a pending value. A list without a root removes the key.
   void mark(std::string_view key, const PropertyList& value);
-  /// Puts the marked keys on the disk, under the lock, on top of what is there by then.
+  /// Writes the pending changes under the lock, on top of the current file.
   [[nodiscard]] bool flush();
 
  private:
   enum class State { kMissing, kGood, kCorrupt, kUnreadable };
-  /// What tells one version of the file from the next.
+  /// Detects changes of the file.
   struct Stamp {
     dev_t device = 0;
     ino_t inode = 0;

@@ -17,8 +17,8 @@ constexpr std::chrono::seconds kLongestWait(2);
 
 SettingsLock::SettingsLock(const std::string& path) {
   const auto end = std::chrono::steady_clock::now() + kLongestWait;
-  // The folder is the place of the one who is next. Whoever has just let go of the lock must come by here too, and
-  // cannot overtake. Not every file system locks folders; there the lock is merely unfair.
+  // Waiters queue on the directory lock. A process that has just released the lock must queue too and cannot overtake.
+  // On file systems that cannot lock directories, the lock is merely unfair.
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   const UniqueFd turn(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (turn && !lockUntil(turn.get(), end) && errno == EWOULDBLOCK) return;

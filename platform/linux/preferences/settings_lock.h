@@ -7,14 +7,14 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The right to change the settings of one application, held while this lives or until the process ends, however it
-/// ends.
+/// Exclusive permission to change one application's settings, held during the lifetime of this object or of the
+/// process.
 ///
-/// Whoever waits is next: a process that writes again and again cannot keep another one waiting for good.
+/// Fair: the longest waiter is next, so a process that writes continuously cannot starve another.
 class SettingsLock {
  public:
-  /// `path` names the lock's file, which is made if need be; its folder must be there. Waits two seconds at most,
-  /// asleep but for a look now and then. Tests false when somebody kept the lock that long, or the file cannot be had.
+  /// `path` is the lock file, created if necessary in an existing folder. Waits at most two seconds, polling. Tests
+  /// false on a timeout or if the file cannot be opened.
   explicit SettingsLock(const std::string& path);
 
   explicit operator bool() const { return isHeld_; }

@@ -19,7 +19,7 @@ std::string below(const std::string& folder, std::string_view name) {
   return folder.empty() ? std::string() : folder + "/" + std::string(name);
 }
 
-/// A word of an Exec line: quoted by the rules of the line, and that by the rules of every value.
+/// Quotes a word by the rules of Exec lines and then of values.
 std::string quotedForExec(std::string_view word) {
   std::string quoted = "\"";
   for (const char c : word) {
@@ -50,7 +50,7 @@ std::string autostartPath() { return below(userSettingsFolder(), "autostart/org.
 std::optional<std::string> unitFor(std::string_view program) {
   const bool isRefused = program.find_first_of("\"'\\") != std::string_view::npos || hasControls(program);
   if (isRefused || !isWellFormedUtf8(program)) return std::nullopt;
-  // A percent sign stands for something; after the colon a dollar sign does not.
+  // A percent sign is doubled; after the colon prefix a dollar sign is literal.
   std::string command = ":\"";
   for (const char c : program) command += c == '%' ? std::string("%%") : std::string(1, c);
   command += "\"";

@@ -25,14 +25,13 @@ bool lockSoon(int fd) {
   return lockUntil(fd, std::chrono::steady_clock::now() + kPatience);
 }
 
-/// Whether the file is this user's, and has no other name under which it means something else. One that was just
-/// removed has none at all.
+/// Whether the file is this user's and has no other hard link. A file that was just removed has no link at all.
 bool isOwnFile(int fd) {
   struct stat status {};
   return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid() && status.st_nlink <= 1;
 }
 
-/// Whether the open file still has the name: a lock on a removed file is no lock.
+/// Whether the open file still has this name: a lock on a removed file protects nothing.
 bool hasName(int fd, const std::string& path) {
   struct stat opened {};
   struct stat named {};
@@ -55,13 +54,13 @@ std::string instanceLockPath(const std::string& identifier) {
 
 InstanceLock::InstanceLock(const std::string& path) {
   constexpr mode_t kPrivate = 0600;
-  // Where this fails, so does opening the file, which says why.
+  // If this fails, opening the file fails too and reports why.
   (void)makePrivateFolder(std::filesystem::path(path).parent_path().string());
   bool isLocked = false;
   constexpr int kAttempts = 5;
   for (int i = 0; i < kAttempts; ++i) {
     fd_ = UniqueFd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kPrivate));
-    // Anything else at the path, where others may write, is not to be filled.
+    // Other files at this path are not written to.
     if (fd_ && !isOwnFile(fd_.get())) {
       fd_ = UniqueFd();
       errno = EPERM;
@@ -82,7 +81,7 @@ InstanceLock::InstanceLock(const std::string& path) {
 std::optional<pid_t> holderOfInstanceLock(const std::string& path) {
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   if (!fd) return std::nullopt;
-  // Asking takes the lock for a moment, as there is no other way to look at it; shared, so that two may ask at once.
+  // The query takes the lock for a moment; shared, so that queries do not exclude each other.
   if (::flock(fd.get(), LOCK_SH | LOCK_NB) == 0 || errno != EWOULDBLOCK) return std::nullopt;
   char text[32] = {};
   const ssize_t size = ::pread(fd.get(), text, sizeof text, 0);

@@ -7,20 +7,20 @@
 
 #include "platform/linux/base/unique_fd.h"
 
-// One running agent for each user's settings.
+// Ensures a single agent per user and settings.
 namespace tarvel {
 
-/// Where the lock lies: `helper.lock` in the settings folder of the identifier. There, and not in the runtime folder,
-/// which depends on how a process was started and is removed with the session: whoever reads the same settings finds
-/// the same lock. Empty without a home folder.
+/// Path of the lock: `helper.lock` in the settings folder of the identifier. Not in the runtime folder, which depends
+/// on how a process was started and is removed with the session: processes that share settings share the lock. Empty
+/// without a home folder.
 [[nodiscard]] std::string instanceLockPath(const std::string& identifier);
 
-/// A lock that this process holds, or that somebody else holds, or that cannot be had at all.
+/// An attempt to take the lock: held, held by another process, or unavailable.
 class InstanceLock {
  public:
   enum class State { kHeld, kHeldByOther, kUnavailable };
 
-  /// Tries to take the lock, making file and folder. Held until this is destroyed or the process ends, however it ends.
+  /// Tries to take the lock, creating file and folder. Held during the lifetime of this object or of the process.
   explicit InstanceLock(const std::string& path);
 
   [[nodiscard]] State state() const { return state_; }
@@ -33,7 +33,7 @@ class InstanceLock {
   UniqueFd fd_;
 };
 
-/// The process that holds the lock at `path`; none when nobody does. 0 when somebody does who left no number.
+/// The process that holds the lock at `path`; none if it is free, 0 if its number is unknown.
 [[nodiscard]] std::optional<pid_t> holderOfInstanceLock(const std::string& path);
 
 }  // namespace tarvel

@@ -25,10 +25,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// For the agent to take its lock, which it does first of all.
+/// Time for the agent to take its lock, which it does first.
 constexpr milliseconds kStart(5000);
 constexpr milliseconds kLook(10);
-/// Longer than any sort that is under way.
+/// Longer than any sort.
 constexpr milliseconds kEnd(20000);
 
 ServiceAnswer failure(std::string complaint) { return {false, false, std::move(complaint)}; }
@@ -43,7 +43,7 @@ std::string inTheWay(const std::string& path) {
   return quotedText(path) + " is there already and was not made by this command. Move it away, then try again.";
 }
 
-/// Whether anything has the name, be it a link that leads nowhere.
+/// Whether the path exists, even as a dangling link.
 bool isThere(const std::string& path) {
   std::error_code error;
   return std::filesystem::exists(std::filesystem::symlink_status(path, error));
@@ -93,7 +93,7 @@ ServiceAnswer LinuxAgentService::provideUnit(const std::string& program, const s
     return failure("The user's service manager does not look for units in " + quotedText(userUnitsFolder()) +
                    ". Make XDG_CONFIG_HOME the same for it and for this command.");
   }
-  // One of our own from another place may hide the installed one.
+  // A unit of our own in the user's folder may shadow the installed one.
   if (const FileStatus removed = removeManagedFile(own); !removed.ok()) return failure(removed);
   if (!units.reload()) return failure(managersWords(units));
   if (units.factsOf(kAgentUnit).program == program) return {true, true, {}};
@@ -114,7 +114,7 @@ ServiceAnswer LinuxAgentService::enableUnit(const std::string& program, const st
     if (!units.reload()) return failure(managersWords(units));
     answer.isChanged = true;
   }
-  // One is enough, and the manager is the better one.
+  // One start at login is enough, and the manager is preferred.
   answer.isChanged |= ownershipOf(autostartPath()) == Ownership::kOurs;
   const FileStatus removed = removeManagedFile(autostartPath());
   return removed.ok() ? answer : failure(removed);
@@ -170,7 +170,7 @@ LinuxAgentService::Launch LinuxAgentService::launch(const std::string& program) 
       if (!units.start(kAgentUnit)) return {false, managersWords(units), {}};
       return {true, {}, [connection] { return !SystemdUnits(*connection).factsOf(kAgentUnit).isActive; }};
     }
-    // What the manager starts does not end with the terminal.
+    // A program started by the manager does not end with the terminal.
     UserManager launcher;
     if (launcher && launcher.start({program, {program}, {}})) return {true, {}, [] { return false; }};
   }
@@ -181,7 +181,7 @@ LinuxAgentService::Launch LinuxAgentService::launch(const std::string& program) 
 
 bool LinuxAgentService::waitForAgent(const std::function<bool()>& hasEnded) {
   const auto end = std::chrono::steady_clock::now() + kStart;
-  // It writes down its number a moment after it has the lock.
+  // The agent writes its number shortly after it takes the lock.
   while (runningAgent().value_or(0) == 0) {
     const bool isOver = hasEnded() || std::chrono::steady_clock::now() > end;
     if (isOver) return runningAgent().has_value();
@@ -205,7 +205,7 @@ ServiceAnswer LinuxAgentService::stop() {
   ServiceAnswer answer{true, false, {}};
   if (const ManagerConnection* connection = manager()) {
     SystemdUnits units(*connection);
-    // Told to end by anybody else, it might be started again.
+    // If stopped otherwise, the manager might restart it.
     if (units.factsOf(kAgentUnit).isActive) {
       if (!units.stop(kAgentUnit)) return failure(managersWords(units));
       answer.isChanged = true;

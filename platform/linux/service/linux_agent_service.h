@@ -10,10 +10,10 @@ namespace tarvel {
 
 class ManagerConnection;
 
-/// The agent as a unit of the user's service manager; where there is no manager, as a program that the desktop starts.
+/// The agent as a unit of the user's service manager; without a manager, as an autostart entry of the desktop.
 class LinuxAgentService final : public AgentService {
  public:
-  /// `identifier` is the one under which the agent keeps its lock. Folders are taken from the environment.
+  /// `identifier` is the one that names the agent's lock. Folders are taken from the environment.
   explicit LinuxAgentService(const std::string& identifier);
   ~LinuxAgentService() override;
 
@@ -26,11 +26,11 @@ class LinuxAgentService final : public AgentService {
   [[nodiscard]] ServiceAnswer stop() override;
 
  private:
-  /// Made when it is first needed. Null when no manager answers.
+  /// Connected on first use. Null if no manager answers.
   [[nodiscard]] const ManagerConnection* manager();
   [[nodiscard]] ServiceAnswer enableUnit(const std::string& program, const std::string& unit);
   [[nodiscard]] ServiceAnswer enableAutostart(const std::string& program);
-  /// Has the manager find a unit that executes `program`: the installed one, else one of the user's own.
+  /// Makes the manager find a unit that executes `program`: the installed one, else a new one in the user's folder.
   [[nodiscard]] ServiceAnswer provideUnit(const std::string& program, const std::string& unit);
   struct Launch {
     bool isExecuted = false;
@@ -38,7 +38,7 @@ class LinuxAgentService final : public AgentService {
     std::function<bool()> hasEnded;
   };
   [[nodiscard]] Launch launch(const std::string& program);
-  /// Whether an agent comes to run, before what was launched ends.
+  /// Waits until an agent runs, or until the launched process has ended.
   [[nodiscard]] bool waitForAgent(const std::function<bool()>& hasEnded);
 
   std::string lockPath_;

@@ -26,7 +26,7 @@ bool LinuxApplication::takeLock() {
     systemLog_.log("TarvelHelper is already running for this user, terminating.");
     return false;
   }
-  // An agent too many does less harm than none.
+  // Two agents do less harm than none.
   if (lock_->state() == InstanceLock::State::kUnavailable) {
     systemLog_.log("Could not make sure that no other TarvelHelper is running: " + path + ": " + lock_->reason());
   }
@@ -34,9 +34,9 @@ bool LinuxApplication::takeLock() {
 }
 
 void LinuxApplication::watchSignals() {
-  // Writing to somebody who hung up is an error to be answered, not an end.
+  // Writing to a closed pipe must fail with an error, not end the process.
   (void)std::signal(SIGPIPE, SIG_IGN);
-  // So is writing beyond the limit on the size of files: the file stays as it was, and the failure is handed over.
+  // So must writing beyond RLIMIT_FSIZE: the file stays unchanged and the error is handled.
   (void)std::signal(SIGXFSZ, SIG_IGN);
   for (const int signal : kEndingSignals) {
     if (auto source = runLoop_.watchSignal(signal, [this] { terminate(); })) signals_.push_back(std::move(source));
@@ -44,7 +44,7 @@ void LinuxApplication::watchSignals() {
 }
 
 int LinuxApplication::run(ApplicationDelegate& delegate) {
-  // Before anything that takes time, so that an early signal waits for its turn instead of killing.
+  // First, so that an early signal waits instead of ending the process.
   watchSignals();
   if (!takeLock()) return 0;
   delegate_ = &delegate;
@@ -67,14 +67,14 @@ bool LinuxApplication::restartIfReplaced() {
 void LinuxApplication::terminate() {
   if (isTerminated_ || delegate_ == nullptr) return;
   isTerminated_ = true;
-  // At the end of a session several of them come; the first is being obeyed, and no other may cut that short.
+  // Several of them may arrive at the end of a session; the first one is being handled.
   for (const int signal : kEndingSignals) (void)std::signal(signal, SIG_IGN);
   runLoop_.quit();
   delegate_->applicationWillTerminate();
 }
 
 bool LinuxApplication::isEndRequested() {
-  // The loop takes these signals in its own time; until then they are held back.
+  // The loop handles these signals; until then they stay blocked.
   sigset_t waiting;
   if (isTerminated_ || ::sigpending(&waiting) != 0) return isTerminated_;
   return std::ranges::any_of(kEndingSignals, [&](int signal) { return ::sigismember(&waiting, signal) == 1; });

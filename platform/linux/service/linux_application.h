@@ -13,11 +13,11 @@
 
 namespace tarvel {
 
-/// An application on a real run loop. SIGTERM, SIGINT and SIGHUP end it in order: after the callback that is under way,
+/// An application on a LinuxRunLoop. SIGTERM, SIGINT and SIGHUP terminate it in order: after the current callback,
 /// before anything else that is due.
 class LinuxApplication final : public Application {
  public:
-  /// `runLoop` and `systemLog` are borrowed. `identifier` tells which applications are of one kind.
+  /// `runLoop` and `systemLog` are borrowed. `identifier` names the instance lock.
   LinuxApplication(LinuxRunLoop& runLoop, SystemLog& systemLog, std::string identifier,
                    OwnProgram program = OwnProgram());
 

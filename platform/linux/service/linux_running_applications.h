@@ -4,7 +4,7 @@
 
 namespace tarvel {
 
-/// The browser whose bookmarks these are does not run here, and nobody here is told to come to the front.
+/// Reports no running browser: Safari does not run on Linux.
 class LinuxRunningApplications final : public RunningApplications {
  public:
   [[nodiscard]] std::vector<std::shared_ptr<RunningApplication>> runningApplicationsWithBundleIdentifier(
@@ -16,7 +16,7 @@ class LinuxRunningApplications final : public RunningApplications {
   }
 
  private:
-  /// An agent has no window that could come to the front.
+  /// An agent has no window to bring to the front.
   class Faceless final : public RunningApplication {
    public:
     bool activateWithOptions(std::uint32_t /*options*/) override { return false; }

@@ -29,7 +29,7 @@ bool OwnProgram::isReplaced() const {
   if (::stat(link_.c_str(), &executed) != 0 || ::stat(path_.c_str(), &named) != 0) return false;
   const bool isSame = executed.st_dev == named.st_dev && executed.st_ino == named.st_ino;
   if (isSame || !S_ISREG(named.st_mode) || ::access(path_.c_str(), X_OK) != 0) return false;
-  // A change in the future means that the clock was set, not that the file is new.
+  // A ctime in the future means that the clock was set, not that the file is new.
   (void)::clock_gettime(CLOCK_REALTIME, &now);
   return now.tv_sec - named.st_ctim.tv_sec >= kSettled || named.st_ctim.tv_sec - now.tv_sec >= kSettled;
 }

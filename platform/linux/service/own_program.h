@@ -8,24 +8,24 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The program that this process executes, as a file that an upgrade may replace.
+/// The executable of this process, which an upgrade may replace.
 class OwnProgram {
  public:
-  /// `link` leads to the executed file, also after its name was given to another; `groups` lists the control groups of
-  /// this process. Both are of /proc, except in tests.
+  /// `link` leads to the executed file, even after a rename; `groups` lists this process's cgroups. Both are in /proc,
+  /// except in tests.
   explicit OwnProgram(std::string link = "/proc/self/exe", std::string groups = "/proc/self/cgroup");
 
-  /// Whether another executable file has the program's name now, and has not changed for two seconds: an upgrade that
-  /// is under way may not be complete. False while no file has the name, as after a removal.
+  /// Whether another executable file has the program's path and its ctime is at least two seconds old: an upgrade in
+  /// progress may be incomplete. False if the path does not exist, as after a removal.
   [[nodiscard]] bool isReplaced() const;
 
-  /// Whether a service manager runs this process as the unit of that name.
+  /// Whether a service manager runs this process as that unit.
   [[nodiscard]] bool isRunByUnit(const std::string& unit) const;
 
  private:
   std::string link_;
   std::string groups_;
-  /// The program's name when the process began.
+  /// The program's path at start.
   std::string path_;
 };
 

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Whether the open file has a lock on it by which nobody else can have one.
+/// Whether another process has an exclusive flock on the open file.
 bool isLockedByFile(const fs::path& information) {
   std::ifstream lines(information);
   for (std::string line; std::getline(lines, line);) {
@@ -50,7 +50,7 @@ RunningAgent::RunningAgent(const std::string& lockPath, const std::string& progr
   constexpr std::string_view kGone = " (deleted)";
   const auto holder = holderOfInstanceLock(lockPath);
   if (!holder || *holder <= 0) return;
-  // The library's own header for these calls serves only C.
+  // glibc's header for pidfd_open only supports C.
   UniqueFd handle(static_cast<int>(::syscall(SYS_pidfd_open, *holder, 0)));
   std::error_code error;
   std::string file = fs::read_symlink("/proc/" + std::to_string(*holder) + "/exe", error).string();

@@ -11,24 +11,24 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The agent that runs, held so that its number cannot come to mean another process.
+/// The running agent, held by a pidfd so that its number cannot be reused.
 class RunningAgent {
  public:
-  /// Looks for the process that holds the lock at `lockPath` and executes a file of the name `program`: the number in
-  /// the lock's file alone may be an old one.
+  /// Finds the process that holds the lock at `lockPath` and executes a file named `program`: the number in the lock
+  /// file alone may be stale.
   RunningAgent(const std::string& lockPath, const std::string& program);
 
-  /// Whether it was found.
+  /// False if no agent was found.
   explicit operator bool() const { return static_cast<bool>(handle_); }
   [[nodiscard]] pid_t process() const { return process_; }
-  /// The file that it executes, as it was called when it was started.
+  /// The path of its executable at start.
   [[nodiscard]] const std::string& file() const { return file_; }
-  /// Whether that file has been replaced or removed since.
+  /// Whether the executable was replaced or removed since.
   [[nodiscard]] bool isFileGone() const { return isFileGone_; }
 
-  /// Asks it to end in order. False when that is not allowed.
+  /// Sends SIGTERM. False if that is not permitted.
   [[nodiscard]] bool askToEnd() const;
-  /// Whether it ended within `patience`.
+  /// Waits for its end; false after `patience`.
   [[nodiscard]] bool waitForEnd(std::chrono::milliseconds patience) const;
 
  private:

@@ -17,7 +17,7 @@ constexpr const char* kFeedKey = "SUFeedURL";
 constexpr const char* kVersionKey = "CFBundleVersion";
 constexpr const char* kShortVersionKey = "CFBundleShortVersionString";
 constexpr const char* kIdentifierKey = "CFBundleIdentifier";
-/// A feed is not asked more often than once a minute, whatever the settings say.
+/// The minimum interval, whatever the settings say.
 constexpr double kLeastInterval = 60;
 /// Property lists count from 2001, clocks from 1970.
 constexpr double kSecondsTo2001 = 978307200;
@@ -28,7 +28,7 @@ class LinuxUpdater final : public Updater {
       : surroundings_(surroundings), bundlePath_(bundlePath) {}
 
   [[nodiscard]] bool automaticallyChecksForUpdates() override {
-    // Nobody was asked yet where the key is absent, and the agent asks nobody: that means no.
+    // Absent means that the user was never asked; the agent does not ask, so checks are off.
     const bool isWanted = preferences().appBooleanValue(kAutomaticUpdateChecksKey, identifier()).value_or(false);
     return isWanted && canCheck() && storedInterval() > 0;
   }
@@ -67,15 +67,14 @@ class LinuxUpdater final : public Updater {
  private:
   [[nodiscard]] PreferencesStore& preferences() const { return surroundings_.preferences; }
 
-  /// Read afresh: an upgrade replaces it while the agent runs.
+  /// Read anew each time: an upgrade may replace it while the agent runs.
   [[nodiscard]] std::string information(const char* key) const {
     const std::unique_ptr<Bundle> bundle = surroundings_.bundles.bundleWithPath(bundlePath_);
     return bundle ? bundle->stringForInfoDictionaryKey(key).value_or("") : "";
   }
   [[nodiscard]] std::string identifier() const { return information(kIdentifierKey); }
 
-  /// Without a version at hand, every one that the feed offers would be an update.
-  /// The checker may be a package that is not installed.
+  /// Without the current version, every version of the feed would count as an update. The checker may not be installed.
   [[nodiscard]] bool canCheck() const {
     return !information(kFeedKey).empty() && !information(kVersionKey).empty() &&
            ::access(surroundings_.checker.c_str(), X_OK) == 0;
@@ -94,13 +93,13 @@ class LinuxUpdater final : public Updater {
     const auto tree = std::make_shared<PropertyListTree>();
     preferences().setAppValue(kLastUpdateCheckKey,
                               {tree, tree->makeDate(static_cast<double>(now.tv_sec) - kSecondsTo2001)}, identifier());
-    // A date that is not kept makes the next check come sooner, and harms nobody.
+    // If the date is not saved, the next check comes sooner, which is harmless.
     (void)preferences().appSynchronize(identifier());
   }
 
   void finish(const std::optional<std::string>& version) {
     check_.reset();
-    // Compared with a version that was replaced meanwhile, it may be the one that is installed now.
+    // If the application was upgraded during the check, the found version may be the installed one.
     if (information(kVersionKey) != checkedVersion_) return;
     if (version && delegate_ != nullptr) delegate_->updaterDidFindValidUpdate(*this, {*version});
   }

@@ -24,23 +24,21 @@ inline constexpr const char* kLastUpdateCheckKey = "SULastCheckTime";
 /// The version that the user declined.
 inline constexpr const char* kSkippedUpdateKey = "SUSkippedVersion";
 
-/// What every updater of this process stands on. All of it is borrowed.
+/// What all updaters of this process use. Borrowed.
 struct UpdaterSurroundings {
   LinuxRunLoop& runLoop;
   PreferencesStore& preferences;
   Bundles& bundles;
-  /// The program that reads the feed; checks find nothing where it is missing.
+  /// The program that reads the feed; without it no check is made.
   std::string checker;
-  /// After this a check is killed. The checker itself gives up after a minute.
+  /// A check is killed after this time. The checker itself gives up after a minute.
   std::chrono::milliseconds deadline{90'000};
 };
 
-/// Updaters that leave the network to a program of its own, started for each check and gone after it.
+/// Updaters that run a separate program for each check, so that the agent needs no network code.
 ///
-/// The user's choices are in the application's settings: "SUEnableAutomaticChecks", "SUScheduledCheckInterval" in
-/// seconds, "SULastCheckTime", "SUSkippedVersion". The feed's address is "SUFeedURL" in the bundle's information. A
-/// feed's internal versions are compared with the bundle's "CFBundleVersion", its versions for people with
-/// "CFBundleShortVersionString".
+/// The feed's address is "SUFeedURL" in the bundle's Info.plist. A feed's internal versions are compared with
+/// "CFBundleVersion", its short versions with "CFBundleShortVersionString".
 class LinuxUpdaters final : public Updaters {
  public:
   explicit LinuxUpdaters(UpdaterSurroundings surroundings) : surroundings_(std::move(surroundings)) {}

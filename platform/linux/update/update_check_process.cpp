@@ -14,7 +14,7 @@ namespace tarvel {
 
 namespace {
 
-/// A version and a line break.
+/// A version and a line feed.
 constexpr std::size_t kLongestOutput = 4096;
 
 }  // namespace
@@ -56,10 +56,10 @@ bool UpdateCheckProcess::attach(LinuxRunLoop& loop, std::chrono::milliseconds de
 void UpdateCheckProcess::read() {
   char buffer[512];
   const ssize_t size = ::read(output_.get(), buffer, sizeof buffer);
-  // Ended, or talking nonsense: there is no more to be had.
+  // End of output, or too much of it.
   if (size <= 0 || text_.size() + static_cast<std::size_t>(size) > kLongestOutput) {
     outputSource_.reset();
-    // Whoever goes on talking finds nobody at the other end.
+    // Further output fails with SIGPIPE.
     output_ = UniqueFd();
     if (size > 0) text_.clear();
     return;
@@ -70,7 +70,7 @@ void UpdateCheckProcess::read() {
 void UpdateCheckProcess::finish(int status) {
   process_ = 0;
   deadline_.reset();
-  // What the program said last may still be in the pipe.
+  // The last output may still be in the pipe.
   while (outputSource_) read();
   const std::string version = text_.substr(0, text_.find('\n'));
   const bool hasFound = WIFEXITED(status) && WEXITSTATUS(status) == 0 && !version.empty();

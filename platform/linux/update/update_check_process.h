@@ -15,13 +15,13 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// One run of the checker, killed when this goes or when it takes too long.
+/// One run of the checker. Killed when this is destroyed or the deadline passes.
 class UpdateCheckProcess {
  public:
-  /// Called once, with the version that was found, or none. May destroy this.
+  /// Called once with the version that was found, or none. May destroy this.
   using Done = std::function<void(std::optional<std::string> version)>;
 
-  /// Runs `program` for no longer than `deadline`. Null when it could not be started.
+  /// Runs `program` for at most `deadline`. Null if it cannot be started.
   [[nodiscard]] static std::unique_ptr<UpdateCheckProcess> start(LinuxRunLoop& loop, const std::string& program,
                                                                  std::vector<std::string> arguments,
                                                                  std::chrono::milliseconds deadline, Done done);

@@ -14,7 +14,7 @@ namespace tarvel {
 
 namespace {
 
-/// File systems whose changes come from elsewhere. The numbers that <linux/magic.h> lacks are the kernel's own.
+/// Types of network file systems. Numbers that <linux/magic.h> lacks are from the kernel's sources.
 constexpr std::array<std::uint32_t, 12> kRemote = {
     NFS_SUPER_MAGIC, SMB_SUPER_MAGIC, FUSE_SUPER_MAGIC, V9FS_MAGIC,
     AFS_SUPER_MAGIC, AFS_FS_MAGIC,    CODA_SUPER_MAGIC, NCP_SUPER_MAGIC,
@@ -24,7 +24,7 @@ constexpr std::array<std::uint32_t, 12> kRemote = {
     0x01161970,  // gfs2
 };
 
-/// FNV-1a: it only has to notice accidents.
+/// FNV-1a: only accidental collisions matter.
 std::uint64_t mixed(std::uint64_t hash, const void* bytes, std::size_t size) {
   const auto* at = static_cast<const unsigned char*>(bytes);
   for (std::size_t i = 0; i < size; ++i) hash = (hash ^ at[i]) * 1099511628211ULL;
@@ -54,7 +54,7 @@ std::uint64_t folderSignature(const std::string& folder) {
       hash = mixed(hash, &status.st_mtim.tv_sec, sizeof status.st_mtim.tv_sec);
       hash = mixed(hash, &status.st_mtim.tv_nsec, sizeof status.st_mtim.tv_nsec);
     }
-    // In whatever order they come.
+    // A sum, as entries come in any order.
     sum += hash;
   }
   return sum;

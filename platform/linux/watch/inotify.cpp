@@ -20,7 +20,7 @@ void Inotify::read(const std::function<void(const InotifyEvent&)>& tell) {
     inotify_event event{};
     std::memcpy(&event, buffer + at, sizeof event);
     const char* name = buffer + at + sizeof event;
-    // The name is filled up with zeros.
+    // The name is padded with zeros.
     tell({event.wd, event.mask, event.len == 0 ? std::string_view() : std::string_view(name)});
     at += static_cast<ssize_t>(sizeof event + event.len);
   }

@@ -15,23 +15,23 @@ namespace tarvel {
 struct InotifyEvent {
   int watch = -1;
   std::uint32_t mask = 0;
-  /// Of the entry of a watched folder; empty for the watched thing itself. Lasts as long as the call.
+  /// The affected entry of a watched folder; empty for the watched item itself. Valid during the call.
   std::string_view name;
 };
 
-/// One queue of file events. Watches are numbered by inode: the same folder under two names has one number.
+/// An inotify queue. Watches are numbered by inode: a folder with two names has one number.
 class Inotify {
  public:
-  /// A queue that tests false has no descriptor; errno says why.
+  /// On failure tests false with errno set.
   Inotify() : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
 
   explicit operator bool() const { return static_cast<bool>(fd_); }
   [[nodiscard]] int descriptor() const { return fd_.get(); }
 
-  /// Adds to what is asked about already. The watch's number, or -1 with errno set.
+  /// Adds to the mask of an existing watch. Returns the watch's number, or -1 with errno set.
   [[nodiscard]] int watch(const std::string& path, std::uint32_t mask);
   void unwatch(int watch);
-  /// Tells what is in the queue, at most what one reading brings: the loop comes back for the rest. `tell` may not
+  /// Passes queued events to `tell`, at most one read's worth: the loop calls again for the rest. `tell` must not
   /// destroy this.
   void read(const std::function<void(const InotifyEvent&)>& tell);
 

@@ -35,7 +35,7 @@ std::optional<InotifyUse> inotifyUse() {
     const std::string name = entry->path().filename();
     struct stat status {};
     const bool isProcess = std::ranges::all_of(name, [](char c) { return c >= '0' && c <= '9'; });
-    // The limits are each user's own.
+    // The limits are per user.
     if (isProcess && ::stat(entry->path().c_str(), &status) == 0 && status.st_uid == ::getuid())
       addProcess(entry->path(), use);
   }

@@ -6,13 +6,13 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// What the user's processes use of the kernel's file events.
+/// The user's inotify instances and watches.
 struct InotifyUse {
   std::uint64_t instances = 0;
   std::uint64_t watches = 0;
 };
 
-/// Counted over all processes that this one may look into. None without /proc.
+/// Counted over all processes that this one may inspect. None without /proc.
 [[nodiscard]] std::optional<InotifyUse> inotifyUse();
 
 }  // namespace tarvel

@@ -22,7 +22,7 @@ std::vector<std::string> namesOfLinks(const std::string& folder) {
   for (int i = 0; entries && i < kMostEntries; ++i) {
     const dirent* entry = ::readdir(entries.get());
     if (entry == nullptr) break;
-    // Some file systems do not say what an entry is.
+    // Some file systems do not report the type with the name.
     const bool mayBeLink = entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
     if (mayBeLink && isLink(folder, entry->d_name)) names.emplace_back(entry->d_name);
   }
@@ -31,7 +31,7 @@ std::vector<std::string> namesOfLinks(const std::string& folder) {
   return names;
 }
 
-/// Follows one link to its end.
+/// Follows a chain of links to its end.
 void follow(const std::string& folder, const std::string& name, std::vector<LinkedFile>& files) {
   std::filesystem::path link = folder + "/" + name;
   for (int hop = 0; hop < kMostHops; ++hop) {

@@ -18,11 +18,11 @@ using std::chrono::nanoseconds;
 
 constexpr std::size_t kLargestBatch = 256;
 constexpr nanoseconds kPollInterval = std::chrono::seconds(30);
-/// After a walk that failed: soon at first, as something is changing, and then ever more rarely.
+/// Backoff after a failed walk: short at first, while paths are changing, then up to the maximum.
 constexpr nanoseconds kFirstRetry = std::chrono::milliseconds(100);
 constexpr nanoseconds kLastRetry = std::chrono::seconds(30);
 
-/// Identifiers go on from stream to stream.
+/// Identifiers are continuous across streams.
 std::uint64_t lastId = 0;
 
 class LinuxEventStream final : public EventStream {
@@ -66,7 +66,7 @@ class LinuxEventStream final : public EventStream {
     contentSource_ = runLoop_.watchDescriptor(watched_.contentDescriptor(), EPOLLIN, [this](std::uint32_t) {
       if (watched_.readContent()) walkAnew();
     });
-    // Without the table of mounts, a mount is not noticed; all else is.
+    // Without the mount table, mounts go unnoticed.
     if (watched_.mountDescriptor() >= 0) {
       mountSource_ =
           runLoop_.watchDescriptor(watched_.mountDescriptor(), EPOLLPRI, [this](std::uint32_t) { walkAnew(); });
@@ -85,13 +85,13 @@ class LinuxEventStream final : public EventStream {
     return guardSource_ != nullptr;
   }
 
-  /// Finds what no event has told.
+  /// Finds changes that no event reported.
   void look() {
     if (watched_.hasChanged()) walkAnew();
   }
 
   void walkAnew() {
-    // The guards are replaced by the walk, and their descriptor must be off the loop by then.
+    // The walk replaces the path watches, whose descriptor must be off the loop first.
     guardSource_.reset();
     const auto before = watched_.fileSystems();
     const bool isWatched = watched_.walkAnew();
@@ -109,15 +109,14 @@ class LinuxEventStream final : public EventStream {
     retryDelay_ = std::min(retryDelay_ * 2, kLastRetry);
   }
 
-  /// Whether some part of the paths is on a file system that does not tell everything; a file system that does not
-  /// answer may be one.
+  /// Whether any part of the paths is on a file system that does not report all changes, or that does not answer.
   [[nodiscard]] bool isPollingNeeded() const {
     return std::ranges::any_of(watched_.fileSystems(), [this](const auto& fileSystem) {
       return polling_.isNeeded(fileSystem.second).value_or(true);
     });
   }
 
-  /// Compares the folder with what it was at the last look; the first look at a folder only remembers.
+  /// Compares the folder with its state at the last poll; the first poll only records it.
   void poll() {
     pollCall_.reset();
     if (!isPollingNeeded()) return;
@@ -138,7 +137,7 @@ class LinuxEventStream final : public EventStream {
   void note(std::uint32_t flags) {
     ++lastId;
     if (flags_.size() == kLargestBatch) {
-      // No more of them: whoever hears this has to look at everything anyway.
+      // Coalesce further events: a rescan covers them.
       flags_.back() |= flags | kEventFlagMustScanSubDirs;
       ids_.back() = lastId;
     } else {
@@ -148,19 +147,19 @@ class LinuxEventStream final : public EventStream {
     if (isRunning_) arm();
   }
 
-  /// The first event starts the clock; for later ones it runs already.
+  /// The first event starts the timer; later ones find it running.
   void arm() {
     if (batchCall_ || flags_.empty()) return;
     batchCall_ = runLoop_.callAfter(latency_, [this] { deliver(); });
   }
 
   void deliver() {
-    // What this finds joins the batch.
+    // Changes found here join the batch.
     look();
     batchCall_.reset();
     const std::vector<std::uint32_t> flags = std::exchange(flags_, {});
     const std::vector<std::uint64_t> ids = std::exchange(ids_, {});
-    // The client may destroy this stream, and with it the hold on the client.
+    // The client may destroy this stream, and its reference to the client.
     const std::shared_ptr<EventStreamClient> client = client_;
     client->receiveBatch({flags, ids});
   }
@@ -179,7 +178,7 @@ class LinuxEventStream final : public EventStream {
   std::unique_ptr<LoopSource> retryCall_;
   std::unique_ptr<LoopSource> pollCall_;
   nanoseconds retryDelay_ = kFirstRetry;
-  /// Which folder has the signature.
+  /// The folder that the signature belongs to.
   std::string signedFolder_;
   std::uint64_t signature_ = 0;
   bool isRunning_ = false;

@@ -11,17 +11,17 @@
 
 namespace tarvel {
 
-/// Event streams on inotify.
+/// Event streams on inotify, with polling where the file system does not report all changes.
 class LinuxEventStreamService final : public EventStreamService {
  public:
-  /// How a folder is watched whose file system does not report what other machines change.
+  /// How folders on network and FUSE file systems are polled.
   struct Polling {
-    /// Whether the file system of a folder needs it; none when that cannot be told now.
+    /// Whether a folder's file system must be polled; none if unknown at the moment.
     std::function<std::optional<bool>(const std::string& folder)> isNeeded;
     std::chrono::nanoseconds interval{0};
   };
 
-  /// `runLoop` is borrowed. Folders on networks and in other processes' keeping are looked at every 30 seconds.
+  /// `runLoop` is borrowed. Folders on network and FUSE file systems are polled every 30 seconds.
   explicit LinuxEventStreamService(LinuxRunLoop& runLoop);
   LinuxEventStreamService(LinuxRunLoop& runLoop, Polling polling);
 

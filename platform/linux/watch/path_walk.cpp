@@ -13,7 +13,7 @@ namespace tarvel {
 
 namespace {
 
-/// As many as the kernel follows itself.
+/// As in the kernel.
 constexpr int kMostLinks = 40;
 
 void prepend(std::deque<std::string>& components, const std::filesystem::path& path) {
@@ -35,8 +35,8 @@ void endAt(PathWalk& walk, const std::string& folder, const std::string& name) {
 
 FileIdentity identityOf(const struct stat& status) { return {status.st_dev, status.st_ino}; }
 
-/// A name that is too long for the file system leads nowhere. In a path as given that is for good; in a link's target,
-/// until the link changes.
+/// A name that is too long cannot exist. In the given path that is permanent; in a link's target, until the link
+/// changes.
 bool isMissing(int code, const PathWalk& walk) {
   return code == ENOENT || code == ENOTDIR || (code == ENAMETOOLONG && !walk.links.empty());
 }
@@ -76,7 +76,7 @@ PathWalk walkToFolder(const std::string& path) {
     if (S_ISLNK(status.st_mode)) {
       const std::filesystem::path target = std::filesystem::read_symlink(next, error);
       walk.links.push_back({next, identityOf(status), target.string()});
-      // Going round in circles, it leads nowhere until one of the links changes.
+      // A circle of links resolves only after one of them changes.
       if (error || walk.links.size() > kMostLinks) {
         endAt(walk, current, name);
         return walk;

@@ -9,15 +9,15 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// Which inode something is.
+/// Identifies an inode.
 struct FileIdentity {
   dev_t device = 0;
   ino_t inode = 0;
   friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
 };
 
-/// What a path goes through on its way to a folder, component by component: all that would have to change for it to
-/// lead elsewhere. Paths in here have no links, dots or repeated slashes in them.
+/// The components of a path to a folder: everything whose change could make it lead elsewhere. Paths in here have no
+/// links, dots or repeated slashes.
 struct PathWalk {
   struct Folder {
     std::string path;
@@ -31,31 +31,31 @@ struct PathWalk {
     friend bool operator==(const Link&, const Link&) = default;
   };
 
-  /// Every folder on the way, the last one included, the root of the file system left out.
+  /// Every folder on the path, the last one included, the root excluded.
   std::vector<Folder> folders;
-  /// Every symbolic link on the way.
+  /// Every symbolic link on the path.
   std::vector<Link> links;
-  /// The folder itself, when the path leads to one.
+  /// The folder itself, if the path leads to one.
   std::optional<FileIdentity> identity;
   std::string folder;
-  /// Otherwise: where the way ends, and the name that is missing there, or is no folder.
+  /// Otherwise: the deepest existing folder, and the name in it that is missing or not a folder.
   std::string deepestFolder;
   std::string missingName;
-  /// Why the way could not be followed, as an errno value; 0 also when something is missing.
+  /// Why the path could not be followed, as an errno value; 0 if something is missing.
   int code = 0;
 
-  /// Whether two walks went the same way to the same place.
+  /// Whether two walks took the same way to the same folder.
   friend bool operator==(const PathWalk&, const PathWalk&) = default;
 };
 
-/// A relative path begins at the working folder.
+/// Relative paths start at the working folder.
 [[nodiscard]] PathWalk walkToFolder(const std::string& path);
 
-/// Whether a walk that failed with `code` may succeed later although nothing on this machine reports a change: a server
-/// that is away, a stale handle, a failing disk. Not: missing rights, names that are too long, or resources used up.
+/// Whether a walk that failed with `code` may succeed later without a reported change: an unreachable server, a stale
+/// handle, a failing disk. False for missing permissions, names that are too long, and exhausted resources.
 [[nodiscard]] bool mayHeal(int code);
 
-/// The folder that holds the last component of `path`, which has no links in it.
+/// The folder of the last component of `path`, which must not contain links.
 [[nodiscard]] std::string parentOf(const std::string& path);
 
 }  // namespace tarvel

@@ -8,10 +8,10 @@ namespace {
 
 constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kFolderGuard = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
-/// A removed folder reports its own end only when no process uses it any more; its parent reports it at once. The last
-/// folder is enough, as the others can be removed only after it.
+/// A removed folder reports its own removal only when no process uses it; its parent reports it at once. Watching the
+/// last folder's parent is enough, as the others can only be removed after it.
 constexpr std::uint32_t kRemovalGuard = IN_DELETE | IN_ONLYDIR;
-/// A link that another one is renamed over loses its last name, which is a change of its attributes.
+/// A link that is renamed over loses its last name, which changes its attributes.
 constexpr std::uint32_t kLinkGuard = kOwnEnd | IN_ATTRIB | IN_DONT_FOLLOW;
 constexpr std::uint32_t kMissingGuard = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | kOwnEnd | IN_ONLYDIR;
 
@@ -41,7 +41,7 @@ int PathWatches::add(const PathWalk& walk) {
 bool PathWatches::read() {
   bool mayLeadElsewhere = false;
   events_.read([&](const InotifyEvent& event) {
-    // Other names of a folder come and go without a meaning for the path.
+    // Other entries of the folder do not affect the path.
     const auto names = names_.find(event.watch);
     mayLeadElsewhere |=
         event.name.empty() || (names != names_.end() && names->second.contains(std::string(event.name)));

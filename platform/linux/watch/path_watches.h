@@ -10,17 +10,17 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The kernel's watches for what paths go through. Silent until one of the paths may lead elsewhere.
+/// inotify watches on the components of paths. Silent until a path may lead elsewhere.
 class PathWatches {
  public:
   explicit operator bool() const { return static_cast<bool>(events_); }
   [[nodiscard]] int descriptor() const { return events_.descriptor(); }
 
-  /// Guards everything on one way. An errno value when something could not be guarded, else 0. A folder that may be
-  /// passed through but not looked into stays without a guard.
+  /// Watches every component of a path. Returns 0, or an errno value if something could not be watched. A folder that
+  /// can be entered but not read is skipped.
   [[nodiscard]] int add(const PathWalk& walk);
 
-  /// Reads what has happened; whether a path may lead elsewhere now.
+  /// Reads pending events; returns whether a path may lead elsewhere now.
   [[nodiscard]] bool read();
 
  private:

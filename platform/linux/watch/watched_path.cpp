@@ -14,7 +14,7 @@ constexpr std::uint32_t kNaming = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOV
 constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kContent = kNaming | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | kOwnEnd | IN_ONLYDIR;
 
-/// Out of watches, descriptors or memory: nothing that another folder would make better.
+/// Out of watches, descriptors or memory: failures that do not depend on the folder.
 bool isExhaustion(int code) { return code == ENOSPC || code == ENOMEM || code == EMFILE || code == ENFILE; }
 
 }  // namespace
@@ -37,8 +37,8 @@ int WatchedPath::begin() {
   return mayHeal(code) ? 0 : code;
 }
 
-/// Watches what is there now. EAGAIN when the paths changed again and again meanwhile, or a linked file may be watched
-/// later; other errno values when the folder cannot be watched.
+/// Watches the current state. EAGAIN if the paths kept changing meanwhile, or a linked file may become watchable; other
+/// errno values if the folder cannot be watched.
 int WatchedPath::setUp() {
   constexpr int kAttempts = 5;
   for (int i = 0; i < kAttempts; ++i) {
@@ -50,7 +50,7 @@ int WatchedPath::setUp() {
     Interests interests;
     if (code == 0) code = addContent(found, interests);
     if (isExhaustion(code) || code == EACCES) return code;
-    // Only what did not change while the watches were set is watched for certain.
+    // Only what did not change while the watches were added is watched reliably.
     if (code != 0 || !(route() == found)) continue;
     route_ = std::move(found);
     guards_ = std::move(guards);
@@ -66,7 +66,7 @@ int WatchedPath::addGuards(const Route& route, PathWatches& guards) const {
   if (const int code = guards.add(route.walk)) return code;
   for (const LinkedFile& file : route.linked) {
     const int code = guards.add(file.walk);
-    // Of a linked file whatever can be guarded is; the folder itself does not depend on it.
+    // Linked files are watched as far as possible; the folder does not depend on them.
     if (isExhaustion(code)) return code;
   }
   return 0;
@@ -102,8 +102,7 @@ bool WatchedPath::walkAnew() {
   return isComplete_;
 }
 
-/// Watches are compared by number: a folder that was removed and made again has another one, also where the file system
-/// gives it the old inode.
+/// Watches are compared by number: a recreated folder has a new one even if the file system reuses the inode.
 void WatchedPath::reportDifference(const Route& before, const Interests& interestsBefore) {
   const std::size_t mountsBefore =
       std::exchange(mountCount_, route_.walk.identity ? mounts_.countAbove(route_.walk.folder) : 0);
@@ -142,7 +141,7 @@ bool WatchedPath::readContent() {
   return mustWalk || std::exchange(linksAreStale_, false);
 }
 
-/// Answers whether the paths have to be walked anew.
+/// Returns whether the paths must be walked again.
 bool WatchedPath::handle(const InotifyEvent& event) {
   if ((event.mask & IN_Q_OVERFLOW) != 0) {
     report_(kEventFlagMustScanSubDirs | kEventFlagKernelDropped);

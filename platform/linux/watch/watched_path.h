@@ -17,55 +17,55 @@
 // Internal to platform/linux.
 namespace tarvel {
 
-/// The kernel's watches for one folder, for the files that links in it lead to, and for all that decides where these
+/// The inotify watches for a folder, for the targets of links in it, and for everything that determines where these
 /// paths lead.
 ///
-/// Of the folder and of linked files every change is reported. Everything else on the way has a guard: each folder
-/// watches for its own move or removal, the last one's parent for the removal of its name, each link for its own
-/// replacement, and while a part of a path is missing, the folder above watches for that name. A guard's event means
-/// only "walk the paths again"; what counts is whether they lead elsewhere.
+/// Content watches report every change in the folder and of linked files. Path watches cover the rest: each folder on
+/// the way for its own move or removal, the last one's parent for the removal of its name, each link for its
+/// replacement, and, while a component is missing, the deepest existing folder for that name. An event of a path watch
+/// only means "walk the paths again"; a change is reported only if they lead elsewhere.
 ///
-/// The kernel may report a removal late or never, as on network file systems. hasChanged() finds it by comparing
+/// The kernel may report a removal late or never, as on network file systems. hasChanged() detects it by comparing
 /// inodes.
 class WatchedPath {
  public:
   using Report = std::function<void(std::uint32_t flags)>;
 
-  /// `report` gets the flags of each event.
+  /// `report` receives the flags of each event.
   WatchedPath(std::string path, Report report);
 
-  /// Sets everything up. An errno value when the path can never be watched; 0 when it is watched, or may be later.
+  /// Adds all watches. An errno value if the path can never be watched; 0 if it is watched, or may be later.
   [[nodiscard]] int begin();
 
   [[nodiscard]] int contentDescriptor() const { return content_.descriptor(); }
   [[nodiscard]] int guardDescriptor() const { return guards_ ? guards_->descriptor() : -1; }
   [[nodiscard]] int mountDescriptor() const { return mounts_.descriptor(); }
 
-  /// To be called when the descriptor has something to read. Each answers whether walkAnew() is due.
+  /// Call when the descriptor is readable. Each returns whether walkAnew() is due.
   [[nodiscard]] bool readContent();
   [[nodiscard]] bool readGuards();
 
-  /// Whether the paths lead elsewhere than at the last walk, or go another way, or could not be watched as a whole.
-  /// Costs an lstat() of each name on the way.
+  /// Whether the paths lead elsewhere than at the last walk, take another way, or were not completely watched. Costs an
+  /// lstat() per component.
   [[nodiscard]] bool hasChanged() const;
-  /// Walks the paths and watches what it finds; reports when that is another folder, or another linked file, than
-  /// before. The guards have another descriptor afterwards. False when not everything could be watched, or the paths
-  /// would not hold still: the caller tries again later.
+  /// Walks the paths and watches their components; reports if they lead to another folder or linked file than before.
+  /// The path watches have another descriptor afterwards. False if not everything could be watched, or the paths kept
+  /// changing: retry later.
   [[nodiscard]] bool walkAnew();
 
-  /// The folder while there is one, else empty.
+  /// The folder if it exists, else empty.
   [[nodiscard]] const std::string& folder() const { return route_.walk.folder; }
-  /// The file systems that the paths touch, each with one folder on it.
+  /// The file systems on the paths, each with one folder on it.
   [[nodiscard]] std::map<dev_t, std::string> fileSystems() const;
 
  private:
-  /// Where the path leads, and where the links in that folder do.
+  /// Where the path leads, and where the links in that folder lead.
   struct Route {
     PathWalk walk;
     std::vector<LinkedFile> linked;
     friend bool operator==(const Route&, const Route&) = default;
   };
-  /// What is of interest in a folder: everything, or some names.
+  /// The changes of interest in a folder: all, or of some names.
   struct Interest {
     bool isRoot = false;
     std::set<std::string> names;
@@ -90,7 +90,7 @@ class WatchedPath {
   Interests interests_;
   std::size_t mountCount_ = 0;
   bool linksAreStale_ = false;
-  /// Whether the last walk could be watched as a whole.
+  /// Whether all of the last walk could be watched.
   bool isComplete_ = false;
 };
 
