@@ -16,7 +16,7 @@ class Parts {
     isGood_ = url_ && curl_url_set(url_.get(), CURLUPART_URL, address.c_str(), flags) == CURLUE_OK;
   }
 
-  /// Empty where there is none.
+  /// Empty if the part is missing.
   [[nodiscard]] std::string get(CURLUPart part) const {
     char* text = nullptr;
     if (!isGood_ || curl_url_get(url_.get(), part, &text, 0) != CURLUE_OK) return {};
@@ -40,7 +40,7 @@ bool isLoopbackNumber(const std::string& host) {
   in_addr number{};
   constexpr unsigned kFirstOfFour = 24;
   constexpr unsigned kLoopback = 127;
-  // Only what is a number in full is one; anything else would be looked up, and could be anybody.
+  // Only complete numeric addresses count; anything else would be resolved by DNS and could be any host.
   return ::inet_pton(AF_INET, host.c_str(), &number) == 1 && ntohl(number.s_addr) >> kFirstOfFour == kLoopback;
 }
 
@@ -48,7 +48,7 @@ bool isThisMachine(const std::string& host) {
   return ::strcasecmp(host.c_str(), "localhost") == 0 || host == "[::1]" || isLoopbackNumber(host);
 }
 
-/// Also where the rest of the address is of no use, as what is refused is told with its address.
+/// Applied to malformed addresses too, as error messages contain the address.
 bool namesUser(const std::string& address) {
   const Parts parts(address, CURLU_GUESS_SCHEME | CURLU_NON_SUPPORT_SCHEME);
   return parts.has(CURLUPART_USER) || parts.has(CURLUPART_PASSWORD);

@@ -4,17 +4,17 @@
 
 namespace tarvel {
 
-/// What an address of a feed tells before anybody is asked.
+/// The properties of a feed's address that are known before a connection.
 struct FeedAddress {
   bool isEncrypted = false;
-  /// It leads to this very machine: "localhost", 127.0.0.0/8 in four numbers, or ::1.
+  /// The address is this machine's: "localhost", 127.0.0.0/8 in numbers, or ::1.
   bool isLoopback = false;
-  /// Why nothing is fetched from there; empty when something may be.
+  /// Why the address is rejected; empty if it is accepted.
   std::string objection;
 };
 
-/// Takes an address apart. Only https, and http to this very machine, are fetched from, and http not at all where
-/// `mustBeEncrypted`. An address with a user's name or password is refused, and no objection repeats either.
+/// Parses and checks an address. Accepted are https, and http to this machine unless `mustBeEncrypted`. An address with
+/// a user name or password is rejected, and the objection does not contain them.
 [[nodiscard]] FeedAddress examinedAddress(const std::string& address, bool mustBeEncrypted);
 
 }  // namespace tarvel

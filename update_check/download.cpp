@@ -26,7 +26,7 @@ struct Receiver {
 std::size_t receive(char* bytes, std::size_t size, std::size_t count, void* to) {
   auto& receiver = *static_cast<Receiver*>(to);
   const std::size_t arrived = size * count;
-  // An answer of another length ends the transfer.
+  // A short count aborts the transfer.
   if (receiver.body.size() + arrived > receiver.most) return 0;
   receiver.body.append(bytes, arrived);
   return arrived;
@@ -53,7 +53,7 @@ void configure(CURL* handle, const std::string& address, const DownloadTerms& te
   set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
 }
 
-/// Where a redirection leads; empty for none.
+/// The target of a redirect; empty if there is none.
 std::string redirectionOf(CURL* handle) {
   char* address = nullptr;
   if (curl_easy_getinfo(handle, CURLINFO_REDIRECT_URL, &address) != CURLE_OK || address == nullptr) return {};
@@ -75,7 +75,7 @@ Download downloadFeed(const std::string& address, const DownloadTerms& terms) {
     if (!handle || left.count() <= 0) return {{}, "The time is over."};
     Receiver receiver{{}, terms.bytes};
     configure(handle.get(), current, terms, left, receiver);
-    // What is said to this very machine is no other's business, whatever proxy the environment names.
+    // Connections to this machine never use a proxy, whatever the environment says.
     if (place.isLoopback) (void)curl_easy_setopt(handle.get(), CURLOPT_PROXY, "");
     const CURLcode code = curl_easy_perform(handle.get());
     if (code == CURLE_WRITE_ERROR) return {{}, "The feed is too large."};

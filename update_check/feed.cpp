@@ -13,7 +13,7 @@ namespace tarvel {
 
 namespace {
 
-/// Between a namespace and a name; no namespace holds a space.
+/// Separates namespace and name; namespaces contain no spaces.
 constexpr char kSeparator = ' ';
 constexpr std::string_view kUpdates = "http://www.andymatuschak.org/xml-namespaces/sparkle ";
 constexpr std::size_t kDeepest = 64;
@@ -26,7 +26,7 @@ struct Item {
   std::string channel;
 };
 
-/// What is known while a feed is read.
+/// The state of the parser.
 class FeedReader {
  public:
   explicit FeedReader(XML_Parser parser) : parser_(parser) {

@@ -7,35 +7,34 @@
 
 namespace tarvel {
 
-/// What a feed offers to everybody on this system. The two kinds of versions have nothing to do with each other.
+/// The versions that a feed offers for this system. The two kinds are not comparable.
 struct FeedVersions {
-  /// Internal versions, which count builds.
+  /// Internal versions (build numbers).
   std::vector<std::string> internal;
-  /// Versions for people, of items that tell no internal one.
+  /// Short versions, of items without an internal one.
   std::vector<std::string> shortOnly;
 };
 
-/// None when the feed is no feed: malformed, of another kind, nested beyond all measure, or with a document type, in
-/// which entities could be declared.
+/// None if the feed is invalid: malformed, of another kind, nested too deeply, or with a document type, which could
+/// declare entities.
 ///
 /// A feed is RSS whose items name their version in the namespace of update feeds, as an element or as an attribute of
-/// the enclosure. Items for another system, and those of a channel that one has to ask for, are left out, and so are
-/// versions that are not plain text, as they are shown to people.
+/// the enclosure. Items for other systems or of a named channel are skipped, and so are versions that are not plain
+/// text, as they are displayed.
 [[nodiscard]] std::optional<FeedVersions> versionsInFeed(std::string_view feed);
 
-/// The version at hand, of either kind.
+/// The installed version, of both kinds.
 struct CurrentVersion {
   std::string internal;
   std::string shortVersion;
 };
 
-/// The newest internal version that is newer than the one at hand or, failing that, the newest short one, each compared
-/// with its own kind. None when there is none, or when it is the one that the user chose to skip.
+/// The newest internal version above the installed one or, failing that, the newest short version, each compared with
+/// its own kind. None if there is none, or if the user chose to skip it.
 [[nodiscard]] std::optional<std::string> updateInFeed(const FeedVersions& feed, const CurrentVersion& current,
                                                       std::string_view skipped);
 
-/// The newest version that is newer than `current`, all being of one kind. None when there is none, or when it is the
-/// one that the user chose to skip.
+/// The newest version above `current`, all of one kind. None if there is none, or if the user chose to skip it.
 [[nodiscard]] std::optional<std::string> newestUpdate(const std::vector<std::string>& versions,
                                                       std::string_view current, std::string_view skipped);
 

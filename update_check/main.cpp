@@ -1,5 +1,5 @@
-// tarvel-update-check: looks once whether a feed offers a newer version. The agent starts it, so that it needs neither
-// the network nor a parser of its own.
+// tarvel-update-check: checks once whether a feed offers a newer version. A separate program, so that the agent needs
+// neither network access nor a parser for feeds.
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>

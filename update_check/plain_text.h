@@ -5,10 +5,10 @@
 
 namespace tarvel {
 
-/// Whether `c` is an ASCII character with a shape. All others may steer a terminal, alone or as a part of a character.
+/// Whether `c` is a visible ASCII character. Any other byte could control a terminal.
 [[nodiscard]] constexpr bool isPlainCharacter(char c) { return c > ' ' && c <= '~'; }
 
-/// A text for a terminal: what is neither plain nor a space becomes a question mark.
+/// Makes a text safe for a terminal: characters that are neither visible ASCII nor a space become question marks.
 [[nodiscard]] inline std::string plainText(std::string_view text) {
   std::string plain(text);
   for (char& c : plain) {

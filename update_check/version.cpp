@@ -4,7 +4,7 @@ namespace tarvel {
 
 namespace {
 
-/// In the order in which they age.
+/// From oldest to newest.
 enum class Kind { kWord, kDot, kNumber };
 
 struct Piece {
@@ -17,7 +17,7 @@ Kind kindOf(char c) {
   return c == '.' ? Kind::kDot : Kind::kWord;
 }
 
-/// Takes the first piece off a version that is not empty. Each dot is a piece of its own.
+/// Removes the first piece of a non-empty version. Each dot is a piece.
 Piece takePiece(std::string_view& version) {
   const Kind kind = kindOf(version.front());
   std::size_t size = 1;

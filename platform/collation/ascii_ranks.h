@@ -16,8 +16,8 @@ class TitleOrder;
 /// table exists only where that has been proven for the collator at hand; see docs/decisions/0010-title-order.md.
 class AsciiRanks {
  public:
-  /// The table for `order`, or none when its language treats some group of ASCII characters as one letter (Czech "ch"),
-  /// or when there is no collator to ask.
+  /// The table for `order`; none if its language treats some group of ASCII characters as one letter (Czech "ch"), or
+  /// without an ICU collator.
   [[nodiscard]] static std::optional<AsciiRanks> prove(TitleOrder& order);
 
   /// Whether `title` holds printable ASCII only, so that the table may be used for it. The empty title is one such.

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* kRootLocale = "";
 
-/// False when one of the settings was refused, which leaves a collator nobody asked for.
+/// False if ICU rejects one of the settings; the collator would then use another order.
 bool configure(UCollator* collator) {
   UErrorCode status = U_ZERO_ERROR;
   ucol_setAttribute(collator, UCOL_STRENGTH, UCOL_SECONDARY, &status);

@@ -13,7 +13,7 @@
 namespace tarvel {
 namespace {
 
-/// By ICU's comparison, inserting one title after the other. Whatever ICU answers, this ends.
+/// Binary insertion with ICU's comparison. Terminates even if the comparison is inconsistent.
 std::vector<Placed> orderDirectly(const TitleOrder& order, const CaseFoldedTitles& folds) {
   std::u16string scratch;
   const auto compare = [&](std::uint32_t a, std::uint32_t b) {

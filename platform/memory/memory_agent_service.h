@@ -8,7 +8,7 @@
 
 namespace tarvel {
 
-/// An agent that runs and is enabled as told, with no process behind it.
+/// Simulates an agent that can be enabled and started, without a process.
 class MemoryAgentService final : public AgentService {
  public:
   [[nodiscard]] bool hasManager() override { return hasManager_; }
@@ -19,21 +19,21 @@ class MemoryAgentService final : public AgentService {
   [[nodiscard]] ServiceAnswer start(const std::string& program) override;
   [[nodiscard]] ServiceAnswer stop() override;
 
-  /// From now on there is, or is not, a service manager.
+  /// Sets whether there is a service manager.
   void setHasManager(bool hasManager) { hasManager_ = hasManager; }
-  /// Only programs that were put here can be enabled and started.
+  /// Only programs added here can be enabled and started.
   void putProgram(const std::string& program) { programs_.insert(program); }
-  /// None: the agent ends by itself.
+  /// None: the agent has ended.
   void setRunningAgent(std::optional<int> process) { process_ = process; }
   void setLoginEntry(const LoginEntry& entry) { entry_ = entry; }
-  /// Every request is refused with these words; empty: none is.
+  /// All requests fail with this text; empty: none fails.
   void setComplaint(const std::string& complaint) { complaint_ = complaint; }
 
   /// "enable PROGRAM", "disable", "start PROGRAM", "stop", in order.
   [[nodiscard]] const std::vector<std::string>& requests() const { return requests_; }
 
  private:
-  /// The complaint about a program, or about everything; empty when there is none.
+  /// The complaint about a program, or the general one; empty if there is none.
   [[nodiscard]] std::string complaintAbout(const std::string& program) const;
 
   bool hasManager_ = true;

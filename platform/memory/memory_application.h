@@ -5,27 +5,27 @@
 
 namespace tarvel {
 
-/// An application on a run loop of virtual time.
+/// An application on a virtual-time run loop.
 class MemoryApplication final : public Application {
  public:
   explicit MemoryApplication(MemoryRunLoop& runLoop) : runLoop_(runLoop) {}
 
-  /// Turns the loop until the application is terminated. Where a real loop would wait for ever, because nothing is
-  /// pending, the signal for an orderly end comes.
+  /// Runs the loop until the application is terminated. When nothing is pending, a real loop would wait forever; here a
+  /// termination signal arrives.
   [[nodiscard]] int run(ApplicationDelegate& delegate) override;
   void terminate() override;
   bool restartIfReplaced() override;
   [[nodiscard]] bool isEndRequested() override { return isTerminated_ || isEndRequested_; }
 
-  /// The first half of run(): the delegate is told that launching is over, and then the test turns the loop.
+  /// The first half of run(): calls applicationDidFinishLaunching(); the test then runs the loop.
   void launch(ApplicationDelegate& delegate);
-  /// From now on another instance of this application is running.
+  /// Simulates another running instance.
   void setOtherInstanceRuns() { otherInstanceRuns_ = true; }
-  /// From now on another version of the program is installed, and a service manager runs this one.
+  /// Simulates an upgrade of the program while a service manager runs it.
   void setIsReplaced() { isReplaced_ = true; }
-  /// Whether the end asked for a new start.
+  /// Whether a restart was requested.
   [[nodiscard]] bool isRestarting() const { return status_ == kRestartStatus; }
-  /// As when a signal asks for the end while a callback is under way.
+  /// Simulates a termination signal during a callback.
   void requestEnd() { isEndRequested_ = true; }
   [[nodiscard]] bool isTerminated() const { return isTerminated_; }
 

@@ -10,7 +10,7 @@
 
 namespace tarvel {
 
-/// Has the information and the translations it is given.
+/// A bundle with the information and translations that a test sets.
 class MemoryBundle final : public Bundle {
  public:
   [[nodiscard]] std::string bundlePath() override { return path_; }
@@ -27,14 +27,14 @@ class MemoryBundle final : public Bundle {
   std::map<std::string, std::string, std::less<>> translations_;
 };
 
-/// The bundles a test puts there.
+/// Bundles added by a test.
 class MemoryBundles final : public Bundles {
  public:
-  /// The bundle at a path, which is there from now on.
+  /// The bundle at a path; adds it if necessary.
   [[nodiscard]] MemoryBundle& at(const std::string& path);
   [[nodiscard]] std::size_t lookups() const { return lookups_; }
 
-  /// What is changed at a path later does not reach a bundle that was handed out.
+  /// Returns a snapshot: later changes at the path do not affect it.
   [[nodiscard]] std::unique_ptr<Bundle> bundleWithPath(const std::string& path) override;
 
  private:

@@ -123,7 +123,7 @@ void MemoryEventStreamService::post(const std::string& path, std::uint32_t flags
 }
 
 void MemoryEventStreamService::deliver(const std::vector<std::uint32_t>& flags, const std::vector<std::uint64_t>& ids) {
-  // A client may take its stream away while it listens.
+  // A client may remove its stream in the callback.
   const std::vector<Stream*> listening = streams_;
   for (Stream* stream : listening) {
     if (std::ranges::find(streams_, stream) != streams_.end() && stream->isRunning()) stream->deliver(flags, ids);

@@ -10,7 +10,7 @@
 
 namespace tarvel {
 
-/// Streams whose events a test makes up. Batches follow the rules of real ones, in virtual time.
+/// Event streams whose events are posted by a test. Batches follow the interface's rules, in virtual time.
 class MemoryEventStreamService final : public EventStreamService {
  public:
   explicit MemoryEventStreamService(MemoryRunLoop& runLoop) : runLoop_(runLoop) {}
@@ -19,16 +19,15 @@ class MemoryEventStreamService final : public EventStreamService {
                                                           const std::string& path, std::uint64_t sinceWhen,
                                                           double latency, std::uint32_t flags) override;
 
-  /// Something happened at `path`: every stream on it takes note.
+  /// Simulates a change at `path`, for every stream on it.
   void post(const std::string& path, std::uint32_t flags = kEventFlagNone);
-  /// Brings a batch to every running stream at once, whatever the latency: for batches that are hard to come by.
+  /// Delivers a batch to every running stream at once, without latency: for batches that are hard to cause.
   void deliver(const std::vector<std::uint32_t>& flags, const std::vector<std::uint64_t>& ids);
 
   void setCreationWorks(bool works) { creationWorks_ = works; }
   void setStartWorks(bool works) { startWorks_ = works; }
 
-  /// What was asked of this service and its streams, in order: "create PATH SECONDS", "start", "stop", "invalidate",
-  /// "release".
+  /// Calls of this service and its streams, in order: "create PATH SECONDS", "start", "stop", "invalidate", "release".
   [[nodiscard]] const std::vector<std::string>& calls() const { return calls_; }
   void forgetCalls() { std::vector<std::string>().swap(calls_); }
   /// `sinceWhen` and `flags` of the last creation.

@@ -13,7 +13,7 @@ namespace tarvel {
 
 namespace {
 
-/// Nothing moves between the reading and the writing of a file, so its place tells which it is. Dates never come back.
+/// A file cannot move between reading and writing here, so its path identifies it. Dates are never reused.
 FileVersion versionOf(const MemoryPlace& place, const MemoryItem& item) {
   return {0, std::hash<std::string>()(place.path), item.bytes.size(), item.date};
 }
@@ -124,7 +124,7 @@ FileStatus MemoryFileManager::createDirectoryAtPath(const std::string& path) {
     const MemoryItem* item = place.code == 0 ? tree_.find(place.path) : nullptr;
     if (item != nullptr && !item->isFolder()) return statusOf(missing.empty() ? EEXIST : ENOTDIR);
     if (item != nullptr) break;
-    // A path of nothing, or a link that leads nowhere: there is something, and it is no folder.
+    // An empty path or a dangling link: something exists, and it is not a folder.
     if (above.empty() || tree_.find(tree_.locate(above, false).path) != nullptr) return statusOf(ENOENT);
     missing.push_back(above);
     if (deletingLastPathComponent(above).empty()) break;
@@ -227,7 +227,7 @@ FileStatus MemoryFileManager::writeDataToPath(const DataPieces& data, const std:
     return {};
   }
   if (item->isFolder()) return statusOf(EISDIR);
-  // What is not readable cannot be put back, should writing fail.
+  // An unreadable file could not be restored if writing failed.
   if (!item->mayBeWritten() || !item->mayBeRead()) return statusOf(EACCES);
   item->bytes = data.joined();
   item->date = nextDate();
@@ -296,7 +296,7 @@ FileReplacement MemoryFileManager::replaceItem(const std::string& target, const 
     return {statusOf(EIO), aside};
   }
   if (tree_.find(to.path)->isFile() && tree_.find(behind.path)->isFile()) {
-    // A link gives what it leads to: in another folder it might lead nowhere.
+    // A link's target is moved: in another folder the link might not resolve.
     tree_.put(to.path, MemoryItem(*tree_.find(behind.path)));
     tree_.remove(from.path);
     return {};

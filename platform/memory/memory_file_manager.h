@@ -13,7 +13,7 @@
 
 namespace tarvel {
 
-/// The operations of FileManager, to be counted, failed and interfered with.
+/// The operations of FileManager, for counting and for injecting failures.
 enum class FileOperation {
   kExists,
   kDate,
@@ -35,21 +35,21 @@ struct FileCall {
   std::string path;
 };
 
-/// Files, folders and symbolic links in memory: hermetic, and able to fail any call. It refuses what the real one
-/// refuses. There are no hard links, owners, special files or extended attributes here; what the interface promises
-/// about those is the real implementation's affair.
+/// Files, folders and symbolic links in memory, with failure injection for every operation. Rejects what the real
+/// implementation rejects. Hard links, owners, special files and extended attributes are not modelled; what the
+/// interface promises about them is tested on the real implementation only.
 ///
-/// Dates are virtual: every change of a file gives it a date one step later than any before.
+/// Dates are virtual: each change of a file advances its date by one step.
 class MemoryFileManager final : public FileManager {
  public:
-  // What a test prepares and looks at. Folders above a path are made as needed, and permissions not asked for. Links
-  // on the way are followed, one at the end is not.
+  // For tests. Missing parent folders are created and permissions ignored. Links on the way are followed, a link at the
+  // end is not.
   void putFile(const std::string& path, const std::string& bytes);
   void putFolder(const std::string& path);
-  /// A symbolic link, which may lead nowhere.
+  /// A symbolic link, possibly dangling.
   void putLink(const std::string& path, const std::string& target);
-  /// Without 0400 a file cannot be read. Without 0200 a file cannot be written, and a folder's entries stay as they
-  /// are. The other bits are only kept.
+  /// Without 0400 a file cannot be read. Without 0200 a file cannot be written, and a folder's entries cannot change.
+  /// Other bits are only stored.
   void setMode(const std::string& path, unsigned mode);
   void removeTree(const std::string& path);
   /// None when there is no file; a link is followed.
@@ -61,32 +61,32 @@ class MemoryFileManager final : public FileManager {
   /// Every file's path, in order.
   [[nodiscard]] std::vector<std::string> filePaths() const;
   void setHome(const std::string& home) { home_ = home; }
-  /// As if another process had the file open for writing from now on, or no more: its path as written in later calls.
+  /// Simulates another process that has the file open for writing. `path` as in later calls.
   void setOpenForWriting(const std::string& path, bool isOpen);
-  /// As if a write had displaced a save from this path that is kept elsewhere.
+  /// Simulates another program's save that a write displaced from `path`.
   void addKeptSave(const std::string& path, const std::string& keptPath) { keptSaves_[path].push_back(keptPath); }
   void setOffersReplaceItem(bool offersReplaceItem) { offersReplaceItem_ = offersReplaceItem; }
-  /// How far apart the dates of two changes are: more than nothing. A second unless set.
+  /// The difference between the dates of two changes; positive. One second by default.
   void setDateStep(std::chrono::nanoseconds step) { dateStep_ = step; }
 
   /// The next call of this kind fails with this errno value.
   void failNext(FileOperation operation, int code) { failures_[operation] = {code, false}; }
   /// Every call of this kind fails from now on.
   void failAlways(FileOperation operation, int code) { failures_[operation] = {code, true}; }
-  /// The next replacement ends half-way: the target's old item is left at `asidePath`.
+  /// The next replacement fails half-way and leaves the target's old item at `asidePath`.
   void failNextReplaceHalfWay(const std::string& asidePath) { asidePath_ = asidePath; }
   /// The next replacement or move throws.
   void throwNext() { isThrowing_ = true; }
 
-  /// Called before every operation, also those that then fail. May change files, but set no hook; its own calls are not
-  /// told. What it throws leaves the operation, which then does nothing.
+  /// Called before every operation, even one that fails. May change files, but must not set a hook; its own calls are
+  /// not reported. If it throws, the operation has no effect.
   void setHook(std::function<void(const FileCall&)> hook) { hook_ = std::move(hook); }
-  /// The same after every operation, failed or not, unless it threw. Must not throw.
+  /// Called after every operation, failed or not, unless it threw. Must not throw.
   void setAfterHook(std::function<void(const FileCall&)> hook) { afterHook_ = std::move(hook); }
   [[nodiscard]] std::size_t callCount(FileOperation operation) const;
-  /// Every call so far, in order, those of hooks left out. Of two paths, the one that is read or replaced.
+  /// All calls in order, without those of hooks. Of two paths, the one that is read or replaced.
   [[nodiscard]] const std::vector<FileCall>& calls() const { return calls_; }
-  /// Calls and counts begin anew: for tests so long that these would fill the memory.
+  /// Resets calls and counts, for long tests.
   void forgetCalls() { std::vector<FileCall>().swap(calls_); }
 
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override;
@@ -120,7 +120,7 @@ class MemoryFileManager final : public FileManager {
     bool isLasting = false;
   };
 
-  /// One operation from its beginning, where the first hook is told, to its end, where the other one is.
+  /// One operation: calls the hook at its beginning and the after-hook at its end.
   class Call {
    public:
     Call(MemoryFileManager& manager, FileOperation operation, const std::string& path);

@@ -8,7 +8,7 @@
 
 namespace tarvel {
 
-/// Has the records that it was given, and some that come later.
+/// Returns given records, and further ones to a follower.
 class MemoryLogReader final : public LogReader {
  public:
   [[nodiscard]] LogReading last(std::size_t count) override {

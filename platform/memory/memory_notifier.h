@@ -7,7 +7,7 @@
 
 namespace tarvel {
 
-/// Keeps what it was told, or shows nothing at all.
+/// Records notifications, or simulates that none can be shown.
 class MemoryNotifier final : public Notifier {
  public:
   [[nodiscard]] bool notify(const std::string& title, const std::string& text) override {

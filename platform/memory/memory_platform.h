@@ -16,13 +16,13 @@
 
 namespace tarvel {
 
-/// Orders titles by their bytes, ASCII letters without case: good enough to see the rules around it work.
+/// Orders titles by their bytes, ignoring the case of ASCII letters. Sufficient to test the rules that use it.
 class MemoryCollator final : public Collator {
  public:
   [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override;
 };
 
-/// Sleeping lets virtual time pass, and is noted.
+/// Sleeping advances virtual time and is recorded.
 class MemoryClock final : public Clock {
  public:
   /// `time` is borrowed.
@@ -33,9 +33,9 @@ class MemoryClock final : public Clock {
   [[nodiscard]] Date wallClock() override { return time_.wallClock(); }
 
   [[nodiscard]] const std::vector<std::chrono::milliseconds>& sleeps() const { return sleeps_; }
-  /// They are counted from 1 again.
+  /// Resets the record of sleeps.
   void forgetSleeps() { std::vector<std::chrono::milliseconds>().swap(sleeps_); }
-  /// Called in every sleep, with how many there have been, this one included.
+  /// Called in every sleep, with the number of sleeps so far, this one included.
   void setHook(std::function<void(std::size_t)> hook) { hook_ = std::move(hook); }
 
  private:
@@ -44,7 +44,7 @@ class MemoryClock final : public Clock {
   std::function<void(std::size_t)> hook_;
 };
 
-/// Keeps the lines.
+/// Records the log lines.
 class MemorySystemLog final : public SystemLog {
  public:
   void log(std::string_view message) override { lines_.emplace_back(message); }
@@ -56,7 +56,7 @@ class MemorySystemLog final : public SystemLog {
   std::vector<std::string> lines_;
 };
 
-/// Counts up instead of drawing at random; version and variant bits are those of a random UUID.
+/// A counter instead of random numbers, with the version and variant bits of a random UUID.
 class MemoryUuidSource final : public UuidSource {
  public:
   [[nodiscard]] std::array<std::uint8_t, 16> createUuid() override;
@@ -65,7 +65,7 @@ class MemoryUuidSource final : public UuidSource {
   std::uint32_t count_ = 0;
 };
 
-/// A whole platform without the world. Property lists are pure, so the real ones are lent to it.
+/// A complete platform without side effects. Property lists are pure, so the real implementation is used.
 struct MemoryPlatform {
   explicit MemoryPlatform(PropertyListSerialization& serialization) : propertyLists(serialization) {}
 

@@ -10,19 +10,18 @@
 
 namespace tarvel {
 
-/// Settings in memory: what this process set, and behind it what is "on the disk", where other processes look.
+/// Settings in memory: this process's pending changes, and the "disk" that other processes see.
 class MemoryPreferencesStore final : public PreferencesStore {
  public:
-  // What a test prepares, on the disk at once, as another process would.
+  // For tests: writes to the "disk", as another process would.
   void setBoolean(std::string_view key, bool value, std::string_view applicationId);
   void setInteger(std::string_view key, std::int64_t value, std::string_view applicationId);
   void setString(std::string_view key, std::string_view value, std::string_view applicationId);
   void setFlushedValue(std::string_view key, const PropertyList& value, std::string_view applicationId);
-  /// Every flush fails from now on, or works again.
+  /// Makes flushes fail or succeed.
   void setFlushWorks(bool works) { flushWorks_ = works; }
   /// Called at the beginning of every flush.
   void setFlushHook(std::function<void()> hook) { flushHook_ = std::move(hook); }
-  // What it looks at.
   [[nodiscard]] PropertyList flushedValue(std::string_view key, std::string_view applicationId) const;
   [[nodiscard]] std::size_t flushCount() const { return flushCount_; }
 

@@ -13,11 +13,10 @@
 
 namespace tarvel {
 
-/// A run loop in virtual time: it turns only while advanceBy() or runNext() says so, and what falls due on the way is
-/// called at its own instant.
+/// A run loop in virtual time: it runs only within advanceBy() and runNext(), and calls each entry at its due time.
 class MemoryRunLoop final : public RunLoop {
  public:
-  /// `time` is borrowed and may be shared with clocks; who sleeps on it makes what is due late, as on a real loop.
+  /// `time` is borrowed and may be shared with clocks; sleeping on it delays due entries, as on a real loop.
   explicit MemoryRunLoop(VirtualTime& time) : time_(time) {}
   ~MemoryRunLoop() override;
 
@@ -28,18 +27,18 @@ class MemoryRunLoop final : public RunLoop {
   [[nodiscard]] std::unique_ptr<Timer> scheduledTimerWithTimeIntervalRepeats(double interval,
                                                                              std::function<void()> action) override;
 
-  /// For the other bodies of this folder: calls `action` once, in the common queue. The number takes it back.
+  /// For the other classes of this folder: queues a call of `action`. Returns a number for cancellation.
   std::uint64_t callAfter(std::chrono::nanoseconds delay, std::function<void()> action);
   void cancelCall(std::uint64_t number);
 
-  /// Lets `duration` pass, with everything that falls due until then, its end included.
+  /// Advances time by `duration` and runs everything due until then, inclusive.
   void advanceBy(std::chrono::nanoseconds duration);
-  /// Lets time pass to whatever is due next and calls it. False when nothing is pending.
+  /// Advances time to the next entry and runs it. False if nothing is pending.
   bool runNext();
-  /// Nothing is called any more, ever.
+  /// Stops calling anything, permanently.
   void halt() { isHalted_ = true; }
 
-  /// How long until the next request or call of the queue; none without one. Timers do not count.
+  /// Time until the next request or call; none without one. Timers do not count.
   [[nodiscard]] std::optional<std::chrono::nanoseconds> untilNextRequest() const;
   [[nodiscard]] std::size_t pendingRequestCount() const { return queue_.size(); }
   [[nodiscard]] std::size_t timerCount() const { return timers_.size(); }
@@ -55,7 +54,7 @@ class MemoryRunLoop final : public RunLoop {
     const void* object;
     std::function<void()> action;
   };
-  /// What comes next: an entry of the queue, or a timer.
+  /// The next entry: of the queue, or a timer.
   struct Next {
     std::chrono::nanoseconds wait;
     MemoryTimer* timer;

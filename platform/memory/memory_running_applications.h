@@ -12,16 +12,16 @@
 
 namespace tarvel {
 
-/// The applications that a test says are running, and a record of who was brought to the front.
+/// Running applications as set by a test, and a record of activations.
 class MemoryRunningApplications final : public RunningApplications {
  public:
-  /// Another process of the application, known to the record as `name`.
+  /// Adds a process of the application, recorded as `name`.
   void addRunning(const std::string& bundleIdentifier, const std::string& name);
-  /// Whether bringing to the front works; it is recorded either way.
+  /// Whether activation succeeds; it is recorded either way.
   void setActivationWorks(bool works) { record_->works = works; }
-  /// Called during each activation, after it was recorded. It may change who is running.
+  /// Called during each activation, after it was recorded. May change the running applications.
   void setActivationHook(std::function<void(const std::string& name)> hook) { record_->hook = std::move(hook); }
-  /// The name that currentApplication() answers with from now on: "self" unless set.
+  /// Sets the name of currentApplication(): "self" by default.
   void setCurrent(const std::string& name) { current_ = name; }
   /// "NAME OPTIONS" for each, in order.
   [[nodiscard]] const std::vector<std::string>& activations() const { return record_->activations; }

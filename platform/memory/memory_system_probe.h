@@ -7,7 +7,7 @@
 
 namespace tarvel {
 
-/// A machine as a test describes it: without more, an ordinary one on which nothing is amiss.
+/// A machine described by a test; by default one without problems.
 class MemorySystemProbe final : public SystemProbe {
  public:
   [[nodiscard]] PathFacts path(const std::string& path) override {
@@ -21,7 +21,7 @@ class MemorySystemProbe final : public SystemProbe {
   [[nodiscard]] bool isSuperUser() override { return superUser; }
   [[nodiscard]] std::string orderLanguage() override { return language; }
 
-  /// A file or folder of the user's own that may be read and written.
+  /// A file or folder of the user's own with read and write permission.
   PathFacts& put(const std::string& path, PathKind kind) {
     const bool isFolder = kind == PathKind::kFolder;
     return paths[path] = {kind, false, path, true, true, isFolder, 0, Date(), isFolder ? 0700U : 0600U, true, {}};

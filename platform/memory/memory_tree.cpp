@@ -11,7 +11,7 @@ namespace tarvel {
 
 namespace {
 
-/// As many as the real system follows.
+/// As in the real system.
 constexpr int kMostLinks = 40;
 
 /// The components of a path in reverse order, so that the next one is at the end.
@@ -26,7 +26,7 @@ std::vector<std::string> pendingComponents(std::string_view path) {
   return components;
 }
 
-/// The first path that sorts behind everything below `folder`: the character after the slash in place of the slash.
+/// The first path that sorts after everything below `folder`: '0' follows '/'.
 std::string endOfBelow(const std::string& folder) { return folder + "0"; }
 
 }  // namespace

@@ -17,7 +17,7 @@ struct MemoryItem {
   /// A file's bytes, or the path a link leads to.
   std::string bytes;
   FileDate date;
-  /// Permission bits. Only the owner's are looked at: whoever asks is the owner.
+  /// Permission bits. Only the owner's count: the caller is the owner.
   unsigned mode = 0644;
   /// Of a copy: the path it was copied from. Empty for any other item.
   std::string copiedFrom = {};
@@ -29,9 +29,9 @@ struct MemoryItem {
   [[nodiscard]] bool mayBeWritten() const { return (mode & 0200U) != 0; }
 };
 
-/// Where a path leads: the one spelling of a name in a folder that exists. The item itself may be missing.
+/// Where a path leads: a normalised path in an existing folder. The item itself may be missing.
 struct MemoryPlace {
-  /// 0, or the errno value that says why the path leads nowhere; `path` means nothing then.
+  /// 0, or the errno value of the failure; `path` is meaningless then.
   int code = 0;
   std::string path;
   /// The path ended in a slash, so only a folder will do.
@@ -54,12 +54,12 @@ class MemoryTree {
   [[nodiscard]] MemoryItem* find(const std::string& path);
   /// Puts an item there, in place of any other.
   void put(const std::string& path, MemoryItem item);
-  /// Removes an item and whatever is below it.
+  /// Removes an item and everything below it.
   void remove(const std::string& path);
   [[nodiscard]] bool hasItemsBelow(const std::string& path) const;
-  /// Renames an item with whatever is below it. Nothing may be at `to`.
+  /// Renames an item and everything below it. Nothing may exist at `to`.
   void move(const std::string& from, const std::string& to);
-  /// Exchanges two items with whatever is below them.
+  /// Exchanges two items and everything below them.
   void exchange(const std::string& first, const std::string& second);
 
   [[nodiscard]] const std::map<std::string, MemoryItem>& items() const { return items_; }
@@ -67,7 +67,7 @@ class MemoryTree {
  private:
   using Items = std::map<std::string, MemoryItem>;
 
-  /// Takes an item and whatever is below it out of the tree, under paths that begin where the item was.
+  /// Extracts an item and everything below it, with paths relative to the item.
   [[nodiscard]] Items extract(const std::string& path);
   void insert(Items items, const std::string& path);
 
@@ -77,7 +77,7 @@ class MemoryTree {
 /// The path of `name` in `folder`, both as in places.
 [[nodiscard]] std::string pathInFolder(const std::string& folder, std::string_view name);
 
-/// Whether `path` is `folder` or lies below it.
+/// Whether `path` is `folder` or below it.
 [[nodiscard]] bool isWithin(const std::string& path, const std::string& folder);
 
 }  // namespace tarvel

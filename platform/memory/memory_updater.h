@@ -11,7 +11,7 @@
 
 namespace tarvel {
 
-/// An updater with the settings a test gives it, whose checks go on until the test says what they found.
+/// An updater with settings from a test, whose checks run until the test finishes them.
 class MemoryUpdater final : public Updater {
  public:
   /// `time` is borrowed.
@@ -23,11 +23,11 @@ class MemoryUpdater final : public Updater {
   void setAutomaticallyChecks(bool checks) { automaticallyChecks_ = checks; }
   void setInterval(double seconds) { interval_ = seconds; }
   void setLastCheckDate(const std::optional<Date>& date) { lastCheckDate_ = date; }
-  /// The check that is under way ends and found this, or nothing. Nobody hears of it without a delegate, nor of
-  /// anything while no check is under way.
+  /// Finishes the running check with this result, or with none. No effect without a running check; not reported without
+  /// a delegate.
   void finishCheck(const std::optional<std::string>& version);
   [[nodiscard]] bool isChecking() const { return isChecking_; }
-  /// How many were begun.
+  /// The number of checks begun.
   [[nodiscard]] std::size_t checks() const { return checks_; }
 
   [[nodiscard]] bool automaticallyChecksForUpdates() override;
@@ -57,7 +57,7 @@ class MemoryUpdaters final : public Updaters {
   explicit MemoryUpdaters(const VirtualTime& time) : time_(time) {}
 
   [[nodiscard]] MemoryUpdater& at(const std::string& bundlePath);
-  /// Every path that was asked for, in order; those of at() left out.
+  /// All requested paths in order, without those of at().
   [[nodiscard]] const std::vector<std::string>& askedPaths() const { return askedPaths_; }
 
   [[nodiscard]] Updater& updaterForBundle(const std::string& bundlePath) override;

@@ -8,8 +8,7 @@
 
 namespace tarvel {
 
-/// Keeps what was announced and what was asked to be launched, and answers as scripted: every launch works, unless told
-/// otherwise.
+/// Records announcements and launches. Launches succeed unless a test says otherwise.
 class MemoryWorkspace final : public Workspace {
  public:
   void noteFileSystemChanged(const std::string& path) override { announced_.push_back(path); }
@@ -19,7 +18,7 @@ class MemoryWorkspace final : public Workspace {
   [[nodiscard]] bool launchAppWithBundleIdentifierOptions(std::string_view bundleIdentifier,
                                                           std::uint32_t options) override;
 
-  /// Nothing is there to be launched.
+  /// Makes launches of this path fail.
   void setMissing(const std::string& path) { missing_.insert(path); }
   void setOffersUrl(bool offersUrl) { offersUrl_ = offersUrl; }
   void setUrlLaunchWorks(bool works) { urlLaunchWorks_ = works; }
@@ -27,9 +26,9 @@ class MemoryWorkspace final : public Workspace {
   void setIdentifierLaunchWorks(bool works) { identifierLaunchWorks_ = works; }
 
   [[nodiscard]] const std::vector<std::string>& announced() const { return announced_; }
-  /// Every launch that was tried, in order: "url PATH 0x30000", "path PATH", "identifier ID 0x30000".
+  /// All attempted launches, in order: "url PATH 0x30000", "path PATH", "identifier ID 0x30000".
   [[nodiscard]] const std::vector<std::string>& launches() const { return launches_; }
-  /// What was announced and launched so far is as if it had not been.
+  /// Clears the record.
   void forget() {
     std::vector<std::string>().swap(announced_);
     std::vector<std::string>().swap(launches_);

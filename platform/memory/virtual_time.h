@@ -6,10 +6,10 @@
 
 namespace tarvel {
 
-/// The hands of all clocks of one memory platform. They move only when somebody moves them.
+/// The virtual clocks of a memory platform. They advance only explicitly.
 class VirtualTime {
  public:
-  /// Time awake since the beginning.
+  /// Time awake since the start.
   [[nodiscard]] std::chrono::nanoseconds monotonic() const { return monotonic_; }
   [[nodiscard]] Date wallClock() const {
     const std::chrono::nanoseconds now = monotonic_ + wallOffset_;
@@ -17,9 +17,9 @@ class VirtualTime {
     return {seconds.count(), static_cast<std::uint32_t>((now - seconds).count())};
   }
 
-  /// Both clocks go on. Nothing is called.
+  /// Advances both clocks. Calls nothing.
   void pass(std::chrono::nanoseconds duration) { monotonic_ += duration; }
-  /// The machine sleeps, or its user sets the time: only the wall clock moves, forwards or back.
+  /// Simulates suspend or a clock change: only the wall clock moves, forwards or back.
   void shiftWallClock(std::chrono::nanoseconds distance) { wallOffset_ += distance; }
 
  private:

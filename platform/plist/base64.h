@@ -11,7 +11,7 @@ namespace tarvel {
 
 inline constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// What each ASCII character stands for, -1 for those that stand for nothing. The padding counts as 0.
+/// The value of each ASCII character, -1 for characters outside of the alphabet. Padding counts as 0.
 inline constexpr std::array<signed char, 128> kBase64Values = [] {
   std::array<signed char, 128> values{};
   values.fill(-1);

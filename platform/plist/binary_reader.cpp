@@ -142,7 +142,7 @@ bool BinaryReader::readTrailer() {
   return true;
 }
 
-/// Every offset lies below the table, also of objects that nothing refers to.
+/// Checks that every offset is below the table, even of unreferenced objects.
 bool BinaryReader::checkOffsets() {
   const auto limit = static_cast<std::uint64_t>(source_.offsetTable - source_.data.bytes().data());
   const std::size_t width = source_.offsetWidth;

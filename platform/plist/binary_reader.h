@@ -22,7 +22,7 @@ inline constexpr std::uint64_t kOverlapFactor = 16;
 
 struct BinaryReading {
   PropertyListValue root;
-  /// Why there is no root; empty on success.
+  /// The error; empty on success.
   std::string error;
 };
 

@@ -43,7 +43,7 @@ inline constexpr std::int64_t kSecondsPerDay = 86400;
   return {yearOfEra + era * 400 + (civilMonth <= 2 ? 1 : 0), civilMonth, day};
 }
 
-/// Whether a time, in seconds from 2001-01-01, lies within the years that a text form can tell and read again.
+/// Whether a time, in seconds from 2001-01-01, is within the years that a text format can represent.
 [[nodiscard]] inline bool hasCalendarDate(double seconds) {
   constexpr double kMost = 9.0e18;  // About 285 thousand million years.
   return std::fabs(seconds) <= kMost;

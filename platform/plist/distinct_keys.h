@@ -11,7 +11,7 @@ namespace tarvel {
 /// The keys of one dictionary with the repeated ones left out.
 struct DistinctKeys {
   std::vector<Slot> keys;             ///< Canonical.
-  std::vector<std::uint32_t> places;  ///< For every key given: which of `keys` it equals.
+  std::vector<std::uint32_t> places;  ///< For each given key, the index of its equal in `keys`.
 
   [[nodiscard]] bool hadDuplicates() const { return keys.size() != places.size(); }
 };

@@ -8,9 +8,9 @@
 
 namespace tarvel {
 
-/// The markers of the binary form: the high half of an object's first byte is its kind, the low half a size. The same
-/// encoding holds every leaf of a tree in memory, wherever it came from, so that what nobody changed is written back
-/// with the type and width it had.
+/// The markers of the binary format: the high half of an object's first byte is its kind, the low half a size. All
+/// leaves of a tree are stored in this encoding in memory, so that unchanged values are written back with their type
+/// and width.
 enum LeafMarker : std::uint8_t {
   kNullMarker = 0x00,
   kFalseMarker = 0x08,

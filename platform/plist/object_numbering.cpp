@@ -11,7 +11,7 @@ namespace tarvel {
 
 namespace {
 
-// While the tree is walked, these stand where numbers will stand.
+// Placeholders for numbers during the walk.
 constexpr std::uint32_t kUnreached = 0xFFFF'FFFFU;
 constexpr std::uint32_t kOpen = 0xFFFF'FFFEU;
 constexpr std::uint32_t kClosed = 0xFFFF'FFFDU;
@@ -217,7 +217,7 @@ void ObjectNumbering::assign(Slot root) {
     return slotTag(slot) == kMadeTag ? madeNumbers_[slotIndex(slot)] == kMerged
                                      : containerNumbers_[slotIndex(slot)] == kMerged;
   });
-  // The top object is number 0, whatever number it had.
+  // The top object gets number 0, as all files are written.
   const auto rootPlace = std::ranges::find(objects_, root);
   if (rootPlace != objects_.end() && rootPlace != objects_.begin()) {
     std::swap(*rootPlace, objects_.front());

@@ -25,11 +25,11 @@ bool isUnquoted(char c) {
 
 bool isQuote(char c) { return c == '"' || c == '\''; }
 
-/// A reader by recursive descent, no deeper than the form's limit.
+/// A recursive-descent reader with limited depth.
 ///
-/// A value that cannot be read is nothing, and is no failure by itself: an array ends there, and where its closing
-/// mark follows, all is well. The original platform reads so, and its files are why. What counts in the end is whether
-/// there is a root; only then does the last fault matter.
+/// An unreadable value is treated as missing rather than as an error: an array ends there, and is valid if its closing
+/// mark follows. This matches the original platform, whose files are the reason for this format. Only a missing root is
+/// an error; the last fault is then reported.
 class OpenStepReader {
  public:
   OpenStepReader(std::string_view text, PropertyListTree& tree) : text_(text), tree_(tree) {}
@@ -183,7 +183,7 @@ PropertyListValue OpenStepReader::readDictionary(std::size_t depth) {
   return dictionary;
 }
 
-/// Entries up to where no key stands.
+/// Reads entries until there is no key.
 PropertyListValue OpenStepReader::readEntries(std::size_t depth) {
   const std::size_t firstKey = keys_.size();
   const std::size_t firstValue = values_.size();
@@ -205,7 +205,7 @@ PropertyListValue OpenStepReader::readEntries(std::size_t depth) {
   return dictionary;
 }
 
-/// What follows a key, up to and with the semicolon. A key alone stands for itself.
+/// Reads what follows a key, up to and including the semicolon. A key without a value is its own value.
 PropertyListValue OpenStepReader::readValue(const PropertyListValue& key, std::size_t depth) {
   constexpr const char* kMissing = "Missing ';' on line ";
   if (!skipToToken()) return nothing(kMissing);

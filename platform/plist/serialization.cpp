@@ -33,7 +33,7 @@ PropertyListReading failed(PropertyListError error) {
   return reading;
 }
 
-/// Every attempt gets a tree of its own: what a failed one left behind goes with it.
+/// Each attempt gets its own tree, which is discarded on failure.
 PropertyListReading read(const Data& data) {
   if (data.size() == 0) return failed({"Cannot parse a NULL or zero-length data", 0, {}});
   std::string binaryError;
@@ -49,7 +49,7 @@ PropertyListReading read(const Data& data) {
   tree = std::make_shared<PropertyListTree>();
   TextReading openStep = readOpenStep(data.bytes(), *tree);
   if (openStep.root) return succeeded(std::move(tree), openStep.root, PropertyListFormat::kOpenStep);
-  // The first form's complaint is the one people know; the other's only stands in where there is none.
+  // The XML error is the well-known one; the OpenStep error only serves where there is none.
   PropertyListError error = std::move(xml.error ? xml.error : openStep.error).value_or(PropertyListError{});
   error.binaryDescription = std::move(binaryError);
   return failed(std::move(error));

@@ -13,16 +13,16 @@ struct TextEncoding {
   enum class Kind { kUtf8, kUtf16LittleEndian, kUtf16BigEndian, kUtf32LittleEndian, kUtf32BigEndian, kNamed };
 
   Kind kind = Kind::kUtf8;
-  /// How many bytes stand before the text.
+  /// Length of the byte order mark.
   std::size_t markSize = 0;
-  /// Of a named encoding: what convertNamed() knows it by.
+  /// For a named encoding: the name for convertNamed().
   std::string name;
-  /// Why the encoding cannot be told; empty when it can.
+  /// Why the encoding is unknown; empty if it is known.
   std::string error;
 };
 
-/// Tells the encoding by, in this order: a byte order mark; a zero among the first two bytes, which makes it UTF-16;
-/// an XML declaration. Otherwise it is UTF-8.
+/// Detects the encoding from, in this order: a byte order mark; a zero among the first two bytes (UTF-16); an XML
+/// declaration. Otherwise UTF-8.
 [[nodiscard]] TextEncoding detectEncoding(std::span<const std::uint8_t> bytes);
 
 /// A text as UTF-8, in the bytes it came from or in its own.
@@ -51,7 +51,7 @@ class DecodedText {
   bool isValid_ = true;
 };
 
-/// Whether `text` is UTF-8 as everybody else understands it: nothing overlong, no halves of surrogate pairs.
+/// Whether `text` is strictly valid UTF-8: no overlong forms, no surrogates.
 [[nodiscard]] bool isWellFormedUtf8(std::string_view text);
 
 }  // namespace tarvel

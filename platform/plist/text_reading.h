@@ -11,7 +11,7 @@
 
 namespace tarvel {
 
-/// What a reader of a text form found.
+/// The result of a text reader.
 struct TextReading {
   /// Absent when reading failed.
   PropertyListValue root;
@@ -23,7 +23,7 @@ struct TextReading {
 /// The number of the line that `place` is in, from 1. A carriage return ends a line too, with or without a line feed.
 [[nodiscard]] std::uint64_t lineNumberAt(std::string_view text, std::size_t place);
 
-/// A piece of somebody's file as it may stand in a message: whole when it is short, else its beginning and an ellipsis.
+/// Text from a file for use in a message: whole if short, else its beginning and an ellipsis.
 [[nodiscard]] std::string shortened(std::string_view text);
 
 /// The value of a hexadecimal digit, -1 for any other character.

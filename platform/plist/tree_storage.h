@@ -16,8 +16,8 @@
 #include "platform/plist/leaf_encoding.h"
 #include "platform/property_list.h"
 
-// How a tree is kept: compact arrays, in which an entry of a container is one 32-bit slot. A slot names an object of
-// the source file by its number, a leaf made later, or a container. Nothing is decoded before somebody asks for it.
+// Storage of a tree: compact arrays in which each entry of a container is a 32-bit slot. A slot names an object of the
+// source file by number, a leaf made later, or a container. Objects are decoded on first use.
 namespace tarvel {
 
 using Slot = std::uint32_t;
@@ -46,7 +46,7 @@ inline constexpr std::uint32_t kNoOrigin = 0xFFFF'FFFFU;
 struct Shape {
   std::vector<std::uint32_t> hashes;
   std::vector<Slot> keys;
-  std::vector<std::string_view> texts;  ///< With a null data pointer for a key that is no string.
+  std::vector<std::string_view> texts;  ///< Null data pointer for a key that is not a string.
 
   [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(keys.size()); }
   /// The place of `key`, or size().
@@ -63,7 +63,7 @@ struct Container {
   [[nodiscard]] bool isDictionary() const { return shape < kSetShape; }
 };
 
-/// A leaf that is no object of the source file, in the binary form's encoding.
+/// A leaf that is not from the source file, in the binary format's encoding.
 struct MadeLeaf {
   const std::uint8_t* object;
   std::string_view text;  ///< Of a string; otherwise with a null data pointer.
@@ -111,7 +111,8 @@ class ContainerTable {
   std::uint32_t size_ = 0;
 };
 
-/// The binary file a tree was read from. Checked by the reader: every object that a slot names lies in the file.
+/// The binary file that a tree was read from. The reader has checked that every object named by a slot is within the
+/// file.
 struct SourceFile {
   Data data;
   const std::uint8_t* offsetTable = nullptr;
@@ -132,13 +133,13 @@ struct PropertyListTree::Storage {
   ContainerTable containers;
   LargeVector<MadeLeaf> made;
   std::vector<Shape> shapes;
-  /// Random, so that nobody can prepare a file whose keys collide.
+  /// Random, so that files with deliberately colliding keys cannot be prepared.
   std::uint64_t hashSeed;
   /// By source object: 1 + the made leaf that holds a decoded text, 0 for none yet. Empty until the first.
   std::vector<std::uint32_t> decoded;
-  /// A container of the source stands in more than one place.
+  /// Whether a container of the source file is referenced more than once.
   bool unfoldedShared = false;
-  /// Something in the tree may not be written: a null, a set or a key that is no string.
+  /// Whether the tree holds something that cannot be written: a null, a set or a key that is not a string.
   bool holdsUnwritable = false;
 
   [[nodiscard]] const std::uint8_t* leaf(Slot slot) const {
@@ -168,8 +169,8 @@ struct PropertyListTree::Storage {
   [[nodiscard]] std::uint32_t addContainer(std::uint32_t shape, std::uint32_t capacity, std::uint32_t origin);
   /// A new array that replaces another also takes over its origin.
   void inheritPlace(Slot replaced, Slot replacement);
-  /// One key for all that are equal: as texts, however stored, or by their stored bytes where they are no texts. Looks
-  /// at the bytes of each object of the source once, however often the file refers to it.
+  /// The same key for all equal ones: compared as strings, or by their stored bytes if they are not strings. Reads each
+  /// object of the source file once, however often it is referenced.
   [[nodiscard]] Slot canonicalKey(Slot key);
   /// The text of a string leaf; of equal long ones always the same one.
   [[nodiscard]] std::string_view uniqueText(Slot slot) {

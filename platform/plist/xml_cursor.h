@@ -32,7 +32,7 @@ class XmlCursor {
   /// Also the spaces beyond ASCII, which numbers may begin with.
   void skipWideSpace();
 
-  /// Each of these stands behind the opening characters of what it skips.
+  /// Call each of these after the opening characters of what it skips.
   bool skipComment();
   bool skipInstruction();
   bool skipDocumentType();

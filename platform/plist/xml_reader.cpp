@@ -59,8 +59,8 @@ class XmlReader {
   TextReading read();
 
  private:
-  /// What stands at some place: a value, or nothing because the container, or the text, ends there. A failure is
-  /// nothing with the cursor's error set.
+  /// The result of reading one element: a value, or nothing at the end of the container or text. On failure nothing,
+  /// with the cursor's error set.
   struct Found {
     PropertyListValue value;
     bool isKey = false;
@@ -215,7 +215,7 @@ PropertyListValue XmlReader::makeInteger(const XmlInteger& integer) {
 }
 
 XmlReader::Found XmlReader::readContainer(Element element, const XmlCursor::Tag& tag) {
-  // Whatever wraps the root is no container of the list, but must not nest without end either.
+  // Elements around the root are not containers of the list, but their nesting is limited too.
   std::size_t& depth = element == Element::kPlist ? wrappers_ : containers_;
   if (depth == kMaxDepth) {
     return nothing(cursor_.failOnLine("Too many nested arrays or dictionaries, failing on line "));

@@ -10,9 +10,9 @@ namespace tarvel {
 
 /// Reads the XML form into `tree`, copying what it keeps of `bytes`.
 ///
-/// As lenient as the original platform's reader, whose files these are, and no more: no document type, declaration or
-/// <plist> is needed, attributes are skipped, nothing after the root is looked at. Nothing outside the file is ever
-/// fetched, and no entity can be declared. One pass; time and memory stay in proportion to the file.
+/// As lenient as the original platform's reader: document type, declaration and <plist> are optional, attributes are
+/// skipped, anything after the root is ignored. External entities are never fetched and entities cannot be declared.
+/// One pass; time and memory are proportional to the file.
 [[nodiscard]] TextReading readXml(std::span<const std::uint8_t> bytes, PropertyListTree& tree);
 
 }  // namespace tarvel

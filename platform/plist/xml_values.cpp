@@ -74,7 +74,8 @@ std::optional<double> namedReal(std::string_view text) {
   return std::nullopt;
 }
 
-/// Whether a number that no double holds lies above them all, rather than below: by where its first digit stands.
+/// Whether a number that no double can represent is too large rather than too small, judged by its first digit's
+/// position.
 bool isTooLarge(std::string_view digits) {
   const std::size_t mark = digits.find_first_of("eE");
   const std::string_view mantissa = digits.substr(0, mark);

@@ -82,8 +82,7 @@ std::string decimal128(std::uint64_t high, std::uint64_t low) {
 
 std::string integerText(const PropertyListValue& value) {
   const Slot slot = PropertyListAccess::slot(value);
-  // Of a file's 16-byte integer the low half is the value, as it is for every reader of it; one that was made here
-  // counts by all its bytes.
+  // The value of a file's 16-byte integer is its low half, as for every reader; an integer made here has all 16 bytes.
   if (value.numberWidth() == 16 && slotTag(slot) == kMadeTag) {
     const std::uint8_t* payload = PropertyListAccess::storage(value).leaf(slot) + 1;
     return decimal128(loadBigEndian<std::uint64_t>(payload), loadBigEndian<std::uint64_t>(payload + 8));
