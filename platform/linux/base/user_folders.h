@@ -2,8 +2,8 @@
 
 #include <string>
 
-// The user's folders, by the XDG base directory specification. Looked up, never created. A relative path in a variable
-// counts as unset, as the specification asks.
+// The user's folders, by the XDG base directory convention. Looked up, never created. A relative path in a variable
+// counts as unset, as the convention asks.
 namespace tarvel {
 
 /// $HOME, else the password database. Empty when neither has one.

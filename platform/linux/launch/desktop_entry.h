@@ -7,7 +7,7 @@
 
 #include "platform/linux/base/program_command.h"
 
-// Desktop files, by the freedesktop.org specification. Internal to platform/linux.
+// Desktop files, by the freedesktop.org conventions. Internal to platform/linux.
 namespace tarvel {
 
 /// The command of a desktop file. None if the file is unreadable, hidden or not an application, or if its program or
