@@ -6,11 +6,11 @@
 namespace tarvel {
 
 /// What starts the agent at login.
-enum class LoginStart { kNobody, kServiceManager, kDesktop };
+enum class LoginStart { kNone, kServiceManager, kDesktop };
 
 /// How the agent is set up to start at the user's next login.
 struct LoginEntry {
-  LoginStart by = LoginStart::kNobody;
+  LoginStart by = LoginStart::kNone;
   /// The unit or desktop file, for messages.
   std::string file;
   /// The program that will be started; empty when unknown.

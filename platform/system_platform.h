@@ -26,8 +26,8 @@ class SystemPlatform {
   [[nodiscard]] const Platform& platform() const;
 
  private:
-  struct Bodies;
-  std::unique_ptr<Bodies> bodies_;
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
 };
 
 }  // namespace tarvel

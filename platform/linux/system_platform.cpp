@@ -49,8 +49,8 @@ LinuxBundle bundleBesideLibrary(PropertyListSerialization& propertyLists) {
 
 }  // namespace
 
-struct SystemPlatform::Bodies {
-  explicit Bodies(SystemLog* givenLog)
+struct SystemPlatform::Implementation {
+  explicit Implementation(SystemLog* givenLog)
       : collator(IcuCollator::forEnvironment()),
         bundle(bundleBesideLibrary(propertyLists)),
         platform{propertyLists, fileManager, *collator, uuidSource, givenLog != nullptr ? *givenLog : silentLog,
@@ -67,10 +67,10 @@ struct SystemPlatform::Bodies {
   Platform platform;
 };
 
-SystemPlatform::SystemPlatform() : bodies_(std::make_unique<Bodies>(nullptr)) {}
-SystemPlatform::SystemPlatform(SystemLog& systemLog) : bodies_(std::make_unique<Bodies>(&systemLog)) {}
+SystemPlatform::SystemPlatform() : implementation_(std::make_unique<Implementation>(nullptr)) {}
+SystemPlatform::SystemPlatform(SystemLog& systemLog) : implementation_(std::make_unique<Implementation>(&systemLog)) {}
 SystemPlatform::~SystemPlatform() = default;
 
-const Platform& SystemPlatform::platform() const { return bodies_->platform; }
+const Platform& SystemPlatform::platform() const { return implementation_->platform; }
 
 }  // namespace tarvel

@@ -25,7 +25,7 @@ ServiceAnswer MemoryAgentService::enable(const std::string& program) {
 ServiceAnswer MemoryAgentService::disable() {
   requests_.emplace_back("disable");
   if (!complaint_.empty()) return {false, false, complaint_};
-  const bool wasEnabled = entry_.by != LoginStart::kNobody;
+  const bool wasEnabled = entry_.by != LoginStart::kNone;
   entry_ = {};
   return {true, wasEnabled, {}};
 }

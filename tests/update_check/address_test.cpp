@@ -15,7 +15,7 @@ TEST(FeedAddress, EncryptedAddressesAreFetchedFromWhereverTheyLead) {
   }
 }
 
-TEST(FeedAddress, ThisVeryMachineIsLocalhost127AndTheOneOfTheNewerProtocol) {
+TEST(FeedAddress, LoopbackIsLocalhost127AndIpv6) {
   for (const char* address : {"http://localhost/", "http://LocalHost:80/", "http://127.0.0.1:8080/feed",
                               "http://127.255.255.254/", "http://[::1]/", "http://[::1]:8080/"}) {
     EXPECT_EQ(examinedAddress(address, false).objection, "") << address;
@@ -24,7 +24,7 @@ TEST(FeedAddress, ThisVeryMachineIsLocalhost127AndTheOneOfTheNewerProtocol) {
   EXPECT_TRUE(examinedAddress("https://127.0.0.1/", false).isLoopback);
 }
 
-TEST(FeedAddress, WhatOnlyLooksLikeThisVeryMachineIsNot) {
+TEST(FeedAddress, AddressesThatResembleLoopbackAreNot) {
   for (const char* host : {"127.999.0.1", "127.0.0.256", "127.0.0.1.example.org", "127.0.0.1.2", "127..0.1", "127.0.0.",
                            "127.0.0.0x1z", "localhost.example.org", "mylocalhost", "[::2]", "126.255.255.255",
                            "128.0.0.1", "1.127.0.0", "0.0.0.0", "[::127.0.0.1]"}) {
@@ -45,7 +45,7 @@ TEST(FeedAddress, AnotherSchemeOrNoneIsRefused) {
   }
 }
 
-TEST(FeedAddress, WhatMustBeEncryptedIsNotEvenFetchedFromThisVeryMachineInTheOpen) {
+TEST(FeedAddress, RequiredEncryptionAppliesToLoopbackToo) {
   EXPECT_EQ(examinedAddress("http://127.0.0.1/", true).objection,
             "An encrypted address leads to one that is not: http://127.0.0.1/");
 }

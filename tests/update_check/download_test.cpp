@@ -1,4 +1,4 @@
-// Terms that would take a minute to reach, drawn closer.
+// Downloads with short limits.
 
 #include "update_check/download.h"
 
@@ -17,7 +17,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Listens on this machine and treats whoever comes, one after the other, as it is told.
+/// A server on this machine that handles connections one after the other with a given function.
 class LoopbackServer {
  public:
   using Treatment = std::function<void(LoopbackServer& server, int peer)>;
@@ -72,7 +72,7 @@ class LoopbackServer {
 
 void pauseShortly() { std::this_thread::sleep_for(milliseconds(5)); }
 
-/// One byte at a time, for ever.
+/// Sends one byte at a time, without end.
 void drip(LoopbackServer& server, int peer) {
   (void)LoopbackServer::say(peer, "HTTP/1.1 200 OK\r\n\r\n");
   while (!server.isOver() && LoopbackServer::say(peer, "x")) pauseShortly();
@@ -83,11 +83,11 @@ void keepSilent(LoopbackServer& server, int peer) {
   while (!server.isOver() && ::recv(peer, &byte, 1, MSG_DONTWAIT) != 0) pauseShortly();
 }
 
-/// What fetching comes to, when a quarter of a second is all that it may take.
+/// The error of a download that may take a quarter of a second.
 std::string faultInAQuarterOfASecond(const LoopbackServer& server) {
   DownloadTerms terms;
   terms.altogether = milliseconds(250);
-  // Never reached before the time is over.
+  // Never reached within the time.
   terms.redirects = 1'000'000;
   const auto start = std::chrono::steady_clock::now();
   const Download download = downloadFeed(server.address(), terms);
@@ -97,12 +97,12 @@ std::string faultInAQuarterOfASecond(const LoopbackServer& server) {
   return download.fault;
 }
 
-TEST(Download, AServerThatDripsForEverIsGivenUpWhenTheTimeIsOver) {
+TEST(Download, ASlowServerTimesOut) {
   const LoopbackServer server(drip);
   EXPECT_NE(faultInAQuarterOfASecond(server), "");
 }
 
-TEST(Download, AServerThatKeepsSilentIsGivenUpWhenTheTimeIsOver) {
+TEST(Download, ASilentServerTimesOut) {
   const LoopbackServer server(keepSilent);
   EXPECT_NE(faultInAQuarterOfASecond(server), "");
 }
@@ -119,14 +119,14 @@ TEST(Download, TheTimeIsForAllRedirectionsTogether) {
   EXPECT_GE(server.visits(), 1);
 }
 
-TEST(Download, MoreBytesThanAllowedAreNotWaitedFor) {
+TEST(Download, AnOversizedBodyIsAborted) {
   const LoopbackServer server(drip);
   DownloadTerms terms;
   terms.bytes = 10;
   EXPECT_EQ(downloadFeed(server.address(), terms).fault, "The feed is too large.");
 }
 
-TEST(Download, WithNoTimeAtAllNobodyIsAsked) {
+TEST(Download, WithoutTimeNothingIsFetched) {
   const LoopbackServer server(drip);
   DownloadTerms terms;
   terms.altogether = milliseconds(0);
@@ -134,7 +134,7 @@ TEST(Download, WithNoTimeAtAllNobodyIsAsked) {
   EXPECT_EQ(server.visits(), 0);
 }
 
-TEST(Download, ARefusedAddressIsNotAsked) {
+TEST(Download, ARejectedAddressIsNotContacted) {
   const LoopbackServer server(drip);
   const std::string place = server.address().substr(std::string("http://").size());
   for (const std::string& address : {"http://user:secret@" + place, "ftp://" + place, "http://127.999.0.1/" + place}) {

@@ -58,13 +58,13 @@ TEST(Feed, VersionsElsewhereThanInItemsOfTheChannelDoNotCount) {
               offers(IsEmpty()));
 }
 
-TEST(Feed, AnItemWithoutAVersionOrWithOneOfSeveralLinesIsNoOffer) {
+TEST(Feed, AnItemWithoutASingleLineVersionIsSkipped) {
   EXPECT_THAT(versionsInFeed(feedOf("<item/><item><sparkle:version>1\n2</sparkle:version></item>"
                                     "<item><sparkle:version></sparkle:version></item>")),
               offers(IsEmpty()));
 }
 
-TEST(Feed, AVersionThatMightSteerATerminalIsNoOffer) {
+TEST(Feed, AVersionWithControlCharactersIsSkipped) {
   for (const char* version : {"2.0&#x9b;2J",
                               "2.0\xC2\x9B"
                               "2J",
@@ -89,13 +89,13 @@ TEST(Feed, AShortVersionOfAnyKindDoesNotSpoilAnInternalOne) {
       offers(ElementsAre("200")));
 }
 
-TEST(Feed, WhatIsNoFeedIsRefused) {
+TEST(Feed, AnInvalidFeedIsRefused) {
   for (const char* text : {"", "no xml", "<html/>", "<rss", "<rss><channel></rss>", "\xFF\xFE", "{\"version\":2}"}) {
     EXPECT_FALSE(versionsInFeed(text)) << text;
   }
 }
 
-TEST(Feed, ADocumentTypeIsRefusedWhateverItSays) {
+TEST(Feed, AnyDocumentTypeIsRefused) {
   EXPECT_FALSE(versionsInFeed(feedOf("", "<!DOCTYPE rss>")));
   EXPECT_FALSE(versionsInFeed(feedOf("<item><sparkle:version>&lol9;</sparkle:version></item>",
                                      "<!DOCTYPE rss [<!ENTITY lol \"lol\"><!ENTITY lol9 \"&lol;&lol;\">]>")));
@@ -106,13 +106,13 @@ TEST(Feed, AnUndeclaredEntityIsRefused) {
   EXPECT_FALSE(versionsInFeed(feedOf("<item><sparkle:version>&x;</sparkle:version></item>")));
 }
 
-TEST(Feed, NestingBeyondAllMeasureIsRefused) {
+TEST(Feed, ExcessiveNestingIsRefused) {
   std::string deep;
   for (int i = 0; i < 100'000; ++i) deep += "<a>";
   EXPECT_FALSE(versionsInFeed(feedOf(deep)));
 }
 
-TEST(Feed, AMegabyteOfItemsIsReadInATrice) {
+TEST(Feed, AMegabyteOfItemsIsRead) {
   std::string items;
   while (items.size() < 1'000'000) items += "<item><enclosure sparkle:version=\"2.0\"/></item>";
   EXPECT_GT(versionsInFeed(feedOf(items)).value_or(FeedVersions()).internal.size(), 10'000U);

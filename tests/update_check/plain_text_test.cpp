@@ -11,7 +11,7 @@ TEST(PlainText, LettersDigitsSignsAndSpacesStayAsTheyAre) {
   EXPECT_EQ(plainText(all), all);
 }
 
-TEST(PlainText, WhatMaySteerATerminalBecomesAQuestionMark) {
+TEST(PlainText, OtherBytesBecomeQuestionMarks) {
   EXPECT_EQ(plainText("a\x1b[2Jb\r\n\t\x7F"), "a?[2Jb????");
   EXPECT_EQ(plainText("\xC2\x9B"
                       "2J"),

@@ -42,7 +42,7 @@ TEST(Version, LeadingZerosMeanNothing) {
   EXPECT_EQ(compareVersions("0", "000"), std::strong_ordering::equal);
 }
 
-TEST(Version, AnythingNumberedIsNewerThanNothing) {
+TEST(Version, AnyNumberIsNewerThanAnEmptyVersion) {
   EXPECT_EQ(compareVersions("1.0", ""), std::strong_ordering::greater);
   EXPECT_EQ(compareVersions("", "1.0"), std::strong_ordering::less);
   EXPECT_EQ(compareVersions("", ""), std::strong_ordering::equal);

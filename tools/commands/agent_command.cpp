@@ -128,7 +128,7 @@ int start(const AgentControl& control) {
   if (!started.isDone) return complain(started.complaint);
   std::cout << (started.isChanged ? "The agent runs now" : "The agent runs already") << processText(control.service)
             << ".\n";
-  if (control.service.loginEntry().by == LoginStart::kNobody)
+  if (control.service.loginEntry().by == LoginStart::kNone)
     std::cout << "To have it start whenever you log in: tarvel agent enable\n";
   return 0;
 }
@@ -137,7 +137,7 @@ int stop(const AgentControl& control) {
   const ServiceAnswer stopped = control.service.stop();
   if (!stopped.isDone) return complain(stopped.complaint);
   std::cout << (stopped.isChanged ? "The agent has ended.\n" : "No agent runs.\n");
-  if (control.service.loginEntry().by != LoginStart::kNobody)
+  if (control.service.loginEntry().by != LoginStart::kNone)
     std::cout << "It starts again when you next log in. To turn sorting off for good: tarvel agent disable\n";
   return 0;
 }

@@ -49,7 +49,7 @@ class LinuxEventStream final : public EventStream {
   void stop() override {
     isRunning_ = false;
     contentSource_.reset();
-    guardSource_.reset();
+    pathSource_.reset();
     mountSource_.reset();
     batchCall_.reset();
     retryCall_.reset();
@@ -71,18 +71,18 @@ class LinuxEventStream final : public EventStream {
       mountSource_ =
           runLoop_.watchDescriptor(watched_.mountDescriptor(), EPOLLPRI, [this](std::uint32_t) { walkAnew(); });
     }
-    if (!attachGuards() && !retryCall_) walkLater();
+    if (!attachPathWatches() && !retryCall_) walkLater();
     poll();
     return contentSource_ != nullptr;
   }
 
-  [[nodiscard]] bool attachGuards() {
-    guardSource_.reset();
-    if (watched_.guardDescriptor() < 0) return false;
-    guardSource_ = runLoop_.watchDescriptor(watched_.guardDescriptor(), EPOLLIN, [this](std::uint32_t) {
-      if (watched_.readGuards()) walkAnew();
+  [[nodiscard]] bool attachPathWatches() {
+    pathSource_.reset();
+    if (watched_.pathDescriptor() < 0) return false;
+    pathSource_ = runLoop_.watchDescriptor(watched_.pathDescriptor(), EPOLLIN, [this](std::uint32_t) {
+      if (watched_.readPathWatches()) walkAnew();
     });
-    return guardSource_ != nullptr;
+    return pathSource_ != nullptr;
   }
 
   /// Finds changes that no event reported.
@@ -92,10 +92,10 @@ class LinuxEventStream final : public EventStream {
 
   void walkAnew() {
     // The walk replaces the path watches, whose descriptor must be off the loop first.
-    guardSource_.reset();
+    pathSource_.reset();
     const auto before = watched_.fileSystems();
     const bool isWatched = watched_.walkAnew();
-    if (attachGuards() && isWatched) {
+    if (attachPathWatches() && isWatched) {
       retryCall_.reset();
       retryDelay_ = kFirstRetry;
     } else {
@@ -172,7 +172,7 @@ class LinuxEventStream final : public EventStream {
   std::vector<std::uint32_t> flags_;
   std::vector<std::uint64_t> ids_;
   std::unique_ptr<LoopSource> contentSource_;
-  std::unique_ptr<LoopSource> guardSource_;
+  std::unique_ptr<LoopSource> pathSource_;
   std::unique_ptr<LoopSource> mountSource_;
   std::unique_ptr<LoopSource> batchCall_;
   std::unique_ptr<LoopSource> retryCall_;

@@ -24,7 +24,7 @@ class PathWatches {
   [[nodiscard]] bool read();
 
  private:
-  [[nodiscard]] int guard(const std::string& path, std::uint32_t mask, const std::string& name);
+  [[nodiscard]] int watchComponent(const std::string& path, std::uint32_t mask, const std::string& name);
 
   Inotify events_;
   /// The names that matter in each watched folder.

@@ -44,16 +44,16 @@ int WatchedPath::setUp() {
   for (int i = 0; i < kAttempts; ++i) {
     Route found = route();
     if (found.walk.code != 0) return found.walk.code;
-    auto guards = std::make_unique<PathWatches>();
-    if (!*guards) return EMFILE;
-    int code = addGuards(found, *guards);
+    auto watches = std::make_unique<PathWatches>();
+    if (!*watches) return EMFILE;
+    int code = addPathWatches(found, *watches);
     Interests interests;
     if (code == 0) code = addContent(found, interests);
     if (isExhaustion(code) || code == EACCES) return code;
     // Only what did not change while the watches were added is watched reliably.
     if (code != 0 || !(route() == found)) continue;
     route_ = std::move(found);
-    guards_ = std::move(guards);
+    pathWatches_ = std::move(watches);
     replaceInterests(std::move(interests));
     const bool isComplete =
         std::ranges::none_of(route_.linked, [](const auto& file) { return mayHeal(file.walk.code); });
@@ -62,10 +62,10 @@ int WatchedPath::setUp() {
   return EAGAIN;
 }
 
-int WatchedPath::addGuards(const Route& route, PathWatches& guards) const {
-  if (const int code = guards.add(route.walk)) return code;
+int WatchedPath::addPathWatches(const Route& route, PathWatches& watches) const {
+  if (const int code = watches.add(route.walk)) return code;
   for (const LinkedFile& file : route.linked) {
-    const int code = guards.add(file.walk);
+    const int code = watches.add(file.walk);
     // Linked files are watched as far as possible; the folder does not depend on them.
     if (isExhaustion(code)) return code;
   }
@@ -165,6 +165,6 @@ bool WatchedPath::handle(const InotifyEvent& event) {
   return false;
 }
 
-bool WatchedPath::readGuards() { return guards_->read(); }
+bool WatchedPath::readPathWatches() { return pathWatches_->read(); }
 
 }  // namespace tarvel

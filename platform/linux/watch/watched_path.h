@@ -38,12 +38,12 @@ class WatchedPath {
   [[nodiscard]] int begin();
 
   [[nodiscard]] int contentDescriptor() const { return content_.descriptor(); }
-  [[nodiscard]] int guardDescriptor() const { return guards_ ? guards_->descriptor() : -1; }
+  [[nodiscard]] int pathDescriptor() const { return pathWatches_ ? pathWatches_->descriptor() : -1; }
   [[nodiscard]] int mountDescriptor() const { return mounts_.descriptor(); }
 
   /// Call when the descriptor is readable. Each returns whether walkAnew() is due.
   [[nodiscard]] bool readContent();
-  [[nodiscard]] bool readGuards();
+  [[nodiscard]] bool readPathWatches();
 
   /// Whether the paths lead elsewhere than at the last walk, take another way, or were not completely watched. Costs an
   /// lstat() per component.
@@ -76,7 +76,7 @@ class WatchedPath {
   [[nodiscard]] Route route() const;
   [[nodiscard]] int setUp();
   [[nodiscard]] int addContent(const Route& route, Interests& interests);
-  [[nodiscard]] int addGuards(const Route& route, PathWatches& guards) const;
+  [[nodiscard]] int addPathWatches(const Route& route, PathWatches& watches) const;
   void replaceInterests(Interests interests);
   [[nodiscard]] bool handle(const InotifyEvent& event);
   void reportDifference(const Route& before, const Interests& interestsBefore);
@@ -85,7 +85,7 @@ class WatchedPath {
   Report report_;
   Route route_;
   Inotify content_;
-  std::unique_ptr<PathWatches> guards_;
+  std::unique_ptr<PathWatches> pathWatches_;
   MountTable mounts_;
   Interests interests_;
   std::size_t mountCount_ = 0;

@@ -52,7 +52,7 @@ bool sharesALetter(const std::string& locale, const std::set<char16_t>& alphabet
   return shares;
 }
 
-TEST(AsciiRanks, ATableExistsExactlyWhereEachAsciiLetterStandsForItselfInIcusLists) {
+TEST(AsciiRanks, HasATableExactlyWhereIcuTreatsEachAsciiLetterAlone) {
   std::size_t proven = 0;
   std::size_t refused = 0;
   for (const std::string& locale : collation_test::collationLocales()) {
@@ -77,7 +77,7 @@ TEST(AsciiRanks, ATableExistsExactlyWhereEachAsciiLetterStandsForItselfInIcusLis
   EXPECT_GT(refused, 0U);
 }
 
-TEST(AsciiRanks, LettersThatDifferInCaseShareARank) {
+TEST(AsciiRanks, LettersThatDifferOnlyInCaseShareARank) {
   TitleOrder order("en_US", openIcuCollator);
   const auto ranks = AsciiRanks::prove(order);
   ASSERT_TRUE(ranks);
@@ -88,7 +88,7 @@ TEST(AsciiRanks, LettersThatDifferInCaseShareARank) {
   EXPECT_GE(ranks->rank(' '), 1);
 }
 
-TEST(AsciiRanks, TheTurkishTableTellsDottedFromDotlessI) {
+TEST(AsciiRanks, TheTurkishTableSeparatesDottedAndDotlessI) {
   TitleOrder order("tr", openIcuCollator);
   const auto ranks = AsciiRanks::prove(order);
   ASSERT_TRUE(ranks);
@@ -97,7 +97,7 @@ TEST(AsciiRanks, TheTurkishTableTellsDottedFromDotlessI) {
   EXPECT_EQ(ranks->fold('I'), u'\u0131');
 }
 
-TEST(AsciiRanks, EstonianHasItsOwnPlaceForZ) {
+TEST(AsciiRanks, EstonianSortsZByItsOwnRule) {
   TitleOrder order("et", openIcuCollator);
   const auto ranks = AsciiRanks::prove(order);
   ASSERT_TRUE(ranks);
@@ -105,7 +105,7 @@ TEST(AsciiRanks, EstonianHasItsOwnPlaceForZ) {
   EXPECT_LT(ranks->rank('z'), ranks->rank('t'));
 }
 
-TEST(AsciiRanks, ThereIsNoTableWithoutACollator) {
+TEST(AsciiRanks, HasNoTableWithoutACollator) {
   TitleOrder order("en_US", [](const char*) -> UCollator* { return nullptr; });
   EXPECT_FALSE(AsciiRanks::prove(order));
 }

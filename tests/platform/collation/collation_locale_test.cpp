@@ -24,7 +24,7 @@ TEST(CollationLocale, AModifierThatNamesAScriptIsKeptAsOne) {
   EXPECT_EQ(collationLocale("", "", "ks@devanagari"), "ks_Deva");
 }
 
-TEST(CollationLocale, NothingCAndPosixAreTheRootLocale) {
+TEST(CollationLocale, UnsetCAndPosixMeanTheRootLocale) {
   for (const char* value : {"", "C", "POSIX", "C.UTF-8", "POSIX.UTF-8", "/usr/share/locale/de", ".UTF-8", "@latin"}) {
     EXPECT_EQ(collationLocale("", "", value), "") << value;
   }

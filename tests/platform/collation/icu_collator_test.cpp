@@ -88,7 +88,7 @@ TEST(IcuCollator, AppleAndCapitalAppleCompareTheSame) {
   EXPECT_EQ(compareTwo(collator, "ÉCOLE", "école"), 0);
 }
 
-TEST(IcuCollator, LongTitlesThatBeginOneAnotherAreOrderedByLengthAndTieWithoutCase) {
+TEST(IcuCollator, LongPrefixesSortByLengthAndTieIfOnlyCaseDiffers) {
   // More than the table of ASCII ranks waits for, in two spellings of each, ordinary and foreign.
   for (const std::string start : {"news", "n\xC3\xA9ws"}) {
     std::vector<std::string> texts;
@@ -129,7 +129,7 @@ TEST(IcuCollator, ATitleComesBeforeThoseItBegins) {
       << "alef with hamza is an earlier letter, but begins with alef";
 }
 
-TEST(IcuCollator, APrefixMovesUpOnlyToWhatItBegins) {
+TEST(IcuCollator, APrefixMovesUpOnlyToTitlesItBegins) {
   IcuCollator collator("");
   // Waw with hamza, yeh with hamza, alef, alef with hamza: alef is last of the four letters but begins the fourth.
   const std::vector<std::string> titles{"\u0624", "\u0626", "\u0627", "\u0625"};
@@ -186,7 +186,7 @@ TEST(IcuCollator, PolytonicIotaSubscriptIsAMarkAndSoIsItsSpelledOutForm) {
   EXPECT_EQ(compareTwo(collator, "\u1FB3", "\u03B1\u03B9"), -1) << "alpha, then iota";
 }
 
-TEST(IcuCollator, LoneSurrogatesAreTitlesLikeAnyOther) {
+TEST(IcuCollator, LoneSurrogatesAreSortedLikeOtherCharacters) {
   IcuCollator collator("en_US");
   EXPECT_EQ(compareTwo(collator, "\xED\xA0\x80", "\xED\xA0\x80"), 0);
   EXPECT_NE(compareTwo(collator, "\xED\xA0\x80", "\xED\xA0\x81"), 0);

@@ -41,7 +41,7 @@ TEST(Utf16Text, EachIllFormedSequenceIsOneReplacementCharacter) {
   EXPECT_EQ(utf16("\xF0\x9F\x98z"), u"\uFFFDz") << "cut off inside";
 }
 
-TEST(TitleFold, CaseGoesAndLettersComeApart) {
+TEST(TitleFold, FoldsCaseAndDecomposes) {
   EXPECT_EQ(folded("", "ÉCOLE"), u"e\u0301cole");
   EXPECT_EQ(folded("", "Straße"), u"strasse");
   EXPECT_EQ(folded("", "\u01F0"), u"j\u030C") << "a letter with a caron";
@@ -83,7 +83,7 @@ TEST(TitleFold, AsciiFoldsAsItDoesInsideOtherTitles) {
   }
 }
 
-TEST(TitleFold, AppendsToWhatIsThere) {
+TEST(TitleFold, AppendsToExistingText) {
   TitleFold fold("");
   std::u16string units = u"Ab";
   fold.append("C", units);

@@ -130,7 +130,7 @@ TEST(TitleRanking, MixedFoldersRankTheSameWithAndWithoutTheTable) {
   }
 }
 
-TEST(TitleRanking, SortKeysSayWhatComparisonsSay) {
+TEST(TitleRanking, SortKeysAgreeWithComparisons) {
   std::mt19937 random(13);
   for (const char* locale : {"", "en_US", "ja", "zh", "tr", "fr_CA", "th", "da"}) {
     Language language(locale);
@@ -178,7 +178,7 @@ std::vector<bool> movedByPrefixRule(const TitleOrder& order, const std::vector<s
   return moved;
 }
 
-TEST(TitleRanking, EqualFoldsTieAPrefixComesFirstAndElseIcuDecides) {
+TEST(TitleRanking, EqualFoldsTieThenPrefixesThenIcu) {
   std::mt19937 random(19);
   for (const char* locale : {"", "en_US", "de", "ja", "ar", "tr", "cs"}) {
     Language language(locale);
@@ -214,7 +214,7 @@ TEST(TitleRanking, RanksCountTheTitlesBefore) {
   EXPECT_EQ(rankTitles(language.order, language.table(), mixed), (std::vector<std::uint32_t>{1, 2, 0, 2, 4}));
 }
 
-TEST(TitleRanking, TitlesThatAgreeForLongAreStillTold) {
+TEST(TitleRanking, TitlesWithLongCommonPrefixesAreDistinguished) {
   Language language("en_US");
   const std::string prefix(1000, 'x');
   const std::vector<std::string> titles{prefix + "b",          prefix,       prefix + "A",

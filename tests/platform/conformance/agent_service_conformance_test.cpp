@@ -1,5 +1,5 @@
-// What enabling, starting and ending the agent promise, on every body: in memory, on a desktop without a service
-// manager, with a stand-in for one, and with a real one.
+// Conformance of AgentService, for every implementation: in memory, on a desktop without a service manager, with a fake
+// manager, and with a real one.
 
 #include <gmock/gmock.h>
 
@@ -48,7 +48,7 @@ struct FakeManagerKind : LinuxKind {
 struct RealManagerKind {
   [[nodiscard]] std::string agent() const { return home.agent(); }
   [[nodiscard]] std::string missing() const { return home.path("missing/TarvelHelper"); }
-  /// Why there is no manager here; empty when there is.
+  /// Why there is no manager here; empty if there is one.
   [[nodiscard]] std::string impossible() const {
     EXPECT_TRUE(manager.isUp() || manager.isImpossible()) << manager.log();
     return manager.isImpossible() ? "no service manager can be run here: " + manager.log() : std::string();
@@ -71,7 +71,7 @@ TYPED_TEST_SUITE(AgentServiceConformance, Kinds);
 
 TYPED_TEST(AgentServiceConformance, InTheBeginningNothingRunsOrWill) {
   EXPECT_FALSE(this->service.runningAgent());
-  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNone);
   EXPECT_EQ(this->service.hasManager(), this->kBy == LoginStart::kServiceManager);
 }
 
@@ -98,7 +98,7 @@ TYPED_TEST(AgentServiceConformance, WhatIsNotThereIsNeitherEnabledNorStarted) {
     EXPECT_FALSE(answer.isChanged);
     EXPECT_THAT(answer.complaint, HasSubstr(this->missing()));
   }
-  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNone);
   EXPECT_FALSE(this->service.runningAgent());
 }
 
@@ -107,7 +107,7 @@ TYPED_TEST(AgentServiceConformance, DisablingTakesItBackOnce) {
   const ServiceAnswer answer = this->service.disable();
   EXPECT_TRUE(answer.isDone) << answer.complaint;
   EXPECT_TRUE(answer.isChanged);
-  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNone);
   const ServiceAnswer again = this->service.disable();
   EXPECT_TRUE(again.isDone);
   EXPECT_FALSE(again.isChanged);
@@ -132,7 +132,7 @@ TYPED_TEST(AgentServiceConformance, AnAgentThatIsNotEnabledIsStartedAllTheSameAn
   const ServiceAnswer started = this->service.start(this->agent());
   EXPECT_TRUE(started.isDone) << started.complaint;
   EXPECT_TRUE(this->service.runningAgent());
-  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNone);
   EXPECT_TRUE(this->service.stop().isChanged);
   EXPECT_FALSE(this->service.runningAgent());
 }

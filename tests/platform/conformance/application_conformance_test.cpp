@@ -1,4 +1,4 @@
-// What every application object promises.
+// Conformance of Application, for every implementation.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -122,11 +122,11 @@ TYPED_TEST(ApplicationConformance, BesideAnotherInstanceTheDelegateHearsNothingA
   EXPECT_THAT(this->delegate.told, testing::IsEmpty());
 }
 
-// What only the real one can show.
+// Linux only.
 
 struct LinuxApplicationTest : ApplicationConformance<LinuxApplicationKind> {};
 
-TEST_F(LinuxApplicationTest, EachSignalForAnOrderlyEndEndsIt) {
+TEST_F(LinuxApplicationTest, EachTerminationSignalTerminatesIt) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     LinuxApplicationKind one;
     RecordingDelegate told;
@@ -139,7 +139,7 @@ TEST_F(LinuxApplicationTest, EachSignalForAnOrderlyEndEndsIt) {
   }
 }
 
-TEST_F(LinuxApplicationTest, ASignalWhileLaunchingWaitsUntilLaunchingIsOver) {
+TEST_F(LinuxApplicationTest, ASignalDuringLaunchWaitsForItsEnd) {
   delegate.atLaunch = [this] {
     ::raise(SIGTERM);
     delegate.told.emplace_back("end of launch");
@@ -148,7 +148,7 @@ TEST_F(LinuxApplicationTest, ASignalWhileLaunchingWaitsUntilLaunchingIsOver) {
   EXPECT_THAT(delegate.told, ElementsAre("launched", "end of launch", "will terminate"));
 }
 
-TEST_F(LinuxApplicationTest, ASignalDuringALongCallbackComesBeforeWhatIsDueByThen) {
+TEST_F(LinuxApplicationTest, ASignalDuringACallbackRunsBeforeDueRequests) {
   delegate.atLaunch = [this] {
     later(0, [this] {
       ::raise(SIGTERM);
@@ -160,7 +160,7 @@ TEST_F(LinuxApplicationTest, ASignalDuringALongCallbackComesBeforeWhatIsDueByThe
   EXPECT_THAT(delegate.told, ElementsAre("launched", "end of callback", "will terminate"));
 }
 
-TEST_F(LinuxApplicationTest, ACallbackSeesThatASignalAsksForTheEnd) {
+TEST_F(LinuxApplicationTest, ACallbackSeesAPendingTermination) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     LinuxApplicationKind one;
     RecordingDelegate told;
@@ -175,7 +175,7 @@ TEST_F(LinuxApplicationTest, ACallbackSeesThatASignalAsksForTheEnd) {
   }
 }
 
-TEST_F(LinuxApplicationTest, SignalsThatComeTogetherEndItInOrderAllTheSame) {
+TEST_F(LinuxApplicationTest, SimultaneousSignalsTerminateItInOrder) {
   const int answer = inChild([] {
     int status = 1;
     {
@@ -187,13 +187,13 @@ TEST_F(LinuxApplicationTest, SignalsThatComeTogetherEndItInOrderAllTheSame) {
       told.atEnd = [] { (void)::raise(SIGTERM); };
       status = one.application.run(told) + static_cast<int>(told.told.size()) - 2;
     }
-    // With the loop gone, nothing that was left over may end the process otherwise.
+    // The loop is gone: a signal left pending must not end the process.
     return status;
   });
   EXPECT_EQ(answer, 0);
 }
 
-TEST_F(LinuxApplicationTest, BeyondALimitOnTheSizeOfFilesAWriteFailsAndTheProcessGoesOn) {
+TEST_F(LinuxApplicationTest, AWriteBeyondTheFileSizeLimitFailsWithoutEndingTheProcess) {
   const std::string path = directory.path("f");
   const int answer = inChild([&] {
     LinuxApplicationKind one;
@@ -212,13 +212,13 @@ TEST_F(LinuxApplicationTest, BeyondALimitOnTheSizeOfFilesAWriteFailsAndTheProces
   EXPECT_EQ(answer, EFBIG);
 }
 
-TEST_F(LinuxApplicationTest, ASecondInstanceSaysSoInTheLog) {
+TEST_F(LinuxApplicationTest, ASecondInstanceIsLogged) {
   startOther();
   EXPECT_EQ(application.run(delegate), 0);
   EXPECT_THAT(log.lines(), ElementsAre("TarvelHelper is already running for this user, terminating."));
 }
 
-TEST_F(LinuxApplicationTest, WithoutAPlaceForTheLockItRunsAndSaysSo) {
+TEST_F(LinuxApplicationTest, RunsAndLogsIfTheLockCannotBeCreated) {
   ::setenv("XDG_CONFIG_HOME", "/proc/nowhere", 1);
   delegate.atLaunch = [this] { application.terminate(); };
   EXPECT_EQ(application.run(delegate), 0);
@@ -242,7 +242,7 @@ TEST_F(LinuxApplicationTest, TheLockIsBesideTheSettingsInAPrivateFolder) {
   EXPECT_EQ(fs::status(directory.path("config/org.tarvel.Test")).permissions(), fs::perms::owner_all);
 }
 
-TEST(InstanceLockTest, NoFileThatIsMoreThanALockIsWrittenTo) {
+TEST(InstanceLockTest, NeverWritesToAFileThatIsNotALock) {
   const TemporaryDirectory directory;
   const std::string path = directory.path("helper.lock");
   directory.write("mine", "keep");
@@ -262,7 +262,7 @@ TEST(InstanceLockTest, NoFileThatIsMoreThanALockIsWrittenTo) {
   EXPECT_EQ(directory.read("helper.lock"), "another user's");
 }
 
-TEST_F(LinuxApplicationTest, TheLockIsTheSameWhateverTheRuntimeFolderIs) {
+TEST_F(LinuxApplicationTest, TheLockDoesNotDependOnTheRuntimeFolder) {
   ::unsetenv("XDG_RUNTIME_DIR");
   const std::string path = instanceLockPath("org.tarvel.Test");
   ::setenv("XDG_RUNTIME_DIR", directory.path("runtime").c_str(), 1);
@@ -278,7 +278,7 @@ TEST_F(LinuxApplicationTest, TheLockIsTheSameWhateverTheRuntimeFolderIs) {
   ::unsetenv("XDG_RUNTIME_DIR");
 }
 
-TEST(InstanceLockTest, ALockIsFreeOnceItsHolderIsGone) {
+TEST(InstanceLockTest, ALockIsFreeOnceItsHolderHasEnded) {
   const TemporaryDirectory directory;
   const std::string path = directory.path("lock");
   EXPECT_EQ(holderOfInstanceLock(path), std::nullopt);

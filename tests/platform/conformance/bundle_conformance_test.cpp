@@ -10,7 +10,7 @@
 namespace tarvel {
 namespace {
 
-/// Bundles in a folder of the test's own.
+/// Bundles on disk, in a temporary folder.
 class RealBundles {
  public:
   [[nodiscard]] Bundles& bundles() { return bundles_; }
@@ -31,7 +31,7 @@ class RealBundles {
   LinuxBundles bundles_{serialization_, {"de"}};
 };
 
-/// The same in memory.
+/// Bundles in memory.
 class RememberedBundles {
  public:
   [[nodiscard]] Bundles& bundles() { return bundles_; }

@@ -1,4 +1,4 @@
-// What launching, running applications and notifications promise, on every body.
+// Conformance of Workspace, RunningApplications and Notifier, for every implementation.
 
 #include <gmock/gmock.h>
 
@@ -28,7 +28,7 @@ struct MemoryWorkspaceKind {
   MemoryWorkspace workspace;
 };
 
-/// Without a manager of services, as there is none everywhere.
+/// Without a service manager, which not every machine has.
 struct LinuxWorkspaceKind {
   LinuxWorkspaceKind() {
     ::setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1);
@@ -37,7 +37,7 @@ struct LinuxWorkspaceKind {
     ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
   }
   ~LinuxWorkspaceKind() {
-    // What was launched is waited for by the loop.
+    // The loop reaps what was launched.
     EXPECT_TRUE(real.turnUntil([] { return !hasChildren(); }));
     for (const char* name : {"XDG_RUNTIME_DIR", "XDG_DATA_HOME", "XDG_DATA_DIRS"}) ::unsetenv(name);
   }

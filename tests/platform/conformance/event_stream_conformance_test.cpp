@@ -1,4 +1,4 @@
-// What every event stream promises.
+// Conformance of EventStream, for every implementation.
 
 #include <gmock/gmock.h>
 
@@ -28,7 +28,7 @@ struct LinuxStreamKind : LinuxLoopKind {
 
   [[nodiscard]] std::string folder() const { return directory.path("folder"); }
   [[nodiscard]] std::string missingFolder() const { return directory.path("missing"); }
-  /// One event each: a new name for a file that is there.
+  /// Causes exactly one event: a rename of an existing file.
   void change() {
     const std::string path = directory.path("folder/" + std::to_string(made++));
     std::ofstream(directory.path("outside")) << "x";
@@ -53,7 +53,7 @@ struct EventStreamConformance : testing::Test, Kind {
     ASSERT_TRUE(stream);
     ASSERT_TRUE(stream->start());
   }
-  [[nodiscard]] bool isTold(std::size_t batches) {
+  [[nodiscard]] bool isReported(std::size_t batches) {
     return this->passUntil([&] { return client->batches.size() >= batches; });
   }
   [[nodiscard]] std::size_t eventCount() const {
@@ -96,7 +96,7 @@ TYPED_TEST(EventStreamConformance, AChangeIsToldAfterTheLatency) {
   this->start();
   this->change();
   EXPECT_THAT(this->client->batches, IsEmpty());
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   EXPECT_EQ(this->client->flags(), kEventFlagNone);
   EXPECT_THAT(this->client->ids, SizeIs(1));
 }
@@ -104,7 +104,7 @@ TYPED_TEST(EventStreamConformance, AChangeIsToldAfterTheLatency) {
 TYPED_TEST(EventStreamConformance, ChangesWithinTheLatencyComeAsOneBatch) {
   this->start();
   for (int i = 0; i < 5; ++i) this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->pass(100ms);
   EXPECT_THAT(this->client->batches, SizeIs(1));
   EXPECT_EQ(this->eventCount(), 5U);
@@ -113,18 +113,18 @@ TYPED_TEST(EventStreamConformance, ChangesWithinTheLatencyComeAsOneBatch) {
 TYPED_TEST(EventStreamConformance, ChangesAfterABatchComeAsTheNext) {
   this->start();
   this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->change();
-  ASSERT_TRUE(this->isTold(2));
+  ASSERT_TRUE(this->isReported(2));
   EXPECT_EQ(this->eventCount(), 2U);
 }
 
 TYPED_TEST(EventStreamConformance, IdentifiersIncreaseAndAreNeverZero) {
   this->start();
   for (int i = 0; i < 5; ++i) this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->change();
-  ASSERT_TRUE(this->isTold(2));
+  ASSERT_TRUE(this->isReported(2));
   std::uint64_t last = 0;
   for (const std::uint64_t id : this->client->ids) {
     EXPECT_GT(id, last);
@@ -135,7 +135,7 @@ TYPED_TEST(EventStreamConformance, IdentifiersIncreaseAndAreNeverZero) {
 TYPED_TEST(EventStreamConformance, ABatchHasAtMost256EventsAndThenSaysLookAgain) {
   this->start();
   for (int i = 0; i < 400; ++i) this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->pass(100ms);
   for (const auto& batch : this->client->batches) EXPECT_LE(batch.size(), 256U);
   EXPECT_TRUE(this->client->batches[0].size() < 256 ||
@@ -156,7 +156,7 @@ TYPED_TEST(EventStreamConformance, WhatChangedWhileStoppedIsToldAfterStarting) {
   this->change();
   this->pass(50ms);
   ASSERT_TRUE(this->stream->start());
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   EXPECT_EQ(this->eventCount(), 1U);
 }
 
@@ -168,7 +168,7 @@ TYPED_TEST(EventStreamConformance, ABatchThatWasNotDueYetComesAfterStartingAgain
   this->pass(100ms);
   EXPECT_THAT(this->client->batches, IsEmpty());
   ASSERT_TRUE(this->stream->start());
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   EXPECT_EQ(this->eventCount(), 1U);
 }
 
@@ -176,7 +176,7 @@ TYPED_TEST(EventStreamConformance, StartingARunningStreamChangesNothing) {
   this->start();
   this->change();
   EXPECT_TRUE(this->stream->start());
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->pass(60ms);
   EXPECT_EQ(this->eventCount(), 1U);
 }
@@ -205,7 +205,7 @@ TYPED_TEST(EventStreamConformance, AStreamMayBeDestroyedWhileItTells) {
   this->start();
   this->client->hook = [this] { this->stream.reset(); };
   this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->change();
   this->pass(100ms);
   EXPECT_THAT(this->client->batches, SizeIs(1));
@@ -218,9 +218,9 @@ TYPED_TEST(EventStreamConformance, AStreamMayBeStoppedAndStartedWhileItTells) {
     (void)this->stream->start();
   };
   this->change();
-  ASSERT_TRUE(this->isTold(1));
+  ASSERT_TRUE(this->isReported(1));
   this->change();
-  ASSERT_TRUE(this->isTold(2));
+  ASSERT_TRUE(this->isReported(2));
 }
 
 TYPED_TEST(EventStreamConformance, TwoStreamsOnOneFolderBothTell) {
@@ -228,7 +228,7 @@ TYPED_TEST(EventStreamConformance, TwoStreamsOnOneFolderBothTell) {
   const auto second = this->create(this->folder());
   ASSERT_TRUE(second && second->start());
   this->change();
-  ASSERT_TRUE(this->isTold(2));
+  ASSERT_TRUE(this->isReported(2));
   EXPECT_EQ(this->eventCount(), 2U);
 }
 
@@ -236,7 +236,7 @@ TYPED_TEST(EventStreamConformance, ALatencyOfNothingTellsSoon) {
   this->stream = this->create(this->folder(), 0);
   ASSERT_TRUE(this->stream && this->stream->start());
   this->change();
-  EXPECT_TRUE(this->isTold(1));
+  EXPECT_TRUE(this->isReported(1));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What stored values stand for, as the original platform's own library recorded it.
+// Conversions of stored values, as recorded from the original platform's library.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kDomain = "org.tarvel.Test";
 
-/// Stores each recorded value, lets `reread` have its way, and compares both readings.
+/// Stores each recorded value, calls `reread`, and compares both conversions.
 template <typename Prepare>
 void expectRecordedReadings(const Prepare& storeWith) {
   std::size_t count = 0;

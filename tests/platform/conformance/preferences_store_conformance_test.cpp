@@ -1,4 +1,4 @@
-// What every store of preferences promises.
+// Conformance of PreferencesStore, for every implementation.
 
 #include <gmock/gmock.h>
 
@@ -47,7 +47,7 @@ struct MemoryStoreKind {
 struct LinuxStoreKind {
   LinuxStoreKind() { std::filesystem::create_directory(directory.path("settings")); }
 
-  /// A file in the folder's place.
+  /// Puts a file in the folder's place.
   void breakDisk() const {
     std::filesystem::rename(directory.path("settings"), directory.path("away"));
     directory.write("settings", "in the way");
@@ -227,7 +227,7 @@ TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceedsWhateverTheDisk) {
   this->mendDisk();
 }
 
-/// A number in so many lists, one within the other.
+/// A number in nested lists.
 PropertyList nested(std::size_t depth) {
   const auto tree = std::make_shared<PropertyListTree>();
   PropertyListValue value = tree->makeInteger(1);
@@ -239,7 +239,7 @@ PropertyList nested(std::size_t depth) {
   return {tree, value};
 }
 
-/// Values that no settings file holds, or none that anybody could read.
+/// Values that no settings file can hold, or that cannot be read back.
 std::vector<PropertyList> unstorable() {
   const auto tree = std::make_shared<PropertyListTree>();
   const PropertyListValue one = tree->makeInteger(1);
@@ -247,7 +247,7 @@ std::vector<PropertyList> unstorable() {
   withNull.append(tree->makeNull());
   const PropertyListArray inItself = tree->makeArray(1);
   inItself.append(inItself.value());
-  // Forty lists come to a million million.
+  // Forty lists unfold to 10^12 values.
   PropertyListArray unfolding = tree->makeArray(1);
   unfolding.append(one);
   for (int i = 0; i < 40; ++i) {

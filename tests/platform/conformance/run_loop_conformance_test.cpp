@@ -1,4 +1,4 @@
-// What every run loop promises.
+// Conformance of RunLoop, for every implementation.
 
 #include <gmock/gmock.h>
 
@@ -42,7 +42,7 @@ TYPED_TEST(RunLoopConformance, ARequestIsCalledOnceAndNotBeforeItsDelay) {
   EXPECT_THAT(this->called, IsEmpty());
   ASSERT_TRUE(this->isCalled(1));
   const Date after = this->wallClock();
-  // On one kind the real clock moved, on the other the virtual one; 20 ms went by on either.
+  // One implementation advances the real clock, the other the virtual one; 20 ms passed on either.
   const auto virtualTime = std::chrono::seconds(after.seconds - before.seconds) +
                            std::chrono::nanoseconds(static_cast<std::int64_t>(after.nanoseconds) - before.nanoseconds);
   EXPECT_TRUE(virtualTime >= 19ms || std::chrono::steady_clock::now() - start >= 20ms);

@@ -1,4 +1,4 @@
-// What the small services promise, on every body: clock, identifiers, log, order of titles.
+// Conformance of the small services, for every implementation: clock, identifiers, log, title order.
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// What looking at the machine promises, on every body.
+// Conformance of SystemProbe, for every implementation.
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-// What every updater promises.
+// Conformance of Updater, for every implementation.
 
 #include <gmock/gmock.h>
 
@@ -52,7 +52,7 @@ class RecordingDelegate final : public UpdaterDelegate {
 struct MemoryUpdaterKind {
   MemoryUpdaterKind() { describe(kBundle, "https://updates.example/feed", "1.0"); }
 
-  /// What the bundle at a path says of itself; empty for nothing.
+  /// Sets the information of a bundle; empty for none.
   void describe(const std::string& path, const std::string& feed, const std::string& version) {
     updaters.at(path).setFeed(feed);
     updaters.at(path).setVersion(version);
@@ -65,9 +65,9 @@ struct MemoryUpdaterKind {
     }
   }
   void remember(const Date& date) { updaters.at(kBundle).setLastCheckDate(date); }
-  /// Checks from now on end with finishCheck() only.
+  /// Further checks end with finishCheck() only.
   static void hold() {}
-  /// The check that is under way ends.
+  /// Finishes the running check.
   void finishCheck() { updaters.at(kBundle).finishCheck(offered.empty() ? std::nullopt : std::optional(offered)); }
   [[nodiscard]] bool isChecking() {
     return std::ranges::any_of(kBundles, [this](const char* path) { return updaters.at(path).isChecking(); });
@@ -84,7 +84,7 @@ struct MemoryUpdaterKind {
   std::string offered;
 };
 
-/// With a program of a few lines in the checker's place, which is really executed.
+/// Executes a small script as the checker.
 struct LinuxUpdaterKind {
   LinuxUpdaterKind() {
     describe(kBundle, "https://updates.example/feed", "100");
@@ -120,7 +120,7 @@ struct LinuxUpdaterKind {
     script("exit 1");
   }
   void finishCheck() {
-    // Until the program was executed and waited for.
+    // Until the script was executed and reaped.
     if (!wait.empty()) directory.write("go", "");
     (void)real.turnUntil([&] { return checkCount() > 0 && !isChecking(); });
     fs::remove(directory.path("go"));
@@ -284,11 +284,11 @@ TYPED_TEST(UpdaterConformance, AnIntervalOfNothingIsOffAndAShortOneAMinute) {
 
 TYPED_TEST(UpdaterConformance, WithoutAnIntervalItIsADay) { EXPECT_EQ(this->updater.updateCheckInterval(), 86400); }
 
-// What only the real one can show.
+// Linux only.
 
 struct LinuxUpdaterTest : UpdaterConformance<LinuxUpdaterKind> {};
 
-TEST_F(LinuxUpdaterTest, AnIntervalThatIsNoNumberIsADayAndOneInWholeSecondsCounts) {
+TEST_F(LinuxUpdaterTest, AnInvalidIntervalIsADayAndIntegersCount) {
   preferences.setBoolean("SUEnableAutomaticChecks", true, kDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 86400);
   preferences.setString("SUScheduledCheckInterval", "often", kDomain);
@@ -300,7 +300,7 @@ TEST_F(LinuxUpdaterTest, AnIntervalThatIsNoNumberIsADayAndOneInWholeSecondsCount
   EXPECT_EQ(updater.updateCheckInterval(), 7200);
 }
 
-TEST_F(LinuxUpdaterTest, TheCheckerIsToldTheFeedBothVersionsAndWhatToSkip) {
+TEST_F(LinuxUpdaterTest, TheCheckerReceivesFeedVersionsAndSkippedVersion) {
   check();
   EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 100 --current-short 1.0\n");
   preferences.setString("SUSkippedVersion", "1.5", kDomain);
@@ -308,19 +308,19 @@ TEST_F(LinuxUpdaterTest, TheCheckerIsToldTheFeedBothVersionsAndWhatToSkip) {
   EXPECT_TRUE(directory.read("calls").ends_with("--current 100 --current-short 1.0 --skipped 1.5\n"));
 }
 
-TEST_F(LinuxUpdaterTest, AShortVersionThatTheBundleDoesNotHaveIsNotTold) {
+TEST_F(LinuxUpdaterTest, AMissingShortVersionIsNotPassed) {
   describe(kOther, "https://updates.example/feed", "100");
   updaters.updaterForBundle(kOther).checkForUpdateInformation();
   finishCheck();
   EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 100\n");
 }
 
-TEST_F(LinuxUpdaterTest, ACheckIsRememberedOnTheDisk) {
+TEST_F(LinuxUpdaterTest, TheDateOfACheckIsSaved) {
   check();
   EXPECT_TRUE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
 }
 
-TEST_F(LinuxUpdaterTest, EveryFaultIsSilence) {
+TEST_F(LinuxUpdaterTest, FailuresAreNotReported) {
   for (const char* body : {"exit 2", "echo 2.0; exit 2", "echo 2.0; kill -9 $$", "exit 0", "echo; echo 2.0",
                            "head -c 100000 /dev/zero | tr '\\0' x"}) {
     script(body);
@@ -332,7 +332,7 @@ TEST_F(LinuxUpdaterTest, EveryFaultIsSilence) {
   EXPECT_THAT(delegate.found, IsEmpty());
 }
 
-TEST_F(LinuxUpdaterTest, WithoutTheCheckerNobodyLooksAndNothingIsRemembered) {
+TEST_F(LinuxUpdaterTest, WithoutACheckerNothingIsCheckedOrSaved) {
   want(true, 3600);
   EXPECT_TRUE(updater.automaticallyChecksForUpdates());
   fs::remove(directory.path("checker"));
@@ -342,7 +342,7 @@ TEST_F(LinuxUpdaterTest, WithoutTheCheckerNobodyLooksAndNothingIsRemembered) {
   EXPECT_FALSE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
 }
 
-TEST_F(LinuxUpdaterTest, ACheckThatTakesTooLongIsKilledAndTheNextOneCanBegin) {
+TEST_F(LinuxUpdaterTest, ACheckBeyondItsDeadlineIsKilledAndAnotherCanBegin) {
   LinuxUpdaters hasty({*real.loop, preferences, bundles, directory.path("checker"), std::chrono::milliseconds(100)});
   Updater& impatient = hasty.updaterForBundle(kBundle);
   impatient.setDelegate(&delegate);
@@ -356,7 +356,7 @@ TEST_F(LinuxUpdaterTest, ACheckThatTakesTooLongIsKilledAndTheNextOneCanBegin) {
   EXPECT_TRUE(real.turnUntil([] { return !hasChildren(); }));
 }
 
-TEST_F(LinuxUpdaterTest, AnUpdaterThatGoesTakesItsCheckWithIt) {
+TEST_F(LinuxUpdaterTest, DestroyingAnUpdaterKillsItsCheck) {
   {
     LinuxUpdaters others({*real.loop, preferences, bundles, directory.path("checker")});
     script("exec sleep 600");

@@ -1,4 +1,4 @@
-// What is told of real files, file systems, watches and processes.
+// Facts about real files, file systems, watches and processes.
 
 #include "platform/linux/linux_system_probe.h"
 
@@ -25,7 +25,7 @@ struct SystemProbeTest : testing::Test {
   LinuxSystemProbe probe{ServiceHome::kIdentifier};
 };
 
-TEST_F(SystemProbeTest, AFileIsToldWithSizeDateModeAndRights) {
+TEST_F(SystemProbeTest, ReportsSizeDateModeAndPermissionsOfAFile) {
   home.write("file", "12345");
   fs::permissions(home.path("file"), fs::perms{0640});
   const PathFacts facts = probe.path(home.path("file"));
@@ -42,7 +42,7 @@ TEST_F(SystemProbeTest, AFileIsToldWithSizeDateModeAndRights) {
   EXPECT_EQ(facts.changed->seconds, status.st_mtim.tv_sec);
 }
 
-TEST_F(SystemProbeTest, KindsAreToldApart) {
+TEST_F(SystemProbeTest, DistinguishesKinds) {
   EXPECT_EQ(probe.path(home.path("runtime")).kind, PathKind::kFolder);
   EXPECT_TRUE(probe.path(home.path("runtime")).isExecutable);
   ASSERT_EQ(::mkfifo(home.path("pipe").c_str(), 0600), 0);
@@ -53,7 +53,7 @@ TEST_F(SystemProbeTest, KindsAreToldApart) {
   EXPECT_EQ(probe.path("").kind, PathKind::kMissing);
 }
 
-TEST_F(SystemProbeTest, ALinkIsToldWithWhereItLeads) {
+TEST_F(SystemProbeTest, ReportsTheTargetOfALink) {
   home.write("target", "x");
   fs::create_symlink("target", home.path("link"));
   const PathFacts facts = probe.path(home.path("link"));
@@ -65,7 +65,7 @@ TEST_F(SystemProbeTest, ALinkIsToldWithWhereItLeads) {
   EXPECT_EQ(probe.path(home.path("broken")).kind, PathKind::kMissing);
 }
 
-TEST_F(SystemProbeTest, RightsAreThoseOfWhoeverAsks) {
+TEST_F(SystemProbeTest, PermissionsAreThoseOfTheCaller) {
   home.write("closed/file", "x");
   home.write("file", "x");
   fs::permissions(home.path("file"), fs::perms{0400});
@@ -97,7 +97,7 @@ TEST_F(SystemProbeTest, WatchesInUseAreCounted) {
   const WatchFacts before = probe.watches();
   ASSERT_TRUE(before.mostWatches && before.usedWatches && before.mostInstances && before.usedInstances);
   EXPECT_GT(*before.mostWatches, 0U);
-  // Others may come and go meanwhile, so many are made at once.
+  // Other processes add and remove watches meanwhile, so many are added at once.
   constexpr std::uint64_t kMany = 40;
   Inotify inotify;
   ASSERT_TRUE(inotify);
@@ -111,7 +111,7 @@ TEST_F(SystemProbeTest, WatchesInUseAreCounted) {
   EXPECT_GE(*after.usedInstances, 1U);
 }
 
-TEST_F(SystemProbeTest, TheAgentsProgramAndLanguageAreTold) {
+TEST_F(SystemProbeTest, ReportsTheAgentsProgramAndLanguage) {
   EXPECT_EQ(probe.agentProcess().program, "");
   const char* const previous = std::getenv("LC_ALL");
   const std::string kept = previous == nullptr ? "" : previous;
@@ -128,7 +128,7 @@ TEST_F(SystemProbeTest, TheAgentsProgramAndLanguageAreTold) {
   EXPECT_TRUE(probe.agentProcess().isProgramGone);
 }
 
-TEST_F(SystemProbeTest, ABusIsThereOrNot) {
+TEST_F(SystemProbeTest, DetectsTheSessionBus) {
   EXPECT_FALSE(probe.hasSessionBus());
   SessionBus bus;
   bus.start();

@@ -21,7 +21,7 @@ class RecordedLog final : public SystemLog {
 
 }  // namespace
 
-TEST(SystemPlatform, ReachesRealFilesAndTitlesAndLaunchesNobody) {
+TEST(SystemPlatform, ReachesRealFilesAndTitlesAndLaunchesNothing) {
   const TemporaryDirectory folder;
   folder.write("list.plist", "{ Title = \"a\"; }");
   const SystemPlatform system;
@@ -42,7 +42,7 @@ TEST(SystemPlatform, MessagesAreEnglishWhereNoTextsAreInstalled) {
   EXPECT_EQ(system.platform().bundle.localizedStringForKeyValue("some text", ""), "some text");
 }
 
-TEST(SystemPlatform, LogsWhereItIsToldAndElseNowhere) {
+TEST(SystemPlatform, LogsOnlyToAGivenLog) {
   RecordedLog log;
   const SystemPlatform told(log);
   told.platform().systemLog.log("a line");

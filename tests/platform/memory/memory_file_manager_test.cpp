@@ -1,4 +1,4 @@
-// What only the memory twin can do: be prepared, be watched and be made to fail.
+// Test features of the memory file manager: preparation, recording, failure injection.
 
 #include "platform/memory/memory_file_manager.h"
 
@@ -19,7 +19,7 @@ std::string read(FileManager& manager, const std::string& path) {
   return {reading.data.bytes().begin(), reading.data.bytes().end()};
 }
 
-TEST(MemoryFileManager, AnOrderedFailureComesOnceAndALastingOneAlways) {
+TEST(MemoryFileManager, AnInjectedFailureOccursOnceOrAlways) {
   MemoryFileManager manager;
   manager.failNext(FileOperation::kWrite, ENOSPC);
   EXPECT_EQ(write(manager, "/f", "x").code, ENOSPC);
@@ -33,7 +33,7 @@ TEST(MemoryFileManager, AnOrderedFailureComesOnceAndALastingOneAlways) {
   EXPECT_TRUE(manager.fileExistsAtPath("/f"));
 }
 
-TEST(MemoryFileManager, TakingAwayWhatIsInNoFolderLeavesEverythingElse) {
+TEST(MemoryFileManager, RemovingAMissingItemChangesNothing) {
   MemoryFileManager manager;
   manager.putFile("/a", "one");
   manager.removeTree("/none/such");
@@ -62,7 +62,7 @@ TEST(MemoryFileManager, EveryOperationCanBeMadeToFailAndThenChangesNothing) {
   EXPECT_EQ(manager.bytesAt("/b"), "two");
 }
 
-TEST(MemoryFileManager, HooksMayChangeFilesBeforeAndAfterACallAndAreNotTold) {
+TEST(MemoryFileManager, HooksMayChangeFilesAndTheirCallsAreNotReported) {
   MemoryFileManager manager;
   manager.putFile("/f", "old");
   int told = 0;

@@ -78,7 +78,7 @@ TEST(BinaryForm, AnUntouchedFileComesBackByteForByte) {
   EXPECT_EQ(write(readGood(file)), file);
 }
 
-TEST(BinaryForm, AValueNobodyChangedKeepsItsTypeAndWidth) {
+TEST(BinaryForm, AnUnchangedValueKeepsItsTypeAndWidth) {
   const std::string wide = bytes({0x14, 1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 9});
   const std::string file =
       fileOf({bytes({0xA3, 1, 2, 3}), bytes({0x13, 0, 0, 0, 0, 0, 0, 0, 5}), wide, bytes({0x83, 0, 0, 0, 7})}, 0, 1, 1);
@@ -174,7 +174,7 @@ TEST(BinaryForm, OddWidthsAreReadAndWrittenAsOneTwoFourOrEight) {
   }
 }
 
-TEST(BinaryForm, ASharedContainerIsUnfoldedAndFoldsUpAgainWhenNobodyChangedIt) {
+TEST(BinaryForm, AnUnchangedSharedContainerIsWrittenOnceAgain) {
   const std::string file = fileOf({bytes({0xA2, 1, 1}), bytes({0xA1, 2}), bytes({0xA1, 3}), "Qa"}, 0, 1, 1);
   const PropertyList list = readGood(file);
   EXPECT_FALSE(list.root.array().at(0) == list.root.array().at(1));

@@ -1,5 +1,4 @@
-// Bookmarks files of our own making, and, where they are to be had, files that this project did not write: the test
-// data and the past crashes of another reader.
+// Our own bookmarks files and, if available, files from other projects: test data and past crashes of another reader.
 
 #include <gtest/gtest.h>
 

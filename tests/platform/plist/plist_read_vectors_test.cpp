@@ -59,7 +59,7 @@ TEST(ReadVectors, EveryRefusalHasTheOriginalsText) {
   }
 }
 
-TEST(ReadVectors, ARefusedFileThatBeginsAsBinaryTellsWhatIsWrongWithThat) {
+TEST(ReadVectors, ARejectedBinaryFileHasTheBinaryReadersErrorToo) {
   std::size_t count = 0;
   for (const json& example : cases()) {
     if (example["ok"].get<bool>()) continue;

@@ -139,7 +139,7 @@ TEST(WriteVectors, TheBinaryFormIsTheOriginalsByteForByteUnlessValuesRepeat) {
   EXPECT_GT(count, 80U);
 }
 
-TEST(WriteVectors, ADateThatNoCalendarTellsIsRefusedRatherThanWrittenAsNonsense) {
+TEST(WriteVectors, ADateOutsideOfTheCalendarIsRefused) {
   const json nan = {{"t", "date"}, {"v", "nan"}};
   const PropertyListWriting writing = write(fromJson(nan), kXml);
   ASSERT_TRUE(writing.error);

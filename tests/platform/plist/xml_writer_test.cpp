@@ -132,7 +132,7 @@ TEST(WritableCheck, TheFirstFaultIsNamedKeysBeforeTheirValues) {
             "not 'CFNumber')");
 }
 
-TEST(WritableCheck, NothingIsNoList) {
+TEST(WritableCheck, AnAbsentListIsRefused) {
   EXPECT_EQ(findUnwritable({}, kBinary)->description,
             "Property list invalid for format: 200 (property lists cannot contain NULL)");
 }

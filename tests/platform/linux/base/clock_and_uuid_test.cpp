@@ -15,7 +15,7 @@
 namespace tarvel {
 namespace {
 
-TEST(LinuxClock, SleepsTheWholeTimeAlsoWhenSignalsCome) {
+TEST(LinuxClock, SleepsTheWholeTimeDespiteSignals) {
   using std::chrono::milliseconds;
   struct sigaction action {};
   action.sa_handler = [](int) {};

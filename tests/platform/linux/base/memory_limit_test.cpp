@@ -45,7 +45,7 @@ struct MemoryAllowance : testing::Test {
   }
 };
 
-TEST_F(MemoryAllowance, IsTheTightestOfTheControlGroups) {
+TEST_F(MemoryAllowance, IsTheSmallestLimitOfTheControlGroups) {
   folder.write("groups", "4:memory:/other\n0::/user/app/agent\n");
   limitGroup("/user/app/agent", "max");
   EXPECT_EQ(allowance(), machine());
@@ -59,7 +59,7 @@ TEST_F(MemoryAllowance, IsTheTightestOfTheControlGroups) {
   EXPECT_EQ(allowance(), 50'000'000U);
 }
 
-TEST_F(MemoryAllowance, OfTheRootGroupOrOfNoneIsTheMachines) {
+TEST_F(MemoryAllowance, WithoutALimitIsTheMachinesMemory) {
   for (const char* groups : {"0::/\n", "", "4:memory:/x\n", "0::/../x\n", "nonsense"}) {
     folder.write("groups", groups);
     EXPECT_EQ(allowance(), machine()) << groups;
@@ -91,7 +91,7 @@ TEST(MemoryLimit, ALowerLimitStays) {
             0);
 }
 
-TEST(MemoryLimit, IsMetAsAnException) {
+TEST(MemoryLimit, ExceedingItThrowsBadAlloc) {
   if (isSanitized()) GTEST_SKIP() << "a sanitized program is not limited";
   EXPECT_EQ(inChild([] {
               limitMemoryUse();
@@ -105,7 +105,7 @@ TEST(MemoryLimit, IsMetAsAnException) {
             0);
 }
 
-TEST(MemoryLimit, DoesNotHoldForProgramsThatAreStarted) {
+TEST(MemoryLimit, DoesNotApplyToChildPrograms) {
   if (isSanitized()) GTEST_SKIP() << "a sanitized program is not limited";
   const TemporaryDirectory folder;
   EXPECT_EQ(inChild([&folder] {

@@ -24,7 +24,7 @@ constexpr std::array kDangerous = {
     Dangerous{"\b", "\\u{0008}", "\\u0008", "&#x8;"},
     Dangerous{"\r", "\\u{000D}", "\\u000D", "&#xD;"},
     Dangerous{"\x7F", "\\u{007F}", "\\u007F", "&#x7F;"},
-    // C1: next line, CSI, OSC, and the same as bytes of an eight-bit terminal.
+    // C1: next line, CSI, OSC, and their 8-bit forms.
     Dangerous{"\u0085", "\\u{0085}", "\\u0085", "&#x85;"},
     Dangerous{"\u009B", "\\u{009B}", "\\u009B", "&#x9B;"},
     Dangerous{"\u009D", "\\u{009D}", "\\u009D", "&#x9D;"},
@@ -51,7 +51,7 @@ constexpr std::array kDangerous = {
     Dangerous{"\xED\xA0\xBD", "\\u{D83D}", "\\uD83D", "&#xD83D;"},
 };
 
-TEST(SafeText, WhatSteersATerminalOrDisguisesTextIsSpelledOutInEachFormat) {
+TEST(SafeText, CharactersThatControlTerminalsOrDisguiseTextAreEscaped) {
   for (const Dangerous& item : kDangerous) {
     const std::string around = "a" + std::string(item.bytes) + "b";
     EXPECT_EQ(printable(around), "a" + std::string(item.text) + "b");
@@ -60,7 +60,7 @@ TEST(SafeText, WhatSteersATerminalOrDisguisesTextIsSpelledOutInEachFormat) {
   }
 }
 
-TEST(SafeText, PlainTextOfAnyLanguageStaysAsItIs) {
+TEST(SafeText, PlainTextOfAnyLanguageIsUnchanged) {
   for (const std::string_view plain :
        {"", "Tea and cake ~", "ünïcode 日本 \U0001F600", "\"\\&<>' \u200D\u200C\u00A0"}) {
     EXPECT_EQ(printable(plain), plain);
@@ -69,13 +69,13 @@ TEST(SafeText, PlainTextOfAnyLanguageStaysAsItIs) {
   }
 }
 
-TEST(SafeText, OnlyTheLayoutOfADocumentKeepsItsControls) {
+TEST(SafeText, OnlyLayoutCharactersOfADocumentAreKept) {
   EXPECT_EQ(printable("\n\t"), "\\u{000A}\\u{0009}");
   EXPECT_EQ(escapedJson("{\n  1\t}\n"), "{\n  1\\u0009}\n");
   EXPECT_EQ(escapedXml("<a>\n\t</a>\r\n"), "<a>\n\t</a>&#xD;\n");
 }
 
-TEST(SafeText, NoControlByteGetsThroughAnyTwoBytes) {
+TEST(SafeText, NoPairOfBytesYieldsAControlByte) {
   std::string text(2, '\0');
   for (unsigned first = 0; first < 256; ++first) {
     for (unsigned second = 0; second < 256; ++second) {

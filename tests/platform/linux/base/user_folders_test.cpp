@@ -30,16 +30,16 @@ struct UserFolders : testing::Test {
   std::string folder = directory.path("folder");
 };
 
-TEST_F(UserFolders, AFolderForItsUserAloneIsPrivate) { EXPECT_EQ(privateFolderAt(folder), folder); }
+TEST_F(UserFolders, AFolderWithMode0700IsPrivate) { EXPECT_EQ(privateFolderAt(folder), folder); }
 
-TEST_F(UserFolders, AFolderThatOthersHaveRightsToIsNotPrivate) {
+TEST_F(UserFolders, AFolderWithAnyOtherPermissionIsNotPrivate) {
   for (const mode_t mode : {0755U, 0750U, 0701U, 01700U, 02700U}) {
     ASSERT_EQ(::chmod(folder.c_str(), mode), 0);
     EXPECT_EQ(privateFolderAt(folder), "") << std::oct << mode;
   }
 }
 
-TEST_F(UserFolders, AFolderThatItsUserHasNotEveryRightToIsNotPrivate) {
+TEST_F(UserFolders, AFolderWithoutAllOwnerPermissionsIsNotPrivate) {
   ASSERT_EQ(::chmod(folder.c_str(), 0500), 0);
   EXPECT_EQ(privateFolderAt(folder), "");
 }
@@ -50,7 +50,7 @@ TEST_F(UserFolders, AnotherUsersFolderIsNotPrivate) {
   EXPECT_EQ(privateFolderAt(folder), "");
 }
 
-TEST_F(UserFolders, ALinkAFileAndNothingAreNotPrivate) {
+TEST_F(UserFolders, LinksFilesAndMissingPathsAreNotPrivate) {
   fs::create_directory_symlink(folder, directory.path("link"));
   directory.write("file", "");
   ASSERT_EQ(::chmod(directory.path("file").c_str(), 0700), 0);
@@ -62,7 +62,7 @@ TEST_F(UserFolders, TheRuntimeFolderOfTheEnvironmentComesFirst) {
   EXPECT_EQ(userRuntimeFolder(), directory.path("other"));
 }
 
-TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheOneOfTheLogin) {
+TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheDefaultOne) {
   const std::string expected = runtimeFolderIn("/run/user");
   ::unsetenv("XDG_RUNTIME_DIR");
   EXPECT_EQ(userRuntimeFolder(), expected);
@@ -72,7 +72,7 @@ TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheOneOfTheLogin) {
   }
 }
 
-TEST_F(UserFolders, TheLoginsFolderHasTheUsersNumberAndIsPrivate) {
+TEST_F(UserFolders, TheFallbackRuntimeFolderIsNamedByUserIdAndPrivate) {
   const std::string own = directory.path(std::to_string(::geteuid()));
   EXPECT_EQ(runtimeFolderIn(directory.path()), "");
   fs::create_directory(own);

@@ -15,14 +15,14 @@ TEST(UserLanguages, ALocaleGivesItsRegionInBothSpellingsThenTheLanguage) {
   EXPECT_THAT(preferredLanguages({.lang = "zh_Hant_TW"}), ElementsAre("zh_Hant_TW", "zh-Hant-TW", "zh"));
 }
 
-TEST(UserLanguages, OfTheLocaleVariablesTheMostCommandingCounts) {
+TEST(UserLanguages, TheLocaleVariableOfHighestPrecedenceCounts) {
   EXPECT_THAT(preferredLanguages({.lcAll = "sv_SE", .lcMessages = "fr_FR", .lang = "de_DE"}),
               ElementsAre("sv_SE", "sv-SE", "sv"));
   EXPECT_THAT(preferredLanguages({.lcMessages = "fr", .lang = "de"}), ElementsAre("fr"));
   EXPECT_THAT(preferredLanguages({.lang = "de"}), ElementsAre("de"));
 }
 
-TEST(UserLanguages, TheListGoesBeforeTheLocaleAndKeepsItsOrder) {
+TEST(UserLanguages, LanguageOverridesTheLocaleAndKeepsItsOrder) {
   EXPECT_THAT(preferredLanguages({.language = "sv:de_AT:de_DE:fr", .lang = "ja_JP.UTF-8"}),
               ElementsAre("sv", "de_AT", "de-AT", "de", "de_DE", "de-DE", "fr"));
   EXPECT_THAT(preferredLanguages({.language = "pt-BR", .lang = "ja"}), ElementsAre("pt-BR", "pt_BR", "pt"));
@@ -37,7 +37,7 @@ TEST(UserLanguages, EnglishEndsTheList) {
   EXPECT_THAT(preferredLanguages({.lang = "enm"}), ElementsAre("enm"));
 }
 
-TEST(UserLanguages, WithoutALocaleOrInThePlainOneEverythingIsEnglishWhateverTheListSays) {
+TEST(UserLanguages, WithoutALocaleOrInTheCLocaleLanguageIsIgnored) {
   EXPECT_THAT(preferredLanguages({}), IsEmpty());
   EXPECT_THAT(preferredLanguages({.language = "de"}), IsEmpty());
   for (const char* plain : {"C", "POSIX", "C.UTF-8"}) {
@@ -45,11 +45,11 @@ TEST(UserLanguages, WithoutALocaleOrInThePlainOneEverythingIsEnglishWhateverTheL
   }
 }
 
-TEST(UserLanguages, EmptyPlacesInTheListAreNoWishes) {
+TEST(UserLanguages, EmptyEntriesOfTheListAreIgnored) {
   EXPECT_THAT(preferredLanguages({.language = ":fr::de:", .lang = "ja"}), ElementsAre("fr", "de"));
 }
 
-TEST(UserLanguages, ANameThatCouldLeadOutOfAFolderIsNoLanguage) {
+TEST(UserLanguages, ANameThatLeadsOutOfAFolderIsRejected) {
   EXPECT_THAT(preferredLanguages({.language = "../../etc:/etc/de:de/..:a b:\xC3\xA9:fr", .lang = "ja"}),
               ElementsAre("fr"));
   EXPECT_THAT(preferredLanguages({.lang = "/usr/share/locale/de"}), IsEmpty());

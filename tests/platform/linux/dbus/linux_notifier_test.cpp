@@ -24,7 +24,7 @@ struct Notifications : testing::Test {
   LinuxNotifier notifier;
 };
 
-TEST_F(Notifications, WhatIsShownIsWhatWasSaid) {
+TEST_F(Notifications, TitleAndTextAreShownUnchanged) {
   SessionBus bus;
   bus.addService(kName, TARVEL_FAKE_NOTIFICATIONS);
   bus.start();
@@ -33,7 +33,7 @@ TEST_F(Notifications, WhatIsShownIsWhatWasSaid) {
   EXPECT_EQ(directory.read("notified"), "Tarvel\nTarvel\nThe file “a<b>&c” is\nnot a bookmarks file.");
 }
 
-TEST_F(Notifications, WhereTextIsMarkupItsCharactersAreWrittenSo) {
+TEST_F(Notifications, MarkupCharactersAreEscapedForServersWithMarkup) {
   SessionBus bus;
   bus.addService(kName, std::string(TARVEL_FAKE_NOTIFICATIONS) + " markup");
   bus.start();
@@ -42,7 +42,7 @@ TEST_F(Notifications, WhereTextIsMarkupItsCharactersAreWrittenSo) {
   EXPECT_EQ(directory.read("notified"), "Tarvel\nTarvel\n“a&lt;b&gt;&amp;c”");
 }
 
-TEST_F(Notifications, WithoutAnybodyToShowThemTheAnswerIsNo) {
+TEST_F(Notifications, FailsWithoutANotificationServer) {
   ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
   ::setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1);
   EXPECT_FALSE(notifier.notify("Tarvel", "text"));

@@ -1,4 +1,4 @@
-// What writing a file keeps, and what it leaves alone, on a real file system.
+// What an atomic write keeps, on a real file system.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -28,7 +28,7 @@ namespace {
 
 constexpr uid_t kNobody = 65534;
 
-struct WholeFileWrite : testing::Test {
+struct AtomicWrite : testing::Test {
   TemporaryDirectory directory;
   LinuxFileManager manager;
 
@@ -56,7 +56,7 @@ struct WholeFileWrite : testing::Test {
   std::string kept_;
 };
 
-TEST_F(WholeFileWrite, ANewFileTakesTheOldOnesPlaceAndNothingElseStays) {
+TEST_F(AtomicWrite, ReplacesTheFileAndLeavesNoTemporaryFile) {
   directory.write("f", "old");
   const ino_t before = statOf("f").st_ino;
   ASSERT_TRUE(write("f", "new").ok());
@@ -65,7 +65,7 @@ TEST_F(WholeFileWrite, ANewFileTakesTheOldOnesPlaceAndNothingElseStays) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(WholeFileWrite, NewFilesAndFoldersAreForTheirUserAloneWhateverTheMask) {
+TEST_F(AtomicWrite, NewFilesAndFoldersArePrivateForAnyUmask) {
   const mode_t mask = ::umask(0);
   ASSERT_TRUE(write("f", "x").ok());
   ASSERT_TRUE(manager.createDirectoryAtPath(directory.path("a/b")).ok());
@@ -76,7 +76,7 @@ TEST_F(WholeFileWrite, NewFilesAndFoldersAreForTheirUserAloneWhateverTheMask) {
   EXPECT_EQ(directory.entryCount(), 2U);
 }
 
-TEST_F(WholeFileWrite, ModeOwnerAndAttributesAreKept) {
+TEST_F(AtomicWrite, ModeOwnerAndAttributesAreKept) {
   directory.write("f", "old");
   ASSERT_EQ(::chmod(cPath("f"), 0604), 0);
   giveToNobody("f");
@@ -94,7 +94,7 @@ TEST_F(WholeFileWrite, ModeOwnerAndAttributesAreKept) {
   }
 }
 
-TEST_F(WholeFileWrite, AccessListsAreKept) {
+TEST_F(AtomicWrite, AccessListsAreKept) {
   directory.write("f", "old");
   // Version 2; owner rw-, user 65534 r--, group r--, mask r--, others ---.
   const unsigned char list[] = {2, 0,    0,    0,    1,    0,    6,    0, 0xFF, 0xFF, 0xFF, 0xFF, 2,    0,    4,
@@ -110,7 +110,7 @@ TEST_F(WholeFileWrite, AccessListsAreKept) {
   EXPECT_EQ(std::memcmp(kept, list, sizeof list), 0);
 }
 
-TEST_F(WholeFileWrite, SymbolicLinksAreWrittenThrough) {
+TEST_F(AtomicWrite, SymbolicLinksAreWrittenThrough) {
   std::filesystem::create_directory(directory.path("deep"));
   directory.write("deep/real", "old");
   std::filesystem::create_symlink("deep/real", directory.path("first"));
@@ -121,7 +121,7 @@ TEST_F(WholeFileWrite, SymbolicLinksAreWrittenThrough) {
   EXPECT_TRUE(S_ISLNK(statOf("second").st_mode));
 }
 
-TEST_F(WholeFileWrite, ALinkThatLeadsNowhereYetMakesItsTarget) {
+TEST_F(AtomicWrite, WritingThroughADanglingLinkCreatesItsTarget) {
   std::filesystem::create_symlink("target", directory.path("link"));
   EXPECT_FALSE(manager.fileExistsAtPath(directory.path("link")));
   ASSERT_TRUE(write("link", "new").ok());
@@ -129,12 +129,12 @@ TEST_F(WholeFileWrite, ALinkThatLeadsNowhereYetMakesItsTarget) {
   EXPECT_TRUE(S_ISLNK(statOf("link").st_mode));
 }
 
-TEST_F(WholeFileWrite, ALinkToItselfFails) {
+TEST_F(AtomicWrite, ALinkToItselfFails) {
   std::filesystem::create_symlink("loop", directory.path("loop"));
   EXPECT_EQ(write("loop", "x").code, ELOOP);
 }
 
-TEST_F(WholeFileWrite, HardLinksAreNotBroken) {
+TEST_F(AtomicWrite, HardLinksAreNotBroken) {
   directory.write("f", "old and long");
   std::filesystem::create_hard_link(directory.path("f"), directory.path("g"));
   ASSERT_TRUE(write("f", "new").ok());
@@ -144,7 +144,7 @@ TEST_F(WholeFileWrite, HardLinksAreNotBroken) {
   EXPECT_EQ(directory.read("f"), "a longer text than any before");
 }
 
-TEST_F(WholeFileWrite, AFileThatMayNotBeWrittenFailsAndStays) {
+TEST_F(AtomicWrite, AReadOnlyFileIsLeftUnchanged) {
   directory.write("f", "old");
   giveToNobody("f");
   giveToNobody("");
@@ -154,7 +154,7 @@ TEST_F(WholeFileWrite, AFileThatMayNotBeWrittenFailsAndStays) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(WholeFileWrite, InAFolderThatMayNotBeWrittenTheBytesAreReplacedInPlace) {
+TEST_F(AtomicWrite, InAReadOnlyFolderTheFileIsWrittenInPlace) {
   directory.write("f", "old");
   giveToNobody("f");
   ASSERT_EQ(::chmod(cPath("f"), 0666), 0);
@@ -168,7 +168,7 @@ TEST_F(WholeFileWrite, InAFolderThatMayNotBeWrittenTheBytesAreReplacedInPlace) {
   EXPECT_EQ(inChildWithoutPrivileges([&] { return write("new", "x").code; }), EACCES);
 }
 
-TEST_F(WholeFileWrite, InAStickyFolderAnothersFileIsReplacedInPlace) {
+TEST_F(AtomicWrite, InAStickyFolderAnotherUsersFileIsWrittenInPlace) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can make somebody else's file";
   directory.write("f", "old");
   ASSERT_EQ(::chmod(cPath("f"), 0666), 0);
@@ -179,7 +179,7 @@ TEST_F(WholeFileWrite, InAStickyFolderAnothersFileIsReplacedInPlace) {
   EXPECT_EQ(statOf("f").st_ino, before);
 }
 
-TEST_F(WholeFileWrite, SpecialFilesAreNeitherReadNorWritten) {
+TEST_F(AtomicWrite, SpecialFilesAreNeitherReadNorWritten) {
   ASSERT_EQ(::mkfifo(cPath("pipe"), 0666), 0);
   EXPECT_FALSE(write("pipe", "x").ok());
   EXPECT_FALSE(manager.contentsAtPath(directory.path("pipe")).status.ok());
@@ -195,7 +195,7 @@ TEST_F(WholeFileWrite, SpecialFilesAreNeitherReadNorWritten) {
   EXPECT_FALSE(manager.contentsAtPath("/dev/zero").status.ok());
 }
 
-TEST_F(WholeFileWrite, AFullDiskLeavesTheOldBytesAndNothingElse) {
+TEST_F(AtomicWrite, AFullDiskKeepsTheOldBytesAndLeavesNoStrayFile) {
   if (::geteuid() != 0) GTEST_SKIP() << "mounting is root's";
   const std::string disk = directory.path("disk");
   ASSERT_TRUE(std::filesystem::create_directory(disk));
@@ -208,7 +208,7 @@ TEST_F(WholeFileWrite, AFullDiskLeavesTheOldBytesAndNothingElse) {
   const std::string large(200'000, 'x');
   EXPECT_EQ(write("disk/g", large).code, ENOSPC);
   EXPECT_EQ(directory.read("disk/g"), "other");
-  // In place, because of the second link: the space is taken before a byte is overwritten.
+  // In place, because of the hard link: the space is reserved before a byte is overwritten.
   EXPECT_EQ(write("disk/f", large).code, ENOSPC);
   EXPECT_EQ(directory.read("disk/f"), "old bytes");
   EXPECT_EQ(write("disk/new", large).code, ENOSPC);
@@ -217,7 +217,7 @@ TEST_F(WholeFileWrite, AFullDiskLeavesTheOldBytesAndNothingElse) {
   EXPECT_EQ(::umount(disk.c_str()), 0);
 }
 
-TEST_F(WholeFileWrite, AFileSizeLimitLeavesTheOldBytesAndNothingElse) {
+TEST_F(AtomicWrite, AFileSizeLimitKeepsTheOldBytesAndLeavesNoStrayFile) {
   directory.write("f", "old");
   std::filesystem::create_hard_link(directory.path("f"), directory.path("linked"));
   directory.write("g", "other");
@@ -236,7 +236,7 @@ TEST_F(WholeFileWrite, AFileSizeLimitLeavesTheOldBytesAndNothingElse) {
   EXPECT_EQ(directory.entryCount(), 3U);
 }
 
-TEST_F(WholeFileWrite, LargeFilesAreReadAndWrittenWhole) {
+TEST_F(AtomicWrite, LargeFilesAreReadAndWrittenWhole) {
   std::string bytes;
   for (int i = 0; i < 1'000'000; ++i) bytes += std::to_string(i);
   ASSERT_TRUE(write("f", bytes).ok());
@@ -245,14 +245,14 @@ TEST_F(WholeFileWrite, LargeFilesAreReadAndWrittenWhole) {
   EXPECT_EQ(std::string(reading.data.bytes().begin(), reading.data.bytes().end()), bytes);
 }
 
-TEST_F(WholeFileWrite, TwoQuickChangesCarryDifferentDates) {
+TEST_F(AtomicWrite, TwoQuickChangesCarryDifferentDates) {
   ASSERT_TRUE(write("f", "one").ok());
   const auto date = manager.modificationDateAtPath(directory.path("f"));
   directory.write("f", "two");
   EXPECT_NE(manager.modificationDateAtPath(directory.path("f")), date);
 }
 
-TEST_F(WholeFileWrite, ReplacingGoesThroughALinkToTheFileItself) {
+TEST_F(AtomicWrite, ReplacementFollowsALinkAtTheTarget) {
   directory.write("real", "old");
   std::filesystem::create_symlink("real", directory.path("link"));
   directory.write("backup", "new");
@@ -261,7 +261,7 @@ TEST_F(WholeFileWrite, ReplacingGoesThroughALinkToTheFileItself) {
   EXPECT_TRUE(S_ISLNK(statOf("link").st_mode));
 }
 
-TEST_F(WholeFileWrite, AReplacementThatIsALinkGivesWhatItLeadsToAndGoes) {
+TEST_F(AtomicWrite, ALinkAsReplacementContributesItsTargetAndIsRemoved) {
   std::filesystem::create_directory(directory.path("deep"));
   directory.write("deep/real", "new");
   directory.write("target", "old");
@@ -273,7 +273,7 @@ TEST_F(WholeFileWrite, AReplacementThatIsALinkGivesWhatItLeadsToAndGoes) {
   EXPECT_EQ(directory.read("deep/real"), "new");
 }
 
-TEST_F(WholeFileWrite, AReplacementThatLeadsNowhereOrToTheTargetChangesNothing) {
+TEST_F(AtomicWrite, ADanglingOrSelfReferringReplacementChangesNothing) {
   directory.write("target", "old");
   std::filesystem::create_symlink("none", directory.path("dangling"));
   std::filesystem::create_symlink("target", directory.path("same"));
@@ -283,7 +283,7 @@ TEST_F(WholeFileWrite, AReplacementThatLeadsNowhereOrToTheTargetChangesNothing) 
   EXPECT_EQ(directory.entryCount(), 3U);
 }
 
-TEST_F(WholeFileWrite, AFileThatIsMountedOnIsReplacedInPlace) {
+TEST_F(AtomicWrite, AMountPointIsWrittenInPlace) {
   if (::geteuid() != 0) GTEST_SKIP() << "mounting is root's";
   directory.write("real", "old");
   directory.write("f", "under the mount");
@@ -295,7 +295,7 @@ TEST_F(WholeFileWrite, AFileThatIsMountedOnIsReplacedInPlace) {
   EXPECT_EQ(::umount(directory.path("f").c_str()), 0);
 }
 
-TEST_F(WholeFileWrite, ReplacingAcrossFileSystemsCopiesAndRemoves) {
+TEST_F(AtomicWrite, ReplacingAcrossFileSystemsCopiesAndRemoves) {
   if (!std::filesystem::is_directory("/dev/shm")) return;
   struct stat other {};
   ASSERT_EQ(::stat("/dev/shm", &other), 0);
@@ -324,7 +324,7 @@ constexpr unsigned char kAccessList[] = {2,    0, 0, 0,                         
                                          0x10, 0, 6, 0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                                          0x20, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF};
 
-TEST_F(WholeFileWrite, AFolderThatGivesNewFilesAnAccessListGivesNoneToARewrittenFile) {
+TEST_F(AtomicWrite, ADefaultAclDoesNotApplyToARewrittenFile) {
   directory.write("f", "old");
   ASSERT_EQ(::chmod(cPath("f"), 0640), 0);
   if (::setxattr(directory.path().c_str(), "system.posix_acl_default", kAccessList, sizeof kAccessList, 0) != 0) {
@@ -336,12 +336,12 @@ TEST_F(WholeFileWrite, AFolderThatGivesNewFilesAnAccessListGivesNoneToARewritten
   ASSERT_TRUE(write("f", "new").ok());
   EXPECT_EQ(::getxattr(cPath("f"), "system.posix_acl_access", nullptr, 0), -1);
   EXPECT_EQ(statOf("f").st_mode & 07777, 0640U);
-  // A new file has the list that the folder gives, and lets in nobody all the same.
+  // The new file inherits the default ACL, and still grants no access to others.
   ASSERT_TRUE(write("new", "x").ok());
   EXPECT_EQ(statOf("new").st_mode & 077, 0U);
 }
 
-TEST_F(WholeFileWrite, InAFolderThatOnlyGrowsOrNeverChangesTheBytesAreReplacedInPlace) {
+TEST_F(AtomicWrite, InAnAppendOnlyOrImmutableFolderTheFileIsWrittenInPlace) {
   if (::geteuid() != 0) GTEST_SKIP() << "such folders are root's to make";
   for (const int flag : {FS_IMMUTABLE_FL, FS_APPEND_FL}) {
     const std::string name = flag == FS_APPEND_FL ? "growing" : "fixed";
@@ -362,7 +362,7 @@ TEST_F(WholeFileWrite, InAFolderThatOnlyGrowsOrNeverChangesTheBytesAreReplacedIn
   }
 }
 
-TEST_F(WholeFileWrite, AFileLargerThanMemoryIsNeitherReadNorTornNorTheEndOfTheProgram) {
+TEST_F(AtomicWrite, AFileLargerThanMemoryFailsWithoutDamage) {
   directory.write("f", "old");
   constexpr off_t kHuge = off_t{8} << 40;
   if (::truncate(cPath("f"), kHuge) != 0) GTEST_SKIP() << "no such files on this file system";
@@ -375,8 +375,8 @@ TEST_F(WholeFileWrite, AFileLargerThanMemoryIsNeitherReadNorTornNorTheEndOfThePr
   EXPECT_EQ(statOf("g").st_size, kHuge);
 }
 
-TEST_F(WholeFileWrite, WhatASizeSaysIsNotBelieved) {
-  // Files whose size is told as nothing, and as more than they hold.
+TEST_F(AtomicWrite, TheReportedSizeIsNotTrusted) {
+  // Files with a reported size of zero, and with more than they hold.
   const FileReading more = manager.contentsAtPath("/proc/self/status");
   ASSERT_TRUE(more.status.ok()) << more.status.reason;
   EXPECT_GT(more.data.size(), 100U);
@@ -386,7 +386,7 @@ TEST_F(WholeFileWrite, WhatASizeSaysIsNotBelieved) {
   EXPECT_LT(less.data.size(), 200U);
 }
 
-TEST_F(WholeFileWrite, ACopyHasTheAttributesOfItsSource) {
+TEST_F(AtomicWrite, ACopyHasTheAttributesOfItsSource) {
   directory.write("f", "x");
   if (::setxattr(cPath("f"), "user.note", "kept", 4, 0) != 0) return;
   ASSERT_TRUE(manager.copyItemAtPathToPath(directory.path("f"), directory.path("g")).ok());
@@ -395,10 +395,10 @@ TEST_F(WholeFileWrite, ACopyHasTheAttributesOfItsSource) {
   EXPECT_STREQ(value, "kept");
 }
 
-TEST_F(WholeFileWrite, ACopyWithoutItsAccessListIsOpenToNobodyNew) {
+TEST_F(AtomicWrite, ACopyWithoutItsAclGrantsNoAdditionalAccess) {
   directory.write("f", "x");
   if (::setxattr(cPath("f"), "system.posix_acl_access", kAccessList, sizeof kAccessList, 0) != 0) return;
-  // Of the mode's group bits, rw- here, the owning group has r-- only: the list says so, and without it nothing does.
+  // The mode's group bits are the ACL's mask (rw-), while the group has r-- only; without the ACL that would be lost.
   ASSERT_EQ(statOf("f").st_mode & 0777, 0660U);
   const CallFault noLists{SYS_fsetxattr, EOPNOTSUPP};
   EXPECT_EQ(inChildWithFaults(

@@ -1,4 +1,4 @@
-// What becomes of a file that an exchange of names displaced, whichever state its process left.
+// Settlement of displaced files, for every state that an interrupted process may leave.
 
 #include "platform/linux/files/displaced_file.h"
 
@@ -25,7 +25,7 @@ struct DisplacedFile : testing::Test {
   LinuxFileManager manager;
   std::string name;
 
-  /// A file with these bytes and a date of its own, so many seconds after the epoch.
+  /// A file with these bytes and this mtime, in seconds since the epoch.
   FileVersion make(const std::string& file, const std::string& bytes, time_t date) {
     directory.write(file, bytes);
     const timespec times[2] = {{date, 0}, {date, 0}};
@@ -33,8 +33,8 @@ struct DisplacedFile : testing::Test {
     return manager.contentsAtPath(directory.path(file)).version;
   }
 
-  /// The bookmarks file is "f", and its version that was read and our new file are these; then one of three files lies
-  /// under the displaced name.
+  /// The bookmarks file is "f"; these are the versions read and written. One of three files is under the displaced
+  /// name.
   void prepare(const std::string& inPlace, const std::string& displaced) {
     const FileVersion read = make("read", "what was read", 1000);
     const FileVersion own = make("own", "sorted", 2000);
@@ -52,21 +52,21 @@ struct DisplacedFile : testing::Test {
   std::vector<std::string> kept() { return manager.keptSavesAtPath(directory.path("f")); }
 };
 
-TEST_F(DisplacedFile, WhatWasReadIsRemoved) {
+TEST_F(DisplacedFile, TheVersionThatWasReadIsRemoved) {
   prepare("own", "read");
   EXPECT_EQ(settled(), Settlement::kReplaced);
   EXPECT_EQ(directory.read("f"), "sorted");
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(DisplacedFile, OurOwnFileIsRemovedWhereItNeverTookThePlace) {
+TEST_F(DisplacedFile, OurOwnDisplacedFileIsRemoved) {
   prepare("read", "own");
   EXPECT_EQ(settled(), Settlement::kPutBack);
   EXPECT_EQ(directory.read("f"), "what was read");
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(DisplacedFile, ASaveGoesBackAndOurFileGoes) {
+TEST_F(DisplacedFile, AConcurrentSaveIsPutBackAndOurFileRemoved) {
   prepare("own", "save");
   EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
   EXPECT_EQ(settled(), Settlement::kPutBack);
@@ -75,7 +75,7 @@ TEST_F(DisplacedFile, ASaveGoesBackAndOurFileGoes) {
   EXPECT_TRUE(kept().empty());
 }
 
-TEST_F(DisplacedFile, OfTwoSavesTheNewerOneHasThePlaceAndTheOlderOneIsKept) {
+TEST_F(DisplacedFile, OfTwoSavesTheNewerStaysAndTheOlderIsKeptAside) {
   prepare("later", "save");
   EXPECT_EQ(settled(), Settlement::kKept);
   EXPECT_EQ(directory.read("f"), "a later save");
@@ -83,20 +83,20 @@ TEST_F(DisplacedFile, OfTwoSavesTheNewerOneHasThePlaceAndTheOlderOneIsKept) {
   EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
 }
 
-TEST_F(DisplacedFile, ANewerSaveTakesThePlaceOfAnOlderOne) {
+TEST_F(DisplacedFile, ANewerDisplacedSaveReplacesAnOlderOne) {
   prepare("save", "later");
   EXPECT_EQ(settled(), Settlement::kKept);
   EXPECT_EQ(directory.read("f"), "a later save");
   EXPECT_EQ(directory.read(name), "a save");
 }
 
-TEST_F(DisplacedFile, WhereNothingHasThePlaceASaveIsKept) {
+TEST_F(DisplacedFile, ASaveIsKeptAsideIfItsFileWasDeleted) {
   prepare("", "save");
   EXPECT_EQ(settled(), Settlement::kKept);
   EXPECT_EQ(directory.read(name), "a save");
 }
 
-TEST_F(DisplacedFile, WhatWasReadGoesBackWhileAProgramHasItOpenForWriting) {
+TEST_F(DisplacedFile, ADisplacedFileWithAWriterIsPutBack) {
   prepare("own", "read");
   const UniqueFd writer(::open(directory.path(name).c_str(), O_RDWR | O_CLOEXEC));
   EXPECT_EQ(settled(), Settlement::kPutBack);
@@ -104,7 +104,7 @@ TEST_F(DisplacedFile, WhatWasReadGoesBackWhileAProgramHasItOpenForWriting) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(DisplacedFile, AnyReadingAndAnyWriteInTheFolderPutsASaveBack) {
+TEST_F(DisplacedFile, AnyReadOrWriteInTheFolderPutsASaveBack) {
   prepare("own", "save");
   const FileReading reading = manager.contentsAtPath(directory.path("f"));
   EXPECT_EQ(std::string(reading.data.bytes().begin(), reading.data.bytes().end()), "a save");
@@ -115,7 +115,7 @@ TEST_F(DisplacedFile, AnyReadingAndAnyWriteInTheFolderPutsASaveBack) {
   EXPECT_EQ(directory.read("f"), "a save");
 }
 
-TEST_F(DisplacedFile, InASharedFolderNoOtherUserSlipsAFileIntoThePlace) {
+TEST_F(DisplacedFile, InASharedFolderAnotherUsersFileIsNotPutBack) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can make another user's file";
   prepare("own", "save");
   constexpr uid_t kNobody = 65534;
@@ -126,7 +126,7 @@ TEST_F(DisplacedFile, InASharedFolderNoOtherUserSlipsAFileIntoThePlace) {
   EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});
 }
 
-TEST_F(DisplacedFile, ASecondNameOfAnotherFileIsNotPutIntoThePlace) {
+TEST_F(DisplacedFile, AHardLinkOfAnotherFileIsNotPutBack) {
   prepare("own", "save");
   std::filesystem::create_hard_link(directory.path(name), directory.path("victim"));
   EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
@@ -134,7 +134,7 @@ TEST_F(DisplacedFile, ASecondNameOfAnotherFileIsNotPutIntoThePlace) {
   EXPECT_EQ(directory.read("victim"), "a save");
 }
 
-TEST_F(DisplacedFile, WhereThePlaceCannotBeTakenTheReadingFails) {
+TEST_F(DisplacedFile, ReadingFailsIfASaveCannotBePutBack) {
   prepare("own", "save");
   const CallFault fault{SYS_renameat2, EIO};
   EXPECT_EQ(inChildWithFaults({fault}, [&] { return manager.contentsAtPath(directory.path("f")).status.code; }), EIO);
@@ -142,7 +142,7 @@ TEST_F(DisplacedFile, WhereThePlaceCannotBeTakenTheReadingFails) {
   EXPECT_EQ(directory.read("f"), "sorted");
 }
 
-TEST_F(DisplacedFile, ANameOfAnotherFormIsNone) {
+TEST_F(DisplacedFile, OtherNamesAreNotParsed) {
   prepare("own", "save");
   EXPECT_TRUE(parseDisplacedName(name));
   EXPECT_FALSE(parseDisplacedName(name.substr(1)));

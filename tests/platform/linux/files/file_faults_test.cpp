@@ -1,4 +1,4 @@
-// Files on a system whose calls fail, one after the other, and on file systems that lack some of them.
+// File operations with failing system calls, and on file systems that lack some of them.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ constexpr unsigned kUnnamedFlag = O_TMPFILE & ~O_DIRECTORY;
 constexpr CallFault kNoUnnamedFiles{SYS_openat, EOPNOTSUPP, 2, kUnnamedFlag, kUnnamedFlag};
 constexpr CallFault kNoRenameFlags{SYS_renameat2, EINVAL};
 
-/// The calls that operations on files make, but for those without which nothing could be cleaned up.
+/// The system calls of file operations, except those needed for cleaning up.
 const std::vector<long>& calls() {
   static const std::vector<long> all = {SYS_openat,    SYS_readlinkat, SYS_newfstatat, SYS_faccessat2, SYS_fchmod,
                                         SYS_fchown,    SYS_flistxattr, SYS_pwritev,    SYS_pwrite64,   SYS_pread64,
@@ -32,7 +32,7 @@ const std::vector<long>& calls() {
   return all;
 }
 
-/// A fault of the device, and a right that is missing: some of the latter are taken as a hint to try another way.
+/// A device error, and a missing permission, which sometimes selects another strategy.
 const std::vector<int>& codes() {
   static const std::vector<int> all = {EIO, EACCES};
   return all;
@@ -51,7 +51,7 @@ struct FileFaults : testing::Test {
   }
   bool exists(const std::string& name) { return std::filesystem::exists(directory.path(name)); }
 
-  /// Runs `body` once for each call and each way it can fail, telling `check` how the body ended.
+  /// Runs `body` once for each call and error, and passes its result to `check`.
   template <typename Body, typename Check>
   void withEachFault(std::vector<CallFault> faults, const Body& body, const Check& check) {
     for (const long number : calls()) {
@@ -68,7 +68,7 @@ struct FileFaults : testing::Test {
   }
 };
 
-TEST_F(FileFaults, WhateverCallFailsAFileHoldsAllOldOrAllNewBytesAndNothingElseStays) {
+TEST_F(FileFaults, AnyFailingCallLeavesAllOldOrAllNewBytesAndNoStrayFile) {
   const std::string old = "old bytes";
   const std::string fresh(300'000, 'n');
   const std::vector<std::vector<CallFault>> fileSystems = {{}, {kNoUnnamedFiles}, {kNoUnnamedFiles, kNoRenameFlags}};
@@ -83,12 +83,12 @@ TEST_F(FileFaults, WhateverCallFailsAFileHoldsAllOldOrAllNewBytesAndNothingElseS
           ASSERT_EQ(directory.entryCount(), 1U);
           directory.write("f", old);
         });
-    // The faults were real.
+    // The faults took effect.
     EXPECT_GT(failures, 5);
   }
 }
 
-TEST_F(FileFaults, WhateverCallFailsAFileWithTwoNamesHoldsAllOldOrAllNewBytes) {
+TEST_F(FileFaults, AnyFailingCallLeavesAHardLinkedFileWithAllOldOrAllNewBytes) {
   for (const auto& [old, fresh] : {std::pair<std::string, std::string>{"old", std::string(300'000, 'n')},
                                    std::pair<std::string, std::string>{std::string(300'000, 'o'), "new"}}) {
     directory.write("f", old);
@@ -108,7 +108,7 @@ TEST_F(FileFaults, WhateverCallFailsAFileWithTwoNamesHoldsAllOldOrAllNewBytes) {
   }
 }
 
-TEST_F(FileFaults, WhereNamesCannotBeExchangedAChangedFileIsLeftAloneToo) {
+TEST_F(FileFaults, WithoutAnExchangeAChangedFileIsNotOverwritten) {
   directory.write("f", "read");
   const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
   directory.write("f", "saved since");
@@ -124,7 +124,7 @@ TEST_F(FileFaults, WhereNamesCannotBeExchangedAChangedFileIsLeftAloneToo) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(FileFaults, WhateverCallFailsANewFileIsThereWholeOrNotAtAll) {
+TEST_F(FileFaults, AnyFailingCallLeavesANewFileCompleteOrAbsent) {
   const std::string fresh(300'000, 'n');
   for (const auto& fileSystem : {std::vector<CallFault>{}, std::vector<CallFault>{kNoUnnamedFiles}}) {
     withEachFault(
@@ -140,7 +140,7 @@ TEST_F(FileFaults, WhateverCallFailsANewFileIsThereWholeOrNotAtAll) {
   }
 }
 
-TEST_F(FileFaults, WhateverCallFailsACopyIsThereWholeOrNotAtAll) {
+TEST_F(FileFaults, AnyFailingCallLeavesACopyCompleteOrAbsent) {
   const std::string bytes(300'000, 'c');
   directory.write("f", bytes);
   for (const auto& fileSystem : {std::vector<CallFault>{}, std::vector<CallFault>{kNoUnnamedFiles}}) {
@@ -158,7 +158,7 @@ TEST_F(FileFaults, WhateverCallFailsACopyIsThereWholeOrNotAtAll) {
   }
 }
 
-TEST_F(FileFaults, WhateverCallFailsAReplacementHappensOrDoesNot) {
+TEST_F(FileFaults, AnyFailingCallLeavesAReplacementDoneOrUndone) {
   const auto prepare = [&] {
     directory.write("target", "old");
     directory.write("replacement", "new");
@@ -174,7 +174,7 @@ TEST_F(FileFaults, WhateverCallFailsAReplacementHappensOrDoesNot) {
       });
 }
 
-TEST_F(FileFaults, AWriteThatFailsHalfWayInPlacePutsTheOldBytesBack) {
+TEST_F(FileFaults, AFailedInPlaceWriteRestoresTheOldBytes) {
   directory.write("f", "old bytes");
   std::filesystem::create_hard_link(directory.path("f"), directory.path("g"));
   const std::string first(400'000, 'a');
@@ -250,7 +250,7 @@ TEST_F(FileFaults, WithoutAnExchangeItemsOfDifferentKindsStillReplaceEachOther) 
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(FileFaults, AReplacementThatCannotFollowLetsTheOldItemComeBack) {
+TEST_F(FileFaults, AFailedReplacementRestoresTheOldItem) {
   ASSERT_EQ(::chmod(directory.path().c_str(), 0777), 0);
   directory.write("target", "old");
   std::filesystem::create_directories(directory.path("locked/folder"));
@@ -267,7 +267,7 @@ TEST_F(FileFaults, AReplacementThatCannotFollowLetsTheOldItemComeBack) {
   EXPECT_EQ(directory.entryCount(), 2U);
 }
 
-TEST_F(FileFaults, AnOldItemThatCannotBeRemovedComesBackAndSoDoesTheReplacement) {
+TEST_F(FileFaults, AnOldItemThatCannotBeRemovedUndoesTheReplacement) {
   const int answer = inChildWithoutPrivileges([&] {
     TemporaryDirectory own;
     std::filesystem::create_directory(own.path("target"));
@@ -285,8 +285,8 @@ TEST_F(FileFaults, AnOldItemThatCannotBeRemovedComesBackAndSoDoesTheReplacement)
   EXPECT_EQ(answer, EACCES);
 }
 
-/// Where a rename is not enough, a copy takes the target's place, and the replacement goes last. In a sticky folder it
-/// may not.
+/// Where a rename is not possible: a copy replaces the target and the replacement is removed last. In a sticky folder
+/// that may fail.
 struct CopyAsReplacement : testing::Test {
   /// The code of a replacement that cannot go, or 97 to 99. `isOurs`: whether the target's file belongs to the user.
   static int replace(const std::string& stickyFolder, const std::string& replacement, bool isOurs) {
@@ -306,7 +306,7 @@ struct CopyAsReplacement : testing::Test {
   static constexpr uid_t kNobody = 65534;
 };
 
-TEST_F(CopyAsReplacement, ALinkThatCannotBeRemovedLetsTheOldItemComeBack) {
+TEST_F(CopyAsReplacement, ALinkThatCannotBeRemovedUndoesTheReplacement) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may give files away";
   TemporaryDirectory sticky;
   sticky.write("real", "new");
@@ -317,7 +317,7 @@ TEST_F(CopyAsReplacement, ALinkThatCannotBeRemovedLetsTheOldItemComeBack) {
   }
 }
 
-TEST_F(CopyAsReplacement, AFileOfAnotherFileSystemThatCannotBeRemovedLetsTheOldItemComeBack) {
+TEST_F(CopyAsReplacement, AFileOnAnotherFileSystemThatCannotBeRemovedUndoesTheReplacement) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root may give files away";
   const TemporaryDirectory here;
   std::string path = "/dev/shm/tarvel-test-XXXXXX";
@@ -335,7 +335,7 @@ TEST_F(CopyAsReplacement, AFileOfAnotherFileSystemThatCannotBeRemovedLetsTheOldI
   EXPECT_EQ(answers, (std::vector<int>{EPERM, EPERM}));
 }
 
-TEST_F(FileFaults, WhateverCallFailsACopyTakesTheTargetsPlaceOrTheOldItemIsThere) {
+TEST_F(FileFaults, AnyFailingCallLeavesTheCopyOrTheOldItemAtTheTarget) {
   const auto prepare = [&] {
     directory.write("target", "old");
     directory.write("real", "new");
@@ -379,9 +379,9 @@ TEST_F(FileFaults, WhereUnnamedFilesAreForbiddenAnExistingFileIsWrittenInPlace) 
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(FileFaults, ACopyGetsItsNameInOneStepAndNeverHasAnother) {
+TEST_F(FileFaults, ACopyIsLinkedDirectlyToItsFinalName) {
   directory.write("f", "bytes");
-  // Nothing can be renamed or removed here: a copy that had a first name would be stuck with it.
+  // Nothing can be renamed or removed here, so a copy could not lose a temporary name.
   EXPECT_EQ(inChildWithFaults({{SYS_renameat2, EIO}, {SYS_renameat, EIO}, {SYS_unlinkat, EIO}},
                               [&] { return copy("f", "g"); }),
             0);

@@ -30,7 +30,7 @@ TEST_F(FileSizeLimit, IsANumberWithOrWithoutAUnit) {
   EXPECT_EQ(fileSizeLimitFrom("2G"), 2048 * kMiB);
 }
 
-TEST_F(FileSizeLimit, IsTheDefaultForWhatIsNoSize) {
+TEST_F(FileSizeLimit, IsTheDefaultForAnInvalidSize) {
   for (const char* text : {"", "0", "M", "-1", "+1", " 1", "1 ", "1k", "1MM", "1.5G", "x", "99999999999999999999",
                            "18446744073709551615K"}) {
     EXPECT_EQ(fileSizeLimitFrom(text), kDefaultFileSizeLimit) << text;
@@ -58,7 +58,7 @@ TEST_F(FileSizeLimit, ALargerFileIsRefusedWithTheLimitAndWhatToDo) {
   EXPECT_EQ(reading.data.size(), 0U);
 }
 
-TEST_F(FileSizeLimit, AFileOfJustTheLimitIsRead) {
+TEST_F(FileSizeLimit, AFileOfExactlyTheLimitIsRead) {
   ::setenv(kFileSizeLimitVariable, "10", 1);
   directory.write("f", "0123456789");
   EXPECT_EQ(files.contentsAtPath(directory.path("f")).data.size(), 10U);
@@ -68,7 +68,7 @@ TEST_F(FileSizeLimit, AFileOfJustTheLimitIsRead) {
   EXPECT_TRUE(files.contentsAtPath(directory.path("f")).status.ok());
 }
 
-TEST_F(FileSizeLimit, HoldsForAFileThatSaysItIsEmpty) {
+TEST_F(FileSizeLimit, AppliesToAFileWithReportedSizeZero) {
   ::setenv(kFileSizeLimitVariable, "10", 1);
   EXPECT_EQ(files.contentsAtPath("/proc/self/status").status.code, EFBIG);
 }

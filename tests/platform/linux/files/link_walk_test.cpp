@@ -1,5 +1,5 @@
-// Symbolic links of other users in folders where anyone may write: the kernel's protected_symlinks rule, kept by every
-// write that follows links itself.
+// Other users' symbolic links in world-writable folders: the kernel's protected_symlinks rule, applied by every write
+// that follows links.
 
 #include "platform/linux/files/link_walk.h"
 
@@ -97,7 +97,7 @@ TEST_F(LinkWalk, ALinkToNothingMakesNoFile) {
   EXPECT_FALSE(std::filesystem::exists(folder.path("home/file")));
 }
 
-TEST_F(LinkWalk, NoItemIsReplacedBehindAnotherUsersLink) {
+TEST_F(LinkWalk, NoItemIsReplacedThroughAnotherUsersLink) {
   shareLink(kSticky, kOther);
   folder.write("home/new", "new");
   const int code = inChildAs(

@@ -1,4 +1,4 @@
-// Folders that this program makes on its way to a file are for their user alone, whatever the umask.
+// Folders that this program creates are private, for any umask.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -29,7 +29,7 @@ struct PrivateFolders : testing::Test {
 
   void expectPrivate(std::initializer_list<const char*> names) const {
     for (const char* name : names) EXPECT_EQ(mode(name), 0700U) << name;
-    // What was there already stays as it was.
+    // Existing folders are unchanged.
     EXPECT_EQ(mode("home"), 0755U);
   }
 

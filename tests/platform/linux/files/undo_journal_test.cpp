@@ -1,4 +1,4 @@
-// What somebody else does to a file while it is sorted, and what a write that was cut off leaves.
+// Concurrent writes by other programs, and recovery from interrupted writes.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -55,7 +55,7 @@ struct WrittenFile : testing::Test {
 struct ReadVersion : WrittenFile {};
 struct InterruptedWrite : WrittenFile {};
 
-TEST_F(ReadVersion, AFileThatSomebodyHasOpenForWritingCountsAsChangedAndOneThatIsReadDoesNot) {
+TEST_F(ReadVersion, AFileOpenForWritingCountsAsChangedAndOneOpenForReadingDoesNot) {
   directory.write("f", "old");
   const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
   const Data data = Data::copyOf("new");
@@ -68,7 +68,7 @@ TEST_F(ReadVersion, AFileThatSomebodyHasOpenForWritingCountsAsChangedAndOneThatI
     EXPECT_EQ(statOf("f").st_ctim.tv_nsec, before.st_ctim.tv_nsec);
     EXPECT_TRUE(manager.isOpenForWritingAtPath(directory.path("f")));
     EXPECT_EQ(directory.read("f"), "old");
-    // It is the same file that comes back, not a copy.
+    // The same file is back, not a copy.
     EXPECT_EQ(::pwrite(writer.get(), "OLD", 3, 0), 3);
     EXPECT_EQ(directory.read("f"), "OLD");
   }
@@ -79,7 +79,7 @@ TEST_F(ReadVersion, AFileThatSomebodyHasOpenForWritingCountsAsChangedAndOneThatI
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(ReadVersion, AnotherFileOfTheSameSizeAndDateIsNotTheOneThatWasRead) {
+TEST_F(ReadVersion, AnotherFileOfTheSameSizeAndDateCountsAsChanged) {
   directory.write("f", "old");
   directory.write("other", "OLD");
   struct stat status = statOf("f");
@@ -93,7 +93,7 @@ TEST_F(ReadVersion, AnotherFileOfTheSameSizeAndDateIsNotTheOneThatWasRead) {
   EXPECT_EQ(directory.read("other"), "OLD");
 }
 
-TEST_F(ReadVersion, AFileThatIsReplacedInPlaceIsLeftAloneToo) {
+TEST_F(ReadVersion, AChangedFileIsNotWrittenInPlaceEither) {
   directory.write("f", "old");
   ASSERT_EQ(::link(cPath("f"), directory.path("g").c_str()), 0);
   const FileVersion version = manager.contentsAtPath(directory.path("f")).version;
@@ -108,7 +108,7 @@ TEST_F(ReadVersion, AFileThatIsReplacedInPlaceIsLeftAloneToo) {
   EXPECT_EQ(directory.entryCount(), 2U);
 }
 
-/// The record of a write of `fresh` over `old` that was cut off, in a file with this status.
+/// The journal of an interrupted write of `fresh` over `old`, for a file with this status.
 std::string recordOf(const std::string& old, const std::string& fresh, const struct stat& file) {
   std::string record("tarvel undo 2\n\0\0", 16);
   const std::uint64_t mayBeElsewhere = file.st_nlink > 1 ? 1 : 0;
@@ -120,7 +120,7 @@ std::string recordOf(const std::string& old, const std::string& fresh, const str
   return record + old + fresh;
 }
 
-TEST_F(InterruptedWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
+TEST_F(InterruptedWrite, StaleFilesAreRemovedAndFilesOfLivingProcessesStay) {
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
   directory.write(".tarvel-fedcba9876543210", "in the making");
@@ -128,7 +128,7 @@ TEST_F(InterruptedWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   struct stat gone = statOf("f");
   gone.st_ino = 1;
   directory.write(".tarvel-undo-1", recordOf("old", "new", gone));
-  // One that may still be torn under another name in another folder.
+  // A file that may still be torn under a name in another folder.
   gone.st_ino = 2;
   gone.st_nlink = 2;
   directory.write(".tarvel-undo-2", recordOf("old", "new", gone));
@@ -143,7 +143,7 @@ TEST_F(InterruptedWrite, WhatAProcessLeftIsRemovedAndWhatALivingOneMakesStays) {
   EXPECT_EQ(directory.entryCount(), 4U);
 }
 
-TEST_F(InterruptedWrite, AWriteToAnyFileOfTheFolderMakesATornOneWhole) {
+TEST_F(InterruptedWrite, AWriteToAnyFileOfTheFolderRestoresATornOne) {
   const std::string old(5000, 'o');
   directory.write("f", "old");
   directory.write("torn", std::string(1000, 'n') + std::string(4000, 'o'));
@@ -154,7 +154,7 @@ TEST_F(InterruptedWrite, AWriteToAnyFileOfTheFolderMakesATornOneWhole) {
   EXPECT_EQ(directory.entryCount(), 2U);
 }
 
-TEST_F(InterruptedWrite, ARecordOfAFileWithTheSameNumberOnAnotherDeviceIsNotUsed) {
+TEST_F(InterruptedWrite, AJournalOfTheSameInodeOnAnotherDeviceIsIgnored) {
   const std::string torn = std::string(1000, 'n') + std::string(4000, 'o');
   directory.write("f", torn);
   struct stat elsewhere = statOf("f");
@@ -166,7 +166,7 @@ TEST_F(InterruptedWrite, ARecordOfAFileWithTheSameNumberOnAnotherDeviceIsNotUsed
   EXPECT_TRUE(manager.fileExistsAtPath(directory.path(name)));
 }
 
-TEST_F(InterruptedWrite, WhatRootLeftInAUsersFolderIsRemovedByTheUser) {
+TEST_F(InterruptedWrite, RootsStaleFilesAreRemovedByTheFoldersOwner) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can leave a file of its own";
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
@@ -177,7 +177,7 @@ TEST_F(InterruptedWrite, WhatRootLeftInAUsersFolderIsRemovedByTheUser) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(InterruptedWrite, WhatRootGaveToAUserBeforeItWasKilledIsRemovedByRoot) {
+TEST_F(InterruptedWrite, RootsStaleFilesWithAnotherOwnerAreRemovedByRoot) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give files away";
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
@@ -186,7 +186,7 @@ TEST_F(InterruptedWrite, WhatRootGaveToAUserBeforeItWasKilledIsRemovedByRoot) {
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-TEST_F(InterruptedWrite, WhatACopyLeftIsRemovedByTheNextCopyAndListing) {
+TEST_F(InterruptedWrite, StaleFilesOfACopyAreRemovedByTheNextCopyOrListing) {
   directory.write("f", "bytes");
   directory.write(".tarvel-0123456789abcdef", "left");
   ASSERT_TRUE(manager.copyItemAtPathToPath(directory.path("f"), directory.path("g")).ok());
@@ -196,7 +196,7 @@ TEST_F(InterruptedWrite, WhatACopyLeftIsRemovedByTheNextCopyAndListing) {
   EXPECT_EQ(names, (std::vector<std::string>{"f", "g"}));
 }
 
-TEST_F(InterruptedWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
+TEST_F(InterruptedWrite, AnInterruptedInPlaceWriteIsUndoneByTheNextReader) {
   const std::string old(5000, 'o');
   const std::string fresh(4000, 'n');
   const auto readWithRecord = [&](const std::string& now) {
@@ -208,7 +208,7 @@ TEST_F(InterruptedWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
   };
   EXPECT_EQ(readWithRecord(fresh.substr(0, 1234) + old.substr(1234)), old);
   EXPECT_EQ(readWithRecord(old.substr(0, 4321)), old);
-  // It was done, or never begun, or somebody has saved since.
+  // The write completed, never began, or another program has saved since.
   EXPECT_EQ(readWithRecord(fresh), fresh);
   EXPECT_EQ(readWithRecord(old), old);
   EXPECT_EQ(readWithRecord(fresh.substr(0, 1234) + "x" + old.substr(1235)),
@@ -216,7 +216,7 @@ TEST_F(InterruptedWrite, AWriteInPlaceThatWasCutOffIsUndoneByTheNextReader) {
   EXPECT_EQ(readWithRecord("something else"), "something else");
 }
 
-TEST_F(InterruptedWrite, ARecordThatIsNoneOrSomebodyElsesOrStillInUseUndoesNothing) {
+TEST_F(InterruptedWrite, AnInvalidForeignOrLockedJournalUndoesNothing) {
   const std::string old(5000, 'o');
   const std::string torn = std::string(1000, 'n') + std::string(4000, 'o');
   directory.write("f", torn);

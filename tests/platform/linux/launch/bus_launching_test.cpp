@@ -37,7 +37,7 @@ struct BusLaunching : Launching {
   SessionBus bus;
 };
 
-// Where there is no desktop file, only the bus can have launched it, and whoever were to try the file next would fail.
+// Without a desktop file only the bus can have launched it; a fallback would fail.
 
 TEST_F(BusLaunching, AnApplicationThatTheBusKnowsIsStartedAndAskedToShowItself) {
   startBus(TARVEL_FAKE_APPLICATION);
@@ -54,7 +54,7 @@ TEST_F(BusLaunching, AnApplicationThatRunsIsAskedAndNotStartedAgain) {
   EXPECT_EQ(linesOf("activated")["pid"], first);
 }
 
-TEST_F(BusLaunching, AProgramThatCannotBeAskedIsLaunchedAllTheSame) {
+TEST_F(BusLaunching, AProgramWithoutTheInterfaceStillCountsAsLaunched) {
   startBus(std::string(TARVEL_FAKE_APPLICATION) + " plain");
   EXPECT_TRUE(launch());
 }
@@ -81,26 +81,26 @@ TEST_F(BusLaunching, AProgramThatIsSlowToTakeItsNameWasLaunched) {
   EXPECT_EQ(waitForNotes().arguments.back(), "by-bus");
 }
 
-TEST_F(BusLaunching, WhatTheBusCannotExecuteIsLaunchedByItsDesktopFile) {
+TEST_F(BusLaunching, AFailedBusActivationFallsBackToTheDesktopFile) {
   addDesktopFile();
   startBus("/nowhere/program");
   EXPECT_TRUE(launch());
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(directory.path("recorder"), "by-file"));
 }
 
-TEST_F(BusLaunching, WhatTheBusDoesNotKnowIsLaunchedByItsDesktopFile) {
+TEST_F(BusLaunching, AnUnknownBusNameFallsBackToTheDesktopFile) {
   addDesktopFile();
   startBus("");
   EXPECT_TRUE(launch());
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(directory.path("recorder"), "by-file"));
 }
 
-TEST_F(BusLaunching, WhatNobodyKnowsIsNotLaunched) {
+TEST_F(BusLaunching, AnUnknownIdentifierIsNotLaunched) {
   startBus("");
   EXPECT_FALSE(launch());
 }
 
-TEST_F(BusLaunching, WithoutABusTheDesktopFileIsLookedForAtOnce) {
+TEST_F(BusLaunching, WithoutABusTheDesktopFileIsUsedAtOnce) {
   const auto start = Clock::now();
   EXPECT_FALSE(launch());
   addDesktopFile();
@@ -116,14 +116,14 @@ TEST_F(BusLaunching, TheUsersDesktopFileComesBeforeTheSystems) {
   EXPECT_THAT(waitForNotes().arguments.back(), "by-file");
   writeDesktopFile("one/applications/org.tarvel.Test.desktop", "Exec=/nowhere/one\n");
   EXPECT_FALSE(launch());
-  // The user takes an application away that the system has.
+  // The user hides an application of the system.
   addDesktopFile("one");
   writeDesktopFile("data/applications/org.tarvel.Test.desktop", "Exec=/bin/true\nHidden=true\n");
   EXPECT_FALSE(launch());
   EXPECT_THAT(notes(), SizeIs(1));
 }
 
-TEST_F(BusLaunching, AnIdentifierLeadsOutOfNoFolderAndIsNoNumber) {
+TEST_F(BusLaunching, AnIdentifierThatIsAPathOrUniqueNameIsRejected) {
   startBus("");
   addDesktopFile();
   for (const char* identifier : {"", ".", "..", "../x", "../applications/org.tarvel.Test", "not a name", ":1.0"}) {
@@ -132,7 +132,7 @@ TEST_F(BusLaunching, AnIdentifierLeadsOutOfNoFolderAndIsNoNumber) {
   EXPECT_FALSE(launch(std::string_view("org.tarvel.Test\0x", 17)));
 }
 
-/// A socket that takes every connection and never says anything.
+/// A socket that accepts every connection and never replies.
 UniqueFd listenSilently(const std::string& path) {
   UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
@@ -144,7 +144,7 @@ UniqueFd listenSilently(const std::string& path) {
   return listener;
 }
 
-TEST_F(BusLaunching, ABusThatNeverAnswersIsGivenUpForTheDesktopFile) {
+TEST_F(BusLaunching, AnUnresponsiveBusFallsBackToTheDesktopFile) {
   const UniqueFd listener = listenSilently(directory.path("silent"));
   ::setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + directory.path("silent")).c_str(), 1);
   addDesktopFile();
@@ -154,7 +154,7 @@ TEST_F(BusLaunching, ABusThatNeverAnswersIsGivenUpForTheDesktopFile) {
   EXPECT_THAT(waitForNotes().arguments.back(), "by-file");
 }
 
-TEST_F(BusLaunching, ABusAndAManagerThatNeverAnswerOfferNothing) {
+TEST_F(BusLaunching, AnUnresponsiveBusAndManagerOfferNothing) {
   std::filesystem::create_directory(directory.path("systemd"));
   const UniqueFd manager = listenSilently(directory.path("systemd/private"));
   const UniqueFd listener = listenSilently(directory.path("bus"));
@@ -164,7 +164,7 @@ TEST_F(BusLaunching, ABusAndAManagerThatNeverAnswerOfferNothing) {
   EXPECT_LT(Clock::now() - start, kTooLong);
 }
 
-TEST_F(BusLaunching, ABusThatIsFrozenIsGivenUp) {
+TEST_F(BusLaunching, AFrozenBusTimesOut) {
   startBus(TARVEL_FAKE_APPLICATION);
   EXPECT_TRUE(launch());
   bus.freeze();
@@ -174,7 +174,7 @@ TEST_F(BusLaunching, ABusThatIsFrozenIsGivenUp) {
   bus.thaw();
 }
 
-TEST_F(BusLaunching, ABusThatFreezesAfterItTookTheRequestIsGivenUp) {
+TEST_F(BusLaunching, ABusThatFreezesAfterTheRequestTimesOut) {
   startBus(std::string(TARVEL_FAKE_APPLICATION) + " freezing");
   const auto start = Clock::now();
   EXPECT_FALSE(launch());

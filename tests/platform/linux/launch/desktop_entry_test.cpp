@@ -25,7 +25,7 @@ TEST(ExecLine, QuotesKeepWordsTogetherAndBackslashesWithinThemQuote) {
   EXPECT_THAT(wordsOfExecLine("a \\ b"), ElementsAre("a", "\\", "b"));
 }
 
-TEST(ExecLine, BrokenQuotingIsNoLine) {
+TEST(ExecLine, MalformedQuotingIsRejected) {
   EXPECT_THAT(wordsOfExecLine("a \"open"), IsEmpty());
   EXPECT_THAT(wordsOfExecLine("a \"open\\\""), IsEmpty());
 }
@@ -101,7 +101,7 @@ TEST_F(DesktopFile, WhatTheBusCouldStartIsLaunchedByItsLineAndNotWithoutOne) {
   EXPECT_FALSE(command("DBusActivatable=true\n"));
 }
 
-TEST_F(DesktopFile, WhatIsNoUsableApplicationIsNotLaunched) {
+TEST_F(DesktopFile, UnusableDesktopFilesAreNotLaunched) {
   for (const char* entries : {"", "Exec=\n", "Exec=\"/bin/true\n", "Exec=\"\" x\n", "Exec=/bin/true\nHidden=true\n",
                               "Exec=/bin/true\nTryExec=/nowhere/x\n", "Exec=/bin/true\nTryExec=/bin\n",
                               "Exec=/nowhere/x\n", "Exec=bin/true\n", "Exec=%f\n"}) {

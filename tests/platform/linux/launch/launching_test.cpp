@@ -1,4 +1,4 @@
-// Programs that are really launched, by path.
+// Launching real programs by path.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -35,7 +35,7 @@ bool launchWithSignalsHeld(Workspace& workspace, const std::string& path) {
 }
 
 TEST_F(Launching, AnExecutableRunsInASessionOfItsOwnWithNothingOfTheLauncherLeftOnIt) {
-  // A descriptor that nobody marked as not to be inherited.
+  // A descriptor without O_CLOEXEC.
   const UniqueFd left(::open("/dev/zero", O_RDONLY));  // NOLINT(android-cloexec-open)
   EXPECT_TRUE(launchWithSignalsHeld(workspace, program("recorder")));
   Notes one = waitForNotes();
@@ -48,7 +48,7 @@ TEST_F(Launching, AnExecutableRunsInASessionOfItsOwnWithNothingOfTheLauncherLeft
   EXPECT_THAT(one.arguments, ElementsAre(directory.path("recorder")));
 }
 
-TEST_F(Launching, WhatTheAgentWasToldAboutItselfIsNotPassedOn) {
+TEST_F(Launching, TheAgentsOwnVariablesAreNotPassedOn) {
   const std::vector<const char*> own = {"NOTIFY_SOCKET", "WATCHDOG_USEC", "LISTEN_FDS", "INVOCATION_ID",
                                         "DBUS_STARTER_ADDRESS"};
   for (const char* name : own) ::setenv(name, "0", 1);
@@ -97,7 +97,7 @@ TEST_F(Launching, PathsOfAnyCharactersAreTakenAsTheyAre) {
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(directory.path(name)));
 }
 
-TEST_F(Launching, WhatCannotBeExecutedIsNotLaunched) {
+TEST_F(Launching, FilesThatCannotBeExecutedAreNotLaunched) {
   directory.write("text", "no program");
   directory.write("garbage", "no program either");
   fs::permissions(directory.path("garbage"), fs::perms::owner_all);
@@ -121,7 +121,7 @@ TEST_F(Launching, WithoutTheRightToItAProgramIsNotLaunched) {
   EXPECT_THAT(notes(), IsEmpty());
 }
 
-TEST_F(Launching, AProgramThatEndsIsWaitedFor) {
+TEST_F(Launching, AnEndedProgramIsReaped) {
   ASSERT_FALSE(hasChildren());
   EXPECT_TRUE(workspace.launchApplication("/bin/true"));
   EXPECT_TRUE(workspace.launchApplication("/bin/false"));

@@ -1,4 +1,4 @@
-// What only a bundle on the disk can meet: forms, encodings and faults of its files.
+// Bundles on disk: formats, encodings and malformed files.
 
 #include "platform/linux/launch/linux_bundle.h"
 
@@ -67,7 +67,7 @@ TEST_F(LinuxBundleTest, TablesAreReadInEveryFormAndEncoding) {
   }
 }
 
-TEST_F(LinuxBundleTest, ACorruptOrHostileTableIsAsIfItWereNotThere) {
+TEST_F(LinuxBundleTest, ACorruptOrHostileTableCountsAsAbsent) {
   const std::string nested = std::string(100'000, '{');
   for (const std::string& bytes :
        {std::string("\"No Name\" = \"Ohne"), std::string("Ohne"), std::string(), std::string("( \"No Name\", Ohne )"),
@@ -87,7 +87,7 @@ TEST_F(LinuxBundleTest, ATableBeyondAMegabyteIsNotRead) {
   EXPECT_EQ(translated(), "No Name");
 }
 
-TEST_F(LinuxBundleTest, ATableThatIsNoFileIsNotWaitedFor) {
+TEST_F(LinuxBundleTest, ATableThatIsNotARegularFileDoesNotBlock) {
   std::filesystem::create_directories(directory.path("Contents/Resources/de.lproj"));
   const std::string path = directory.path("Contents/Resources/de.lproj/Localizable.strings");
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -97,12 +97,12 @@ TEST_F(LinuxBundleTest, ATableThatIsNoFileIsNotWaitedFor) {
   EXPECT_EQ(translated(), "No Name");
 }
 
-TEST_F(LinuxBundleTest, AnEntryThatIsNoTextIsNone) {
+TEST_F(LinuxBundleTest, AnEntryThatIsNotAStringCountsAsAbsent) {
   writeTable("de", "\"No Name\" = ( Ohne, Namen );");
   EXPECT_EQ(translated(), "No Name");
 }
 
-TEST_F(LinuxBundleTest, TheFirstLanguageWithATableSpeaksAlone) {
+TEST_F(LinuxBundleTest, AllTextsComeFromTheFirstLanguageWithATable) {
   writeTable("de_AT", "\"Other\" = \"Anderes\";");
   writeTable("de", "\"No Name\" = \"Ohne Namen\";");
   EXPECT_EQ(translated({"sv", "de"}), "Ohne Namen");
@@ -132,7 +132,7 @@ TEST_F(LinuxBundleTest, InformationIsReadInEveryForm) {
   }
 }
 
-TEST_F(LinuxBundleTest, InformationThatIsNoTextIsNone) {
+TEST_F(LinuxBundleTest, InformationThatIsNotAStringCountsAsAbsent) {
   for (const char* value : {"<integer>5</integer>", "<true/>", "<real>5.1</real>", "<array/>", "<data></data>"}) {
     writeFile("Contents/Info.plist", xml("Key", value));
     EXPECT_EQ(bundle().stringForInfoDictionaryKey("Key"), std::nullopt) << value;

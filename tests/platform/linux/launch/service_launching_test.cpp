@@ -1,5 +1,4 @@
-// Programs that are launched through the user's service manager: a stand-in that shows what it is asked for, and a real
-// one.
+// Launching through the user's service manager: a fake that records requests, and a real one.
 
 #include <gmock/gmock.h>
 
@@ -30,7 +29,7 @@ struct ServiceLaunching : Launching {
   }
 };
 
-/// Variables of a session, for the time of a test.
+/// Session variables, restored at the end of a test.
 struct SessionVariables {
   SessionVariables() {
     ::setenv("WAYLAND_DISPLAY", "wayland-7", 1);
@@ -77,7 +76,7 @@ TEST_F(FakeManager, IsAskedForAUnitThatOutlivesTheAgentAndTakesEveryWordAsItIs) 
   EXPECT_EQ(unit["WorkingDirectory"], "s " + directory.path());
 }
 
-TEST_F(FakeManager, IsToldWhatAProgramHasToKnowOfTheSessionAndNothingElse) {
+TEST_F(FakeManager, ReceivesTheSessionVariablesAndNoOthers) {
   startManager();
   const SessionVariables variables;
   EXPECT_TRUE(launch(program("recorder")));
@@ -90,7 +89,7 @@ TEST_F(FakeManager, IsToldWhatAProgramHasToKnowOfTheSessionAndNothingElse) {
   }
 }
 
-TEST_F(FakeManager, KeepsTheDisplayThatItKnowsWithAllThatBelongsToIt) {
+TEST_F(FakeManager, KeepsItsOwnDisplayVariables) {
   startManager();
   const SessionVariables variables;
   directory.write("manager", "DISPLAY=:5\nLANG=de_DE.UTF-8\n");
@@ -104,7 +103,7 @@ TEST_F(FakeManager, KeepsTheDisplayThatItKnowsWithAllThatBelongsToIt) {
   EXPECT_THAT(environment, HasSubstr("|XDG_DATA_HOME=" + directory.path("data") + "|"));
 }
 
-TEST_F(FakeManager, IsToldWhereTheSettingsAreWhateverItThinks) {
+TEST_F(FakeManager, AlwaysReceivesTheSettingsFolder) {
   startManager();
   directory.write("manager", "XDG_CONFIG_HOME=/elsewhere\n");
   EXPECT_TRUE(launch(program("recorder")));
@@ -118,7 +117,7 @@ TEST_F(FakeManager, LaunchesOverTheConnectionOnWhichItAnswered) {
   ASSERT_TRUE(workspace.offersLaunchApplicationAtUrl());
   ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere", 1);
   EXPECT_TRUE(launch(path));
-  // The next one needs a manager that is there then.
+  // The next launch needs another connection.
   EXPECT_FALSE(launch(path));
 }
 
@@ -161,7 +160,7 @@ TEST_F(FakeManager, IsNotAskedForWhatCannotBeExecuted) {
   EXPECT_THAT(linesOf("unit"), IsEmpty());
 }
 
-TEST_F(FakeManager, NotTellingHowItEndedIsGivenUpAndItsUnitStopped) {
+TEST_F(FakeManager, WithoutAJobResultTimesOutAndItsUnitIsStopped) {
   startManager("endless");
   const auto start = Clock::now();
   EXPECT_FALSE(launch(program("recorder")));
@@ -170,7 +169,7 @@ TEST_F(FakeManager, NotTellingHowItEndedIsGivenUpAndItsUnitStopped) {
   EXPECT_EQ(linesOf("stopped")["name"], linesOf("unit")["name"]);
 }
 
-TEST_F(FakeManager, NotAnsweringTheRequestIsGivenUpAndItsUnitStopped) {
+TEST_F(FakeManager, WithoutAReplyTimesOutAndItsUnitIsStopped) {
   startManager("mute");
   const auto start = Clock::now();
   EXPECT_TRUE(workspace.offersLaunchApplicationAtUrl());
@@ -232,7 +231,7 @@ TEST_F(RealManager, ExecutesAUnitOfItsOwnWithEveryWordAsItIs) {
   EXPECT_THAT(one.environment, Not(Contains(Key("XDG_ACTIVATION_TOKEN"))));
 }
 
-TEST_F(RealManager, GivesTheDisplayThatItWasToldOfLater) {
+TEST_F(RealManager, PassesADisplayThatWasSetLater) {
   const SessionVariables variables;
   const ManagerConnection connection;
   const BusMessagePointer request = connection.newCall("SetEnvironment");
@@ -269,7 +268,7 @@ TEST_F(RealManager, KeepsAProgramWhoseLauncherEnded) {
   });
   ASSERT_EQ(answer, 0);
   (void)waitForNotes();
-  // It says that it is still there by doing what it is told.
+  // It proves that it runs by reacting to the file.
   directory.write("quit", "");
   EXPECT_TRUE(turnUntil([this] { return fs::exists(directory.path("ended")); }));
 }

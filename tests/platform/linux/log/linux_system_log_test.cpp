@@ -1,4 +1,4 @@
-// Logs that the tests read themselves, in a folder of theirs.
+// Logs whose sockets the tests read.
 
 #include "platform/linux/log/linux_system_log.h"
 
@@ -43,7 +43,7 @@ std::string contentOf(int file) {
   return content;
 }
 
-/// A log that listens and reads when it is asked to.
+/// A log daemon that reads on request.
 class Listener {
  public:
   Listener(std::string path, int type) : path_(std::move(path)), socket_(::socket(AF_UNIX, type | SOCK_NONBLOCK, 0)) {
@@ -57,7 +57,7 @@ class Listener {
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  /// The next message, from a file where it came as one; empty when there is none.
+  /// The next message, read from its file if it was sent as one; empty if there is none.
   [[nodiscard]] std::string receive() {
     std::string text(300'000, '\0');
     iovec part{text.data(), text.size()};
@@ -83,7 +83,7 @@ class Listener {
     for (std::string text; !(text = receive()).empty();) all.push_back(text);
     return all;
   }
-  /// What whoever connected said.
+  /// Everything received on the stream.
   [[nodiscard]] std::string receiveFromStream() const {
     const UniqueFd peer(::accept(socket_.get(), nullptr, nullptr));
     std::string text(1000, '\0');
@@ -108,7 +108,7 @@ struct LinuxSystemLogTest : testing::Test {
   LinuxSystemLog toSyslog{"Tester", directory.path("none"), syslog.path()};
 };
 
-TEST_F(LinuxSystemLogTest, WhereThereIsAJournalItGetsOneRecordWithItsLineBreaks) {
+TEST_F(LinuxSystemLogTest, TheJournalReceivesOneRecordWithLineBreaks) {
   const std::string message = "100 %s of “it”\nand a second line\n";
   toJournal.log(message);
   const std::string size("\0\0\0\0\0\0\0", 7);
@@ -149,7 +149,7 @@ TEST_F(LinuxSystemLogTest, WithoutAJournalMessagesReachTheOtherLogAsTheyAre) {
               EndsWith(" Tester[" + std::to_string(::getpid()) + "]: 100 %s per cent of “it”\nand a second line"));
 }
 
-TEST_F(LinuxSystemLogTest, AJournalThatLeftItsSocketBehindIsNone) {
+TEST_F(LinuxSystemLogTest, AStaleJournalSocketFallsBackToSyslog) {
   { const Listener former(directory.path("former"), SOCK_DGRAM); }
   LinuxSystemLog("Tester", directory.path("former"), syslog.path()).log("a line");
   EXPECT_THAT(syslog.receive(), EndsWith("]: a line"));
@@ -160,7 +160,7 @@ TEST_F(LinuxSystemLogTest, AZeroByteDoesNotEndAMessageOfTheOtherLog) {
   EXPECT_THAT(syslog.receive(), EndsWith("]: a?b"));
 }
 
-TEST_F(LinuxSystemLogTest, OfAVeryLongMessageTheOtherLogGetsTheBeginningAndHowMuchIsMissing) {
+TEST_F(LinuxSystemLogTest, SyslogReceivesTheBeginningOfAVeryLongMessage) {
   toSyslog.log(std::string(5'000'000, 'x'));
   EXPECT_THAT(syslog.receive(), EndsWith("x [4940000 bytes more]"));
   // A character of three bytes, cut nowhere.
@@ -178,7 +178,7 @@ TEST_F(LinuxSystemLogTest, AnotherLogThatReadsAStreamGetsLinesUpToAZeroByte) {
   EXPECT_THAT(line, EndsWith(std::string("]: a line\0", 10)));
 }
 
-TEST_F(LinuxSystemLogTest, WhereThereIsNoLogNothingHappens) {
+TEST_F(LinuxSystemLogTest, WithoutALogNothingHappens) {
   LinuxSystemLog nowhere("Tester", directory.path("none"), directory.path("neither"));
   nowhere.log("a line");
   LinuxSystemLog("Tester", "", std::string(1000, 'x')).log("a line");
@@ -186,7 +186,7 @@ TEST_F(LinuxSystemLogTest, WhereThereIsNoLogNothingHappens) {
   EXPECT_THAT(syslog.receiveAll(), IsEmpty());
 }
 
-/// In a process of its own, which is killed if it waits.
+/// Runs `body` in a child process, which is killed if it blocks.
 int inHaste(const std::function<void()>& body) {
   return inChild([&] {
     constexpr unsigned kPatience = 20;
@@ -196,7 +196,7 @@ int inHaste(const std::function<void()>& body) {
   });
 }
 
-TEST_F(LinuxSystemLogTest, LogsThatNobodyReadsMakeNobodyWaitAndTakeMessagesAgainLater) {
+TEST_F(LinuxSystemLogTest, UnreadLogsNeverBlockAndRecoverLater) {
   constexpr int kMoreThanAnyQueue = 5000;
   EXPECT_EQ(inHaste([this] {
               for (int i = 0; i < kMoreThanAnyQueue; ++i) toJournal.log("a line");
@@ -210,7 +210,7 @@ TEST_F(LinuxSystemLogTest, LogsThatNobodyReadsMakeNobodyWaitAndTakeMessagesAgain
   EXPECT_THAT(journal.receiveAll(), ElementsAre(HasSubstr("MESSAGE=later\n")));
 }
 
-TEST_F(LinuxSystemLogTest, AStreamThatNobodyReadsMakesNobodyWait) {
+TEST_F(LinuxSystemLogTest, AnUnreadStreamNeverBlocks) {
   const Listener stream(directory.path("stream"), SOCK_STREAM);
   LinuxSystemLog log("Tester", directory.path("none"), stream.path());
   EXPECT_EQ(inHaste([&log] {
@@ -219,7 +219,7 @@ TEST_F(LinuxSystemLogTest, AStreamThatNobodyReadsMakesNobodyWait) {
             0);
 }
 
-/// A terminal on the error output of whoever is run on it.
+/// A pseudo-terminal as the error output.
 class Terminal {
  public:
   Terminal() { EXPECT_EQ(::openpty(&terminal_, &screen_, nullptr, nullptr, nullptr), 0); }
@@ -236,14 +236,14 @@ class Terminal {
       if (::dup2(screen_, STDERR_FILENO) >= 0) body();
     });
   }
-  /// What is there to be seen, up to some limit.
+  /// The visible text, up to a limit.
   [[nodiscard]] std::string text() const {
     (void)::fcntl(terminal_, F_SETFL, O_NONBLOCK);
     std::array<char, 1000> buffer{};
     const ssize_t size = ::read(terminal_, buffer.data(), buffer.size());
     return {buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size)};
   }
-  /// What others who write to the terminal meet.
+  /// Whether other writers to the terminal would block.
   [[nodiscard]] bool isWaitedFor() const { return (::fcntl(screen_, F_GETFL) & O_NONBLOCK) == 0; }
 
  private:
@@ -258,7 +258,7 @@ TEST_F(LinuxSystemLogTest, ATerminalOnTheErrorOutputSeesTheLineToo) {
   EXPECT_THAT(journal.receiveAll(), SizeIs(1));
 }
 
-TEST_F(LinuxSystemLogTest, ATerminalIsNotSteeredByWhatIsLogged) {
+TEST_F(LinuxSystemLogTest, ControlCharactersAreEscapedOnATerminal) {
   const Terminal terminal;
   EXPECT_EQ(terminal.run([this] {
     toJournal.log(
@@ -271,7 +271,7 @@ TEST_F(LinuxSystemLogTest, ATerminalIsNotSteeredByWhatIsLogged) {
             "Tester: a\\u{001B}[2Jb\\u{009B}2Jc\\u{007F}\xC2\xA0\\u{FFFD}\\u{000A}Tester: d\\u{FFFD}2Je\\u{202E}\r\n");
 }
 
-TEST_F(LinuxSystemLogTest, AStoppedOrAFullTerminalMakesNobodyWait) {
+TEST_F(LinuxSystemLogTest, AStoppedOrFullTerminalNeverBlocks) {
   const Terminal stopped;
   stopped.stop();
   EXPECT_EQ(stopped.run([this] { toJournal.log("a line"); }), 0);
@@ -281,7 +281,7 @@ TEST_F(LinuxSystemLogTest, AStoppedOrAFullTerminalMakesNobodyWait) {
   EXPECT_TRUE(full.isWaitedFor());
 }
 
-TEST_F(LinuxSystemLogTest, AnErrorOutputThatIsNoTerminalSeesNothing) {
+TEST_F(LinuxSystemLogTest, NothingIsWrittenToANonTerminalErrorOutput) {
   int ends[2] = {};
   ASSERT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
   const UniqueFd output(ends[0]);

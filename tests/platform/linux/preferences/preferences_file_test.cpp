@@ -1,4 +1,4 @@
-// The settings file on a real disk, with other processes, other programs and accidents around it.
+// The settings file on disk: concurrent processes, other programs, failures.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -91,7 +91,7 @@ TEST_F(PreferencesFileTest, EveryFormIsReadAndXmlWritten) {
   EXPECT_EQ(store.appIntegerValue("Key", kDomain), 6);
 }
 
-TEST_F(PreferencesFileTest, KeysThatNobodySetKeepTheirValuesAndTypes) {
+TEST_F(PreferencesFileTest, UnchangedKeysKeepTheirValuesAndTypes) {
   const std::string others =
       "<key>data</key><data>AQID</data><key>date</key><date>2020-01-02T03:04:05Z</date><key>large</key>"
       "<integer>18446744073709551615</integer><key>list</key><array><real>0.5</real><true/><dict/></array>";
@@ -198,7 +198,7 @@ TEST_F(PreferencesFileTest, AFileThatIsALinkStaysOneAndItsTargetIsWritten) {
   EXPECT_EQ(directory.read(std::string(kDomain) + "/" + names()[1]), "corrupt\x01");
 }
 
-TEST_F(PreferencesFileTest, AValueThatXmlCannotTellIsKeptInTheBinaryForm) {
+TEST_F(PreferencesFileTest, AValueThatXmlCannotRepresentIsStoredAsBinary) {
   // A date that no calendar reaches.
   const auto tree = std::make_shared<PropertyListTree>();
   EXPECT_TRUE(set("Key", {tree, tree->makeDate(1e300)}));
@@ -245,7 +245,7 @@ TEST_F(PreferencesFileTest, SettingsThatTogetherAreTooLargeToBeReadAgainAreNotWr
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(PreferencesFileTest, ALockThatSomebodyKeepsFailsTheFlushAfterTwoSecondsAndLeavesTheFile) {
+TEST_F(PreferencesFileTest, ABusyLockFailsTheFlushAfterTwoSecondsAndKeepsTheFile) {
   ASSERT_TRUE(set("Key", integer(5)));
   const std::string before = bytes();
   const UniqueFd lock(::open((directory.path(kFile) + ".lock").c_str(), O_RDWR | O_CLOEXEC));
@@ -269,7 +269,7 @@ TEST_F(PreferencesFileTest, TwoProcessesWithThreeHundredFlushesEachLoseNone) {
       bool areAllKept = true;
       for (int i = 0; i < kFlushes; ++i) {
         bool isKept = set(std::to_string(process) + "." + std::to_string(i), integer(i));
-        // On a busy machine the lock may be missed for two seconds; what was set stays set until it is had.
+        // On a busy machine the lock may time out; pending changes stay pending until it is acquired.
         for (int more = 0; !isKept && more < 20; ++more) isKept = store.appSynchronize(kDomain);
         areAllKept &= isKept;
       }
@@ -285,7 +285,7 @@ TEST_F(PreferencesFileTest, TwoProcessesWithThreeHundredFlushesEachLoseNone) {
   EXPECT_THAT(store.copyKeyList(kDomain), SizeIs(2 * kFlushes));
 }
 
-TEST_F(PreferencesFileTest, WhateverCallFailsTheFileIsTheOldOrTheNewOne) {
+TEST_F(PreferencesFileTest, AnyFailingCallLeavesTheOldOrTheNewFile) {
   for (const long call : {SYS_openat, SYS_fsync, SYS_writev, SYS_pwritev, SYS_pwrite64, SYS_write, SYS_linkat,
                           SYS_renameat, SYS_renameat2, SYS_flock, SYS_read, SYS_newfstatat}) {
     for (const int code : {EIO, ENOSPC, EACCES}) {
@@ -321,7 +321,7 @@ TEST_F(PreferencesFileTest, AnIdentifierThatLeadsElsewhereNamesNothing) {
   EXPECT_TRUE(fs::is_empty(directory.path()));
 }
 
-TEST_F(PreferencesFileTest, WithoutAHomeThereIsNothingAndNothingCanBeKept) {
+TEST_F(PreferencesFileTest, WithoutAHomeNothingIsReadOrStored) {
   LinuxPreferencesStore homeless(serialization, log, "");
   homeless.setAppValue("Key", integer(5), kDomain);
   EXPECT_FALSE(homeless.appSynchronize(kDomain));

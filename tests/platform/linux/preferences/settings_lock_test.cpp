@@ -1,4 +1,4 @@
-// Who may change the settings, and when, among processes that want to.
+// The settings lock among competing processes.
 
 #include "platform/linux/preferences/settings_lock.h"
 
@@ -61,7 +61,7 @@ TEST_F(SettingsLockTest, ItIsFreeOnceItsHolderWasKilled) {
   EXPECT_TRUE(SettingsLock(path));
 }
 
-TEST_F(SettingsLockTest, WhoeverTakesItAgainAndAgainStillLetsOthersHaveIt) {
+TEST_F(SettingsLockTest, AFrequentHolderDoesNotStarveOthers) {
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
   const UniqueFd reading(ends[0]);
@@ -69,7 +69,7 @@ TEST_F(SettingsLockTest, WhoeverTakesItAgainAndAgainStillLetsOthersHaveIt) {
   const pid_t greedy = ::fork();
   ASSERT_GE(greedy, 0);
   if (greedy == 0) {
-    // The lock is free for an instant only, never long enough for somebody who looks now and then.
+    // The lock is free for an instant only, too short for a poller.
     for (;;) {
       const SettingsLock lock(path);
       (void)!::write(writing.get(), "1", 1);
@@ -85,13 +85,13 @@ TEST_F(SettingsLockTest, WhoeverTakesItAgainAndAgainStillLetsOthersHaveIt) {
   ASSERT_EQ(::waitpid(greedy, nullptr, 0), greedy);
 }
 
-TEST_F(SettingsLockTest, AFolderThatSomebodyKeepsLockedFailsItToo) {
+TEST_F(SettingsLockTest, ABusyDirectoryLockFailsIt) {
   const UniqueFd folder(::open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(folder.get(), LOCK_EX), 0);
   EXPECT_FALSE(SettingsLock(path));
 }
 
-TEST_F(SettingsLockTest, WithoutItsFolderItCannotBeHad) { EXPECT_FALSE(SettingsLock(directory.path("none/lock"))); }
+TEST_F(SettingsLockTest, FailsWithoutItsFolder) { EXPECT_FALSE(SettingsLock(directory.path("none/lock"))); }
 
 TEST_F(SettingsLockTest, ALinkInItsPlaceIsNotFollowed) {
   std::filesystem::create_symlink(directory.path("elsewhere"), path);

@@ -1,4 +1,5 @@
-// Who starts the agent: which files are made and removed, whose files are left alone, and which process is ended.
+// How the agent is enabled, started and stopped: files created and removed, foreign files kept, the right process
+// stopped.
 
 #include <gmock/gmock.h>
 #include <sys/file.h>
@@ -75,7 +76,7 @@ TEST_F(AgentUnderManager, StartsThisAgentThoughAnotherIsInstalledAndTheOtherWhen
   EXPECT_FALSE(home.has(ServiceHome::kUnit));
 }
 
-TEST_F(AgentUnderManager, KeepsAUnitThatSomebodyElseWrote) {
+TEST_F(AgentUnderManager, KeepsAForeignUnit) {
   home.write(ServiceHome::kUnit, "[Service]\nExecStart=/bin/true\n");
   const ServiceAnswer answer = service.enable(home.agent());
   EXPECT_FALSE(answer.isDone);
@@ -135,12 +136,12 @@ TEST_F(AgentUnderManager, HavingStartedAProgramThatEndsAtOnceHasNotStartedAnAgen
   EXPECT_THAT(answer.complaint, HasSubstr("has ended again"));
 }
 
-TEST_F(AgentOnDesktop, ARefusingManagersWordsAreToldAndNothingIsEnabled) {
+TEST_F(AgentOnDesktop, ARefusalOfTheManagerIsReportedAndNothingIsEnabled) {
   ASSERT_TRUE(home.startFakeManager("refuse"));
   const ServiceAnswer answer = service.enable(home.agent());
   EXPECT_FALSE(answer.isDone);
   EXPECT_THAT(answer.complaint, HasSubstr("Not today"));
-  EXPECT_EQ(service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(service.loginEntry().by, LoginStart::kNone);
   EXPECT_FALSE(home.has(ServiceHome::kUnit));
 }
 
@@ -156,7 +157,7 @@ TEST_F(AgentOnDesktop, AnyPathIsQuotedSoThatADesktopExecutesIt) {
   EXPECT_FALSE(service.enable(home.agent("line\nbreak")).isDone);
 }
 
-TEST_F(AgentOnDesktop, ADesktopFileThatSomebodyElseWroteIsKept) {
+TEST_F(AgentOnDesktop, AForeignDesktopFileIsKept) {
   const std::string own = "[Desktop Entry]\nType=Application\nName=x\nExec=/bin/true\n";
   home.write(ServiceHome::kAutostart, own);
   const ServiceAnswer answer = service.enable(home.agent());
@@ -184,7 +185,7 @@ TEST_F(AgentOnDesktop, AFileInTheWayOfAFolderIsAComplaintAndNothingIsLeft) {
   EXPECT_EQ(home.read(".config"), "in the way");
 }
 
-TEST_F(AgentOnDesktop, WhatAManagerWasToldBeforeIsTakenBackWithoutIt) {
+TEST_F(AgentOnDesktop, AnEnabledUnitCanBeDisabledWithoutTheManager) {
   home.write(ServiceHome::kUnit, std::string(kManagedMark) + unitFor(home.agent()).value_or(""));
   fs::create_directories(fs::path(home.path(ServiceHome::kLink)).parent_path());
   fs::create_symlink(home.path(ServiceHome::kUnit), home.path(ServiceHome::kLink));
@@ -194,21 +195,21 @@ TEST_F(AgentOnDesktop, WhatAManagerWasToldBeforeIsTakenBackWithoutIt) {
   EXPECT_FALSE(home.has(ServiceHome::kLink));
 }
 
-TEST_F(AgentOnDesktop, WhoeverHoldsTheLockUnderAnotherNameIsLeftAlone) {
+TEST_F(AgentOnDesktop, ALockHolderWithAnotherNameIsLeftAlone) {
   const InstanceLock lock(instanceLockPath(ServiceHome::kIdentifier));
   ASSERT_EQ(lock.state(), InstanceLock::State::kHeld);
-  // This process, which is no agent.
+  // This process, which is not an agent.
   const ServiceAnswer answer = service.stop();
   EXPECT_FALSE(answer.isDone);
   EXPECT_THAT(answer.complaint, HasSubstr("was left alone"));
 }
 
-TEST_F(AgentOnDesktop, TheNumberOfAnAgentThatDoesNotHoldTheLockMeansNobody) {
+TEST_F(AgentOnDesktop, ANumberInAnUnheldLockFileIsIgnored) {
   const auto other = spawnDetached({home.agent(), {home.agent(), "org.tarvel.Other"}, {}});
   ASSERT_TRUE(other);
   const std::string lock = instanceLockPath(ServiceHome::kIdentifier);
   home.write(".config/org.tarvel.Test/helper.lock", std::to_string(*other) + "\n");
-  // Somebody who has just taken it, and not written down a number.
+  // A process that has just taken the lock and not written its number yet.
   const UniqueFd held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(held.get(), LOCK_EX | LOCK_NB), 0);
   EXPECT_FALSE(RunningAgent(lock, "TarvelHelper"));
@@ -229,21 +230,21 @@ TEST_F(AgentOnDesktop, AnAgentWhoseProgramWasReplacedIsStillKnown) {
   EXPECT_TRUE(service.stop().isChanged);
 }
 
-/// The unit as a real manager understands it, with a script in the agent's place that notes what it may do.
+/// The unit run by a real manager, with a script as the agent that records its permissions.
 struct AgentUnderRealManager : testing::Test {
   void SetUp() override {
     if (manager.isImpossible()) GTEST_SKIP() << "no service manager can be run here: " << manager.log();
     ASSERT_TRUE(manager.isUp()) << manager.log();
   }
 
-  /// What the shell answers to each command, one to a line.
+  /// The shell's exit status for each command, one per line.
   [[nodiscard]] std::string statusesOf(const std::vector<std::string>& commands) {
     std::string script = "#!/bin/sh\nexec 2>/dev/null\ncd '" + home.path("") + "'\n";
     for (const std::string& command : commands) script += command + "\necho $? >>statuses\n";
     home.write("app/TarvelHelper", script + "mv statuses done\n");
     fs::permissions(home.path("app/TarvelHelper"), fs::perms::owner_all);
     EXPECT_TRUE(service.enable(home.path("app/TarvelHelper")).isDone);
-    // It holds no lock, as an agent would, so the answer is that it has ended.
+    // It holds no lock, unlike an agent, so it is reported as ended.
     EXPECT_FALSE(service.start(home.path("app/TarvelHelper")).isDone);
     return home.read("done");
   }

@@ -1,4 +1,4 @@
-// An agent that runs while another version of its package is installed.
+// Upgrades while the agent runs.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -33,7 +33,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 namespace fs = std::filesystem;
 
-/// A program and its control groups, as /proc shows them.
+/// A program and its cgroups, as /proc shows them.
 struct Upgrade : testing::Test {
   Upgrade() {
     install("program", "old");
@@ -46,7 +46,7 @@ struct Upgrade : testing::Test {
     fs::permissions(directory.path(name), fs::perms::owner_all);
   }
   void runAs(const std::string& group) const { directory.write("groups", "1:name=other:/\n0::" + group + "\n"); }
-  /// As a package manager does. What runs goes on under another name, where the link leads.
+  /// Like a package manager. The running file continues under another name, to which the link leads.
   void upgrade() const {
     fs::rename(directory.path("program"), directory.path("replaced"));
     fs::remove(directory.path("exe"));
@@ -54,7 +54,7 @@ struct Upgrade : testing::Test {
     install("program", "new");
   }
   [[nodiscard]] OwnProgram ownProgram() const { return OwnProgram(directory.path("exe"), directory.path("groups")); }
-  /// Waits for the two seconds; a date of change cannot be set.
+  /// Waits two seconds, as the ctime cannot be set.
   [[nodiscard]] bool isReplacedAtLast(const OwnProgram& program) const {
     for (int i = 0; i < 500 && !program.isReplaced(); ++i) ::usleep(10'000);
     return program.isReplaced();
@@ -81,7 +81,7 @@ TEST_F(Upgrade, AnotherFileOfTheNameReplacesTheProgramOnceItHasSettled) {
   EXPECT_FALSE(program.isReplaced());
 }
 
-TEST_F(Upgrade, TheUnitIsToldByTheControlGroup) {
+TEST_F(Upgrade, TheUnitIsRecognisedByTheControlGroup) {
   EXPECT_TRUE(ownProgram().isRunByUnit("TarvelHelper.service"));
   for (const char* group : {"/user.slice/app.slice/app-org.tarvel.TarvelHelper@autostart.service", "/",
                             "/NotTarvelHelper.service", "/TarvelHelper.service/below"}) {
@@ -128,7 +128,7 @@ TEST_F(ApplicationUpgrade, AServiceAsksItsManagerForANewStart) {
   EXPECT_THAT(log.lines(), ElementsAre("Another version of TarvelHelper is installed, restarting."));
 }
 
-TEST_F(ApplicationUpgrade, WithoutAManagerToStartTheNewOneTheOldOneGoesOn) {
+TEST_F(ApplicationUpgrade, WithoutAManagerTheOldProgramKeepsRunning) {
   OwnProgram program = ownProgram();
   upgrade();
   ASSERT_TRUE(isReplacedAtLast(program));
@@ -138,7 +138,7 @@ TEST_F(ApplicationUpgrade, WithoutAManagerToStartTheNewOneTheOldOneGoesOn) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(ApplicationUpgrade, AServiceWhoseProgramIsTheSameGoesOn) {
+TEST_F(ApplicationUpgrade, AServiceWithAnUnchangedProgramKeepsRunning) {
   EXPECT_EQ(run(ownProgram()), 0);
   EXPECT_FALSE(delegate.hasRestarted);
 }
@@ -148,7 +148,7 @@ TEST(UnitUpgrade, TheManagerStartsAnAgentAgainThatAsksForIt) {
   const RealUserManager& manager = home.startRealManager();
   if (manager.isImpossible()) GTEST_SKIP() << "no service manager can be run here: " << manager.log();
   ASSERT_TRUE(manager.isUp()) << manager.log();
-  // In the agent's place: asks at its first start, and stays at its second.
+  // A fake agent: requests a restart at its first start, stays at its second.
   home.write("TarvelHelper", "#!/bin/sh\necho run >> \"$HOME/runs\"\n[ $(wc -l < \"$HOME/runs\") = 1 ] && exit " +
                                  std::to_string(kRestartStatus) + "\nexec sleep 1000\n");
   fs::permissions(home.path("TarvelHelper"), fs::perms::owner_all);
@@ -164,7 +164,7 @@ TEST(UnitUpgrade, TheManagerStartsAnAgentAgainThatAsksForIt) {
   EXPECT_TRUE(units.stop(kAgentUnit));
 }
 
-/// Real bundles, and a checker that says what it was asked and finds version 2.
+/// Real bundles, and a fake checker that records its arguments and finds version 2.
 struct UpdaterUpgrade : testing::Test, UpdaterDelegate {
   UpdaterUpgrade() {
     setVersion("1");
@@ -208,20 +208,20 @@ TEST_F(UpdaterUpgrade, EachCheckComparesWithTheVersionThatIsInstalledThen) {
   EXPECT_EQ(directory.read("calls"), "1\n2\n");
 }
 
-TEST_F(UpdaterUpgrade, AnUpdateThatWasInstalledDuringTheCheckIsNoNews) {
+TEST_F(UpdaterUpgrade, AnUpdateInstalledDuringTheCheckIsNotReported) {
   updater().checkForUpdateInformation();
   setVersion("2");
   finishCheck();
   EXPECT_THAT(found, IsEmpty());
 }
 
-TEST_F(UpdaterUpgrade, AnUpdateThatIsNotInstalledIsNews) {
+TEST_F(UpdaterUpgrade, AnUpdateThatIsNotInstalledIsReported) {
   updater().checkForUpdateInformation();
   finishCheck();
   EXPECT_THAT(found, ElementsAre("2"));
 }
 
-TEST(AgentStart, AnAgentThatCanHaveNoRunLoopSaysSo) {
+TEST(AgentStart, AMissingRunLoopIsLogged) {
   int ours = -1;
   int theirs = -1;
   ASSERT_EQ(::openpty(&ours, &theirs, nullptr, nullptr, nullptr), 0);

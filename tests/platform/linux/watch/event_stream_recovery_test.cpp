@@ -1,4 +1,4 @@
-// What the kernel does not report, or reports late: found by comparing what the path leads to, and by looking again.
+// Changes that the kernel reports late or never: found by comparing inodes and by polling.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -28,8 +28,8 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 struct StreamRecovery : StreamSituation {
-  /// Keeps the inode of a removed folder alive, as a process does that has its working directory there. The kernel then
-  /// reports the removal to the folder's own watch only when this is closed.
+  /// Keeps the inode of a removed folder alive, like a process with its working directory there. The kernel then
+  /// reports the removal to the folder's own watch only when the descriptor is closed.
   [[nodiscard]] static UniqueFd holdOpen(const std::string& path) {
     return UniqueFd(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   }
@@ -45,6 +45,11 @@ struct StreamRecovery : StreamSituation {
     fs::remove(file());
     fs::create_symlink("../../way/Safari/Real.plist", file());
   }
+  void watchWith(LinuxEventStreamService& polling) {
+    stream = polling.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
+                                  kEventStreamCreateFlagUseCFTypes);
+    ASSERT_TRUE(stream && stream->start());
+  }
   void writeTarget(const std::string& text) const { std::ofstream(directory.path("real/Safari/Real.plist")) << text; }
 };
 
@@ -53,10 +58,10 @@ TEST_F(StreamRecovery, ReportsAFolderRecreatedWhileItsOldInodeIsHeld) {
   const UniqueFd held = holdOpen(folder);
   recreateFolder();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist", "again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsAnEmptyFolderRecreatedWhileItsOldInodeIsHeld) {
@@ -64,10 +69,10 @@ TEST_F(StreamRecovery, ReportsAnEmptyFolderRecreatedWhileItsOldInodeIsHeld) {
   watch();
   const UniqueFd held = holdOpen(folder);
   recreateFolder();
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsAParentRecreatedWhileItsOldInodeIsHeld) {
@@ -78,7 +83,7 @@ TEST_F(StreamRecovery, ReportsAParentRecreatedWhileItsOldInodeIsHeld) {
   fs::remove_all(directory.path("Library"));
   fs::create_directories(folder);
   write("Bookmarks.plist");
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
 }
 
 TEST_F(StreamRecovery, ReportsAFolderRecreatedWhilePausedAndHeld) {
@@ -88,7 +93,7 @@ TEST_F(StreamRecovery, ReportsAFolderRecreatedWhilePausedAndHeld) {
   const UniqueFd held = holdOpen(folder);
   recreateFolder();
   ASSERT_TRUE(stream->start());
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
 }
 
 TEST_F(StreamRecovery, ComparesThePathBeforeEachBatch) {
@@ -98,12 +103,12 @@ TEST_F(StreamRecovery, ComparesThePathBeforeEachBatch) {
   const UniqueFd held = holdOpen(folder);
   // Of an empty folder that another one replaces, nothing but a change of its attributes is reported.
   fs::rename(directory.path("Library/New"), folder);
-  ASSERT_TRUE(isTold());
+  ASSERT_TRUE(isReported());
   EXPECT_EQ(client->batches.size(), 1U);
   EXPECT_NE(client->flags() & kEventFlagRootChanged, 0U);
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ADeletionBesideTheFolderIsNotReported) {
@@ -119,27 +124,27 @@ TEST_F(StreamRecovery, ReportsARecreatedTargetFolderOfALinkedFile) {
   linkFile();
   watch();
   fs::remove_all(directory.path("real/Safari"));
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   fs::create_directory(directory.path("real/Safari"));
   turnFor(20ms);
   writeTarget("made again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   writeTarget("written again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsATargetFolderRecreatedWithItsParent) {
   linkFile();
   watch();
   fs::remove_all(directory.path("real"));
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   fs::create_directories(directory.path("real/Safari"));
   turnFor(20ms);
   writeTarget("made again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsATargetFolderRecreatedWhileItsOldInodeIsHeld) {
@@ -149,10 +154,10 @@ TEST_F(StreamRecovery, ReportsATargetFolderRecreatedWhileItsOldInodeIsHeld) {
   fs::remove_all(directory.path("real/Safari"));
   fs::create_directory(directory.path("real/Safari"));
   writeTarget("made again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   writeTarget("written again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsASwappedLinkOnTheWayToALinkedFile) {
@@ -162,10 +167,10 @@ TEST_F(StreamRecovery, ReportsASwappedLinkOnTheWayToALinkedFile) {
   watch();
   fs::create_directory_symlink("second", directory.path("way.new"));
   fs::rename(directory.path("way.new"), directory.path("way"));
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   directory.write("second/Safari/Real.plist", "written");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   writeTarget("the old target no longer counts");
   EXPECT_TRUE(isQuiet());
@@ -179,10 +184,10 @@ TEST_F(StreamRecovery, ReportsATargetFolderSwappedByRename) {
   ASSERT_EQ(::renameat2(AT_FDCWD, directory.path("real/New").c_str(), AT_FDCWD, directory.path("real/Safari").c_str(),
                         RENAME_EXCHANGE),
             0);
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   writeTarget("written");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ReportsATargetFolderThatComesLater) {
@@ -192,10 +197,10 @@ TEST_F(StreamRecovery, ReportsATargetFolderThatComesLater) {
   fs::create_directories(directory.path("later/Safari"));
   turnFor(20ms);
   directory.write("later/Safari/Real.plist", "x");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   directory.write("later/Safari/Real.plist", "again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, AFailedAnswerAboutTheFileSystemDoesNotEndPolling) {
@@ -205,21 +210,17 @@ TEST_F(StreamRecovery, AFailedAnswerAboutTheFileSystemDoesNotEndPolling) {
     return ++asked <= 3 ? std::optional<bool>() : std::optional<bool>(true);
   };
   LinuxEventStreamService polling(*loop, {isNeeded, 20ms});
-  stream = polling.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
-                                kEventStreamCreateFlagUseCFTypes);
-  ASSERT_TRUE(stream && stream->start());
+  watchWith(polling);
   EXPECT_TRUE(isQuiet());
   std::ofstream(directory.path("other")) << "longer than before";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(StreamRecovery, ARemoteFolderThatIsMissingIsPolledFor) {
   int looks = 0;
   LinuxEventStreamService counting(*loop, {[&looks](const std::string&) { return ++looks > 0; }, 20ms});
   fs::remove_all(directory.path("Library"));
-  stream = counting.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
-                                 kEventStreamCreateFlagUseCFTypes);
-  ASSERT_TRUE(stream && stream->start());
+  watchWith(counting);
   turnFor(kQuietTime);
   EXPECT_GT(looks, 2);
 }
@@ -227,9 +228,7 @@ TEST_F(StreamRecovery, ARemoteFolderThatIsMissingIsPolledFor) {
 TEST_F(StreamRecovery, ALocalFolderIsNotPolled) {
   int looks = 0;
   LinuxEventStreamService counting(*loop, {[&looks](const std::string&) { return ++looks < 0; }, 20ms});
-  stream = counting.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
-                                 kEventStreamCreateFlagUseCFTypes);
-  ASSERT_TRUE(stream && stream->start());
+  watchWith(counting);
   const int atStart = looks;
   turnFor(kQuietTime);
   EXPECT_EQ(looks, atStart);
@@ -240,22 +239,20 @@ TEST_F(StreamRecovery, ARemoteTargetOfALinkIsPolled) {
   fs::create_hard_link(directory.path("real/Safari/Real.plist"), directory.path("other"));
   const std::string target = fs::canonical(directory.path("real/Safari"));
   LinuxEventStreamService polling(*loop, {[target](const std::string& path) { return path == target; }, 20ms});
-  stream = polling.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
-                                kEventStreamCreateFlagUseCFTypes);
-  ASSERT_TRUE(stream && stream->start());
+  watchWith(polling);
   EXPECT_TRUE(isQuiet());
   std::ofstream(directory.path("other")) << "longer than before";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-/// Whether the folder is on a file system of the kind that PollingBeginsWhen... mounts.
+/// Whether the folder is on a file system of the kind that PollingStartsWhen... mounts.
 std::optional<bool> isOnRamfs(const std::string& path) {
   struct statfs status {};
   if (::statfs(path.c_str(), &status) != 0) return std::nullopt;
   return status.f_type == RAMFS_MAGIC;
 }
 
-TEST_F(StreamRecovery, PollingBeginsWhenAPolledFileSystemIsMountedOverTheFolder) {
+TEST_F(StreamRecovery, PollingStartsWhenARemoteFileSystemIsMountedOverTheFolder) {
   const int answer = inChild([this] {
     if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return 50;
     RealLoop real;
@@ -293,7 +290,7 @@ TEST_F(StreamRecovery, APauseDoesNotEndTheSearchForAFolderThatCannotBeWatchedYet
     child.client->batches.clear();
     if (!child.stream->start()) return 4;
     if (::chmod(folder.c_str(), 0755) != 0) return 5;
-    return child.isToldWith(kEventFlagRootChanged) ? 0 : 6;
+    return child.isReportedWith(kEventFlagRootChanged) ? 0 : 6;
   });
   EXPECT_EQ(answer, 0);
 }
@@ -311,34 +308,34 @@ int healedFrom(int code, const std::string& path, const std::string& file) {
     if (situation.stream && !situation.stream->start()) situation.stream.reset();
   }).join();
   if (!situation.stream) return 1;
-  if (!situation.isToldWith(kEventFlagRootChanged)) return 2;
+  if (!situation.isReportedWith(kEventFlagRootChanged)) return 2;
   situation.forget();
   std::ofstream(file) << "new";
-  return situation.isTold() ? 0 : 3;
+  return situation.isReported() ? 0 : 3;
 }
 
-TEST_F(StreamRecovery, APathThatCannotBeLookedAtForNowIsWatchedOnceItCan) {
+TEST_F(StreamRecovery, ATemporarilyUnreachablePathIsWatchedLater) {
   for (const int code : {ESTALE, EIO, ENOTCONN, ETIMEDOUT, EHOSTDOWN}) {
     EXPECT_EQ(inChild([&] { return healedFrom(code, folder, file()); }), 0) << code;
   }
 }
 
-TEST_F(StreamRecovery, APathThatMayNotBePassedThroughCannotBeWatched) {
+TEST_F(StreamRecovery, APathWithoutSearchPermissionCannotBeWatched) {
   EXPECT_EQ(inChild([&] { return healedFrom(EACCES, folder, file()); }), 1);
 }
 
-TEST_F(StreamRecovery, APathWithANameThatIsTooLongCannotBeWatched) {
+TEST_F(StreamRecovery, APathWithATooLongNameCannotBeWatched) {
   const std::string path = directory.path(std::string(300, 'a') + "/Safari");
   EXPECT_EQ(service.createStream(client, path, kEventStreamEventIdSinceNow, 1, kEventStreamCreateFlagUseCFTypes),
             nullptr);
 }
 
-TEST_F(StreamRecovery, ALinkToANameThatIsTooLongCountsAsMissing) {
+TEST_F(StreamRecovery, ALinkToATooLongNameCountsAsMissing) {
   fs::create_directory_symlink(std::string(300, 'a'), directory.path("way"));
   watch(directory.path("way/Safari"));
   fs::remove(directory.path("way"));
   fs::create_directory_symlink("Library", directory.path("way"));
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What can happen to a folder and to the way to it, and what is told of it.
+// Changes of a folder and of the path to it, and the events reported for them.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -27,28 +27,28 @@ namespace fs = std::filesystem;
 
 struct EventStreamSituations : StreamSituation {};
 
-TEST_F(EventStreamSituations, AFileWrittenInPlaceIsTold) {
+TEST_F(EventStreamSituations, ReportsAFileWrittenInPlace) {
   watch();
   write("Bookmarks.plist", "new");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   EXPECT_EQ(client->flags(), kEventFlagNone);
 }
 
-TEST_F(EventStreamSituations, AFileRenamedOverIsTold) {
+TEST_F(EventStreamSituations, ReportsAFileReplacedByRename) {
   write("fresh");
   watch();
   fs::rename(folder + "/fresh", file());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFileMovedInFromElsewhereIsTold) {
+TEST_F(EventStreamSituations, ReportsAFileMovedIn) {
   directory.write("fresh", "x");
   watch();
   fs::rename(directory.path("fresh"), file());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFileWrittenThroughMemoryIsToldWhenItIsClosedForGood) {
+TEST_F(EventStreamSituations, ReportsAMappedFileOnceItIsClosed) {
   watch();
   const int fd = ::open(file().c_str(), O_RDWR | O_CLOEXEC);
   void* memory = ::mmap(nullptr, 1, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
@@ -58,28 +58,28 @@ TEST_F(EventStreamSituations, AFileWrittenThroughMemoryIsToldWhenItIsClosedForGo
   ::msync(memory, 1, MS_SYNC);
   EXPECT_TRUE(isQuiet());
   ::munmap(memory, 1);
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, ATouchedFileIsTold) {
+TEST_F(EventStreamSituations, ReportsATouchedFile) {
   watch();
   fs::last_write_time(file(), fs::file_time_type::clock::now() - 1h);
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFileWithOtherPermissionsIsTold) {
+TEST_F(EventStreamSituations, ReportsChangedPermissions) {
   watch();
   fs::permissions(file(), fs::perms::owner_read);
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, ADeletedFileIsTold) {
+TEST_F(EventStreamSituations, ReportsADeletedFile) {
   watch();
   fs::remove(file());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AReadFileIsNotTold) {
+TEST_F(EventStreamSituations, IgnoresReads) {
   watch();
   std::ifstream in(file());
   std::string text;
@@ -88,31 +88,31 @@ TEST_F(EventStreamSituations, AReadFileIsNotTold) {
   EXPECT_TRUE(isQuiet());
 }
 
-TEST_F(EventStreamSituations, AChangeThroughAHardLinkElsewhereIsNotTold) {
+TEST_F(EventStreamSituations, IgnoresAWriteThroughAHardLinkElsewhere) {
   fs::create_hard_link(file(), directory.path("other"));
   watch();
   std::ofstream(directory.path("other")) << "new";
   EXPECT_TRUE(isQuiet());
 }
 
-TEST_F(EventStreamSituations, WhatHappensInAFolderBelowIsNotTold) {
+TEST_F(EventStreamSituations, IgnoresChangesInSubfolders) {
   fs::create_directory(folder + "/below");
   watch();
   write("below/file");
   EXPECT_TRUE(isQuiet());
 }
 
-TEST_F(EventStreamSituations, WhatHappensBesideTheFolderIsNotTold) {
+TEST_F(EventStreamSituations, IgnoresChangesBesideTheFolder) {
   watch();
   directory.write("Library/other", "x");
   directory.write("another", "x");
   EXPECT_TRUE(isQuiet());
 }
 
-TEST_F(EventStreamSituations, AManyTimesRewrittenFileIsToldInOneBatchALatencyAfterTheFirst) {
+TEST_F(EventStreamSituations, CoalescesRewritesIntoOneBatchALatencyAfterTheFirst) {
   watch();
   for (int i = 0; i < 20; ++i) write("Bookmarks.plist", std::to_string(i));
-  ASSERT_TRUE(isTold());
+  ASSERT_TRUE(isReported());
   EXPECT_EQ(client->batches.size(), 1U);
   EXPECT_GT(client->batches[0].size(), 1U);
 }
@@ -124,13 +124,13 @@ TEST_F(EventStreamSituations, ABookmarksFileThatIsALinkIsFollowedToItsTarget) {
   fs::create_symlink(directory.path("real/Real.plist"), file());
   watch();
   std::ofstream(directory.path("real/Real.plist")) << "new";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   directory.write("real/unrelated", "x");
   EXPECT_TRUE(isQuiet());
   directory.write("fresh", "x");
   fs::rename(directory.path("fresh"), directory.path("real/Real.plist"));
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(EventStreamSituations, ALinkIsFollowedThroughOtherLinks) {
@@ -143,26 +143,26 @@ TEST_F(EventStreamSituations, ALinkIsFollowedThroughOtherLinks) {
   fs::create_symlink(directory.path("middle/link"), file());
   watch();
   std::ofstream(directory.path("real/Real.plist")) << "new";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   fs::remove(directory.path("middle/link"));
   fs::create_symlink("../real/Second.plist", directory.path("middle/link"));
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   std::ofstream(directory.path("real/Second.plist")) << "new";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, ALinkThatComesLaterIsFollowedToo) {
+TEST_F(EventStreamSituations, ALinkCreatedLaterIsFollowed) {
   fs::create_directory(directory.path("real"));
   directory.write("real/Real.plist", "x");
   fs::remove(file());
   watch();
   fs::create_symlink(directory.path("real/Real.plist"), file());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   std::ofstream(directory.path("real/Real.plist")) << "new";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(EventStreamSituations, ASwappedLinkOnTheWayLeadsToAnotherFolder) {
@@ -172,62 +172,62 @@ TEST_F(EventStreamSituations, ASwappedLinkOnTheWayLeadsToAnotherFolder) {
   fs::create_directories(directory.path("other/Safari"));
   fs::create_directory_symlink("other", directory.path("way.new"));
   fs::rename(directory.path("way.new"), directory.path("way"));
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   directory.write("other/Safari/Bookmarks.plist", "x");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   forget();
   write("Bookmarks.plist", "the old folder is nobody's business");
   EXPECT_TRUE(isQuiet());
 }
 
-TEST_F(EventStreamSituations, AFolderAboveThatIsRenamedAndComesBackIsToldTwice) {
+TEST_F(EventStreamSituations, ReportsAParentRenamedAndRestored) {
   watch();
   fs::rename(directory.path("Library"), directory.path("Away"));
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   fs::rename(directory.path("Away"), directory.path("Library"));
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist", "new");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, ARemovedFolderThatIsMadeAgainIsWatchedAgain) {
+TEST_F(EventStreamSituations, ARecreatedFolderIsWatchedAgain) {
   watch();
   fs::remove_all(folder);
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   fs::create_directory(folder);
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFolderMadeAgainBeforeAnybodyLookedIsToldToo) {
+TEST_F(EventStreamSituations, ReportsFolderRecreatedBeforeQueueIsRead) {
   watch();
   fs::remove_all(folder);
   fs::create_directory(folder);
   write("Bookmarks.plist");
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist", "again");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFolderReplacedByAnotherIsWatchedInItsPlace) {
+TEST_F(EventStreamSituations, AReplacedFolderIsWatched) {
   watch();
   fs::create_directory(directory.path("Library/New"));
   fs::rename(folder, directory.path("Library/Old"));
   fs::rename(directory.path("Library/New"), folder);
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFolderThatIsMissingWithItsParentsIsToldWhenItComes) {
+TEST_F(EventStreamSituations, ReportsCreationOfAMissingFolderAndItsParents) {
   fs::remove_all(directory.path("Library"));
   watch();
   EXPECT_TRUE(isQuiet());
@@ -235,10 +235,10 @@ TEST_F(EventStreamSituations, AFolderThatIsMissingWithItsParentsIsToldWhenItCome
   turnFor(50ms);
   EXPECT_THAT(client->batches, IsEmpty());
   fs::create_directory(folder);
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(EventStreamSituations, AFileInTheFoldersPlaceCountsAsMissing) {
@@ -247,25 +247,25 @@ TEST_F(EventStreamSituations, AFileInTheFoldersPlaceCountsAsMissing) {
   watch();
   fs::remove(folder);
   fs::create_directory(folder);
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
 }
 
-TEST_F(EventStreamSituations, ALinkThatLeadsRoundInCirclesCountsAsMissing) {
+TEST_F(EventStreamSituations, ACircularLinkCountsAsMissing) {
   fs::create_directory_symlink("circle", directory.path("circle"));
   watch(directory.path("circle/Safari"));
   fs::remove(directory.path("circle"));
   fs::create_directory_symlink("Library", directory.path("circle"));
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
 }
 
-TEST_F(EventStreamSituations, AFolderRemovedAndMadeAgainOverAndOverStarvesNothing) {
+TEST_F(EventStreamSituations, AFolderRecreatedContinuouslyDoesNotStarveTheLoop) {
   watch();
   for (int i = 0; i < 200; ++i) {
     fs::remove_all(folder);
     fs::create_directory(folder);
     bool isCalled = false;
     const auto call = loop->callAfter(0ns, [&] { isCalled = true; });
-    // Something happens to the folder between any two turns.
+    // The folder changes between any two iterations.
     for (int turns = 0; !isCalled && turns < 20; ++turns) {
       fs::remove_all(folder);
       fs::create_directory(folder);
@@ -273,27 +273,27 @@ TEST_F(EventStreamSituations, AFolderRemovedAndMadeAgainOverAndOverStarvesNothin
     }
     ASSERT_TRUE(isCalled) << "round " << i;
   }
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, TwentyThousandEventsAtOnceAreToldAsOneBatchThatSaysLookAgain) {
+TEST_F(EventStreamSituations, ManyEventsBecomeOneBatchThatAsksForARescan) {
   watch();
   for (int i = 0; i < 10'000; ++i) {
     fs::rename(file(), folder + "/moved");
     fs::rename(folder + "/moved", file());
   }
-  ASSERT_TRUE(isTold());
+  ASSERT_TRUE(isReported());
   EXPECT_NE(client->flags() & kEventFlagMustScanSubDirs, 0U);
   for (const auto& batch : client->batches) EXPECT_LE(batch.size(), 256U);
   forget();
   write("Bookmarks.plist", "after");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AnOverflowOfTheKernelsQueueIsToldAsDropped) {
+TEST_F(EventStreamSituations, ReportsAQueueOverflowAsDropped) {
   watch();
   std::ifstream limitFile("/proc/sys/fs/inotify/max_queued_events");
   long limit = 0;
@@ -304,28 +304,28 @@ TEST_F(EventStreamSituations, AnOverflowOfTheKernelsQueueIsToldAsDropped) {
     fs::rename(file(), folder + "/moved");
     fs::rename(folder + "/moved", file());
   }
-  EXPECT_TRUE(isToldWith(kEventFlagMustScanSubDirs | kEventFlagKernelDropped));
+  EXPECT_TRUE(isReportedWith(kEventFlagMustScanSubDirs | kEventFlagKernelDropped));
 }
 
-TEST_F(EventStreamSituations, ChangesWhilePausedAreToldALatencyAfterwards) {
+TEST_F(EventStreamSituations, ReportsChangesWhilePausedALatencyAfterStart) {
   watch();
   stream->stop();
   write("Bookmarks.plist", "new");
   EXPECT_TRUE(isQuiet());
   ASSERT_TRUE(stream->start());
   const auto started = std::chrono::steady_clock::now();
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   EXPECT_GE(std::chrono::steady_clock::now() - started, 30ms);
 }
 
-TEST_F(EventStreamSituations, APauseBeforeTheBatchIsDueKeepsItForLater) {
+TEST_F(EventStreamSituations, APauseKeepsAPendingBatch) {
   watch();
   write("Bookmarks.plist", "new");
   turnFor(10ms);
   stream->stop();
   EXPECT_TRUE(isQuiet());
   ASSERT_TRUE(stream->start());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
 TEST_F(EventStreamSituations, AFolderReplacedWhilePausedIsWatchedAfterwards) {
@@ -334,15 +334,15 @@ TEST_F(EventStreamSituations, AFolderReplacedWhilePausedIsWatchedAfterwards) {
   fs::remove_all(folder);
   fs::create_directory(folder);
   ASSERT_TRUE(stream->start());
-  EXPECT_TRUE(isToldWith(kEventFlagRootChanged));
+  EXPECT_TRUE(isReportedWith(kEventFlagRootChanged));
   forget();
   write("Bookmarks.plist");
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFolderOnANetworkIsLookedAtNowAndThen) {
-  // The file system here tells everything, so what others change is made up: a file system that tells nothing of a
-  // change through a second name.
+TEST_F(EventStreamSituations, ARemoteFolderIsPolled) {
+  // The file system here reports everything, so a write through a hard link, which inotify does not report, stands for
+  // a remote change.
   fs::create_hard_link(file(), directory.path("other"));
   LinuxEventStreamService polling(*loop, {[](const std::string&) { return true; }, 20ms});
   stream = polling.createStream(client, folder, kEventStreamEventIdSinceNow, kSituationLatency,
@@ -350,16 +350,16 @@ TEST_F(EventStreamSituations, AFolderOnANetworkIsLookedAtNowAndThen) {
   ASSERT_TRUE(stream && stream->start());
   EXPECT_TRUE(isQuiet());
   std::ofstream(directory.path("other")) << "longer than before";
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
   stream->stop();
   client->batches.clear();
   std::ofstream(directory.path("other")) << "and changed while paused";
   EXPECT_TRUE(isQuiet());
   ASSERT_TRUE(stream->start());
-  EXPECT_TRUE(isTold());
+  EXPECT_TRUE(isReported());
 }
 
-TEST_F(EventStreamSituations, AFileSystemMountedOverAFolderOnTheWayIsToldAndSoIsItsGoing) {
+TEST_F(EventStreamSituations, ReportsMountsAndUnmountsOverTheFoldersPath) {
   // In a name space of mounts that ends with the child.
   const int answer = inChild([this] {
     if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return 50;
@@ -367,16 +367,16 @@ TEST_F(EventStreamSituations, AFileSystemMountedOverAFolderOnTheWayIsToldAndSoIs
     Situation child;
     if (!child.watch(folder)) return 10;
     if (::mount("none", folder.c_str(), "tmpfs", 0, nullptr) != 0) return 51;
-    if (!child.isToldWith(kEventFlagMount)) return 1;
+    if (!child.isReportedWith(kEventFlagMount)) return 1;
     child.forget();
     write("Bookmarks.plist");
-    if (!child.isToldWith(kEventFlagNone)) return 2;
+    if (!child.isReportedWith(kEventFlagNone)) return 2;
     child.forget();
     if (::umount2(folder.c_str(), MNT_DETACH) != 0) return 52;
-    if (!child.isToldWith(kEventFlagUnmount)) return 3;
+    if (!child.isReportedWith(kEventFlagUnmount)) return 3;
     child.forget();
     write("Bookmarks.plist", "below");
-    return child.isToldWith(kEventFlagNone) ? 0 : 4;
+    return child.isReportedWith(kEventFlagNone) ? 0 : 4;
   });
   if (answer >= 50) GTEST_SKIP() << "nothing can be mounted here, step " << answer;
   EXPECT_EQ(answer, 0);
@@ -409,13 +409,13 @@ TEST_F(EventStreamSituations, WithoutDescriptorsAFolderCannotBeWatched) {
   EXPECT_EQ(inChildWithFaults({{SYS_inotify_init1, EMFILE}}, [this] { return cannotWatch(folder); }), 0);
 }
 
-TEST_F(EventStreamSituations, AFolderThatMayNotBeLookedIntoCannotBeWatched) {
+TEST_F(EventStreamSituations, AnUnreadableFolderCannotBeWatched) {
   fs::permissions(folder, fs::perms::none);
   EXPECT_EQ(inChildWithoutPrivileges([this] { return cannotWatch(folder); }), 0);
   fs::permissions(folder, fs::perms::owner_all);
 }
 
-TEST_F(EventStreamSituations, AFolderBehindOneThatMayOnlyBePassedThroughCanBeWatched) {
+TEST_F(EventStreamSituations, AFolderBelowAnUnreadableOneCanBeWatched) {
   fs::permissions(directory.path(), fs::perms::owner_all | fs::perms::others_exec | fs::perms::others_read);
   fs::permissions(directory.path("Library"), fs::perms::others_exec);
   const int answer = inChildWithoutPrivileges([this] { return cannotWatch(folder); });

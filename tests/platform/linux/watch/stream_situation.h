@@ -14,7 +14,7 @@
 namespace tarvel {
 
 inline constexpr double kSituationLatency = 0.03;
-/// Long enough for several batches to have come, had there been events.
+/// Long enough for several batches, if there were events.
 inline constexpr std::chrono::milliseconds kQuietTime{200};
 
 /// A stream on a loop of its own.
@@ -27,13 +27,13 @@ struct Situation : RealLoop {
     return isRunning;
   }
 
-  /// Whether anything was told; returns when everything of it has come.
-  [[nodiscard]] bool isTold() {
+  /// Whether anything was reported; returns once all pending events have been delivered.
+  [[nodiscard]] bool isReported() {
     const bool told = turnUntil([this] { return !client->batches.empty(); });
     turnFor(std::chrono::milliseconds(60));
     return told;
   }
-  [[nodiscard]] bool isToldWith(std::uint32_t flags) {
+  [[nodiscard]] bool isReportedWith(std::uint32_t flags) {
     return turnUntil([&] { return !client->batches.empty() && (client->flags() & flags) == flags; });
   }
   [[nodiscard]] bool isQuiet() {
