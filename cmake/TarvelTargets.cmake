@@ -43,12 +43,27 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
+# tarvel_unity(target): under the sanitizers the sources of a room are compiled as one, in a fraction of the time. The
+# other builds compile each alone and so show that it includes what it uses.
+function(tarvel_unity target)
+  if(NOT TARVEL_SANITIZERS OR TARVEL_FUZZERS)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(GET source PARENT_PATH room)
+    set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${room}")
+  endforeach()
+endfunction()
+
 # tarvel_library(name [DEPENDS target...]): a static library of all sources in the current folder and below.
 function(tarvel_library name)
   cmake_parse_arguments(ARG "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
+  tarvel_unity(${name})
 endfunction()
 
 # tarvel_slow_to_compile(file...): sources dominated by third-party templates. Sanitizer builds do not optimise them: same

@@ -11,6 +11,17 @@ def skipped_in_script(lines):
     return re.findall(r"^skipped: (.+?): (.*)$", "\n".join(lines), re.M)
 
 
+def skipped_in_program(lines):
+    """(test, reason) of each test that a GoogleTest program skipped."""
+    reason = "NO REASON GIVEN"
+    for at, line in enumerate(lines):
+        if line.endswith(": Skipped") and at + 1 < len(lines):
+            reason = lines[at + 1]
+        found = re.match(r"\[  SKIPPED \] (.+?)(?:, where .*)? \(\d+ ms\)$", line)
+        if found:
+            yield found.group(1), reason
+
+
 def reason_of(lines):
     for at, line in enumerate(lines):
         # GoogleTest prints the reason below the location.
@@ -25,6 +36,8 @@ def main():
         name = case.get("name")
         lines = [line.strip() for line in (case.findtext("system-out") or "").splitlines() if line.strip()]
         tests = skipped_in_script(lines)
+        if case.find("skipped") is None:
+            tests += skipped_in_program(lines)
         if not tests and case.find("skipped") is not None:
             by_reason.setdefault(reason_of(lines), []).append(name)
         for test, reason in tests:

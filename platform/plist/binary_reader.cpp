@@ -16,7 +16,6 @@ namespace {
 
 constexpr char kMagic[] = {'b', 'p', 'l', 'i', 's', 't', '0'};
 constexpr std::size_t kHeaderSize = 8;
-constexpr std::size_t kTrailerSize = 32;
 
 /// What the reader knows of an object so far.
 enum class Seen : std::uint8_t {

@@ -14,7 +14,6 @@ namespace tarvel {
 namespace {
 
 constexpr char kHeader[] = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
-constexpr std::size_t kTrailerSize = 32;
 constexpr std::size_t kChunkSize = std::size_t{1} << 18;
 
 /// The fewest of 1, 2, 4 or 8 bytes that hold `value`.

@@ -9,9 +9,6 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr char32_t kBadSequence = 0xFFFFFFFF;
 
-bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 void appendUnit(char32_t unit, std::string& utf16) {
   utf16.push_back(static_cast<char>(unit >> 8));
   utf16.push_back(static_cast<char>(unit & 0xFF));

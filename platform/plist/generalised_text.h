@@ -8,6 +8,14 @@
 
 namespace tarvel {
 
+[[nodiscard]] constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+[[nodiscard]] constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
+
+/// The bytes as characters. Borrows them.
+[[nodiscard]] inline std::string_view textOf(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
+}
+
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::span<const std::uint8_t> bytes);
 

@@ -8,6 +8,9 @@
 
 namespace tarvel {
 
+/// The end of a binary file: the sizes and places of its tables.
+inline constexpr std::size_t kTrailerSize = 32;
+
 /// The markers of the binary format: the high half of an object's first byte is its kind, the low half a size. All
 /// leaves of a tree are stored in this encoding in memory, so that unchanged values are written back with their type
 /// and width.

@@ -13,10 +13,6 @@ namespace {
 
 using Kind = TextEncoding::Kind;
 
-std::string_view textOf(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
-}
-
 struct Mark {
   std::string_view bytes;
   Kind kind;
@@ -75,9 +71,6 @@ TextEncoding declaredEncoding(std::string_view rest) {
   if (close == std::string_view::npos) return failed(kCutShort);
   return encodingNamed(rest.substr(quote + 1, close - quote - 1));
 }
-
-bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
 }  // namespace
 

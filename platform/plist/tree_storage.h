@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/data.h"
+#include "platform/plist/generalised_text.h"
 #include "platform/plist/large_memory.h"
 #include "platform/plist/leaf_encoding.h"
 #include "platform/property_list.h"
@@ -32,9 +33,6 @@ inline constexpr std::uint32_t kMaxSlotIndex = kMadeTag - 1;
 
 [[nodiscard]] inline Slot slotTag(Slot slot) { return slot & kSlotTag; }
 [[nodiscard]] inline std::uint32_t slotIndex(Slot slot) { return slot & ~kSlotTag; }
-[[nodiscard]] inline std::string_view textOf(std::span<const std::uint8_t> bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};  // NOLINT: bytes read as chars
-}
 
 [[nodiscard]] inline bool isContainerSlot(Slot slot) { return slotTag(slot) == kContainerTag; }
 

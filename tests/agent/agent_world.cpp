@@ -1,5 +1,8 @@
 #include "tests/agent/agent_world.h"
 
+#include <filesystem>
+#include <iterator>
+
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -263,6 +266,11 @@ void AgentWorld::restartAgent() {
 
 std::optional<std::int64_t> AgentWorld::reportedCode() const {
   return preferences_.flushedValue(kLastHelperErrorKey, kMainApplicationIdentifier).root.integer();
+}
+
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
 }  // namespace tarvel

@@ -184,4 +184,7 @@ class AgentWorld {
   std::size_t launches_ = 0;
 };
 
+/// File descriptors that this process has open.
+[[nodiscard]] std::size_t openDescriptors();
+
 }  // namespace tarvel

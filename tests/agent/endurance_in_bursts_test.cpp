@@ -41,11 +41,6 @@ std::size_t heapInUse() {
 #endif
 }
 
-std::size_t openDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
 std::uint32_t numberFromEnvironment(const char* name, std::uint32_t otherwise) {
   const char* text = std::getenv(name);
   return text == nullptr ? otherwise : static_cast<std::uint32_t>(std::strtoul(text, nullptr, 10));

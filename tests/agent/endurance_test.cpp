@@ -7,6 +7,7 @@
 #include "platform/collation/icu_collator.h"
 #include "platform/linux/files/linux_file_manager.h"
 #include "settings/preference_keys.h"
+#include "tests/agent/agent_world.h"
 #include "tests/support/agent_fixture.h"
 #include "tests/support/temporary_directory.h"
 
@@ -29,11 +30,6 @@ std::size_t residentKilobytes() {
     if (line.starts_with("VmRSS:")) return std::stoul(line.substr(6));
   }
   return 0;
-}
-
-std::size_t openDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
 /// An agent in virtual time with real files and the real collator.

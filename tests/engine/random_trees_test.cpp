@@ -16,7 +16,7 @@ namespace tarvel {
 namespace {
 
 constexpr std::uint32_t kTrees = 400;
-constexpr const char* kPath = "/f/Bookmarks.plist";
+constexpr const char* kTreeFile = "/f/Bookmarks.plist";
 
 struct RandomTrees : testing::TestWithParam<int>, EngineFixture {
   RandomTrees() {
@@ -25,7 +25,7 @@ struct RandomTrees : testing::TestWithParam<int>, EngineFixture {
     tarvel.setRemoveDuplicates((options & 2) != 0);
     tarvel.setRenameSamenamed((options & 4) != 0);
     tarvel.setSortBookmarksBar((options & 8) != 0);
-    tarvel.setBookmarksFilename(kPath);
+    tarvel.setBookmarksFilename(kTreeFile);
   }
 
   std::string bytesOf(const PropertyList& list) {
@@ -77,10 +77,10 @@ std::map<std::string, Bookmark> bookmarksIn(const Tarvel& tarvel, PropertyListDi
 TEST_P(RandomTrees, NoBookmarkWithAnAddressIsLostUnlessItIsADuplicateInItsTree) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     const std::string before = bytesOf(randomBookmarks(seed));
-    memory.fileManager.putFile(kPath, before);
+    memory.fileManager.putFile(kTreeFile, before);
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     const PropertyList old = listOf(before);
-    const PropertyList now = listOf(*memory.fileManager.bytesAt(kPath));
+    const PropertyList now = listOf(*memory.fileManager.bytesAt(kTreeFile));
     const auto had = bookmarksIn(tarvel, old.root.dictionary());
     const auto has = bookmarksIn(tarvel, now.root.dictionary());
     std::set<std::pair<std::string, std::string>> kept;
@@ -97,10 +97,10 @@ TEST_P(RandomTrees, NoBookmarkWithAnAddressIsLostUnlessItIsADuplicateInItsTree) 
 TEST_P(RandomTrees, EverythingButTitlesChildrenAndTheRootsIdentifierSurvives) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     const std::string before = bytesOf(randomBookmarks(seed));
-    memory.fileManager.putFile(kPath, before);
+    memory.fileManager.putFile(kTreeFile, before);
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     const PropertyList old = listOf(before);
-    const PropertyList now = listOf(*memory.fileManager.bytesAt(kPath));
+    const PropertyList now = listOf(*memory.fileManager.bytesAt(kTreeFile));
     EXPECT_EQ(now.root.dictionary().get("Unknown").type(), old.root.dictionary().get("Unknown").type());
     std::map<std::string, PropertyListDictionary> nodes;
     visitAll(old.root.dictionary(), [&](PropertyListDictionary node) {
@@ -124,14 +124,14 @@ TEST_P(RandomTrees, EverythingButTitlesChildrenAndTheRootsIdentifierSurvives) {
 TEST_P(RandomTrees, ASecondRunChangesNoOrder) {
   std::size_t settled = 0;
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
-    memory.fileManager.putFile(kPath, bytesOf(randomBookmarks(seed)));
+    memory.fileManager.putFile(kTreeFile, bytesOf(randomBookmarks(seed)));
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     // Titles given to untitled entries are made unique by the next run, and may then sort elsewhere.
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
-    const std::string settledText = text(listOf(*memory.fileManager.bytesAt(kPath)));
+    const std::string settledText = text(listOf(*memory.fileManager.bytesAt(kTreeFile)));
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
-    const std::string after = text(listOf(*memory.fileManager.bytesAt(kPath)));
+    const std::string after = text(listOf(*memory.fileManager.bytesAt(kTreeFile)));
     EXPECT_EQ(after, settledText) << seed;
     ++settled;
   }
@@ -141,9 +141,9 @@ TEST_P(RandomTrees, ASecondRunChangesNoOrder) {
 TEST_P(RandomTrees, TheWrittenFileIsNoLargerThanTheReadOne) {
   for (std::uint32_t seed = 0; seed < kTrees; ++seed) {
     const std::string before = bytesOf(randomBookmarks(seed));
-    memory.fileManager.putFile(kPath, before);
+    memory.fileManager.putFile(kTreeFile, before);
     ASSERT_EQ(tarvel.sortBookmarks(), TarvelErrorNone) << seed;
-    const std::string once = *memory.fileManager.bytesAt(kPath);
+    const std::string once = *memory.fileManager.bytesAt(kTreeFile);
     // New titles may be long. Otherwise only the root's identifier is new.
     std::size_t made = 0;
     const PropertyList old = listOf(before);

@@ -16,8 +16,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kPath = "/f";
-constexpr const char* kBackup = "/b";
+constexpr const char* kObservedFile = "/f";
+constexpr const char* kObservedBackup = "/b";
 
 /// Records removals as "title: reason, survivor".
 class RemovalRecorder final : public SortObserver {
@@ -101,28 +101,28 @@ TEST_F(SortObservers, AStopAtAnyPointLeavesTheFileAndMakesNoBackup) {
   for (std::size_t after = 0;; ++after) {
     Tarvel one(platform);
     Stopper stopper(after);
-    memory.fileManager.putFile(kPath, before);
-    one.setBookmarksFilename(kPath);
-    one.setBackupFilename(kBackup);
+    memory.fileManager.putFile(kObservedFile, before);
+    one.setBookmarksFilename(kObservedFile);
+    one.setBackupFilename(kObservedBackup);
     one.setWriteBackupFile(true);
     one.setStageObserver(&stopper);
     ASSERT_EQ(one.sortBookmarks(), TarvelErrorNone) << after;
     EXPECT_EQ(stopper.askedWhileWriting, 0U);
     if (!one.wasStopped()) break;
     ++stops;
-    EXPECT_EQ(memory.fileManager.bytesAt(kPath), before) << after;
-    EXPECT_FALSE(memory.fileManager.bytesAt(kBackup)) << after;
+    EXPECT_EQ(memory.fileManager.bytesAt(kObservedFile), before) << after;
+    EXPECT_FALSE(memory.fileManager.bytesAt(kObservedBackup)) << after;
   }
   // Before the read, at each folder during cleaning and ordering, and at the end.
   EXPECT_GT(stops, 8U);
-  EXPECT_NE(memory.fileManager.bytesAt(kPath), before);
+  EXPECT_NE(memory.fileManager.bytesAt(kObservedFile), before);
 }
 
 TEST_F(SortObservers, AStopEndsTheWaitForTheBrowser) {
   Stopper stopper(2);
-  memory.fileManager.putFile(kPath, "bytes");
+  memory.fileManager.putFile(kObservedFile, "bytes");
   memory.fileManager.putFile("/lock", "");
-  tarvel.setBookmarksFilename(kPath);
+  tarvel.setBookmarksFilename(kObservedFile);
   tarvel.setStageObserver(&stopper);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   EXPECT_TRUE(tarvel.wasStopped());

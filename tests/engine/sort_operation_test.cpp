@@ -13,15 +13,15 @@
 namespace tarvel {
 namespace {
 
-constexpr const char* kPath = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kSortedFile = "/home/user/Library/Safari/Bookmarks.plist";
 constexpr const char* kLock = "/home/user/Library/Safari/lock";
-constexpr const char* kBackup = "/data/Tarvel/Bookmarks (Initial Copy).plist";
+constexpr const char* kSortBackup = "/data/Tarvel/Bookmarks (Initial Copy).plist";
 constexpr const char* kUnsorted = "Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]";
 constexpr const char* kSorted = "Root[ BookmarksBar[ x ] BookmarksMenu[ a b ] ]";
 
 struct SortOperation : testing::Test, EngineFixture {
   SortOperation() {
-    tarvel.setBackupFilename(kBackup);
+    tarvel.setBackupFilename(kSortBackup);
     tarvel.setWriteBackupFile(true);
   }
 
@@ -33,12 +33,12 @@ struct SortOperation : testing::Test, EngineFixture {
 
   std::string put(std::string_view notation) {
     const std::string bytes = bytesOf(tree(notation));
-    memory.fileManager.putFile(kPath, bytes);
+    memory.fileManager.putFile(kSortedFile, bytes);
     return bytes;
   }
 
   PropertyListReading read() {
-    return serialization.propertyListFromData(Data::copyOf(memory.fileManager.bytesAt(kPath).value_or("")));
+    return serialization.propertyListFromData(Data::copyOf(memory.fileManager.bytesAt(kSortedFile).value_or("")));
   }
 
   std::string written() { return text(read().list); }
@@ -52,7 +52,7 @@ struct SortOperation : testing::Test, EngineFixture {
       if (call.operation != FileOperation::kDate || !isRead || count == times) return;
       isRead = false;
       ++count;
-      memory.fileManager.putFile(kPath, bytesOf(tree(kUnsorted)));
+      memory.fileManager.putFile(kSortedFile, bytesOf(tree(kUnsorted)));
     });
   }
 };
@@ -62,7 +62,7 @@ TEST_F(SortOperation, AnUnsortedFileIsBackedUpGetsANewIdentifierAndIsWrittenInBi
   const std::string uuid(*read().list.root.dictionary().string(kWebBookmarkUUIDKey));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   EXPECT_EQ(written(), kSorted);
-  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), before);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortBackup), before);
   const PropertyListReading after = read();
   EXPECT_EQ(after.format, PropertyListFormat::kBinary);
   EXPECT_NE(after.list.root.dictionary().string(kWebBookmarkUUIDKey), uuid);
@@ -71,7 +71,7 @@ TEST_F(SortOperation, AnUnsortedFileIsBackedUpGetsANewIdentifierAndIsWrittenInBi
 }
 
 TEST_F(SortOperation, AFileReadInXmlFormIsWrittenBackInBinaryForm) {
-  memory.fileManager.putFile(kPath, bytesOf(tree(kUnsorted), PropertyListFormat::kXml));
+  memory.fileManager.putFile(kSortedFile, bytesOf(tree(kUnsorted), PropertyListFormat::kXml));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   EXPECT_EQ(read().format, PropertyListFormat::kBinary);
   EXPECT_EQ(written(), kSorted);
@@ -81,7 +81,7 @@ TEST_F(SortOperation, TheRootIsCheckedBeforeTheVersion) {
   const PropertyList list = tree(kUnsorted);
   list.root.dictionary().setString(kWebBookmarkTypeKey, kLeafTypeName);
   list.root.dictionary().set(kWebBookmarkFileVersionKey, list.tree->makeInteger(2));
-  memory.fileManager.putFile(kPath, bytesOf(list));
+  memory.fileManager.putFile(kSortedFile, bytesOf(list));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile);
 }
 
@@ -93,7 +93,7 @@ TEST_F(SortOperation, MoreSameNamedEntriesThanCanBeRenamedAreStillSorted) {
   for (int i = 0; i < 20'000; ++i) {
     children.append(treeIn(*list.tree, "News@u" + std::to_string(i) + "#" + std::to_string(i)).value());
   }
-  memory.fileManager.putFile(kPath, bytesOf(list));
+  memory.fileManager.putFile(kSortedFile, bytesOf(list));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   const PropertyListReading after = read();
   const PropertyListDictionary root = after.list.root.dictionary();
@@ -114,11 +114,11 @@ TEST_F(SortOperation, AMissingFileGives1BeforeTheLockIsChecked) {
 
 TEST_F(SortOperation, FileInOrderGives0WithoutBackupAndWithItsDateUnchanged) {
   const std::string before = put(kSorted);
-  const auto date = memory.fileManager.modificationDateAtPath(kPath);
+  const auto date = memory.fileManager.modificationDateAtPath(kSortedFile);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
-  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kPath), date);
-  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
+  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kSortedFile), date);
+  EXPECT_FALSE(memory.fileManager.bytesAt(kSortBackup).has_value());
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kWrite), 0U);
   EXPECT_TRUE(memory.workspace.announced().empty());
 }
@@ -148,7 +148,7 @@ TEST_F(SortOperation, FileChangedDuringEveryAttemptGives8AfterTenReads) {
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
   EXPECT_EQ(reads(), 10U);
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kWrite), 0U);
-  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_FALSE(memory.fileManager.bytesAt(kSortBackup).has_value());
   EXPECT_TRUE(memory.clock.sleeps().empty());
 }
 
@@ -166,7 +166,7 @@ TEST_F(SortOperation, FileChangedBetweenTheComparisonAndTheWriteIsSortedOnTheNex
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation != FileOperation::kWrite || hasInterfered) return;
     hasInterfered = true;
-    memory.fileManager.putFile(kPath, bytesOf(tree(kUnsorted)));
+    memory.fileManager.putFile(kSortedFile, bytesOf(tree(kUnsorted)));
   });
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
   EXPECT_EQ(reads(), 2U);
@@ -179,16 +179,16 @@ TEST_F(SortOperation, FileChangedBeforeEveryWriteGives8AfterTenReads) {
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation != FileOperation::kWrite) return;
     last = bytesOf(tree(kUnsorted));
-    memory.fileManager.putFile(kPath, last);
+    memory.fileManager.putFile(kSortedFile, last);
   });
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
   EXPECT_EQ(reads(), 10U);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), last);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), last);
 }
 
 TEST_F(SortOperation, AFileThatIsOpenForWritingGives8AfterTenReadsWithoutABackupOrAWrite) {
   put(kUnsorted);
-  memory.fileManager.setOpenForWriting(kPath, true);
+  memory.fileManager.setOpenForWriting(kSortedFile, true);
   tarvel.setWriteBackupFile(true);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
   EXPECT_EQ(reads(), 10U);
@@ -238,7 +238,7 @@ TEST_F(SortOperation, ALockedAttemptAfterAReadFailsIfTheDateHasChanged) {
   put(kUnsorted);
   std::string latest;
   memory.clock.setHook([&](std::size_t sleeps) {
-    if (sleeps == 1) memory.fileManager.putFile(kPath, latest);
+    if (sleeps == 1) memory.fileManager.putFile(kSortedFile, latest);
   });
   std::size_t dates = 0;
   memory.fileManager.setHook([&, inner = true](const FileCall& call) mutable {
@@ -252,14 +252,14 @@ TEST_F(SortOperation, ALockedAttemptAfterAReadFailsIfTheDateHasChanged) {
   });
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorFileInUse);
   EXPECT_EQ(reads(), 1U);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), latest);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), latest);
   EXPECT_EQ(memory.clock.sleeps().size(), 9U);
 }
 
 TEST_F(SortOperation, AFileDeletedDuringTheAttemptsIsUnreadable) {
   put(kUnsorted);
   memory.fileManager.setHook([this](const FileCall& call) {
-    if (call.operation == FileOperation::kRead) memory.fileManager.removeTree(kPath);
+    if (call.operation == FileOperation::kRead) memory.fileManager.removeTree(kSortedFile);
   });
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorReadFailed);
 }
@@ -268,15 +268,15 @@ TEST_F(SortOperation, WithoutWriteBackupFileNoBackupIsAttempted) {
   put(kUnsorted);
   tarvel.setWriteBackupFile(false);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
-  EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_FALSE(memory.fileManager.bytesAt(kSortBackup).has_value());
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kCopy), 0U);
 }
 
 TEST_F(SortOperation, WithAnExistingBackupTheStepSucceedsWithoutCopying) {
   put(kUnsorted);
-  memory.fileManager.putFile(kBackup, "initial backup");
+  memory.fileManager.putFile(kSortBackup, "initial backup");
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
-  EXPECT_EQ(memory.fileManager.bytesAt(kBackup), "initial backup");
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortBackup), "initial backup");
   EXPECT_EQ(memory.fileManager.callCount(FileOperation::kCopy), 0U);
 }
 
@@ -284,27 +284,27 @@ TEST_F(SortOperation, BackupThatCannotBeMadeGives7AndLeavesTheFile) {
   const std::string before = put(kUnsorted);
   memory.fileManager.failNext(FileOperation::kCopy, ENOSPC);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorBackupFailed);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
   EXPECT_TRUE(memory.systemLog.lines().empty());
   memory.fileManager.failNext(FileOperation::kCreateDirectory, EACCES);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorBackupFailed);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
 }
 
 TEST_F(SortOperation, FileThatCannotBeWrittenGives6AndTheFolderIsAnnouncedAnyway) {
   const std::string before = put(kUnsorted);
   memory.fileManager.failNext(FileOperation::kWrite, ENOSPC);
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorWriteFailed);
-  EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+  EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
   EXPECT_EQ(memory.workspace.announced().size(), 1U);
-  EXPECT_TRUE(memory.fileManager.bytesAt(kBackup).has_value());
+  EXPECT_TRUE(memory.fileManager.bytesAt(kSortBackup).has_value());
 }
 
 TEST_F(SortOperation, TreeThatCannotBeSerialisedGives6AndALogLine) {
   const PropertyList list = tree(kUnsorted);
-  memory.fileManager.putFile(kPath, bytesOf(list));
+  memory.fileManager.putFile(kSortedFile, bytesOf(list));
   // A null is read from a binary file and cannot be written: 0x00 in place of a one-byte object.
-  std::string bytes = *memory.fileManager.bytesAt(kPath);
+  std::string bytes = *memory.fileManager.bytesAt(kSortedFile);
   list.root.dictionary().set("Odd", list.tree->makeBoolean(false));
   bytes = bytesOf(list);
   const std::size_t at = bytes.find(std::string("\x08", 1), 8);
@@ -312,11 +312,11 @@ TEST_F(SortOperation, TreeThatCannotBeSerialisedGives6AndALogLine) {
     std::string changed = bytes;
     if (changed[i] != '\x08') continue;
     changed[i] = '\0';
-    memory.fileManager.putFile(kPath, changed);
+    memory.fileManager.putFile(kSortedFile, changed);
     const PropertyListReading reading = read();
     if (reading.error || reading.list.root.dictionary().get("Odd").type() != PropertyListType::kNull) continue;
     EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorWriteFailed);
-    EXPECT_EQ(memory.fileManager.bytesAt(kPath), changed);
+    EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), changed);
     ASSERT_EQ(memory.systemLog.lines().size(), 1U);
     EXPECT_EQ(memory.systemLog.lines()[0],
               "Error writing to file: Property list invalid for format: 200 (property lists cannot contain objects of "
@@ -327,7 +327,7 @@ TEST_F(SortOperation, TreeThatCannotBeSerialisedGives6AndALogLine) {
 }
 
 TEST_F(SortOperation, UnreadableFileGives5AndTheDocumentLogs) {
-  memory.fileManager.putFile(kPath, "<plist><foo/></plist>");
+  memory.fileManager.putFile(kSortedFile, "<plist><foo/></plist>");
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorReadFailed);
   ASSERT_EQ(memory.systemLog.lines().size(), 1U);
   EXPECT_EQ(memory.systemLog.lines()[0], "Error reading plist: Encountered unknown tag foo on line 1, format: 0");
@@ -337,11 +337,11 @@ TEST_F(SortOperation, UnreadableFileGives5AndTheDocumentLogs) {
 }
 
 TEST_F(SortOperation, ARootOfAnotherTypeGives3AndAVersionTooNew4) {
-  memory.fileManager.putFile(kPath, "{ a = b; }");
+  memory.fileManager.putFile(kSortedFile, "{ a = b; }");
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile);
   const PropertyList list = tree(kUnsorted);
   list.root.dictionary().set(kWebBookmarkFileVersionKey, list.tree->makeInteger(2));
-  memory.fileManager.putFile(kPath, bytesOf(list));
+  memory.fileManager.putFile(kSortedFile, bytesOf(list));
   EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorUnknownVersion);
 }
 
@@ -349,8 +349,8 @@ TEST_F(SortOperation, RootWithoutBarOrMenuGives3BeforeBackupIdentifierAndWrite) 
   for (const char* notation : {"Root[ BookmarksMenu[ b a ] ]", "Root[ BookmarksBar[ a ] x ]", "Root[ x ]"}) {
     const std::string before = put(notation);
     EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNotBookmarksFile) << notation;
-    EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
-    EXPECT_FALSE(memory.fileManager.bytesAt(kBackup).has_value());
+    EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
+    EXPECT_FALSE(memory.fileManager.bytesAt(kSortBackup).has_value());
   }
 }
 
@@ -362,7 +362,7 @@ TEST_F(SortOperation, EmptyRootGives0) {
 TEST_F(SortOperation, FileByNameIsSetWithItsTildeExpanded) {
   put(kUnsorted);
   EXPECT_EQ(tarvel.sortBookmarksInFileWithName("~/Library/Safari/Bookmarks.plist"), TarvelErrorNone);
-  EXPECT_EQ(tarvel.bookmarksFilename(), kPath);
+  EXPECT_EQ(tarvel.bookmarksFilename(), kSortedFile);
   EXPECT_EQ(tarvel.sortBookmarksInFileWithName("/elsewhere.plist"), TarvelErrorBookmarksFileNotFound);
 }
 
@@ -454,9 +454,9 @@ struct MemoryShortage : SortOperation {
     memory.fileManager.setHook([operation](const FileCall& call) {
       if (call.operation == operation) throw std::bad_alloc();
     });
-    const TarvelError code = tarvel.sortBookmarksInFileWithName(kPath);
+    const TarvelError code = tarvel.sortBookmarksInFileWithName(kSortedFile);
     EXPECT_EQ(memory.systemLog.lines(), std::vector<std::string>{kNoMemory});
-    EXPECT_EQ(memory.fileManager.bytesAt(kPath), before);
+    EXPECT_EQ(memory.fileManager.bytesAt(kSortedFile), before);
     return code;
   }
 };
@@ -476,10 +476,10 @@ TEST_F(MemoryShortage, WhileWritingGivesWriteFailed) {
 TEST_F(MemoryShortage, ReportedByTheSystemIsLoggedToo) {
   (void)put(kUnsorted);
   memory.fileManager.failNext(FileOperation::kRead, ENOMEM);
-  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kPath), TarvelErrorReadFailed);
+  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kSortedFile), TarvelErrorReadFailed);
   EXPECT_EQ(memory.systemLog.lines(), std::vector<std::string>{kNoMemory});
   memory.fileManager.failNext(FileOperation::kWrite, ENOMEM);
-  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kPath), TarvelErrorWriteFailed);
+  EXPECT_EQ(tarvel.sortBookmarksInFileWithName(kSortedFile), TarvelErrorWriteFailed);
   EXPECT_EQ(memory.systemLog.lines(), (std::vector<std::string>{kNoMemory, kNoMemory}));
 }
 

@@ -13,8 +13,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kGreeting(1000);
-constexpr milliseconds kStart(3000);
 constexpr milliseconds kSignOfLife(500);
 
 /// Errors from a program that runs or was started but could not handle the request.
@@ -45,7 +43,7 @@ bool activateOnBus(std::string_view identifier) {
   const std::string name(identifier);
   // A unique connection name is not an application's name.
   if (name.starts_with(':')) return false;
-  const BusPointer bus = openUserBus(kGreeting);
+  const BusPointer bus = openUserBus(kBusGreetingTimeout);
   sd_bus_message* message = nullptr;
   if (!bus || sd_bus_message_new_method_call(bus.get(), &message, name.c_str(), objectPathOf(identifier).c_str(),
                                              "org.freedesktop.Application", "Activate") < 0) {
@@ -54,7 +52,7 @@ bool activateOnBus(std::string_view identifier) {
   const BusMessagePointer request(message);
   if (sd_bus_message_append(message, "a{sv}", 0) < 0) return false;
   sd_bus_error error = SD_BUS_ERROR_NULL;
-  const int answer = sd_bus_call(bus.get(), request.get(), busTimeout(kStart), &error, nullptr);
+  const int answer = sd_bus_call(bus.get(), request.get(), busTimeout(kBusStartTimeout), &error, nullptr);
   const bool wasStarted = answer >= 0 || std::ranges::any_of(kAnswersOfTheStarted, [&error](const char* known) {
                             return sd_bus_error_has_name(&error, known) > 0;
                           });

@@ -8,8 +8,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kName = "org.freedesktop.systemd1";
-constexpr std::chrono::milliseconds kGreeting(1000);
+constexpr const char* kManagerName = "org.freedesktop.systemd1";
 
 int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
   std::uint32_t id = 0;
@@ -28,10 +27,10 @@ int noteEnd(sd_bus_message* message, void* waiting, sd_bus_error* /*error*/) {
 ManagerConnection::ManagerConnection() {
   const std::string runtime = userRuntimeFolder();
   if (runtime.empty()) return;
-  const Deadline greeting(kGreeting);
+  const Deadline greeting(kBusGreetingTimeout);
   bus_ = openPeer(runtime + "/systemd/private", greeting.left());
   if (bus_ && answers(greeting)) return;
-  destination_ = kName;
+  destination_ = kManagerName;
   bus_ = openUserBus(greeting.left());
   if (bus_ && !answers(greeting)) bus_.reset();
 }
@@ -53,7 +52,7 @@ std::optional<std::vector<std::string>> ManagerConnection::environment() const {
   const BusMessagePointer request(message);
   sd_bus_message* received = nullptr;
   if (sd_bus_message_append(request.get(), "ss", kManagerInterface, "Environment") < 0 ||
-      sd_bus_call(bus_.get(), request.get(), busTimeout(kGreeting), nullptr, &received) < 0) {
+      sd_bus_call(bus_.get(), request.get(), busTimeout(kBusGreetingTimeout), nullptr, &received) < 0) {
     return std::nullopt;
   }
   const BusMessagePointer answer(received);

@@ -10,6 +10,11 @@
 // Internal to platform/linux.
 namespace tarvel {
 
+/// For the connection and its first answer.
+inline constexpr std::chrono::milliseconds kBusGreetingTimeout(1000);
+/// For a service or a unit to start.
+inline constexpr std::chrono::milliseconds kBusStartTimeout(3000);
+
 /// A time limit shared by all steps of one operation.
 class Deadline {
  public:

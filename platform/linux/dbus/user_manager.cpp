@@ -22,8 +22,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kStart(3000);
-
 /// Session variables of a graphical program, in addition to most of XDG_*. Used as a set: the display of one session
 /// does not work with the desktop of another.
 constexpr std::array<std::string_view, 3> kDisplayVariables = {"DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY"};
@@ -150,7 +148,7 @@ bool UserManager::start(const ProgramCommand& command) {
   const std::string unit = newUnitName();
   const BusMessagePointer request = connection_ ? startRequest(unit, command) : nullptr;
   if (!request) return false;
-  const bool hasStarted = connection_.runJob(request.get(), Deadline(kStart)).isDone();
+  const bool hasStarted = connection_.runJob(request.get(), Deadline(kBusStartTimeout)).isDone();
   // The caller will launch it in another way. Prevents a second start if the manager gets to it later.
   if (!hasStarted) giveUp(unit);
   return hasStarted;

@@ -19,7 +19,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::string_view kPrefix = ".tarvel-displaced-";
+constexpr std::string_view kDisplacedPrefix = ".tarvel-displaced-";
 constexpr std::size_t kDigits = 16;
 /// Target, version read, own version, random number.
 constexpr std::size_t kFields = 4;
@@ -114,12 +114,12 @@ Verdict judge(const HeldFile& held, const Current& current, const DisplacedName&
 std::string makeDisplacedName(const std::string& target, const FileVersion& read, const FileVersion& own) {
   const std::string random = randomDigits();
   if (random.empty()) return {};
-  return std::string(kPrefix) + digest(target) + "-" + digest(read) + "-" + digest(own) + "-" + random;
+  return std::string(kDisplacedPrefix) + digest(target) + "-" + digest(read) + "-" + digest(own) + "-" + random;
 }
 
 std::optional<DisplacedName> parseDisplacedName(std::string_view name) {
-  if (!name.starts_with(kPrefix)) return std::nullopt;
-  name.remove_prefix(kPrefix.size());
+  if (!name.starts_with(kDisplacedPrefix)) return std::nullopt;
+  name.remove_prefix(kDisplacedPrefix.size());
   if (name.size() != kFields * (kDigits + 1) - 1) return std::nullopt;
   std::array<std::string, kFields> fields;
   for (std::size_t i = 0; i < kFields; ++i) {

@@ -27,7 +27,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::string_view kPrefix = ".tarvel-undo-";
+constexpr std::string_view kJournalPrefix = ".tarvel-undo-";
 constexpr int kHexadecimal = 16;
 /// Neither disks nor file systems write smaller units.
 constexpr std::size_t kBlock = 512;
@@ -50,7 +50,7 @@ struct Header {
 std::string recordName(ino_t inode) {
   std::array<char, 32> digits{};
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), inode, kHexadecimal);
-  return std::string(kPrefix).append(digits.data(), end.ptr);
+  return std::string(kJournalPrefix).append(digits.data(), end.ptr);
 }
 
 std::string_view asText(std::span<const std::uint8_t> bytes) {
@@ -222,8 +222,8 @@ void rollBackInterruptedWrite(const FilePlace& place, int fd) {
 }
 
 bool isUndoJournalName(std::string_view name) {
-  return name.starts_with(kPrefix) && name.size() > kPrefix.size() &&
-         name.find_first_not_of("0123456789abcdef", kPrefix.size()) == std::string_view::npos;
+  return name.starts_with(kJournalPrefix) && name.size() > kJournalPrefix.size() &&
+         name.find_first_not_of("0123456789abcdef", kJournalPrefix.size()) == std::string_view::npos;
 }
 
 std::optional<JournaledFile> fileOfUndoJournal(int folder, const std::string& name) {

@@ -14,7 +14,7 @@ namespace tarvel {
 namespace {
 
 constexpr const char* kUsualPath = "/usr/local/bin:/usr/bin:/bin";
-constexpr off_t kLargest = off_t{1024} * 1024;
+constexpr off_t kLargestEntry = off_t{1024} * 1024;
 using Entries = std::map<std::string, std::string, std::less<>>;
 
 std::string_view trimmed(std::string_view text) {
@@ -134,7 +134,7 @@ std::vector<std::string> wordsOfExecLine(std::string_view line) {
 std::optional<ProgramCommand> commandOfDesktopFile(const std::string& path) {
   struct stat status {};
   const UniqueFd fd = openRegular(path, status);
-  if (!fd || status.st_size > kLargest) return std::nullopt;
+  if (!fd || status.st_size > kLargestEntry) return std::nullopt;
   const FileReading reading = readWhole(fd.get(), static_cast<std::size_t>(status.st_size), path);
   if (!reading.status.ok()) return std::nullopt;
   const auto bytes = reading.data.bytes();

@@ -14,7 +14,7 @@ namespace tarvel {
 namespace {
 
 /// Far above any translation table or Info.plist.
-constexpr off_t kLargest = off_t{1} << 20;
+constexpr off_t kLargestInformation = off_t{1} << 20;
 
 }  // namespace
 
@@ -31,7 +31,7 @@ LinuxBundle LinuxBundle::forCommand(PropertyListSerialization& propertyLists) {
 PropertyList LinuxBundle::read(const std::string& path) const {
   struct stat status {};
   const UniqueFd fd = openRegular(path, status);
-  if (!fd || status.st_size > kLargest) return {};
+  if (!fd || status.st_size > kLargestInformation) return {};
   const FileReading reading = readWhole(fd.get(), static_cast<std::size_t>(status.st_size), path);
   if (!reading.status.ok()) return {};
   PropertyListReading parsed = propertyLists_.propertyListFromData(reading.data);

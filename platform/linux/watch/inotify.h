@@ -12,6 +12,9 @@
 // Internal to platform/linux.
 namespace tarvel {
 
+/// The watched item itself was removed or renamed.
+inline constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
+
 struct InotifyEvent {
   int watch = -1;
   std::uint32_t mask = 0;

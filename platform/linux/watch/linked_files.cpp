@@ -12,7 +12,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::size_t kMostLinks = 64;
+constexpr std::size_t kMostLinkedFiles = 64;
 constexpr int kMostEntries = 10'000;
 constexpr int kMostHops = 40;
 
@@ -27,7 +27,7 @@ std::vector<std::string> namesOfLinks(const std::string& folder) {
     if (mayBeLink && isLink(folder, entry->d_name)) names.emplace_back(entry->d_name);
   }
   std::ranges::sort(names);
-  names.resize(std::min(names.size(), kMostLinks));
+  names.resize(std::min(names.size(), kMostLinkedFiles));
   return names;
 }
 

@@ -6,7 +6,6 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kFolderMask = kOwnEnd | IN_ONLYDIR | IN_DONT_FOLLOW;
 /// A removed folder reports its own removal only when no process uses it; its parent reports it at once. Watching the
 /// last folder's parent is enough, as the others can only be removed after it.

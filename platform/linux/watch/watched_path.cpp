@@ -11,7 +11,6 @@ namespace tarvel {
 namespace {
 
 constexpr std::uint32_t kNaming = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-constexpr std::uint32_t kOwnEnd = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kContent = kNaming | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | kOwnEnd | IN_ONLYDIR;
 
 /// Out of watches, descriptors or memory: failures that do not depend on the folder.

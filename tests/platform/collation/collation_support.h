@@ -17,6 +17,8 @@ inline int compareTwo(Collator& collator, std::string_view a, std::string_view b
   return ranks[0] < ranks[1] ? -1 : ranks[0] > ranks[1] ? 1 : 0;
 }
 
+inline int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
+
 inline std::vector<std::string_view> viewsOf(const std::vector<std::string>& titles) {
   return {titles.begin(), titles.end()};
 }

@@ -18,8 +18,6 @@ using nlohmann::json;
 
 const json& vectors() { return vectorFile("collate.json"); }
 
-int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
-
 /// Has `collator` rank so many titles that it makes its ASCII table.
 void seeManyTitles(IcuCollator& collator) {
   const std::vector<std::string_view> titles(kTitlesWorthATable + 1, "title");
@@ -44,7 +42,8 @@ TEST(IcuCollator, EveryTwoTitlesOfAFolderCompareAsOnTheOriginalPlatform) {
     for (std::size_t a = 0; a < titles.size(); ++a) {
       for (std::size_t b = 0; b < titles.size(); ++b) {
         ++checked;
-        EXPECT_EQ(sign(std::int64_t{ranks[a]} - ranks[b]), sign(expected[a] - expected[b]))
+        EXPECT_EQ(collation_test::sign(std::int64_t{ranks[a]} - ranks[b]),
+                  collation_test::sign(expected[a] - expected[b]))
             << locale << ": " << titles[a] << " | " << titles[b];
       }
     }

@@ -33,8 +33,6 @@ std::vector<std::u16string> foldsOf(TitleOrder& order, const std::vector<std::st
   return folds;
 }
 
-int sign(std::int64_t number) { return number < 0 ? -1 : number > 0 ? 1 : 0; }
-
 bool begins(const std::u16string& a, const std::u16string& b) {
   return a.size() < b.size() && b.compare(0, a.size(), a) == 0;
 }
@@ -91,7 +89,8 @@ TEST(TitleRanking, TheTableAnswersAsADirectComparisonByIcu) {
       const std::vector<std::uint32_t> ranks = rankTitles(language.order, language.table(), viewsOf(titles));
       for (std::size_t a = 0; a < titles.size(); ++a) {
         for (std::size_t b = 0; b < titles.size(); ++b) {
-          ASSERT_EQ(sign(std::int64_t{ranks[a]} - ranks[b]), sign(language.order.compare(folds[a], folds[b])))
+          ASSERT_EQ(collation_test::sign(std::int64_t{ranks[a]} - ranks[b]),
+                    collation_test::sign(language.order.compare(folds[a], folds[b])))
               << locale << ": " << titles[a] << " | " << titles[b];
         }
       }
@@ -143,7 +142,8 @@ TEST(TitleRanking, SortKeysAgreeWithComparisons) {
     for (std::size_t a = 0; a < folds.size(); ++a) {
       for (std::size_t b = 0; b < folds.size(); ++b) {
         const int byKeys = keys[a] < keys[b] ? -1 : keys[b] < keys[a] ? 1 : 0;
-        ASSERT_EQ(byKeys, sign(language.order.compare(folds[a], folds[b]))) << titles[a] << " | " << titles[b];
+        ASSERT_EQ(byKeys, collation_test::sign(language.order.compare(folds[a], folds[b])))
+            << titles[a] << " | " << titles[b];
       }
     }
   }
@@ -197,7 +197,8 @@ TEST(TitleRanking, EqualFoldsTieThenPrefixesThenIcu) {
           ASSERT_LT(ranks[a], ranks[b]) << titles[a] << " | " << titles[b];
         } else if (!begins(folds[b], folds[a]) && !moved[a] && !moved[b]) {
           ++byIcu;
-          ASSERT_EQ(sign(std::int64_t{ranks[a]} - ranks[b]), sign(language.order.compare(folds[a], folds[b])))
+          ASSERT_EQ(collation_test::sign(std::int64_t{ranks[a]} - ranks[b]),
+                    collation_test::sign(language.order.compare(folds[a], folds[b])))
               << titles[a] << " | " << titles[b];
         }
       }

@@ -66,8 +66,9 @@ struct AgentServiceConformance : testing::Test, Kind {
     if (const std::string reason = this->impossible(); !reason.empty()) GTEST_SKIP() << reason;
   }
 };
-using Kinds = testing::Types<MemoryKind<true>, MemoryKind<false>, DesktopKind, FakeManagerKind, RealManagerKind>;
-TYPED_TEST_SUITE(AgentServiceConformance, Kinds);
+using AgentServiceKinds =
+    testing::Types<MemoryKind<true>, MemoryKind<false>, DesktopKind, FakeManagerKind, RealManagerKind>;
+TYPED_TEST_SUITE(AgentServiceConformance, AgentServiceKinds);
 
 TYPED_TEST(AgentServiceConformance, InTheBeginningNothingRunsOrWill) {
   EXPECT_FALSE(this->service.runningAgent());

@@ -61,8 +61,8 @@ struct ApplicationConformance : testing::Test, Kind {
   RecordingDelegate delegate;
 };
 
-using Kinds = testing::Types<MemoryApplicationKind, LinuxApplicationKind>;
-TYPED_TEST_SUITE(ApplicationConformance, Kinds);
+using ApplicationKinds = testing::Types<MemoryApplicationKind, LinuxApplicationKind>;
+TYPED_TEST_SUITE(ApplicationConformance, ApplicationKinds);
 
 TYPED_TEST(ApplicationConformance, TheDelegateHearsOfLaunchAndEndAndTheStatusIsZero) {
   this->delegate.atLaunch = [this] { this->later(0.005, [this] { this->application.terminate(); }); };

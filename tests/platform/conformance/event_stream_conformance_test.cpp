@@ -66,8 +66,8 @@ struct EventStreamConformance : testing::Test, Kind {
   std::unique_ptr<EventStream> stream;
 };
 
-using Kinds = testing::Types<MemoryStreamKind, LinuxStreamKind>;
-TYPED_TEST_SUITE(EventStreamConformance, Kinds);
+using EventStreamKinds = testing::Types<MemoryStreamKind, LinuxStreamKind>;
+TYPED_TEST_SUITE(EventStreamConformance, EventStreamKinds);
 
 TYPED_TEST(EventStreamConformance, AStreamIsMadeStopped) {
   this->stream = this->create(this->folder());

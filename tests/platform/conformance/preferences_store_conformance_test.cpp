@@ -17,7 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kDomain = "org.tarvel.Test";
+constexpr const char* kStoreDomain = "org.tarvel.Test";
 
 PropertyList listOf(PropertyListValue (*make)(PropertyListTree&)) {
   const auto tree = std::make_shared<PropertyListTree>();
@@ -40,8 +40,8 @@ struct MemoryStoreKind {
 
   void breakDisk() { store.setFlushWorks(false); }
   void mendDisk() { store.setFlushWorks(true); }
-  void setElsewhere(std::string_view key, const PropertyList& value) { store.setFlushedValue(key, value, kDomain); }
-  [[nodiscard]] PropertyList seenElsewhere(std::string_view key) { return store.flushedValue(key, kDomain); }
+  void setElsewhere(std::string_view key, const PropertyList& value) { store.setFlushedValue(key, value, kStoreDomain); }
+  [[nodiscard]] PropertyList seenElsewhere(std::string_view key) { return store.flushedValue(key, kStoreDomain); }
 };
 
 struct LinuxStoreKind {
@@ -58,11 +58,11 @@ struct LinuxStoreKind {
   }
   void setElsewhere(std::string_view key, const PropertyList& value) {
     LinuxPreferencesStore other(serialization, log, directory.path("settings"));
-    other.setAppValue(key, value, kDomain);
-    EXPECT_TRUE(other.appSynchronize(kDomain));
+    other.setAppValue(key, value, kStoreDomain);
+    EXPECT_TRUE(other.appSynchronize(kStoreDomain));
   }
   [[nodiscard]] PropertyList seenElsewhere(std::string_view key) {
-    return LinuxPreferencesStore(serialization, log, directory.path("settings")).copyAppValue(key, kDomain);
+    return LinuxPreferencesStore(serialization, log, directory.path("settings")).copyAppValue(key, kStoreDomain);
   }
 
   TemporaryDirectory directory;
@@ -73,62 +73,62 @@ struct LinuxStoreKind {
 
 template <typename Kind>
 struct PreferencesConformance : testing::Test, Kind {
-  [[nodiscard]] bool flush() { return this->store.appSynchronize(kDomain); }
+  [[nodiscard]] bool flush() { return this->store.appSynchronize(kStoreDomain); }
 };
 
-using Kinds = testing::Types<MemoryStoreKind, LinuxStoreKind>;
-TYPED_TEST_SUITE(PreferencesConformance, Kinds);
+using PreferencesStoreKinds = testing::Types<MemoryStoreKind, LinuxStoreKind>;
+TYPED_TEST_SUITE(PreferencesConformance, PreferencesStoreKinds);
 
 TYPED_TEST(PreferencesConformance, AnAbsentKeyHasNoValueOfAnyKind) {
-  EXPECT_EQ(this->store.appBooleanValue("Key", kDomain), std::nullopt);
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), std::nullopt);
-  EXPECT_FALSE(this->store.copyAppValue("Key", kDomain).root);
-  EXPECT_THAT(this->store.copyKeyList(kDomain), IsEmpty());
+  EXPECT_EQ(this->store.appBooleanValue("Key", kStoreDomain), std::nullopt);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
+  EXPECT_FALSE(this->store.copyAppValue("Key", kStoreDomain).root);
+  EXPECT_THAT(this->store.copyKeyList(kStoreDomain), IsEmpty());
 }
 
 TYPED_TEST(PreferencesConformance, AValueThatWasSetIsReadByThisProcessAtOnceAndByOthersAfterAFlush) {
-  this->store.setAppValue("Key", integer(5), kDomain);
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 5);
+  this->store.setAppValue("Key", integer(5), kStoreDomain);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 5);
   EXPECT_FALSE(this->seenElsewhere("Key").root);
   EXPECT_TRUE(this->flush());
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 5);
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 5);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 5);
 }
 
 TYPED_TEST(PreferencesConformance, ARemovedKeyIsAbsentHereAtOnceAndElsewhereAfterAFlush) {
   this->setElsewhere("Key", integer(5));
-  this->store.setAppValue("Key", {}, kDomain);
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), std::nullopt);
+  this->store.setAppValue("Key", {}, kStoreDomain);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 5);
   EXPECT_TRUE(this->flush());
   EXPECT_FALSE(this->seenElsewhere("Key").root);
 }
 
 TYPED_TEST(PreferencesConformance, RemovingAnAbsentKeyIsNoFailure) {
-  this->store.setAppValue("Key", {}, kDomain);
+  this->store.setAppValue("Key", {}, kStoreDomain);
   EXPECT_TRUE(this->flush());
-  EXPECT_THAT(this->store.copyKeyList(kDomain), IsEmpty());
+  EXPECT_THAT(this->store.copyKeyList(kStoreDomain), IsEmpty());
 }
 
 TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceeds) {
   EXPECT_TRUE(this->flush());
-  this->store.setAppValue("Key", yes(), kDomain);
+  this->store.setAppValue("Key", yes(), kStoreDomain);
   EXPECT_TRUE(this->flush());
   EXPECT_TRUE(this->flush());
 }
 
 TYPED_TEST(PreferencesConformance, AnotherProcessesChangeIsSeenAtTheNextRead) {
   this->setElsewhere("Key", integer(1));
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 1);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 1);
   this->setElsewhere("Key", integer(2));
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 2);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 2);
   this->setElsewhere("Key", {});
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), std::nullopt);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
 }
 
 TYPED_TEST(PreferencesConformance, AFlushLeavesKeysThatOthersSetMeanwhileAlone) {
   this->setElsewhere("Mine", integer(1));
-  this->store.setAppValue("Mine", integer(10), kDomain);
+  this->store.setAppValue("Mine", integer(10), kStoreDomain);
   this->setElsewhere("Theirs", integer(2));
   this->setElsewhere("Mine", integer(3));
   EXPECT_TRUE(this->flush());
@@ -137,10 +137,10 @@ TYPED_TEST(PreferencesConformance, AFlushLeavesKeysThatOthersSetMeanwhileAlone) 
 }
 
 TYPED_TEST(PreferencesConformance, AFailedFlushKeepsWhatWasSetAndTheNextOneTriesAgain) {
-  this->store.setAppValue("Key", integer(5), kDomain);
+  this->store.setAppValue("Key", integer(5), kStoreDomain);
   this->breakDisk();
   EXPECT_FALSE(this->flush());
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 5);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 5);
   this->mendDisk();
   EXPECT_FALSE(this->seenElsewhere("Key").root);
   EXPECT_TRUE(this->flush());
@@ -150,16 +150,16 @@ TYPED_TEST(PreferencesConformance, AFailedFlushKeepsWhatWasSetAndTheNextOneTries
 TYPED_TEST(PreferencesConformance, KeysAreListedInOrderWithWhatWasSetAndWithoutWhatWasRemoved) {
   this->setElsewhere("b", yes());
   this->setElsewhere("c", yes());
-  this->store.setAppValue("a", yes(), kDomain);
-  this->store.setAppValue("c", {}, kDomain);
-  EXPECT_THAT(this->store.copyKeyList(kDomain), ElementsAre("a", "b"));
+  this->store.setAppValue("a", yes(), kStoreDomain);
+  this->store.setAppValue("c", {}, kStoreDomain);
+  EXPECT_THAT(this->store.copyKeyList(kStoreDomain), ElementsAre("a", "b"));
 }
 
 TYPED_TEST(PreferencesConformance, AValueOfAnotherTypeIsUnusableAndStaysWhatItIs) {
-  this->store.setAppValue("Key", string("soon"), kDomain);
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), std::nullopt);
-  EXPECT_EQ(this->store.appBooleanValue("Key", kDomain), std::nullopt);
-  EXPECT_EQ(this->store.copyAppValue("Key", kDomain).root.string(), "soon");
+  this->store.setAppValue("Key", string("soon"), kStoreDomain);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
+  EXPECT_EQ(this->store.appBooleanValue("Key", kStoreDomain), std::nullopt);
+  EXPECT_EQ(this->store.copyAppValue("Key", kStoreDomain).root.string(), "soon");
 }
 
 TYPED_TEST(PreferencesConformance, ListsAndDictionariesAreKeptWhole) {
@@ -170,7 +170,7 @@ TYPED_TEST(PreferencesConformance, ListsAndDictionariesAreKeptWhole) {
   array.append(tree->makeSingleReal(0.5F));
   dictionary.set("list", array.value());
   dictionary.setString("text", "ä<&>");
-  this->store.setAppValue("Key", {tree, dictionary.value()}, kDomain);
+  this->store.setAppValue("Key", {tree, dictionary.value()}, kStoreDomain);
   EXPECT_TRUE(this->flush());
   const PropertyList seen = this->seenElsewhere("Key");
   const PropertyListDictionary kept = seen.root.dictionary();
@@ -180,24 +180,24 @@ TYPED_TEST(PreferencesConformance, ListsAndDictionariesAreKeptWhole) {
 }
 
 TYPED_TEST(PreferencesConformance, OneApplicationsSettingsAreNotAnothers) {
-  this->store.setAppValue("Key", integer(1), kDomain);
+  this->store.setAppValue("Key", integer(1), kStoreDomain);
   this->store.setAppValue("Key", integer(2), "org.tarvel.Other");
   EXPECT_TRUE(this->flush());
-  EXPECT_EQ(this->store.appIntegerValue("Key", kDomain), 1);
+  EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 1);
   EXPECT_EQ(this->store.appIntegerValue("Key", "org.tarvel.Other"), 2);
 }
 
 TYPED_TEST(PreferencesConformance, TheLastValueSetIsTheOneThatIsKept) {
-  this->store.setAppValue("Key", integer(1), kDomain);
-  this->store.setAppValue("Key", {}, kDomain);
-  this->store.setAppValue("Key", integer(3), kDomain);
+  this->store.setAppValue("Key", integer(1), kStoreDomain);
+  this->store.setAppValue("Key", {}, kStoreDomain);
+  this->store.setAppValue("Key", integer(3), kStoreDomain);
   EXPECT_TRUE(this->flush());
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 3);
 }
 
 TYPED_TEST(PreferencesConformance, AKeyMayBeAnyText) {
   for (const char* key : {"", "a b", "Schlüssel", "<&>", "../x", "a/b"}) {
-    this->store.setAppValue(key, string(key), kDomain);
+    this->store.setAppValue(key, string(key), kStoreDomain);
     EXPECT_TRUE(this->flush()) << key;
     EXPECT_EQ(this->seenElsewhere(key).root.string(), key);
   }
@@ -222,7 +222,7 @@ TYPED_TEST(PreferencesConformance, AnIdentifierThatLeadsElsewhereNamesNothing) {
 TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceedsWhateverTheDisk) {
   this->breakDisk();
   EXPECT_TRUE(this->flush());
-  this->store.setAppValue("Key", yes(), kDomain);
+  this->store.setAppValue("Key", yes(), kStoreDomain);
   EXPECT_FALSE(this->flush());
   this->mendDisk();
 }
@@ -272,15 +272,15 @@ TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadAgainFailsTheFlushAnd
   this->setElsewhere("Key", integer(5));
   std::size_t count = 0;
   for (const PropertyList& value : unstorable()) {
-    this->store.setAppValue("Bad", value, kDomain);
-    this->store.setAppValue("Key", integer(6), kDomain);
+    this->store.setAppValue("Bad", value, kStoreDomain);
+    this->store.setAppValue("Key", integer(6), kStoreDomain);
     EXPECT_FALSE(this->flush()) << count;
-    EXPECT_EQ(this->store.copyAppValue("Bad", kDomain).root.type(), value.root.type()) << count;
+    EXPECT_EQ(this->store.copyAppValue("Bad", kStoreDomain).root.type(), value.root.type()) << count;
     EXPECT_FALSE(this->seenElsewhere("Bad").root) << count;
     EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 5) << count;
     ++count;
   }
-  this->store.setAppValue("Bad", {}, kDomain);
+  this->store.setAppValue("Bad", {}, kStoreDomain);
   EXPECT_TRUE(this->flush());
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 6);
 }
@@ -288,11 +288,11 @@ TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadAgainFailsTheFlushAnd
 TYPED_TEST(PreferencesConformance, TheLargestValuesThatCanBeReadAgainAreKept) {
   const auto tree = std::make_shared<PropertyListTree>();
   const std::string large(std::size_t{4} * 1024 * 1024, 'x');
-  this->store.setAppValue("Deep", nested(511), kDomain);
-  this->store.setAppValue("Large", {tree, tree->makeString(large)}, kDomain);
+  this->store.setAppValue("Deep", nested(511), kStoreDomain);
+  this->store.setAppValue("Large", {tree, tree->makeString(large)}, kStoreDomain);
   const PropertyListArray wide = tree->makeArray(99'999);
   for (int i = 0; i < 99'999; ++i) wide.append(tree->makeBoolean(true));
-  this->store.setAppValue("Wide", {tree, wide.value()}, kDomain);
+  this->store.setAppValue("Wide", {tree, wide.value()}, kStoreDomain);
   ASSERT_TRUE(this->flush());
   const PropertyList deep = this->seenElsewhere("Deep");
   std::size_t depth = 0;
@@ -305,11 +305,11 @@ TYPED_TEST(PreferencesConformance, TheLargestValuesThatCanBeReadAgainAreKept) {
 TYPED_TEST(PreferencesConformance, OfADateTheWholeSecondsAreKept) {
   for (const double seconds : {12.75, -12.25, 0.0, 1e300}) {
     const auto tree = std::make_shared<PropertyListTree>();
-    this->store.setAppValue("Date", {tree, tree->makeDate(seconds)}, kDomain);
-    EXPECT_EQ(this->store.copyAppValue("Date", kDomain).root.date(), seconds);
+    this->store.setAppValue("Date", {tree, tree->makeDate(seconds)}, kStoreDomain);
+    EXPECT_EQ(this->store.copyAppValue("Date", kStoreDomain).root.date(), seconds);
     EXPECT_TRUE(this->flush());
     EXPECT_EQ(this->seenElsewhere("Date").root.date(), std::floor(seconds));
-    EXPECT_EQ(this->store.copyAppValue("Date", kDomain).root.date(), std::floor(seconds));
+    EXPECT_EQ(this->store.copyAppValue("Date", kStoreDomain).root.date(), std::floor(seconds));
   }
 }
 
@@ -317,10 +317,10 @@ TYPED_TEST(PreferencesConformance, WhatIsDoneToAValueAfterAFlushChangesNothing) 
   const auto tree = std::make_shared<PropertyListTree>();
   const PropertyListArray array = tree->makeArray(1);
   array.append(tree->makeBoolean(true));
-  this->store.setAppValue("Key", {tree, array.value()}, kDomain);
+  this->store.setAppValue("Key", {tree, array.value()}, kStoreDomain);
   EXPECT_TRUE(this->flush());
   array.append(tree->makeBoolean(false));
-  EXPECT_EQ(this->store.copyAppValue("Key", kDomain).root.array().size(), 1U);
+  EXPECT_EQ(this->store.copyAppValue("Key", kStoreDomain).root.array().size(), 1U);
   EXPECT_EQ(this->seenElsewhere("Key").root.array().size(), 1U);
 }
 

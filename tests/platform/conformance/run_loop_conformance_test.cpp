@@ -32,8 +32,8 @@ struct RunLoopConformance : testing::Test, Kind {
   int another = 0;
 };
 
-using Kinds = testing::Types<MemoryLoopKind, LinuxLoopKind>;
-TYPED_TEST_SUITE(RunLoopConformance, Kinds);
+using RunLoopKinds = testing::Types<MemoryLoopKind, LinuxLoopKind>;
+TYPED_TEST_SUITE(RunLoopConformance, RunLoopKinds);
 
 TYPED_TEST(RunLoopConformance, ARequestIsCalledOnceAndNotBeforeItsDelay) {
   const auto start = std::chrono::steady_clock::now();

@@ -38,8 +38,8 @@ struct LinuxServices {
 
 template <typename Services>
 struct ServicesConformance : testing::Test, Services {};
-using Kinds = testing::Types<MemoryServices, LinuxServices>;
-TYPED_TEST_SUITE(ServicesConformance, Kinds);
+using ServicesKinds = testing::Types<MemoryServices, LinuxServices>;
+TYPED_TEST_SUITE(ServicesConformance, ServicesKinds);
 
 TYPED_TEST(ServicesConformance, ASleepPassesOnBothClocks) {
   const std::chrono::nanoseconds before = this->clock.monotonic();

@@ -31,9 +31,9 @@ constexpr const char* kOther = "/B/Other.app";
 constexpr const char* kFeedless = "/C/Feedless.app";
 constexpr const char* kVersionless = "/D/Versionless.app";
 constexpr std::array kBundles = {kBundle, kOther, kFeedless, kVersionless};
-constexpr const char* kDomain = "org.tarvel.Test";
+constexpr const char* kUpdaterDomain = "org.tarvel.Test";
 
-class RecordingDelegate final : public UpdaterDelegate {
+class RecordingUpdaterDelegate final : public UpdaterDelegate {
  public:
   void updaterDidFindValidUpdate(Updater& /*updater*/, const UpdateItem& update) override {
     found.push_back(update.versionString);
@@ -94,7 +94,7 @@ struct LinuxUpdaterKind {
 
   void describe(const std::string& path, const std::string& feed, const std::string& version) {
     MemoryBundle& bundle = bundles.at(path);
-    bundle.setInfo("CFBundleIdentifier", kDomain);
+    bundle.setInfo("CFBundleIdentifier", kUpdaterDomain);
     bundle.setInfo("CFBundleVersion", version);
     bundle.setInfo("SUFeedURL", feed);
   }
@@ -106,14 +106,14 @@ struct LinuxUpdaterKind {
   }
   void offer(const std::string& version) const { script("echo " + version); }
   void want(bool checks, double interval) {
-    preferences.setBoolean("SUEnableAutomaticChecks", checks, kDomain);
+    preferences.setBoolean("SUEnableAutomaticChecks", checks, kUpdaterDomain);
     const auto tree = std::make_shared<PropertyListTree>();
-    preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(interval)}, kDomain);
+    preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(interval)}, kUpdaterDomain);
   }
   void remember(const Date& date) {
     const auto tree = std::make_shared<PropertyListTree>();
     preferences.setFlushedValue("SULastCheckTime",
-                                {tree, tree->makeDate(static_cast<double>(date.seconds) - 978307200)}, kDomain);
+                                {tree, tree->makeDate(static_cast<double>(date.seconds) - 978307200)}, kUpdaterDomain);
   }
   void hold() {
     wait = "while [ ! -e \"" + directory.path("go") + "\" ]; do sleep 0.01; done\n";
@@ -145,7 +145,7 @@ struct LinuxUpdaterKind {
 template <typename Kind>
 struct UpdaterConformance : testing::Test, Kind {
   Updater& updater = this->updaters.updaterForBundle(kBundle);
-  RecordingDelegate delegate;
+  RecordingUpdaterDelegate delegate;
 
   void check() {
     updater.setDelegate(&delegate);
@@ -154,8 +154,8 @@ struct UpdaterConformance : testing::Test, Kind {
   }
 };
 
-using Kinds = testing::Types<MemoryUpdaterKind, LinuxUpdaterKind>;
-TYPED_TEST_SUITE(UpdaterConformance, Kinds);
+using UpdaterKinds = testing::Types<MemoryUpdaterKind, LinuxUpdaterKind>;
+TYPED_TEST_SUITE(UpdaterConformance, UpdaterKinds);
 
 TYPED_TEST(UpdaterConformance, ABundleHasOneUpdater) {
   EXPECT_EQ(&this->updaters.updaterForBundle(kBundle), &this->updater);
@@ -233,7 +233,7 @@ TYPED_TEST(UpdaterConformance, ADelegateThatHearsOfAnUpdateMayBeginTheNextCheck)
 }
 
 TYPED_TEST(UpdaterConformance, TheDelegateOfTheEndIsTheOneThatIsTold) {
-  RecordingDelegate former;
+  RecordingUpdaterDelegate former;
   this->hold();
   this->offer("2.0");
   this->updater.setDelegate(&former);
@@ -289,21 +289,21 @@ TYPED_TEST(UpdaterConformance, WithoutAnIntervalItIsADay) { EXPECT_EQ(this->upda
 struct LinuxUpdaterTest : UpdaterConformance<LinuxUpdaterKind> {};
 
 TEST_F(LinuxUpdaterTest, AnInvalidIntervalIsADayAndIntegersCount) {
-  preferences.setBoolean("SUEnableAutomaticChecks", true, kDomain);
+  preferences.setBoolean("SUEnableAutomaticChecks", true, kUpdaterDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 86400);
-  preferences.setString("SUScheduledCheckInterval", "often", kDomain);
+  preferences.setString("SUScheduledCheckInterval", "often", kUpdaterDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 86400);
   const auto tree = std::make_shared<PropertyListTree>();
-  preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(90.5)}, kDomain);
+  preferences.setFlushedValue("SUScheduledCheckInterval", {tree, tree->makeReal(90.5)}, kUpdaterDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 90.5);
-  preferences.setInteger("SUScheduledCheckInterval", 7200, kDomain);
+  preferences.setInteger("SUScheduledCheckInterval", 7200, kUpdaterDomain);
   EXPECT_EQ(updater.updateCheckInterval(), 7200);
 }
 
 TEST_F(LinuxUpdaterTest, TheCheckerReceivesFeedVersionsAndSkippedVersion) {
   check();
   EXPECT_EQ(directory.read("calls"), "--feed https://updates.example/feed --current 100 --current-short 1.0\n");
-  preferences.setString("SUSkippedVersion", "1.5", kDomain);
+  preferences.setString("SUSkippedVersion", "1.5", kUpdaterDomain);
   check();
   EXPECT_TRUE(directory.read("calls").ends_with("--current 100 --current-short 1.0 --skipped 1.5\n"));
 }
@@ -317,7 +317,7 @@ TEST_F(LinuxUpdaterTest, AMissingShortVersionIsNotPassed) {
 
 TEST_F(LinuxUpdaterTest, TheDateOfACheckIsSaved) {
   check();
-  EXPECT_TRUE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
+  EXPECT_TRUE(preferences.flushedValue("SULastCheckTime", kUpdaterDomain).root.date());
 }
 
 TEST_F(LinuxUpdaterTest, FailuresAreNotReported) {
@@ -339,7 +339,7 @@ TEST_F(LinuxUpdaterTest, WithoutACheckerNothingIsCheckedOrSaved) {
   EXPECT_FALSE(updater.automaticallyChecksForUpdates());
   updater.checkForUpdateInformation();
   EXPECT_FALSE(hasChildren());
-  EXPECT_FALSE(preferences.flushedValue("SULastCheckTime", kDomain).root.date());
+  EXPECT_FALSE(preferences.flushedValue("SULastCheckTime", kUpdaterDomain).root.date());
 }
 
 TEST_F(LinuxUpdaterTest, ACheckBeyondItsDeadlineIsKilledAndAnotherCanBegin) {

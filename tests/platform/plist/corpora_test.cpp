@@ -10,11 +10,14 @@
 #include <vector>
 
 #include "platform/plist/serialization.h"
+#include "tests/platform/plist/plist_support.h"
 #include "tests/support/vector_tree.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel {
 namespace {
+
+using plist_test::readAnyForm;
 
 namespace fs = std::filesystem;
 
@@ -24,11 +27,6 @@ std::vector<fs::path> filesBelow(const std::string& folder) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
   return files;
-}
-
-PropertyListReading read(const std::string& bytes) {
-  PlistSerialization serialization;
-  return serialization.propertyListFromData(Data::copyOf(bytes));
 }
 
 std::string contentsOf(const fs::path& path) {
@@ -45,7 +43,7 @@ void expectSameInBothForms(const PropertyList& list) {
       EXPECT_TRUE(writing.error->description.starts_with("Property list invalid")) << writing.error->description;
       continue;
     }
-    const PropertyListReading again = read(writing.data.joined());
+    const PropertyListReading again = readAnyForm(writing.data.joined());
     ASSERT_FALSE(again.error) << again.error->description;
     EXPECT_EQ(static_cast<std::uint32_t>(again.format), format);
     EXPECT_EQ(toJson(again.list.root), toJson(list.root));
@@ -63,7 +61,7 @@ std::size_t expectEverySurvivesBothForms(const std::string& folder) {
   std::size_t count = 0;
   for (const fs::path& path : filesBelow(folder)) {
     SCOPED_TRACE(path.string());
-    const PropertyListReading reading = read(contentsOf(path));
+    const PropertyListReading reading = readAnyForm(contentsOf(path));
     EXPECT_FALSE(reading.error) << reading.error->description;
     if (!reading.error) expectSameInBothForms(reading.list);
     ++count;
@@ -81,7 +79,7 @@ TEST_F(Corpora, EveryFileIsReadOrRefusedAndWhatIsReadSurvivesBothForms) {
   std::size_t count = 0;
   for (const fs::path& path : filesBelow(*samplesFolder() + "/corpora")) {
     SCOPED_TRACE(path.string());
-    const PropertyListReading reading = read(contentsOf(path));
+    const PropertyListReading reading = readAnyForm(contentsOf(path));
     EXPECT_NE(reading.error.has_value(), static_cast<bool>(reading.list.root));
     if (reading.list.root) expectSameInBothForms(reading.list);
     ++count;
@@ -96,7 +94,7 @@ TEST_F(Corpora, EveryValidFileIsRead) {
   std::size_t count = 0;
   for (const fs::path& path : filesBelow(*samplesFolder() + "/corpora/libplist/data")) {
     SCOPED_TRACE(path.string());
-    const PropertyListReading reading = read(contentsOf(path));
+    const PropertyListReading reading = readAnyForm(contentsOf(path));
     EXPECT_EQ(!reading.error, !malformed.contains(path.filename().string()))
         << (reading.error ? reading.error->description + "|" + reading.error->binaryDescription : "");
     ++count;

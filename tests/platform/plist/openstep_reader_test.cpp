@@ -7,23 +7,16 @@
 #include <string>
 #include <string_view>
 
+#include "tests/platform/plist/plist_support.h"
 #include "tests/support/vector_tree.h"
 
 namespace tarvel {
 namespace {
 
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
+using plist_test::bytesOf;
+using plist_test::repeated;
 
-std::string repeated(std::string_view text, std::size_t count) {
-  std::string all;
-  all.reserve(text.size() * count);
-  for (std::size_t i = 0; i < count; ++i) all += text;
-  return all;
-}
-
-std::string read(std::string_view text) {
+std::string readOpenStepText(std::string_view text) {
   PropertyListTree tree;
   const TextReading reading = readOpenStep(bytesOf(text), tree);
   if (reading.error) return reading.error->description;
@@ -58,48 +51,52 @@ TEST(OpenStepReader, EitherQuoteMarkMayStandInTheOther) {
 }
 
 TEST(OpenStepReader, TheLastCommaOfAnArrayIsOptionalAndTheLastSemicolonOfADictionaryIsNot) {
-  EXPECT_EQ(read("(a,)"), read("(a)"));
-  EXPECT_EQ(read("{ a = b }"), "Missing ';' on line 1");
+  EXPECT_EQ(readOpenStepText("(a,)"), readOpenStepText("(a)"));
+  EXPECT_EQ(readOpenStepText("{ a = b }"), "Missing ';' on line 1");
 }
 
-TEST(OpenStepReader, AKeyAloneStandsForItself) { EXPECT_EQ(read("{ a; }"), read("{ a = a; }")); }
+TEST(OpenStepReader, AKeyAloneStandsForItself) {
+  EXPECT_EQ(readOpenStepText("{ a; }"), readOpenStepText("{ a = a; }"));
+}
 
 TEST(OpenStepReader, AnArrayEndsAtAnElementThatIsNone) {
-  EXPECT_EQ(read("( a, { b = c; ) "), read("(a)"));
-  EXPECT_EQ(read("( a, \"b)"), "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(read("( a, \")"), read("(a)"));
+  EXPECT_EQ(readOpenStepText("( a, { b = c; ) "), readOpenStepText("(a)"));
+  EXPECT_EQ(readOpenStepText("( a, \"b)"), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText("( a, \")"), readOpenStepText("(a)"));
 }
 
 TEST(OpenStepReader, ObjectsBelow512ContainersAreReadAndBelow513Not) {
   EXPECT_EQ(string(repeated("(", 512) + "x" + repeated(")", 512)), "(no string)");
-  EXPECT_TRUE(read(repeated("(", 512) + "x" + repeated(")", 512)).starts_with("{"));
-  EXPECT_EQ(read(repeated("(", 513) + "x" + repeated(")", 513)), "Expected terminating ')' for array at line 1");
-  EXPECT_TRUE(read(repeated("{a=", 512) + "x" + repeated(";}", 512)).starts_with("{"));
-  EXPECT_EQ(read(repeated("{a=", 513) + "x" + repeated(";}", 513)), "Too many nested arrays or dictionaries at line 1");
+  EXPECT_TRUE(readOpenStepText(repeated("(", 512) + "x" + repeated(")", 512)).starts_with("{"));
+  EXPECT_EQ(readOpenStepText(repeated("(", 513) + "x" + repeated(")", 513)),
+            "Expected terminating ')' for array at line 1");
+  EXPECT_TRUE(readOpenStepText(repeated("{a=", 512) + "x" + repeated(";}", 512)).starts_with("{"));
+  EXPECT_EQ(readOpenStepText(repeated("{a=", 513) + "x" + repeated(";}", 513)),
+            "Too many nested arrays or dictionaries at line 1");
 }
 
 TEST(OpenStepReader, TheComplaintNamesTheLineItIsAbout) {
-  EXPECT_EQ(read("{\n a = b;\r\n c = \"d\r\";\r = }"), "Expected terminating '}' for dictionary at line 5");
+  EXPECT_EQ(readOpenStepText("{\n a = b;\r\n c = \"d\r\";\r = }"), "Expected terminating '}' for dictionary at line 5");
 }
 
 TEST(OpenStepReader, TextThatEndsInABackslashIsRefusedWhereverItEnds) {
-  EXPECT_EQ(read("'\\"), "Unterminated backslash sequence on line 1");
-  EXPECT_EQ(read("{ a = '\\"), "Unterminated backslash sequence on line 1");
-  EXPECT_EQ(read("{ '\\"), "Expected terminating '}' for dictionary at line 1");
-  EXPECT_EQ(read("('\\"), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText("'\\"), "Unterminated backslash sequence on line 1");
+  EXPECT_EQ(readOpenStepText("{ a = '\\"), "Unterminated backslash sequence on line 1");
+  EXPECT_EQ(readOpenStepText("{ '\\"), "Expected terminating '}' for dictionary at line 1");
+  EXPECT_EQ(readOpenStepText("('\\"), "Expected terminating ')' for array at line 1");
 }
 
 // None of these takes time or memory out of proportion: the test's own time limit is the judge.
 TEST(OpenStepReader, HostileFilesFailInTime) {
-  EXPECT_EQ(read(repeated("(", 20000000)), "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(read(repeated("{a=", 20000000)), "Too many nested arrays or dictionaries at line 1");
-  EXPECT_EQ(read("(" + repeated("{a=", 100) + repeated("(\"),", 2000000)),
+  EXPECT_EQ(readOpenStepText(repeated("(", 20000000)), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText(repeated("{a=", 20000000)), "Too many nested arrays or dictionaries at line 1");
+  EXPECT_EQ(readOpenStepText("(" + repeated("{a=", 100) + repeated("(\"),", 2000000)),
             "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(read("(" + repeated("({),", 2000000)), "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(read(repeated("/* ", 10000000)), R"({"t":"dict","v":[]})");
-  EXPECT_EQ(read(repeated("/**/", 5000000)), R"({"t":"dict","v":[]})");
-  EXPECT_EQ(read("'" + repeated("\\1", 5000000)), "Unterminated quoted string starting on line 1");
-  EXPECT_EQ(read("a" + repeated(" ", 10000000) + "b"), "Expected ';' or '=' after key at line 1");
+  EXPECT_EQ(readOpenStepText("(" + repeated("({),", 2000000)), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText(repeated("/* ", 10000000)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(readOpenStepText(repeated("/**/", 5000000)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(readOpenStepText("'" + repeated("\\1", 5000000)), "Unterminated quoted string starting on line 1");
+  EXPECT_EQ(readOpenStepText("a" + repeated(" ", 10000000) + "b"), "Expected ';' or '=' after key at line 1");
 }
 
 }  // namespace

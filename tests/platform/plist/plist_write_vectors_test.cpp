@@ -10,12 +10,15 @@
 #include <vector>
 
 #include "platform/plist/serialization.h"
+#include "tests/platform/plist/plist_support.h"
 #include "tests/support/sha256.h"
 #include "tests/support/vector_tree.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel {
 namespace {
+
+using plist_test::readAnyForm;
 
 using nlohmann::json;
 
@@ -25,16 +28,11 @@ constexpr std::uint32_t kBinary = static_cast<std::uint32_t>(PropertyListFormat:
 const json& writeCases() { return vectorFile("plist_write.json")["cases"]; }
 const json& rewrites() { return vectorFile("plist_write.json")["rewrites"]; }
 
-const json& readCase(const std::string& name) {
+const json& readCaseNamed(const std::string& name) {
   const json& cases = vectorFile("plist_read.json")["cases"];
   const auto found = std::ranges::find_if(cases, [&](const json& example) { return example["name"] == name; });
   EXPECT_NE(found, cases.end()) << name;
   return *found;
-}
-
-PropertyListReading read(const std::string& bytes) {
-  PlistSerialization serialization;
-  return serialization.propertyListFromData(Data::copyOf(bytes));
 }
 
 PropertyListWriting write(const PropertyList& list, std::uint32_t format) {
@@ -78,7 +76,7 @@ bool holdsUnprintableDate(const json& tree) {
 }
 
 void expectReadsBackAs(const std::string& bytes, const json& tree) {
-  const PropertyListReading reading = read(bytes);
+  const PropertyListReading reading = readAnyForm(bytes);
   ASSERT_FALSE(reading.error) << reading.error->description;
   EXPECT_EQ(toJson(reading.list.root), tree);
 }
@@ -133,7 +131,7 @@ TEST(WriteVectors, TheBinaryFormIsTheOriginalsByteForByteUnlessValuesRepeat) {
       ++count;
     } else {
       EXPECT_LE(written.size(), original.size());
-      expectReadsBackAs(written, toJson(read(original).list.root));
+      expectReadsBackAs(written, toJson(readAnyForm(original).list.root));
     }
   }
   EXPECT_GT(count, 80U);
@@ -151,8 +149,8 @@ TEST(RewriteVectors, WhatWasReadIsRefusedWithTheOriginalsText) {
   std::size_t count = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
-    const json& example = readCase(rewrite["read_case"]);
-    const PropertyListReading reading = read(decodeBase64(example["input_base64"].get<std::string>()));
+    const json& example = readCaseNamed(rewrite["read_case"]);
+    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
     for (const auto& [format, expected] : {std::pair(kXml, rewrite["xml"]), std::pair(kBinary, rewrite["binary"])}) {
       if (expected["ok"].get<bool>()) continue;
       const PropertyListWriting writing = write(reading.list, format);
@@ -169,9 +167,9 @@ TEST(RewriteVectors, TheXmlFormIsTheOriginalsByteForByte) {
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     if (!rewrite["xml"]["ok"].get<bool>()) continue;
-    const json& example = readCase(rewrite["read_case"]);
+    const json& example = readCaseNamed(rewrite["read_case"]);
     if (holdsUnprintableDate(example["tree"])) continue;
-    const PropertyListReading reading = read(decodeBase64(example["input_base64"].get<std::string>()));
+    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
     EXPECT_EQ(write(reading.list, kXml).data.joined(),
               decodeBase64(rewrite["xml"]["output_base64"].get<std::string>()));
     ++count;
@@ -184,9 +182,9 @@ TEST(RewriteVectors, TheBinaryFormOfATextFileIsTheOriginalsByteForByteUnlessValu
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     const json& binary = rewrite["binary"];
-    const json& example = readCase(rewrite["read_case"]);
+    const json& example = readCaseNamed(rewrite["read_case"]);
     if (!binary["ok"].get<bool>() || example["format"] == kBinary) continue;
-    const PropertyListReading reading = read(decodeBase64(example["input_base64"].get<std::string>()));
+    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
     const std::string written = write(reading.list, kBinary).data.joined();
     const std::string original = decodeBase64(binary["output_base64"].get<std::string>());
     if (binary["byte_exact"].get<bool>() && !repeatsAValue(example["tree"])) {
@@ -214,14 +212,14 @@ TEST(RewriteVectors, ABinaryFileKeepsItsValuesTheirWidthsAndItsSize) {
   std::size_t count = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
-    const json& example = readCase(rewrite["read_case"]);
+    const json& example = readCaseNamed(rewrite["read_case"]);
     if (!rewrite["binary"]["ok"].get<bool>() || example["format"] != kBinary) continue;
     const std::string input = decodeBase64(example["input_base64"].get<std::string>());
-    const PropertyListReading reading = read(input);
+    const PropertyListReading reading = readAnyForm(input);
     const std::string written = write(reading.list, kBinary).data.joined();
     const std::string original = decodeBase64(rewrite["binary"]["output_base64"].get<std::string>());
     EXPECT_LE(written.size(), std::max(input.size(), original.size()));
-    const PropertyListReading again = read(written);
+    const PropertyListReading again = readAnyForm(written);
     ASSERT_FALSE(again.error) << again.error->description;
     EXPECT_EQ(again.format, PropertyListFormat::kBinary);
     EXPECT_EQ(toJson(again.list.root), canonical(example["tree"]));

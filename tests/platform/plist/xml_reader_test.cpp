@@ -8,24 +8,17 @@
 #include <string>
 #include <string_view>
 
+#include "tests/platform/plist/plist_support.h"
 #include "tests/support/vector_tree.h"
 
 namespace tarvel {
 namespace {
 
-std::span<const std::uint8_t> bytesOf(std::string_view text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-std::string repeated(std::string_view text, std::size_t count) {
-  std::string all;
-  all.reserve(text.size() * count);
-  for (std::size_t i = 0; i < count; ++i) all += text;
-  return all;
-}
+using plist_test::bytesOf;
+using plist_test::repeated;
 
 /// The root as JSON, or the error's text.
-std::string read(std::string_view text) {
+std::string readXmlText(std::string_view text) {
   PropertyListTree tree;
   const TextReading reading = readXml(bytesOf(text), tree);
   if (reading.error) return reading.error->description;
@@ -39,8 +32,8 @@ std::uint64_t errorLine(std::string_view text) {
 }
 
 TEST(XmlReader, ReadsTextOfEveryKind) {
-  EXPECT_EQ(read("<string>a&amp;<![CDATA[<b>]]>&#x63;</string>"), R"({"t":"string","v":"a&<b>c"})");
-  EXPECT_EQ(read("<string/>"), R"({"t":"string","v":""})");
+  EXPECT_EQ(readXmlText("<string>a&amp;<![CDATA[<b>]]>&#x63;</string>"), R"({"t":"string","v":"a&<b>c"})");
+  EXPECT_EQ(readXmlText("<string/>"), R"({"t":"string","v":""})");
 }
 
 TEST(XmlReader, ElementsOfADictionaryKeepTheOrderOfTheFile) {
@@ -52,29 +45,29 @@ TEST(XmlReader, ElementsOfADictionaryKeepTheOrderOfTheFile) {
 
 TEST(XmlReader, NestsUpTo512ContainersWhateverIsAroundThem) {
   const std::string leaf = "<string>x</string>";
-  EXPECT_TRUE(read(repeated("<array>", 512) + leaf + repeated("</array>", 512)).starts_with("{"));
-  EXPECT_EQ(read(repeated("<array>", 513) + leaf + repeated("</array>", 513)),
+  EXPECT_TRUE(readXmlText(repeated("<array>", 512) + leaf + repeated("</array>", 512)).starts_with("{"));
+  EXPECT_EQ(readXmlText(repeated("<array>", 513) + leaf + repeated("</array>", 513)),
             "Too many nested arrays or dictionaries, failing on line 1");
-  EXPECT_EQ(read(repeated("<plist>", 100000)), "Too many nested arrays or dictionaries, failing on line 1");
+  EXPECT_EQ(readXmlText(repeated("<plist>", 100000)), "Too many nested arrays or dictionaries, failing on line 1");
 }
 
 TEST(XmlReader, NeverExpandsWhatAFileDeclares) {
-  EXPECT_EQ(read("<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><string>&a;</string>"),
+  EXPECT_EQ(readXmlText("<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><string>&a;</string>"),
             "Encountered unexpected character [ on line 1 while parsing DTD");
-  EXPECT_EQ(read("<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&a;</string>"),
+  EXPECT_EQ(readXmlText("<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&a;</string>"),
             "Encountered unknown ampersand-escape sequence at line 1");
 }
 
 TEST(XmlReader, CountsLinesOfEveryKind) {
-  EXPECT_EQ(read("<array>\n\r\n\r<bad/></array>"), "Encountered unknown tag bad on line 4");
+  EXPECT_EQ(readXmlText("<array>\n\r\n\r<bad/></array>"), "Encountered unknown tag bad on line 4");
   EXPECT_EQ(errorLine("<array>\n\r\n\r<bad/></array>"), 4U);
 }
 
 TEST(XmlReader, ShowsNoMoreThanTheBeginningOfALongName) {
-  const std::string text = read("<" + std::string(1000000, 'x') + ">");
+  const std::string text = readXmlText("<" + std::string(1000000, 'x') + ">");
   EXPECT_EQ(text, "Encountered unknown tag " + std::string(128, 'x') + "\u2026 on line 1");
   // A cut never goes through a character.
-  EXPECT_EQ(read("<x" + repeated("\u00e9", 100) + ">"),
+  EXPECT_EQ(readXmlText("<x" + repeated("\u00e9", 100) + ">"),
             "Encountered unknown tag x" + repeated("\u00e9", 63) + "\u2026 on line 1");
 }
 
@@ -98,23 +91,23 @@ TEST(XmlReader, NumbersBeyondADoubleAreInfiniteOrZero) {
 
 TEST(XmlReader, NumbersMayBeginWithTheSpacesOfUnicodeToo) {
   for (const std::string space : {" ", "\n", "\u2000", "\u200B", "\u202F", "\u205F", "\u3000"}) {
-    EXPECT_EQ(read("<integer>" + space + "-" + space + "7</integer>"), R"({"t":"int","v":"-7"})");
-    EXPECT_EQ(read("<real>" + space + "7</real>"), R"({"t":"real","v":"0x1.cp+2"})");
+    EXPECT_EQ(readXmlText("<integer>" + space + "-" + space + "7</integer>"), R"({"t":"int","v":"-7"})");
+    EXPECT_EQ(readXmlText("<real>" + space + "7</real>"), R"({"t":"real","v":"0x1.cp+2"})");
   }
   for (const std::string space : {"\v", "\u200C", "\u202E", "\u00A0"}) {
-    EXPECT_NE(read("<integer>" + space + "7</integer>"), R"({"t":"int","v":"7"})");
-    EXPECT_EQ(read("<real>" + space + "7</real>"), "Encountered misformatted real on line 1");
+    EXPECT_NE(readXmlText("<integer>" + space + "7</integer>"), R"({"t":"int","v":"7"})");
+    EXPECT_EQ(readXmlText("<real>" + space + "7</real>"), "Encountered misformatted real on line 1");
   }
 }
 
 TEST(XmlReader, AYearTooLargeForAnyTimeIsNoDate) {
-  EXPECT_EQ(read("<date>9999999999999-01-01T00:00:00Z</date>"), "Could not interpret <date> at line 1");
-  EXPECT_TRUE(read("<date>285000000000-01-01T00:00:00Z</date>").starts_with("{"));
+  EXPECT_EQ(readXmlText("<date>9999999999999-01-01T00:00:00Z</date>"), "Could not interpret <date> at line 1");
+  EXPECT_TRUE(readXmlText("<date>285000000000-01-01T00:00:00Z</date>").starts_with("{"));
 }
 
 TEST(XmlReader, ReadsTheEncodingsThatDeclarationsName) {
   const auto declared = [](const std::string& name, const std::string& text) {
-    return read("<?xml version='1.0' encoding='" + name + "'?><string>" + text + "</string>");
+    return readXmlText("<?xml version='1.0' encoding='" + name + "'?><string>" + text + "</string>");
   };
   const std::string accented = R"({"t":"string","v":"é"})";
   EXPECT_EQ(declared("iso-8859-15", "\xE9"), accented);
@@ -128,7 +121,7 @@ TEST(XmlReader, ReadsTheEncodingsThatDeclarationsName) {
 }
 
 TEST(XmlReader, NoNameFromAFileReachesTheConverterUnlessItIsKnown) {
-  const auto declared = [](const std::string& name) { return read("<?xml encoding=\"" + name + "\"?><true/>"); };
+  const auto declared = [](const std::string& name) { return readXmlText("<?xml encoding=\"" + name + "\"?><true/>"); };
   EXPECT_EQ(declared("ISO-2022-CN-EXT"), "Encountered unknown encoding (ISO-2022-CN-EXT)");
   EXPECT_EQ(declared("../../evil"), "Encountered unknown encoding (../../evil)");
   EXPECT_EQ(declared("UTF-7//TRANSLIT"), "Encountered unknown encoding (UTF-7//TRANSLIT)");
@@ -137,20 +130,20 @@ TEST(XmlReader, NoNameFromAFileReachesTheConverterUnlessItIsKnown) {
 
 TEST(XmlReader, Utf32OutsideUnicodeIsRefused) {
   const std::string mark("\xFF\xFE\0\0", 4);
-  EXPECT_EQ(read(mark + std::string("<\0\0\0\0\0\x11\0", 8)), "Unable to convert string to correct encoding");
-  EXPECT_EQ(read(mark + std::string("<\0\0\0\0\xD8\0\0", 8)), "Unable to convert string to correct encoding");
+  EXPECT_EQ(readXmlText(mark + std::string("<\0\0\0\0\0\x11\0", 8)), "Unable to convert string to correct encoding");
+  EXPECT_EQ(readXmlText(mark + std::string("<\0\0\0\0\xD8\0\0", 8)), "Unable to convert string to correct encoding");
 }
 
 // None of these takes time or memory out of proportion: the test's own time limit is the judge, and each would exceed
 // it by far if it did.
 TEST(XmlReader, HostileFilesFailInTime) {
-  EXPECT_EQ(read(repeated("<array>", 10000000)), "Too many nested arrays or dictionaries, failing on line 1");
-  EXPECT_EQ(read(repeated("<!---->", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(read(repeated("<?a?>", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(read("<array>" + repeated("<a ", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(read("<string>" + repeated("<![CDATA[", 5000000)), "Could not find end of CDATA started on line 1");
-  EXPECT_EQ(read("<string>" + repeated("<![CDATA[]]>&amp;", 2000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(read("<array>" + repeated("<dict/>", 3000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText(repeated("<array>", 10000000)), "Too many nested arrays or dictionaries, failing on line 1");
+  EXPECT_EQ(readXmlText(repeated("<!---->", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText(repeated("<?a?>", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<array>" + repeated("<a ", 5000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[", 5000000)), "Could not find end of CDATA started on line 1");
+  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[]]>&amp;", 2000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<array>" + repeated("<dict/>", 3000000)), "Encountered unexpected EOF");
 }
 
 TEST(XmlReader, AMillionKeysInOneDictionaryAreRead) {

@@ -17,8 +17,8 @@
 namespace tarvel {
 namespace {
 
-constexpr std::uint32_t kXml = 100;
-constexpr std::uint32_t kBinary = 200;
+constexpr std::uint32_t kXmlFormat = 100;
+constexpr std::uint32_t kBinaryFormat = 200;
 
 std::string write(const PropertyListValue& root, const std::shared_ptr<PropertyListTree>& tree) {
   const PropertyListWriting writing = writeXml({tree, root});
@@ -97,10 +97,10 @@ TEST(WritableCheck, TheXmlFormWritesOutOnlySoManyRepetitions) {
   const PropertyListArray shared = tree.makeArray(0);
   const PropertyListArray root = tree.makeArray(0);
   for (int i = 0; i < 1537; ++i) root.append(shared.value());
-  EXPECT_FALSE(findUnwritable(root.value(), kXml));
+  EXPECT_FALSE(findUnwritable(root.value(), kXmlFormat));
   root.append(shared.value());
-  ASSERT_TRUE(findUnwritable(root.value(), kXml));
-  EXPECT_FALSE(findUnwritable(root.value(), kBinary));
+  ASSERT_TRUE(findUnwritable(root.value(), kXmlFormat));
+  EXPECT_FALSE(findUnwritable(root.value(), kBinaryFormat));
 }
 
 TEST(WritableCheck, ListsThatUnfoldWithoutEndAreRefusedAtOnce) {
@@ -112,28 +112,28 @@ TEST(WritableCheck, ListsThatUnfoldWithoutEndAreRefusedAtOnce) {
     outer.append(array.value());
     array = outer;
   }
-  const auto error = findUnwritable(array.value(), kXml);
+  const auto error = findUnwritable(array.value(), kXmlFormat);
   ASSERT_TRUE(error);
   EXPECT_EQ(error->description,
             "Property list invalid for format: 100 (Too many nested arrays or dictionaries please use "
             "kCFPropertyListBinaryFormat_v1_0 instead which supports references)");
-  EXPECT_FALSE(findUnwritable(array.value(), kBinary));
+  EXPECT_FALSE(findUnwritable(array.value(), kBinaryFormat));
 }
 
 TEST(WritableCheck, TheFirstFaultIsNamedKeysBeforeTheirValues) {
   PropertyListTree tree;
   const std::vector<PropertyListValue> keys = {tree.makeString("a"), tree.makeInteger(1)};
   const std::vector<PropertyListValue> values = {tree.makeSet({}), tree.makeNull()};
-  EXPECT_EQ(findUnwritable(tree.makeDictionary(keys, values).value(), kBinary)->description,
+  EXPECT_EQ(findUnwritable(tree.makeDictionary(keys, values).value(), kBinaryFormat)->description,
             "Property list invalid for format: 200 (property lists cannot contain objects of type 'CFSet')");
   const std::vector<PropertyListValue> fine = {tree.makeString("b"), tree.makeNull()};
-  EXPECT_EQ(findUnwritable(tree.makeDictionary(keys, fine).value(), kBinary)->description,
+  EXPECT_EQ(findUnwritable(tree.makeDictionary(keys, fine).value(), kBinaryFormat)->description,
             "Property list invalid for format: 200 (property list dictionaries may only have keys which are CFStrings, "
             "not 'CFNumber')");
 }
 
 TEST(WritableCheck, AnAbsentListIsRefused) {
-  EXPECT_EQ(findUnwritable({}, kBinary)->description,
+  EXPECT_EQ(findUnwritable({}, kBinaryFormat)->description,
             "Property list invalid for format: 200 (property lists cannot contain NULL)");
 }
 
@@ -163,14 +163,14 @@ TEST(XmlWriter, TextOutOfProportionToTheBinaryFileIsRefused) {
   const PropertyListValue text = source->makeString(std::string(1 << 20, 'x'));
   for (int i = 0; i < 1100; ++i) root.append(text);
   PlistSerialization serialization;
-  const std::string file = serialization.dataWithPropertyList({source, root.value()}, kBinary).data.joined();
+  const std::string file = serialization.dataWithPropertyList({source, root.value()}, kBinaryFormat).data.joined();
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(file));
   ASSERT_FALSE(reading.error.has_value());
-  const PropertyListWriting writing = serialization.dataWithPropertyList(reading.list, kXml);
+  const PropertyListWriting writing = serialization.dataWithPropertyList(reading.list, kXmlFormat);
   ASSERT_TRUE(writing.error.has_value());
   EXPECT_NE(writing.error->description.find("out of proportion"), std::string::npos);
   // The binary form keeps what is shared, and so has no such limit.
-  EXPECT_FALSE(serialization.dataWithPropertyList(reading.list, kBinary).error.has_value());
+  EXPECT_FALSE(serialization.dataWithPropertyList(reading.list, kBinaryFormat).error.has_value());
 }
 
 }  // namespace

@@ -18,14 +18,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kDomain = kMainApplicationIdentifier;
-constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kControlDomain = kMainApplicationIdentifier;
+constexpr const char* kControlledFile = "/home/user/Library/Safari/Bookmarks.plist";
 constexpr const char* kAgent = "/app/TarvelHelper";
 
 struct AgentControlTest : testing::Test {
   AgentControlTest() {
     service.putProgram(kAgent);
-    files.putFile(kFile, "");
+    files.putFile(kControlledFile, "");
   }
 
   int run(AgentAction action) {
@@ -39,7 +39,7 @@ struct AgentControlTest : testing::Test {
   }
 
   [[nodiscard]] std::optional<bool> storedWish() {
-    return preferences.flushedValue(kAutoSortModeKey, kDomain).root.boolean();
+    return preferences.flushedValue(kAutoSortModeKey, kControlDomain).root.boolean();
   }
 
   MemoryPreferencesStore preferences;
@@ -89,7 +89,7 @@ TEST_F(AgentControlTest, EnablingMovesAnotherFilesBackupAsideBeforeTheAgentCanTa
   files.setMode(folder, 0700);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_FALSE(files.fileExistsAtPath(agents));
-  EXPECT_EQ(initialBackupOf(files, "/other.plist", kFile).origin, BackupOrigin::kThisFile);
+  EXPECT_EQ(initialBackupOf(files, "/other.plist", kControlledFile).origin, BackupOrigin::kThisFile);
 }
 
 TEST_F(AgentControlTest, EnablingMendsWhatIsMissing) {
@@ -108,7 +108,7 @@ TEST_F(AgentControlTest, WithoutAManagerTheDesktopIsAskedAndThatIsSaid) {
 }
 
 TEST_F(AgentControlTest, AMissingBookmarksFileIsSaidAndStillEnabled) {
-  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kDomain);
+  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kControlDomain);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_THAT(output, HasSubstr("There is no file “/elsewhere/B.plist” yet"));
   EXPECT_THAT(output, HasSubstr("tarvel settings set BookmarksFilename PATH"));
@@ -171,7 +171,7 @@ TEST_F(AgentControlTest, StartingWhatIsTurnedOffIsRefusedWithTheWayToTurnItOn) {
 }
 
 TEST_F(AgentControlTest, StartingAndEndingChangeNothingAboutTheNextLogin) {
-  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+  preferences.setBoolean(kAutoSortModeKey, true, kControlDomain);
   EXPECT_EQ(run(AgentAction::kStart), 0);
   EXPECT_EQ(output, "The agent runs now, process 4711.\nTo have it start whenever you log in: tarvel agent enable\n");
   EXPECT_EQ(run(AgentAction::kStart), 0);

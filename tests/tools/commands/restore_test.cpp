@@ -28,11 +28,11 @@ struct Person final : ConfirmationPrompt {
   }
 };
 
-constexpr const char* kFile = "/Bookmarks.plist";
+constexpr const char* kRestoredFile = "/Bookmarks.plist";
 constexpr const char* kFirst = "/data/Tarvel/Bookmarks (Initial Copy).plist";
 
 struct Restore : testing::Test, EngineFixture {
-  BackupStore copies{platform, kFirst, kFile};
+  BackupStore copies{platform, kFirst, kRestoredFile};
   CommandLine line;
   CommandSettings settings;
   Person prompt;
@@ -45,7 +45,7 @@ struct Restore : testing::Test, EngineFixture {
 
   Restore() {
     line.command = Command::kRestore;
-    line.file = kFile;
+    line.file = kRestoredFile;
     line.backupFile = kFirst;
     copy = copies.keep(Data::copyOf(old)).copy;
     line.copies.from = copy.name;
@@ -56,8 +56,8 @@ struct Restore : testing::Test, EngineFixture {
     const PropertyList list = tree("Root[ BookmarksBar[ " + title + " ] BookmarksMenu[ m ] ]");
     return serialization.dataWithPropertyList(list, 200).data.joined();
   }
-  void save(const std::string& bytes) { memory.fileManager.putFile(kFile, bytes); }
-  [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kFile); }
+  void save(const std::string& bytes) { memory.fileManager.putFile(kRestoredFile, bytes); }
+  [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kRestoredFile); }
 
   int run() {
     return runHere([&] {
@@ -144,7 +144,7 @@ TEST_F(Restore, AnAgentThatSortsTheFileIsToldOfBeforeAnybodyAgrees) {
   EXPECT_EQ(run(), kExitWouldChange);
   EXPECT_TRUE(says("would sort what is put back")) << said;
   EXPECT_TRUE(says("tarvel agent disable")) << said;
-  EXPECT_EQ(wasAskedFor, kFile);
+  EXPECT_EQ(wasAskedFor, kRestoredFile);
 }
 
 TEST_F(Restore, AnAgentThatIsAboutToSortTheFileAgainIsToldOf) {
@@ -169,10 +169,10 @@ TEST_F(Restore, NothingIsSaidOfAnAgentWhereNothingWasPutBack) {
 
 TEST_F(Restore, TheSameBytesAreNotWrittenAgain) {
   save(old);
-  const auto date = memory.fileManager.modificationDateAtPath(kFile);
+  const auto date = memory.fileManager.modificationDateAtPath(kRestoredFile);
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(prompt.asked, 0);
-  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kFile), date);
+  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kRestoredFile), date);
 }
 
 TEST_F(Restore, NobodysSaveIsLost) {
@@ -223,10 +223,10 @@ TEST_F(Restore, ABrokenFileIsReplacedAndKept) {
 }
 
 TEST_F(Restore, AFileThatIsGoneIsMadeButNotOverOneThatComes) {
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(file(), old);
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   prompt.meanwhile = [&] { save(now); };
   EXPECT_EQ(run(), TarvelErrorFileInUse);
   EXPECT_EQ(file(), now);
@@ -311,14 +311,14 @@ TEST_F(Restore, TheFirstCopyMovesAndWhatItReplacesIsKept) {
   EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
   EXPECT_EQ(copies.list().copies.size(), 2U);
   memory.fileManager.putFile(kFirst, old);
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
   EXPECT_TRUE(says("restore --from '" + std::string(kFirst) + "'")) << said;
 }
 
 TEST_F(Restore, WithNeitherFileNorFirstCopyTheOtherCopiesAreNamedAndNoneThatIsNotThere) {
   line.copies.from.clear();
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
   EXPECT_TRUE(says("tarvel backup list")) << said;
   EXPECT_FALSE(says("restore --from")) << said;
@@ -349,21 +349,21 @@ TEST_F(Restore, AFirstCopyThatIsNoBookmarksFileIsNotPutBack) {
 
 TEST_F(Restore, AFirstCopyThatIsTheFileItselfIsLeftAlone) {
   line.copies.from.clear();
-  memory.fileManager.putLink(kFirst, kFile);
+  memory.fileManager.putLink(kFirst, kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_EQ(file(), now);
   EXPECT_TRUE(memory.fileManager.isLink(kFirst));
-  line.backupFile = kFile;
+  line.backupFile = kRestoredFile;
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_EQ(file(), now);
 }
 
 TEST_F(Restore, WhereALinkLeadsNowhereNothingIsMade) {
-  memory.fileManager.removeTree(kFile);
-  memory.fileManager.putLink(kFile, "/gone");
+  memory.fileManager.removeTree(kRestoredFile);
+  memory.fileManager.putLink(kRestoredFile, "/gone");
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_TRUE(says("leads nowhere")) << said;
-  EXPECT_TRUE(memory.fileManager.isLink(kFile));
+  EXPECT_TRUE(memory.fileManager.isLink(kRestoredFile));
 }
 
 TEST_F(Restore, AFolderThatCannotBeListedIsNotTakenForAnEmptyOne) {

@@ -42,7 +42,7 @@ class Variable {
   bool hadOne_;
 };
 
-const std::string kPage = std::string(kPageBeginning) + "<p>\n";
+const std::string kWrittenPage = std::string(kPageBeginning) + "<p>\n";
 
 struct PageOutputs : testing::Test {
   TemporaryDirectory folder;
@@ -74,7 +74,7 @@ struct PageOutputs : testing::Test {
 
   bool deliver(const PageOutput& page) {
     const Captured captured;
-    const bool is = page.deliver(kPage);
+    const bool is = page.deliver(kWrittenPage);
     said = captured.output.str();
     complained = captured.errors.str();
     return is;
@@ -103,7 +103,7 @@ TEST_F(PageOutputs, ThePlaceOfABackupThatIsYetToBeMadeIsRefusedToo) {
 }
 
 TEST_F(PageOutputs, EvenAPageIsRefusedWhereItStandsForBookmarks) {
-  folder.write("page.html", kPage);
+  folder.write("page.html", kWrittenPage);
   EXPECT_FALSE(isAllowed(folder.path("page.html"), {folder.path("page.html")}));
 }
 
@@ -120,13 +120,13 @@ TEST_F(PageOutputs, AFileOfSomebodyElseIsRefused) {
 }
 
 TEST_F(PageOutputs, APageOfItsOwnAndAnEmptyFileAreReplaced) {
-  folder.write("page.html", kPage + "old");
+  folder.write("page.html", kWrittenPage + "old");
   folder.write("empty", "");
   EXPECT_TRUE(isAllowed(folder.path("page.html")));
   EXPECT_TRUE(isAllowed(folder.path("empty")));
   EXPECT_TRUE(isAllowed(folder.path("new.html")));
   EXPECT_TRUE(deliver(output(folder.path("page.html"))));
-  EXPECT_EQ(folder.read("page.html"), kPage);
+  EXPECT_EQ(folder.read("page.html"), kWrittenPage);
   EXPECT_EQ(said, "The page was written: “" + folder.path("page.html") + "”.\n");
 }
 
@@ -140,7 +140,7 @@ TEST_F(PageOutputs, AComplaintCannotSteerTheTerminal) {
 TEST_F(PageOutputs, ADashIsStandardOutputAndNoFile) {
   EXPECT_TRUE(isAllowed("-"));
   EXPECT_TRUE(deliver(output("-")));
-  EXPECT_EQ(said, kPage);
+  EXPECT_EQ(said, kWrittenPage);
   EXPECT_EQ(complained, "");
   EXPECT_FALSE(std::filesystem::exists("-"));
 }
@@ -175,7 +175,7 @@ TEST_F(Opened, APageWithoutAPlaceGoesIntoTheCacheAndIsOpened) {
   install();
   EXPECT_TRUE(deliver(output("", true)));
   EXPECT_EQ(given(), "1|" + folder.path("cache/Tarvel/preview.html") + "|");
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
 }
 
 TEST_F(Opened, APlaceOfItsOwnIsKept) {
@@ -202,7 +202,7 @@ TEST_F(Opened, ACacheFolderThatIsNoFullPathIsNotTaken) {
 
 TEST_F(Opened, WithoutAnOpenerThePageIsWrittenAndTheLackSaid) {
   EXPECT_FALSE(deliver(output("", true)));
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
   EXPECT_NE(said.find("cache/Tarvel/preview.html"), std::string::npos);
   EXPECT_NE(complained.find("xdg-open"), std::string::npos);
   EXPECT_EQ(openOnDesktop("/x"), ENOENT);

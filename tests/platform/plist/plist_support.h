@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/plist/serialization.h"
+
+// What the tests of several forms share.
+namespace tarvel::plist_test {
+
+inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+inline std::string repeated(std::string_view text, std::size_t count) {
+  std::string all;
+  all.reserve(text.size() * count);
+  for (std::size_t i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+inline PropertyListReading readAnyForm(const std::string& bytes) {
+  PlistSerialization serialization;
+  return serialization.propertyListFromData(Data::copyOf(bytes));
+}
+
+}  // namespace tarvel::plist_test
