@@ -13,6 +13,9 @@ inline constexpr const char* kMainApplicationIdentifier = "org.tarvel.Tarvel";
 /// Boolean, read at launch: whether the agent sorts automatically.
 inline constexpr const char* kAutoSortModeKey = "AutoSortMode";
 inline constexpr bool kAutoSortModeDefault = false;
+/// Boolean, read by the host of the browsers' extension: whether it sorts automatically.
+inline constexpr const char* kAutoSortBrowsersKey = "AutoSortBrowsers";
+inline constexpr bool kAutoSortBrowsersDefault = false;
 /// A full path. Read before every sort.
 inline constexpr const char* kBookmarksFilenameKey = "BookmarksFilename";
 inline constexpr const char* kBookmarksFilenameDefault = "~/Library/Safari/Bookmarks.plist";

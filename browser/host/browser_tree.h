@@ -1,0 +1,72 @@
+#pragma once
+
+#include <tsl/robin_map.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/property_list.h"
+
+namespace tarvel {
+
+/// Folders within each other that a tree may have. An undo record of a deeper tree could not be read again.
+inline constexpr std::size_t kDeepestFolder = 240;
+
+/// No node of a tree.
+inline constexpr std::uint32_t kNoNode = static_cast<std::uint32_t>(-1);
+
+enum class BrowserNodeKind : std::uint8_t {
+  kBookmark,
+  kFolder,
+  kFixed,    ///< Keeps its place: a separator, an entry that cannot be changed, a folder of removed entries.
+  kManaged,  ///< A root that cannot be changed. It and what is in it are left out of everything.
+};
+
+/// One entry of a browser's bookmarks.
+struct BrowserNode {
+  BrowserNodeKind kind = BrowserNodeKind::kFolder;
+  /// As the browser tells it; empty for a folder that is still to be made.
+  std::string_view id;
+  std::string_view title;
+  std::string_view address;
+  std::uint32_t parent = kNoNode;  ///< kNoNode for a root.
+  /// In the browser's order.
+  std::vector<std::uint32_t> children;
+  /// Whether the positions that the browser tells are not 0, 1, 2 and so on.
+  bool hasCorruptPositions = false;
+  bool isBar = false;             ///< The root of the bookmarks bar.
+  bool isMobile = false;          ///< The root of the bookmarks of a phone.
+  bool holdsRemoved = false;      ///< A folder of removed entries.
+  bool isSeparator = false;       ///< Of the kind kFixed: one that may at least be moved back by an undo.
+  PropertyListDictionary folder;  ///< The engine's node, of a bookmark too; a null handle for a fixed one.
+};
+
+/// A browser's bookmarks, by number, and as trees of the engine, one for each root.
+///
+/// In the engine's trees a node's identifier is the browser's id, and an entry that keeps its place is no node but the
+/// text of its id, which the engine carries along. All texts belong to `list`.
+struct BrowserTree {
+  std::shared_ptr<PropertyListTree> list = std::make_shared<PropertyListTree>();
+  std::vector<BrowserNode> nodes;
+  std::vector<std::uint32_t> roots;
+  tsl::robin_map<std::string_view, std::uint32_t> byId;
+
+  [[nodiscard]] std::uint32_t find(std::string_view id) const;  ///< kNoNode for an unknown id.
+  /// The root that folders of removed entries are in: the last one that is neither managed nor a phone's. kNoNode for
+  /// none.
+  [[nodiscard]] std::uint32_t rootOfRemoved() const;
+  /// The titles of the folders from the root down to `node`, itself included.
+  [[nodiscard]] std::vector<std::string_view> pathOf(std::uint32_t node) const;
+};
+
+/// Titles of folders of removed entries begin so, in every language, as this is what they are known by.
+inline constexpr std::string_view kRemovedPrefix = "Removed by Tarvel, ";
+
+/// Makes the engine's nodes of a tree whose other fields are set, and finds its folders of removed entries.
+void completeTree(BrowserTree& tree);
+
+}  // namespace tarvel

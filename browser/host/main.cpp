@@ -1,0 +1,98 @@
+// tarvel-browser-host: started by a browser for the extension of Tarvel, and ended by the end of its input.
+
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+#include "agent/preference_keys.h"
+#include "browser/host/framing.h"
+#include "browser/host/session.h"
+#include "platform/linux/icu_collator.h"
+#include "platform/linux/linux_bundle.h"
+#include "platform/linux/linux_clock.h"
+#include "platform/linux/linux_file_manager.h"
+#include "platform/linux/linux_preferences_store.h"
+#include "platform/linux/linux_uuid_source.h"
+#include "platform/linux/memory_limit.h"
+#include "platform/linux/quiet_workspace.h"
+#include "platform/linux/safe_text.h"
+#include "platform/plist/serialization.h"
+#include "tools/browsers/extension_identity.h"
+
+namespace {
+
+constexpr int kExitUsage = 64;
+
+/// Browsers put this into their own error output.
+class ErrorOutputLog final : public tarvel::SystemLog {
+ public:
+  void log(std::string_view message) override {
+    std::cerr << "tarvel-browser-host: " << tarvel::printable(message) << "\n";
+  }
+};
+
+/// The browser names the extension that asks: Chromium as its origin, the first argument; Firefox by its id, the
+/// second, behind the path of the manifest.
+bool isOwnExtension(int argc, char** argv) {
+  if (argc >= 2 && std::string_view(argv[1]) == tarvel::kChromiumOrigin) return true;
+  return argc >= 3 && std::string_view(argv[2]) == tarvel::kFirefoxExtension;
+}
+
+/// The texts are beside this program.
+tarvel::LinuxBundle bundleOfTexts(tarvel::PropertyListSerialization& propertyLists) {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const auto bundle = program.parent_path() / "Tarvel.app/Contents/Library/TarvelHelper.app";
+  return {propertyLists, bundle.string(), tarvel::preferredLanguages()};
+}
+
+int serve() {
+  tarvel::PlistSerialization propertyLists;
+  tarvel::LinuxFileManager files;
+  const auto collator = tarvel::IcuCollator::forEnvironment();
+  tarvel::LinuxUuidSource uuidSource;
+  ErrorOutputLog log;
+  tarvel::LinuxBundle bundle = bundleOfTexts(propertyLists);
+  tarvel::QuietWorkspace workspace;
+  tarvel::LinuxClock clock;
+  const tarvel::Platform platform{propertyLists, files, *collator, uuidSource, log, bundle, workspace, clock};
+  tarvel::LinuxPreferencesStore preferences(propertyLists, log);
+  const tarvel::DirectoryLookup support = files.applicationSupportDirectory();
+  if (!support.path) {
+    log.log("There is no folder for undo records: " + support.status.reason);
+    return 1;
+  }
+  const std::string records = *support.path + "/" + tarvel::kSupportFolderName + "/Browsers";
+  tarvel::BrowserSession session(platform, preferences, records,
+                                 [](std::string_view message) { return tarvel::writeFrame(STDOUT_FILENO, message); });
+  for (;;) {
+    tarvel::Frame frame = tarvel::readFrame(STDIN_FILENO);
+    if (frame.status == tarvel::FrameStatus::kEnd) return 0;
+    if (frame.status != tarvel::FrameStatus::kMessage || !session.answer(frame.bytes)) return 1;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // A browser that is gone is noticed when writing to it fails.
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);
+  try {
+    if (!isOwnExtension(argc, argv)) {
+      std::cerr << "tarvel-browser-host: Browsers start this for the extension of Tarvel. To set that up: tarvel "
+                   "browser enable\n";
+      return kExitUsage;
+    }
+    tarvel::limitMemoryUse();
+    return serve();
+  } catch (const std::exception& error) {
+    // What is left to throw is memory running out.
+    std::cerr << "tarvel-browser-host: " << error.what() << "\n";
+    return 70;
+  }
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "browser/host/browser_tree.h"
+
+namespace tarvel {
+
+enum class RequestType : std::uint8_t { kUnknown, kHello, kPlan, kDone, kSet };
+
+/// What a plan is for.
+enum class Task : std::uint8_t { kSort, kClean, kUndo };
+
+/// A message of the extension; docs/PROTOCOL.md tells the fields. One that is absent keeps its default.
+struct Request {
+  RequestType type = RequestType::kUnknown;
+  std::int64_t protocol = 0;
+  std::string profile;
+  std::optional<Task> task;
+  bool isPreview = false;
+  /// Of the plan that the user agreed to; empty for none.
+  std::string agreed;
+  std::optional<bool> automatic;
+  std::optional<BrowserTree> tree;
+};
+
+/// Reads a message. None for one that is no JSON object, has a field of another type than the protocol says, nests
+/// folders deeper than kDeepestFolder or repeats an id. Unknown fields are passed over. `message` is padded in place.
+[[nodiscard]] std::optional<Request> readRequest(std::string& message);
+
+}  // namespace tarvel

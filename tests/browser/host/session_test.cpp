@@ -1,0 +1,300 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "tests/browser/host/session_fixture.h"
+
+namespace tarvel {
+
+namespace {
+
+/// Of a folder, the titles of its children.
+std::string titlesIn(const BrowserModel& model, const std::string& folder) {
+  std::string titles;
+  for (const std::string& id : model.nodes().at(folder).children) {
+    titles += (titles.empty() ? "" : " ") + model.nodes().at(id).title;
+  }
+  return titles;
+}
+
+BrowserModel unsorted(BrowserFamily family = BrowserFamily::kChromium) {
+  BrowserModel model(family);
+  for (const char* title : {"c", "a", "b"}) {
+    (void)model.add(model.otherRoot(), title, "bookmark", std::string("https://example.org/") + title);
+  }
+  return model;
+}
+
+TEST(BrowserSession, GreetsWithItsVersionAndTheSettings) {
+  SessionFixture t;
+  t.preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kMainApplicationIdentifier);
+  t.preferences.setBoolean(kAutoSortBrowsersKey, true, kMainApplicationIdentifier);
+  t.reconnect();
+  const auto& hello = t.replies.back();
+  EXPECT_EQ(hello["protocol"], kProtocolVersion);
+  EXPECT_EQ(hello["automatic"], true);
+  EXPECT_EQ(hello["latency"], 7);
+  EXPECT_EQ(hello["runs"], 0);
+}
+
+TEST(BrowserSession, IsNotAutomaticUnlessTheSettingsSaySo) {
+  SessionFixture t;
+  EXPECT_EQ(t.replies.back()["automatic"], false);
+  EXPECT_EQ(t.ask({{"type", "set"}, {"automatic", true}}).back()["type"], "ok");
+  t.reconnect();
+  EXPECT_EQ(t.replies.back()["automatic"], true);
+  t.preferences.setFlushWorks(false);
+  EXPECT_EQ(t.ask({{"type", "set"}, {"automatic", false}}).back()["code"], "settings");
+}
+
+TEST(BrowserSession, AnotherVersionIsToldThisOneAndNothingElse) {
+  SessionFixture t;
+  std::string hello = R"({"type":"hello","protocol":2,"profile":"p"})";
+  t.replies.clear();
+  EXPECT_FALSE(t.session->answer(hello));
+  ASSERT_EQ(t.replies.size(), 1);
+  EXPECT_EQ(t.replies[0]["protocol"], kProtocolVersion);
+  EXPECT_FALSE(t.replies[0].contains("automatic"));
+}
+
+TEST(BrowserSession, MalformedMessagesEndTheConnection) {
+  for (const std::string text : {"", "{", "[]", "7", "{\"type\":7}", "{\"type\":\"hello\",\"protocol\":\"1\"}",
+                                 "{\"type\":\"plan\",\"tree\":{}}", "\xff", "{\"type\":\"\\x\"}"}) {
+    SessionFixture t;
+    std::string message = text;
+    t.replies.clear();
+    EXPECT_FALSE(t.session->answer(message)) << text;
+    EXPECT_EQ(t.replies.back()["code"], "malformed") << text;
+  }
+}
+
+TEST(BrowserSession, APlanBeforeTheGreetingIsRefused) {
+  SessionFixture t;
+  t.session = std::make_unique<BrowserSession>(t.platform, t.preferences, "/records", [&t](std::string_view reply) {
+    t.replies.push_back(nlohmann::json::parse(reply));
+    return true;
+  });
+  EXPECT_EQ(t.plan(unsorted(), "sort"), "malformed");
+}
+
+TEST(BrowserSession, RefusesRepeatedIdsAndTooManyFoldersWithinEachOther) {
+  SessionFixture t;
+  EXPECT_EQ(t.askText(R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"1","title":"","children":[)"
+                      R"({"id":"5","title":"a","url":"b"},{"id":"5","title":"a","url":"b"}]}]}]})")
+                .back()["code"],
+            "malformed");
+  for (const std::size_t depth : {kDeepestFolder, kDeepestFolder + 1, std::size_t{100'000}}) {
+    std::string text = R"({"type":"plan","task":"sort","tree":[{"children":[)";
+    for (std::size_t i = 0; i < depth; ++i) text += R"({"id":")" + std::to_string(i) + R"(","title":"","children":[)";
+    for (std::size_t i = 0; i < depth; ++i) text += "]}";
+    EXPECT_EQ(t.askText(text + "]}]}").back()["type"], depth <= kDeepestFolder ? "operations" : "error") << depth;
+  }
+}
+
+TEST(BrowserSession, APreviewRecordsNothingAndTellsWhatWouldChange) {
+  SessionFixture t;
+  const auto replies = t.ask({{"type", "plan"}, {"task", "sort"}, {"preview", true}, {"tree", unsorted().tree()}});
+  ASSERT_EQ(replies.size(), 1);
+  EXPECT_EQ(replies[0]["type"], "changes");
+  EXPECT_EQ(replies[0]["moved"], 1);
+  EXPECT_EQ(replies[0]["list"][0]["path"], nlohmann::json({"Root 2"}));
+  EXPECT_EQ(replies[0]["list"][0]["entries"][0]["title"], "c");
+  EXPECT_EQ(replies[0]["list"][0]["entries"][0]["changes"][0], nlohmann::json({"moved", 1, 3}));
+  EXPECT_EQ(t.recordCount(), 0);
+}
+
+TEST(BrowserSession, APreviewOfCleaningTellsReasonsAndNewTitles) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kFirefox);
+  (void)model.add(model.otherRoot(), "first", "bookmark", "https://example.org/1");
+  (void)model.add(model.otherRoot(), "empty", "folder");
+  (void)model.add(model.otherRoot(), "", "bookmark", "https://example.org/2");
+  (void)model.add(model.otherRoot(), "same", "bookmark", "https://example.org/3");
+  (void)model.add(model.otherRoot(), "same", "bookmark", "https://example.org/1");
+  const auto replies = t.ask({{"type", "plan"}, {"task", "clean"}, {"preview", true}, {"tree", model.tree()}});
+  const auto& entries = replies[0]["list"][0]["entries"];
+  EXPECT_EQ(entries[0]["changes"][0],
+            nlohmann::json({"removed", "duplicate", "same", nlohmann::json({"Root unfiled_____"})}));
+  EXPECT_EQ(entries[1]["changes"][0], nlohmann::json({"removed", "empty"}));
+  EXPECT_EQ(entries[2]["changes"][0], nlohmann::json({"named", "https://example.org/2"}));
+  EXPECT_EQ(entries[3]["changes"][0], nlohmann::json({"renamed", "same 2"}));
+  EXPECT_EQ(replies[0]["removed"], 2);
+  EXPECT_EQ(replies[0]["renamed"], 2);
+}
+
+TEST(BrowserSession, WhatIsRemovedGoesIntoAFolderThatIsNeitherSortedNorCleaned) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kFirefox);
+  for (const char* title : {"z", "y", "x"}) (void)model.add(model.otherRoot(), title, "bookmark", "https://same");
+  EXPECT_EQ(t.run(model, "clean"), 3);
+  const std::string folder = model.nodes()[model.otherRoot()].children.back();
+  EXPECT_TRUE(model.nodes()[folder].title.starts_with(kRemovedPrefix));
+  EXPECT_EQ(titlesIn(model, folder), "y z");
+  t.reconnect();
+  (void)model.add(folder, "a", "bookmark", "https://same");
+  EXPECT_EQ(t.run(model, "clean"), 0);
+  EXPECT_EQ(t.run(model, "sort"), 0);
+  // A second cleaning on one day uses the same folder, and what follows it is sorted before it.
+  (void)model.add(model.otherRoot(), "b", "bookmark", "https://same");
+  EXPECT_EQ(t.run(model, "clean"), 1);
+  EXPECT_EQ(titlesIn(model, folder), "y z a x");
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  EXPECT_EQ(model.nodes()[model.otherRoot()].children.back(), folder);
+}
+
+TEST(BrowserSession, EachRootIsATreeOfItsOwn) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kChromium);
+  (void)model.add("1", "a", "bookmark", "https://same");
+  (void)model.add("2", "a", "bookmark", "https://same");
+  EXPECT_EQ(t.run(model, "clean"), 0);
+}
+
+TEST(BrowserSession, ManagedRootsAreLeftOut) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  nlohmann::json tree = model.tree();
+  nlohmann::json managed = tree[0]["children"][1];
+  managed["id"] = "9";
+  managed["unmodifiable"] = "managed";
+  for (auto& child : managed["children"]) {
+    child["id"] = "9" + child["id"].get<std::string>();
+    child["unmodifiable"] = "managed";
+  }
+  tree[0]["children"].push_back(managed);
+  const auto replies = t.ask({{"type", "plan"}, {"task", "sort"}, {"tree", tree}});
+  ASSERT_EQ(replies[0]["list"].size(), 1);
+  EXPECT_EQ(replies[0]["list"][0][2], "2");
+}
+
+TEST(BrowserSession, OnlyARunThatChangesSomethingIsRecordedAndOnlyOnce) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  (void)t.plan(model, "sort");
+  (void)t.plan(model, "sort");
+  EXPECT_EQ(t.recordCount(), 1);
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  EXPECT_EQ(t.recordCount(), 2);
+  EXPECT_EQ(t.run(model, "sort"), 0);
+  EXPECT_EQ(t.recordCount(), 2);
+}
+
+TEST(BrowserSession, WithoutARecordNothingIsSent) {
+  SessionFixture t;
+  t.memory.fileManager.failNext(FileOperation::kCreateFile, ENOSPC);
+  EXPECT_EQ(t.plan(unsorted(), "sort"), "record");
+}
+
+TEST(BrowserSession, TheLastTenRunsCanBeUndone) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  std::vector<std::string> states;
+  for (int i = 0; i < 12; ++i) {
+    const std::string moved = model.nodes()["2"].children[static_cast<std::size_t>(i) % 2];
+    EXPECT_TRUE(model.move(moved, "2", 2));
+    states.push_back(titlesIn(model, "2"));
+    t.reconnect();
+    EXPECT_GT(t.run(model, "sort"), 0);
+  }
+  EXPECT_EQ(t.recordCount(), kMostRecords);
+  for (std::size_t i = 0; i < kMostRecords; ++i) {
+    (void)t.run(model, "undo");
+    (void)t.ask({{"type", "done"}});
+    EXPECT_EQ(titlesIn(model, "2"), states[states.size() - 1 - i]);
+  }
+  EXPECT_EQ(t.run(model, "undo"), 0);
+  EXPECT_EQ(t.recordCount(), 0);
+}
+
+TEST(BrowserSession, AnUndoKeepsItsRecordUntilItIsDone) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  (void)t.run(model, "sort");
+  (void)t.plan(model, "undo");
+  EXPECT_EQ(t.recordCount(), 1);
+  EXPECT_EQ(t.run(model, "undo"), 1);
+  (void)t.ask({{"type", "done"}});
+  EXPECT_EQ(t.recordCount(), 0);
+  EXPECT_EQ(titlesIn(model, "2"), "c a b");
+}
+
+TEST(BrowserSession, RecordsOfAnotherProfileAreNeverUsed) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  (void)t.run(model, "sort");
+  t.profile = "another";
+  EXPECT_EQ(t.recordCount(), 0);
+  EXPECT_EQ(t.run(model, "undo"), 0);
+}
+
+TEST(BrowserSession, NothingOfTheProfilesNameGetsIntoAPath) {
+  SessionFixture t;
+  t.profile = "../../elsewhere";
+  t.reconnect();
+  BrowserModel model = unsorted();
+  (void)t.run(model, "sort");
+  for (const std::string& path : t.memory.fileManager.filePaths()) {
+    EXPECT_EQ(path.find("elsewhere"), std::string::npos) << path;
+  }
+}
+
+TEST(BrowserSession, APlanThatIsNotTheOneAgreedToIsNotSent) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kChromium);
+  (void)model.add("2", "a", "bookmark", "https://same");
+  (void)model.add("2", "b", "bookmark", "https://same");
+  const auto preview = t.ask({{"type", "plan"}, {"task", "clean"}, {"preview", true}, {"tree", model.tree()}});
+  const std::string agreed = preview.back()["agreed"];
+  EXPECT_EQ(t.plan(model, "clean", agreed).size(), 2);
+  (void)model.add("2", "c", "bookmark", "https://same");
+  EXPECT_EQ(t.plan(model, "clean", agreed), "changed");
+}
+
+TEST(BrowserSession, LongAnswersComeInPiecesOfAtMost256KB) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kChromium);
+  for (int i = 0; i < 9000; ++i) {
+    (void)model.add("2", std::to_string(99999 - i) + std::string(80, '\x01'), "bookmark", "https://x");
+  }
+  EXPECT_EQ(t.run(model, "sort"), 8999);
+  EXPECT_GT(t.replies.size(), 1);
+  const auto preview = t.ask({{"type", "plan"}, {"task", "clean"}, {"preview", true}, {"tree", model.tree()}});
+  EXPECT_GT(preview.size(), 4);
+  std::size_t entries = 0;
+  for (const auto& reply : preview) {
+    for (const auto& folder : reply["list"]) entries += folder["entries"].size();
+  }
+  EXPECT_EQ(entries, 8999);
+  EXPECT_LE(t.longestReply, kLongestReply);
+}
+
+TEST(BrowserSession, OddTitlesComeBackUnchanged) {
+  SessionFixture t;
+  const auto titled = [](const std::string& title) {
+    return R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"2","title":"","children":[{"id":"7","title":")" +
+           title + R"(","url":"b"}]}]}]})";
+  };
+  const std::string before = titled(R"(odd \ud800 \u0001 title)");
+  // Recorded with a second bookmark, so that there is something to sort.
+  std::string message = before;
+  message.insert(message.rfind("]}]}]}"), R"(,{"id":"8","title":"a","url":"c"})");
+  EXPECT_EQ(t.askText(message).back()["list"].size(), 1);
+  t.reconnect();
+  std::string undo = titled("other");
+  undo.replace(undo.find("\"sort\""), 6, "\"undo\"");
+  t.replies.clear();
+  std::string raw;
+  t.session = std::make_unique<BrowserSession>(t.platform, t.preferences, "/records", [&raw](std::string_view reply) {
+    raw = reply;
+    return true;
+  });
+  std::string hello = R"({"type":"hello","protocol":1,"profile":"profile"})";
+  EXPECT_TRUE(t.session->answer(hello));
+  EXPECT_TRUE(t.session->answer(undo));
+  EXPECT_NE(raw.find(R"(["retitle","7","odd \ud800 \u0001 title"])"), std::string::npos) << raw;
+}
+
+}  // namespace
+
+}  // namespace tarvel
