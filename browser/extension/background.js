@@ -1,0 +1,244 @@
+"use strict";
+// Carries the browser's bookmarks to the host and applies the plans that come back. What is to be changed is decided
+// there; here is only when to ask, and how to do one operation after the other without missing a change by others.
+
+const isFirefox = chrome.runtime.getURL("").startsWith("moz-extension:");
+const api = isFirefox ? browser : chrome;
+const HOST = "org.tarvel.browser_host";
+const PROTOCOL = 1;
+const MOST_ATTEMPTS = 10;
+/// Milliseconds without a foreign change before a run begins or goes on.
+const PAUSE = 300;
+const LONGEST_WAIT = 60000;
+const DEFAULT_LATENCY = 30;
+
+/// The run in progress: {expected, isForeign}. One at a time.
+let run = null;
+/// When others last changed a bookmark; of what this worker has heard.
+let lastChange = 0;
+const pages = new Set();
+const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
+
+/// A failure that the page has a sentence for, under this code.
+class Problem extends Error {
+  constructor(code, details = "") {
+    super(details);
+    this.code = code;
+  }
+}
+
+/// One connection to the host.
+class Host {
+  constructor() {
+    this.waiting = null;
+    this.isGreeted = false;
+    this.port = api.runtime.connectNative(HOST);
+    this.port.onMessage.addListener((message) => this.receive(message));
+    this.port.onDisconnect.addListener((port) => {
+      const reason = (port.error ?? api.runtime.lastError)?.message ?? "";
+      this.ended = new Problem(this.isGreeted || !/not found|no such|forbidden/i.test(reason) ? "crashed" : "absent", reason);
+      this.waiting?.reject(this.ended);
+    });
+  }
+
+  receive(message) {
+    if (message.type === "error") return this.waiting?.reject(new Problem(message.code, message.text));
+    this.waiting?.list.push(...(message.list ?? []));
+    if (message.last !== false) this.waiting?.resolve({ ...message, list: this.waiting.list });
+  }
+
+  /// The answer, its pieces put together.
+  ask(message) {
+    return new Promise((resolve, reject) => {
+      if (this.ended) return reject(this.ended);
+      this.waiting = { resolve, reject, list: [] };
+      this.port.postMessage(message);
+    });
+  }
+
+  close() {
+    this.port.disconnect();
+  }
+}
+
+/// Connects and greets. The answer's settings are remembered for the next change.
+async function connect() {
+  let { profile } = await api.storage.local.get("profile");
+  if (!profile) await api.storage.local.set({ profile: (profile = crypto.randomUUID()) });
+  const host = new Host();
+  try {
+    host.hello = await host.ask({ type: "hello", protocol: PROTOCOL, profile });
+    if (host.hello.protocol !== PROTOCOL) throw new Problem(host.hello.protocol < PROTOCOL ? "old" : "new");
+    host.isGreeted = true;
+    await api.storage.local.set({ latency: host.hello.latency });
+    return host;
+  } catch (problem) {
+    host.close();
+    throw problem;
+  }
+}
+
+async function withHost(use) {
+  const host = await connect();
+  try {
+    return await use(host);
+  } finally {
+    host.close();
+  }
+}
+
+/// Whether an event is the one that the operation at hand is known to cause. Events come before the operation's promise
+/// is fulfilled, so what does not match is somebody else's.
+function isExpected(kind, id, info) {
+  const expected = run?.expected;
+  if (expected?.kind !== kind || (expected.id && expected.id !== id)) return false;
+  if (kind !== "moved" && kind !== "created") return true;
+  const index = info.index ?? expected.index;
+  return info.parentId === expected.parent && (index === expected.index || expected.isAtEnd);
+}
+
+function heard(kind, id, info) {
+  if (isExpected(kind, id, info)) {
+    run.expected = null;
+    return;
+  }
+  lastChange = Date.now();
+  if (run) run.isForeign = true;
+  tellPages({ type: "changed" });
+  scheduleAutomatic();
+}
+
+async function scheduleAutomatic() {
+  const { latency = DEFAULT_LATENCY } = await api.storage.local.get("latency");
+  api.alarms.create("quiet", { when: (lastChange || Date.now()) + latency * 1000 });
+}
+
+/// The latency is over. The settings decide, as they are now.
+async function sortAutomatically() {
+  if (run) return scheduleAutomatic();
+  try {
+    const { automatic, latency } = await withHost((host) => host.hello);
+    if (!automatic) return;
+    if (Date.now() < lastChange + latency * 1000) return scheduleAutomatic();
+    await perform("sort", "", 1);
+    api.action.setBadgeText({ text: "" });
+  } catch (problem) {
+    if (problem.code === "busy" || problem.code === "unsettled") return scheduleAutomatic();
+    api.action.setBadgeText({ text: "!" });
+  }
+}
+
+/// Does one operation of a plan. Indexes in plans are final ones; Chromium counts them before the entry is taken out.
+async function apply([kind, id, ...rest], state) {
+  if (kind === "move") {
+    const [parent, index, isDown] = rest;
+    const parentId = parent || state.created;
+    run.expected = { kind: "moved", id, parent: parentId, index };
+    await api.bookmarks.move(id, { parentId, index: !isFirefox && isDown ? index + 1 : index });
+  } else if (kind === "create") {
+    const [parentId, index, title] = rest;
+    run.expected = { kind: "created", parent: parentId, index, isAtEnd: true };
+    state.created = (await api.bookmarks.create({ parentId, index, title })).id;
+  } else if (kind === "retitle") {
+    run.expected = { kind: "changed", id };
+    await api.bookmarks.update(id, { title: rest[0] });
+  } else {
+    run.expected = { kind: "removed", id };
+    await api.bookmarks.remove(id);
+  }
+  run.expected = null;
+}
+
+/// Applies a plan. False as soon as somebody else has changed a bookmark.
+async function applyAll(operations) {
+  const state = {};
+  for (const [done, operation] of operations.entries()) {
+    if (run.isForeign) return false;
+    try {
+      await apply(operation, state);
+    } catch (error) {
+      // What is no longer there was taken away by somebody else, whose event may still be on its way.
+      await sleep(PAUSE);
+      if (!run.isForeign) throw new Problem("refused", error.message);
+    }
+    if (done % 50 === 0) tellPages({ type: "progress", done, total: operations.length });
+  }
+  return !run.isForeign;
+}
+
+/// Waits until others have left the bookmarks alone for a moment.
+async function settle() {
+  const end = Date.now() + LONGEST_WAIT;
+  for (let left; (left = lastChange + PAUSE - Date.now()) > 0; ) {
+    if (Date.now() > end) throw new Problem("unsettled");
+    await sleep(left);
+  }
+}
+
+/// A whole run: asks for a plan and applies it, and asks again when others change bookmarks meanwhile.
+async function perform(task, agreed = "", attempts = MOST_ATTEMPTS) {
+  if (run) throw new Problem("busy");
+  run = { expected: null, isForeign: false };
+  tellPages({ type: "began" });
+  try {
+    return await withHost(async (host) => {
+      for (let attempt = 0; attempt < attempts; attempt++) {
+        await settle();
+        run.isForeign = false;
+        const tree = await api.bookmarks.getTree();
+        const { list } = await host.ask({ type: "plan", task, preview: false, agreed: attempt ? "" : agreed, tree });
+        if (run.isForeign || !(await applyAll(list))) continue;
+        await host.ask({ type: "done" });
+        return { type: "ended", task, count: list.length };
+      }
+      throw new Problem("unsettled");
+    });
+  } finally {
+    run = null;
+    tellPages({ type: "finished" });
+  }
+}
+
+async function preview(task) {
+  if (run) throw new Problem("busy");
+  return withHost(async (host) => {
+    const changes = await host.ask({ type: "plan", task, preview: true, tree: await api.bookmarks.getTree() });
+    return { ...changes, task, hello: host.hello };
+  });
+}
+
+const requests = {
+  preview: ({ task }) => preview(task),
+  run: ({ task, agreed }) => perform(task, agreed),
+  set: ({ automatic }) => withHost((host) => host.ask({ type: "set", automatic })),
+};
+
+function tellPages(message) {
+  for (const page of pages) page.postMessage(message);
+}
+
+api.runtime.onConnect.addListener((page) => {
+  pages.add(page);
+  page.onDisconnect.addListener(() => pages.delete(page));
+  page.onMessage.addListener(async (message) => {
+    try {
+      const answer = await requests[message.request](message);
+      if (pages.has(page)) page.postMessage({ ...answer, request: message.request });
+    } catch (problem) {
+      const code = problem.code ?? "failed";
+      if (pages.has(page)) page.postMessage({ type: "problem", code, text: problem.message, request: message.request });
+    }
+  });
+});
+
+api.bookmarks.onCreated.addListener((id, info) => heard("created", id, info));
+api.bookmarks.onRemoved.addListener((id, info) => heard("removed", id, info));
+api.bookmarks.onChanged.addListener((id, info) => heard("changed", id, info));
+api.bookmarks.onMoved.addListener((id, info) => heard("moved", id, info));
+api.bookmarks.onChildrenReordered?.addListener((id, info) => heard("reordered", id, info));
+api.bookmarks.onImportEnded?.addListener(() => heard("imported"));
+api.alarms.onAlarm.addListener(sortAutomatically);
+// A change just before the browser was closed is still to be sorted.
+api.runtime.onStartup.addListener(scheduleAutomatic);
+api.runtime.onInstalled.addListener(scheduleAutomatic);
+api.action.onClicked.addListener(() => api.tabs.create({ url: api.runtime.getURL("page.html") }));

@@ -1,0 +1,194 @@
+"use strict";
+// The page: shows what would change, and asks the background to do it.
+
+const api = chrome.runtime.getURL("").startsWith("moz-extension:") ? browser : chrome;
+/// Lists of up to so many entries are shown with every folder open.
+const SMALL_LIST = 300;
+const REFRESH_PAUSE = 1000;
+const element = (id) => document.getElementById(id);
+const text = (key, ...parts) => api.i18n.getMessage(key, parts.map(String)) || key;
+
+/// What the list shows: "sort" or "clean".
+let task = "sort";
+let shown = null;
+let isBusy = false;
+let refreshTimer = 0;
+let port = null;
+
+function send(message) {
+  // A background that has ended is started by a new connection.
+  if (!port) {
+    port = api.runtime.connect();
+    port.onDisconnect.addListener(() => (port = null));
+    port.onMessage.addListener((message) => receivers[message.type]?.(message));
+  }
+  port.postMessage(message);
+}
+
+function make(name, className, content = "") {
+  const made = document.createElement(name);
+  made.className = className;
+  made.append(content);
+  return made;
+}
+
+/// Titles are others' text: their direction stays their own.
+const quoted = (title) => text("quoted", `\u2068${title}\u2069`);
+const pathText = (path) => path.map((title) => `\u2068${title}\u2069`).join(" / ");
+
+function explanation([kind, ...details]) {
+  switch (kind) {
+    case "moved":
+      return details[0] === details[1] ? text("whyMovedPast", details[1]) : text("whyMoved", ...details);
+    case "removed":
+      if (details[0] === "empty") return text("whyEmpty");
+      if (details[0] === "address") return text("whyNoAddress");
+      return text("whyDuplicate", quoted(details[1]), pathText(details[2]));
+    case "renamed":
+      return text("whyRenamed", quoted(details[0]));
+    default:
+      return text("whyNamed", quoted(details[0]));
+  }
+}
+
+function entryRow(entry) {
+  const row = make("li", entry.url === undefined ? "folder" : "");
+  const title = make("bdi", entry.title ? "t" : "t untitled", entry.title || text("untitled"));
+  row.append(title);
+  for (const change of entry.changes) {
+    row.append(" ", make("span", `k k-${change[0]}`, text(change[0])), " ", make("span", "why", explanation(change)));
+  }
+  if (entry.url) {
+    const address = make("bdi", "u", entry.url);
+    address.dir = "ltr";
+    row.append(address);
+  }
+  return row;
+}
+
+function folderSection(folder, isOpen) {
+  const section = document.createElement("details");
+  const summary = make("summary", "", make("bdi", "t", pathText(folder.path)));
+  const count = make("span", "n", String(folder.entries.length));
+  count.setAttribute("aria-label", text("entries", folder.entries.length));
+  summary.append(" ", count);
+  section.append(summary);
+  // A closed folder gets its rows when it is opened.
+  const fill = () => {
+    if (section.open && section.children.length === 1) {
+      const list = document.createElement("ul");
+      list.append(...folder.entries.map(entryRow));
+      section.append(list);
+    }
+  };
+  section.addEventListener("toggle", fill);
+  section.open = isOpen;
+  fill();
+  return section;
+}
+
+/// A folder that was split between two pieces becomes one again.
+function joined(pieces) {
+  const folders = new Map();
+  for (const piece of pieces) {
+    const known = folders.get(piece.number);
+    if (known) known.entries.push(...piece.entries);
+    else folders.set(piece.number, piece);
+  }
+  return [...folders.values()];
+}
+
+function showChanges(changes) {
+  shown = changes;
+  task = changes.task;
+  const folders = joined(changes.list);
+  const total = folders.reduce((sum, folder) => sum + folder.entries.length, 0);
+  element("list").textContent = text(task === "clean" ? "listClean" : "listSort");
+  element("counts").textContent = total
+    ? text("counts", changes.moved, changes.removed, changes.renamed)
+    : text(task === "clean" ? "nothingToClean" : "nothingToSort");
+  element("changes").replaceChildren(...folders.map((folder) => folderSection(folder, total <= SMALL_LIST)));
+  const wasHidden = element("question").hidden;
+  element("question").hidden = task !== "clean" || !changes.steps;
+  if (wasHidden && !element("question").hidden) element("agree").focus();
+  element("automatic").checked = changes.hello.automatic;
+  showState();
+}
+
+function showState() {
+  const ready = shown !== null && !isBusy;
+  element("sort").disabled = !ready || (task === "sort" && !shown.steps);
+  element("clean").disabled = !ready;
+  element("undo").disabled = !ready || !shown.hello.runs;
+  element("undo").title = shown?.hello.last ? text("undoLast", shown.hello.last) : "";
+  element("automatic").disabled = !ready;
+  element("agree").disabled = element("decline").disabled = !ready;
+  document.body.setAttribute("aria-busy", String(isBusy));
+}
+
+function look(wanted) {
+  clearTimeout(refreshTimer);
+  send({ request: "preview", task: wanted });
+}
+
+function lookSoon() {
+  clearTimeout(refreshTimer);
+  refreshTimer = setTimeout(() => isBusy || look(task), REFRESH_PAUSE);
+}
+
+function begin(wanted, agreed = "") {
+  element("status").textContent = "";
+  element("problem").textContent = "";
+  element("question").hidden = true;
+  task = "sort";
+  send({ request: "run", task: wanted, agreed });
+}
+
+function setBusy(busy) {
+  isBusy = busy;
+  showState();
+}
+
+const PROBLEMS = ["absent", "busy", "changed", "crashed", "new", "old", "record", "refused", "settings", "unsettled"];
+
+const receivers = {
+  changes: showChanges,
+  changed: () => isBusy || lookSoon(),
+  ok: () => look(task),
+  began() {
+    setBusy(true);
+    element("status").textContent = text("working");
+  },
+  progress({ done, total }) {
+    element("status").textContent = text("progress", done, total);
+  },
+  finished() {
+    setBusy(false);
+    lookSoon();
+  },
+  ended(message) {
+    element("status").textContent = message.count ? text("done", message.count) : text("nothingDone");
+    look("sort");
+  },
+  problem(message) {
+    if (message.request === "run") element("status").textContent = "";
+    const key = PROBLEMS.includes(message.code) ? message.code : "failed";
+    if (key === "busy" && message.request === "preview") return lookSoon();
+    element("problem").textContent = text(`problem_${key}`, message.text);
+    if (key === "changed") look("clean");
+    else if (message.request === "set") look(task);
+  },
+};
+
+for (const labelled of document.querySelectorAll("[data-text]")) labelled.textContent = text(labelled.dataset.text);
+document.documentElement.lang = api.i18n.getMessage("language");
+element("sort").addEventListener("click", () => (task === "sort" ? begin("sort") : look("sort")));
+element("clean").addEventListener("click", () => look("clean"));
+element("agree").addEventListener("click", () => begin("clean", shown.agreed));
+element("decline").addEventListener("click", () => {
+  look("sort");
+  element("clean").focus();
+});
+element("undo").addEventListener("click", () => begin("undo"));
+element("automatic").addEventListener("change", (event) => send({ request: "set", automatic: event.target.checked }));
+look("sort");
