@@ -18,8 +18,10 @@ namespace {
 constexpr std::int64_t kLeastCheckInterval = 60;
 constexpr std::int64_t kMostCheckInterval = 315'360'000;
 
-constexpr std::array<Setting, 12> kSettings = {{
+constexpr std::array<Setting, 13> kSettings = {{
     {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "no", "Sort by itself at all"},
+    {kAutoSortBrowsersKey, SettingType::kBoolean, SettingEffect::kNextSort, "no",
+     "Sort in Chromium and Firefox by itself, by their extension"},
     {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, kBookmarksFilenameDefault,
      "The bookmarks file"},
     {kBookmarksUpdateLatencyKey, SettingType::kSeconds, SettingEffect::kNextStart, "30",

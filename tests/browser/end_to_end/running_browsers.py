@@ -62,6 +62,19 @@ class RunningBrowser:
             facts = {"name": HOST_NAME, "description": "Tarvel", "path": str(host), "type": "stdio", **self.caller}
             manifest.write_text(json.dumps(facts))
 
+    def host_processes(self):
+        """The numbers of the hosts that this browser runs."""
+        found = []
+        for folder in pathlib.Path("/proc").glob("[0-9]*"):
+            try:
+                environment = (folder / "environ").read_bytes().split(b"\0")
+                command = (folder / "cmdline").read_bytes().split(b"\0")
+            except OSError:
+                continue
+            if command[0].endswith(b"tarvel-browser-host") and f"HOME={self.home}".encode() in environment:
+                found.append(int(folder.name))
+        return found
+
     def kill(self):
         """As a power cut: no chance to tidy up."""
         os.killpg(self.process.pid, signal.SIGKILL)
@@ -199,15 +212,28 @@ class Chromium(RunningBrowser):
         return result["result"].get("value")
 
     def open_page(self):
-        address = f"chrome-extension://{CHROMIUM_ID}/page.html"
+        if self.page is None:
+            self.page = self.open_tab("about:blank")
 
-        def opened():
+        def is_open():
             # The extension takes a moment to load after the start.
-            session = self.open_tab(address)
-            ready = self.evaluate_in(session, "typeof chrome.bookmarks") == "object"
-            return session if ready else None
+            self.command("Page.navigate", self.page, url=f"chrome-extension://{CHROMIUM_ID}/page.html")
+            wait_for(lambda: self.evaluate("document.readyState") == "complete", "the page")
+            return self.evaluate("typeof chrome.bookmarks") == "object"
 
-        self.page = wait_for(opened, "the page", pause=0.3)
+        wait_for(is_open, "the page", pause=0.3)
+
+    def close_page(self):
+        self.command("Page.navigate", self.page, url="about:blank")
+
+    def open_second_window(self):
+        """The page once more. Answers what use() takes for the first and the second one."""
+        first, self.page = self.page, None
+        self.open_page()
+        return first, self.page
+
+    def use(self, page):
+        self.page = page
 
     def evaluate(self, expression):
         return self.evaluate_in(self.page, expression)
@@ -258,8 +284,37 @@ class Chromium(RunningBrowser):
     def remove(self, identifier):
         self.others(f"chrome.bookmarks.removeTree({json.dumps(identifier)})")
 
-    def sort_by_name(self, folder):
-        self.others(f"chrome.bookmarkManagerPrivate.sortChildren({json.dumps(self.roots.get(folder, folder))})")
+    #: What the user does, `folder` being an id.
+    changes = {
+        "add": "chrome.bookmarks.create({ parentId: folder, title: '00000', url: 'https://example.org/new' })",
+        "move": "chrome.bookmarks.getChildren(folder).then((all) => chrome.bookmarks.move(all.at(-1).id, { index: 0 }))",
+        "remove": "chrome.bookmarks.getChildren(folder).then((all) => chrome.bookmarks.remove(all[100].id))",
+        "sort by name": "chrome.bookmarkManagerPrivate.sortChildren(folder)",
+        "import": """(async () => {
+          for (let i = 500; i > 0; i--) {
+            await chrome.bookmarks.create({ parentId: '2', title: 'imported ' + i, url: 'https://example.org/' + i });
+          }
+        })()""",
+    }
+
+    def change_after_moves(self, count, change, folder):
+        """Once so many entries have been moved, that is in the middle of a run, the user makes a change."""
+        self.others(
+            f"""(() => {{
+              const folder = {json.dumps(folder)};
+              let left = {count};
+              window.changed = false;
+              chrome.bookmarks.onMoved.addListener(async function heard() {{
+                if (--left) return;
+                chrome.bookmarks.onMoved.removeListener(heard);
+                await {self.changes[change]};
+                window.changed = true;
+              }});
+            }})()"""
+        )
+
+    def is_changed(self):
+        return self.others("window.changed")
 
 
 class Firefox(RunningBrowser):
@@ -276,6 +331,9 @@ class Firefox(RunningBrowser):
         "app.normandy.enabled": False,
         "browser.bookmarks.restore_default_bookmarks": False,
         "extensions.autoDisableScopes": 0,
+        # An extension that is loaded for a while keeps its storage like one that is installed.
+        "extensions.webextensions.keepStorageOnUninstall": True,
+        "extensions.webextensions.keepUuidOnUninstall": True,
     }
 
     def __init__(self, home, extension, host, is_packaged=False):
@@ -369,6 +427,19 @@ class Firefox(RunningBrowser):
         )
         self.command("WebDriver:Navigate", url=f"moz-extension://{host}/page.html")
 
+    def close_page(self):
+        self.command("WebDriver:Navigate", url="about:blank")
+
+    def open_second_window(self):
+        first = self.command("WebDriver:GetWindowHandle")
+        second = self.command("WebDriver:NewWindow", type="window")["handle"]
+        self.use(second)
+        self.open_page()
+        return first, second
+
+    def use(self, page):
+        self.command("WebDriver:SwitchToWindow", handle=page)
+
     def evaluate(self, expression):
         return self.command("WebDriver:ExecuteScript", script=f"return ({expression});", args=[])
 
@@ -420,13 +491,37 @@ class Firefox(RunningBrowser):
     def remove(self, identifier):
         self.system("await PlacesUtils.bookmarks.remove(args[0]);", identifier)
 
-    def sort_by_name(self, folder):
+    changes = {
+        "add": "await PlacesUtils.bookmarks.insert({ parentGuid: folder, title: '00000', url: 'https://example.org/new' })",
+        "move": "await PlacesUtils.bookmarks.update({ guid: (await children()).at(-1).guid, index: 0 })",
+        "remove": "await PlacesUtils.bookmarks.remove((await children())[100].guid)",
+        "sort by name": """await PlacesUtils.bookmarks.reorder(
+          folder, (await children()).sort((a, b) => (a.title < b.title ? -1 : 1)).map((child) => child.guid))""",
+        "import": """for (let i = 500; i > 0; i--) {
+          await PlacesUtils.bookmarks.insert(
+            { parentGuid: 'unfiled_____', title: 'imported ' + i, url: 'https://example.org/' + i });
+        }""",
+    }
+
+    def change_after_moves(self, count, change, folder):
         self.system(
-            """const folder = await PlacesUtils.promiseBookmarksTree(args[0]);
-               const sorted = [...folder.children].sort((a, b) => (a.title < b.title ? -1 : 1));
-               await PlacesUtils.bookmarks.reorder(args[0], sorted.map((child) => child.guid));""",
-            self.roots.get(folder, folder),
+            f"""const [folder] = args;
+            const children = async () => (await PlacesUtils.promiseBookmarksTree(folder)).children;
+            let left = {count};
+            Services.prefs.setBoolPref("test.changed", false);
+            const heard = async (events) => {{
+              left -= events.length;
+              if (left > 0) return;
+              PlacesObservers.removeListener(["bookmark-moved"], heard);
+              {self.changes[change]};
+              Services.prefs.setBoolPref("test.changed", true);
+            }};
+            PlacesObservers.addListener(["bookmark-moved"], heard);""",
+            folder,
         )
+
+    def is_changed(self):
+        return self.system("return Services.prefs.getBoolPref('test.changed');")
 
 
 def full(specifications):

@@ -1,0 +1,90 @@
+#!/usr/bin/env python3
+"""Sorting by itself, some seconds after the last change by others."""
+
+import pathlib
+import tempfile
+import time
+
+from browser_case import HOST, BrowserCase, main
+from running_browsers import wait_for
+
+LATENCY = 1
+#: Seconds in which a run that must not come would have come.
+QUIET = LATENCY + 2
+
+
+def counting_host():
+    """A host that notes each of its starts."""
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-test-"))
+    script = folder / "tarvel-browser-host"
+    script.write_text(f'#!/bin/sh\necho started >>"$HOME/starts"\nexec "{HOST}" "$@"\n')
+    script.chmod(0o755)
+    return script
+
+
+class AutomaticTest(BrowserCase):
+    @classmethod
+    def make_browser(cls, host=None):
+        return super().make_browser(counting_host())
+
+    def setUp(self):
+        self.settings("set", "BookmarksUpdateLatency", str(LATENCY))
+        super().setUp()
+
+    def turn_on(self):
+        self.settings("set", "AutoSortBrowsers", "yes")
+        # The page greets the host, by which the extension learns of the latency.
+        self.reload()
+
+    def starts(self):
+        path = self.browser.home / "starts"
+        return path.read_text().count("started") if path.exists() else 0
+
+    def test_is_off_unless_turned_on(self):
+        self.browser.add("other", ["b", "a"])
+        self.wait_until_settled(QUIET)
+        self.assertEqual(self.titles(), ["b", "a"])
+
+    def test_sorts_after_the_latency_once_and_is_not_woken_by_its_own_events(self):
+        self.turn_on()
+        self.browser.close_page()
+        self.browser.add("other", ["b", "c"])
+        self.browser.add("other", ["a"])
+        changed = time.monotonic()
+        wait_for(lambda: self.titles() == ["a", "b", "c"], "the order")
+        self.assertGreaterEqual(time.monotonic() - changed, LATENCY - 0.2)
+        self.wait_until_settled(0.5)
+        starts = self.starts()
+        self.assertEqual(len(self.records()), 1)
+        self.wait_until_settled(QUIET)
+        self.assertEqual(self.starts(), starts)
+        self.reload()
+        self.browser.run("undo")
+        self.assertEqual(self.titles(), ["b", "c", "a"])
+        self.wait_until_settled(QUIET)
+        self.assertEqual(self.titles(), ["b", "c", "a"])
+
+    def test_does_not_begin_while_others_keep_changing_bookmarks(self):
+        self.turn_on()
+        titles = [str(number) for number in range(18, 10, -1)]
+        for title in titles:
+            self.browser.add("other", [title])
+            time.sleep(LATENCY / 3)
+            self.assertEqual(self.titles(), titles[: titles.index(title) + 1])
+        wait_for(lambda: self.titles() == sorted(titles), "the order")
+
+    def test_a_bookmark_with_its_place_found_costs_no_run(self):
+        self.turn_on()
+        self.browser.add("other", ["a", "b"])
+        self.wait_until_settled(QUIET)
+        self.assertEqual(self.records(), [])
+
+    def test_is_turned_on_and_off_in_the_page(self):
+        self.browser.click("automatic")
+        wait_for(lambda: self.settings("get", "AutoSortBrowsers") == "yes\n", "the setting")
+        wait_for(lambda: self.browser.is_enabled("automatic"), "the box")
+        self.browser.click("automatic")
+        wait_for(lambda: self.settings("get", "AutoSortBrowsers") == "no\n", "the setting")
+
+
+main()

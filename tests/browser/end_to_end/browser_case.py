@@ -1,0 +1,120 @@
+"""What the tests of both browsers share."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+from native_host import every
+from running_browsers import Chromium, Firefox, wait_for
+
+FAMILIES = {"chromium": Chromium, "firefox": Firefox}
+FAMILY = FAMILIES[os.environ["TARVEL_FAMILY"]]
+EXTENSION = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"], "browser/extension")
+HOST = pathlib.Path(os.environ["TARVEL_BROWSER_HOST"])
+TARVEL = os.environ["TARVEL_BIN"]
+IS_LONG = os.environ.get("TARVEL_PROOF") == "long"
+IS_FIREFOX = FAMILY is Firefox
+SKIPPED = 77
+
+
+def missing():
+    """What is not there to run the tests with, in words."""
+    variable = "TARVEL_FIREFOX" if IS_FIREFOX else "TARVEL_BROWSER"
+    return "" if os.environ.get(variable) else f"no {FAMILY.family}"
+
+
+class BrowserCase(unittest.TestCase):
+    """One browser for the class, emptied before each test."""
+
+    @classmethod
+    def make_browser(cls, host=HOST):
+        home = tempfile.mkdtemp(prefix="tarvel-test-")
+        cls.addClassCleanup(shutil.rmtree, home, ignore_errors=True)
+        browser = FAMILY(home, EXTENSION, host)
+        cls.addClassCleanup(browser.stop)
+        return browser.start()
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.browser = cls.make_browser()
+        cls.browser.open_page()
+
+    def setUp(self):
+        self.settings("set", "AutoSortBrowsers", "no")
+        self.empty()
+
+    def empty(self):
+        for root in self.browser.tree():
+            for child in root["children"]:
+                self.browser.remove(child["id"])
+        shutil.rmtree(self.browser.home / "data", ignore_errors=True)
+        self.reload()
+
+    def reload(self):
+        """The page anew, and its list there."""
+        self.browser.open_page()
+        wait_for(lambda: self.browser.text("counts") or self.browser.text("problem"), "the list")
+
+    def tarvel(self, *arguments):
+        return subprocess.run(
+            [TARVEL, *arguments], env=self.browser.environment, check=True, capture_output=True, text=True
+        ).stdout
+
+    def settings(self, *arguments):
+        return self.tarvel("settings", *arguments)
+
+    def records(self):
+        return sorted((self.browser.home / "data/Tarvel/Browsers").glob("*/*.plist"))
+
+    def titles(self, root="other", tree=None):
+        return outline(self.root(root, tree)["children"])
+
+    def root(self, root="other", tree=None):
+        wanted = self.browser.roots[root]
+        return next(node for node in tree or self.browser.tree() if node["id"] == wanted)
+
+    def assert_nothing_lost(self, before, tree=None):
+        """Every entry is there once, as it was but for its place."""
+
+        def entries(of):
+            facts = {}
+            for entry in every(of):
+                self.assertNotIn(entry["id"], facts)
+                facts[entry["id"]] = (entry["title"], entry["url"], entry["type"], entry["dateAdded"])
+            return facts
+
+        now = entries(tree or self.browser.tree())
+        for identifier, facts in entries(before).items():
+            self.assertEqual(now.get(identifier), facts)
+
+    def assert_sorted(self):
+        """No plan has anything left to do."""
+        self.reload()
+        self.assertEqual(self.browser.text("counts"), "Everything is in order.")
+
+    def wait_until_settled(self, seconds):
+        """Time in which nothing may happen: to see that nothing does."""
+        time.sleep(seconds)
+
+
+def outline(entries):
+    """Titles, with those in a folder in a list behind it."""
+    shown = []
+    for entry in entries:
+        shown.append(entry["title"] if entry["type"] != "separator" else "---")
+        if entry["type"] == "folder":
+            shown.append(outline(entry["children"]))
+    return shown
+
+
+def main():
+    reason = missing()
+    if reason:
+        print(f"Skipped: {reason}")
+        raise SystemExit(SKIPPED)
+    unittest.main(verbosity=2)

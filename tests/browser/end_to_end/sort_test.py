@@ -1,0 +1,145 @@
+#!/usr/bin/env python3
+"""Sorting, cleaning up and undoing in a real browser, compared node by node."""
+
+import time
+
+from browser_case import IS_FIREFOX, BrowserCase, main
+from running_browsers import wait_for
+
+ODD_TITLES = ["\u0001control", "\ud800lone", "b" * 5000, "<img src=x onerror=alert(1)>", "\u202eright to left"]
+
+
+class SortTest(BrowserCase):
+    def test_first_start_changes_nothing(self):
+        self.browser.add("other", ["c", "a", "b"])
+        before = self.browser.tree()
+        self.reload()
+        self.wait_until_settled(1)
+        self.assertEqual(self.browser.tree(), before)
+        self.assertEqual(self.records(), [])
+
+    def test_sorts_every_folder_and_undoes_it_exactly(self):
+        self.browser.add("other", ["c", "a", ("Folder", ["z", ("Inner", ["2", "1"]), "y"]), "b"])
+        self.browser.add("bar", ["y", ("On the bar", ["b", "a"]), "x"])
+        before = self.browser.tree()
+        self.assertIn("Done", self.browser.run("sort"))
+        after = self.browser.tree()
+        self.assertEqual(self.titles(tree=after), ["Folder", ["Inner", ["1", "2"], "y", "z"], "a", "b", "c"])
+        # Its own order stays, by the settings.
+        self.assertEqual(self.titles("bar", after), ["y", "On the bar", ["a", "b"], "x"])
+        self.assert_nothing_lost(before, after)
+        self.assert_sorted()
+        self.browser.run("undo")
+        self.assertEqual(self.browser.tree(), before)
+
+    def test_goes_by_the_settings(self):
+        self.settings("set", "FoldersAtTop", "no")
+        self.settings("set", "SortBookmarksBar", "yes")
+        self.addCleanup(self.settings, "unset", "FoldersAtTop")
+        self.addCleanup(self.settings, "unset", "SortBookmarksBar")
+        self.browser.add("bar", ["c", ("b", ["x"]), "a"])
+        self.browser.run("sort")
+        self.assertEqual(self.titles("bar"), ["a", "b", ["x"], "c"])
+
+    def test_odd_titles_stay_as_they_are(self):
+        self.browser.add("other", [(title, f"https://example.org/{i}") for i, title in enumerate(ODD_TITLES)])
+        before = self.browser.tree()
+        self.browser.run("sort")
+        self.assert_nothing_lost(before)
+        self.assert_sorted()
+        self.browser.run("undo")
+        self.assertEqual(self.browser.tree(), before)
+
+    def test_an_empty_tree_needs_nothing(self):
+        self.assertEqual(self.browser.text("counts"), "Everything is in order.")
+        self.assertFalse(self.browser.is_enabled("sort"))
+        self.assertFalse(self.browser.is_enabled("undo"))
+
+    def test_cleans_up_by_moving_and_undoes_it_exactly(self):
+        same = "https://example.org/same"
+        self.browser.add("other", [("First", same), ("Empty", []), ("Second", same), ("Twice", "https://a.example/")])
+        self.browser.add("other", [("Twice", "https://b.example/"), ("", "https://untitled.example/")])
+        self.browser.add("bar", [("Third", same)])
+        before = self.browser.tree()
+        self.assertIn("Done", self.browser.run("clean", confirm="agree"))
+        after = self.titles()
+        folder = after[-2]
+        self.assertEqual(folder, "Removed by Tarvel, " + time.strftime("%Y-%m-%d"))
+        self.assertEqual(after[-1], ["Empty", [], "First"])
+        self.assertEqual(after[:-2], ["Second", "Twice 2", "Twice", "https://untitled.example/"])
+        self.assertEqual(self.titles("bar"), ["Third"])
+        self.browser.run("undo")
+        self.assertEqual(self.browser.tree(), before)
+
+    def test_cleaning_up_asks_first(self):
+        self.browser.add("other", [("Empty", [])])
+        before = self.browser.tree()
+        self.reload()
+        self.browser.click("clean")
+        wait_for(lambda: not self.browser.evaluate("document.getElementById('question').hidden"), "the question")
+        self.assertIn("empty folder", self.browser.text("changes"))
+        self.browser.click("decline")
+        wait_for(lambda: self.browser.evaluate("document.getElementById('question').hidden"), "no question")
+        self.assertEqual(self.browser.tree(), before)
+
+    def test_cleaning_up_does_only_what_was_looked_at(self):
+        self.browser.add("other", [("Empty", [])])
+        self.reload()
+        self.browser.click("clean")
+        wait_for(lambda: not self.browser.evaluate("document.getElementById('question').hidden"), "the question")
+        self.browser.add("other", [("Also empty", [])])
+        before = self.browser.tree()
+        self.browser.click("agree")
+        self.browser.wait_for_text("problem", "have changed since")
+        self.assertEqual(self.browser.tree(), before)
+
+    def test_the_page_shows_what_a_sort_then_does(self):
+        self.browser.add("other", [("Folder", ["c", "a", "b"])])
+        self.reload()
+        self.assertEqual(self.browser.text("counts"), "Moved: 1 · Removed: 0 · Renamed: 0")
+        self.assertIn("from place 1 to 3", self.browser.text("changes"))
+        self.browser.run("sort")
+        self.assertEqual(self.titles(), ["Folder", ["a", "b", "c"]])
+
+
+if IS_FIREFOX:
+
+    class FirefoxTest(BrowserCase):
+        def test_separators_stay_and_each_group_is_sorted_by_itself(self):
+            line = ("", "separator")
+            self.browser.add("menu", ["d", "c", line, "b", "a", line, line, "f", "e"])
+            before = self.browser.tree()
+            self.browser.run("sort")
+            expected = ["c", "d", "---", "a", "b", "---", "---", "e", "f"]
+            self.assertEqual(self.titles("menu"), expected)
+            self.assert_sorted()
+            self.browser.run("undo")
+            self.assertEqual(self.browser.tree(), before)
+
+        def test_the_root_of_a_phone_is_sorted_too(self):
+            self.browser.add("mobile", ["b", "a"])
+            self.browser.run("sort")
+            self.assertEqual(self.titles("mobile"), ["a", "b"])
+
+        def test_corrupt_positions_are_repaired(self):
+            folder = self.browser.add("other", [("Folder", ["d", "b", "c", "a"])])[0]
+            self.browser.system(
+                """await PlacesUtils.withConnectionWrapper("test", (db) => db.execute(
+                     "UPDATE moz_bookmarks SET position = position / 2 WHERE parent = "
+                     + "(SELECT id FROM moz_bookmarks WHERE guid = :guid)", { guid: args[0] }));""",
+                folder,
+            )
+            self.reload()
+            self.browser.run("sort")
+            self.assertEqual(self.titles(), ["Folder", ["a", "b", "c", "d"]])
+            positions = self.browser.system(
+                """return PlacesUtils.withConnectionWrapper("test", async (db) => (await db.execute(
+                     "SELECT position FROM moz_bookmarks WHERE parent = (SELECT id FROM moz_bookmarks WHERE guid = :guid)"
+                     + " ORDER BY position", { guid: args[0] })).map((row) => row.getResultByIndex(0)));""",
+                folder,
+            )
+            self.assertEqual(positions, [0, 1, 2, 3])
+            self.assert_sorted()
+
+
+main()
