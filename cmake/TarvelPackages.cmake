@@ -17,7 +17,7 @@ set(CPACK_TARVEL_SOURCE_DIR "${PROJECT_SOURCE_DIR}")
 # The first line of each package's description is its summary.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL application updates library development)
+set(CPACK_COMPONENTS_ALL application updates browsers library development)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${TARVEL_PACKAGER}")
 # Lower than any release of the distribution's own packages.
 set(CPACK_DEBIAN_PACKAGE_RELEASE 0tarvel1)
@@ -44,6 +44,21 @@ set(CPACK_DEBIAN_UPDATES_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_DEBIAN_UPDATES_DESCRIPTION "check for newer versions of Tarvel
 A small program that the agent of Tarvel starts, if the user agrees, to
 check a feed for a newer version. Without it there are no update checks.")
+
+set(CPACK_DEBIAN_BROWSERS_PACKAGE_NAME webext-tarvel)
+set(CPACK_DEBIAN_BROWSERS_PACKAGE_SECTION web)
+set(CPACK_DEBIAN_BROWSERS_PACKAGE_DEPENDS "tarvel ${same}")
+set(CPACK_DEBIAN_BROWSERS_PACKAGE_RECOMMENDS "chromium | firefox-esr")
+set(CPACK_DEBIAN_BROWSERS_DESCRIPTION "sort bookmarks in Chromium and Firefox while they run
+An extension for both browsers, for all users. It shows what a sort would
+change, sorts, cleans up and undoes that exactly, and sorts by itself once
+its user turns that on. It works through the browsers' own interface for
+bookmarks; a program of Tarvel decides what is to be changed.")
+# The administrator may change which host Chromium starts. Firefox reads its manifest from below /usr.
+file(WRITE "${PROJECT_BINARY_DIR}/packages/conffiles"
+  "/etc/chromium/native-messaging-hosts/org.tarvel.browser_host.json\n")
+set(CPACK_DEBIAN_BROWSERS_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/packages/conffiles")
+set(CPACK_TARVEL_BROWSER_HOST "/usr/${TARVEL_BUNDLES_DESTINATION}/tarvel-browser-host")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libtarvel${PROJECT_VERSION_MAJOR})
 # The dependency of packages that use the library, and the trigger for the linker's cache.

@@ -31,6 +31,7 @@
 #include "tools/terminal/confirmation_prompt.h"
 #include "tools/terminal/local_time.h"
 #include "tools/terminal/terminal.h"
+#include "tools/browsers/browser_command.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ bool isWatchedByAgent(const std::string& file) {
 bool isAroundAgent(tarvel::Command command) {
   using tarvel::Command;
   return command == Command::kSettings || command == Command::kStatus || command == Command::kReport ||
-         command == Command::kAgent || command == Command::kDoctor;
+         command == Command::kAgent || command == Command::kDoctor || command == Command::kBrowser;
 }
 
 int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
@@ -61,6 +62,9 @@ int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& 
   ErrorOutputLog log;
   tarvel::LinuxAgentContext linux(log);
   const tarvel::AgentContext agent = linux.context();
+  if (line.command == tarvel::Command::kBrowser) {
+    return tarvel::runBrowser(agent, tarvel::BrowserSurroundings::ofThisUser(), line);
+  }
   const std::string program = tarvel::LinuxAgentContext::agentProgram();
   tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
   tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);

@@ -167,6 +167,7 @@ void addCommands(CLI::App& app, CommandLine& line) {
   addDiff(app, line);
   addAgentCommands(app, line);
   addAgentControl(app, line);
+  addBrowserCommand(app, line);
 }
 
 std::size_t editDistance(const std::string& a, const std::string& b) {

@@ -24,11 +24,26 @@ inline constexpr int kExitUsage = 64;
 /// Everything was done, and the answer could not be written to standard output. As in sysexits.h: input or output.
 inline constexpr int kExitNoAnswer = 74;
 
-enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent, kDoctor, kBackup };
+enum class Command {
+  kSort,
+  kPreview,
+  kRestore,
+  kDump,
+  kDiff,
+  kSettings,
+  kStatus,
+  kReport,
+  kAgent,
+  kDoctor,
+  kBackup,
+  kBrowser
+};
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
 
 enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop, kLog };
+
+enum class BrowserAction { kStatus, kList, kEnable, kDisable };
 
 enum class DumpFormat { kXml, kBinary, kJson };
 
@@ -55,6 +70,9 @@ struct CommandLine {
   ColorChoice color = ColorChoice::kAuto;
   SettingsAction settingsAction = SettingsAction::kList;
   AgentAction agentAction = AgentAction::kStatus;
+  BrowserAction browserAction = BrowserAction::kStatus;
+  /// By their names; none for all that are found.
+  std::vector<std::string> browsers;
   /// Messages of the agent's to show, and whether to wait for more.
   std::size_t logLines = 20;
   bool follows = false;

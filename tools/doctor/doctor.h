@@ -58,6 +58,7 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] Findings checkVersion(const DoctorContext& context);
 [[nodiscard]] Findings checkUpdates(const DoctorContext& context);
 [[nodiscard]] Findings checkLanguage(const DoctorContext& context);
+[[nodiscard]] Findings checkBrowsers(const DoctorContext& context);
 
 /// All of them, in the order in which they are shown.
 [[nodiscard]] Findings examine(const DoctorContext& context);

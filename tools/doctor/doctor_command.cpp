@@ -17,7 +17,7 @@ namespace {
 constexpr Findings (*kChecks[])(const DoctorContext&) = {
     checkBookmarksFile, checkContents,     checkKeptSaves,      checkFolder,  checkFileSystem, checkLock,
     checkBackup,        checkSettingsFile, checkSettingsValues, checkWatches, checkError,      checkAgent,
-    checkLogin,         checkSession,      checkVersion,        checkUpdates, checkLanguage};
+    checkLogin,         checkSession,      checkVersion,        checkUpdates, checkLanguage,   checkBrowsers};
 
 std::size_t countOf(const Findings& findings, FindingState state) {
   return static_cast<std::size_t>(

@@ -1,0 +1,34 @@
+// tarvel doctor: the browsers that the extension sorts in.
+
+#include "agent/preference_keys.h"
+#include "tools/browsers/browser_setup.h"
+#include "tools/doctor.h"
+
+namespace tarvel {
+
+Findings checkBrowsers(const Patient& patient) {
+  constexpr const char* kCheck = "browsers";
+  const BrowserSurroundings around = BrowserSurroundings::ofThisUser();
+  Findings findings;
+  std::string setUp;
+  for (const KnownBrowser& browser : knownBrowsers()) {
+    const BrowserState state = stateOf(browser, around, patient.platform.fileManager);
+    const std::string label = browser.label;
+    const bool isOwn = state.manifest != ManifestState::kMissing;
+    if ((isOwn ? state.manifest : state.systemManifest) == ManifestState::kBroken) {
+      findings.push_back(problem(
+          kCheck, label + " is set up for a host that is missing.",
+          isOwn ? std::string("tarvel browser enable ") + browser.name : "Install the package webext-tarvel again."));
+    } else if (state.isSetUp() && state.isFound) {
+      setUp += (setUp.empty() ? "" : ", ") + label;
+    }
+  }
+  if (!setUp.empty()) findings.push_back(fine(kCheck, "Set up for the extension: " + setUp + "."));
+  if (findings.empty() && settingInForce(patient, kAutoSortBrowsersKey) == "yes") {
+    findings.push_back(
+        note(kCheck, "Automatic sorting in browsers is on, but no browser is set up.", "tarvel browser enable"));
+  }
+  return findings;
+}
+
+}  // namespace tarvel
