@@ -35,10 +35,12 @@ class RunningBrowser:
     """What the tests ask of either browser. `roots` maps "bar" and "other" to ids."""
 
     def __init__(self, home, extension, host):
+        """Without an extension: one that is installed for all users, as its host is."""
         self.home = pathlib.Path(home)
         self.extension = extension
         self.process = None
-        self.install_host(host)
+        if extension:
+            self.install_host(host)
 
     @property
     def environment(self):
@@ -142,8 +144,11 @@ class Chromium(RunningBrowser):
             "sh", "-c", f'exec 3<&{self.to_browser[0]} 4>&{self.from_browser[1]} "$@"', "sh",
             os.environ["TARVEL_BROWSER"], "--headless=new", "--no-sandbox", "--disable-gpu", "--no-first-run",
             f"--user-data-dir={self.home / 'profile'}", "--remote-debugging-pipe",
-            f"--load-extension={self.extension}", f"--disable-extensions-except={self.extension}", "about:blank",
         ]  # fmt: skip
+        # Another list of extensions takes the place of those that are installed for all users.
+        if self.extension:
+            command += [f"--load-extension={self.extension}", f"--disable-extensions-except={self.extension}"]
+        command.append("about:blank")
         with open(self.home / "browser.log", "ab") as log:
             self.process = subprocess.Popen(
                 command,
@@ -336,10 +341,6 @@ class Firefox(RunningBrowser):
         "extensions.webextensions.keepUuidOnUninstall": True,
     }
 
-    def __init__(self, home, extension, host, is_packaged=False):
-        self.is_packaged = is_packaged
-        super().__init__(home, extension, host)
-
     def manifest_path(self):
         return self.home / ".mozilla/native-messaging-hosts" / f"{HOST_NAME}.json"
 
@@ -369,7 +370,7 @@ class Firefox(RunningBrowser):
         self.receive()
         self.command("WebDriver:NewSession", strictFileInteractability=False)
         self.command("WebDriver:SetTimeouts", script=PATIENCE * 1000)
-        if not self.is_packaged:
+        if self.extension:
             self.command("Addon:Install", path=str(self.extension), temporary=True)
         return self
 
