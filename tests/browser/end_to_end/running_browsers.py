@@ -263,7 +263,7 @@ class Chromium(RunningBrowser):
             "children": [self.node(child) for child in json_node.get("children", [])],
         }
 
-    def add(self, parent, specifications):
+    def add(self, parent, wanted):
         """Adds entries at the end of a folder. Each is a title, with an address made of it, or a pair of title and
         entries, or of title and address. Answers the ids in order."""
         return json.loads(
@@ -279,7 +279,7 @@ class Chromium(RunningBrowser):
                   for (const one of all) await add(parentId, one);
                   return JSON.stringify(ids);
                 })"""
-                + f"({json.dumps(self.roots.get(parent, parent))}, {json.dumps(full(specifications))})"
+                + f"({json.dumps(self.roots.get(parent, parent))}, {json.dumps(full(wanted))})"
             )
         )
 
@@ -463,7 +463,7 @@ class Firefox(RunningBrowser):
             "children": [self.node(child) for child in place.get("children", [])],
         }
 
-    def add(self, parent, specifications):
+    def add(self, parent, wanted):
         return json.loads(
             self.system(
                 """const [parentGuid, all] = args;
@@ -482,7 +482,7 @@ class Firefox(RunningBrowser):
                    for (const one of all) await add(parentGuid, one);
                    return JSON.stringify(ids);""",
                 self.roots.get(parent, parent),
-                full(specifications),
+                full(wanted),
             )
         )
 
@@ -525,10 +525,10 @@ class Firefox(RunningBrowser):
         return self.system("return Services.prefs.getBoolPref('test.changed');")
 
 
-def full(specifications):
+def full(wanted):
     """Each entry as a pair of its title and what is in it, or its address."""
     pairs = []
-    for one in specifications:
+    for one in wanted:
         title, rest = one if isinstance(one, tuple) else (one, None)
         if isinstance(rest, list):
             pairs.append([title, full(rest)])
