@@ -117,10 +117,13 @@ async function scheduleAutomatic() {
 async function sortAutomatically() {
   if (run) return scheduleAutomatic();
   try {
-    const { automatic, latency } = await withHost((host) => host.hello);
-    if (!automatic) return;
-    if (Date.now() < lastChange + latency * 1000) return scheduleAutomatic();
-    await perform("sort", "", 1);
+    await withHost(async (host) => {
+      const { automatic, latency } = host.hello;
+      if (!automatic) return;
+      if (Date.now() < lastChange + latency * 1000) return scheduleAutomatic();
+      // Changes by others put it off: no second attempt.
+      await perform(host, "sort", "", 1);
+    });
     api.action.setBadgeText({ text: "" });
   } catch (problem) {
     if (problem.code === "busy" || problem.code === "unsettled") return scheduleAutomatic();
@@ -176,23 +179,21 @@ async function settle() {
 }
 
 /// A whole run: asks for a plan and applies it, and asks again when others change bookmarks meanwhile.
-async function perform(task, agreed = "", attempts = MOST_ATTEMPTS) {
+async function perform(host, task, agreed = "", attempts = MOST_ATTEMPTS) {
   if (run) throw new Problem("busy");
   run = { expected: null, isForeign: false };
   tellPages({ type: "began" });
   try {
-    return await withHost(async (host) => {
-      for (let attempt = 0; attempt < attempts; attempt++) {
-        await settle();
-        run.isForeign = false;
-        const tree = await api.bookmarks.getTree();
-        const { list } = await host.ask({ type: "plan", task, preview: false, agreed: attempt ? "" : agreed, tree });
-        if (run.isForeign || !(await applyAll(list))) continue;
-        await host.ask({ type: "done" });
-        return { type: "ended", task, count: list.length };
-      }
-      throw new Problem("unsettled");
-    });
+    for (let attempt = 0; attempt < attempts; attempt++) {
+      await settle();
+      run.isForeign = false;
+      const tree = await api.bookmarks.getTree();
+      const { list } = await host.ask({ type: "plan", task, preview: false, agreed: attempt ? "" : agreed, tree });
+      if (run.isForeign || !(await applyAll(list))) continue;
+      await host.ask({ type: "done" });
+      return { type: "ended", task, count: list.length };
+    }
+    throw new Problem("unsettled");
   } finally {
     run = null;
     tellPages({ type: "finished" });
@@ -209,7 +210,7 @@ async function preview(task) {
 
 const requests = {
   preview: ({ task }) => preview(task),
-  run: ({ task, agreed }) => perform(task, agreed),
+  run: ({ task, agreed }) => withHost((host) => perform(host, task, agreed)),
   set: ({ automatic }) => withHost((host) => host.ask({ type: "set", automatic })),
 };
 

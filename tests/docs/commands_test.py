@@ -11,7 +11,7 @@ from bookmark_trees import folder, leaf
 from home import SOURCE, TARVEL, HomeTest
 from pages import commands_of, is_as_shown
 
-NAMES = ("START", "PREVIEW", "RULES", "AGENT", "RECOVERING", "TRANSLATING", "PACKAGING", "LIBRARY")
+NAMES = ("START", "PREVIEW", "RULES", "AGENT", "BROWSERS", "RECOVERING", "TRANSLATING", "PACKAGING", "LIBRARY")
 PAGES = ["README.md", *(f"docs/{name}.md" for name in NAMES)]
 # What a command may answer on a file that has something to say, where the page does not tell which.
 ANSWERS = {"tarvel preview": {0, 10}, "tarvel diff": {0, 10}, "tarvel status": {0, 11}, "tarvel doctor": {0, 11}}

@@ -24,6 +24,7 @@ PROGRAMS = {
     f"{HELPER}/Contents/Linux/TarvelHelper",
     f"{HELPER}/Contents/Linux/tarvel-update-check",
 }
+HOST = "tarvel-browser-host"
 LISTS = {"Tarvel.app/Contents/Info.plist", f"{HELPER}/Contents/Info.plist"}
 TABLES = {f"{HELPER}/Contents/Resources/{language}.lproj/Localizable.strings" for language in LANGUAGES}
 
@@ -107,7 +108,7 @@ class InstalledTree(Tree):
 
     def test_the_bundles_have_exactly_the_expected_files(self):
         self.install(self.root)
-        self.assertEqual(files_of(self.library(self.root)), PROGRAMS | LISTS | TABLES)
+        self.assertEqual(files_of(self.library(self.root)), PROGRAMS | LISTS | TABLES | {HOST})
         self.assertEqual(files_of(self.root / "bin"), {"tarvel"})
         self.check_bundles(self.library(self.root))
 
@@ -174,7 +175,7 @@ class InstalledTree(Tree):
         self.assertEqual({path.name for path in self.root.iterdir()}, {"usr"})
         agent = f"/usr/{LIBDIR}/tarvel/{HELPER}/Contents/Linux/TarvelHelper"
         self.assertIn(f'\nExecStart=:"{agent}"\n', self.unit(self.root / "usr").read_text())
-        self.assertEqual(files_of(self.library(self.root / "usr")), PROGRAMS | LISTS | TABLES)
+        self.assertEqual(files_of(self.library(self.root / "usr")), PROGRAMS | LISTS | TABLES | {HOST})
         self.check_bundles(self.library(self.root / "usr"))
 
 

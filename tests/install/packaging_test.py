@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
 """Desktop files, manual pages and packages: well-formed, complete, and each file in one package."""
 
+import base64
+import hashlib
+import json
 import os
 import pathlib
 import re
@@ -51,7 +54,7 @@ class Packaging(unittest.TestCase):
         self.install(self.root / "all")
         parts = {}
         # The components of cmake/TarvelPackages.cmake.
-        for component in ("application", "updates", "library", "development"):
+        for component in ("application", "updates", "browsers", "library", "development"):
             self.install(self.root / component, "--component", component)
             folder = self.root / component
             parts[component] = files_of(folder) if folder.exists() else set()
@@ -60,8 +63,22 @@ class Packaging(unittest.TestCase):
         self.assertEqual({pathlib.Path(name).name for name in parts["updates"]},
                          {"tarvel-update-check", "tarvel-update-check.1"})
         self.assertIn("bin/tarvel", parts["application"])
+        extension = {f"share/webext/tarvel/{name}" for name in files_of(SOURCE / "browser/extension")}
+        self.assertEqual(parts["browsers"], extension)
         packages = (SOURCE / "cmake/TarvelPackages.cmake").read_text()
-        self.assertIn("set(CPACK_COMPONENTS_ALL application updates library development)", packages)
+        self.assertIn("set(CPACK_COMPONENTS_ALL application updates browsers library development)", packages)
+
+    def test_everything_knows_the_extension_by_the_same_ids(self):
+        manifest = json.loads((SOURCE / "browser/extension/manifest.json").read_text())
+        self.assertEqual(manifest["version"], VERSION)
+        # Chromium's id is made of the key: its hash, in letters from a to p.
+        digest = hashlib.sha256(base64.b64decode(manifest["key"])).hexdigest()[:32]
+        chromium = "".join(chr(ord("a") + int(digit, 16)) for digit in digest)
+        firefox = manifest["browser_specific_settings"]["gecko"]["id"]
+        for name in ("tools/browsers/extension_identity.h", "packaging/debian/prepare.cmake"):
+            text = (SOURCE / name).read_text()
+            self.assertIn(chromium, text, name)
+            self.assertIn(firefox, text, name)
 
     def test_files_are_below_the_destination_and_not_writable_by_others(self):
         self.install("/usr", DESTDIR=str(self.root))

@@ -20,8 +20,6 @@ constexpr std::int64_t kMostCheckInterval = 315'360'000;
 
 constexpr std::array<Setting, 13> kSettings = {{
     {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "no", "Sort by itself at all"},
-    {kAutoSortBrowsersKey, SettingType::kBoolean, SettingEffect::kNextSort, "no",
-     "Sort in Chromium and Firefox by itself, by their extension"},
     {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, kBookmarksFilenameDefault,
      "The bookmarks file"},
     {kBookmarksUpdateLatencyKey, SettingType::kSeconds, SettingEffect::kNextStart, "30",
@@ -32,6 +30,8 @@ constexpr std::array<Setting, 13> kSettings = {{
     {kRenameSamenamedKey, SettingType::kBoolean, SettingEffect::kNextSort, "yes",
      "Give same-named entries of a folder distinct titles"},
     {kSortBookmarksBarKey, SettingType::kBoolean, SettingEffect::kNextSort, "no", "Order the bookmarks bar too"},
+    {kAutoSortBrowsersKey, SettingType::kBoolean, SettingEffect::kNextSort, "no",
+     "Sort in Chromium and Firefox automatically"},
     {"SUEnableAutomaticChecks", SettingType::kBoolean, SettingEffect::kNextStart, "no", "Look for updates"},
     {"SUScheduledCheckInterval", SettingType::kSeconds, SettingEffect::kNextStart, "86400",
      "Seconds between two looks for updates", kLeastCheckInterval, kMostCheckInterval},
