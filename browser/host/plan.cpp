@@ -85,15 +85,21 @@ class Planner {
     return tree_.nodes[node].parent == folder && !hasLeft_[node];
   }
 
-  /// Every child goes to the end in turn. What does not belong there is left at the beginning until it is moved away.
+  /// Every child goes to the end in turn, then every one to the beginning. Firefox shifts the positions between the old
+  /// and the new one, whatever they are; either pass alone leaves some gaps and repeated positions as they are, both
+  /// together none. What does not belong there is left behind the others until it is moved away.
   void rebuild(std::uint32_t folder) {
+    const auto& wanted = target_.children[folder];
     std::uint32_t count = 0;
     for (const std::uint32_t child : tree_.nodes[folder].children) count += isIn(child, folder) ? 1U : 0U;
-    for (const std::uint32_t child : target_.children[folder]) {
+    for (const std::uint32_t child : wanted) {
       const bool isHere = isIn(child, folder);
       if (!isHere) ++count;
       plan_.push_back({OperationKind::kMove, child, folder, count - 1, isHere, {}});
       hasLeft_[child] = true;
+    }
+    for (std::size_t i = wanted.size(); i-- > 0;) {
+      plan_.push_back({OperationKind::kMove, wanted[i], folder, 0, false, {}});
     }
   }
 

@@ -23,8 +23,8 @@ struct Operation {
 
 /// The steps from the tree as it is to its target, to be done one after the other: the new folder, the moves, the
 /// titles, then what is superfluous. The moves are the fewest there can be: in each folder one for each entry but the
-/// longest run that is in order already. Only a folder whose positions are corrupt has all its children moved, as that
-/// repairs it. Takes time in proportion to n log n.
+/// longest run that is in order already. Only a folder whose positions are corrupt has all its children moved, twice,
+/// as that repairs it. Takes time in proportion to n log n.
 [[nodiscard]] std::vector<Operation> planFor(const BrowserTree& tree, const Target& target);
 
 /// The steps as the pieces of a JSON array that go into messages: each no longer than `most` bytes, brackets included.

@@ -122,24 +122,32 @@ if IS_FIREFOX:
             self.assertEqual(self.titles("mobile"), ["a", "b"])
 
         def test_corrupt_positions_are_repaired(self):
-            folder = self.browser.add("other", [("Folder", ["d", "b", "c", "a"])])[0]
-            self.browser.system(
-                """await PlacesUtils.withConnectionWrapper("test", (db) => db.execute(
-                     "UPDATE moz_bookmarks SET position = position / 2 WHERE parent = "
-                     + "(SELECT id FROM moz_bookmarks WHERE guid = :guid)", { guid: args[0] }));""",
-                folder,
-            )
-            self.reload()
-            self.browser.run("sort")
-            self.assertEqual(self.titles(), ["Folder", ["a", "b", "c", "d"]])
-            positions = self.browser.system(
-                """return PlacesUtils.withConnectionWrapper("test", async (db) => (await db.execute(
-                     "SELECT position FROM moz_bookmarks WHERE parent = (SELECT id FROM moz_bookmarks WHERE guid = :guid)"
-                     + " ORDER BY position", { guid: args[0] })).map((row) => row.getResultByIndex(0)));""",
-                folder,
-            )
-            self.assertEqual(positions, [0, 1, 2, 3])
-            self.assert_sorted()
+            """Repeated ones at the beginning and at the end, gaps, and one beyond the end."""
+            titles = ["d", "b", "c", "a"]
+            for positions in ([0, 0, 1, 1], [0, 0, 3, 3], [0, 1, 2, 4], [3, 3, 3, 3]):
+                self.empty()
+                folder, *children = self.browser.add("other", [("Folder", titles)])
+                self.browser.system(
+                    """await PlacesUtils.withConnectionWrapper("test", async (db) => {
+                         for (const [guid, position] of args[0]) {
+                           await db.execute("UPDATE moz_bookmarks SET position = :position WHERE guid = :guid",
+                             { guid, position });
+                         }
+                       });""",
+                    list(zip(children, positions)),
+                )
+                self.reload()
+                self.browser.run("sort")
+                self.assertEqual(self.titles(), ["Folder", ["a", "b", "c", "d"]], positions)
+                now = self.browser.system(
+                    """return PlacesUtils.withConnectionWrapper("test", async (db) => (await db.execute(
+                         "SELECT position FROM moz_bookmarks WHERE parent = "
+                         + "(SELECT id FROM moz_bookmarks WHERE guid = :guid) ORDER BY position", { guid: args[0] })
+                       ).map((row) => row.getResultByIndex(0)));""",
+                    folder,
+                )
+                self.assertEqual(now, [0, 1, 2, 3], positions)
+                self.assert_sorted()
 
 
 main()

@@ -28,7 +28,7 @@ nlohmann::json BrowserModel::nodeAsJson(const std::string& id, std::size_t index
   if (node.type != "folder") return json;
   json["children"] = nlohmann::json::array();
   for (std::size_t i = 0; i < node.children.size(); ++i) {
-    json["children"].push_back(nodeAsJson(node.children[i], corrupt_.contains(id) ? 0 : i));
+    json["children"].push_back(nodeAsJson(node.children[i], i));
   }
   return json;
 }
@@ -83,7 +83,7 @@ bool BrowserModel::apply(const nlohmann::json& operation) {
   if (nodes_[id].parent == parent) {
     const auto& children = nodes_[parent].children;
     const auto now = static_cast<std::size_t>(std::ranges::find(children, id) - children.begin());
-    if (!corrupt_.contains(parent) && (operation[4] != (index > now) || index == now)) return false;
+    if (operation[4] != (index > now) || index == now) return false;
   } else if (operation[4] != false) {
     return false;
   }

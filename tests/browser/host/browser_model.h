@@ -42,9 +42,6 @@ class BrowserModel {
   [[nodiscard]] bool apply(const nlohmann::json& operation);
   /// As a user does it, by final index.
   [[nodiscard]] bool move(const std::string& id, const std::string& parent, std::size_t index);
-  /// Gives every child of a folder the position 0.
-  void corruptPositions(const std::string& folder) { corrupt_[folder] = true; }
-
   [[nodiscard]] const std::map<std::string, Node>& nodes() const { return nodes_; }
   [[nodiscard]] std::map<std::string, Node>& nodes() { return nodes_; }
   [[nodiscard]] std::size_t moveCount() const { return moves_; }
@@ -56,7 +53,6 @@ class BrowserModel {
   BrowserFamily family_;
   std::map<std::string, Node> nodes_;
   std::vector<std::string> roots_;
-  std::map<std::string, bool> corrupt_;
   std::string lastCreated_;
   std::size_t next_ = 100;
   std::size_t moves_ = 0;

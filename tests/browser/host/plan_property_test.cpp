@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <random>
 #include <set>
 
 #include "engine/tarvel.h"
@@ -178,22 +180,51 @@ TEST_P(BothBrowsers, UndoAfterOthersChangedTheBookmarksLosesNothingAndCanBeAppli
   }
 }
 
-TEST_P(BothBrowsers, CorruptPositionsAreRepairedByMovingEveryChildToTheEnd) {
-  SessionFixture t;
-  BrowserModel model(GetParam());
-  const std::string folder = model.add(model.otherRoot(), "Folder", "folder");
-  for (const char* title : {"c", "a", "b"}) (void)model.add(folder, title, "bookmark", std::string("https://") + title);
-  model.corruptPositions(folder);
-  const nlohmann::json operations = t.plan(model, "sort");
-  ASSERT_EQ(operations.size(), 3);
-  for (const auto& operation : operations) {
-    EXPECT_EQ(operation[2], folder);
-    EXPECT_EQ(operation[3], 2);
-    EXPECT_TRUE(model.apply(operation));
+/// Moves as Firefox does: the positions between the old and the new one are shifted, whatever they are.
+void moveByPosition(std::map<std::string, std::size_t>& positions, const std::string& id, std::size_t index) {
+  const std::size_t from = positions[id];
+  for (auto& [other, position] : positions) {
+    if (other == id) continue;
+    if (index < from && position >= index && position < from) {
+      ++position;
+    } else if (index > from && position > from && position <= index) {
+      --position;
+    }
   }
-  std::string titles;
-  for (const std::string& id : model.nodes()[folder].children) titles += model.nodes()[id].title;
-  EXPECT_EQ(titles, "abc");
+  positions[id] = index;
+}
+
+TEST(CorruptPositions, AreRepairedWhateverTheyAre) {
+  for (std::uint32_t seed = 0; seed < 2 * kSeeds; ++seed) {
+    SessionFixture t;
+    std::mt19937 random(seed);
+    const std::size_t count = 2 + random() % 8;
+    std::vector<std::size_t> given(count);
+    for (std::size_t& position : given) position = random() % (count + 2);
+    std::ranges::sort(given);
+    nlohmann::json tree = BrowserModel(BrowserFamily::kFirefox).tree();
+    std::map<std::string, std::size_t> positions;
+    std::map<std::string, std::string> titles;
+    bool isCorrupt = false;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string id = "n" + std::to_string(i);
+      titles[std::to_string(random())] = id;
+      positions[id] = given[i];
+      isCorrupt = isCorrupt || given[i] != i;
+    }
+    std::map<std::string, std::string> titleOf;
+    for (const auto& [title, id] : titles) titleOf[id] = title;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string id = "n" + std::to_string(i);
+      tree[0]["children"][1]["children"].push_back(
+          {{"id", id}, {"title", titleOf[id]}, {"type", "bookmark"}, {"url", "https://x"}, {"index", given[i]}});
+    }
+    const auto replies = t.ask({{"type", "plan"}, {"task", "sort"}, {"tree", tree}});
+    for (const auto& operation : replies.back()["list"]) moveByPosition(positions, operation[1], operation[3]);
+    std::size_t place = 0;
+    for (const auto& [title, id] : titles) EXPECT_EQ(positions[id], place++) << "seed " << seed << " " << isCorrupt;
+    if (testing::Test::HasFailure()) return;
+  }
 }
 
 }  // namespace
