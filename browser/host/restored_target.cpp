@@ -7,6 +7,8 @@ namespace tarvel {
 
 namespace {
 
+/// Folders that would come to lie within each other, as an entry between them was deleted since, are in no tree of the
+/// target: plans leave them, and what is in them, where they are.
 class Restorer {
  public:
   explicit Restorer(const BrowserTree& tree) : tree_(tree), parents_(tree.nodes.size()), ranks_(tree.nodes.size(), 0) {
@@ -15,7 +17,6 @@ class Restorer {
 
   Target restore(PropertyListArray roots) {
     for (std::size_t i = 0; i < roots.size(); ++i) readFolder(roots.at(i).dictionary());
-    keepUnreachable();
     target_.children.resize(tree_.nodes.size());
     gatherKnown();
     for (std::uint32_t i = 0; i < tree_.nodes.size(); ++i) mergeNew(i);
@@ -51,28 +52,6 @@ class Restorer {
   }
 
   [[nodiscard]] bool isRoot(std::uint32_t node) const { return tree_.nodes[node].parent == kNoNode; }
-
-  /// Folders that were moved since can come to lie within each other. Those stay where they are.
-  void keepUnreachable() {
-    enum : std::uint8_t { kUnknown, kOnTheWay, kReachable, kUnreachable };
-    std::vector<std::uint8_t> states(parents_.size(), kUnknown);
-    std::vector<std::uint32_t> way;
-    for (std::uint32_t i = 0; i < parents_.size(); ++i) {
-      std::uint32_t at = i;
-      way.clear();
-      for (; at != kNoNode && states[at] == kUnknown; at = parents_[at]) {
-        states[at] = kOnTheWay;
-        way.push_back(at);
-      }
-      const bool isReachable = at == kNoNode || states[at] == kReachable;
-      for (const std::uint32_t node : way) states[node] = isReachable ? kReachable : kUnreachable;
-    }
-    for (std::uint32_t i = 0; i < parents_.size(); ++i) {
-      if (states[i] != kUnreachable) continue;
-      parents_[i] = tree_.nodes[i].parent;
-      ranks_[i] = 0;
-    }
-  }
 
   [[nodiscard]] bool isKnown(std::uint32_t node) const { return ranks_[node] != 0; }
 

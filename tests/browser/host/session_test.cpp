@@ -167,6 +167,36 @@ TEST(BrowserSession, ManagedRootsAreLeftOut) {
   EXPECT_EQ(replies[0]["list"][0][2], "2");
 }
 
+TEST(BrowserSession, WhatIsRemovedNeverGoesIntoAManagedRoot) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kChromium);
+  for (const char* title : {"a", "b"}) (void)model.add("2", title, "bookmark", "https://same");
+  nlohmann::json tree = model.tree();
+  tree[0]["children"].push_back(
+      {{"id", "9"}, {"title", "M"}, {"unmodifiable", "managed"}, {"children", nlohmann::json::array()}});
+  const auto replies = t.ask({{"type", "plan"}, {"task", "clean"}, {"tree", tree}});
+  EXPECT_EQ(replies[0]["list"][0][0], "create");
+  EXPECT_EQ(replies[0]["list"][0][2], "2");
+}
+
+TEST(BrowserSession, UndoLeavesFoldersThatWouldComeToLieWithinEachOther) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  const std::string gone = model.add("2", "gone", "folder");
+  const std::string outer = model.add(gone, "outer", "folder");
+  const std::string inner = model.add(outer, "inner", "folder");
+  (void)model.add(inner, "z", "bookmark", "https://z");
+  EXPECT_GT(t.run(model, "sort"), 0);
+  EXPECT_TRUE(model.move(inner, "2", 0) && model.move(outer, inner, 0));
+  EXPECT_TRUE(model.apply({"remove", gone}));
+  const std::size_t count = model.nodes().size();
+  EXPECT_GT(t.run(model, "undo"), 0);
+  EXPECT_EQ(model.nodes().size(), count);
+  EXPECT_EQ(model.nodes()[outer].parent, inner);
+  EXPECT_EQ(titlesIn(model, inner), "outer z");
+  EXPECT_EQ(t.plan(model, "undo").size(), 0);
+}
+
 TEST(BrowserSession, OnlyARunThatChangesSomethingIsRecordedAndOnlyOnce) {
   SessionFixture t;
   BrowserModel model = unsorted();
@@ -226,6 +256,23 @@ TEST(BrowserSession, RecordsOfAnotherProfileAreNeverUsed) {
   t.profile = "another";
   EXPECT_EQ(t.recordCount(), 0);
   EXPECT_EQ(t.run(model, "undo"), 0);
+}
+
+TEST(BrowserSession, ARecordInTheFolderOfAnotherProfileIsNotUsed) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  (void)t.run(model, "sort");
+  const std::string own = t.memory.fileManager.filePaths().back();
+  const std::string record = *t.memory.fileManager.bytesAt(own);
+  t.profile = "another";
+  t.reconnect();
+  BrowserModel other = unsorted();
+  (void)t.run(other, "sort");
+  for (const std::string& path : t.memory.fileManager.filePaths()) {
+    if (path != own) t.memory.fileManager.putFile(path, record);
+  }
+  t.reconnect();
+  EXPECT_EQ(t.run(other, "undo"), 0);
 }
 
 TEST(BrowserSession, NothingOfTheProfilesNameGetsIntoAPath) {
