@@ -16,6 +16,10 @@ namespace tarvel {
 /// Folders within each other that a tree may have. An undo record of a deeper tree could not be read again.
 inline constexpr std::size_t kDeepestFolder = 240;
 
+/// Entries that a tree may have. Real ones take some 170 bytes of a message, so no message holds more; made up ones
+/// take less, and forty times as much memory.
+inline constexpr std::size_t kMostNodes = 500'000;
+
 /// No node of a tree.
 inline constexpr std::uint32_t kNoNode = static_cast<std::uint32_t>(-1);
 

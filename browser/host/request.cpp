@@ -92,6 +92,7 @@ class TreeReader {
 
   [[nodiscard]] bool readNode(json::value value, std::uint32_t parent, std::size_t depth) {
     const auto number = static_cast<std::uint32_t>(tree_.nodes.size());
+    if (number == kMostNodes) return false;
     tree_.nodes.emplace_back().parent = parent;
     NodeFacts facts;
     const bool isRead = forEachField(value, [&](Field field) { return readField(field, number, depth, facts); });

@@ -27,7 +27,8 @@ struct Request {
 };
 
 /// Reads a message. None for one that is no JSON object, has a field of another type than the protocol says, nests
-/// folders deeper than kDeepestFolder or repeats an id. Unknown fields are passed over. `message` is padded in place.
+/// folders deeper than kDeepestFolder, has more than kMostNodes entries or repeats an id. Unknown fields are passed
+/// over. `message` is padded in place.
 [[nodiscard]] std::optional<Request> readRequest(std::string& message);
 
 }  // namespace tarvel

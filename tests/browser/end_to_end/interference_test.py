@@ -17,7 +17,7 @@ class InterferenceTest(BrowserCase):
         self.reload()
         self.browser.change_after_moves(moves, change, folder)
         self.browser.run("sort")
-        self.assertTrue(self.browser.is_changed())
+        wait_for(self.browser.is_changed, "the change")
 
     def finish(self):
         self.assert_nothing_lost(self.before)

@@ -336,6 +336,8 @@ class Firefox(RunningBrowser):
         "app.normandy.enabled": False,
         "browser.bookmarks.restore_default_bookmarks": False,
         "extensions.autoDisableScopes": 0,
+        # After some kills it would ask whether to start without extensions.
+        "toolkit.startup.max_resumed_crashes": -1,
         # An extension that is loaded for a while keeps its storage like one that is installed.
         "extensions.webextensions.keepStorageOnUninstall": True,
         "extensions.webextensions.keepUuidOnUninstall": True,

@@ -91,6 +91,13 @@ TEST(BrowserSession, RefusesRepeatedIdsAndTooManyFoldersWithinEachOther) {
   }
 }
 
+TEST(BrowserSession, RefusesMoreEntriesThanAnyMessageOfABrowserHolds) {
+  SessionFixture t;
+  std::string text = R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"x")";
+  for (std::size_t i = 0; i < kMostNodes; ++i) text += R"(},{"id":")" + std::to_string(i) + "\"";
+  EXPECT_EQ(t.askText(text + "}]}]}").back()["code"], "malformed");
+}
+
 TEST(BrowserSession, APreviewRecordsNothingAndTellsWhatWouldChange) {
   SessionFixture t;
   const auto replies = t.ask({{"type", "plan"}, {"task", "sort"}, {"preview", true}, {"tree", unsorted().tree()}});
