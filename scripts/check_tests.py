@@ -21,9 +21,9 @@ def main():
         found += 1
         # A program includes the sources of its folder and the folders below.
         lists = next(folder / "CMakeLists.txt" for folder in path.parents if (folder / "CMakeLists.txt").is_file())
-        wanted = "tarvel_test(" if path.suffix == ".cpp" else "tarvel_script_tests("
+        wanted = r"tarvel_test\(" if path.suffix == ".cpp" else r"tarvel_script_tests?\("
         name = path.relative_to(ROOT)
-        if wanted not in commands_of(lists):
+        if not re.search(wanted, commands_of(lists)):
             faults.append(f"{name}: no target in {lists.relative_to(ROOT)} includes it")
         folder = lists.parent.relative_to(ROOT / "tests").as_posix()
         if f"add_subdirectory({folder})" not in commands_of(ROOT / "tests/CMakeLists.txt"):

@@ -25,13 +25,13 @@
 #include "tools/command_line/argument_parser.h"
 #include "tools/commands/agent_commands.h"
 #include "tools/commands/agent_control.h"
+#include "tools/commands/browser_command.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/log_command.h"
 #include "tools/doctor/doctor.h"
 #include "tools/terminal/confirmation_prompt.h"
 #include "tools/terminal/local_time.h"
 #include "tools/terminal/terminal.h"
-#include "tools/browsers/browser_command.h"
 
 namespace {
 

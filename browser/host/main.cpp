@@ -8,19 +8,19 @@
 #include <iostream>
 #include <string>
 
-#include "agent/preference_keys.h"
 #include "browser/host/framing.h"
 #include "browser/host/session.h"
-#include "platform/linux/icu_collator.h"
-#include "platform/linux/linux_bundle.h"
-#include "platform/linux/linux_clock.h"
-#include "platform/linux/linux_file_manager.h"
-#include "platform/linux/linux_preferences_store.h"
-#include "platform/linux/linux_uuid_source.h"
-#include "platform/linux/memory_limit.h"
-#include "platform/linux/quiet_workspace.h"
-#include "platform/linux/safe_text.h"
+#include "platform/collation/icu_collator.h"
+#include "platform/linux/base/linux_clock.h"
+#include "platform/linux/base/linux_uuid_source.h"
+#include "platform/linux/base/memory_limit.h"
+#include "platform/linux/base/safe_text.h"
+#include "platform/linux/files/linux_file_manager.h"
+#include "platform/linux/launch/linux_bundle.h"
+#include "platform/linux/launch/null_workspace.h"
+#include "platform/linux/preferences/linux_preferences_store.h"
 #include "platform/plist/serialization.h"
+#include "settings/preference_keys.h"
 #include "tools/browsers/extension_identity.h"
 
 namespace {

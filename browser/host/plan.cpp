@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "browser/host/json_strings.h"
-#include "tools/fewest_moves.h"
+#include "tools/compare/fewest_moves.h"
 
 namespace tarvel {
 

@@ -3,8 +3,8 @@
 #include <tsl/robin_map.h>
 
 #include "browser/host/json_strings.h"
-#include "tools/entry_text.h"
-#include "tools/fewest_moves.h"
+#include "tools/compare/entry_text.h"
+#include "tools/compare/fewest_moves.h"
 
 namespace tarvel {
 

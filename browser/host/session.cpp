@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "agent/preference_keys.h"
 #include "browser/host/json_strings.h"
 #include "browser/host/preview.h"
-#include "tools/local_time.h"
+#include "settings/preference_keys.h"
+#include "tools/terminal/local_time.h"
 
 namespace tarvel {
 

@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "platform/linux/bundle_location.h"
-#include "platform/linux/user_folders.h"
+#include "platform/linux/base/user_folders.h"
+#include "platform/linux/launch/bundle_location.h"
 #include "platform/path_components.h"
 #include "platform/text_components.h"
 #include "tools/browsers/extension_identity.h"

@@ -7,6 +7,7 @@
 #include "tools/command_line/command_definition.h"
 #include "tools/command_line/command_line_agent.h"
 #include "tools/command_line/command_line_backup.h"
+#include "tools/command_line/command_line_browser.h"
 #include "tools/command_line/command_line_paths.h"
 #include "tools/terminal/terminal.h"
 

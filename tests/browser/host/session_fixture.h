@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "agent/preference_keys.h"
 #include "browser/host/session.h"
 #include "platform/memory/memory_platform.h"
 #include "platform/memory/memory_preferences_store.h"
 #include "platform/plist/serialization.h"
+#include "settings/preference_keys.h"
 #include "tests/browser/host/browser_model.h"
 
 namespace tarvel {

@@ -1,18 +1,18 @@
 // tarvel doctor: the browsers that the extension sorts in.
 
-#include "agent/preference_keys.h"
+#include "settings/preference_keys.h"
 #include "tools/browsers/browser_setup.h"
-#include "tools/doctor.h"
+#include "tools/doctor/doctor.h"
 
 namespace tarvel {
 
-Findings checkBrowsers(const Patient& patient) {
+Findings checkBrowsers(const DoctorContext& context) {
   constexpr const char* kCheck = "browsers";
   const BrowserSurroundings around = BrowserSurroundings::ofThisUser();
   Findings findings;
   std::string setUp;
   for (const KnownBrowser& browser : knownBrowsers()) {
-    const BrowserState state = stateOf(browser, around, patient.platform.fileManager);
+    const BrowserState state = stateOf(browser, around, context.platform.fileManager);
     const std::string label = browser.label;
     const bool isOwn = state.manifest != ManifestState::kMissing;
     if ((isOwn ? state.manifest : state.systemManifest) == ManifestState::kBroken) {
@@ -24,7 +24,7 @@ Findings checkBrowsers(const Patient& patient) {
     }
   }
   if (!setUp.empty()) findings.push_back(fine(kCheck, "Set up for the extension: " + setUp + "."));
-  if (findings.empty() && settingInForce(patient, kAutoSortBrowsersKey) == "yes") {
+  if (findings.empty() && settingInForce(context, kAutoSortBrowsersKey) == "yes") {
     findings.push_back(
         note(kCheck, "Automatic sorting in browsers is on, but no browser is set up.", "tarvel browser enable"));
   }

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/command_line.h"
+#include "tools/command_line/command_line.h"
 
 namespace tarvel {
 

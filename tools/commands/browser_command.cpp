@@ -1,13 +1,13 @@
 // tarvel browser: sets the browsers that run here up for the extension.
 
-#include "tools/browsers/browser_command.h"
+#include "tools/commands/browser_command.h"
 
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "agent/preference_keys.h"
-#include "tools/json_text.h"
-#include "tools/settings_table.h"
+#include "settings/preference_keys.h"
+#include "tools/agent/settings_table.h"
+#include "tools/report/json_text.h"
 
 namespace tarvel {
 
@@ -76,7 +76,7 @@ void tellNextStep(const BrowserState& state, const BrowserSurroundings& around) 
   }
 }
 
-int enable(const AgentSurroundings& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int enable(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
   const auto states = chosen(line, around, agent.files);
   if (!states) return kExitUsage;
   if (around.hostProgram.empty()) {
@@ -102,7 +102,7 @@ int enable(const AgentSurroundings& agent, const BrowserSurroundings& around, co
   return status;
 }
 
-int disable(const AgentSurroundings& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int disable(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
   const auto states = chosen(line, around, agent.files);
   if (!states) return kExitUsage;
   int status = 0;
@@ -123,7 +123,7 @@ int disable(const AgentSurroundings& agent, const BrowserSurroundings& around, c
   return status;
 }
 
-int list(const AgentSurroundings& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int list(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
   const std::vector<BrowserState> states = statesOf(around, agent.files);
   if (!line.json) {
     for (const BrowserState& state : states) tellState(state);
@@ -135,7 +135,7 @@ int list(const AgentSurroundings& agent, const BrowserSurroundings& around, cons
   return 0;
 }
 
-int status(const AgentSurroundings& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int status(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
   const bool isAutomatic =
       stateOf(*settingNamed(kAutoSortBrowsersKey), agent.preferences, agent.files).inForce == "yes";
   const std::vector<BrowserState> states = statesOf(around, agent.files);
@@ -158,7 +158,7 @@ int status(const AgentSurroundings& agent, const BrowserSurroundings& around, co
 
 }  // namespace
 
-int runBrowser(const AgentSurroundings& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int runBrowser(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
   switch (line.browserAction) {
     case BrowserAction::kEnable:
       return enable(agent, around, line);

@@ -1,4 +1,4 @@
-#include "tools/browsers/command_line_browser.h"
+#include "tools/command_line/command_line_browser.h"
 
 namespace tarvel {
 
