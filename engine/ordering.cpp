@@ -122,6 +122,7 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   stageObserver_->entriesPassed(newChildren.size());
   const PropertyListDictionary sorted = dictionary.shallowCopy();
   sorted.set(kChildrenKey, newChildren.value());
+  sortObserver_->folderCopied(dictionary, sorted);
   return sorted;
 }
 
@@ -155,6 +156,7 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
   // therefore clean, and only a changed order counts.
   const auto cleanAndSort = [&](PropertyListDictionary node) {
     const PropertyListDictionary copy = node.shallowCopy();
+    sortObserver_->folderCopied(node, copy);
     cleanTree(copy, allowance);
     enterStage(SortStage::kOrdering);
     return sortBookmarksInDictionary(copy);

@@ -65,6 +65,10 @@ class SortObserver {
   virtual void folderOrdered(PropertyListDictionary /*folder*/, PropertyListArray /*after*/,
                              std::span<const std::uint32_t> /*earlierPositions*/) {}
 
+  /// `copy` takes the place of `folder` in the tree that is written. Comes before folderEntered() for bar and menu, and
+  /// after folderOrdered() for every folder; a copy may be copied again. Either handle may be null.
+  virtual void folderCopied(PropertyListDictionary /*folder*/, PropertyListDictionary /*copy*/) {}
+
   /// The tree is done. With `didSort` the order of some folder changed and `root` is to be written; `root` is a null
   /// handle if the file lacks the bar or the menu.
   virtual void attemptEnded(PropertyListDictionary /*root*/, bool /*didSort*/) {}
