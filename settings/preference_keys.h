@@ -34,6 +34,15 @@ inline constexpr bool kRenameSamenamedDefault = true;
 inline constexpr const char* kSortBookmarksBarKey = "SortBookmarksBar";
 inline constexpr bool kSortBookmarksBarDefault = false;
 
+// Update checks, read at launch.
+inline constexpr const char* kAutomaticUpdateChecksKey = "SUEnableAutomaticChecks";
+inline constexpr bool kAutomaticUpdateChecksDefault = false;
+/// Seconds between two checks.
+inline constexpr const char* kUpdateCheckIntervalKey = "SUScheduledCheckInterval";
+inline constexpr std::int64_t kUpdateCheckIntervalDefault = 86'400;
+inline constexpr std::int64_t kUpdateCheckIntervalLeast = 60;
+inline constexpr std::int64_t kUpdateCheckIntervalMost = 315'360'000;
+
 /// Integer, written by the agent: the pending error code. Absent if there is none.
 inline constexpr const char* kLastHelperErrorKey = "LastHelperError";
 
