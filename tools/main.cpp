@@ -1,4 +1,4 @@
-// tarvel: sorts a bookmarks file now, shows beforehand what that would do, undoes it, and shows property lists.
+// tarvel: sorts a bookmarks file now, shows beforehand what that would do, and undoes it.
 
 #include <cerrno>
 #include <csignal>
@@ -25,57 +25,102 @@
 #include "tools/command_line/argument_parser.h"
 #include "tools/commands/agent_commands.h"
 #include "tools/commands/agent_control.h"
-#include "tools/commands/browser_command.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/log_command.h"
 #include "tools/doctor/doctor.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/confirmation_prompt.h"
 #include "tools/terminal/local_time.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace {
 
-/// The engine's log lines are details for whoever looks at the error output.
+/// Log lines of engine and platform are details for the error output.
 class ErrorOutputLog final : public tarvel::SystemLog {
  public:
-  void log(std::string_view message) override { std::cerr << "tarvel: " << tarvel::printable(message) << "\n"; }
+  void log(std::string_view message) override {
+    // The command says itself why a property list cannot be read.
+    if (!message.starts_with("Error reading plist")) std::cerr << "tarvel: " << tarvel::printable(message) << "\n";
+  }
 };
 
-/// Whether an agent runs that sorts this file.
-bool isWatchedByAgent(const std::string& file) {
-  ErrorOutputLog log;
-  tarvel::LinuxAgentContext linux(log);
-  return tarvel::isSortedByAgent(linux.context(), file);
-}
+/// What the commands about the agent work on.
+struct AgentParts {
+  explicit AgentParts(const tarvel::Platform& platform)
+      : linux(log),
+        agent(linux.context()),
+        service(tarvel::kMainApplicationIdentifier),
+        probe(tarvel::kMainApplicationIdentifier),
+        doctor{platform, agent, service, probe, tarvel::LinuxAgentContext::agentProgram(), tarvel::secondsSince2001()},
+        control{agent, service, doctor.agentProgram, [this] { return tarvel::problemsOfSorting(doctor); }} {}
 
-bool isAroundAgent(tarvel::Command command) {
+  ErrorOutputLog log;
+  tarvel::LinuxAgentContext linux;
+  tarvel::AgentContext agent;
+  tarvel::LinuxAgentService service;
+  tarvel::LinuxSystemProbe probe;
+  tarvel::DoctorContext doctor;
+  tarvel::AgentControl control;
+};
+
+bool isAboutAgent(tarvel::Command command) {
   using tarvel::Command;
   return command == Command::kSettings || command == Command::kStatus || command == Command::kReport ||
-         command == Command::kAgent || command == Command::kDoctor || command == Command::kBrowser;
+         command == Command::kAgent || command == Command::kDoctor;
 }
 
-int runAroundAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
+int runAboutAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
   if (line.command == tarvel::Command::kAgent && line.agentAction == tarvel::AgentAction::kLog) {
     tarvel::LinuxLogReader reader;
     return tarvel::runLog(reader, line);
   }
+  const AgentParts parts(platform);
+  switch (line.command) {
+    case tarvel::Command::kDoctor:
+      return tarvel::runDoctor(parts.doctor, line);
+    case tarvel::Command::kAgent:
+      return tarvel::runAgent(parts.control, line);
+    case tarvel::Command::kSettings:
+      return tarvel::runSettings(parts.agent, line);
+    case tarvel::Command::kStatus:
+      return tarvel::runStatus(parts.agent, line);
+    default:
+      return tarvel::runReport(parts.agent, line);
+  }
+}
+
+int runRestore(const tarvel::Platform& platform, const tarvel::CommandLine& line,
+               const tarvel::CommandSettings& settings) {
+  tarvel::TerminalPrompt prompt;
+  const AgentParts parts(platform);
+  return tarvel::runRestore(
+      platform, line, settings,
+      {prompt, [&parts](const std::string& file) { return tarvel::isSortedByAgent(parts.agent, file); },
+       [&parts] { return tarvel::disableAutomaticSorting(parts.control); }});
+}
+
+int runAboutFiles(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
   ErrorOutputLog log;
-  tarvel::LinuxAgentContext linux(log);
-  const tarvel::AgentContext agent = linux.context();
-  if (line.command == tarvel::Command::kBrowser) {
-    return tarvel::runBrowser(agent, tarvel::BrowserSurroundings::ofThisUser(), line);
+  tarvel::LinuxPreferencesStore preferences(platform.propertyLists, log);
+  const tarvel::CommandSettings settings = tarvel::readCommandSettings(preferences, platform.fileManager);
+  const tarvel::Message refusal = tarvel::refusalOfPaths(platform.fileManager, line, settings);
+  if (!refusal.sentences.empty()) {
+    return tarvel::Answer(line.name, line.output).fail(tarvel::kExitUsage, refusal);
   }
-  const std::string program = tarvel::LinuxAgentContext::agentProgram();
-  tarvel::LinuxAgentService service(tarvel::kMainApplicationIdentifier);
-  tarvel::LinuxSystemProbe probe(tarvel::kMainApplicationIdentifier);
-  const tarvel::DoctorContext context{platform, agent, service, probe, program, tarvel::secondsSince2001()};
-  if (line.command == tarvel::Command::kDoctor) return tarvel::runDoctor(context, line);
-  if (line.command == tarvel::Command::kAgent) {
-    return tarvel::runAgent({agent, service, program, [&context] { return tarvel::doubtsAboutSorting(context); }},
-                            line);
+  switch (line.command) {
+    case tarvel::Command::kSort:
+      return tarvel::runSort(platform, line, settings);
+    case tarvel::Command::kPreview:
+      return tarvel::runPreview(platform, line, settings);
+    case tarvel::Command::kRestore:
+      return runRestore(platform, line, settings);
+    case tarvel::Command::kBackup:
+      return tarvel::runBackup(platform, line, settings);
+    case tarvel::Command::kDump:
+      return tarvel::runDump(platform, line, settings);
+    default:
+      return tarvel::runDiff(platform, line);
   }
-  if (line.command == tarvel::Command::kSettings) return tarvel::runSettings(agent, line);
-  return line.command == tarvel::Command::kStatus ? tarvel::runStatus(agent, line) : tarvel::runReport(agent, line);
 }
 
 int run(const tarvel::CommandLine& line) {
@@ -87,33 +132,11 @@ int run(const tarvel::CommandLine& line) {
   tarvel::LinuxBundle bundle = tarvel::LinuxBundle::forCommand(propertyLists);
   tarvel::NullWorkspace workspace;
   tarvel::LinuxClock clock;
-  tarvel::TerminalPrompt prompt;
   const tarvel::Platform platform{propertyLists, fileManager, *collator, uuidSource, log, bundle, workspace, clock};
-  if (isAroundAgent(line.command)) return runAroundAgent(platform, line);
-  tarvel::LinuxPreferencesStore preferences(propertyLists, log);
-  const tarvel::CommandSettings settings = tarvel::readCommandSettings(preferences, fileManager);
-  const std::string refusal = tarvel::refusalOfPaths(fileManager, line, settings);
-  if (!refusal.empty()) {
-    std::cerr << "tarvel: " << refusal << "\nNothing was changed.\n";
-    return tarvel::kExitUsage;
-  }
-  switch (line.command) {
-    case tarvel::Command::kSort:
-      return tarvel::runSort(platform, line, settings);
-    case tarvel::Command::kPreview:
-      return tarvel::runPreview(platform, line, settings);
-    case tarvel::Command::kRestore:
-      return tarvel::runRestore(platform, line, settings, prompt, isWatchedByAgent);
-    case tarvel::Command::kBackup:
-      return tarvel::runBackup(platform, line, settings);
-    case tarvel::Command::kDump:
-      return tarvel::runDump(platform, line, settings);
-    default:
-      return tarvel::runDiff(platform, line);
-  }
+  return isAboutAgent(line.command) ? runAboutAgent(platform, line) : runAboutFiles(platform, line);
 }
 
-/// The status of a command that has ended with `status`, once its answer is written out.
+/// The exit status of a command that returned `status`, once its answer is written out.
 int statusOnceWritten(int status) {
   errno = 0;
   std::cout.flush();
@@ -127,7 +150,7 @@ int statusOnceWritten(int status) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // So that a write beyond a limit on the size of files fails like any other, instead of ending the command.
+  // A write beyond the limit on file sizes then fails with an error instead of a signal.
   (void)std::signal(SIGXFSZ, SIG_IGN);
   try {
     const tarvel::ParsedCommandLine parsed = tarvel::parseCommandLine(argc, argv);
@@ -135,8 +158,8 @@ int main(int argc, char** argv) {
     tarvel::limitMemoryUse();
     return statusOnceWritten(run(parsed.line));
   } catch (const std::exception& error) {
-    // What is left to throw is memory running out in the command itself; files are whole at any moment.
+    // The command itself ran out of memory. Files are whole at any moment.
     std::cerr << "tarvel: " << error.what() << "\n";
-    return 70;
+    return tarvel::kExitNoMemory;
   }
 }

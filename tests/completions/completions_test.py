@@ -3,6 +3,7 @@
 
 import os
 import pathlib
+import plistlib
 import re
 import shutil
 import subprocess
@@ -20,7 +21,7 @@ def help_of(path):
 
 
 def commands_below(path):
-    section = help_of(path).partition("\nSubcommands:\n")[2]
+    section = help_of(path).partition("\nCommands:\n")[2]
     names = []
     for line in section.splitlines():
         if not line.strip():
@@ -32,9 +33,13 @@ def commands_below(path):
 
 def options_of(path):
     """Every long option that the help of a command explains."""
-    section = help_of(path).partition("\nOptions:\n")[2].partition("\n\n")[0]
-    heads = re.findall(r"^  (-\S+)", section, re.MULTILINE)
-    return {name for head in heads for name in re.findall(r"--[a-z][a-z-]*", head)}
+    names = set()
+    for title in ("\nOptions:\n", "\nOptions of every command:\n"):
+        section = help_of(path).partition(title)[2].partition("\n\n")[0]
+        for head in re.findall(r"^  (-.*?)(?:  |$)", section, re.MULTILINE):
+            for option in re.findall(r"--[a-z\[][a-z\[\]-]*", head):
+                names |= {option.replace("[no-]", ""), option.replace("[no-]", "no-")}
+    return names
 
 
 def all_paths(path=()):
@@ -103,17 +108,32 @@ class Completions:
         for command in ("status", "sort one.plist", "settings"):
             self.assertEqual(self.offers(f"tarvel {command} Book"), set(), command)
 
+    def test_names_of_backups_are_offered(self):
+        file = self.home / "Library/Safari/Bookmarks.plist"
+        file.parent.mkdir(parents=True)
+        child = {"WebBookmarkType": "WebBookmarkTypeList", "WebBookmarkUUID": "x", "Title": "BookmarksBar", "Children": []}
+        file.write_bytes(plistlib.dumps({"WebBookmarkType": "WebBookmarkTypeList", "WebBookmarkFileVersion": 1,
+                                         "WebBookmarkUUID": "r", "Title": "", "Children": [child]}))
+        self.addCleanup(shutil.rmtree, self.home / "Library")
+        environment = {"HOME": str(self.home), "XDG_DATA_HOME": str(self.home)}
+        subprocess.run([TARVEL, "backup"], env=environment, check=True, capture_output=True)
+        self.addCleanup(shutil.rmtree, self.home / "Tarvel")
+        (backup,) = (self.home / "Tarvel").iterdir()
+        offered = {name.replace("\\ ", " ") for name in self.offers("tarvel restore --from ")}
+        self.assertIn(backup.name, offered)
+        self.assertIn("Bookmarks.plist", offered)
+
     def test_settings_and_their_values(self):
         for action in ("get", "set", "unset"):
             keys = self.offers(f"tarvel settings {action} ")
-            self.assertLessEqual({"AutoSortMode", "BookmarksFilename", "SortBookmarksBar"}, keys)
+            self.assertLessEqual({"auto-sort-mode", "bookmarks-filename", "sort-bookmarks-bar"}, keys)
             for key in keys:
                 done = subprocess.run([TARVEL, "settings", "get", key], env={"HOME": str(self.home)}, check=False,
                                       capture_output=True)
                 self.assertEqual(done.returncode, 0, key)
-        self.assertEqual(self.offers("tarvel settings set AutoSortMode "), {"yes", "no"})
-        self.assertEqual(self.offers("tarvel settings set BookmarksFilename Book"), {"Bookmarks.plist"})
-        self.assertEqual(self.offers("tarvel settings set BookmarksUpdateLatency "), set())
+        self.assertEqual(self.offers("tarvel settings set auto-sort-mode "), {"yes", "no"})
+        self.assertEqual(self.offers("tarvel settings set bookmarks-filename Book"), {"Bookmarks.plist"})
+        self.assertEqual(self.offers("tarvel settings set bookmarks-update-latency "), set())
 
 
 class InBash(Completions, unittest.TestCase):

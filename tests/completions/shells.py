@@ -14,7 +14,7 @@ FILES = {"bash": FOLDER / "tarvel", "zsh": FOLDER / "_tarvel", "fish": FOLDER / 
 def environment(home):
     """Nothing of the user's own; files are completed from the folder `home`."""
     names = {"HOME": home, "XDG_CONFIG_HOME": home, "XDG_DATA_HOME": home, "ZDOTDIR": home, "TERM": "dumb"}
-    return {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", **{name: str(value) for name, value in names.items()}}
+    return {"PATH": f"{pathlib.Path(os.environ['TARVEL_BIN']).parent}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8", **{name: str(value) for name, value in names.items()}}
 
 
 def run(command, home):

@@ -43,14 +43,14 @@ class AgentCommand(HomeTest):
         self.assertEqual(self.tarvel("settings", "set", "BookmarksFilename", self.file).returncode, 0)
         self.assertEqual(self.tarvel("settings", "set", "BookmarksUpdateLatency", "1").returncode, 0)
         told = self.agent("enable")
-        self.assertIn("Automatic sorting is on. The agent runs, process ", told)
+        self.assertIn("Automatic sorting is on.\nThe agent is running, process ", told)
         self.assertIn("To see what it would do: tarvel preview\n", told)
         self.assertIn("tarvel agent disable", told)
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], True)
         self.assertIn(f'Exec="{os.environ["TARVEL_HELPER"]}"\n', self.autostart.read_text())
         self.assertEqual(self.tarvel("status").returncode, 0)
         before = self.files()
-        self.assertIn("It is so already", self.agent("enable"))
+        self.assertIn("Automatic sorting is already on.", self.agent("enable"))
         self.assertEqual(self.files(), before)
         # The first sort follows the first change.
         unsorted = ["BookmarksMenu", ["b", "a"]]
@@ -62,12 +62,12 @@ class AgentCommand(HomeTest):
 
         self.wait_for(is_sorted)
         restored = self.tarvel("restore", self.file).stdout.decode()
-        self.assertIn("The agent runs, and is about to sort this file again.", restored)
+        self.assertIn("The agent is running, and is about to sort this file again.", restored)
         self.assertIn("none is started when you log in", self.agent("disable"))
         self.assertFalse(self.autostart.exists())
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], False)
         self.assertIn(b"not running", self.tarvel("status").stdout)
-        self.assertIn("It is so already", self.agent("disable"))
+        self.assertIn("Automatic sorting is already off.", self.agent("disable"))
         self.tarvel("sort", self.file)
         restored = self.tarvel("restore", self.file)
         self.assertEqual(restored.returncode, 0)
@@ -84,10 +84,10 @@ class AgentCommand(HomeTest):
         for number in (0, 1, 2):
             self.assertEqual(os.readlink(own / f"fd/{number}"), "/dev/null")
         self.assertIn("The agent has ended.", self.agent("stop"))
-        self.assertEqual(self.agent("stop").splitlines()[0], "No agent runs.")
+        self.assertEqual(self.agent("stop").splitlines()[0], "The agent is not running.")
         self.assertTrue(self.autostart.exists())
-        self.assertIn("The agent runs now", self.agent("start"))
-        self.assertIn("The agent runs already", self.agent("start"))
+        self.assertIn("The agent is running", self.agent("start"))
+        self.assertIn("The agent is already running", self.agent("start"))
 
     def test_starting_what_is_turned_off_is_refused(self):
         self.assertIn("tarvel agent enable", self.agent("start", status=12))
@@ -96,7 +96,7 @@ class AgentCommand(HomeTest):
     def test_a_status_query_changes_nothing(self):
         self.assertIn("Automatic sorting is off.", self.agent())
         self.assertEqual(self.agent(), self.agent("status"))
-        self.assertIn("It is so already", self.agent("disable"))
+        self.assertIn("Automatic sorting is already off.", self.agent("disable"))
         self.assertEqual(self.files(), [])
 
     def test_an_autostart_file_of_another_program_is_left_alone(self):

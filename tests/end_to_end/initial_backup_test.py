@@ -73,7 +73,7 @@ class InitialBackups(HomeTest):
             with self.subTest(command=command):
                 result = self.tarvel(command, "--backup-file", backup, self.b)
                 self.assertEqual(result.returncode, 64, command)
-                self.assertIn(f"is the backup of “{self.a}”, not of “{self.b}”".encode(), result.stderr)
+                self.assertIn(f"is the backup of “{self.shown(self.a)}”, not of “{self.shown(self.b)}”".encode(), result.stderr)
                 self.assertTrue(self.is_original(self.b))
         self.assertEqual(backup.read_bytes(), self.originals[self.a])
 
@@ -82,7 +82,7 @@ class InitialBackups(HomeTest):
         backup = self.initial_backup_of(self.a)
         result = self.tarvel("restore", "--from", backup, self.b)
         self.assertEqual(result.returncode, 10)
-        self.assertIn(f"This backup was made of another file, “{self.a}”".encode(), result.stdout)
+        self.assertIn(f"This backup was made of another file, “{self.shown(self.a)}”".encode(), result.stdout)
         self.assertTrue(self.is_original(self.b))
         self.done("restore", "--yes", "--from", backup, self.b)
         self.assertEqual(self.b.read_bytes(), self.originals[self.a])
@@ -95,7 +95,7 @@ class InitialBackups(HomeTest):
         sorted_bytes = self.default.read_bytes()
         result = self.tarvel("restore")
         self.assertEqual(result.returncode, 10)
-        self.assertIn(b"does not tell which file it was made of", result.stdout)
+        self.assertIn(b"does not record which file it was made of", result.stdout)
         self.assertEqual(self.default.read_bytes(), sorted_bytes)
         self.done("restore", "--yes")
         self.assertEqual(self.default.read_bytes(), self.originals[self.a])
@@ -105,7 +105,7 @@ class InitialBackups(HomeTest):
         (self.home / AGENTS).write_bytes(self.originals[self.a])
         result = self.tarvel("restore", self.a)
         self.assertEqual(result.returncode, 1)
-        self.assertIn(f"tarvel restore --from '{self.home / AGENTS}' '{self.a}'".encode(), result.stderr)
+        self.assertIn(f"tarvel restore --dry-run --from '{self.home / AGENTS}' '{self.a}'".encode(), result.stderr)
 
     def test_a_new_file_in_the_settings_gets_its_own_backup(self):
         self.done("sort")
@@ -155,8 +155,8 @@ class InitialBackups(HomeTest):
         settings.parent.mkdir(parents=True)
         settings.write_bytes(plistlib.dumps({"BookmarksFilename": str(self.b)}))
         shown = self.tarvel("doctor").stdout
-        self.assertIn(f"is the backup of “{self.default}”".encode(), shown)
-        advice = f"tarvel settings set BookmarksFilename '{self.b}'"
+        self.assertIn(f"is the backup of “{self.shown(self.default)}”".encode(), shown)
+        advice = f"tarvel settings set bookmarks-filename '{self.b}'"
         self.assertIn(advice.encode(), shown)
         self.done("settings", "set", "BookmarksFilename", self.b)
         self.assertNotIn(b"is the backup of", self.tarvel("doctor").stdout)

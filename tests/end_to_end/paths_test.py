@@ -14,7 +14,7 @@ from home import SOURCE, HomeTest
 ARGUMENTS = {
     ("preview", "FILE"): (["preview"], []),
     ("preview", "--backup-file"): (["preview", "--backup-file"], ["{file}"]),
-    ("preview", "--html"): (["preview", "--html"], ["{file}"]),
+    ("preview", "-o"): (["preview", "-o"], ["{file}"]),
     ("sort", "FILE"): (["sort"], []),
     ("sort", "--backup-file"): (["sort", "--backup-file"], ["{file}"]),
     ("restore", "FILE"): (["restore", "--yes"], []),
@@ -29,7 +29,7 @@ ARGUMENTS = {
     ("dump", "FILE"): (["dump"], []),
     ("diff", "OLD"): (["diff"], ["{file}"]),
     ("diff", "NEW"): (["diff", "{file}"], []),
-    ("diff", "--html"): (["diff", "{file}", "{file}", "--html={}"], []),
+    ("diff", "-o"): (["diff", "{file}", "{file}", "-o"], []),
     ("settings set", "BookmarksFilename"): (["settings", "set", "BookmarksFilename"], []),
 }
 

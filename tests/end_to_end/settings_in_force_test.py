@@ -63,8 +63,8 @@ class BesideTheAgent(unittest.TestCase):
 
             shown = json.loads(self.command(machine, "preview", "--json").stdout)
             self.assertEqual(shown["file"], str(file))
-            words = {key: "yes" if value else "no" for key, value in rules.items() if value != DEFAULTS[key]}
-            self.assertEqual(shown["settings"], {"BookmarksFilename": str(file), **words})
+            changed = {OPTIONS[key]: value for key, value in rules.items() if value != DEFAULTS[key]}
+            self.assertEqual(shown["settings"], {"bookmarks-filename": str(file), **changed})
             self.assertEqual(file.read_bytes(), before)
 
             self.assertEqual(self.command(machine, "sort", twin).returncode, 0)
@@ -80,8 +80,11 @@ class BesideTheAgent(unittest.TestCase):
 
             # The preview showed what was done.
             menu = [child for child in expected["Children"] if child["Title"] == "BookmarksMenu"][0]
-            order = [order for order in shown["ordered"] if order["folder"] == ["BookmarksMenu"]]
-            self.assertEqual([entry["title"] for entry in order[0]["entries"]], [child.get("Title", child.get("URIDictionary", {}).get("title")) for child in menu["Children"]])
+            now = [child.get("Title", child.get("URIDictionary", {}).get("title")) for child in menu["Children"]]
+            foretold = [pair["after"] for pair in shown["moved"] if pair["after"]["folder"] == ["BookmarksMenu"]]
+            self.assertTrue(foretold)
+            for entry in foretold:
+                self.assertEqual(now[entry["place"] - 1], entry["title"])
 
             # The command restores the agent's backup.
             self.assertEqual(self.command(machine, "restore").returncode, 0)
@@ -114,9 +117,9 @@ class InForce(HomeTest):
     def test_an_option_overrides_a_setting_and_a_setting_the_default(self):
         for key in RULES:
             with self.subTest(setting=key):
-                self.set(**{key: "no" if DEFAULTS[key] else "yes"})
+                self.set(**{OPTIONS[key]: not DEFAULTS[key]})
                 by_setting = self.preview(self.file)
-                self.assertEqual(by_setting["settings"], {key: "no" if DEFAULTS[key] else "yes"})
+                self.assertEqual(by_setting["settings"], {OPTIONS[key]: not DEFAULTS[key]})
                 option = OPTIONS[key] if DEFAULTS[key] else "no-" + OPTIONS[key]
                 overruled = self.preview("--" + option, self.file)
                 self.assertEqual(overruled["settings"], {})
@@ -128,7 +131,7 @@ class InForce(HomeTest):
         self.set(SortBookmarksBar="yes")
         result = self.tarvel("sort", self.file)
         self.assertEqual(result.returncode, 0)
-        self.assertIn(b"By your settings (--no-settings leaves them out):\n  SortBookmarksBar = yes\n", result.stdout)
+        self.assertIn(b"Setting:  (--no-settings leaves them out):\n  SortBookmarksBar = yes\n", result.stdout)
         self.assertEqual(titles(self.read())[0], ["BookmarksBar", ["bar a", "bar z"]])
 
     def test_settings_equal_to_the_defaults_are_not_named(self):
@@ -153,9 +156,9 @@ class InForce(HomeTest):
 
     def test_the_page_uses_the_settings_and_names_them(self):
         self.set(SortBookmarksBar="yes", BookmarksFilename=str(self.file))
-        page = self.tarvel("preview", "--html", "-").stdout.decode()
-        self.assertIn("By your settings: SortBookmarksBar = yes", page)
-        self.assertNotIn("By your settings", self.tarvel("preview", "--html", "-", "--no-settings", self.file).stdout.decode())
+        page = self.tarvel("preview", "--html").stdout.decode()
+        self.assertIn("Setting: : SortBookmarksBar = yes", page)
+        self.assertNotIn("Setting: ", self.tarvel("preview", "--html", "--no-settings", self.file).stdout.decode())
 
     def test_unreadable_settings_are_reported_and_the_defaults_used(self):
         settings = self.home / "config/org.tarvel.Tarvel/preferences.plist"

@@ -33,7 +33,7 @@ class Settings(AgentTest):
     def test_a_setting_is_set_read_and_unset(self):
         result = self.tarvel("settings", "set", "AutoSortMode", "yes")
         self.assertEqual((result.returncode, result.stderr), (0, b""))
-        self.assertEqual(result.stdout, b"AutoSortMode is now yes, from the agent's next start.\n")
+        self.assertEqual(result.stdout, b"auto-sort-mode is now yes, from the agent's next start.\n")
         self.assertEqual(self.stored(), {"AutoSortMode": True})
         self.assertEqual(self.tarvel("settings", "get", "AutoSortMode").stdout, b"yes\n")
         self.assertEqual(self.tarvel("settings", "unset", "AutoSortMode").returncode, 0)
@@ -46,7 +46,7 @@ class Settings(AgentTest):
         self.assertEqual(self.files(), [])
         listed = json.loads(self.tarvel("settings", "--json").stdout)
         self.assertEqual(listed, json.loads(self.tarvel("settings", "list", "--json").stdout))
-        self.assertEqual([s["key"] for s in listed][:3], ["AutoSortMode", "BookmarksFilename", "BookmarksUpdateLatency"])
+        self.assertEqual([s["key"] for s in listed["settings"]][:3], ["AutoSortMode", "BookmarksFilename", "BookmarksUpdateLatency"])
 
     def test_unknown_keys_and_unusable_values_change_nothing(self):
         for arguments in (("set", "AutoSortMod", "yes"), ("set", "AutoSortMode", "maybe"), ("get", "Nonsense"),
@@ -131,8 +131,8 @@ class Report(AgentTest):
                 self.assertIn(words, result.stdout.decode())
                 self.assertEqual(set(self.stored()), {"FoldersAtTop", "LastReportedError", "LastReportedErrorTime"})
                 self.assertEqual(self.stored()["LastReportedError"], code)
-                self.assertIn(f"Last error:        {code}, told 20".encode(), self.tarvel("status").stdout)
-                self.assertEqual(self.tarvel("report").stdout, b"Nothing to report.\n")
+                self.assertIn(f"Last error:        {code}, reported 20".encode(), self.tarvel("status").stdout)
+                self.assertEqual(self.tarvel("report").stdout, b"No pending error.\n")
 
     def test_messages_come_in_the_users_language(self):
         self.store(LastHelperError=8)

@@ -3,9 +3,8 @@
 #include "platform/linux/launch/bundle_location.h"
 #include "platform/linux/service/instance_lock.h"
 #include "settings/preference_keys.h"
-#include "tools/files/paths.h"
-
 #include "tools/agent/settings_table.h"
+#include "tools/files/paths.h"
 
 namespace tarvel {
 

@@ -11,27 +11,27 @@
 
 namespace tarvel {
 
-/// What the commands around the agent reach. All of it is borrowed.
+/// What the commands about the agent work on. All of it is borrowed.
 struct AgentContext {
   PreferencesStore& preferences;
   FileManager& files;
-  /// Of the messages, which come in the user's language.
+  /// For messages in the user's language.
   Bundle& bundle;
   /// Where the settings are kept, for messages.
   std::string settingsPath;
-  /// The process that is the agent of this user; none when it does not run, 0 when it cannot be told which it is.
+  /// This user's agent: its process; none when it is not running, 0 when its process is unknown.
   std::function<std::optional<int>()> runningAgent;
 };
 
-/// What the commands around the agent stand on, on Linux.
+/// The same on Linux.
 class LinuxAgentContext {
  public:
-  /// `systemLog`, which is borrowed, hears of settings that cannot be read.
+  /// `systemLog` is borrowed; settings that cannot be read are logged there.
   explicit LinuxAgentContext(SystemLog& systemLog);
 
   /// Borrows from this object.
   [[nodiscard]] AgentContext context();
-  /// The agent's program, seen from the command's; empty where there is no bundle of it.
+  /// The program of the agent that was installed with this command; empty where there is no bundle of it.
   [[nodiscard]] static std::string agentProgram();
 
  private:
@@ -41,7 +41,7 @@ class LinuxAgentContext {
   LinuxPreferencesStore preferences_;
 };
 
-/// Whether an agent runs that sorts the file at `file`, by whatever links either path leads there.
+/// Whether an agent is running that sorts this file. Links are followed.
 [[nodiscard]] bool isSortedByAgent(const AgentContext& agent, const std::string& file);
 
 }  // namespace tarvel

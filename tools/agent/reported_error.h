@@ -8,13 +8,13 @@
 
 namespace tarvel {
 
-// What report leaves for status: the last code that was told, an integer, and when that was, a date.
+// Written by report, read by status: the last code that was reported, an integer, and when, a date.
 inline constexpr const char* kReportedErrorKey = "LastReportedError";
 inline constexpr const char* kReportedErrorTimeKey = "LastReportedErrorTime";
 
-/// The code that waits to be shown; none when there is none.
+/// The code of the pending error; none when there is none.
 [[nodiscard]] std::optional<std::int32_t> pendingCode(const AgentContext& agent);
-/// What a code of the agent's means, in whole sentences and in the user's language as far as it was translated.
+/// The message of a code of the agent's, in the user's language where there is a translation.
 [[nodiscard]] std::string messageOfCode(const AgentContext& agent, std::int32_t code);
 
 }  // namespace tarvel

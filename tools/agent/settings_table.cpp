@@ -6,55 +6,61 @@
 #include <memory>
 
 #include "settings/preference_keys.h"
+#include "tools/command_line/command_settings.h"
 #include "tools/files/paths.h"
 #include "tools/terminal/local_time.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-/// No file is asked for more often than this, and none more rarely than once in ten years.
-constexpr std::int64_t kLeastCheckInterval = 60;
-constexpr std::int64_t kMostCheckInterval = 315'360'000;
+constexpr const char* word(bool isOn) { return isOn ? "yes" : "no"; }
 
-constexpr std::array<Setting, 13> kSettings = {{
-    {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "no", "Sort by itself at all"},
-    {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, kBookmarksFilenameDefault,
-     "The bookmarks file"},
-    {kBookmarksUpdateLatencyKey, SettingType::kSeconds, SettingEffect::kNextStart, "30",
-     "Seconds from the last change to the sort", kBookmarksUpdateLatencyLeast, kBookmarksUpdateLatencyMost},
-    {kFoldersAtTopKey, SettingType::kBoolean, SettingEffect::kNextSort, "yes", "Folders before bookmarks"},
-    {kRemoveDuplicatesKey, SettingType::kBoolean, SettingEffect::kNextSort, "yes",
-     "Remove bookmarks whose address comes again later"},
-    {kRenameSamenamedKey, SettingType::kBoolean, SettingEffect::kNextSort, "yes",
-     "Give same-named entries of a folder distinct titles"},
-    {kSortBookmarksBarKey, SettingType::kBoolean, SettingEffect::kNextSort, "no", "Order the bookmarks bar too"},
-    {kAutoSortBrowsersKey, SettingType::kBoolean, SettingEffect::kNextSort, "no",
-     "Sort in Chromium and Firefox automatically"},
-    {"SUEnableAutomaticChecks", SettingType::kBoolean, SettingEffect::kNextStart, "no", "Look for updates"},
-    {"SUScheduledCheckInterval", SettingType::kSeconds, SettingEffect::kNextStart, "86400",
-     "Seconds between two looks for updates", kLeastCheckInterval, kMostCheckInterval},
-    {"SULastCheckTime", SettingType::kDate, SettingEffect::kNever, "never", "When updates were last looked for"},
-    {"SUSkippedVersion", SettingType::kText, SettingEffect::kNever, "none", "An update that was declined"},
-    {kLastHelperErrorKey, SettingType::kCode, SettingEffect::kNever, "none", "An error that waits to be shown"},
+constexpr std::array<Setting, 12> kSettings = {{
+    {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "Sort automatically",
+     word(kAutoSortModeDefault)},
+    {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, "The bookmarks file",
+     kBookmarksFilenameDefault},
+    {kBookmarksUpdateLatencyKey, SettingType::kSeconds, SettingEffect::kNextStart,
+     "Seconds from the last change to the sort", nullptr, kBookmarksUpdateLatencyDefault, kBookmarksUpdateLatencyLeast,
+     kBookmarksUpdateLatencyMost},
+    {kFoldersAtTopKey, SettingType::kBoolean, SettingEffect::kNextSort, "Folders before bookmarks",
+     word(kFoldersAtTopDefault)},
+    {kRemoveDuplicatesKey, SettingType::kBoolean, SettingEffect::kNextSort,
+     "Remove bookmarks whose address comes again later", word(kRemoveDuplicatesDefault)},
+    {kRenameSamenamedKey, SettingType::kBoolean, SettingEffect::kNextSort,
+     "Give same-named entries of a folder distinct titles", word(kRenameSamenamedDefault)},
+    {kSortBookmarksBarKey, SettingType::kBoolean, SettingEffect::kNextSort, "Order the bookmarks bar too",
+     word(kSortBookmarksBarDefault)},
+    {kAutomaticUpdateChecksKey, SettingType::kBoolean, SettingEffect::kNextStart, "Check for updates",
+     word(kAutomaticUpdateChecksDefault)},
+    {kUpdateCheckIntervalKey, SettingType::kSeconds, SettingEffect::kNextStart, "Seconds between two update checks",
+     nullptr, kUpdateCheckIntervalDefault, kUpdateCheckIntervalLeast, kUpdateCheckIntervalMost},
+    {"SULastCheckTime", SettingType::kDate, SettingEffect::kNever, "When updates were last checked for", "never"},
+    {"SUSkippedVersion", SettingType::kText, SettingEffect::kNever, "An update that was declined", "none"},
+    {kLastHelperErrorKey, SettingType::kCode, SettingEffect::kNever, "The code of the pending error", "none"},
 }};
 
-std::optional<bool> booleanOfWord(std::string word) {
-  std::ranges::transform(word, word.begin(),
+std::string defaultText(const Setting& setting) {
+  return setting.defaultText != nullptr ? setting.defaultText : std::to_string(setting.defaultSeconds);
+}
+
+std::optional<bool> booleanOf(std::string text) {
+  std::ranges::transform(text, text.begin(),
                          [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-  if (word == "yes" || word == "true" || word == "on" || word == "1") return true;
-  if (word == "no" || word == "false" || word == "off" || word == "0") return false;
+  if (text == "yes" || text == "true" || text == "on" || text == "1") return true;
+  if (text == "no" || text == "false" || text == "off" || text == "0") return false;
   return std::nullopt;
 }
 
 std::string textOf(PropertyListValue value) {
-  if (const auto boolean = value.boolean()) return *boolean ? "yes" : "no";
+  if (const auto boolean = value.boolean()) return word(*boolean);
   if (const auto integer = value.integer()) return std::to_string(*integer);
   if (const auto real = value.real()) return std::to_string(*real);
   if (const auto text = value.string()) return std::string(*text);
   if (const auto date = value.date()) return localTimeText(*date);
-  return "something that is neither text nor number";
+  return "a value of another type";
 }
 
 PropertyList listOf(const std::shared_ptr<PropertyListTree>& tree, PropertyListValue value) { return {tree, value}; }
@@ -63,7 +69,7 @@ SettingInput secondsFor(const Setting& setting, const std::string& text) {
   std::int64_t seconds = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), seconds);
   if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) {
-    return {{}, "“" + printable(text) + "” is no whole number of seconds."};
+    return {{}, quotedText(text) + " is not a whole number of seconds."};
   }
   const std::int64_t used = std::clamp(seconds, setting.least, setting.most);
   if (used != seconds) {
@@ -74,23 +80,21 @@ SettingInput secondsFor(const Setting& setting, const std::string& text) {
 }
 
 SettingInput pathFor(const std::string& text, FileManager& files) {
-  if (text.empty()) return {{}, "The path is empty. To return to the default file, unset it."};
+  if (text.empty()) return {{}, "The path is empty; to return to the default file, unset the setting."};
   const std::string full = absolutePath(files.stringByExpandingTildeInPath(text));
   if (full != text) {
-    return {{},
-            "The agent takes the path as it stands, and this one is not a full path. You may mean “" + printable(full) +
-                "”."};
+    return {{}, "The agent needs a full path; did you mean " + quotedText(full) + "?"};
   }
   const auto tree = std::make_shared<PropertyListTree>();
   return {listOf(tree, tree->makeString(text)), {}};
 }
 
-/// What the agent uses of what is stored; none when nothing.
+/// The value that the agent reads from what is stored; none when it cannot use that.
 std::optional<std::string> usedText(const Setting& setting, PreferencesStore& preferences, PropertyListValue stored) {
   switch (setting.type) {
     case SettingType::kBoolean: {
       const auto boolean = preferences.appBooleanValue(setting.key, kMainApplicationIdentifier);
-      return boolean ? std::optional<std::string>(*boolean ? "yes" : "no") : std::nullopt;
+      return boolean ? std::optional<std::string>(word(*boolean)) : std::nullopt;
     }
     case SettingType::kSeconds: {
       const auto seconds = preferences.appIntegerValue(setting.key, kMainApplicationIdentifier);
@@ -112,7 +116,8 @@ std::optional<std::string> usedText(const Setting& setting, PreferencesStore& pr
 std::span<const Setting> settingsTable() { return kSettings; }
 
 const Setting* settingNamed(std::string_view key) {
-  const auto found = std::ranges::find_if(kSettings, [key](const Setting& setting) { return key == setting.key; });
+  const auto found = std::ranges::find_if(
+      kSettings, [key](const Setting& setting) { return key == setting.key || key == settingName(setting.key); });
   return found == kSettings.end() ? nullptr : &*found;
 }
 
@@ -125,7 +130,8 @@ SettingState stateOf(const Setting& setting, PreferencesStore& preferences, File
   if (state.isStored) state.storedText = textOf(stored.root);
   const auto used = state.isStored ? usedText(setting, preferences, stored.root) : std::nullopt;
   const bool isPath = setting.type == SettingType::kPath;
-  state.inForce = used.value_or(isPath ? files.stringByExpandingTildeInPath(setting.defaultText) : setting.defaultText);
+  state.defaultText = isPath ? files.stringByExpandingTildeInPath(setting.defaultText) : defaultText(setting);
+  state.inForce = used.value_or(state.defaultText);
   state.isUsed = used && (setting.type != SettingType::kSeconds || *used == state.storedText);
   return state;
 }
@@ -134,8 +140,8 @@ SettingInput inputFor(const Setting& setting, const std::string& text, FileManag
   const auto tree = std::make_shared<PropertyListTree>();
   switch (setting.type) {
     case SettingType::kBoolean: {
-      const auto boolean = booleanOfWord(text);
-      if (!boolean) return {{}, "“" + printable(text) + "” is neither yes nor no."};
+      const auto boolean = booleanOf(text);
+      if (!boolean) return {{}, quotedText(text) + " is not yes or no."};
       return {listOf(tree, tree->makeBoolean(*boolean)), {}};
     }
     case SettingType::kSeconds:
@@ -143,7 +149,7 @@ SettingInput inputFor(const Setting& setting, const std::string& text, FileManag
     case SettingType::kPath:
       return pathFor(text, files);
     default:
-      return {{}, "This is kept by Tarvel itself."};
+      return {{}, "Tarvel writes this setting itself."};
   }
 }
 
@@ -156,7 +162,7 @@ std::string effectText(SettingEffect effect) {
     case SettingEffect::kNextStart:
       return "from the agent's next start";
     default:
-      return "kept by Tarvel itself";
+      return "written by Tarvel itself";
   }
 }
 

@@ -13,37 +13,39 @@ namespace tarvel {
 
 enum class SettingType { kBoolean, kSeconds, kPath, kText, kDate, kCode };
 
-/// When a setting that is changed counts. kNextSortThenStart: the sort goes by it at once, what is watched from the
-/// start.
+/// When a changed setting takes effect. kNextSortThenStart: the next sort uses it; the watch follows at the agent's
+/// next start.
 enum class SettingEffect { kNextSort, kNextStart, kNextSortThenStart, kNever };
 
-/// One key of the main application's settings, as a prompt meets it.
+/// One key of the main application's settings.
 struct Setting {
   const char* key;
   SettingType type;
   SettingEffect effect;
-  /// What holds while nothing usable is stored, in the spelling of `tarvel settings`.
-  const char* defaultText;
   const char* meaning;
-  /// Seconds below or above are not used.
+  /// What holds while nothing usable is stored, in the spelling of `tarvel settings`. Null for seconds.
+  const char* defaultText = nullptr;
+  // Of seconds. Values beyond the limits are not used.
+  std::int64_t defaultSeconds = 0;
   std::int64_t least = 0;
   std::int64_t most = 0;
 };
 
 /// All of them, in the order in which they are shown.
 [[nodiscard]] std::span<const Setting> settingsTable();
-/// Null for a key that is none.
+/// By its name in the command or by its key; null when there is none.
 [[nodiscard]] const Setting* settingNamed(std::string_view key);
-/// Whether a prompt may set it.
+/// Whether the command may set it.
 [[nodiscard]] bool isSettable(const Setting& setting);
 
 /// What is stored under a key, and what the agent makes of it. Texts are as they are stored, not yet safe to show.
 struct SettingState {
   bool isStored = false;
-  /// Whether the agent can use what is stored, as it stands.
+  /// Whether the agent can use the stored value unchanged.
   bool isUsed = false;
   std::string storedText;
-  /// What holds now.
+  std::string defaultText;
+  /// The value in force.
   std::string inForce;
 };
 

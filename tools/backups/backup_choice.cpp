@@ -3,41 +3,53 @@
 #include <vector>
 
 #include "tools/files/paths.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
-BackupChoice chooseBackup(const Platform& platform, const BackupStore& copies, const std::string& initialBackup,
+namespace {
+
+constexpr const char* kList = "tarvel backup list";
+
+Message complaintAbout(const BackupStore& store, const BackupListing& listing, const std::string& given,
+                       const std::vector<Backup>& meant) {
+  if (!listing.status.ok()) {
+    return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
+             sentenceOf(printable(listing.status.reason)), kNothingChanged},
+            {}};
+  }
+  if (meant.empty()) {
+    return {{"There is no backup " + quotedText(given) + " in " + quotedPath(store.folder()) + ".", kNothingChanged,
+             "To see which there are:"},
+            kList};
+  }
+  Message message{{quotedText(given) + " is part of several names; give more of one:"}, kList};
+  for (const Backup& backup : meant) message.sentences.push_back("  " + printable(backup.name));
+  message.sentences.emplace_back(kNothingChanged);
+  return message;
+}
+
+}  // namespace
+
+BackupChoice chooseBackup(const Platform& platform, const BackupStore& store, const std::string& initialBackup,
                           const std::string& given) {
   FileManager& files = platform.fileManager;
   const std::string path = files.stringByExpandingTildeInPath(absolutePath(given));
   if (given.find('/') != std::string::npos) return {path, TarvelErrorNone, {}};
-  BackupListing listing = copies.list();
-  std::vector<Backup>& all = listing.copies;
-  if (files.fileExistsAtPath(initialBackup))
+  BackupListing listing = store.list();
+  std::vector<Backup>& all = listing.backups;
+  if (files.fileExistsAtPath(initialBackup)) {
     all.push_back({initialBackup.substr(initialBackup.rfind('/') + 1), initialBackup, {}});
+  }
   std::vector<Backup> meant;
-  for (const Backup& copy : all) {
-    if (copy.name == given) return {copy.path, TarvelErrorNone, {}};
-    if (copy.name.find(given) != std::string::npos) meant.push_back(copy);
+  for (const Backup& backup : all) {
+    if (backup.name == given) return {backup.path, TarvelErrorNone, {}};
+    if (backup.name.find(given) != std::string::npos) meant.push_back(backup);
   }
   if (files.fileExistsAtPath(path)) return {path, TarvelErrorNone, {}};
   if (meant.size() == 1 && listing.status.ok()) return {meant.front().path, TarvelErrorNone, {}};
-  if (!listing.status.ok()) {
-    return {{},
-            TarvelErrorReadFailed,
-            "The copies in “" + printable(copies.folder()) +
-                "” could not be looked at: " + printable(listing.status.reason)};
-  }
-  if (meant.empty()) {
-    return {{},
-            TarvelErrorBookmarksFileNotFound,
-            "There is no copy “" + printable(given) + "” in “" + printable(copies.folder()) +
-                "”. To see what there is: tarvel backup list"};
-  }
-  std::string complaint = "“" + printable(given) + "” is part of several names; give more of one:";
-  for (const Backup& copy : meant) complaint += "\n  " + printable(copy.name);
-  return {{}, TarvelErrorBookmarksFileNotFound, complaint};
+  const TarvelError code = listing.status.ok() ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed;
+  return {{}, code, complaintAbout(store, listing, given, meant)};
 }
 
 }  // namespace tarvel

@@ -4,20 +4,21 @@
 
 #include "engine/tarvel.h"
 #include "tools/backups/backup_store.h"
+#include "tools/terminal/message.h"
 
 namespace tarvel {
 
-/// The copy that a user means, or why that cannot be told.
+/// The backup that a name or path means, or why that is unknown.
 struct BackupChoice {
   std::string path;
   TarvelError code = TarvelErrorNone;
-  /// A sentence or more, empty when there is a path.
-  std::string complaint;
+  /// No sentence when there is a path.
+  Message complaint;
 };
 
-/// `given` is a path, or the name or a part of the name that only one of the copies has, the initial backup at the full
-/// path `initialBackup` included. A whole name comes before a path, and a path before a part of a name.
-[[nodiscard]] BackupChoice chooseBackup(const Platform& platform, const BackupStore& copies,
+/// `given` is a path, or the name or a part of the name of exactly one backup, the initial backup at the full path
+/// `initialBackup` included. A whole name comes before a path, and a path before a part of a name.
+[[nodiscard]] BackupChoice chooseBackup(const Platform& platform, const BackupStore& store,
                                         const std::string& initialBackup, const std::string& given);
 
 }  // namespace tarvel

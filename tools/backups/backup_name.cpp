@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kPerMillisecond = 1'000'000;
 /// 9999-12-31 23:59:59.
 constexpr std::int64_t kLastSecond = 253'402'300'799;
-/// Digits stand for any digit, and the x for hexadecimal ones.
+/// 0 stands for a digit, x for a hexadecimal one.
 constexpr std::string_view kPattern = "Bookmarks 0000-00-00 000000.000Z xxxxxxxx.plist";
 
 struct CalendarTime {
@@ -60,7 +60,7 @@ bool hasShape(std::string_view name) {
   return true;
 }
 
-/// Of a stretch that is known to be digits.
+/// The text there is known to be digits.
 unsigned numberAt(std::string_view text, std::size_t at, std::size_t length) {
   unsigned number = 0;
   for (const char digit : text.substr(at, length)) number = number * 10 + static_cast<unsigned>(digit - '0');
@@ -84,13 +84,13 @@ std::optional<BackupName> backupNameFrom(std::string_view name) {
   const std::int64_t ofDay =
       std::int64_t{numberAt(name, 21, 2)} * 3600 + numberAt(name, 23, 2) * 60 + numberAt(name, 25, 2);
   BackupName read{{days * 86'400 + ofDay, numberAt(name, 28, 3) * kPerMillisecond}, std::string(name.substr(33, 8))};
-  // A minute 61 would be another name's instant.
+  // A minute 61 would be read as another instant.
   if (textOf(read) != name) return std::nullopt;
   return read;
 }
 
 std::string tagOfFile(const std::string& path) {
-  // FNV-1a: the same on every machine and in every version, and a few files are all there are to tell apart.
+  // FNV-1a: the same on every machine and in every version, and enough to tell a few files apart.
   std::uint32_t hash = 2'166'136'261U;
   for (const char byte : std::filesystem::path(path).lexically_normal().string()) {
     hash = (hash ^ static_cast<std::uint8_t>(byte)) * 16'777'619U;

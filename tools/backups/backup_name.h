@@ -8,9 +8,8 @@
 
 namespace tarvel {
 
-/// What the name of a dated copy says: "Bookmarks 2026-11-21 110203.417Z 5c0d1e2f.plist" was made at that instant, by
-/// the clock of then and in UTC, so that names sort by time wherever their user travels; the digits at the end stand
-/// for the file it was made of.
+/// The parts of a dated backup's name: "Bookmarks 2026-11-21 110203.417Z 5c0d1e2f.plist" was made at that instant in
+/// UTC, so that names sort by time in every time zone; the digits at the end stand for the file it was made of.
 struct BackupName {
   /// Whole milliseconds.
   Date time;
@@ -22,11 +21,11 @@ struct BackupName {
 
 /// An instant before 1970 or after 9999 is written as the nearest one in between.
 [[nodiscard]] std::string textOf(const BackupName& name);
-/// None for any other name, be it one digit that differs.
+/// None for a name of any other form.
 [[nodiscard]] std::optional<BackupName> backupNameFrom(std::string_view name);
 
-/// The digits that stand for the bookmarks file at a path: another spelling of the path gives the same ones, another
-/// path, also one that leads there by a link, gives others.
+/// The digits that stand for the bookmarks file at a path. Spellings of one path have the same digits; another path,
+/// also one that leads to the same file by a link, has others.
 [[nodiscard]] std::string tagOfFile(const std::string& path);
 
 /// A millisecond later.

@@ -13,7 +13,7 @@ namespace tarvel {
 BackupStore::BackupStore(const Platform& platform, const std::string& initialBackup, const std::string& file)
     : platform_(platform),
       folder_(deletingLastPathComponent(initialBackup)),
-      firstName_(initialBackup.substr(initialBackup.rfind('/') + 1)),
+      initialName_(initialBackup.substr(initialBackup.rfind('/') + 1)),
       fileTag_(tagOfFile(file)) {}
 
 BackupListing BackupStore::list() const {
@@ -21,19 +21,19 @@ BackupListing BackupStore::list() const {
   if (entries.status.code == ENOENT) return {};
   BackupListing listing{{}, std::move(entries.status)};
   for (const std::string& name : entries.fileNames) {
-    if (name == firstName_) continue;
+    if (name == initialName_) continue;
     const std::optional<BackupName> dated = backupNameFrom(name);
-    if (dated && dated->fileTag == fileTag_) listing.copies.push_back({name, folder_ + "/" + name, dated->time});
+    if (dated && dated->fileTag == fileTag_) listing.backups.push_back({name, folder_ + "/" + name, dated->time});
   }
   return listing;
 }
 
 Date BackupStore::timeAfter(const BackupListing& earlier) const {
   const Date now = platform_.clock.wallClock();
-  if (earlier.copies.empty() || now > earlier.copies.back().time) return now;
-  const Date next = nextMillisecond(earlier.copies.back().time);
-  // After the last instant that a name can say there is none.
-  return textOf({next, fileTag_}) > earlier.copies.back().name ? next : now;
+  if (earlier.backups.empty() || now > earlier.backups.back().time) return now;
+  const Date next = nextMillisecond(earlier.backups.back().time);
+  // There is no name after that of the last instant.
+  return textOf({next, fileTag_}) > earlier.backups.back().name ? next : now;
 }
 
 KeptBackup BackupStore::keep(const Data& bytes) const {
@@ -41,19 +41,19 @@ KeptBackup BackupStore::keep(const Data& bytes) const {
   if (!made.ok()) return {std::move(made), {}, false};
   BackupListing listing = list();
   if (!listing.status.ok()) return {std::move(listing.status), {}, false};
-  if (!listing.copies.empty()) {
-    const FileReading newest = platform_.fileManager.contentsAtPath(listing.copies.back().path);
-    if (newest.status.ok() && haveSameBytes(newest.data, bytes)) return {{}, listing.copies.back(), false};
+  if (!listing.backups.empty()) {
+    const FileReading newest = platform_.fileManager.contentsAtPath(listing.backups.back().path);
+    if (newest.status.ok() && haveSameBytes(newest.data, bytes)) return {{}, listing.backups.back(), false};
   }
   constexpr int kMostNames = 1000;
   Date now = timeAfter(listing);
   KeptBackup making;
   for (int i = 0; i < kMostNames; ++i, now = nextMillisecond(now)) {
     const std::string name = textOf({now, fileTag_});
-    making.copy = {name, folder_ + "/" + name, now};
-    making.status = platform_.fileManager.createFileAtPath({{bytes.bytes()}, {}}, making.copy.path);
+    making.backup = {name, folder_ + "/" + name, now};
+    making.status = platform_.fileManager.createFileAtPath({{bytes.bytes()}, {}}, making.backup.path);
     making.isNew = making.status.ok();
-    // Somebody else makes one in the same instant.
+    // Another process made one in the same instant.
     if (making.status.code != EEXIST) break;
   }
   return making;

@@ -8,7 +8,7 @@
 
 namespace tarvel {
 
-/// A copy of a bookmarks file that says in its name when it was made.
+/// A dated backup of a bookmarks file: its name has the instant it was made.
 struct Backup {
   std::string name;
   std::string path;
@@ -17,45 +17,45 @@ struct Backup {
 
 struct BackupListing {
   /// The oldest first.
-  std::vector<Backup> copies;
+  std::vector<Backup> backups;
   FileStatus status;
 };
 
 struct KeptBackup {
   FileStatus status;
-  /// The one that was made, or that was there already.
-  Backup copy;
+  /// The new one, or the newest one where that has the same bytes.
+  Backup backup;
   bool isNew = false;
 };
 
-/// The dated copies of one bookmarks file, in the folder of the initial backup. Those of other files lie there too,
-/// told apart by their names, and are nobody's affair here. Runs on the calling thread; `platform` is borrowed.
+/// The dated backups of one bookmarks file, in the folder of the initial backup. Backups of other files are there too;
+/// their names tell them apart, and they are ignored here. Runs on the calling thread; `platform` is borrowed.
 class BackupStore {
  public:
   /// `file` is the path of the bookmarks file, `initialBackup` the full path of the initial backup.
   BackupStore(const Platform& platform, const std::string& initialBackup, const std::string& file);
 
-  /// A folder that is not there yet holds none. The initial backup is none of them, whatever its name.
+  /// Empty where the folder does not exist yet. The initial backup is not listed, even under a dated name.
   [[nodiscard]] BackupListing list() const;
 
-  /// Keeps these bytes: in a new file for nobody but the user, whole or not at all, which replaces nothing; unless the
-  /// newest copy has them. Not unless an older one has: that may be old enough to be removed tomorrow. The copy is the
-  /// newest one then, even if the clock was set back since the last.
+  /// Writes these bytes to a new file, readable by the user alone, whole or not at all, replacing nothing. Writes
+  /// nothing when the newest backup has the same bytes; an older one does not count, since it may be pruned soon. The
+  /// new backup is the newest by name, even if the clock was set back.
   [[nodiscard]] KeptBackup keep(const Data& bytes) const;
 
   [[nodiscard]] const std::string& folder() const { return folder_; }
 
  private:
-  /// When a copy that is made now says it was made.
+  /// The instant for the name of a backup that is made now.
   [[nodiscard]] Date timeAfter(const BackupListing& earlier) const;
 
   const Platform& platform_;
   std::string folder_;
-  std::string firstName_;
+  std::string initialName_;
   std::string fileTag_;
 };
 
-/// The bytes as a bookmarks file: how many bookmarks it holds, or none when it is no such file. Logs nothing.
+/// The number of bookmarks in a bookmarks file with these bytes; none when it is not one. Logs nothing.
 [[nodiscard]] std::optional<std::size_t> bookmarkCount(const Platform& platform, const Data& bytes);
 
 [[nodiscard]] bool haveSameBytes(const Data& first, const Data& second);

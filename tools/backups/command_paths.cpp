@@ -2,30 +2,33 @@
 
 #include "settings/preference_keys.h"
 #include "tools/files/paths.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-std::string inQuotes(std::string_view text) { return "“" + printable(text) + "”"; }
-
-bool usesBackup(Command command) {
-  return command == Command::kSort || command == Command::kPreview || command == Command::kRestore ||
-         command == Command::kBackup;
+bool usesBackup(const CommandLine& line) {
+  const bool takesPart = line.command == Command::kSort || line.command == Command::kPreview ||
+                         line.command == Command::kRestore || line.command == Command::kBackup;
+  return takesPart && line.file != kStandardInput;
 }
 
-/// A copy of a backup would be the harmless exception; it is of no use either.
+/// A backup of a backup would do no harm, and be of no use.
 bool writesFile(Command command) { return command == Command::kSort || command == Command::kRestore; }
 
-std::string refusalOfAnothersBackup(const CommandLine& line, const InitialBackup& backup, const std::string& file) {
-  std::string refusal =
-      inQuotes(backup.path) + " is the backup of " + inQuotes(backup.madeOf) + ", not of " + inQuotes(file) + ".";
+Message refusalOfAnothersBackup(const CommandLine& line, const InitialBackup& backup, const std::string& file) {
+  Message refusal{{quotedPath(backup.path) + " is the backup of " + quotedPath(backup.madeOf) + ", not of " +
+                   quotedPath(file) + "."},
+                  {}};
   if (line.command == Command::kRestore) {
-    return refusal + " To put it there all the same: tarvel restore --from " + shellWord(backup.path) + " " +
-           shellWord(file);
+    refusal.sentences.insert(refusal.sentences.end(), {kNothingChanged, "To put it there all the same:"});
+    refusal.command = "tarvel restore --from " + shellWord(backup.path) + " " + shellWord(file);
+  } else {
+    refusal.sentences.insert(refusal.sentences.end(),
+                             {"Name another one with --backup-file, or leave that option out.", kNothingChanged});
   }
-  return refusal + " Name another one with --backup-file, or leave that option out.";
+  return refusal;
 }
 
 }  // namespace
@@ -42,17 +45,18 @@ InitialBackup backupOf(FileManager& files, const CommandLine& line, const Comman
   return backupAt(files, files.stringByExpandingTildeInPath(absolutePath(line.backupFile)), file);
 }
 
-std::string refusalOfPaths(FileManager& files, const CommandLine& line, const CommandSettings& settings) {
-  if (!usesBackup(line.command)) return {};
+Message refusalOfPaths(FileManager& files, const CommandLine& line, const CommandSettings& settings) {
+  if (!usesBackup(line)) return {};
   const std::string file = bookmarksFilePath(files, line, settings);
   const InitialBackup backup = backupOf(files, line, settings);
   if (isSameFile(file, backup.path)) {
-    return "The backup " + inQuotes(backup.path) + " is the bookmarks file " + inQuotes(file) +
-           " itself. Name another one.";
+    return {{"The backup " + quotedPath(backup.path) + " is the bookmarks file itself.",
+             "Name another one with --backup-file.", kNothingChanged},
+            {}};
   }
   if (writesFile(line.command) && isKeptBackup(files, file, backup.path)) {
-    return inQuotes(file) + " is a backup, and backups stay as they are. To look into it: tarvel preview " +
-           shellWord(file);
+    return {{quotedPath(file) + " is a backup, and backups stay as they are.", kNothingChanged, "To look into it:"},
+            "tarvel preview " + shellWord(file)};
   }
   if (backup.origin == BackupOrigin::kAnotherFile) return refusalOfAnothersBackup(line, backup, file);
   return {};

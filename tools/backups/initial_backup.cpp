@@ -1,8 +1,8 @@
 #include "tools/backups/initial_backup.h"
 
 #include <cerrno>
-#include <cstdlib>
 
+#include "platform/linux/base/user_folders.h"
 #include "platform/path_components.h"
 #include "settings/places.h"
 #include "tools/backups/backup_name.h"
@@ -30,8 +30,7 @@ bool isInitialBackupName(std::string_view name) {
          tag.find_first_not_of("0123456789abcdef", 1) == std::string_view::npos;
 }
 
-/// A name under which an initial backup is kept for good where its file has an earlier one: that of a backup made when
-/// its bytes were.
+/// Renames an initial backup whose file has another one already, to the name of a dated backup of its own date.
 FileStatus moveToDatedName(FileManager& files, const std::string& backup, const std::string& file) {
   constexpr int kMostNames = 1000;
   Date date = files.modificationDateAtPath(backup).value_or(Date{});
@@ -46,10 +45,8 @@ FileStatus moveToDatedName(FileManager& files, const std::string& backup, const 
 }  // namespace
 
 std::string agentBackupFile(FileManager& files) {
-  const char* dataHome = std::getenv("XDG_DATA_HOME");
-  // The base directory convention has relative paths ignored.
-  const bool isUsable = dataHome != nullptr && *dataHome == '/';
-  const std::string folder = isUsable ? dataHome : files.stringByExpandingTildeInPath("~/.local/share");
+  const std::string dataHome = folderFromEnvironment("XDG_DATA_HOME");
+  const std::string folder = dataHome.empty() ? files.stringByExpandingTildeInPath("~/.local/share") : dataHome;
   return folder + "/" + kSupportFolderName + "/" + kBackupName;
 }
 
@@ -64,7 +61,7 @@ InitialBackup initialBackupOf(FileManager& files, const std::string& file, const
   InitialBackup agents = backupAt(files, agentBackupFile(files), file);
   if (agents.origin == BackupOrigin::kThisFile) return agents;
   InitialBackup own = backupAt(files, ownBackupFile(files, file), file);
-  // Its name says whose it is, where nothing else does.
+  // Its name holds the file's digits, so no record is needed.
   if (own.origin == BackupOrigin::kUnrecorded) own.origin = BackupOrigin::kThisFile;
   const bool mayUseAgents = agents.origin != BackupOrigin::kAnotherFile && isSameFile(file, settingsFile);
   return own.origin == BackupOrigin::kMissing && mayUseAgents ? agents : own;
@@ -83,8 +80,8 @@ FileStatus assignAgentBackup(FileManager& files, const std::string& file, const 
   const std::string agents = agentBackupFile(files);
   const InitialBackup present = backupAt(files, agents, file);
   if (present.origin == BackupOrigin::kThisFile) return {};
-  const bool isOfNobodyElse = present.origin == BackupOrigin::kUnrecorded && isSameFile(file, previousFile);
-  if (isOfNobodyElse) return {};
+  const bool isTakenAsOwn = present.origin == BackupOrigin::kUnrecorded && isSameFile(file, previousFile);
+  if (isTakenAsOwn) return {};
   if (present.origin != BackupOrigin::kMissing) {
     const std::string madeOf = present.madeOf.empty() ? previousFile : present.madeOf;
     FileStatus moved = files.moveItem(agents, ownBackupFile(files, madeOf));

@@ -6,16 +6,16 @@
 
 namespace tarvel {
 
-// An initial backup is what a bookmarks file held before its first sort. Each file has one of its own. That of the file
-// in the settings has the name that the agent uses, "Bookmarks (Initial Copy).plist"; that of any other file has eight
-// hexadecimal digits for the file's path in its name.
+// An initial backup has the contents of a bookmarks file before its first sort. Each file has its own. The one of the
+// file in the settings has the name that the agent uses, "Bookmarks (Initial Copy).plist"; others have eight
+// hexadecimal digits in their names, which stand for the file's path.
 
-/// Which file an initial backup was made of, as far as the backup tells.
+/// Which file an initial backup was made of, as far as the backup records it.
 enum class BackupOrigin {
   kMissing,      ///< There is no backup.
   kThisFile,     ///< The file in question.
-  kUnrecorded,   ///< The backup does not tell.
-  kAnotherFile,  ///< Another one.
+  kUnrecorded,   ///< Not recorded.
+  kAnotherFile,  ///< Another file.
 };
 
 struct InitialBackup {
@@ -26,24 +26,23 @@ struct InitialBackup {
   std::string madeOf;
 };
 
-/// The path that the agent uses, whatever file it sorts: "Tarvel" in $XDG_DATA_HOME, or in ~/.local/share.
+/// The path that the agent uses for any file: in the folder "Tarvel" of $XDG_DATA_HOME, or of ~/.local/share.
 [[nodiscard]] std::string agentBackupFile(FileManager& files);
 
 /// The initial backup of the bookmarks file at the full path `file`. `settingsFile` is the file that the agent sorts.
-/// The answer is never another file's: there it is the path where one of this file's own is to be made.
+/// Never another file's backup: where there is none, the result is the path where one is to be made.
 [[nodiscard]] InitialBackup initialBackupOf(FileManager& files, const std::string& file,
                                             const std::string& settingsFile);
 
-/// What is at `path`, seen as a backup of `file`.
+/// The backup at `path`, and whether it was made of `file`.
 [[nodiscard]] InitialBackup backupAt(FileManager& files, const std::string& path, const std::string& file);
 
-/// Whether this is a backup that Tarvel keeps, by its name and folder: the usual one, or that of `backup`.
+/// Whether `path` is a backup, by its name, in the usual folder or in that of `backup`.
 [[nodiscard]] bool isKeptBackup(FileManager& files, const std::string& path, const std::string& backup);
 
 /// Gives the agent's name to the initial backup of `file`, which the agent is about to sort, so that the agent never
-/// takes another file's backup for that of `file`. The backup that has the name now goes to the name of its own file;
-/// one that does not tell its file is taken to be of `previousFile`. Nothing is overwritten. Doing it twice changes
-/// nothing.
+/// mistakes another file's backup for that of `file`. The backup that has the name now gets the name of its own file;
+/// one without a record counts as one of `previousFile`. Overwrites nothing. Idempotent.
 [[nodiscard]] FileStatus assignAgentBackup(FileManager& files, const std::string& file,
                                            const std::string& previousFile);
 

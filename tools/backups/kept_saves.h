@@ -6,14 +6,19 @@
 
 namespace tarvel {
 
-/// What to say about another program's save that lies outside its place: a sentence, and what to do about it.
+class Answer;
+
+/// A message about another program's save that a sort displaced: what happened, and what to do about it.
 struct KeptSaveWords {
   std::string text;
+  /// Sentences.
   std::string advice;
+  /// Shows how the save differs.
+  std::string command;
 };
 [[nodiscard]] KeptSaveWords wordsForKeptSave(const std::string& savePath, const std::string& bookmarksPath);
 
-/// Names each of them on the error output.
-void tellOfKeptSaves(FileManager& files, const std::string& bookmarksPath);
+/// Names each of them. The field "keptSaves" has their paths.
+void sayKeptSaves(Answer& answer, FileManager& files, const std::string& bookmarksPath);
 
 }  // namespace tarvel

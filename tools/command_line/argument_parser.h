@@ -1,8 +1,5 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "tools/command_line/command_line.h"
 
 namespace tarvel {
@@ -14,10 +11,8 @@ struct ParsedCommandLine {
   int exitStatus = 0;
 };
 
-/// Reads the arguments, program name first. Writes help to standard output and complaints to the error output.
+/// Reads the arguments, program name first. Writes help to standard output and usage errors to the error output, or as
+/// JSON where that was asked for.
 [[nodiscard]] ParsedCommandLine parseCommandLine(int argc, const char* const* argv);
-
-/// The known option that is spelled most like `given`; empty when none is close.
-[[nodiscard]] std::string closestOption(const std::string& given, const std::vector<std::string>& known);
 
 }  // namespace tarvel

@@ -7,18 +7,16 @@
 
 namespace tarvel {
 
-enum class BackupAction { kMake, kList, kPrune };
+enum class BackupAction { kCreate, kList, kPrune };
 
-/// What the user asked of the dated copies.
+/// Options about backups.
 struct BackupOptions {
-  BackupAction action = BackupAction::kMake;
+  BackupAction action = BackupAction::kCreate;
   /// prune: how many of the newest stay, whatever their age.
   std::optional<std::size_t> keep;
-  /// prune: what is not older stays, in seconds.
+  /// prune: seconds; backups that are not older stay.
   std::optional<std::int64_t> olderThan;
-  /// prune: only tell.
-  bool isDryRun = false;
-  /// restore: the copy to put back, a path or (a part of) a name. Empty: the initial backup, which moves.
+  /// restore: the backup to put back, a path or (a part of) a name. Empty: the initial backup, which moves.
   std::string from;
   /// restore: do not ask.
   bool isAgreed = false;

@@ -51,13 +51,26 @@ std::vector<NamedSetting> settingsInForce(const CommandLine& line, const Command
   std::vector<NamedSetting> inForce;
   if (line.ignoresSettings) return inForce;
   if (line.file.empty() && settings.bookmarksFile != defaultFile(files)) {
-    inForce.push_back({kBookmarksFilenameKey, settings.bookmarksFile});
+    inForce.push_back({settingName(kBookmarksFilenameKey), settings.bookmarksFile, std::nullopt});
   }
   for (const Rule& rule : kRules) {
     const bool value = settings.rules.*rule.value;
-    if (!(line.*rule.option) && value != rule.byDefault) inForce.push_back({rule.key, value ? "yes" : "no"});
+    if (line.*rule.option || value == rule.byDefault) continue;
+    inForce.push_back({settingName(rule.key), value ? "yes" : "no", value});
   }
   return inForce;
+}
+
+std::string settingName(std::string_view key) {
+  constexpr std::string_view kUpdatePrefix = "SU";
+  if (key.starts_with(kUpdatePrefix)) key.remove_prefix(kUpdatePrefix.size());
+  std::string name;
+  for (const char c : key) {
+    const bool isCapital = c >= 'A' && c <= 'Z';
+    if (isCapital && !name.empty()) name += '-';
+    name += isCapital ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return name;
 }
 
 }  // namespace tarvel

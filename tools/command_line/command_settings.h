@@ -1,20 +1,23 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/file_manager.h"
 #include "platform/preferences_store.h"
+#include "settings/preference_keys.h"
 #include "tools/command_line/command_line.h"
 
 namespace tarvel {
 
 /// What a sort does besides ordering.
 struct SortRules {
-  bool foldersAtTop = true;
-  bool removeDuplicates = true;
-  bool renameSamenamed = true;
-  bool sortBookmarksBar = false;
+  bool foldersAtTop = kFoldersAtTopDefault;
+  bool removeDuplicates = kRemoveDuplicatesDefault;
+  bool renameSamenamed = kRenameSamenamedDefault;
+  bool sortBookmarksBar = kSortBookmarksBarDefault;
 
   friend bool operator==(const SortRules&, const SortRules&) = default;
 };
@@ -26,10 +29,13 @@ struct CommandSettings {
   SortRules rules;
 };
 
-/// A setting by the name it is stored under, with its value as `tarvel settings` shows it.
+/// A setting by its name in the command, with its value.
 struct NamedSetting {
-  std::string key;
-  std::string value;
+  std::string name;
+  /// As `tarvel settings` shows it.
+  std::string text;
+  /// Of a boolean setting.
+  std::optional<bool> isOn;
 };
 
 /// Settings that cannot be read count as absent; the store logs that.
@@ -43,5 +49,9 @@ struct NamedSetting {
 /// option overrules.
 [[nodiscard]] std::vector<NamedSetting> settingsInForce(const CommandLine& line, const CommandSettings& settings,
                                                         FileManager& files);
+
+/// The name of a setting in the command: "folders-at-top" for the key FoldersAtTop. Keys that belong to update checks
+/// lose their prefix SU.
+[[nodiscard]] std::string settingName(std::string_view key);
 
 }  // namespace tarvel

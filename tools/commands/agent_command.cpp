@@ -1,6 +1,4 @@
-// tarvel agent: turns sorting by itself on and off, starts the agent and ends it.
-
-#include <iostream>
+// tarvel agent: turns automatic sorting on and off, starts and stops the agent.
 
 #include "settings/preference_keys.h"
 #include "tools/agent/agent_context.h"
@@ -8,7 +6,8 @@
 #include "tools/backups/initial_backup.h"
 #include "tools/command_line/command_settings.h"
 #include "tools/commands/agent_control.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/answer.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -20,20 +19,17 @@ std::string inForce(const AgentContext& agent, const char* key) {
 
 bool isWanted(const AgentContext& agent) { return inForce(agent, kAutoSortModeKey) == "yes"; }
 
-int complain(const std::string& complaint) {
-  std::cerr << "tarvel: " << printable(complaint) << "\n";
-  return kExitFailed;
+/// Stores the setting. False when it cannot be written.
+bool storeWanted(const AgentContext& agent, bool isWanted) {
+  const auto tree = std::make_shared<PropertyListTree>();
+  agent.preferences.setAppValue(kAutoSortModeKey, {tree, tree->makeBoolean(isWanted)}, kMainApplicationIdentifier);
+  return agent.preferences.appSynchronize(kMainApplicationIdentifier);
 }
 
-/// Keeps the setting for good; false, with words, when it cannot be kept.
-bool keepWanted(const AgentContext& agent, bool wanted) {
-  const auto tree = std::make_shared<PropertyListTree>();
-  agent.preferences.setAppValue(kAutoSortModeKey, {tree, tree->makeBoolean(wanted)}, kMainApplicationIdentifier);
-  if (agent.preferences.appSynchronize(kMainApplicationIdentifier)) return true;
-  (void)complain("The settings could not be written to “" + agent.settingsPath +
-                 "”. Please verify that you have read and write access to the file and its folder, and that the disk "
-                 "is not full.");
-  return false;
+Message settingsNotWritten(const AgentContext& agent) {
+  return {{"The settings could not be written to " + quotedPath(agent.settingsPath) + ".",
+           "Check that you may write to the file and its folder, and that the disk is not full."},
+          {}};
 }
 
 std::string processText(AgentService& service) {
@@ -48,126 +44,181 @@ std::string loginText(const LoginEntry& entry) {
     case LoginStart::kDesktop:
       return "whenever your desktop session begins";
     default:
-      return "only when it is told to";
+      return "only when you start it";
   }
 }
 
-void tellWhatComes(const AgentControl& control) {
-  const AgentContext& agent = control.around;
+void setFields(Answer& answer, const AgentControl& control) {
+  const auto process = control.service.runningAgent();
+  const LoginEntry entry = control.service.loginEntry();
+  answer["automaticSorting"] = isWanted(control.agent);
+  answer["running"] = process.has_value();
+  answer["process"] = process.value_or(0) == 0 ? Answer::Json() : Answer::Json(*process);
+  answer["startedBy"] = entry.by == LoginStart::kServiceManager ? Answer::Json("service-manager")
+                        : entry.by == LoginStart::kDesktop      ? Answer::Json("desktop")
+                                                                : Answer::Json();
+  answer["startFile"] = entry.file.empty() ? Answer::Json() : Answer::Json(entry.file);
+}
+
+void sayWhatComes(Answer& answer, const AgentControl& control) {
+  const AgentContext& agent = control.agent;
   const std::string file = inForce(agent, kBookmarksFilenameKey);
-  const bool isInteractive = agent.files.fileExistsAtPath(file);
-  const std::vector<std::string> doubts = isInteractive ? control.doubts() : std::vector<std::string>();
-  if (!doubts.empty()) {
-    std::cout << "As things are, the first sort would fail:\n";
-    for (const std::string& doubt : doubts) std::cout << "  " << doubt << "\n";
-  } else if (isInteractive) {
-    std::cout << "Nothing is sorted yet: the first sort follows the next change of “" << printable(file)
-              << "”. To see what it would do: tarvel preview\n";
-  } else {
-    std::cout << "There is no file “" << printable(file) << "” yet; once there is, it will be sorted. If yours is "
-              << "elsewhere: tarvel settings set " << kBookmarksFilenameKey
-              << " PATH, then tarvel agent stop and tarvel agent start.\n";
+  if (!agent.files.fileExistsAtPath(file)) {
+    answer.say("There is no file " + quotedPath(file) + " yet; it is sorted once it exists.");
+    answer.hint("If yours is elsewhere, name it, then restart the agent:",
+                "tarvel settings set " + settingName(kBookmarksFilenameKey) +
+                    " PATH && tarvel agent stop && tarvel agent start");
+    return;
   }
+  const std::vector<std::string> problems = control.problems();
+  if (problems.empty()) {
+    answer.say("Nothing is sorted yet: the first sort follows the next change of " + quotedPath(file) + ".");
+    answer.hint("To see what it would do:", "tarvel preview");
+    return;
+  }
+  answer.say("The first sort would fail:");
+  for (const std::string& problem : problems) answer.say("  " + problem);
 }
 
-/// The agent knows one backup by its name alone, so that must not be another file's.
-bool ownsAgentBackup(const AgentContext& agent) {
+/// The agent finds the initial backup by its name alone, so that must not be another file's.
+FileStatus claimAgentBackup(const AgentContext& agent) {
   const std::string file = readCommandSettings(agent.preferences, agent.files).bookmarksFile;
-  const FileStatus assigned = assignAgentBackup(agent.files, file, file);
-  if (!assigned.ok()) {
-    (void)complain("The backup “" + agentBackupFile(agent.files) +
-                   "” is that of another file and could not be moved aside: " + assigned.reason +
-                   " Nothing was changed.");
-  }
-  return assigned.ok();
+  return assignAgentBackup(agent.files, file, file);
 }
 
-int enable(const AgentControl& control) {
-  if (!ownsAgentBackup(control.around)) return kExitFailed;
+int failEnabling(Answer& answer, const FileStatus& claimed, const AgentContext& agent) {
+  return answer.fail(kExitFailed, {{"The backup " + quotedPath(agentBackupFile(agent.files)) +
+                                        " is that of another file, and could not be moved aside.",
+                                    sentenceOf(printable(claimed.reason)), kNothingChanged},
+                                   {}});
+}
+
+int enable(Answer& answer, const AgentControl& control) {
+  const FileStatus claimed = claimAgentBackup(control.agent);
+  if (!claimed.ok()) return failEnabling(answer, claimed, control.agent);
   const ServiceAnswer enabled = control.service.enable(control.program);
-  if (!enabled.isDone) return complain(enabled.complaint + " Nothing was changed.");
-  const bool wasWanted = isWanted(control.around);
-  // The agent looks for it when it starts.
-  if (!wasWanted && !keepWanted(control.around, true)) return kExitFailed;
+  if (!enabled.isDone) return answer.fail(kExitFailed, {{printable(enabled.complaint), kNothingChanged}, {}});
+  const bool wasWanted = isWanted(control.agent);
+  // The agent reads it when it starts.
+  if (!wasWanted && !storeWanted(control.agent, true)) {
+    return answer.fail(kExitFailed, settingsNotWritten(control.agent));
+  }
   const ServiceAnswer started = control.service.start(control.program);
-  if (!started.isDone) return complain(started.complaint);
-  const bool wasSo = wasWanted && !enabled.isChanged && !started.isChanged;
-  std::cout << (wasSo ? "It is so already: automatic sorting is on. " : "Automatic sorting is on. ") << "The agent runs"
-            << processText(control.service) << ", and starts " << loginText(control.service.loginEntry()) << ".\n";
-  if (wasSo) return 0;
-  if (!control.service.hasManager())
-    std::cout << "No service manager of yours answers here, so your desktop was asked to start it. "
-                 "Without a desktop, start it yourself after each login: tarvel agent start\n";
-  tellWhatComes(control);
-  std::cout << "To turn it off again: tarvel agent disable\n";
-  return 0;
+  if (!started.isDone) return answer.fail(kExitFailed, {{printable(started.complaint)}, {}});
+  const bool isUnchanged = wasWanted && !enabled.isChanged && !started.isChanged;
+  answer.say(std::string("Automatic sorting is ") + (isUnchanged ? "already " : "") + "on.");
+  answer.say("The agent is running" + processText(control.service) + ", and starts " +
+             loginText(control.service.loginEntry()) + ".");
+  answer["changed"] = !isUnchanged;
+  setFields(answer, control);
+  if (isUnchanged) return answer.end(0);
+  if (!control.service.hasManager()) {
+    answer.say("No user service manager answers here, so your desktop starts the agent.");
+    answer.hint("Without a desktop, start it after each login:", "tarvel agent start");
+  }
+  sayWhatComes(answer, control);
+  answer.hint("To turn it off again:", "tarvel agent disable");
+  return answer.end(0);
 }
 
-int disable(const AgentControl& control) {
-  const bool wasWanted = isWanted(control.around);
-  if (wasWanted && !keepWanted(control.around, false)) return kExitFailed;
+/// What disabling came to.
+struct Disabling {
+  bool isChanged = false;
+  Message complaint;
+};
+
+Disabling disableAgent(const AgentControl& control) {
+  const bool wasWanted = isWanted(control.agent);
+  if (wasWanted && !storeWanted(control.agent, false)) return {false, settingsNotWritten(control.agent)};
   const ServiceAnswer disabled = control.service.disable();
   const ServiceAnswer stopped = control.service.stop();
-  for (const ServiceAnswer& answer : {disabled, stopped}) {
-    if (!answer.isDone) return complain("Automatic sorting is off from the agent's next start. " + answer.complaint);
+  for (const ServiceAnswer& one : {disabled, stopped}) {
+    if (one.isDone) continue;
+    return {true, {{"Automatic sorting is off from the agent's next start.", printable(one.complaint)}, {}}};
   }
-  if (!wasWanted && !disabled.isChanged && !stopped.isChanged) {
-    std::cout << "It is so already: automatic sorting is off, and no agent runs or is started when you log in.\n";
-    return 0;
-  }
-  std::cout << "Automatic sorting is off. No agent runs, and none is started when you log in.\n"
-               "Your bookmarks and settings stay as they are. To turn it on again: tarvel agent enable\n";
-  return 0;
+  return {wasWanted || disabled.isChanged || stopped.isChanged, {}};
 }
 
-int start(const AgentControl& control) {
-  if (!isWanted(control.around)) {
-    return complain("Automatic sorting is off, so the agent would end at once. To turn it on: tarvel agent enable");
+int disable(Answer& answer, const AgentControl& control) {
+  const Disabling disabling = disableAgent(control);
+  if (!disabling.complaint.sentences.empty()) return answer.fail(kExitFailed, disabling.complaint);
+  answer["changed"] = disabling.isChanged;
+  setFields(answer, control);
+  answer.say(std::string("Automatic sorting is ") + (disabling.isChanged ? "" : "already ") + "off.");
+  answer.say("The agent is not running, and does not start when you log in.");
+  if (!disabling.isChanged) return answer.end(0);
+  answer.say("Your bookmarks and settings stay as they are.");
+  answer.hint("To turn it on again:", "tarvel agent enable");
+  return answer.end(0);
+}
+
+int start(Answer& answer, const AgentControl& control) {
+  if (!isWanted(control.agent)) {
+    return answer.fail(kExitFailed, {{"Automatic sorting is off, so the agent would exit right after starting.",
+                                      kNothingChanged, "To turn it on:"},
+                                     "tarvel agent enable"});
   }
   const ServiceAnswer started = control.service.start(control.program);
-  if (!started.isDone) return complain(started.complaint);
-  std::cout << (started.isChanged ? "The agent runs now" : "The agent runs already") << processText(control.service)
-            << ".\n";
-  if (control.service.loginEntry().by == LoginStart::kNone)
-    std::cout << "To have it start whenever you log in: tarvel agent enable\n";
-  return 0;
+  if (!started.isDone) return answer.fail(kExitFailed, {{printable(started.complaint)}, {}});
+  answer["changed"] = started.isChanged;
+  setFields(answer, control);
+  answer.say((started.isChanged ? "The agent is running" : "The agent is already running") +
+             processText(control.service) + ".");
+  if (control.service.loginEntry().by == LoginStart::kNobody) {
+    answer.hint("To start it whenever you log in:", "tarvel agent enable");
+  }
+  return answer.end(0);
 }
 
-int stop(const AgentControl& control) {
+int stop(Answer& answer, const AgentControl& control) {
   const ServiceAnswer stopped = control.service.stop();
-  if (!stopped.isDone) return complain(stopped.complaint);
-  std::cout << (stopped.isChanged ? "The agent has ended.\n" : "No agent runs.\n");
-  if (control.service.loginEntry().by != LoginStart::kNone)
-    std::cout << "It starts again when you next log in. To turn sorting off for good: tarvel agent disable\n";
-  return 0;
+  if (!stopped.isDone) return answer.fail(kExitFailed, {{printable(stopped.complaint)}, {}});
+  answer["changed"] = stopped.isChanged;
+  setFields(answer, control);
+  answer.say(stopped.isChanged ? "The agent has stopped." : "The agent is not running.");
+  if (control.service.loginEntry().by != LoginStart::kNobody) {
+    answer.say("It starts again when you next log in.");
+    answer.hint("To turn automatic sorting off for good:", "tarvel agent disable");
+  }
+  return answer.end(0);
 }
 
-int tellState(const AgentControl& control) {
+int showState(Answer& answer, const AgentControl& control) {
   const LoginEntry entry = control.service.loginEntry();
-  const bool runs = control.service.runningAgent().has_value();
-  const bool wanted = isWanted(control.around);
-  std::cout << "Automatic sorting is " << (wanted ? "on" : "off") << ". The agent "
-            << (runs ? "runs" + processText(control.service) : "does not run") << ", and starts " << loginText(entry);
-  if (!entry.file.empty()) std::cout << " (“" << printable(entry.file) << "”)";
-  std::cout << ".\nMore: tarvel status. To have everything checked: tarvel doctor\n";
-  return wanted && !runs ? kExitNeedsAttention : 0;
+  const bool isRunning = control.service.runningAgent().has_value();
+  const bool wanted = isWanted(control.agent);
+  setFields(answer, control);
+  answer.say("Automatic sorting is " + std::string(wanted ? "on" : "off") + ". The agent is " +
+             (isRunning ? "running" + processText(control.service) : "not running") + ", and starts " +
+             loginText(entry) + (entry.file.empty() ? "" : " (" + quotedPath(entry.file) + ")") + ".");
+  answer.hint("More: tarvel status. To check everything: tarvel doctor");
+  return answer.end(wanted && !isRunning ? kExitNeedsAttention : 0);
 }
 
 }  // namespace
 
 int runAgent(const AgentControl& control, const CommandLine& line) {
+  Answer answer(line.name, line.output);
   switch (line.agentAction) {
     case AgentAction::kEnable:
-      return enable(control);
+      return enable(answer, control);
     case AgentAction::kDisable:
-      return disable(control);
+      return disable(answer, control);
     case AgentAction::kStart:
-      return start(control);
+      return start(answer, control);
     case AgentAction::kStop:
-      return stop(control);
+      return stop(answer, control);
     default:
-      return tellState(control);
+      return showState(answer, control);
   }
+}
+
+std::string disableAutomaticSorting(const AgentControl& control) {
+  std::string text;
+  for (const std::string& sentence : disableAgent(control).complaint.sentences) {
+    text += (text.empty() ? "" : " ") + sentence;
+  }
+  return text;
 }
 
 }  // namespace tarvel

@@ -10,10 +10,10 @@ namespace tarvel {
 [[nodiscard]] int runSettings(const AgentContext& agent, const CommandLine& line);
 [[nodiscard]] int runStatus(const AgentContext& agent, const CommandLine& line);
 
-/// Shows the error that waits, which then waits no more. For a prompt at a terminal.
+/// Shows and clears the pending error, at a terminal.
 [[nodiscard]] int runReport(const AgentContext& agent, const CommandLine& line);
-/// The same as the main application that the agent launches: as a notification, or in the log when nobody shows those.
-/// Silent when nothing waits.
+/// The same as the main application that the agent launches: as a notification, or in the log where those are not
+/// shown. Silent when no error is pending.
 [[nodiscard]] int runReportAsApplication(const AgentContext& agent, Notifier& notifier, SystemLog& systemLog);
 
 }  // namespace tarvel

@@ -10,17 +10,20 @@
 
 namespace tarvel {
 
-/// What the commands that turn the agent on and off reach. All of it is borrowed.
+/// What the commands that turn the agent on and off work on. All of it is borrowed.
 struct AgentControl {
-  const AgentContext& around;
+  const AgentContext& agent;
   AgentService& service;
-  /// The agent that belongs to this command: its full path; empty where none was installed.
+  /// The full path of the agent that was installed with this command; empty where none was.
   std::string program;
-  /// Why the next sort would fail, and what to do about it, each in whole sentences; empty when it would not.
-  std::function<std::vector<std::string>()> doubts = [] { return std::vector<std::string>(); };
+  /// Why the next sort would fail, and what to do about it, in whole sentences; empty when it would not.
+  std::function<std::vector<std::string>()> problems = [] { return std::vector<std::string>(); };
 };
 
-/// tarvel agent. Answers the exit status.
+/// tarvel agent. Returns the exit status.
 [[nodiscard]] int runAgent(const AgentControl& control, const CommandLine& line);
+
+/// Turns automatic sorting off, as "agent disable" does. Returns what went wrong; empty for nothing.
+[[nodiscard]] std::string disableAutomaticSorting(const AgentControl& control);
 
 }  // namespace tarvel

@@ -1,9 +1,6 @@
-// backup: dated copies of the bookmarks file.
-
-#include <unistd.h>
+// backup: dated backups of the bookmarks file.
 
 #include <cerrno>
-#include <iostream>
 #include <optional>
 #include <vector>
 
@@ -13,131 +10,139 @@
 #include "tools/commands/commands.h"
 #include "tools/files/current_file.h"
 #include "tools/report/backup_list.h"
+#include "tools/report/failure_text.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/shown_progress.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-std::string quoted(std::string_view text) { return "“" + printable(text) + "”"; }
-
-int complain(const Platform& platform, const CommandLine& line, TarvelError code, const std::string& file,
-             const std::string& reason = {}) {
-  const Painter painter(usesColor(line.color, STDERR_FILENO));
-  std::cerr << painter.red(Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, code, printable(file))) << "\n";
-  if (!reason.empty()) std::cerr << printable(reason) << "\n";
-  return code;
+int failToList(Answer& answer, const BackupStore& store, const FileStatus& status) {
+  return answer.fail(TarvelErrorReadFailed, {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
+                                              sentenceOf(printable(status.reason)), kNothingChanged},
+                                             {}});
 }
 
-int complainOfFolder(const BackupStore& copies, const FileStatus& status) {
-  std::cerr << "tarvel: The copies in " << quoted(copies.folder())
-            << " could not be looked at: " << printable(status.reason) << "\n";
-  return TarvelErrorReadFailed;
-}
-
-std::string counted(std::size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
-}
-
-int makeBackup(const Platform& platform, const CommandLine& line, const BackupStore& copies, const std::string& path) {
+int createBackup(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store,
+                 const std::string& path) {
+  answer["file"] = path;
   std::optional<ShownProgress> shown(platform);
   const CurrentFile file = readCurrentFile(platform, path);
   std::optional<std::size_t> bookmarks;
   if (file.code == TarvelErrorNone) bookmarks = bookmarkCount(platform, file.reading.data);
-  KeptBackup made;
-  if (bookmarks) made = copies.keep(file.reading.data);
+  KeptBackup kept;
+  if (bookmarks) kept = store.keep(file.reading.data);
   shown.reset();
-  if (file.code != TarvelErrorNone) return complain(platform, line, file.code, path, file.reading.status.reason);
-  if (!bookmarks) return complain(platform, line, TarvelErrorNotBookmarksFile, path);
-  if (!made.status.ok()) return complain(platform, line, TarvelErrorBackupFailed, copies.folder(), made.status.reason);
-  if (!made.isNew) {
-    std::cout << "The newest copy " << quoted(made.copy.path) << " is the same to the last byte; no other was made.\n";
-    return 0;
+  const TarvelError code = file.code != TarvelErrorNone ? file.code : TarvelErrorNotBookmarksFile;
+  if (!bookmarks) {
+    const bool isMissing = code == TarvelErrorBookmarksFileNotFound;
+    const std::string reason = isMissing ? std::string() : reasonFor(platform, path);
+    return answer.fail(code, messageOf(platform, {code, path, reason}));
   }
-  std::cout << "The copy " << quoted(made.copy.path) << " was made (" << counted(*bookmarks, "bookmark", "bookmarks")
-            << ").\nTo have it back: tarvel restore --from " << shellWord(made.copy.name) << wordsForPlaces(line)
-            << "\n";
-  return 0;
+  if (!kept.status.ok()) {
+    const std::string reason = sentenceOf(printable(kept.status.reason));
+    return answer.fail(TarvelErrorBackupFailed, messageOf(platform, {TarvelErrorBackupFailed, store.folder(), reason}));
+  }
+  answer["backup"] = kept.backup.path;
+  answer["bookmarks"] = *bookmarks;
+  answer["made"] = kept.isNew;
+  if (!kept.isNew) {
+    answer.say("The newest backup " + quotedPath(kept.backup.path) + " has the same contents; no other was made.");
+    return answer.end(0);
+  }
+  answer.say("The backup " + quotedPath(kept.backup.path) + " was made (" +
+             counted(*bookmarks, "bookmark", "bookmarks") + ").");
+  answer.hint("To put it back:", "tarvel restore --from " + shellWord(kept.backup.name) + wordsForPlaces(line));
+  return answer.end(0);
 }
 
-int listBackups(const Platform& platform, const CommandLine& line, const BackupStore& copies, const std::string& path,
+int listBackups(Answer& answer, const Platform& platform, const BackupStore& store, const std::string& path,
                 const std::string& initialBackup) {
   std::optional<ShownProgress> shown(platform);
-  const BackupList list = backupList(shown->platform(), path, initialBackup, copies);
+  const BackupList list = backupList(shown->platform(), path, initialBackup, store);
   shown.reset();
-  if (!list.status.ok()) return complainOfFolder(copies, list.status);
-  std::cout << (line.json ? backupListAsJson(list) : backupListAsText(list));
-  return 0;
+  if (!list.status.ok()) return failToList(answer, store, list.status);
+  answer.page();
+  answerWith(answer, list);
+  return answer.end(0);
 }
 
-/// `newerOnes` of the whole copies are newer; the newest one always stays.
-bool mayGo(const Backup& copy, std::size_t newerOnes, const BackupOptions& options, std::int64_t now) {
+/// `newerOnes` of the readable backups are newer; the newest one always stays.
+bool mayGo(const Backup& backup, std::size_t newerOnes, const BackupOptions& options, std::int64_t now) {
   if (newerOnes == 0 || (options.keep && newerOnes < *options.keep)) return false;
-  return !options.olderThan || now - copy.time.seconds > *options.olderThan;
+  return !options.olderThan || now - backup.time.seconds > *options.olderThan;
 }
 
 struct Pruning {
-  /// The newest first, as all of them.
+  /// The newest first.
   std::vector<Backup> toGo;
-  /// What a restore has kept of a broken file is the only one there is.
-  std::vector<Backup> noBookmarks;
+  /// A broken file that a restore has saved exists nowhere else, so it stays.
+  std::vector<Backup> unreadable;
 };
 
-/// Everything is looked at before the first one goes.
-Pruning planPruning(const Platform& platform, const BackupOptions& options, const std::vector<Backup>& copies) {
+/// Everything is read before the first backup is removed.
+Pruning planPruning(const Platform& platform, const BackupOptions& options, const std::vector<Backup>& backups) {
   const ShownProgress shown(platform);
   const std::int64_t now = platform.clock.wallClock().seconds;
   Pruning pruning;
-  std::size_t whole = 0;
-  for (auto copy = copies.rbegin(); copy != copies.rend(); ++copy) {
-    const FileReading reading = platform.fileManager.contentsAtPath(copy->path);
+  std::size_t readable = 0;
+  for (auto backup = backups.rbegin(); backup != backups.rend(); ++backup) {
+    const FileReading reading = platform.fileManager.contentsAtPath(backup->path);
     if (!reading.status.ok() || !bookmarkCount(platform, reading.data)) {
-      pruning.noBookmarks.push_back(*copy);
-    } else if (mayGo(*copy, whole++, options, now)) {
-      pruning.toGo.push_back(*copy);
+      pruning.unreadable.push_back(*backup);
+    } else if (mayGo(*backup, readable++, options, now)) {
+      pruning.toGo.push_back(*backup);
     }
   }
   return pruning;
 }
 
-int pruneBackups(const Platform& platform, const CommandLine& line, const BackupStore& copies) {
-  const BackupListing listing = copies.list();
-  if (!listing.status.ok()) return complainOfFolder(copies, listing.status);
-  const Pruning pruning = planPruning(platform, line.copies, listing.copies);
-  const bool isDry = line.copies.isDryRun;
-  std::size_t removed = 0;
-  for (const Backup& copy : pruning.noBookmarks) {
-    std::cout << "left alone, as it cannot be read as a bookmarks file: " << quoted(copy.name) << "\n";
+int pruneBackups(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store) {
+  const BackupListing listing = store.list();
+  if (!listing.status.ok()) return failToList(answer, store, listing.status);
+  const Pruning pruning = planPruning(platform, line.backups, listing.backups);
+  Answer::Json removed = Answer::Json::array();
+  for (const Backup& backup : pruning.unreadable) {
+    if (line.output.isQuiet) break;
+    answer.print("kept, since it is not a readable bookmarks file: " + quotedText(backup.name) + "\n");
   }
-  for (const Backup& copy : pruning.toGo) {
-    const FileStatus gone = isDry ? FileStatus{} : platform.fileManager.removeItemAtPath(copy.path);
-    // Somebody else prunes at the same time.
+  for (const Backup& backup : pruning.toGo) {
+    const FileStatus gone = line.isDryRun ? FileStatus{} : platform.fileManager.removeItemAtPath(backup.path);
+    // Another process may prune at the same time.
     if (gone.ok() || gone.code == ENOENT) {
-      ++removed;
-      std::cout << (isDry ? "would be removed: " : "removed: ") << quoted(copy.name) << "\n";
+      removed.push_back(backup.name);
+      if (!line.output.isQuiet) {
+        answer.print((line.isDryRun ? "would be removed: " : "removed: ") + quotedText(backup.name) + "\n");
+      }
     } else {
-      std::cerr << "tarvel: " << quoted(copy.path) << " could not be removed: " << printable(gone.reason) << "\n";
+      answer.complain({{quotedPath(backup.path) + " could not be removed.", sentenceOf(printable(gone.reason))}, {}});
     }
   }
-  std::cout << counted(removed, "copy", "copies") << (isDry ? " would be removed, " : " removed, ")
-            << listing.copies.size() - removed << (isDry ? " would stay.\n" : " stay.\n");
-  return removed == pruning.toGo.size() ? 0 : kExitFailed;
+  const std::size_t count = removed.size();
+  answer["dryRun"] = line.isDryRun;
+  answer["removed"] = std::move(removed);
+  answer["kept"] = listing.backups.size() - count;
+  answer.say(counted(count, "backup", "backups") + (line.isDryRun ? " would be removed, " : " removed, ") +
+             std::to_string(listing.backups.size() - count) + (line.isDryRun ? " would stay." : " stay."));
+  return answer.end(count == pruning.toGo.size() ? 0 : kExitFailed);
 }
 
 }  // namespace
 
 int runBackup(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  Answer answer(line.name, line.output);
   const std::string file = bookmarksFilePath(platform.fileManager, line, settings);
   const std::string initialBackup = backupOf(platform.fileManager, line, settings).path;
-  const BackupStore copies(platform, initialBackup, file);
-  switch (line.copies.action) {
-    case BackupAction::kMake:
-      return makeBackup(platform, line, copies, file);
+  const BackupStore store(platform, initialBackup, file);
+  switch (line.backups.action) {
+    case BackupAction::kCreate:
+      return createBackup(answer, platform, line, store, file);
     case BackupAction::kList:
-      return listBackups(platform, line, copies, file, initialBackup);
+      return listBackups(answer, platform, store, file, initialBackup);
     case BackupAction::kPrune:
-      return pruneBackups(platform, line, copies);
+      return pruneBackups(answer, platform, line, store);
   }
   return kExitUsage;
 }

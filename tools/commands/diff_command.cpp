@@ -1,98 +1,121 @@
 // diff: what differs between two bookmarks files.
 
-#include <unistd.h>
-
-#include <iostream>
 #include <optional>
 #include <utility>
 
-#include "engine/tarvel.h"
 #include "tools/commands/commands.h"
-#include "tools/compare/difference_report.h"
-#include "tools/compare/tree_matching.h"
+#include "tools/commands/difference.h"
 #include "tools/files/paths.h"
+#include "tools/files/preview_file_manager.h"
+#include "tools/files/standard_input.h"
+#include "tools/report/change_json.h"
 #include "tools/report/page_output.h"
 #include "tools/report/report_html.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/shown_progress.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-struct Reading {
-  std::int32_t code = TarvelErrorNone;
-  PropertyList list;
+/// Standard input as a file beside those of the disk.
+class InputFileManager final : public PreviewFileManager {
+ public:
+  explicit InputFileManager(FileManager& real)
+      : PreviewFileManager(real, kStandardInputPath, readStandardInput()), real_(real) {}
+
+  [[nodiscard]] bool fileExistsAtPath(const std::string& path) override {
+    return path == kStandardInputPath || real_.fileExistsAtPath(path);
+  }
+  [[nodiscard]] FileReading contentsAtPath(const std::string& path) override {
+    return path == kStandardInputPath ? PreviewFileManager::contentsAtPath(path) : real_.contentsAtPath(path);
+  }
+
+ private:
+  FileManager& real_;
 };
 
-Reading readTree(const Platform& platform, const std::string& file) {
-  Tarvel tarvel(platform);
-  if (!platform.fileManager.fileExistsAtPath(file)) return {TarvelErrorBookmarksFileNotFound, {}};
-  Reading reading{TarvelErrorNone, tarvel.bookmarksDictionaryWithFilename(file)};
-  if (!reading.list.root) return {TarvelErrorReadFailed, {}};
-  const PropertyListDictionary root = reading.list.root.dictionary();
-  if (!tarvel.verifyThatDictionaryIsBookmarksFileRootNode(reading.list.root)) {
-    return {TarvelErrorNotBookmarksFile, {}};
-  }
-  if (!tarvel.verifyThatDictionaryHasCorrectVersionWithRootNode(root)) return {TarvelErrorUnknownVersion, {}};
-  return reading;
+struct Names {
+  std::string oldPath;
+  std::string newPath;
+  std::string shownOld;
+  std::string shownNew;
+};
+
+std::string shownName(const std::string& path) {
+  return path == kStandardInputPath ? kStandardInputName : shownPath(path);
 }
 
-std::string pageOf(const DifferenceReport& report) {
+Names namesOf(FileManager& files, const CommandLine& line) {
+  const auto pathOf = [&files](const std::string& given) {
+    return given == kStandardInput ? kStandardInputPath : files.stringByExpandingTildeInPath(absolutePath(given));
+  };
+  Names names{pathOf(line.file), pathOf(line.newFile), {}, {}};
+  names.shownOld = shownName(names.oldPath);
+  names.shownNew = shownName(names.newPath);
+  return names;
+}
+
+std::string pageOf(const Names& names, const TreeComparison& comparison) {
   PageTexts texts;
-  texts.title = "From “" + report.oldFile + "” to “" + report.newFile + "”";
-  texts.notes = {summaryOf(report.comparison)};
-  texts.beforeTitle = "Old: “" + report.oldFile + "”";
-  texts.afterTitle = "New: “" + report.newFile + "”";
+  texts.title = "From “" + names.shownOld + "” to “" + names.shownNew + "”";
+  texts.notes = {differenceSummary(comparison)};
+  texts.beforeTitle = "Old: “" + names.shownOld + "”";
+  texts.afterTitle = "New: “" + names.shownNew + "”";
   texts.kinds = {kEntryMoved, kEntryRemoved, kEntryAdded, kEntryRenamed, kEntryNamed, kEntryReaddressed};
-  return comparisonAsHtml(report.comparison, texts);
+  return comparisonAsHtml(comparison, texts);
+}
+
+Difference read(const Platform& platform, const CommandLine& line, const Names& names) {
+  if (line.file != kStandardInput && line.newFile != kStandardInput) {
+    return differenceOf(platform, names.oldPath, names.newPath);
+  }
+  InputFileManager files(platform.fileManager);
+  const Platform withInput{platform.propertyLists, files,           platform.collator,  platform.uuidSource,
+                           platform.systemLog,     platform.bundle, platform.workspace, platform.clock};
+  return differenceOf(withInput, names.oldPath, names.newPath);
 }
 
 }  // namespace
 
-DifferenceReading differenceOf(const Platform& platform, const std::string& oldFile, const std::string& newFile) {
-  DifferenceReading reading;
-  reading.report.oldFile = oldFile;
-  reading.report.newFile = newFile;
-  const Reading before = readTree(platform, oldFile);
-  const Reading after = before.code == TarvelErrorNone ? readTree(platform, newFile) : Reading{};
-  reading.code = before.code != TarvelErrorNone ? before.code : after.code;
-  if (reading.code == TarvelErrorNone) {
-    reading.report.comparison = comparisonOf(before.list.root.dictionary(), after.list.root.dictionary());
-  } else {
-    const std::string& named = before.code != TarvelErrorNone ? oldFile : newFile;
-    reading.message = Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, reading.code, printable(named));
-  }
-  return reading;
-}
-
 int runDiff(const Platform& platform, const CommandLine& line) {
-  FileManager& files = platform.fileManager;
-  const std::string oldFile = files.stringByExpandingTildeInPath(absolutePath(line.file));
-  const std::string newFile = files.stringByExpandingTildeInPath(absolutePath(line.newFile));
-  const bool wantsPage = line.opensPage || !line.htmlFile.empty();
-  const PageOutput output(files, line);
-  if (wantsPage && !output.isAllowed({oldFile, newFile})) return kExitUsage;
+  Answer answer(line.name, line.output);
+  const Names names = namesOf(platform.fileManager, line);
+  const PageOutput output(platform.fileManager, line);
+  if (line.wantsPage()) {
+    const Message refusal = output.refusal({names.oldPath, names.newPath});
+    if (!refusal.sentences.empty()) return answer.fail(kExitUsage, refusal);
+  }
+  answer["old"] = line.file == kStandardInput ? kStandardInput : names.oldPath;
+  answer["new"] = line.newFile == kStandardInput ? kStandardInput : names.newPath;
   std::optional<ShownProgress> shown(platform);
-  const DifferenceReading reading = differenceOf(shown->platform(), oldFile, newFile);
+  const Difference difference = read(shown->platform(), line, names);
   shown.reset();
-  if (reading.code != TarvelErrorNone && line.json) {
-    std::cout << differenceFailureAsJson(reading.report, reading.code, reading.message);
-    return reading.code;
+  if (difference.failure.code != 0) {
+    Message message = messageOf(platform, difference.failure);
+    message.sentences.pop_back();
+    return answer.fail(difference.failure.code, message);
   }
-  if (reading.code != TarvelErrorNone) {
-    std::cerr << Painter(usesColor(line.color, STDERR_FILENO)).red(reading.message) << "\n";
-    return reading.code;
+  const TreeComparison& comparison = difference.comparison;
+  const bool isSame = isUnchanged(comparison);
+  const int status = isSame ? 0 : kExitWouldChange;
+  if (line.wantsPage()) {
+    if (!output.isStandardOutput()) answer.say(differenceSummary(comparison));
+    return answer.end(output.deliver(pageOf(names, comparison), answer) ? status : kExitFailed);
   }
-  if (wantsPage) {
-    if (!output.isStandardOutput()) std::cout << summaryOf(reading.report.comparison) << "\n";
-    if (!output.deliver(pageOf(reading.report))) return kExitFailed;
-  } else if (line.json) {
-    std::cout << differenceAsJson(reading.report);
-  } else {
-    std::cout << differenceAsText(reading.report, Painter(usesColor(line.color, STDOUT_FILENO)));
+  answer.page();
+  if (!line.output.isQuiet) {
+    answer.print("From " + quotedText(names.shownOld) + " to " + quotedText(names.shownNew) + ":\n");
   }
-  return isSame(reading.report.comparison) ? 0 : kExitWouldChange;
+  answer.say(differenceSummary(comparison));
+  if (answer.isJson()) {
+    answer["same"] = isSame;
+    setChanges(answer, comparison);
+  } else if (!line.output.isQuiet) {
+    answer.print(differenceText(comparison, answer.painter(), line.output.isVerbose));
+  }
+  return answer.end(status);
 }
 
 }  // namespace tarvel

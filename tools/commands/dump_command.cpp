@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <iostream>
 #include <optional>
@@ -11,108 +10,133 @@
 
 #include "engine/tarvel.h"
 #include "platform/linux/base/safe_text.h"
-#include "platform/linux/files/file_size_limit.h"
 #include "platform/plist/unfolding.h"
 #include "platform/plist/xml_writer.h"
 #include "tools/backups/command_paths.h"
 #include "tools/commands/commands.h"
+#include "tools/files/paths.h"
+#include "tools/files/standard_input.h"
+#include "tools/report/failure_text.h"
 #include "tools/report/property_list_json.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/shown_progress.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-/// All of it, up to the limit on files. The stream is read in pieces, so that one without end takes no room without
-/// end.
-FileReading readStandardInput() {
-  constexpr std::size_t kPieceSize = std::size_t{1} << 16;
-  const std::size_t most = fileSizeLimit();
-  std::string bytes;
-  std::array<char, kPieceSize> piece{};
-  while (std::cin.read(piece.data(), piece.size()), std::cin.gcount() > 0) {
-    bytes.append(piece.data(), static_cast<std::size_t>(std::cin.gcount()));
-    if (bytes.size() > most) return {{}, fileTooLarge(most, "standard input")};
-  }
-  return {Data::copyOf(bytes), {}};
+struct Input {
+  /// As it is shown.
+  std::string name;
+  FileReading reading;
+};
+
+Input readInput(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  if (line.file == kStandardInput) return {kStandardInputName, readStandardInput()};
+  const std::string path = bookmarksFilePath(platform.fileManager, line, settings);
+  // Progress must not overwrite what the user types as standard input.
+  const ShownProgress shown(platform);
+  return {shownPath(path), platform.fileManager.contentsAtPath(path)};
 }
 
-FileReading readInput(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
-                      std::string& name) {
-  if (line.file == "-") {
-    name = "standard input";
-    return readStandardInput();
-  }
-  name = bookmarksFilePath(platform.fileManager, line, settings);
-  return platform.fileManager.contentsAtPath(name);
+int fail(Answer& answer, const std::string& name, const std::string& reason, int status) {
+  return answer.fail(status, {{quotedText(name) + ": " + sentenceOf(printable(reason))}, {}});
 }
 
-int complain(const std::string& name, const std::string& reason, int exitStatus) {
-  std::cerr << "tarvel: “" << printable(name) << "”: " << printable(reason) << "\n";
-  return exitStatus;
-}
-
-std::string reasonOf(const PropertyListError& error) {
-  const std::string& reason = error.binaryDescription.empty() ? error.description : error.binaryDescription;
-  if (error.line == 0 || !error.binaryDescription.empty()) return reason;
-  return "line " + std::to_string(error.line) + ": " + reason;
-}
-
-/// Whether what reads the output still does is seen piece by piece.
+/// False once the reader of standard output is gone.
 bool print(std::string_view piece) {
   std::cout.write(piece.data(), static_cast<std::streamsize>(piece.size()));
   return static_cast<bool>(std::cout);
 }
 
-/// For a terminal. Pieces end between elements, so each can be escaped by itself.
-bool printEscapedXml(std::string_view piece) { return print(escapedXml(piece)); }
-
-std::optional<PropertyListError> writeBinary(const Platform& platform, const PropertyList& list) {
+std::optional<PropertyListError> writeBinary(const Platform& platform, const PropertyList& list, const ByteSink& sink) {
   PropertyListWriting writing =
       platform.propertyLists.dataWithPropertyList(list, static_cast<std::uint32_t>(PropertyListFormat::kBinary));
   for (const auto& piece : writing.data.pieces) {
-    if (!print({reinterpret_cast<const char*>(piece.data()), piece.size()})) break;  // NOLINT: bytes read as chars
+    if (!sink({reinterpret_cast<const char*>(piece.data()), piece.size()})) break;  // NOLINT: bytes read as chars
   }
   return std::move(writing.error);
 }
 
-std::optional<PropertyListError> write(const Platform& platform, const PropertyList& list, DumpFormat format) {
+std::optional<PropertyListError> write(const Platform& platform, const PropertyList& list, DumpFormat format,
+                                       const ByteSink& sink) {
   switch (format) {
     case DumpFormat::kJson:
       if (unfoldsTooFar(list.root)) return PropertyListError{kUnfoldsTooFar, 0, {}};
-      writePropertyListAsJson(list.root, print);
+      writePropertyListAsJson(list.root, sink);
       return std::nullopt;
     case DumpFormat::kXml:
-      return writeXmlTo(list, isatty(STDOUT_FILENO) == 1 ? printEscapedXml : print);
+      return writeXmlTo(list, sink);
     case DumpFormat::kBinary:
-      return writeBinary(platform, list);
+      return writeBinary(platform, list, sink);
   }
   return std::nullopt;
+}
+
+int writeFile(Answer& answer, const Platform& platform, const CommandLine& line, const PropertyList& list) {
+  FileManager& files = platform.fileManager;
+  const std::string path = files.stringByExpandingTildeInPath(absolutePath(line.outputFile));
+  std::string bytes;
+  const auto error = write(platform, list, line.dumpFormat, [&bytes](std::string_view piece) {
+    bytes += piece;
+    return true;
+  });
+  if (error) return fail(answer, shownPath(path), error->description, TarvelErrorWriteFailed);
+  const Data data = Data::copyOf(bytes);
+  const FileStatus status = files.createFileAtPath({{data.bytes()}, {}}, path);
+  if (!status.ok()) {
+    const bool exists = status.code == EEXIST;
+    return answer.fail(TarvelErrorWriteFailed, {{quotedPath(path) + " could not be written.",
+                                                 exists ? "There is a file already, and a dump replaces none."
+                                                        : sentenceOf(printable(status.reason)),
+                                                 kNothingChanged},
+                                                {}});
+  }
+  answer.hint("The list was written to " + quotedPath(path) + ".");
+  return answer.end(0);
+}
+
+/// The envelope with the list as its last field, which is written piece by piece: a small list can be very much text.
+int writeEnvelope(Answer& answer, const PropertyList& list) {
+  if (unfoldsTooFar(list.root)) {
+    return answer.fail(TarvelErrorWriteFailed, {{sentenceOf(kUnfoldsTooFar)}, {}});
+  }
+  return answer.endWith(0, "propertyList", [&list](const auto& sink) { writePropertyListAsJson(list.root, sink); });
 }
 
 }  // namespace
 
 int runDump(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
-  if (line.dumpFormat == DumpFormat::kBinary && isatty(STDOUT_FILENO) == 1) {
-    std::cerr << "tarvel: The binary form is not for terminals; send it to a file, or use --format xml.\n";
-    return kExitUsage;
+  Answer answer(line.name, line.output);
+  const bool isTerminal = ::isatty(STDOUT_FILENO) == 1 && line.outputFile.empty();
+  if (line.dumpFormat == DumpFormat::kBinary && isTerminal) {
+    return answer.fail(
+        kExitUsage,
+        {{"The binary form is not for terminals.", "Write it to a file with -o FILE, or use --format xml."}, {}});
   }
-  std::string name;
-  std::optional<ShownProgress> shown;
-  // Who types the input is not to be written over.
-  if (line.file != "-") shown.emplace(platform);
-  const FileReading input = readInput(platform, line, settings, name);
-  if (!input.status.ok()) {
-    shown.reset();
-    return complain(name, input.status.reason,
-                    input.status.code == ENOENT ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed);
+  const Input input = readInput(platform, line, settings);
+  const FileStatus& status = input.reading.status;
+  if (!status.ok()) {
+    const bool isMissing = status.code == ENOENT;
+    const std::string reason = status.code == EISDIR ? "It is a folder" : status.reason;
+    return fail(answer, input.name, reason, isMissing ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed);
   }
-  const PropertyListReading reading = platform.propertyLists.propertyListFromData(input.data);
-  shown.reset();
-  if (reading.error) return complain(name, reasonOf(*reading.error), TarvelErrorReadFailed);
-  const auto error = write(platform, reading.list, line.dumpFormat);
-  return error ? complain(name, error->description, TarvelErrorWriteFailed) : 0;
+  const PropertyListReading reading = platform.propertyLists.propertyListFromData(input.reading.data);
+  if (reading.error) return fail(answer, input.name, contentsError(*reading.error), TarvelErrorReadFailed);
+  if (answer.isJson()) {
+    answer["file"] =
+        line.file == kStandardInput ? kStandardInput : bookmarksFilePath(platform.fileManager, line, settings);
+    return writeEnvelope(answer, reading.list);
+  }
+  if (!line.outputFile.empty()) return writeFile(answer, platform, line, reading.list);
+  answer.page();
+  const bool isEscaped = isTerminal && line.dumpFormat == DumpFormat::kXml;
+  // Pieces end between elements, so each can be escaped alone.
+  const auto error = write(platform, reading.list, line.dumpFormat, [isEscaped](std::string_view piece) {
+    return isEscaped ? print(escapedXml(piece)) : print(piece);
+  });
+  return error ? fail(answer, input.name, error->description, TarvelErrorWriteFailed) : answer.end(0);
 }
 
 }  // namespace tarvel

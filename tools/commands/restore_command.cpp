@@ -1,9 +1,6 @@
-// restore: the initial backup, or a dated one, becomes the bookmarks file again, and what that held stays.
-
-#include <unistd.h>
+// restore: the initial backup, or another one, becomes the bookmarks file again. What the file held is saved first.
 
 #include <cerrno>
-#include <functional>
 #include <iostream>
 #include <optional>
 
@@ -14,297 +11,334 @@
 #include "tools/backups/command_paths.h"
 #include "tools/backups/kept_saves.h"
 #include "tools/commands/commands.h"
+#include "tools/commands/difference.h"
 #include "tools/files/current_file.h"
 #include "tools/files/paths.h"
-#include "tools/terminal/confirmation_prompt.h"
+#include "tools/files/retry.h"
+#include "tools/report/change_json.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/shown_progress.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-std::string quoted(std::string_view text) { return "“" + printable(text) + "”"; }
-
-/// Whatever their paths, links and names are.
 bool isOneFile(const FileVersion& first, const FileVersion& second) {
   return first.device == second.device && first.file == second.file;
 }
 
 class Restoring {
  public:
-  Restoring(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
-            const std::function<bool(const std::string&)>& isWatched)
-      : platform_(platform),
+  Restoring(Answer& answer, const Platform& platform, const CommandLine& line, const CommandSettings& settings,
+            const RestoreContext& context)
+      : answer_(answer),
+        platform_(platform),
         line_(line),
-        isWatched_(isWatched),
+        context_(context),
         file_(bookmarksFilePath(platform.fileManager, line, settings)),
         destination_(destinationOf(file_)),
         initialBackup_(backupOf(platform.fileManager, line, settings)),
-        backup_(initialBackup_.path),
-        copies_(platform, backup_, file_) {}
+        store_(platform, initialBackup_.path, file_),
+        backup_(initialBackup_.path) {
+    answer_["file"] = file_;
+    answer_["restored"] = false;
+  }
 
-  int fromInitialBackup(ConfirmationPrompt& prompt);
-  int fromCopy(ConfirmationPrompt& prompt);
+  [[nodiscard]] int fromInitialBackup();
+  [[nodiscard]] int fromGiven();
 
  private:
   int complain(TarvelError code, const std::string& file, const std::string& reason = {}) const;
-  int complainOfMissing(TarvelError code) const;
-  /// Points to an initial backup that may be of this file, and does not say so.
-  void tellOfUnrecorded() const;
+  int complainOfNoBackup() const;
+  int complainOfNoFile() const;
   [[nodiscard]] bool isFree(StageObserver* stages) const;
-  [[nodiscard]] TarvelError readCopy(const std::string& copyPath);
-  /// Reads the copy, and the file once nobody uses it. A file that is not there is no error.
-  [[nodiscard]] int readBoth(const std::string& copyPath);
+  [[nodiscard]] TarvelError readBackup();
+  /// Reads the backup, and the file once no browser uses it. A file that does not exist is not an error.
+  [[nodiscard]] int readBoth();
+  void showDifference() const;
+  /// Says which other file the backup was made of, if it was.
+  void sayOrigin() const;
+  /// Says that an agent would sort the file again, and offers to turn it off.
   void warnOfAgent() const;
-  void tellOfAgent() const;
-  void showDifference(const std::string& copyPath) const;
-  /// Says which other file a backup was made of, where it was one.
-  void tellOrigin(const std::string& copyPath) const;
-  [[nodiscard]] bool isAgreedWith(ConfirmationPrompt& prompt) const;
-  /// Keeps what the file holds, then writes the copy's bytes to it. Answers 0, or complains.
+  void sayAgentComes() const;
+  [[nodiscard]] bool canAsk() const { return context_.prompt.isInteractive() && !answer_.isJson(); }
+  /// `isNeeded`: without a terminal, it takes --yes.
+  [[nodiscard]] bool isConfirmed(bool isNeeded) const;
+  /// Saves what the file holds, then writes the backup's bytes to it. Returns 0, or complains.
   [[nodiscard]] int replaceFile();
   [[nodiscard]] FileStatus write() const;
-  void tellWhatWasKept() const;
+  void sayRestored(const std::string& sentence) const;
+  [[nodiscard]] bool hasFile() const { return current_.code == TarvelErrorNone; }
 
+  Answer& answer_;
   const Platform& platform_;
   const CommandLine& line_;
-  const std::function<bool(const std::string&)>& isWatched_;
+  const RestoreContext& context_;
   std::string file_;
   /// A link that is there from the beginning is the user's and is followed; one that is put there later is not.
   std::string destination_;
   InitialBackup initialBackup_;
+  BackupStore store_;
+  /// The path of the backup to put back.
   std::string backup_;
-  BackupStore copies_;
-  /// As it stood when it was read; of a file that is not there, the code tells.
-  CurrentFile today_;
-  FileReading copy_;
+  /// As it was read. Of a file that does not exist, the code says so.
+  CurrentFile current_;
+  FileReading contents_;
   KeptBackup kept_;
 };
 
 int Restoring::complain(TarvelError code, const std::string& file, const std::string& reason) const {
-  const Painter painter(usesColor(line_.color, STDERR_FILENO));
-  std::cerr << painter.red(Tarvel::stringFromTarvelErrorAndFilename(platform_.bundle, code, printable(file))) << "\n";
-  if (!reason.empty()) std::cerr << printable(reason) << "\n";
-  std::cerr << "Nothing was put back; " << quoted(file_) << " is as it was.\n";
+  answer_.complain(messageOf(platform_, {code, file, reason}));
   return code;
 }
 
-int Restoring::complainOfMissing(TarvelError code) const {
-  const Painter painter(usesColor(line_.color, STDERR_FILENO));
-  std::cerr << painter.red(Tarvel::stringFromTarvelError(platform_.bundle, code)) << "\n";
-  if (code == TarvelErrorBookmarksFileNotFound) {
-    std::cerr << "There is no backup at " << quoted(backup_) << ": " << quoted(file_)
-              << " has not been sorted since one was put back, or ever.\n"
-              << "To see whether there are other backups: tarvel backup list" << wordsForPlaces(line_)
-              << "\nA backup elsewhere is named with --backup-file.\n";
-    tellOfUnrecorded();
-  } else {
-    const bool hasBackup = platform_.fileManager.fileExistsAtPath(backup_);
-    std::cerr << "There is nothing at " << quoted(file_) << ". "
-              << (hasBackup ? "To have the backup there all the same: tarvel restore --from " + shellWord(backup_) +
-                                  wordsForPlaces(line_)
-                            : std::string("Nor is there a backup; to see whether there are other copies: tarvel backup "
-                                          "list"))
-              << "\n";
-  }
-  return code;
-}
-
-void Restoring::tellOfUnrecorded() const {
+int Restoring::complainOfNoBackup() const {
+  Message message{{"There is no initial backup of " + quotedPath(file_) + ".",
+                   "The file has not been sorted since one was put back, or never.",
+                   "A backup elsewhere is named with --backup-file.", kNothingChanged},
+                  "tarvel backup list" + wordsForPlaces(line_)};
+  // The agent's backup may be of this file, and not say so.
   const InitialBackup agents = backupAt(platform_.fileManager, agentBackupFile(platform_.fileManager), file_);
-  if (agents.path == backup_ || agents.origin != BackupOrigin::kUnrecorded) return;
-  std::cerr << quoted(agents.path) << " does not tell which file it was made of. To see what it would change: "
-            << "tarvel restore --from " << shellWord(agents.path) << wordsForPlaces(line_) << "\n";
+  if (agents.path != backup_ && agents.origin == BackupOrigin::kUnrecorded) {
+    message.sentences.push_back(quotedPath(agents.path) +
+                                " does not record which file it was made of. To see what it would change:");
+    message.command = "tarvel restore --dry-run --from " + shellWord(agents.path) + wordsForPlaces(line_);
+  } else {
+    message.sentences.emplace_back("To see which other backups there are:");
+  }
+  answer_.complain(message);
+  return TarvelErrorBookmarksFileNotFound;
+}
+
+int Restoring::complainOfNoFile() const {
+  const bool hasBackup = platform_.fileManager.fileExistsAtPath(backup_);
+  answer_.complain({{"There is no bookmarks file " + quotedPath(file_) + ".", kNothingChanged,
+                     hasBackup ? "To put the backup there all the same:" : "To see which other backups there are:"},
+                    hasBackup ? "tarvel restore --from " + shellWord(backup_) + wordsForPlaces(line_)
+                              : std::string("tarvel backup list")});
+  return TarvelErrorOutputFileNotFound;
 }
 
 void Restoring::warnOfAgent() const {
-  if (!isWatched_(file_)) return;
-  std::cout << "The agent runs, and would sort what is put back. To have it stay, turn sorting off first: tarvel agent "
-               "disable\n";
+  const bool isWatched = context_.isWatched(file_);
+  answer_["agentIsRunning"] = isWatched;
+  if (!isWatched || answer_.isJson()) return;
+  answer_.say("Automatic sorting is on, and would sort the restored file again.");
+  if (!canAsk() || line_.backups.isAgreed || line_.isDryRun) {
+    answer_.hint("To turn it off first:", "tarvel agent disable");
+    return;
+  }
+  if (!context_.prompt.confirm("Turn automatic sorting off first?")) return;
+  const std::string complaint = context_.disableAgent();
+  if (complaint.empty()) {
+    answer_.say("Automatic sorting is off. To turn it on again: tarvel agent enable");
+  } else {
+    answer_.complain({{complaint}, {}});
+  }
 }
 
-/// Asked once it is done, too: an agent may have been started, or ended, while somebody thought about it.
-void Restoring::tellOfAgent() const {
-  if (!isWatched_(file_)) return;
-  std::cout << "The agent runs, and is about to sort this file again. To have it stay as it is now: tarvel agent "
-               "disable, and then, should it be sorted by that time, the same restore once more.\n";
+/// Asked again once it is done: an agent may have been started, or stopped, in the meantime.
+void Restoring::sayAgentComes() const {
+  if (!context_.isWatched(file_)) return;
+  answer_.say("The agent is running, and is about to sort this file again.");
+  answer_.hint("To keep the file as it is now, turn automatic sorting off, then restore once more:",
+               "tarvel agent disable");
 }
 
-int Restoring::fromInitialBackup(ConfirmationPrompt& prompt) {
+void Restoring::sayRestored(const std::string& sentence) const {
+  answer_["restored"] = true;
+  answer_["saved"] = hasFile() ? Answer::Json(kept_.backup.path) : Answer::Json();
+  answer_.say(sentence);
+  if (hasFile()) answer_.say("Previous contents saved as " + quotedPath(kept_.backup.path) + ".");
+  sayAgentComes();
+}
+
+int Restoring::fromInitialBackup() {
   FileManager& files = platform_.fileManager;
-  if (!files.fileExistsAtPath(file_)) return complainOfMissing(TarvelErrorOutputFileNotFound);
-  if (!files.fileExistsAtPath(backup_)) return complainOfMissing(TarvelErrorBookmarksFileNotFound);
-  if (const int code = readBoth(backup_); code != 0) return code;
-  if (today_.code != TarvelErrorNone) return complainOfMissing(TarvelErrorOutputFileNotFound);
-  if (isOneFile(today_.reading.version, copy_.version)) {
-    return complain(TarvelErrorWriteFailed, file_, "It is the backup itself, by another name or the same.");
+  if (!files.fileExistsAtPath(file_)) return complainOfNoFile();
+  if (!files.fileExistsAtPath(backup_)) return complainOfNoBackup();
+  if (const int code = readBoth(); code != 0) return code;
+  if (!hasFile()) return complainOfNoFile();
+  if (isOneFile(current_.reading.version, contents_.version)) {
+    return complain(TarvelErrorWriteFailed, file_, "It is the backup itself, by the same or another name.");
   }
-  // What does not tell its file may be another file's.
-  if (initialBackup_.origin == BackupOrigin::kUnrecorded) {
-    showDifference(backup_);
-    std::cout << "The backup " << quoted(backup_) << " does not tell which file it was made of.\n";
-    if (!isAgreedWith(prompt)) return kExitWouldChange;
+  const bool isUnrecorded = initialBackup_.origin == BackupOrigin::kUnrecorded;
+  warnOfAgent();
+  if (canAsk() || isUnrecorded || line_.isDryRun || answer_.isJson()) showDifference();
+  if (isUnrecorded) {
+    answer_.say("The backup " + quotedPath(backup_) + " does not record which file it was made of.");
   }
+  if (!isConfirmed(isUnrecorded)) return kExitWouldChange;
   if (const int code = replaceFile(); code != 0) return code;
-  std::cout << "The backup " << quoted(backup_) << " is the bookmarks file " << quoted(file_) << " again.\n";
-  tellWhatWasKept();
-  tellOfAgent();
-  // Only now, so that the two are never both gone.
+  sayRestored("The initial backup is the bookmarks file " + quotedPath(file_) + " again.");
+  // Only now, so that at any moment one of the two exists.
   const FileStatus removed = files.removeItemAtPath(backup_);
   if (removed.ok()) return 0;
-  std::cerr << "tarvel: The backup " << quoted(backup_)
-            << " stays too, as it could not be removed: " << printable(removed.reason) << "\n";
+  answer_.complain({{"The initial backup " + quotedPath(backup_) + " stays too, since it could not be removed.",
+                     sentenceOf(printable(removed.reason))},
+                    {}});
   return kExitFailed;
 }
 
 /// Waits for the browser as a sort does.
 bool Restoring::isFree(StageObserver* stages) const {
-  constexpr int kMostAttempts = 10;
-  constexpr std::chrono::milliseconds kPause{300};
   const std::string lock = deletingLastPathComponent(file_) + "/lock";
-  for (int i = 0; i < kMostAttempts; ++i) {
+  return retry(platform_.clock, [&] {
     if (!platform_.fileManager.fileExistsAtPath(lock)) return true;
     if (stages != nullptr) stages->stageBegan(SortStage::kWaiting);
-    platform_.clock.sleepFor(kPause);
+    return false;
+  });
+}
+
+TarvelError Restoring::readBackup() {
+  contents_ = platform_.fileManager.contentsAtPath(backup_);
+  if (!contents_.status.ok()) {
+    return contents_.status.code == ENOENT ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed;
   }
-  return false;
+  return bookmarkCount(platform_, contents_.data) ? TarvelErrorNone : TarvelErrorNotBookmarksFile;
 }
 
-TarvelError Restoring::readCopy(const std::string& copyPath) {
-  copy_ = platform_.fileManager.contentsAtPath(copyPath);
-  if (!copy_.status.ok()) return copy_.status.code == ENOENT ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed;
-  return bookmarkCount(platform_, copy_.data) ? TarvelErrorNone : TarvelErrorNotBookmarksFile;
-}
-
-int Restoring::readBoth(const std::string& copyPath) {
+int Restoring::readBoth() {
   std::optional<ShownProgress> shown(platform_);
-  const TarvelError code = readCopy(copyPath);
-  const bool hasCopy = code == TarvelErrorNone;
-  const bool isUsable = hasCopy && isFree(shown->observer());
-  if (isUsable) today_ = readCurrentFile(platform_, file_);
+  const TarvelError code = readBackup();
+  const bool hasBackup = code == TarvelErrorNone;
+  const bool isUsable = hasBackup && isFree(shown->observer());
+  if (isUsable) current_ = readCurrentFile(platform_, file_);
   shown.reset();
-  if (!hasCopy) return complain(code, copyPath, copy_.status.reason);
+  if (code == TarvelErrorBookmarksFileNotFound) {
+    answer_.complain({{"There is no backup " + quotedPath(backup_) + ".", kNothingChanged}, {}});
+    return code;
+  }
+  if (!hasBackup) return complain(code, backup_, reasonFor(platform_, backup_));
   if (!isUsable) return complain(TarvelErrorFileInUse, file_);
-  // From here on only what was read is replaced.
+  // From here on, only the file that was read is replaced.
   if (destinationOf(file_) != destination_) {
-    return complain(TarvelErrorFileInUse, file_, "Its path leads somewhere else than a moment ago.");
+    return complain(TarvelErrorFileInUse, file_, "Its path leads to another file than a moment ago.");
   }
-  const bool isKnown = today_.code == TarvelErrorNone || today_.code == TarvelErrorBookmarksFileNotFound;
-  return isKnown ? 0 : complain(today_.code, file_, today_.reading.status.reason);
+  const bool isKnown = hasFile() || current_.code == TarvelErrorBookmarksFileNotFound;
+  return isKnown ? 0 : complain(current_.code, file_, sentenceOf(printable(current_.reading.status.reason)));
 }
 
-void Restoring::showDifference(const std::string& copyPath) const {
-  if (today_.code != TarvelErrorNone) {
-    std::cout << "There is nothing at " << quoted(file_) << "; the copy " << quoted(copyPath)
-              << " would be put there.\n";
+void Restoring::showDifference() const {
+  if (!hasFile()) {
+    answer_.say("There is no bookmarks file " + quotedPath(file_) + "; the backup " + quotedPath(backup_) +
+                " would be put there.");
     return;
   }
   std::optional<ShownProgress> shown(platform_);
-  const DifferenceReading difference = differenceOf(shown->platform(), file_, copyPath);
+  const Difference difference = differenceOf(shown->platform(), file_, backup_);
   shown.reset();
-  if (difference.code != TarvelErrorNone) {
-    std::cout << printable(difference.message) << "\nSo what would change cannot be shown.\n";
+  if (difference.failure.code != 0) {
+    Message message = messageOf(platform_, difference.failure);
+    message.sentences.back() = "So the difference cannot be shown.";
+    answer_.complain(message);
     return;
   }
-  std::cout << differenceAsText(difference.report, Painter(usesColor(line_.color, STDOUT_FILENO)));
+  if (answer_.isJson()) {
+    setChanges(answer_, difference.comparison);
+    return;
+  }
+  answer_.print("From " + quotedPath(file_) + " to " + quotedPath(backup_) + ":\n");
+  answer_.say(differenceSummary(difference.comparison));
+  if (line_.output.isQuiet) return;
+  answer_.print(differenceText(difference.comparison, answer_.painter(), line_.output.isVerbose));
 }
 
-void Restoring::tellOrigin(const std::string& copyPath) const {
-  const InitialBackup copy = backupAt(platform_.fileManager, copyPath, file_);
-  if (copy.origin != BackupOrigin::kAnotherFile) return;
-  std::cout << "This backup was made of another file, " << quoted(copy.madeOf) << ".\n";
+void Restoring::sayOrigin() const {
+  const InitialBackup backup = backupAt(platform_.fileManager, backup_, file_);
+  if (backup.origin != BackupOrigin::kAnotherFile) return;
+  answer_.say("This backup was made of another file, " + quotedPath(backup.madeOf) + ".");
 }
 
 FileStatus Restoring::write() const {
-  const DataPieces bytes{{copy_.data.bytes()}, {}};
-  if (today_.code == TarvelErrorNone) {
-    return platform_.fileManager.writeDataToPath(bytes, file_, today_.reading.version);
-  }
+  const DataPieces bytes{{contents_.data.bytes()}, {}};
+  if (hasFile()) return platform_.fileManager.writeDataToPath(bytes, file_, current_.reading.version);
   return platform_.fileManager.createFileAtPath(bytes, file_);
 }
 
-int Restoring::fromCopy(ConfirmationPrompt& prompt) {
-  const BackupChoice choice = chooseBackup(platform_, copies_, backup_, line_.copies.from);
+int Restoring::fromGiven() {
+  const BackupChoice choice = chooseBackup(platform_, store_, backup_, line_.backups.from);
   if (choice.path.empty()) {
-    std::cerr << "tarvel: " << choice.complaint << "\n";
+    answer_.complain(choice.complaint);
     return choice.code;
   }
-  if (isSameFile(choice.path, file_)) {
-    std::cerr << "tarvel: " << quoted(choice.path)
-              << " is the bookmarks file itself. Name a backup; to see which there "
-              << "are: tarvel backup list" << wordsForPlaces(line_) << "\n";
+  backup_ = choice.path;
+  if (isSameFile(backup_, file_)) {
+    answer_.complain(
+        {{quotedPath(backup_) + " is the bookmarks file itself.", kNothingChanged, "To see which backups there are:"},
+         "tarvel backup list" + wordsForPlaces(line_)});
     return kExitUsage;
   }
-  if (const int code = readBoth(choice.path); code != 0) return code;
-  const bool isInteractive = today_.code == TarvelErrorNone;
-  if (isInteractive && haveSameBytes(today_.reading.data, copy_.data)) {
-    std::cout << quoted(file_) << " is the same as the copy " << quoted(choice.path) << " already.\n";
+  if (const int code = readBoth(); code != 0) return code;
+  if (hasFile() && haveSameBytes(current_.reading.data, contents_.data)) {
+    answer_.say(quotedPath(file_) + " is the same as the backup " + quotedPath(backup_) + " already.");
     return 0;
   }
-  showDifference(choice.path);
-  tellOrigin(choice.path);
   warnOfAgent();
-  if (!isAgreedWith(prompt)) return kExitWouldChange;
+  showDifference();
+  sayOrigin();
+  if (!isConfirmed(true)) return kExitWouldChange;
   if (const int code = replaceFile(); code != 0) return code;
-  std::cout << "The copy " << quoted(choice.path) << " is the bookmarks file " << quoted(file_)
-            << " now; the copy stays.\n";
-  if (isInteractive) tellWhatWasKept();
-  tellOfAgent();
+  sayRestored("The backup " + quotedPath(backup_) + " is the bookmarks file " + quotedPath(file_) +
+              " now; the backup stays.");
   return 0;
 }
 
-bool Restoring::isAgreedWith(ConfirmationPrompt& prompt) const {
-  if (line_.copies.isAgreed) return true;
-  if (!prompt.isInteractive()) {
-    std::cout << "Nothing was put back, as nobody can be asked here. To put it back unasked, add --yes.\n";
+bool Restoring::isConfirmed(bool isNeeded) const {
+  if (line_.isDryRun) {
+    answer_.say(kNothingChanged);
     return false;
   }
-  // Nobody agrees to what they could not see.
+  if (line_.backups.isAgreed) return true;
+  if (!canAsk()) {
+    if (isNeeded)
+      answer_.say("Nothing was changed, since there is no terminal to ask on; --yes restores without asking.");
+    return !isNeeded;
+  }
+  // Consent counts only when the difference could be shown.
   const bool isShown = static_cast<bool>(std::cout.flush());
-  if (isShown && prompt.confirm("Put this copy back?")) return true;
-  std::cout << "Nothing was put back.\n";
+  if (isShown && context_.prompt.confirm("Put this backup back?")) return true;
+  answer_.say(kNothingChanged);
   return false;
 }
 
 int Restoring::replaceFile() {
-  const bool isInteractive = today_.code == TarvelErrorNone;
   std::optional<ShownProgress> shown(platform_);
   if (!isFree(shown->observer())) {
     shown.reset();
     return complain(TarvelErrorFileInUse, file_);
   }
-  // Asked before anything is kept, of which nothing might come.
-  if (isInteractive && platform_.fileManager.isOpenForWritingAtPath(file_)) {
+  // Checked before a backup is made that might be of no use.
+  if (hasFile() && platform_.fileManager.isOpenForWritingAtPath(file_)) {
     shown.reset();
     return complain(TarvelErrorFileInUse, file_);
   }
-  // What the file holds may be the only one there is.
-  if (isInteractive) kept_ = copies_.keep(today_.reading.data);
+  // The file's contents may exist nowhere else.
+  if (hasFile()) kept_ = store_.keep(current_.reading.data);
   const FileStatus written = kept_.status.ok() ? write() : FileStatus{};
   shown.reset();
-  if (!kept_.status.ok()) return complain(TarvelErrorBackupFailed, copies_.folder(), kept_.status.reason);
-  // Somebody has saved since: that would be lost.
+  if (!kept_.status.ok()) {
+    return complain(TarvelErrorBackupFailed, store_.folder(), sentenceOf(printable(kept_.status.reason)));
+  }
+  // A concurrent write since then would be lost.
   if (written.code == kFileHasChanged) return complain(TarvelErrorFileInUse, file_);
-  if (!isInteractive && written.code == EEXIST) {
+  if (!hasFile() && written.code == EEXIST) {
     if (platform_.fileManager.fileExistsAtPath(file_)) return complain(TarvelErrorFileInUse, file_);
     return complain(TarvelErrorWriteFailed, file_, "It is a link that leads nowhere; remove it, then try again.");
   }
-  return written.ok() ? 0 : complain(TarvelErrorWriteFailed, file_, written.reason);
-}
-
-void Restoring::tellWhatWasKept() const {
-  std::cout << "What it held before is kept as " << quoted(kept_.copy.path) << ".\n";
+  return written.ok() ? 0 : complain(TarvelErrorWriteFailed, file_, sentenceOf(printable(written.reason)));
 }
 
 }  // namespace
 
 int runRestore(const Platform& platform, const CommandLine& line, const CommandSettings& settings,
-               ConfirmationPrompt& prompt, const std::function<bool(const std::string&)>& isWatched) {
-  Restoring restoring(platform, line, settings, isWatched);
-  const int code = line.copies.from.empty() ? restoring.fromInitialBackup(prompt) : restoring.fromCopy(prompt);
-  tellOfKeptSaves(platform.fileManager, bookmarksFilePath(platform.fileManager, line, settings));
-  return code;
+               const RestoreContext& context) {
+  Answer answer(line.name, line.output);
+  Restoring restoring(answer, platform, line, settings, context);
+  const int status = line.backups.from.empty() ? restoring.fromInitialBackup() : restoring.fromGiven();
+  sayKeptSaves(answer, platform.fileManager, bookmarksFilePath(platform.fileManager, line, settings));
+  return answer.end(status);
 }
 
 }  // namespace tarvel

@@ -1,8 +1,5 @@
 // sort and preview.
 
-#include <unistd.h>
-
-#include <iostream>
 #include <optional>
 #include <vector>
 
@@ -10,13 +7,17 @@
 #include "tools/backups/command_paths.h"
 #include "tools/backups/kept_saves.h"
 #include "tools/commands/commands.h"
+#include "tools/compare/change_recorder.h"
 #include "tools/compare/sort_comparer.h"
 #include "tools/files/preview_file_manager.h"
+#include "tools/files/standard_input.h"
+#include "tools/report/failure_text.h"
 #include "tools/report/page_output.h"
-#include "tools/report/report.h"
 #include "tools/report/report_html.h"
+#include "tools/report/sort_report.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/shown_progress.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -28,121 +29,150 @@ struct SortRequest {
   std::string backup;
   SortRules rules;
   std::vector<NamedSetting> settings;
-  bool isPreview = false;
 };
 
 SortRequest requestOf(FileManager& files, const CommandLine& line, const CommandSettings& settings) {
-  return {bookmarksFilePath(files, line, settings), backupOf(files, line, settings).path, rulesOf(line, settings),
-          settingsInForce(line, settings, files), line.command == Command::kPreview};
+  return {line.file == kStandardInput ? kStandardInputPath : bookmarksFilePath(files, line, settings),
+          backupOf(files, line, settings).path, rulesOf(line, settings), settingsInForce(line, settings, files)};
 }
 
-void configure(Tarvel& tarvel, const CommandLine& line, const SortRequest& request) {
+void configure(Tarvel& tarvel, const SortRequest& request) {
   tarvel.setArrangeFoldersAtTop(request.rules.foldersAtTop);
   tarvel.setRemoveDuplicates(request.rules.removeDuplicates);
   tarvel.setRenameSamenamed(request.rules.renameSamenamed);
   tarvel.setSortBookmarksBar(request.rules.sortBookmarksBar);
-  tarvel.setWriteBackupFile(line.backup && !request.isPreview);
   tarvel.setBookmarksFilename(request.file);
   tarvel.setBackupFilename(request.backup);
 }
 
-/// Runs the engine on the platform's file and tells what it did. `comparer` and `stages`, unless null, take part.
-SortReport sortAndReport(const Platform& platform, const CommandLine& line, const SortRequest& request,
-                         SortComparer* comparer, StageObserver* stages) {
-  SortReport report;
-  report.file = request.file;
-  report.isPreview = request.isPreview;
-  report.settings = request.settings;
-  if (line.backup && !request.isPreview) report.backupFile = request.backup;
-  Tarvel tarvel(platform);
-  // For people a sort tells how many moved where; what moved is the preview's affair.
-  ChangeRecorder recorder(request.isPreview || line.json ? OrderDetail::kEntries : OrderDetail::kCounts);
-  configure(tarvel, line, request);
-  if (comparer != nullptr) {
-    tarvel.setSortObserver(comparer);
-  } else {
-    tarvel.setSortObserver(&recorder);
-  }
-  tarvel.setStageObserver(stages);
-  report.code = tarvel.sortBookmarks();
+int fail(Answer& answer, const Platform& platform, const CommandLine& line, const SortRequest& request,
+         TarvelError code) {
+  Failure failure{code, request.file, {}};
+  const bool isAboutContents = code == TarvelErrorReadFailed || code == TarvelErrorNotBookmarksFile;
+  if (isAboutContents) failure.reason = reasonFor(platform, request.file);
   // Of a backup that failed, the user wants to know where it was to go.
-  const std::string& named = report.code == TarvelErrorBackupFailed ? request.backup : report.file;
-  report.message = request.isPreview && report.code == TarvelErrorNone
-                       ? "Preview of “" + printable(report.file) + "”:"
-                       : Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, report.code, printable(named));
-  report.changes = comparer != nullptr ? comparer->changes() : recorder.changes();
+  if (code == TarvelErrorBackupFailed) failure.file = request.backup;
+  Message message = messageOf(platform, failure);
+  if (code == TarvelErrorBookmarksFileNotFound && line.file.empty()) {
+    message.sentences.emplace_back("If your file is elsewhere, pass its path.");
+    message.command = "tarvel " + line.name + " PATH";
+  }
+  return answer.fail(code, message);
+}
+
+OrderDetail detailOf(const CommandLine& line) {
+  return line.output.isVerbose ? OrderDetail::kAll : OrderDetail::kMoved;
+}
+
+SortReport reportOf(const CommandLine& line, const SortRequest& request, const SortComparer& comparer) {
+  SortReport report{request.file, false, request.settings, &comparer.comparison(),
+                    changesOf(comparer.comparison(), detailOf(line))};
+  report.changes.isOrderChanged = comparer.isOrderChanged();
   return report;
 }
 
-void show(const SortReport& report, const CommandLine& line) {
-  if (line.json) {
-    std::cout << reportAsJson(report);
-    return;
+std::string pageOf(const SortReport& report, const TreeComparison& comparison) {
+  PageTexts texts;
+  texts.title = "Preview of “" + shownPath(report.file) + "”";
+  texts.notes = resultOf(report);
+  for (const NamedSetting& setting : report.settings) {
+    texts.notes.push_back("Setting: " + setting.name + " = " + setting.text);
   }
-  const bool hasFailed = report.code != TarvelErrorNone;
-  const Painter painter(usesColor(line.color, hasFailed ? STDERR_FILENO : STDOUT_FILENO));
-  (hasFailed ? std::cerr : std::cout) << reportAsText(report, painter);
-  if (report.code == TarvelErrorBookmarksFileNotFound && line.file.empty()) {
-    std::cerr << "Where your file lies somewhere else, name it: tarvel " << (report.isPreview ? "preview" : "sort")
-              << " PATH\n";
-  }
+  texts.beforeTitle = "Before: the file as it is";
+  texts.afterTitle = report.changes.isOrderChanged ? "After: as a sort would write it"
+                                                   : "After: the same, since nothing would be written";
+  texts.kinds = {kEntryMoved, kEntryRemoved, kEntryRenamed, kEntryNamed};
+  // An entry that is there twice afterwards is rare, so this filter is shown only where there is one.
+  if (comparison.count(kEntryAdded) != 0) texts.kinds.push_back(kEntryAdded);
+  return comparisonAsHtml(comparison, texts);
 }
 
-std::string pageOf(const SortReport& report, const SortComparer& comparer) {
-  PageTexts texts;
-  texts.title = "Preview of “" + report.file + "”";
-  texts.notes = summaryOf(report);
-  for (const NamedSetting& setting : report.settings) {
-    texts.notes.push_back("By your settings: " + setting.key + " = " + setting.value);
-  }
-  const bool isWritten = report.changes.isOrderChanged;
-  texts.beforeTitle = "Before: the file as it is";
-  texts.afterTitle = isWritten ? "After: as a sort would write it" : "After: the same, since nothing would be written";
-  texts.kinds = {kEntryMoved, kEntryRemoved, kEntryRenamed, kEntryNamed};
-  // What stands twice afterwards is rare enough to be named only where it happens.
-  if (comparer.comparison().count(kEntryAdded) != 0) texts.kinds.push_back(kEntryAdded);
-  return comparisonAsHtml(comparer.comparison(), texts);
+/// The platform with the file to be previewed in memory.
+struct PreviewPlatform {
+  PreviewPlatform(const Platform& real, const CommandLine& line, const SortRequest& request)
+      : file(line.file == kStandardInput ? PreviewFileManager(real.fileManager, request.file, readStandardInput())
+                                         : PreviewFileManager(real.fileManager, request.file)),
+        platform{real.propertyLists, file,        real.collator,  real.uuidSource,
+                 real.systemLog,     real.bundle, real.workspace, real.clock} {}
+
+  PreviewFileManager file;
+  Platform platform;
+};
+
+void sayBackup(Answer& answer, const CommandLine& line, const SortRequest& request, bool hadBackup) {
+  answer["backupFile"] = line.backup ? Answer::Json(request.backup) : Answer::Json();
+  answer["backupMade"] = line.backup && !hadBackup;
+  if (!line.backup || line.output.isQuiet || answer.isJson()) return;
+  answer.print("\n");
+  answer.say(std::string("The initial backup ") + (hadBackup ? "made earlier was kept" : "was made") + ": " +
+             quotedPath(request.backup) + ".");
 }
 
 }  // namespace
 
 int runSort(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  Answer answer(line.name, line.output);
   const SortRequest request = requestOf(platform.fileManager, line, settings);
   const bool hadBackup = platform.fileManager.fileExistsAtPath(request.backup);
+  answer["file"] = request.file;
+  ChangeRecorder recorder;
+  SortComparer comparer;
+  const bool needsEntries = answer.isJson() || line.output.isVerbose;
   std::optional<ShownProgress> shown(platform);
-  const SortReport report = sortAndReport(shown->platform(), line, request, nullptr, shown->observer());
+  Tarvel tarvel(shown->platform());
+  configure(tarvel, request);
+  tarvel.setWriteBackupFile(line.backup);
+  tarvel.setSortObserver(needsEntries ? static_cast<SortObserver*>(&comparer) : &recorder);
+  tarvel.setStageObserver(shown->observer());
+  const TarvelError code = tarvel.sortBookmarks();
   shown.reset();
-  show(report, line);
-  tellOfKeptSaves(platform.fileManager, request.file);
-  if (report.code == TarvelErrorNone && report.changes.isOrderChanged && line.backup && !line.json) {
-    std::cout << "\nThe backup " << (hadBackup ? "made earlier was kept" : "was made") << ": “"
-              << printable(report.backupFile) << "”.\n";
+  if (code != TarvelErrorNone) {
+    sayKeptSaves(answer, platform.fileManager, request.file);
+    return fail(answer, platform, line, request, code);
   }
-  return report.code;
+  SortReport report{request.file, false, request.settings, nullptr, recorder.changes()};
+  if (needsEntries) report = reportOf(line, request, comparer);
+  if (report.isWritten()) {
+    answer.say(Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, code, shownPath(request.file)));
+  }
+  answerWith(answer, report);
+  if (report.isWritten()) sayBackup(answer, line, request, hadBackup);
+  sayKeptSaves(answer, platform.fileManager, request.file);
+  return answer.end(0);
 }
 
 int runPreview(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
+  Answer answer(line.name, line.output);
   const SortRequest request = requestOf(platform.fileManager, line, settings);
-  const bool wantsPage = line.opensPage || !line.htmlFile.empty();
   const PageOutput output(platform.fileManager, line);
-  if (wantsPage && !output.isAllowed({request.file, request.backup})) return kExitUsage;
-  std::optional<ShownProgress> shown(platform);
-  PreviewFileManager copy(platform.fileManager, request.file);
-  Platform preview{platform.propertyLists,      copy,
-                   platform.collator,           platform.uuidSource,
-                   shown->platform().systemLog, platform.bundle,
-                   platform.workspace,          platform.clock};
-  SortComparer comparer;
-  const SortReport report = sortAndReport(preview, line, request, wantsPage ? &comparer : nullptr, shown->observer());
-  shown.reset();
-  if (!wantsPage || report.code != TarvelErrorNone) {
-    show(report, line);
-  } else {
-    if (!output.isStandardOutput()) std::cout << summaryOf(report).front() << "\n";
-    if (!output.deliver(pageOf(report, comparer))) return kExitFailed;
+  if (line.wantsPage()) {
+    const Message refusal = output.refusal({request.file, request.backup});
+    if (!refusal.sentences.empty()) return answer.fail(kExitUsage, refusal);
   }
-  if (report.code != TarvelErrorNone) return report.code;
-  return report.changes.isOrderChanged ? kExitWouldChange : 0;
+  answer["file"] = request.file;
+  std::optional<ShownProgress> shown(platform);
+  const PreviewPlatform preview(shown->platform(), line, request);
+  Tarvel tarvel(preview.platform);
+  configure(tarvel, request);
+  tarvel.setWriteBackupFile(false);
+  SortComparer comparer;
+  tarvel.setSortObserver(&comparer);
+  tarvel.setStageObserver(shown->observer());
+  const TarvelError code = tarvel.sortBookmarks();
+  shown.reset();
+  if (code != TarvelErrorNone) return fail(answer, preview.platform, line, request, code);
+  SortReport report = reportOf(line, request, comparer);
+  report.isPreview = true;
+  if (line.file == kStandardInput) report.file = kStandardInputName;
+  const int status = report.changes.isOrderChanged ? kExitWouldChange : 0;
+  if (line.wantsPage()) {
+    if (!output.isStandardOutput()) answer.say(resultOf(report).front());
+    return answer.end(output.deliver(pageOf(report, comparer.comparison()), answer) ? status : kExitFailed);
+  }
+  answer.page();
+  if (!line.output.isQuiet) answer.print("Preview of " + quotedPath(report.file) + ":\n");
+  answerWith(answer, report);
+  return answer.end(status);
 }
 
 }  // namespace tarvel

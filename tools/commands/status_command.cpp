@@ -1,6 +1,5 @@
-// tarvel status: what the agent is doing, what it goes by, and what to do next.
+// tarvel status: the agent, the settings in force, the last error, and what to do next.
 
-#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "agent/helper_errors.h"
@@ -8,13 +7,16 @@
 #include "settings/preference_keys.h"
 #include "tools/agent/agent_context.h"
 #include "tools/agent/reported_error.h"
+#include "tools/agent/setting_json.h"
 #include "tools/agent/settings_table.h"
+#include "tools/backups/backup_name.h"
 #include "tools/backups/initial_backup.h"
 #include "tools/backups/kept_saves.h"
+#include "tools/command_line/command_settings.h"
 #include "tools/commands/agent_commands.h"
-#include "tools/report/json_text.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/local_time.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -23,7 +25,15 @@ namespace {
 struct FileState {
   std::string path;
   bool exists = false;
-  std::string text;
+  std::optional<Date> changed;
+  std::string reason;
+};
+
+/// An error that was shown already.
+struct ReportedError {
+  std::int32_t code = 0;
+  std::optional<double> secondsSince2001;
+  std::string message;
 };
 
 struct Status {
@@ -34,37 +44,28 @@ struct Status {
   FileState backup;
   std::optional<std::int32_t> code;
   std::string message;
-  /// What was told already, with its time; empty when nothing was.
-  std::string reported;
-  /// Where other programs' saves lie that a sort displaced.
+  std::optional<ReportedError> reported;
+  /// Other programs' saves that a sort displaced.
   std::vector<std::string> keptSaves;
 
-  /// Whether somebody should do something.
   [[nodiscard]] bool needsAttention() const { return code || (isWanted && !process) || !keptSaves.empty(); }
 };
 
 FileState stateOfFile(FileManager& files, const std::string& path) {
-  FileState state{path, files.fileExistsAtPath(path), {}};
   const FileAttributes attributes = files.attributesOfItemAtPath(path);
-  if (attributes.modificationDate) {
-    state.text = "changed " + localTimeText(*attributes.modificationDate);
-  } else {
-    state.text = state.exists ? printable(attributes.status.reason) : "there is no such file";
-  }
-  return state;
+  return {path, files.fileExistsAtPath(path), attributes.modificationDate, attributes.status.reason};
 }
 
 std::string inForce(const AgentContext& agent, const char* key) {
   return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
 }
 
-std::string reportedText(const AgentContext& agent) {
+std::optional<ReportedError> reportedError(const AgentContext& agent) {
   const auto code = agent.preferences.appIntegerValue(kReportedErrorKey, kMainApplicationIdentifier);
+  if (!code) return std::nullopt;
   const PropertyList time = agent.preferences.copyAppValue(kReportedErrorTimeKey, kMainApplicationIdentifier);
-  if (!code) return {};
   const auto number = static_cast<std::int32_t>(*code);
-  return std::to_string(number) + ", told " + (time.root.date() ? localTimeText(*time.root.date()) : "at some time") +
-         ": " + messageOfCode(agent, number);
+  return ReportedError{number, time.root.date(), messageOfCode(agent, number)};
 }
 
 Status gather(const AgentContext& agent) {
@@ -77,7 +78,7 @@ Status gather(const AgentContext& agent) {
   status.backup = stateOfFile(agent.files, initialBackupOf(agent.files, file, file).path);
   status.code = pendingCode(agent);
   if (status.code) status.message = messageOfCode(agent, *status.code);
-  status.reported = reportedText(agent);
+  status.reported = reportedError(agent);
   status.keptSaves = agent.files.keptSavesAtPath(status.bookmarks.path);
   return status;
 }
@@ -87,75 +88,92 @@ std::string agentText(const Status& status) {
   return *status.process == 0 ? "running" : "running, process " + std::to_string(*status.process);
 }
 
-std::string nextStep(const Status& status) {
-  if (!status.isWanted) return "To have your bookmarks sorted by itself: tarvel agent enable";
-  if (status.code == kHelperErrorUpdateFound && status.process) return "Run “tarvel report” once you have read this.";
-  if (status.code) return "Mend what the error says, then start the agent again: tarvel agent start";
-  if (!status.process)
-    return status.reported.empty()
-               ? "Start the agent: tarvel agent start"
-               : "Mend what the error says, if it still holds, then start the agent: tarvel agent start";
-  if (!status.bookmarks.exists) return "Say which file is yours: tarvel settings set BookmarksFilename PATH";
-  return {};
+std::string fileText(const FileState& file, const char* missing) {
+  if (file.changed) return shownPath(file.path) + ", changed " + localTimeText(*file.changed);
+  return shownPath(file.path) + ", " + (file.exists ? printable(file.reason) : missing);
 }
 
-void showOptions(const AgentContext& agent) {
-  for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
-    std::cout << "                   " << settingNamed(key)->meaning << ": " << inForce(agent, key) << "\n";
+Message nextStep(const Status& status) {
+  if (!status.isWanted) return {{"To sort your bookmarks automatically:"}, "tarvel agent enable"};
+  if (status.code == kHelperErrorUpdateFound && status.process) return {{"Once you have read this:"}, "tarvel report"};
+  if (status.code) return {{"Fix what the error says, then start the agent again:"}, "tarvel agent start"};
+  if (!status.process) {
+    return {{status.reported ? "Fix what the error says, if it still applies, then start the agent:"
+                             : "To start the agent:"},
+            "tarvel agent start"};
   }
+  if (!status.bookmarks.exists) {
+    return {{"Name your bookmarks file:"}, "tarvel settings set " + settingName(kBookmarksFilenameKey) + " PATH"};
+  }
+  return {};
 }
 
 std::string lastErrorText(const Status& status, const Painter& painter) {
   if (status.code) return painter.red(std::to_string(*status.code) + ": " + printable(status.message));
-  return status.reported.empty() ? "none" : printable(status.reported);
+  if (!status.reported) return "none";
+  const auto& seconds = status.reported->secondsSince2001;
+  return std::to_string(status.reported->code) + ", reported " +
+         (seconds ? localTimeText(*seconds) : std::string("at an unknown time")) + ": " +
+         printable(status.reported->message);
 }
 
-void show(const AgentContext& agent, const Status& status, const Painter& painter) {
-  std::cout << "Agent:             " << agentText(status) << "\n"
-            << "Automatic sorting: " << (status.isWanted ? "on" : "off") << ", " << status.latency
-            << (status.latency == "1" ? " second" : " seconds") << " after the last change\n";
-  showOptions(agent);
-  std::cout << "Bookmarks file:    " << printable(status.bookmarks.path) << ", " << status.bookmarks.text << "\n"
-            << "Folder watched:    " << printable(deletingLastPathComponent(status.bookmarks.path)) << "\n"
-            << "Backup:            " << printable(status.backup.path) << ", "
-            << (status.backup.exists ? status.backup.text : "not made yet") << "\n"
-            << "Last error:        " << lastErrorText(status, painter) << "\n";
+void show(Answer& answer, const AgentContext& agent, const Status& status) {
+  constexpr const char* kMargin = "                   ";
+  std::string text = "Agent:             " + agentText(status) + "\n";
+  text += std::string("Automatic sorting: ") + (status.isWanted ? "on" : "off") + ", " + status.latency +
+          (status.latency == "1" ? " second" : " seconds") + " after the last change\n";
+  for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
+    text += kMargin + std::string(settingNamed(key)->meaning) + ": " + inForce(agent, key) + "\n";
+  }
+  text += "Bookmarks file:    " + fileText(status.bookmarks, "which does not exist") + "\n";
+  text += "Folder watched:    " + shownPath(deletingLastPathComponent(status.bookmarks.path)) + "\n";
+  text += "Initial backup:    " + fileText(status.backup, "not made yet") + "\n";
+  text += "Last error:        " + lastErrorText(status, answer.painter()) + "\n";
   for (const std::string& save : status.keptSaves) {
     const KeptSaveWords words = wordsForKeptSave(save, status.bookmarks.path);
-    std::cout << "Kept save:         " << words.text << "\n                   " << words.advice << "\n";
+    text += "Kept save:         " + words.text + "\n" + kMargin + words.advice + "\n";
+    text += kMargin + ("To see how it differs: " + words.command) + "\n";
   }
-  const std::string next = nextStep(status);
-  if (!next.empty()) std::cout << "\n" << next << "\n";
+  answer.print(text);
+  const Message next = nextStep(status);
+  if (next.sentences.empty()) return;
+  if (!answer.options().isQuiet) answer.print("\n");
+  answer.hint(next.sentences.front(), next.command);
 }
 
-void showJson(const AgentContext& agent, const Status& status) {
-  nlohmann::ordered_json json = {{"isRunning", status.process.has_value()},
-                                 {"process", status.process.value_or(0)},
-                                 {"automaticSorting", status.isWanted},
-                                 {"bookmarksFile", status.bookmarks.path},
-                                 {"bookmarksFileExists", status.bookmarks.exists},
-                                 {"folderWatched", deletingLastPathComponent(status.bookmarks.path)},
-                                 {"backup", status.backup.path},
-                                 {"backupExists", status.backup.exists},
-                                 {"lastError", status.code.value_or(0)},
-                                 {"lastErrorMessage", status.message},
-                                 {"lastReported", status.reported},
-                                 {"keptSaves", status.keptSaves},
-                                 {"settings", nlohmann::ordered_json::object()}};
-  for (const Setting& setting : settingsTable()) json["settings"][setting.key] = inForce(agent, setting.key);
-  std::cout << jsonText(json);
+Answer::Json fileAsJson(const FileState& file) {
+  return {{"path", file.path},
+          {"exists", file.exists},
+          {"changed", file.changed ? Answer::Json(utcText(*file.changed)) : Answer::Json()}};
+}
+
+void setFields(Answer& answer, const AgentContext& agent, const Status& status) {
+  using Json = Answer::Json;
+  answer["running"] = status.process.has_value();
+  answer["process"] = status.process.value_or(0) == 0 ? Json() : Json(*status.process);
+  answer["automaticSorting"] = status.isWanted;
+  answer["bookmarksFile"] = fileAsJson(status.bookmarks);
+  answer["folderWatched"] = deletingLastPathComponent(status.bookmarks.path);
+  answer["initialBackup"] = fileAsJson(status.backup);
+  answer["pendingError"] = status.code ? Json({{"code", *status.code}, {"message", status.message}}) : Json();
+  answer["reportedError"] =
+      status.reported ? Json({{"code", status.reported->code}, {"message", status.reported->message}}) : Json();
+  answer["keptSaves"] = status.keptSaves;
+  Json settings = Json::object();
+  for (const Setting& setting : settingsTable()) {
+    settings[settingName(setting.key)] = valueAsJson(setting, stateOf(setting, agent.preferences, agent.files));
+  }
+  answer["settings"] = std::move(settings);
 }
 
 }  // namespace
 
 int runStatus(const AgentContext& agent, const CommandLine& line) {
+  Answer answer(line.name, line.output);
   const Status status = gather(agent);
-  if (line.json) {
-    showJson(agent, status);
-  } else {
-    show(agent, status, Painter(usesColor(line.color, 1)));
-  }
-  return status.needsAttention() ? kExitNeedsAttention : 0;
+  setFields(answer, agent, status);
+  show(answer, agent, status);
+  return answer.end(status.needsAttention() ? kExitNeedsAttention : 0);
 }
 
 }  // namespace tarvel

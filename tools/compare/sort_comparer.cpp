@@ -6,15 +6,6 @@
 
 namespace tarvel {
 
-namespace {
-
-constexpr PropertyListKey kNumberKey{"TarvelEntryNumber"};
-
-std::size_t numberOf(PropertyListDictionary node) {
-  const auto number = node.get(kNumberKey).integer();
-  return number ? static_cast<std::size_t>(*number) : kNoEntry;
-}
-
 AbsenceReason absenceReason(RemovalReason reason) {
   switch (reason) {
     case RemovalReason::kEmptyFolder:
@@ -27,20 +18,16 @@ AbsenceReason absenceReason(RemovalReason reason) {
   return AbsenceReason::kGone;
 }
 
-}  // namespace
-
 void SortComparer::attemptBegan(PropertyListDictionary root) {
-  recorder_.attemptBegan(root);
   comparison_ = {};
-  PropertyListTree& owner = *root.value().tree();
-  comparison_.before = entryTreeOf(root, [&](PropertyListDictionary node, std::size_t index) {
-    node.set(kNumberKey, owner.makeInteger(static_cast<std::int64_t>(index)));
-  });
+  numbers_.clear();
+  isOrderChanged_ = false;
+  comparison_.before = entryTreeOf(
+      root, [&](PropertyListDictionary node, std::size_t index) { numbers_[node.value().identity()] = index; });
   comparison_.removals.resize(comparison_.before.size());
 }
 
 void SortComparer::entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) {
-  recorder_.entryRemoved(entry, reason, survivor);
   const std::size_t number = numberOf(entry);
   if (number >= comparison_.before.size()) return;
   comparison_.before[number].changes |= kEntryRemoved;
@@ -49,13 +36,22 @@ void SortComparer::entryRemoved(PropertyListDictionary entry, RemovalReason reas
 }
 
 void SortComparer::entryNamed(PropertyListDictionary entry, std::string_view title) {
-  recorder_.entryNamed(entry, title);
   retitle(entry, title, kEntryNamed);
 }
 
-void SortComparer::entryRenamed(PropertyListDictionary entry, std::string_view before, std::string_view after) {
-  recorder_.entryRenamed(entry, before, after);
+void SortComparer::entryRenamed(PropertyListDictionary entry, std::string_view /*before*/, std::string_view after) {
   retitle(entry, after, kEntryRenamed);
+}
+
+void SortComparer::folderCopied(PropertyListDictionary folder, PropertyListDictionary copy) {
+  const std::size_t number = numberOf(folder);
+  if (number != kNoEntry && copy) numbers_[copy.value().identity()] = number;
+}
+
+std::size_t SortComparer::numberOf(PropertyListDictionary node) const {
+  if (!node) return kNoEntry;
+  const auto found = numbers_.find(node.value().identity());
+  return found == numbers_.end() ? kNoEntry : found->second;
 }
 
 void SortComparer::retitle(PropertyListDictionary entry, std::string_view title, EntryChange change) {
@@ -66,8 +62,8 @@ void SortComparer::retitle(PropertyListDictionary entry, std::string_view title,
 }
 
 void SortComparer::attemptEnded(PropertyListDictionary root, bool didSort) {
-  recorder_.attemptEnded(root, didSort);
-  if (didSort && root) {
+  isOrderChanged_ = didSort && root;
+  if (isOrderChanged_) {
     takeLaterTree(root);
     markChanges(comparison_);
     explainReplaced();
@@ -90,8 +86,10 @@ void SortComparer::takeLaterTree(PropertyListDictionary root) {
   comparison_.after =
       entryTreeOf(root, [&](PropertyListDictionary node, std::size_t) { numbers.push_back(numberOf(node)); });
   EntryTree& before = comparison_.before;
+  // The root is copied, too, and is no entry.
+  if (!numbers.empty()) numbers.front() = 0;
   for (std::size_t i = 0; i < numbers.size(); ++i) {
-    // What stands twice now, as a bar that took the place of another one, was there once.
+    // A bar that took the place of another one is in the later tree twice, and was in the earlier one once.
     if (numbers[i] >= before.size() || before[numbers[i]].counterpart != kNoEntry) continue;
     TreeEntry& earlier = before[numbers[i]];
     TreeEntry& later = comparison_.after[i];
@@ -102,7 +100,7 @@ void SortComparer::takeLaterTree(PropertyListDictionary root) {
   }
 }
 
-/// What is gone although cleaning left it alone made place for another bar or menu.
+/// An entry that cleaning kept and that is missing was replaced by another bar or menu.
 void SortComparer::explainReplaced() {
   for (std::size_t i = 1; i < comparison_.before.size(); ++i) {
     const TreeEntry& entry = comparison_.before[i];

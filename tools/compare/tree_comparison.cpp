@@ -44,6 +44,11 @@ std::size_t TreeComparison::count(EntryChange change) const {
       std::ranges::count_if(tree, [change](const TreeEntry& entry) { return (entry.changes & change) != 0; }));
 }
 
+bool isUnchanged(const TreeComparison& comparison) {
+  const auto hasNoChange = [](const TreeEntry& entry) { return entry.changes == 0; };
+  return std::ranges::all_of(comparison.before, hasNoChange) && std::ranges::all_of(comparison.after, hasNoChange);
+}
+
 void gatherChanges(EntryTree& tree) {
   for (TreeEntry& entry : tree) entry.changesBelow = 0;
   for (std::size_t i = tree.size(); i-- > 1;) {

@@ -14,7 +14,7 @@ namespace tarvel {
 
 /// Why an entry of the earlier tree is not in the later one.
 enum class AbsenceReason : std::uint8_t {
-  kGone,         ///< It is not there; no more is known.
+  kGone,         ///< No reason is known.
   kEmptyFolder,  ///< Cleaning: a folder without content.
   kNoAddress,    ///< Cleaning: a bookmark without an address.
   kDuplicate,    ///< Cleaning: the address comes again.
@@ -27,7 +27,7 @@ struct Removal {
   std::size_t kept = kNoEntry;
 };
 
-/// Two trees, and what became of each entry.
+/// Two trees, and what changed of each entry. Every report, as text, JSON or a page, is made from this.
 struct TreeComparison {
   EntryTree before;
   EntryTree after;
@@ -41,6 +41,9 @@ struct TreeComparison {
 /// Completes a comparison of which counterparts, new titles and addresses are known: marks what moved, was removed and
 /// added, and gathers for each folder what happened below it. Removals without a reason are kGone.
 void markChanges(TreeComparison& comparison);
+
+/// Whether every entry is in both trees, at the same place and with the same title and address.
+[[nodiscard]] bool isUnchanged(const TreeComparison& comparison);
 
 /// Gathers `changes` upwards, for each tree. Part of markChanges().
 void gatherChanges(EntryTree& tree);

@@ -11,7 +11,7 @@ constexpr const char* kHead = R"(# Completions of tarvel for bash. Made by the b
 )";
 
 /// Goes through the words before the one to be completed: which command they lead to, and what is to follow.
-constexpr const char* kTail = R"(
+const std::string kTail = R"(
 _tarvel() {
   local current=${COMP_WORDS[COMP_CWORD]} command='' previous='' offered='' word i
   local -i operands=0
@@ -40,6 +40,15 @@ _tarvel() {
   COMPREPLY=()
   case $offered in
     '' | -) ;;
+    @backup)
+      compopt -o filenames 2>/dev/null
+      local name
+      while IFS= read -r name; do
+        [[ $name == "$current"* ]] && COMPREPLY+=("$name")
+      done < <()" + std::string(kListBackups) +
+                          R"()
+      mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- "$current")
+      ;;
     @file*)
       compopt -o filenames 2>/dev/null
       mapfile -t COMPREPLY < <(compgen -f -- "$current"; compgen -W "${offered#@file}" -- "$current")
@@ -51,14 +60,15 @@ _tarvel() {
 complete -F _tarvel tarvel
 )";
 
-/// What `offered` is set to. A dash stands for a value that nobody can guess.
+/// The value of `offered`. A dash stands for a value without suggestions.
 std::string offer(const CompletedValue& value) {
+  if (value.isBackup) return "@backup";
   if (value.isFile) return "@file";
   return value.words.empty() ? "-" : joined(value.words);
 }
 
 std::string branch(const std::string& pattern, const std::string& offered) {
-  return "    " + quoted(pattern, kQuote) + ") offered=" + quoted(offered, kQuote) + " ;;\n";
+  return "    " + shellQuoted(pattern, kQuote) + ") offered=" + shellQuoted(offered, kQuote) + " ;;\n";
 }
 
 std::string function(const std::string& name, const std::string& branches) {
@@ -93,11 +103,11 @@ std::string bashCompletion(const std::vector<CompletedCommand>& commands) {
       const bool isFileToo = !command.operands.empty() && command.operands.front().isFile;
       operands += branch(command.path + " 0", (isFileToo ? "@file " : "") + joined(below));
     }
-    for (const std::string& child : below) known += "    " + quoted(command.path + " " + child, kQuote) + ") ;;\n";
+    for (const std::string& child : below) known += "    " + shellQuoted(command.path + " " + child, kQuote) + ") ;;\n";
     for (std::size_t i = below.empty() ? 0 : 1; i < command.operands.size(); ++i) {
       const std::string place = command.path + " " + std::to_string(i);
       operands += command.operands[i].isSettingValue
-                      ? "    " + quoted(place, kQuote) + ") _tarvel_setting_value \"$previous\" ;;\n"
+                      ? "    " + shellQuoted(place, kQuote) + ") _tarvel_setting_value \"$previous\" ;;\n"
                       : branch(place, offer(command.operands[i]));
     }
   }

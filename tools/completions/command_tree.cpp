@@ -6,6 +6,7 @@
 
 #include "tools/agent/settings_table.h"
 #include "tools/command_line/command_definition.h"
+#include "tools/command_line/command_settings.h"
 
 namespace tarvel {
 
@@ -20,8 +21,8 @@ std::vector<std::string> namesOf(const Choices& choices) {
 
 /// By the name that stands for a value in the help.
 CompletedValue valueCalled(const std::string& name) {
-  if (name == "FILE" || name == "PATH" || name == "COPY" || name == "OLD" || name == "NEW")
-    return {.isFile = true, .words = {}};
+  if (name == "BACKUP") return {.isFile = true, .isBackup = true, .words = {}};
+  if (name == "FILE" || name == "PATH" || name == "OLD" || name == "NEW") return {.isFile = true, .words = {}};
   if (name == "WHEN") return {.words = namesOf(kColorChoices)};
   if (name == "FORMAT") return {.words = namesOf(kDumpFormats)};
   if (name == "KEY") return {.words = settableSettings()};
@@ -62,6 +63,12 @@ void addCommand(std::vector<CompletedCommand>& commands, const CLI::App& app, co
   for (const CLI::Option* option : app.get_options()) {
     if (isShown(option)) addOption(command, *option);
   }
+  // The program's own options stand after every command, too.
+  const CLI::App* program = &app;
+  while (program->get_parent() != nullptr) program = program->get_parent();
+  for (const CLI::Option* option : program->get_options()) {
+    if (program != &app && option->get_name() != "--help") addOption(command, *option);
+  }
   const std::vector<const CLI::App*> below = app.get_subcommands({});
   for (const CLI::App* child : below) {
     if (isShown(child)) command.commands.push_back({{child->get_name()}, child->get_description(), false, {}});
@@ -83,7 +90,7 @@ std::vector<CompletedCommand> completedCommands(const CLI::App& app) {
 std::vector<std::string> settableSettings() {
   std::vector<std::string> keys;
   for (const Setting& setting : settingsTable()) {
-    if (isSettable(setting)) keys.emplace_back(setting.key);
+    if (isSettable(setting)) keys.push_back(settingName(setting.key));
   }
   return keys;
 }
@@ -101,7 +108,7 @@ std::string joined(const std::vector<std::string>& words) {
   return text;
 }
 
-std::string quoted(const std::string& text, const std::string& escapedQuote) {
+std::string shellQuoted(const std::string& text, const std::string& escapedQuote) {
   std::string word = "'";
   for (const char c : text) {
     if (c == '\'') {

@@ -15,6 +15,8 @@ struct CompletedValue {
   bool isFile = false;
   /// The value of the setting that was named just before.
   bool isSettingValue = false;
+  /// Names of backups, besides those of files.
+  bool isBackup = false;
   /// These words.
   std::vector<std::string> words;
 };
@@ -52,9 +54,12 @@ struct CompletedCommand {
 [[nodiscard]] std::string fishCompletion(const std::vector<CompletedCommand>& commands);
 [[nodiscard]] std::string zshCompletion(const std::vector<CompletedCommand>& commands);
 
+/// The command line that lists the names of backups, one a line.
+inline constexpr const char* kListBackups = "tarvel backup list --quiet 2>/dev/null";
+
 /// The words with a space between any two.
 [[nodiscard]] std::string joined(const std::vector<std::string>& words);
 /// `text` as one word of a shell, in single quotes; `escapedQuote` stands for one that is in the text.
-[[nodiscard]] std::string quoted(const std::string& text, const std::string& escapedQuote);
+[[nodiscard]] std::string shellQuoted(const std::string& text, const std::string& escapedQuote);
 
 }  // namespace tarvel

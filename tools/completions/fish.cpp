@@ -49,14 +49,15 @@ complete -c tarvel -f
 )";
 
 std::string line(const std::string& condition, const std::string& rest) {
-  return "complete -c tarvel -n " + quoted(condition, kQuote) + rest + "\n";
+  return "complete -c tarvel -n " + shellQuoted(condition, kQuote) + rest + "\n";
 }
 
 std::string at(const std::string& path) { return "__tarvel_at \"" + path + "\""; }
 
 std::string valueArguments(const CompletedValue& value) {
+  if (value.isBackup) return " -r -F -a " + shellQuoted("(" + std::string(kListBackups) + ")", kQuote);
   if (value.isFile) return " -r -F";
-  return value.words.empty() ? " -x" : " -x -a " + quoted(joined(value.words), kQuote);
+  return value.words.empty() ? " -x" : " -x -a " + shellQuoted(joined(value.words), kQuote);
 }
 
 std::string optionLine(const CompletedCommand& command, const CompletedOption& option) {
@@ -64,15 +65,15 @@ std::string optionLine(const CompletedCommand& command, const CompletedOption& o
   for (const std::string& name : option.names) {
     names += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
   }
-  return line(at(command.path),
-              names + (option.takesValue ? valueArguments(option.value) : "") + " -d " + quoted(option.help, kQuote));
+  return line(at(command.path), names + (option.takesValue ? valueArguments(option.value) : "") + " -d " +
+                                    shellQuoted(option.help, kQuote));
 }
 
 std::string operandLine(const CompletedCommand& command, std::size_t index) {
   const CompletedValue& operand = command.operands[index];
   const std::string condition = at(command.path) + " " + std::to_string(index);
   if (operand.isFile) return line(condition, " -F");
-  return operand.words.empty() ? "" : line(condition, " -a " + quoted(joined(operand.words), kQuote));
+  return operand.words.empty() ? "" : line(condition, " -a " + shellQuoted(joined(operand.words), kQuote));
 }
 
 std::string settingLines() {
@@ -80,7 +81,7 @@ std::string settingLines() {
   for (const std::string& key : settableSettings()) {
     const CompletedValue value = valueOfSetting(key);
     if (value.isFile) text += line("__tarvel_sets " + key, " -F");
-    if (!value.words.empty()) text += line("__tarvel_sets " + key, " -a " + quoted(joined(value.words), kQuote));
+    if (!value.words.empty()) text += line("__tarvel_sets " + key, " -a " + shellQuoted(joined(value.words), kQuote));
   }
   return text;
 }
@@ -95,12 +96,12 @@ std::string fishCompletion(const std::vector<CompletedCommand>& commands) {
     for (const CompletedOption& option : command.options) {
       lines += optionLine(command, option);
       for (const std::string& name : option.names) {
-        if (option.takesValue) valueOptions += " " + quoted(command.path + " " + name, kQuote);
+        if (option.takesValue) valueOptions += " " + shellQuoted(command.path + " " + name, kQuote);
       }
     }
     for (const CompletedOption& child : command.commands) {
-      known += " " + quoted(command.path + " " + child.names.front(), kQuote);
-      lines += line(at(command.path) + " 0", " -a " + child.names.front() + " -d " + quoted(child.help, kQuote));
+      known += " " + shellQuoted(command.path + " " + child.names.front(), kQuote);
+      lines += line(at(command.path) + " 0", " -a " + child.names.front() + " -d " + shellQuoted(child.help, kQuote));
     }
     for (std::size_t i = 0; i < command.operands.size(); ++i) lines += operandLine(command, i);
   }

@@ -17,12 +17,13 @@ std::string escaped(const std::string& text) {
 }
 
 std::string action(const CompletedValue& value) {
+  if (value.isBackup) return "_tarvel_backup";
   if (value.isFile) return "_files";
   if (value.isSettingValue) return "_tarvel_setting_value";
   return value.words.empty() ? " " : "(" + joined(value.words) + ")";
 }
 
-std::string argument(const std::string& text) { return " \\\n    " + quoted(text, kQuote); }
+std::string argument(const std::string& text) { return " \\\n    " + shellQuoted(text, kQuote); }
 
 std::string functionName(const std::string& path) {
   std::string name = "_tarvel";
@@ -50,7 +51,7 @@ std::string groupFunction(const CompletedCommand& command) {
   std::string branches;
   for (const CompletedOption& child : command.commands) {
     const std::string& name = child.names.front();
-    described += "        " + quoted(name + ":" + child.help, kQuote) + "\n";
+    described += "        " + shellQuoted(name + ":" + child.help, kQuote) + "\n";
     branches +=
         "        " + name + ") " + functionName((command.path.empty() ? "" : command.path + " ") + name) + " ;;\n";
   }
@@ -77,11 +78,16 @@ std::string settingValueFunction() {
   return text + "  esac\n}\n\n";
 }
 
+std::string backupFunction() {
+  return "_tarvel_backup() {\n  local -a names\n  names=(${(f)\"$(" + std::string(kListBackups) +
+         ")\"})\n  compadd -a names\n  _files\n}\n\n";
+}
+
 }  // namespace
 
 std::string zshCompletion(const std::vector<CompletedCommand>& commands) {
   std::string text = "#compdef tarvel\n# Completions of tarvel for zsh. Made by the build; do not edit.\n\n";
-  text += settingValueFunction();
+  text += settingValueFunction() + backupFunction();
   for (const CompletedCommand& command : commands) {
     text += command.commands.empty() ? plainFunction(command) : groupFunction(command);
   }

@@ -15,22 +15,22 @@ enum class FindingState { kFine, kNote, kProblem };
 
 /// What one check found.
 struct Finding {
-  /// For programs; it stays the same. One check may find several things.
+  /// For programs; names do not change. One check may have several findings.
   const char* check;
   FindingState state;
   /// One sentence.
   std::string text;
-  /// What to do next; empty where nothing needs to be done.
+  /// What to do next; empty when nothing has to be done.
   std::string advice;
 };
 
-/// What the checks look at. All of it is borrowed; nothing of it is changed.
+/// What the checks examine. All of it is borrowed; nothing is changed.
 struct DoctorContext {
   const Platform& platform;
   const AgentContext& agent;
   AgentService& service;
   SystemProbe& probe;
-  /// The agent that belongs to this command; empty where none was installed.
+  /// The agent that was installed with this command; empty where none was.
   std::string agentProgram;
   /// Seconds since 2001.
   double now;
@@ -47,7 +47,7 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] Findings checkLock(const DoctorContext& context);
 [[nodiscard]] Findings checkBackup(const DoctorContext& context);
 
-// The agent and what it goes by.
+// The agent and its settings.
 [[nodiscard]] Findings checkSettingsFile(const DoctorContext& context);
 [[nodiscard]] Findings checkSettingsValues(const DoctorContext& context);
 [[nodiscard]] Findings checkWatches(const DoctorContext& context);
@@ -63,10 +63,10 @@ using Findings = std::vector<Finding>;
 /// All of them, in the order in which they are shown.
 [[nodiscard]] Findings examine(const DoctorContext& context);
 
-/// Why a sort would fail now, with what to do about it; empty when it would not.
-[[nodiscard]] std::vector<std::string> doubtsAboutSorting(const DoctorContext& context);
+/// Why a sort would fail now, and what to do about it; empty when it would not.
+[[nodiscard]] std::vector<std::string> problemsOfSorting(const DoctorContext& context);
 
-/// tarvel doctor. Answers the exit status.
+/// tarvel doctor. Returns the exit status.
 [[nodiscard]] int runDoctor(const DoctorContext& context, const CommandLine& line);
 
 // For the checks.
@@ -80,9 +80,7 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] inline Finding problem(const char* check, std::string text, std::string advice) {
   return {check, FindingState::kProblem, std::move(text), std::move(advice)};
 }
-/// In quotes, safe to show.
-[[nodiscard]] std::string named(const std::string& path);
-/// The value that the agent goes by, as `tarvel settings get` tells it.
+/// The value in force, as `tarvel settings get` shows it.
 [[nodiscard]] std::string settingInForce(const DoctorContext& context, const char* key);
 [[nodiscard]] std::string bookmarksFileOf(const DoctorContext& context);
 

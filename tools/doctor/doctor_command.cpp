@@ -1,14 +1,13 @@
-// tarvel doctor: looks at everything that sorting needs, and says in words what to do.
+// tarvel doctor: checks everything that sorting needs, and says what to do.
 
 #include <algorithm>
-#include <iostream>
 #include <nlohmann/json.hpp>
 
 #include "settings/preference_keys.h"
 #include "tools/agent/settings_table.h"
 #include "tools/doctor/doctor.h"
-#include "tools/report/json_text.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/answer.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -36,42 +35,42 @@ const char* wordOf(FindingState state) {
 }
 
 std::string painted(const Painter& painter, FindingState state) {
-  // The words stand in one column.
+  // The words form one column.
   std::string word = wordOf(state);
   word.resize(8, ' ');
   if (state == FindingState::kFine) return painter.green(word);
   return state == FindingState::kNote ? painter.yellow(word) : painter.red(word);
 }
 
-void show(const Findings& findings, const Painter& painter) {
-  for (const Finding& finding : findings) {
-    std::cout << painted(painter, finding.state) << printable(finding.text) << "\n";
-    if (!finding.advice.empty()) std::cout << "        " << painter.bold("→ ") << printable(finding.advice) << "\n";
-  }
-  const std::size_t problems = countOf(findings, FindingState::kProblem);
-  std::cout << "\n"
-            << (problems == 0   ? "Nothing is amiss."
-                : problems == 1 ? "One thing needs your attention."
-                                : std::to_string(problems) + " things need your attention.")
-            << "\n";
+std::string resultOf(std::size_t problems) {
+  return problems == 0 ? std::string("No problems found.") : counted(problems, "problem", "problems") + " found.";
 }
 
-void showJson(const Findings& findings) {
-  nlohmann::ordered_json json = {{"problems", countOf(findings, FindingState::kProblem)},
-                                 {"notes", countOf(findings, FindingState::kNote)},
-                                 {"findings", nlohmann::ordered_json::array()}};
+void show(Answer& answer, const Findings& findings) {
+  const Painter& painter = answer.painter();
+  std::string text;
   for (const Finding& finding : findings) {
-    json["findings"].push_back({{"check", finding.check},
-                                {"state", wordOf(finding.state)},
-                                {"text", finding.text},
-                                {"advice", finding.advice}});
+    if (answer.options().isQuiet && finding.state == FindingState::kFine) continue;
+    text += painted(painter, finding.state) + printable(finding.text) + "\n";
+    if (!finding.advice.empty()) text += "        " + painter.bold("→ ") + printable(finding.advice) + "\n";
   }
-  std::cout << jsonText(json);
+  answer.print(text + "\n");
+}
+
+void setFields(Answer& answer, const Findings& findings) {
+  answer["problems"] = countOf(findings, FindingState::kProblem);
+  answer["notes"] = countOf(findings, FindingState::kNote);
+  Answer::Json list = Answer::Json::array();
+  for (const Finding& finding : findings) {
+    list.push_back({{"check", finding.check},
+                    {"state", wordOf(finding.state)},
+                    {"text", finding.text},
+                    {"advice", finding.advice.empty() ? Answer::Json() : Answer::Json(finding.advice)}});
+  }
+  answer["findings"] = std::move(list);
 }
 
 }  // namespace
-
-std::string named(const std::string& path) { return "“" + printable(path) + "”"; }
 
 std::string settingInForce(const DoctorContext& context, const char* key) {
   return stateOf(*settingNamed(key), context.agent.preferences, context.agent.files).inForce;
@@ -92,24 +91,24 @@ Findings examine(const DoctorContext& context) {
   return all;
 }
 
-std::vector<std::string> doubtsAboutSorting(const DoctorContext& context) {
-  std::vector<std::string> doubts;
+std::vector<std::string> problemsOfSorting(const DoctorContext& context) {
+  std::vector<std::string> problems;
   for (const auto check : {checkBookmarksFile, checkContents, checkFolder, checkFileSystem, checkBackup}) {
     for (const Finding& finding : check(context)) {
-      if (finding.state == FindingState::kProblem) doubts.push_back(finding.text + " " + finding.advice);
+      if (finding.state == FindingState::kProblem) problems.push_back(finding.text + " " + finding.advice);
     }
   }
-  return doubts;
+  return problems;
 }
 
 int runDoctor(const DoctorContext& context, const CommandLine& line) {
+  Answer answer(line.name, line.output);
   const Findings findings = examine(context);
-  if (line.json) {
-    showJson(findings);
-  } else {
-    show(findings, Painter(usesColor(line.color, 1)));
-  }
-  return countOf(findings, FindingState::kProblem) == 0 ? 0 : kExitNeedsAttention;
+  const std::size_t problems = countOf(findings, FindingState::kProblem);
+  setFields(answer, findings);
+  show(answer, findings);
+  answer.say(resultOf(problems));
+  return answer.end(problems == 0 ? 0 : kExitNeedsAttention);
 }
 
 }  // namespace tarvel

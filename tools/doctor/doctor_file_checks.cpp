@@ -8,20 +8,20 @@
 #include "tools/agent/reported_error.h"
 #include "tools/backups/initial_backup.h"
 #include "tools/backups/kept_saves.h"
-#include "tools/compare/change_report.h"
+#include "tools/compare/change_recorder.h"
 #include "tools/doctor/doctor.h"
 #include "tools/files/preview_file_manager.h"
 #include "tools/terminal/local_time.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-constexpr const char* kChooseFile = "Say which file is yours: tarvel settings set BookmarksFilename PATH";
-/// A browser holds its file for moments.
+constexpr const char* kChooseFile = "Name your bookmarks file: tarvel settings set bookmarks-filename PATH";
+/// A browser holds the lock for moments.
 constexpr double kLongestHold = 600;
-/// As many seconds lie between the two beginnings of time.
+/// Seconds from 1970 to 2001.
 constexpr std::int64_t kSecondsTo2001 = 978'307'200;
 
 class SilentLog final : public SystemLog {
@@ -29,7 +29,7 @@ class SilentLog final : public SystemLog {
   void log(std::string_view /*message*/) override {}
 };
 
-/// Where the file's bytes are, links followed; where they will be, when there is no file.
+/// The folder of the file itself, links followed; of its path when there is no file.
 std::string folderOf(const DoctorContext& context) {
   const std::string file = bookmarksFileOf(context);
   const PathFacts facts = context.probe.path(file);
@@ -56,7 +56,7 @@ struct Trial {
   bool wouldChange = false;
 };
 
-/// The agent's next sort, on a copy in memory.
+/// The agent's next sort, in memory.
 Trial trySort(const DoctorContext& context, const std::string& file) {
   PreviewFileManager copy(context.platform.fileManager, file);
   SilentLog log;
@@ -64,7 +64,7 @@ Trial trySort(const DoctorContext& context, const std::string& file) {
   const Platform preview{real.propertyLists, copy,           real.collator, real.uuidSource, log,
                          real.bundle,        real.workspace, real.clock};
   Tarvel tarvel(preview);
-  ChangeRecorder recorder(OrderDetail::kCounts);
+  ChangeRecorder recorder;
   tarvel.setArrangeFoldersAtTop(settingInForce(context, kFoldersAtTopKey) == "yes");
   tarvel.setRemoveDuplicates(settingInForce(context, kRemoveDuplicatesKey) == "yes");
   tarvel.setRenameSamenamed(settingInForce(context, kRenameSamenamedKey) == "yes");
@@ -76,11 +76,11 @@ Trial trySort(const DoctorContext& context, const std::string& file) {
 }
 
 Finding rightsOf(const PathFacts& facts, const std::string& file) {
-  const std::string own = facts.isOwn ? "Give yourself the rights: chmod u+rw " + shellWord(file)
-                                      : "It belongs to somebody else; ask them, or use a file of your own.";
-  if (!facts.isReadable) return problem("bookmarks-file", named(file) + " may not be read by you.", own);
-  if (!facts.isWritable) return problem("bookmarks-file", named(file) + " may not be written by you.", own);
-  return fine("bookmarks-file", "The bookmarks file is " + named(file) + ".");
+  const std::string own = facts.isOwn ? "Give yourself permission: chmod u+rw " + shellWord(file)
+                                      : "It belongs to another user; use a file of your own.";
+  if (!facts.isReadable) return problem("bookmarks-file", quotedPath(file) + " is not readable for you.", own);
+  if (!facts.isWritable) return problem("bookmarks-file", quotedPath(file) + " is not writable for you.", own);
+  return fine("bookmarks-file", "The bookmarks file is " + quotedPath(file) + ".");
 }
 
 }  // namespace
@@ -90,23 +90,23 @@ Findings checkBookmarksFile(const DoctorContext& context) {
   const std::string file = bookmarksFileOf(context);
   const PathFacts facts = context.probe.path(file);
   if (!file.starts_with('/')) {
-    return {problem(kCheck, named(file) + " is not a full path, and the agent takes it as it stands.", kChooseFile)};
+    return {problem(kCheck, quotedPath(file) + " is not a full path, which the agent needs.", kChooseFile)};
   }
   switch (facts.kind) {
     case PathKind::kMissing:
-      return {facts.isLink ? problem(kCheck, named(file) + " is a link that leads nowhere.", kChooseFile)
-                           : problem(kCheck, "There is no bookmarks file " + named(file) + ".", kChooseFile)};
+      return {facts.isLink ? problem(kCheck, quotedPath(file) + " is a link that leads nowhere.", kChooseFile)
+                           : problem(kCheck, "There is no bookmarks file " + quotedPath(file) + ".", kChooseFile)};
     case PathKind::kUnknown:
-      return {problem(kCheck, named(file) + " cannot be looked at: " + facts.reason + ".",
-                      "Give yourself the right to pass through the folders above it.")};
+      return {problem(kCheck, quotedPath(file) + " cannot be examined: " + facts.reason + ".",
+                      "Give yourself permission to enter the folders above it.")};
     case PathKind::kFolder:
     case PathKind::kOther:
-      return {problem(kCheck, named(file) + " is no file.", kChooseFile)};
+      return {problem(kCheck, quotedPath(file) + " is not a file.", kChooseFile)};
     default:
       break;
   }
   Findings findings{rightsOf(facts, file)};
-  if (facts.isLink) findings.push_back(fine(kCheck, "It is a link to " + named(facts.realPath) + "."));
+  if (facts.isLink) findings.push_back(fine(kCheck, "It is a link to " + quotedPath(facts.realPath) + "."));
   return findings;
 }
 
@@ -114,7 +114,7 @@ Findings checkContents(const DoctorContext& context) {
   constexpr const char* kCheck = "bookmarks-contents";
   const std::string file = bookmarksFileOf(context);
   const PathFacts facts = context.probe.path(file);
-  // What keeps it from being read at all was told already.
+  // A file that cannot be read is reported by checkBookmarksFile().
   if (facts.kind != PathKind::kFile || !facts.isReadable) return {};
   const Trial trial = trySort(context, file);
   if (trial.code != TarvelErrorNone) {
@@ -129,7 +129,7 @@ Findings checkKeptSaves(const DoctorContext& context) {
   const std::string file = bookmarksFileOf(context);
   for (const std::string& save : context.agent.files.keptSavesAtPath(file)) {
     KeptSaveWords words = wordsForKeptSave(save, file);
-    findings.push_back(problem("kept-saves", std::move(words.text), std::move(words.advice)));
+    findings.push_back(problem("kept-saves", words.text, words.advice + " To see how it differs: " + words.command));
   }
   return findings;
 }
@@ -139,20 +139,20 @@ Findings checkFolder(const DoctorContext& context) {
   const std::string folder = folderOf(context);
   const PathFacts facts = context.probe.path(folder);
   if (facts.kind == PathKind::kMissing) {
-    return {note(kCheck, "The folder " + named(folder) + " is not there; the agent waits for it.")};
+    return {note(kCheck, "The folder " + quotedPath(folder) + " does not exist; the agent waits for it.")};
   }
   if (facts.kind != PathKind::kFolder || !facts.isReadable || !facts.isExecutable) {
-    return {problem(kCheck, "The folder " + named(folder) + " cannot be watched by you.",
-                    "Give yourself the rights: chmod u+rx " + shellWord(folder))};
+    return {problem(kCheck, "The folder " + quotedPath(folder) + " cannot be watched.",
+                    "Give yourself permission: chmod u+rx " + shellWord(folder))};
   }
   if (!facts.isWritable) {
     return {note(kCheck,
-                 "You may not make files in " + named(folder) +
-                     ": the bookmarks file is overwritten in place, and cannot be made whole again should the power "
-                     "fail at that instant.",
-                 "Give yourself the rights if you can: chmod u+w " + shellWord(folder))};
+                 "You cannot create files in " + quotedPath(folder) +
+                     ", so the bookmarks file is overwritten in place, and a power failure at that instant would leave "
+                     "it damaged.",
+                 "If you can, give yourself permission: chmod u+w " + shellWord(folder))};
   }
-  return {fine(kCheck, "Its folder may be watched, and written to.")};
+  return {fine(kCheck, "Its folder can be watched, and written to.")};
 }
 
 Findings checkFileSystem(const DoctorContext& context) {
@@ -163,28 +163,28 @@ Findings checkFileSystem(const DoctorContext& context) {
   const std::string name = facts.name.empty() ? "of an unknown kind" : "of the kind " + printable(facts.name);
   Findings findings;
   if (facts.isReadOnly) {
-    findings.push_back(problem(kCheck, "The file system, " + name + ", is mounted for reading only.",
-                               "Mount it for writing, or use a bookmarks file elsewhere."));
+    findings.push_back(problem(kCheck, "The file system, " + name + ", is mounted read-only.",
+                               "Remount it read-write, or use a bookmarks file elsewhere."));
   } else if (facts.isRemote) {
-    findings.push_back(note(kCheck, "The file system, " + name +
-                                        ", does not tell of all changes: what others change is looked for every 30 "
-                                        "seconds."));
+    findings.push_back(
+        note(kCheck, "The file system, " + name + ", does not report all changes, so it is polled every 30 seconds."));
   } else if (!facts.takesNamelessFiles) {
-    findings.push_back(note(kCheck, "The file system, " + name +
-                                        ", takes no files without a name: while one is written, another with a name "
-                                        "beginning “.tarvel-” lies beside it."));
+    findings.push_back(
+        note(kCheck, "The file system, " + name +
+                         ", has no unnamed files: during a write, a file whose name begins with “.tarvel-” "
+                         "is beside the bookmarks file."));
   } else {
-    findings.push_back(fine(kCheck, "The file system, " + name + ", tells of every change."));
+    findings.push_back(fine(kCheck, "The file system, " + name + ", reports every change."));
   }
   const std::uint64_t size = context.probe.path(bookmarksFileOf(context)).size;
-  // A sort writes a new file beside the old one, and may have a copy made before.
+  // A sort writes a new file beside the old one, and may make a backup before.
   const std::uint64_t needed = 2 * size + 1'000'000;
   findings.push_back(facts.freeBytes < needed
                          ? problem("free-space",
-                                   "There is too little room for a sort: " + sizeText(facts.freeBytes) +
+                                   "There is too little space for a sort: " + sizeText(facts.freeBytes) +
                                        " are free, and " + sizeText(needed) + " may be needed.",
-                                   "Make room on the disk.")
-                         : fine("free-space", "There is room enough for a sort."));
+                                   "Free some space on the disk.")
+                         : fine("free-space", "There is enough space for a sort."));
   return findings;
 }
 
@@ -192,13 +192,13 @@ Findings checkLock(const DoctorContext& context) {
   constexpr const char* kCheck = "lock";
   const std::string lock = deletingLastPathComponent(bookmarksFileOf(context)) + "/lock";
   const PathFacts facts = context.probe.path(lock);
-  if (facts.kind == PathKind::kMissing && !facts.isLink) return {fine(kCheck, "No browser holds the file.")};
+  if (facts.kind == PathKind::kMissing && !facts.isLink) return {fine(kCheck, "No browser is using the file.")};
   const double changed = facts.changed ? static_cast<double>(facts.changed->seconds - kSecondsTo2001) : context.now;
   const double age = context.now - changed;
-  if (age < kLongestHold) return {note(kCheck, "A browser holds the file at the moment (" + named(lock) + ").")};
+  if (age < kLongestHold) return {note(kCheck, "A browser is using the file now (" + quotedPath(lock) + ").")};
   return {problem(kCheck,
-                  named(lock) + " has been there for " + ageText(age) + ", and while it is there nothing is sorted.",
-                  "If no browser uses the file, a crash may have left it: remove it.")};
+                  quotedPath(lock) + " has existed for " + ageText(age) + ", and nothing is sorted while it exists.",
+                  "If no browser is using the file, remove it; a crash may have left it.")};
 }
 
 Findings checkBackup(const DoctorContext& context) {
@@ -208,28 +208,30 @@ Findings checkBackup(const DoctorContext& context) {
   const InitialBackup present = backupAt(context.agent.files, backup, file);
   if (present.origin == BackupOrigin::kAnotherFile) {
     return {problem(kCheck,
-                    named(backup) + " is the backup of " + named(present.madeOf) +
-                        ", so the agent would make none of the bookmarks file before it first sorts it.",
-                    "To have each keep its own: tarvel settings set BookmarksFilename " + shellWord(file))};
+                    quotedPath(backup) + " is the backup of " + quotedPath(present.madeOf) +
+                        ", so the agent would make no backup of the bookmarks file before its first sort.",
+                    "To give each file its own: tarvel settings set bookmarks-filename " + shellWord(file))};
   }
   const PathFacts facts = context.probe.path(backup);
   if (facts.kind == PathKind::kFile && facts.isReadable) {
     const std::string date = facts.changed ? ", as of " + localTimeText(*facts.changed) : std::string();
-    return {fine(kCheck, "The initial backup of your bookmarks is " + named(backup) + date + ".")};
+    return {fine(kCheck, "The initial backup of your bookmarks is " + quotedPath(backup) + date + ".")};
   }
   if (facts.kind != PathKind::kMissing) {
-    return {problem(kCheck, named(backup) + " is there and is no file that you may read, so no undoing is possible.",
-                    "Move it away; the next sort makes a copy.")};
+    return {problem(kCheck, quotedPath(backup) + " is not a file that you can read, so no sort could be undone.",
+                    "Move it away; the next sort makes a backup.")};
   }
   std::string folder = deletingLastPathComponent(backup);
   while (folder.size() > 1 && context.probe.path(folder).kind == PathKind::kMissing)
     folder = deletingLastPathComponent(folder);
   const PathFacts above = context.probe.path(folder);
   if (above.kind != PathKind::kFolder || !above.isWritable) {
-    return {problem(kCheck, "The initial backup cannot be made: you may not make files in " + named(folder) + ".",
-                    "Give yourself the rights; without a copy nothing is sorted.")};
+    return {problem(kCheck,
+                    "The initial backup cannot be made, since you cannot create files in " + quotedPath(folder) + ".",
+                    "Give yourself permission; without a backup nothing is sorted.")};
   }
-  return {fine(kCheck, "There is no copy of your bookmarks yet; the first sort makes it: " + named(backup) + ".")};
+  return {
+      fine(kCheck, "There is no backup of your bookmarks yet; the first sort makes it: " + quotedPath(backup) + ".")};
 }
 
 }  // namespace tarvel

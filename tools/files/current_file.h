@@ -7,14 +7,14 @@
 
 namespace tarvel {
 
-/// A bookmarks file as it stands, whole: nobody wrote to it while it was read.
+/// A bookmarks file, read while no other program wrote to it.
 struct CurrentFile {
-  /// Not found (1), not readable (5), or changing for as long as it was looked at (8).
+  /// Not found (1), not readable (5), or changed during every attempt to read it (8).
   TarvelError code = TarvelErrorNone;
   FileReading reading;
 };
 
-/// Reads it, again when it changed meanwhile, ten times at most with 0.3 seconds in between.
+/// Reads the file, and again when it changed meanwhile, see retry().
 [[nodiscard]] CurrentFile readCurrentFile(const Platform& platform, const std::string& path);
 
 }  // namespace tarvel

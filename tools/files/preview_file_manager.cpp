@@ -16,6 +16,9 @@ PreviewFileManager::PreviewFileManager(FileManager& real, std::string path)
   if (exists_) contents_ = real.contentsAtPath(path_);
 }
 
+PreviewFileManager::PreviewFileManager(FileManager& real, std::string path, FileReading contents)
+    : real_(real), path_(std::move(path)), exists_(true), contents_(std::move(contents)) {}
+
 FileAttributes PreviewFileManager::attributesOfItemAtPath(const std::string& path) {
   if (!fileExistsAtPath(path)) return {std::nullopt, {ENOENT, "The file does not exist."}};
   return {FileDate{}, {}};

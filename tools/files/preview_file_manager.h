@@ -6,12 +6,14 @@
 
 namespace tarvel {
 
-/// One file, read once and held in memory, under the path it was read from. Nothing else exists, so there is no lock to
-/// wait for; whatever would write fails, except that the bookmarks file takes a write and forgets it.
-class PreviewFileManager final : public FileManager {
+/// One file, read once and held in memory, under the path it was read from. No other file exists, so there is no lock
+/// to wait for. Writes fail, except that the bookmarks file takes one and drops it.
+class PreviewFileManager : public FileManager {
  public:
   /// `real` is borrowed; it is read from now and asked about tildes later, never written to.
   PreviewFileManager(FileManager& real, std::string path);
+  /// A file with these contents, read from somewhere else.
+  PreviewFileManager(FileManager& real, std::string path, FileReading contents);
 
   [[nodiscard]] bool fileExistsAtPath(const std::string& path) override { return exists_ && path == path_; }
   [[nodiscard]] FileAttributes attributesOfItemAtPath(const std::string& path) override;
@@ -29,7 +31,7 @@ class PreviewFileManager final : public FileManager {
   [[nodiscard]] FileReading contentsOfOwnFileAtPath(const std::string& path) override;
   [[nodiscard]] FileStatus replaceOwnFileAtPath(const DataPieces& data, const std::string& path,
                                                 const FileVersion& version) override;
-  /// A preview disturbs nobody who writes.
+  /// A preview cannot disturb another writer.
   [[nodiscard]] bool isOpenForWritingAtPath(const std::string& /*path*/) override { return false; }
   [[nodiscard]] std::vector<std::string> keptSavesAtPath(const std::string& path) override {
     return real_.keptSavesAtPath(path);

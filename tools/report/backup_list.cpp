@@ -4,26 +4,26 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/backups/backup_name.h"
-#include "tools/report/json_text.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/local_time.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-/// What is to be said of the bytes of a copy, when they can be read.
-void look(const Platform& platform, const FileReading& today, ListedBackup& copy) {
-  const FileReading reading = platform.fileManager.contentsAtPath(copy.path);
+/// Fills in what the contents of a backup tell.
+void readContents(const Platform& platform, const FileReading& current, ListedBackup& backup) {
+  const FileReading reading = platform.fileManager.contentsAtPath(backup.path);
   if (!reading.status.ok()) return;
-  copy.size = reading.data.size();
-  copy.bookmarks = bookmarkCount(platform, reading.data);
-  copy.isAsNow = today.status.ok() && haveSameBytes(reading.data, today.data);
+  backup.size = reading.data.size();
+  backup.bookmarks = bookmarkCount(platform, reading.data);
+  backup.isCurrent = current.status.ok() && haveSameBytes(reading.data, current.data);
 }
 
-std::string bookmarksText(const ListedBackup& copy) {
-  if (!copy.bookmarks) return "no bookmarks file";
-  return std::to_string(*copy.bookmarks) + (*copy.bookmarks == 1 ? " bookmark" : " bookmarks");
+std::string bookmarksText(const ListedBackup& backup) {
+  if (!backup.size) return "unreadable";
+  return backup.bookmarks ? counted(*backup.bookmarks, "bookmark", "bookmarks") : "not a bookmarks file";
 }
 
 std::string sizeText(std::size_t bytes) {
@@ -34,67 +34,82 @@ std::string sizeText(std::size_t bytes) {
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " MB";
 }
 
+std::string sizeText(const ListedBackup& backup) { return backup.size ? sizeText(*backup.size) : "?"; }
+
 std::string padded(const std::string& text, std::size_t width) {
   return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+std::string listText(const BackupList& list) {
+  std::size_t bookmarksWidth = 0;
+  std::size_t sizeWidth = 0;
+  for (const ListedBackup& backup : list.backups) {
+    bookmarksWidth = std::max(bookmarksWidth, bookmarksText(backup).size());
+    sizeWidth = std::max(sizeWidth, sizeText(backup).size());
+  }
+  std::string text =
+      "Backups of " + quotedPath(list.file) + " in " + quotedPath(list.folder) + ", the newest first:\n\n";
+  for (const ListedBackup& backup : list.backups) {
+    text += localTimeText(backup.date) + "  " + padded(bookmarksText(backup), bookmarksWidth) + "  " +
+            padded(sizeText(backup), sizeWidth) + "  " + printable(backup.name);
+    if (backup.isInitial) text += "  (the initial backup, from before the first sort)";
+    if (backup.isCurrent) text += "  (same as the file now)";
+    text += "\n";
+  }
+  return text;
+}
+
+Answer::Json listAsJson(const BackupList& list) {
+  using Json = Answer::Json;
+  Json backups = Json::array();
+  for (const ListedBackup& backup : list.backups) {
+    backups.push_back({{"name", backup.name},
+                       {"path", backup.path},
+                       {"date", utcText(backup.date)},
+                       {"size", backup.size ? Json(*backup.size) : Json()},
+                       {"bookmarks", backup.bookmarks ? Json(*backup.bookmarks) : Json()},
+                       {"initial", backup.isInitial},
+                       {"sameAsFile", backup.isCurrent}});
+  }
+  return backups;
 }
 
 }  // namespace
 
 BackupList backupList(const Platform& platform, const std::string& file, const std::string& initialBackup,
-                      const BackupStore& copies) {
-  BackupList list{file, copies.folder(), {}, {}};
-  BackupListing dated = copies.list();
+                      const BackupStore& store) {
+  BackupList list{file, store.folder(), {}, {}};
+  BackupListing dated = store.list();
   list.status = std::move(dated.status);
-  const FileReading today = platform.fileManager.contentsAtPath(file);
-  for (auto copy = dated.copies.rbegin(); copy != dated.copies.rend(); ++copy) {
-    list.copies.push_back({copy->name, copy->path, copy->time, 0, std::nullopt, false, false});
-    look(platform, today, list.copies.back());
+  const FileReading current = platform.fileManager.contentsAtPath(file);
+  for (auto backup = dated.backups.rbegin(); backup != dated.backups.rend(); ++backup) {
+    list.backups.push_back({backup->name, backup->path, backup->time, {}, {}, false, false});
+    readContents(platform, current, list.backups.back());
   }
   if (!platform.fileManager.fileExistsAtPath(initialBackup)) return list;
   const Date date = platform.fileManager.modificationDateAtPath(initialBackup).value_or(Date{});
-  list.copies.push_back(
-      {initialBackup.substr(initialBackup.rfind('/') + 1), initialBackup, date, 0, std::nullopt, true, false});
-  look(platform, today, list.copies.back());
+  list.backups.push_back(
+      {initialBackup.substr(initialBackup.rfind('/') + 1), initialBackup, date, {}, {}, true, false});
+  readContents(platform, current, list.backups.back());
   return list;
 }
 
-std::string backupListAsText(const BackupList& list) {
-  if (list.copies.empty()) {
-    return "There is no copy of “" + printable(list.file) + "” in “" + printable(list.folder) +
-           "”. To make one: tarvel backup\n";
+void answerWith(Answer& answer, const BackupList& list) {
+  answer["file"] = list.file;
+  answer["folder"] = list.folder;
+  answer["backups"] = listAsJson(list);
+  if (list.backups.empty()) {
+    if (answer.options().isQuiet) return;
+    answer.say("There is no backup of " + quotedPath(list.file) + " in " + quotedPath(list.folder) + ".");
+    answer.hint("To make one:", "tarvel backup");
+    return;
   }
-  std::size_t bookmarksWidth = 0;
-  std::size_t sizeWidth = 0;
-  for (const ListedBackup& copy : list.copies) {
-    bookmarksWidth = std::max(bookmarksWidth, bookmarksText(copy).size());
-    sizeWidth = std::max(sizeWidth, sizeText(copy.size).size());
+  if (answer.options().isQuiet) {
+    for (const ListedBackup& backup : list.backups) answer.print(printable(backup.name) + "\n");
+    return;
   }
-  std::string text =
-      "Copies of “" + printable(list.file) + "” in “" + printable(list.folder) + "”, the newest first:\n\n";
-  for (const ListedBackup& copy : list.copies) {
-    text += localTimeText(copy.date) + "  " + padded(bookmarksText(copy), bookmarksWidth) + "  " +
-            padded(sizeText(copy.size), sizeWidth) + "  " + printable(copy.name);
-    if (copy.isInitial) text += "  (the initial backup, from before the first sort)";
-    if (copy.isAsNow) text += "  (as the file is now)";
-    text += "\n";
-  }
-  return text + "\nTo put one back: tarvel restore --from NAME, or a part of the name that only one has.\n";
-}
-
-std::string backupListAsJson(const BackupList& list) {
-  using Json = nlohmann::ordered_json;
-  Json copies = Json::array();
-  for (const ListedBackup& copy : list.copies) {
-    copies.push_back({{"name", copy.name},
-                      {"path", copy.path},
-                      {"date", utcText(copy.date)},
-                      {"size", copy.size},
-                      {"bookmarks", copy.bookmarks ? Json(*copy.bookmarks) : Json()},
-                      {"first", copy.isInitial},
-                      {"sameAsFile", copy.isAsNow}});
-  }
-  const Json json = {{"file", list.file}, {"folder", list.folder}, {"copies", std::move(copies)}};
-  return jsonText(json);
+  answer.print(listText(list));
+  answer.hint("\nTo put one back, give its name, or a part that only one name has:", "tarvel restore --from NAME");
 }
 
 }  // namespace tarvel

@@ -1,6 +1,6 @@
 #include "tools/report/html_text.h"
 
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 

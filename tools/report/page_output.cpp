@@ -9,17 +9,18 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 #include <span>
 #include <string_view>
 
 #include "platform/linux/base/memory_limit.h"
+#include "platform/linux/base/user_folders.h"
+#include "settings/places.h"
 #include "tools/files/paths.h"
 #include "tools/report/report_html.h"
-#include "tools/terminal/terminal.h"
+#include "tools/terminal/answer.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -28,12 +29,11 @@ namespace {
 constexpr const char* kOpener = "xdg-open";
 
 std::string cachedPage() {
-  const char* cache = std::getenv("XDG_CACHE_HOME");
-  const bool isUsable = cache != nullptr && *cache == '/';
-  return (isUsable ? std::string(cache) : std::string("~/.cache")) + "/Tarvel/preview.html";
+  const std::string cache = folderFromEnvironment("XDG_CACHE_HOME");
+  return (cache.empty() ? userHomeFolder() + "/.cache" : cache) + "/" + kSupportFolderName + "/preview.html";
 }
 
-bool hasOwnFile(const CommandLine& line) { return !line.htmlFile.empty() && line.htmlFile != "-"; }
+bool hasOwnFile(const CommandLine& line) { return !line.outputFile.empty() && line.outputFile != "-"; }
 
 bool isPageOrEmpty(const Data& data) {
   const std::span<const std::uint8_t> bytes = data.bytes();
@@ -42,28 +42,21 @@ bool isPageOrEmpty(const Data& data) {
                                       [](char c, std::uint8_t byte) { return static_cast<std::uint8_t>(c) == byte; }));
 }
 
-void complain(const std::string& path, const std::string& reason) {
-  std::cerr << "tarvel: “" << printable(path) << "”: " << printable(reason) << "\n";
-}
-
 }  // namespace
 
 PageOutput::PageOutput(FileManager& files, const CommandLine& line)
     : files_(files),
-      path_(files.stringByExpandingTildeInPath(hasOwnFile(line) ? absolutePath(line.htmlFile) : cachedPage())),
-      isStandardOutput_(line.htmlFile == "-" && !line.opensPage),
+      path_(hasOwnFile(line) ? files.stringByExpandingTildeInPath(absolutePath(line.outputFile)) : cachedPage()),
+      isStandardOutput_(!hasOwnFile(line) && !line.opensPage),
       isOpened_(line.opensPage) {}
 
-bool PageOutput::isAllowed(const std::vector<std::string>& untouchable) const {
-  if (isStandardOutput_) return true;
+Message PageOutput::refusal(const std::vector<std::string>& untouchable) const {
+  if (isStandardOutput_) return {};
   const auto isPath = [this](const std::string& path) { return isSameFile(path, path_); };
-  if (std::ranges::any_of(untouchable, isPath)) {
-    complain(path_, "This file holds bookmarks; name another one for the page.");
-    return false;
-  }
-  const std::string refusal = occupant().refusal;
-  if (!refusal.empty()) complain(path_, refusal);
-  return refusal.empty();
+  const bool holdsBookmarks = std::ranges::any_of(untouchable, isPath);
+  const std::string reason = holdsBookmarks ? "It holds bookmarks; name another file." : occupant().refusal;
+  if (reason.empty()) return {};
+  return {{"The page cannot be written to " + quotedPath(path_) + ".", reason, kNothingChanged}, {}};
 }
 
 PageOutput::Occupant PageOutput::occupant() const {
@@ -74,13 +67,13 @@ PageOutput::Occupant PageOutput::occupant() const {
       [[fallthrough]];
     case EISDIR:
     case EINVAL:
-      return {std::nullopt, "There is something else already, and only a page made by tarvel is replaced."};
+      return {std::nullopt, "Something else is there, and only a page made by tarvel is replaced."};
     case ENOENT:
       return {};
     case ELOOP:
-      return {std::nullopt, "This is a symbolic link, and a page is never written through one; name the file itself."};
+      return {std::nullopt, "It is a symbolic link, and a page is never written through one; name the file itself."};
     case EPERM:
-      return {std::nullopt, "This file belongs to another user; name one of your own."};
+      return {std::nullopt, "It belongs to another user; name a file of your own."};
     default:
       return {std::nullopt, old.status.reason};
   }
@@ -94,24 +87,26 @@ FileStatus PageOutput::write(const std::string& page) const {
   return files_.createFileAtPath({{data.bytes()}, {}}, path_);
 }
 
-bool PageOutput::deliver(const std::string& page) const {
+bool PageOutput::deliver(const std::string& page, Answer& answer) const {
   if (isStandardOutput_) {
-    std::cout << page;
+    answer.print(page);
     return true;
   }
   const std::string folder = std::filesystem::path(path_).parent_path().string();
   FileStatus status = isOpened_ ? files_.createDirectoryAtPath(folder) : FileStatus{};
   if (status.ok()) status = write(page);
   if (!status.ok()) {
-    complain(path_, status.reason);
+    answer.complain(
+        {{"The page could not be written to " + quotedPath(path_) + ".", sentenceOf(printable(status.reason))}, {}});
     return false;
   }
-  std::cout << "The page was written: “" << printable(path_) << "”.\n";
+  answer.say("The page was written to " + quotedPath(path_) + ".");
   if (!isOpened_) return true;
   const int error = openOnDesktop(path_);
   if (error != 0) {
-    std::cerr << "tarvel: “" << kOpener << "” could not be started: " << std::strerror(error)
-              << "\nOpen the page in a browser yourself, or install what opens it; Debian's package is xdg-utils.\n";
+    answer.complain({{quotedText(kOpener) + " could not be started: " + sentenceOf(std::strerror(error)),
+                      "Open the page in a browser, or install xdg-utils."},
+                     {}});
   }
   return error == 0;
 }
@@ -124,8 +119,7 @@ int openOnDesktop(const std::string& path) {
     (void)::posix_spawn_file_actions_destroy(&actions);
     return ENOMEM;
   }
-  // Away from this terminal: what is opened outlives the command, and says what it says elsewhere.
-  // With the signal that this command ignores as it was.
+  // The program outlives the command, so it leaves the terminal's session, and gets back the signal ignored here.
   sigset_t ignored;
   (void)::sigemptyset(&ignored);
   (void)::sigaddset(&ignored, SIGXFSZ);

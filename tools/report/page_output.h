@@ -9,25 +9,26 @@
 
 namespace tarvel {
 
+class Answer;
+
 /// Where a page goes: a file, or standard output.
 class PageOutput {
  public:
-  /// `line` tells the place; "-" is standard output, and a page that is to be opened and has no file goes into the
-  /// user's cache folder. `files` is borrowed.
+  /// Without a file of its own, a page that is to be opened goes into the user's cache folder. `files` is borrowed.
   PageOutput(FileManager& files, const CommandLine& line);
 
   /// Whether standard output is for the page alone.
   [[nodiscard]] bool isStandardOutput() const { return isStandardOutput_; }
 
-  /// Whether the page may go there: not in place of any of `untouchable` (through whatever path or link), and in place
-  /// of another file only where that is an older page, or empty, and the user's own. A symbolic link is refused, and so
-  /// is a path that cannot be looked at. Complains to the error output where it may not.
-  [[nodiscard]] bool isAllowed(const std::vector<std::string>& untouchable) const;
+  /// Why the page may not go there; no sentence when it may. A page never replaces any of `untouchable`, through any
+  /// path or link. Of other files it replaces only an older page of the user's own, or an empty file, and no symbolic
+  /// link.
+  [[nodiscard]] Message refusal(const std::vector<std::string>& untouchable) const;
 
-  /// Writes the page, whole or not at all, opens it where that is wanted, and says so on standard output (on the error
-  /// output where it goes wrong). Checks again what is at the path, and replaces exactly the file that it checked.
-  /// False when the page was not written, or could not be opened.
-  [[nodiscard]] bool deliver(const std::string& page) const;
+  /// Writes the page, whole or not at all, and opens it where that is wanted. Checks again what is at the path, and
+  /// replaces exactly the file that it checked. False when the page was not written, or could not be opened; `answer`
+  /// then has the reason.
+  [[nodiscard]] bool deliver(const std::string& page, Answer& answer) const;
 
  private:
   /// What is at the path now.

@@ -5,7 +5,7 @@
 
 namespace tarvel {
 
-/// A property list as JSON, for looking at: keys stay in order. What JSON cannot say is said with what it has: data as
+/// A property list as JSON, keys in order. Values that JSON lacks are written as others: data as
 /// base64, dates as UTC text (seconds since 2001 where they are out of range), a UID as {"CF$UID": n}, a set as an
 /// array, a real that is no number as a text, a lone surrogate as U+FFFD.
 ///

@@ -28,7 +28,12 @@ const char* labelFor(EntryChange change) {
   return "";
 }
 
-/// How many entries differ in some way; of two that are one entry in both trees, only one counts.
+/// The entries of both trees; one that is in both counts once. The root is not an entry.
+std::size_t entryCount(const TreeComparison& comparison) {
+  return (comparison.before.empty() ? 0 : comparison.before.size() - 1) + comparison.count(kEntryAdded);
+}
+
+/// The entries that differ in some way; one that is in both trees counts once.
 std::size_t changedCount(const TreeComparison& comparison) {
   std::size_t count = comparison.count(kEntryAdded);
   for (const TreeEntry& entry : comparison.before) count += entry.changes != 0 ? 1 : 0;
@@ -78,18 +83,18 @@ class Page {
              "</a> · <a href=\"#after\">" + htmlText(texts_.afterTitle) + "</a></nav>\n</header>\n";
   }
 
+  /// A filter that would show nothing is left out.
   void choice(const std::string& word, const std::string& label, std::size_t count, bool isChecked) {
-    const bool isIdle = count == 0 && !isChecked;
+    if (count == 0 && !isChecked) return;
     html_ += "<label><input type=\"radio\" name=\"only\" id=\"only-" + word + "\"" + (isChecked ? " checked" : "") +
-             (isIdle ? " disabled" : "") + ">" + label + " <b>" + std::to_string(count) + "</b></label>\n";
+             ">" + label + " <b>" + std::to_string(count) + "</b></label>\n";
   }
 
   void controls() {
     html_ +=
         "<div class=\"controls\" role=\"region\" aria-label=\"What to show\">\n<fieldset><legend>Entries to "
         "show</legend>\n";
-    // The root is no entry.
-    choice("all", "All", comparison_.before.empty() ? 0 : comparison_.before.size() - 1, true);
+    choice("all", "All", entryCount(comparison_), true);
     choice("changed", "Changed", changedCount(comparison_), false);
     for (const EntryChange kind : texts_.kinds) choice(wordFor(kind), labelFor(kind), comparison_.count(kind), false);
     html_ +=
@@ -105,9 +110,8 @@ class Page {
     const EntryTree& tree = side == HtmlTree::Side::kBefore ? comparison_.before : comparison_.after;
     const std::string classes = tree.empty() ? "" : changeClasses(tree.front());
     html_ += "<section id=\"" + name + "\" class=\"column" + classes + "\" aria-labelledby=\"" + name +
-             "-title\">\n<h2 id=\"" + name + "-title\">" + htmlText(title) +
-             "</h2>\n<p class=\"none\">Nothing of this kind here.</p>\n" + HtmlTree(comparison_, side).build() +
-             "</section>\n";
+             "-title\">\n<h2 id=\"" + name + "-title\">" + htmlText(title) + "</h2>\n" +
+             HtmlTree(comparison_, side).build() + "</section>\n";
   }
 
   const TreeComparison& comparison_;

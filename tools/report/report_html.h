@@ -7,7 +7,7 @@
 
 namespace tarvel {
 
-/// What a page says around the two trees. Plain texts: the page escapes them.
+/// The texts around the two trees, unescaped.
 struct PageTexts {
   /// The page's name, in the window's title and above everything.
   std::string title;
@@ -19,11 +19,11 @@ struct PageTexts {
   std::vector<EntryChange> kinds;
 };
 
-/// One page that needs nothing else: two trees side by side, each entry with what became of it, a count and a filter
-/// for each kind of change, a search. Runs without scripts but for the search, and runs no script except its own.
+/// A page in one file: two trees side by side, each entry with its changes, a count and a filter for each kind of
+/// change, and a search. Only the search needs scripts, and no script but its own runs.
 [[nodiscard]] std::string comparisonAsHtml(const TreeComparison& comparison, const PageTexts& texts);
 
-/// The beginning of every such page, by which one is known.
+/// Every such page begins with this, and is recognised by it.
 inline constexpr std::string_view kPageBeginning = "<!DOCTYPE html>\n<html lang=\"en\">\n<!-- Made by tarvel -->\n";
 
 }  // namespace tarvel

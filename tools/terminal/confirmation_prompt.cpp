@@ -9,7 +9,7 @@ namespace tarvel {
 bool TerminalPrompt::isInteractive() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1; }
 
 bool TerminalPrompt::confirm(const std::string& question) {
-  // What the question is about has to stand there first.
+  // The user has to see what the question is about.
   std::cout.flush();
   std::cerr << question << " [y/N] " << std::flush;
   std::string answer;

@@ -4,7 +4,7 @@
 
 namespace tarvel {
 
-/// Somebody in front of the command who may be asked.
+/// Asks the user to confirm.
 class ConfirmationPrompt {
  public:
   virtual ~ConfirmationPrompt() = default;
@@ -14,7 +14,7 @@ class ConfirmationPrompt {
   [[nodiscard]] virtual bool confirm(const std::string& question) = 0;
 };
 
-/// Whoever sits at the terminal: asked on the error output, answering on standard input, both of which have to be one.
+/// Asks on the error output and reads from standard input; interactive when both are terminals.
 class TerminalPrompt final : public ConfirmationPrompt {
  public:
   [[nodiscard]] bool isInteractive() override;

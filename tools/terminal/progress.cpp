@@ -6,10 +6,10 @@ namespace tarvel {
 
 namespace {
 
-/// Back to the first column, and nothing to the right of it.
+/// To the first column, then erase to the right.
 constexpr const char* kErase = "\r\x1B[K";
 
-/// ASCII only: so many bytes are so many columns.
+/// ASCII only, so that bytes are columns.
 std::string grouped(std::size_t number) {
   std::string digits = std::to_string(number);
   for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, ",");
@@ -51,7 +51,7 @@ void Progress::stageBegan(SortStage stage) {
 }
 
 void Progress::entriesPassed(std::size_t count) {
-  // One thread writes, so that nothing has to be locked for it.
+  // Only one thread writes, so no lock is needed.
   std::atomic<std::size_t>& passed = stage() == SortStage::kCleaning ? cleaned_ : ordered_;
   passed.store(passed.load(std::memory_order_relaxed) + count, std::memory_order_relaxed);
 }
@@ -71,7 +71,7 @@ std::optional<std::string> ProgressLine::draw(const Progress& progress, std::chr
                                               std::size_t columns) {
   if (now - begin_ < kDelay || (lastDrawn_ && now - *lastDrawn_ < kPause)) return std::nullopt;
   std::string text = textOf(progress, now - begin_);
-  // In the last column some terminals go on to the next line already.
+  // Some terminals wrap when the last column is written.
   if (columns > 0 && text.size() >= columns) text.resize(columns - 1);
   if (lastDrawn_ && text == shown_) return std::nullopt;
   lastDrawn_ = now;

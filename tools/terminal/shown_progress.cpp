@@ -22,7 +22,7 @@ namespace tarvel {
 namespace {
 
 constexpr int kTerminal = STDERR_FILENO;
-/// For whoever is writing to the terminal to be done.
+/// How long to wait for another write to the terminal.
 constexpr std::chrono::milliseconds kPatience{100};
 
 bool canShow() {
@@ -36,7 +36,7 @@ std::size_t columns() {
   return ::ioctl(kTerminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
-/// A terminal that was stopped, or belongs to another program by now, is not waited for.
+/// False for a terminal that was stopped, or that another program has in the foreground.
 bool takesText() {
   pollfd terminal{kTerminal, POLLOUT, 0};
   return ::tcgetpgrp(kTerminal) == ::getpgrp() && ::poll(&terminal, 1, 0) == 1 && (terminal.revents & POLLOUT) != 0;
@@ -46,7 +46,7 @@ void put(const std::string& text) {
   [[maybe_unused]] const ssize_t written = ::write(kTerminal, text.data(), text.size());
 }
 
-/// What ends a program that does nothing about it, unless whoever started it had it ignored or held back.
+/// The signals that end the program, unless its parent had them ignored or blocked.
 sigset_t endingSignals() {
   sigset_t signals;
   sigset_t heldBack;
@@ -68,7 +68,7 @@ class ShownProgress::Display {
       : clock_(clock), line_(clock.monotonic()), signals_(endingSignals()), stop_(::eventfd(0, EFD_CLOEXEC)) {
     (void)::pthread_sigmask(SIG_BLOCK, &signals_, &earlierMask_);
     ending_ = UniqueFd(::signalfd(-1, &signals_, SFD_CLOEXEC | SFD_NONBLOCK));
-    // Without these there would be no way to end in order, so nothing is shown.
+    // Without these the thread could not be stopped, so nothing is shown.
     try {
       if (stop_ && ending_) thread_ = std::thread([this] { watch(); });
     } catch (const std::system_error&) {
@@ -83,7 +83,7 @@ class ShownProgress::Display {
       thread_.join();
     }
     erase();
-    // A signal that came too late for the thread does its work now.
+    // A signal that the thread did not receive any more is delivered now.
     (void)::pthread_sigmask(SIG_SETMASK, &earlierMask_, nullptr);
   }
   Display(const Display&) = delete;
@@ -91,7 +91,7 @@ class ShownProgress::Display {
 
   [[nodiscard]] Progress& progress() { return progress_; }
 
-  /// In place of the line, which is drawn again below.
+  /// Erases the line; it is drawn again below.
   void log(SystemLog& log, std::string_view message) {
     const std::scoped_lock lock(mutex_);
     erase();
@@ -110,14 +110,14 @@ class ShownProgress::Display {
       signalfd_siginfo signal{};
       if (::read(ending_.get(), &signal, sizeof signal) == sizeof signal) end(static_cast<int>(signal.ssi_signo));
       if (awaited[0].revents != 0) return;
-      // Signals are not to wait for a line of the log that the terminal does not take.
+      // Signals must not wait for a log line that the terminal does not accept.
       const std::unique_lock lock(mutex_, std::try_to_lock);
       if (!lock || !takesText()) continue;
       if (const auto text = line_.draw(progress_, clock_.monotonic(), columns())) put(*text);
     }
   }
 
-  /// The whole program, by the signal itself, so that whoever started it can tell.
+  /// Ends the program by the signal itself, so that its parent sees the signal.
   void end(int signal) {
     const std::unique_lock lock(mutex_, kPatience);
     if (lock) erase();

@@ -8,12 +8,12 @@
 
 namespace tarvel {
 
-/// Shows, for as long as it lives, how far a piece of work has come: on the error output, if that is a terminal and the
-/// work lasts. Else it does nothing at all.
+/// Shows, while it exists, the progress of a piece of work: on the error output, if that is a terminal and the work
+/// takes longer than half a second.
 ///
-/// A thread of its own draws, since nothing need happen in the working one for seconds. It also takes what would end
-/// the program, as Ctrl-C does: removes the line, and lets the signal do its work then. Make no other thread and no
-/// process while one of these lives, and write nothing to the terminal but through systemLog().
+/// A thread of its own draws. It also receives the signals that end the program, such as SIGINT: it erases the line,
+/// then raises the signal again. Start no other thread or process while one of these exists, and write to the terminal
+/// only through the system log of platform().
 class ShownProgress {
  public:
   /// `platform` is borrowed.
@@ -22,15 +22,15 @@ class ShownProgress {
   ShownProgress(const ShownProgress&) = delete;
   ShownProgress& operator=(const ShownProgress&) = delete;
 
-  /// Whom to tell; null when nothing is shown.
+  /// The observer of the stages; null when nothing is shown.
   [[nodiscard]] StageObserver* observer();
-  /// The platform, its log minding the line.
+  /// The platform, with a log that erases the line first.
   [[nodiscard]] const Platform& platform() const { return platform_; }
 
  private:
   class Display;
 
-  /// Lines of the log take the place of the line.
+  /// Erases the line before each log line.
   class Log final : public SystemLog {
    public:
     Log(SystemLog& log, Display* display) : log_(log), display_(display) {}

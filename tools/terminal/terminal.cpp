@@ -15,12 +15,6 @@ bool usesColor(ColorChoice choice, int descriptor) {
   return isatty(descriptor) == 1;
 }
 
-std::string shellWord(const std::string& word) {
-  std::string quoted = "'";
-  for (const char c : printable(word)) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 std::string Painter::paint(std::string_view code, std::string_view text) const {
   if (!isColoring_) return std::string(text);
   return "\x1B[" + std::string(code) + "m" + std::string(text) + "\x1B[0m";

@@ -3,21 +3,18 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/base/safe_text.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
-/// When to colour: on a terminal that wants it, always, never.
+/// When to colour: on a terminal, always, never.
 enum class ColorChoice { kAuto, kAlways, kNever };
 
-/// Whether text for a stream (by file descriptor) is to be coloured. "auto" asks for a terminal, an empty NO_COLOR and
-/// a TERM other than "dumb".
+/// Whether to colour text for a file descriptor. "auto" needs a terminal, an empty NO_COLOR and a TERM other than
+/// "dumb".
 [[nodiscard]] bool usesColor(ColorChoice choice, int descriptor);
 
-/// One word for a shell, safe to show and to paste.
-[[nodiscard]] std::string shellWord(const std::string& word);
-
-/// Puts texts into colours, or leaves them as they are.
+/// Colours texts, or returns them unchanged.
 class Painter {
  public:
   explicit Painter(bool isColoring) : isColoring_(isColoring) {}

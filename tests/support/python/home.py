@@ -55,6 +55,10 @@ class HomeTest(unittest.TestCase):
             **options,
         )
 
+    def shown(self, path):
+        """A path of the home folder as messages show it."""
+        return f"~/{path.relative_to(self.home)}"
+
     def write(self, root, fmt=plistlib.FMT_BINARY):
         self.file.write_bytes(plistlib.dumps(root, fmt=fmt, sort_keys=False))
         return self.file.read_bytes()

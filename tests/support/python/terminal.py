@@ -1,9 +1,11 @@
 """The command on a terminal of its own."""
 
+import fcntl
 import os
 import pty
 import select
 import signal
+import struct
 import subprocess
 import termios
 import time
@@ -14,8 +16,10 @@ from home import PATIENCE, TARVEL
 class Terminal:
     """Runs the command with a new controlling terminal, so that keys become signals."""
 
-    def __init__(self, environment, *arguments, stdout=None):
+    def __init__(self, environment, *arguments, stdout=None, columns=None):
         self.terminal, other = pty.openpty()
+        if columns is not None:
+            fcntl.ioctl(other, termios.TIOCSWINSZ, struct.pack("HHHH", 40, columns, 0, 0))
         self.before = termios.tcgetattr(self.terminal)
         self.shown = b""
 
@@ -29,7 +33,8 @@ class Terminal:
 
         self.process = subprocess.Popen(
             [TARVEL, *map(str, arguments)],
-            env={**environment, "TERM": environment.get("TERM", "xterm")},
+            # A pager would wait for keys.
+            env={"PAGER": "cat", **environment, "TERM": environment.get("TERM", "xterm")},
             stdin=other,
             stdout=other if stdout is None else stdout,
             stderr=other,

@@ -79,7 +79,7 @@ TEST(BackupOptions, AgesAreANumberAndAUnit) {
 }
 
 struct Copies : testing::Test, EngineFixture {
-  BackupStore copies{platform, "/data/Tarvel/Bookmarks (Initial Copy).plist", "/Bookmarks.plist"};
+  BackupStore store{platform, "/data/Tarvel/Bookmarks (Initial Copy).plist", "/Bookmarks.plist"};
   CommandLine line;
 
   Copies() {
@@ -96,15 +96,15 @@ struct Copies : testing::Test, EngineFixture {
   void save(const std::string& bytes) { memory.fileManager.putFile("/Bookmarks.plist", bytes); }
   void pass(std::chrono::hours hours) { memory.time.pass(hours); }
 
-  KeptBackup keep(const std::string& bytes) { return copies.keep(Data::copyOf(bytes)); }
+  KeptBackup keep(const std::string& bytes) { return store.keep(Data::copyOf(bytes)); }
   [[nodiscard]] std::vector<std::string> contents() {
     std::vector<std::string> all;
-    for (const Backup& copy : copies.list().copies) all.push_back(*memory.fileManager.bytesAt(copy.path));
+    for (const Backup& copy : store.list().backups) all.push_back(*memory.fileManager.bytesAt(copy.path));
     return all;
   }
   /// Runs the command without showing what it says.
   int run(BackupAction action) {
-    line.copies.action = action;
+    line.backups.action = action;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     const int status = runBackup(platform, line, {});
@@ -116,12 +116,12 @@ struct Copies : testing::Test, EngineFixture {
 };
 
 TEST_F(Copies, ACopyIsPrivateAndMadeWithItsFolder) {
-  EXPECT_TRUE(copies.list().status.ok());
+  EXPECT_TRUE(store.list().status.ok());
   const KeptBackup made = keep("one");
   ASSERT_TRUE(made.status.ok());
   EXPECT_TRUE(made.isNew);
-  EXPECT_EQ(memory.fileManager.bytesAt(made.copy.path), "one");
-  EXPECT_EQ(memory.fileManager.modeAt(made.copy.path), 0600U);
+  EXPECT_EQ(memory.fileManager.bytesAt(made.backup.path), "one");
+  EXPECT_EQ(memory.fileManager.modeAt(made.backup.path), 0600U);
 }
 
 TEST_F(Copies, CopiesOfOneInstantHaveNamesOfTheirOwnInOrder) {
@@ -138,7 +138,7 @@ TEST_F(Copies, ANameThatSomebodyElseTakesMeanwhileIsLeftToThem) {
   });
   const KeptBackup made = keep("mine");
   EXPECT_TRUE(made.isNew);
-  EXPECT_NE(made.copy.path, taken);
+  EXPECT_NE(made.backup.path, taken);
   EXPECT_EQ(contents(), (std::vector<std::string>{"theirs", "mine"}));
 }
 
@@ -146,7 +146,7 @@ TEST_F(Copies, BytesOfTheNewestAreNotKeptAgainAndThoseOfAnOlderOneAre) {
   const KeptBackup first = keep("one");
   const KeptBackup same = keep("one");
   EXPECT_FALSE(same.isNew);
-  EXPECT_EQ(same.copy.path, first.copy.path);
+  EXPECT_EQ(same.backup.path, first.backup.path);
   EXPECT_TRUE(keep("two").isNew);
   EXPECT_TRUE(keep("one").isNew);
 }
@@ -157,7 +157,7 @@ TEST_F(Copies, ACopyMadeAfterTheClockWasSetBackIsTheNewestAllTheSame) {
   ASSERT_TRUE(keep(bookmarks("b")).isNew);
   ASSERT_TRUE(keep(bookmarks("c")).isNew);
   EXPECT_EQ(contents(), (std::vector<std::string>{bookmarks("a"), bookmarks("b"), bookmarks("c")}));
-  line.copies.keep = 1;
+  line.backups.keep = 1;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("c")});
 }
@@ -173,19 +173,19 @@ TEST_F(Copies, ACopyOfTomorrowIsNotOlderThanAnything) {
   memory.time.shiftWallClock(std::chrono::hours(48));
   for (const char* title : {"a", "b"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
   memory.time.shiftWallClock(-std::chrono::hours(48));
-  line.copies.olderThan = 0;
+  line.backups.olderThan = 0;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents().size(), 2U);
 }
 
 TEST_F(Copies, TheFirstCopyIsNeverListedAmongThemNorPrunedWhateverItsName) {
   ASSERT_TRUE(keep(bookmarks("a")).isNew);
-  line.backupFile = copies.list().copies.front().path;
+  line.backupFile = store.list().backups.front().path;
   const BackupStore others(platform, line.backupFile, line.file);
-  EXPECT_TRUE(others.list().copies.empty());
+  EXPECT_TRUE(others.list().backups.empty());
   pass(std::chrono::hours(1));
   ASSERT_TRUE(keep(bookmarks("b")).isNew);
-  line.copies.keep = 0;
+  line.backups.keep = 0;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents().size(), 2U);
 }
@@ -195,7 +195,7 @@ TEST_F(Copies, CopiesOfOtherFilesAndOtherNamesAreNotSeen) {
   ASSERT_TRUE(others.keep(Data::copyOf("other")).isNew);
   memory.fileManager.putFile("/data/Tarvel/Bookmarks (Initial Copy).plist", "first");
   memory.fileManager.putFile("/data/Tarvel/Bookmarks 2026.plist", "whatever");
-  EXPECT_TRUE(copies.list().copies.empty());
+  EXPECT_TRUE(store.list().backups.empty());
   EXPECT_TRUE(keep("other").isNew);
   EXPECT_EQ(contents(), std::vector<std::string>{"other"});
 }
@@ -211,19 +211,19 @@ TEST_F(Copies, AFolderThatCannotBeMadeOrReadOrWrittenFails) {
 }
 
 TEST_F(Copies, TheCommandKeepsOnlyWhatIsABookmarksFile) {
-  EXPECT_EQ(run(BackupAction::kMake), TarvelErrorBookmarksFileNotFound);
+  EXPECT_EQ(run(BackupAction::kCreate), TarvelErrorBookmarksFileNotFound);
   for (const char* bytes : {"", "bplist00 no list", "{ a = b; }"}) {
     save(bytes);
-    EXPECT_EQ(run(BackupAction::kMake), TarvelErrorNotBookmarksFile);
+    EXPECT_EQ(run(BackupAction::kCreate), TarvelErrorNotBookmarksFile);
   }
   save(bookmarks("a b"));
   memory.fileManager.setMode("/Bookmarks.plist", 0200);
-  EXPECT_EQ(run(BackupAction::kMake), TarvelErrorReadFailed);
+  EXPECT_EQ(run(BackupAction::kCreate), TarvelErrorReadFailed);
   memory.fileManager.setMode("/Bookmarks.plist", 0644);
   EXPECT_TRUE(contents().empty());
-  EXPECT_EQ(run(BackupAction::kMake), 0);
+  EXPECT_EQ(run(BackupAction::kCreate), 0);
   EXPECT_NE(said.find("(3 bookmarks)"), std::string::npos) << said;
-  EXPECT_EQ(run(BackupAction::kMake), 0);
+  EXPECT_EQ(run(BackupAction::kCreate), 0);
   EXPECT_NE(said.find("no other was made"), std::string::npos) << said;
   EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("a b")});
 }
@@ -234,12 +234,12 @@ TEST_F(Copies, AFileThatChangesWhileItIsReadIsReadAgainAndLeftAfterTenTimes) {
   memory.fileManager.setAfterHook([&](const FileCall& call) {
     if (call.operation == FileOperation::kRead && changes++ == 0) save(bookmarks("b"));
   });
-  EXPECT_EQ(run(BackupAction::kMake), 0);
+  EXPECT_EQ(run(BackupAction::kCreate), 0);
   EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("b")});
   memory.fileManager.setAfterHook([&](const FileCall& call) {
     if (call.operation == FileOperation::kRead) save(bookmarks("c" + std::to_string(changes++)));
   });
-  EXPECT_EQ(run(BackupAction::kMake), TarvelErrorFileInUse);
+  EXPECT_EQ(run(BackupAction::kCreate), TarvelErrorFileInUse);
   EXPECT_EQ(memory.clock.sleeps().size(), 10U);
 }
 
@@ -251,15 +251,15 @@ TEST_F(Copies, PruneKeepsTheNewestTheFirstTheForeignAndWhatIsNoBookmarksFile) {
     pass(std::chrono::hours(24));
     ASSERT_TRUE(keep(bookmarks(title)).isNew);
   }
-  line.copies.keep = 3;
-  line.copies.isDryRun = true;
+  line.backups.keep = 3;
+  line.isDryRun = true;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents().size(), 5U);
-  EXPECT_NE(said.find("1 copy would be removed, 4 would stay."), std::string::npos) << said;
-  line.copies.isDryRun = false;
+  EXPECT_NE(said.find("1 backup would be removed, 4 would stay."), std::string::npos) << said;
+  line.isDryRun = false;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents(), (std::vector<std::string>{"broken", bookmarks("b"), bookmarks("c"), bookmarks("d")}));
-  line.copies.keep = 0;
+  line.backups.keep = 0;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents(), (std::vector<std::string>{"broken", bookmarks("d")}));
   EXPECT_EQ(memory.fileManager.bytesAt(line.backupFile), bookmarks("first"));
@@ -271,21 +271,21 @@ TEST_F(Copies, PruneByAgeAndCountTakesWhatBothLetGo) {
     ASSERT_TRUE(keep(bookmarks(title)).isNew);
     pass(std::chrono::hours(24));
   }
-  line.copies.olderThan = 100 * 86'400;
+  line.backups.olderThan = 100 * 86'400;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents().size(), 4U);
-  line.copies.olderThan = 36 * 3600;
-  line.copies.keep = 3;
+  line.backups.olderThan = 36 * 3600;
+  line.backups.keep = 3;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents(), (std::vector<std::string>{bookmarks("b"), bookmarks("c"), bookmarks("d")}));
-  line.copies.keep.reset();
+  line.backups.keep.reset();
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("d")});
 }
 
 TEST_F(Copies, PruneTellsWhatCouldNotBeRemoved) {
   for (const char* title : {"a", "b"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
-  line.copies.keep = 1;
+  line.backups.keep = 1;
   memory.fileManager.failNext(FileOperation::kRemove, EACCES);
   EXPECT_EQ(run(BackupAction::kPrune), kExitFailed);
   EXPECT_NE(said.find("could not be removed"), std::string::npos) << said;
@@ -294,30 +294,30 @@ TEST_F(Copies, PruneTellsWhatCouldNotBeRemoved) {
 
 TEST_F(Copies, PruneLeavesWhatItCannotReadAndDoesNotCountIt) {
   for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
-  memory.fileManager.setMode(copies.list().copies[0].path, 0200);
-  memory.fileManager.setMode(copies.list().copies[2].path, 0200);
-  line.copies.keep = 1;
+  memory.fileManager.setMode(store.list().backups[0].path, 0200);
+  memory.fileManager.setMode(store.list().backups[2].path, 0200);
+  line.backups.keep = 1;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
-  EXPECT_NE(said.find("0 copies removed, 3 stay."), std::string::npos) << said;
+  EXPECT_NE(said.find("0 backups removed, 3 stay."), std::string::npos) << said;
   EXPECT_EQ(contents().size(), 3U);
 }
 
 TEST_F(Copies, WhatSomebodyElseHasPrunedMeanwhileIsGoneAsItShould) {
   for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
-  const std::string oldest = copies.list().copies.front().path;
+  const std::string oldest = store.list().backups.front().path;
   memory.fileManager.setHook([&](const FileCall& call) {
     if (call.operation == FileOperation::kRemove) memory.fileManager.removeTree(oldest);
   });
-  line.copies.keep = 1;
+  line.backups.keep = 1;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
-  EXPECT_NE(said.find("2 copies removed, 1 stay."), std::string::npos) << said;
+  EXPECT_NE(said.find("2 backups removed, 1 stay."), std::string::npos) << said;
   EXPECT_EQ(contents(), std::vector<std::string>{bookmarks("c")});
 }
 
 TEST_F(Copies, PruneLooksAtEachCopyBeforeTheFirstOneGoes) {
   for (const char* title : {"a", "b", "c"}) ASSERT_TRUE(keep(bookmarks(title)).isNew);
   memory.fileManager.forgetCalls();
-  line.copies.keep = 0;
+  line.backups.keep = 0;
   EXPECT_EQ(run(BackupAction::kPrune), 0);
   bool hasRemoved = false;
   for (const FileCall& call : memory.fileManager.calls()) {
@@ -329,7 +329,7 @@ TEST_F(Copies, PruneLooksAtEachCopyBeforeTheFirstOneGoes) {
 
 TEST_F(Copies, TheWayBackThatIsToldNamesTheFileAndThePlace) {
   save(bookmarks("a"));
-  EXPECT_EQ(run(BackupAction::kMake), 0);
+  EXPECT_EQ(run(BackupAction::kCreate), 0);
   EXPECT_NE(said.find("plist' --backup-file '/data/Tarvel/Bookmarks (Initial Copy).plist' '/Bookmarks.plist'\n"),
             std::string::npos)
       << said;
@@ -340,15 +340,15 @@ TEST_F(Copies, TheListTellsEachCopyTheNewestFirstAndTheFirstCopyLast) {
   ASSERT_TRUE(keep(bookmarks("a")).isNew);
   ASSERT_TRUE(keep("broken").isNew);
   save(bookmarks("a"));
-  const BackupList list = backupList(platform, line.file, line.backupFile, copies);
-  ASSERT_EQ(list.copies.size(), 3U);
-  EXPECT_EQ(list.copies[0].bookmarks, std::nullopt);
-  EXPECT_EQ(list.copies[0].size, 6U);
-  EXPECT_EQ(list.copies[1].bookmarks, 2U);
-  EXPECT_TRUE(list.copies[1].isAsNow);
-  EXPECT_FALSE(list.copies[1].isInitial);
-  EXPECT_TRUE(list.copies[2].isInitial);
-  EXPECT_FALSE(list.copies[2].isAsNow);
+  const BackupList list = backupList(platform, line.file, line.backupFile, store);
+  ASSERT_EQ(list.backups.size(), 3U);
+  EXPECT_EQ(list.backups[0].bookmarks, std::nullopt);
+  EXPECT_EQ(list.backups[0].size, 6U);
+  EXPECT_EQ(list.backups[1].bookmarks, 2U);
+  EXPECT_TRUE(list.backups[1].isCurrent);
+  EXPECT_FALSE(list.backups[1].isInitial);
+  EXPECT_TRUE(list.backups[2].isInitial);
+  EXPECT_FALSE(list.backups[2].isCurrent);
   EXPECT_EQ(run(BackupAction::kList), 0);
   memory.fileManager.failNext(FileOperation::kList, EACCES);
   EXPECT_EQ(run(BackupAction::kList), TarvelErrorReadFailed);

@@ -1,9 +1,17 @@
 #include "tools/command_line/command_line.h"
 #include "tools/command_line/argument_parser.h"
+#include "tools/command_line/closest_name.h"
+#include "tools/command_line/command_definition.h"
+#include "tools/command_line/command_help.h"
+#include "tools/command_line/help_text.h"
+#include "tools/terminal/text.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
+#include <sstream>
+#include <string>
 #include <vector>
 
 namespace tarvel {
@@ -29,7 +37,7 @@ TEST(CommandLine, RulesThatAreNotGivenAreLeftToTheSettings) {
   EXPECT_EQ(parsed.line.sortBookmarksBar, std::nullopt);
   EXPECT_FALSE(parsed.line.ignoresSettings);
   EXPECT_TRUE(parsed.line.backup);
-  EXPECT_FALSE(parsed.line.json);
+  EXPECT_FALSE(parsed.line.output.isJson);
   EXPECT_EQ(parsed.line.file, "");
   EXPECT_EQ(parsed.line.backupFile, "");
 }
@@ -45,13 +53,13 @@ TEST(CommandLine, EveryOptionCanBeTurned) {
   EXPECT_EQ(line.sortBookmarksBar, true);
   EXPECT_TRUE(parse({"preview", "--no-settings"}).line.ignoresSettings);
   EXPECT_FALSE(line.backup);
-  EXPECT_TRUE(line.json);
+  EXPECT_TRUE(line.output.isJson);
   EXPECT_EQ(line.backupFile, "b");
   EXPECT_EQ(line.file, "f");
 }
 
-TEST(CommandLine, CountsOfCopiesAreDecimalAndHoweverLarge) {
-  const auto keep = [](const char* count) { return parse({"backup", "prune", "--keep", count}).line.copies.keep; };
+TEST(CommandLine, CountsAreDecimalAndOfAnySize) {
+  const auto keep = [](const char* count) { return parse({"backup", "prune", "--keep", count}).line.backups.keep; };
   EXPECT_EQ(keep("0"), 0U);
   EXPECT_EQ(keep("010"), 10U);
   EXPECT_EQ(keep("08"), 8U);
@@ -65,60 +73,89 @@ TEST(CommandLine, TheLastOfTwoOppositesCounts) {
   EXPECT_EQ(parse({"sort", "--folders-at-top", "--no-folders-at-top"}).line.foldersAtTop, false);
 }
 
-TEST(CommandLine, ADiffTakesTwoFilesAndAnswersAsTextUnlessToldOtherwise) {
+TEST(CommandLine, GlobalOptionsStandBeforeOrAfterTheCommand) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{{"--json", "-q", "--no-pager", "sort", "f"},
+                                                                     {"sort", "--json", "-q", "--no-pager", "f"},
+                                                                     {"sort", "f", "--no-pager", "--json", "-q"}}) {
+    const CommandLine line = parse(arguments).line;
+    EXPECT_TRUE(line.output.isJson);
+    EXPECT_TRUE(line.output.isQuiet);
+    EXPECT_FALSE(line.output.usesPager);
+    EXPECT_EQ(line.file, "f");
+  }
+  EXPECT_EQ(parse({"--color", "never", "diff", "a", "b"}).line.output.color, ColorChoice::kNever);
+  EXPECT_EQ(parse({"diff", "a", "b", "--color=always"}).line.output.color, ColorChoice::kAlways);
+  EXPECT_TRUE(parse({"settings", "get", "-v", "folders-at-top"}).line.output.isVerbose);
+}
+
+TEST(CommandLine, WhatFollowsTwoDashesIsNotAnOption) {
+  const CommandLine line = parse({"sort", "--", "--json"}).line;
+  EXPECT_EQ(line.file, "--json");
+  EXPECT_FALSE(line.output.isJson);
+}
+
+TEST(CommandLine, TheNameIsTheWholeCommandWithItsDefault) {
+  EXPECT_EQ(parse({"sort"}).line.name, "sort");
+  EXPECT_EQ(parse({"backup"}).line.name, "backup create");
+  EXPECT_EQ(parse({"backup", "f"}).line.name, "backup create");
+  EXPECT_EQ(parse({"backup", "list"}).line.name, "backup list");
+  EXPECT_EQ(parse({"settings"}).line.name, "settings list");
+  EXPECT_EQ(parse({"agent"}).line.name, "agent status");
+}
+
+TEST(CommandLine, ADryRunOfASortIsAPreview) {
+  EXPECT_EQ(parse({"sort", "-n"}).line.command, Command::kPreview);
+  EXPECT_EQ(parse({"sort", "--dry-run"}).line.command, Command::kPreview);
+  EXPECT_TRUE(parse({"restore", "-n"}).line.isDryRun);
+  EXPECT_TRUE(parse({"backup", "prune", "--keep", "1", "-n"}).line.isDryRun);
+}
+
+TEST(CommandLine, ADiffTakesTwoFiles) {
   const CommandLine line = parse({"diff", "old", "new"}).line;
   EXPECT_EQ(line.command, Command::kDiff);
   EXPECT_EQ(line.file, "old");
   EXPECT_EQ(line.newFile, "new");
-  EXPECT_FALSE(line.json);
-  EXPECT_EQ(line.htmlFile, "");
-  EXPECT_FALSE(line.opensPage);
-  EXPECT_EQ(parse({"diff", "--text", "old", "new"}).exitStatus, 0);
-  EXPECT_TRUE(parse({"diff", "--json", "old", "new"}).line.json);
-  EXPECT_TRUE(parse({"diff", "old", "new", "--open"}).line.opensPage);
-  EXPECT_EQ(parse({"diff", "--color", "never", "old", "new"}).line.color, ColorChoice::kNever);
+  EXPECT_FALSE(line.wantsPage());
+  EXPECT_EQ(parse({"diff", "-", "new"}).line.file, "-");
 }
 
-TEST(CommandLine, ThePageOfADiffGoesToStandardOutputOrWhereItsOwnWordSays) {
-  for (const auto& arguments : std::vector<std::vector<const char*>>{
-           {"diff", "--html", "old", "new"}, {"diff", "old", "--html", "new"}, {"diff", "old", "new", "--html=-"}}) {
-    const ParsedCommandLine parsed = parse(arguments);
-    ASSERT_FALSE(parsed.isDone);
-    EXPECT_EQ(parsed.line.htmlFile, "-");
-    EXPECT_EQ(parsed.line.file, "old");
-    EXPECT_EQ(parsed.line.newFile, "new");
+TEST(CommandLine, APageHasOneGrammarForPreviewAndDiff) {
+  for (const std::vector<const char*>& files : {std::vector<const char*>{"preview"}, {"diff", "old", "new"}}) {
+    const auto with = [&files](std::vector<const char*> options) {
+      options.insert(options.begin(), files.begin(), files.end());
+      return parse(std::move(options)).line;
+    };
+    EXPECT_TRUE(with({"--html"}).wantsPage());
+    EXPECT_EQ(with({"--html"}).outputFile, "");
+    EXPECT_TRUE(with({"-o", "page.html"}).wantsPage());
+    EXPECT_EQ(with({"--html", "-o", "page.html"}).outputFile, "page.html");
+    EXPECT_TRUE(with({"--open"}).wantsPage());
+    EXPECT_TRUE(with({"--open"}).opensPage);
+    // The older spelling.
+    EXPECT_EQ(with({"--html=page.html"}).outputFile, "page.html");
+    EXPECT_EQ(with({"--html=-"}).outputFile, "");
   }
-  EXPECT_EQ(parse({"diff", "--html=page.html", "old", "new"}).line.htmlFile, "page.html");
-  EXPECT_EQ(parse({"diff", "--html=a b=c", "old", "new"}).line.htmlFile, "a b=c");
+  EXPECT_EQ(parse({"diff", "--html", "old", "new"}).line.file, "old");
 }
 
-TEST(CommandLine, ThePageOfAPreviewHasAFileAndTheBookmarksTheirs) {
-  const CommandLine line = parse({"preview", "--html", "page.html", "--open", "file"}).line;
-  EXPECT_EQ(line.htmlFile, "page.html");
-  EXPECT_EQ(line.file, "file");
-  EXPECT_TRUE(line.opensPage);
-  EXPECT_EQ(parse({"preview", "--html=page.html"}).line.htmlFile, "page.html");
-  EXPECT_EQ(parse({"preview", "--html", "-"}).line.htmlFile, "-");
-  EXPECT_EQ(parse({"preview"}).line.htmlFile, "");
-}
-
-TEST(CommandLine, OneAnswerAtATime) {
-  for (const auto& arguments : std::vector<std::vector<const char*>>{{"diff", "--text", "--json", "a", "b"},
-                                                                     {"diff", "--text", "--html", "a", "b"},
-                                                                     {"diff", "--text", "--open", "a", "b"},
-                                                                     {"diff", "--json", "--html=x", "a", "b"},
-                                                                     {"diff", "--open", "--json", "a", "b"},
-                                                                     {"preview", "--json", "--html", "x"},
-                                                                     {"preview", "--open", "--json"}}) {
-    const ParsedCommandLine parsed = parse(arguments);
-    EXPECT_TRUE(parsed.isDone) << arguments[1] << " " << arguments[2];
-    EXPECT_EQ(parsed.exitStatus, kExitUsage) << arguments[1] << " " << arguments[2];
+TEST(CommandLine, ContradictionsAreRefused) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{{"diff", "--json", "--html", "a", "b"},
+                                                                     {"diff", "--json", "--open", "a", "b"},
+                                                                     {"diff", "--json", "-o", "x", "a", "b"},
+                                                                     {"diff", "-", "-"},
+                                                                     {"preview", "--json", "--html"},
+                                                                     {"preview", "--open", "--json"},
+                                                                     {"preview", "-q", "-v"},
+                                                                     {"agent", "log", "--follow", "--json"},
+                                                                     {"sort", "-"},
+                                                                     {"restore", "-"}}) {
+    EXPECT_EQ(parse(arguments).exitStatus, kExitUsage) << arguments[0] << " " << arguments[1];
   }
 }
 
-TEST(CommandLine, APageNeedsANameForItsFile) {
+TEST(CommandLine, APathMayNotBeEmpty) {
   for (const auto& arguments : std::vector<std::vector<const char*>>{
-           {"preview", "--html="}, {"preview", "--html", ""}, {"preview", "--html"}}) {
+           {"preview", "--html="}, {"preview", "-o", ""}, {"preview", ""}, {"sort", "--backup-file="}}) {
     EXPECT_EQ(parse(arguments).exitStatus, kExitUsage);
   }
 }
@@ -128,7 +165,7 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"sort", "a", "b"},
                                                                      {"sort", "--unknown"},
                                                                      {"dump", "--format", "yaml"},
-                                                                     {"restore", "--json"},
+                                                                     {"restore", "--html"},
                                                                      {"restore", "--from", ""},
                                                                      {"restore", "--from=", "f"},
                                                                      {"restore", "--from=", "--yes", "f"},
@@ -142,7 +179,8 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"diff", "--backup-file", "a", "b"},
                                                                      {"sort", "--html", "x"},
                                                                      {"sort", "--open"},
-                                                                     {"what"}}) {
+                                                                     {"what"},
+                                                                     {"help", "what"}}) {
     const ParsedCommandLine parsed = parse(arguments);
     EXPECT_TRUE(parsed.isDone);
     EXPECT_EQ(parsed.exitStatus, kExitUsage);
@@ -150,19 +188,82 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
 }
 
 TEST(CommandLine, HelpAndVersionAreDoneWith0) {
-  for (const auto& arguments : std::vector<std::vector<const char*>>{{"--help"}, {"sort", "--help"}, {"--version"}}) {
+  for (const auto& arguments : std::vector<std::vector<const char*>>{{"--help"},
+                                                                     {"-h"},
+                                                                     {"help"},
+                                                                     {"help", "backup", "list"},
+                                                                     {"sort", "--help"},
+                                                                     {"--version"},
+                                                                     {"-V"},
+                                                                     {"sort", "-V"}}) {
     const ParsedCommandLine parsed = parse(arguments);
     EXPECT_TRUE(parsed.isDone);
     EXPECT_EQ(parsed.exitStatus, 0);
   }
 }
 
-TEST(CommandLine, TheClosestOptionIsFoundAndNothingFarAway) {
+TEST(CommandLine, TheClosestNameIsFoundAndNothingFarAway) {
   const std::vector<std::string> known = {"--folders-at-top", "--no-folders-at-top", "--json"};
-  EXPECT_EQ(closestOption("--folder-at-top", known), "--folders-at-top");
-  EXPECT_EQ(closestOption("--jsno", known), "--json");
-  EXPECT_EQ(closestOption("--completely-different", known), "");
-  EXPECT_EQ(closestOption("--x", {}), "");
+  EXPECT_EQ(closestName("--folder-at-top", known), "--folders-at-top");
+  EXPECT_EQ(closestName("--jsno", known), "--json");
+  EXPECT_EQ(closestName("--completely-different", known), "");
+  EXPECT_EQ(closestName("--x", {}), "");
+}
+
+void forEachCommand(const CLI::App& app, const std::string& name,
+                    const std::function<void(const CLI::App&, const std::string&)>& look) {
+  look(app, name);
+  for (const CLI::App* command : app.get_subcommands({})) {
+    forEachCommand(*command, (name.empty() ? "" : name + " ") + command->get_name(), look);
+  }
+}
+
+TEST(HelpText, EveryCommandHasItsOwnExamplesAndExitStatuses) {
+  CLI::App app;
+  CommandLine line;
+  defineCommandLine(app, line);
+  forEachCommand(app, "", [](const CLI::App&, const std::string& name) {
+    EXPECT_EQ(commandHelp(name).name, name);
+    ASSERT_EQ(commandHelp(name).examples.size(), 2U) << name;
+    for (const std::string_view example : commandHelp(name).examples) {
+      EXPECT_TRUE(example.starts_with("tarvel " + name)) << example;
+    }
+    EXPECT_FALSE(commandHelp(name).statuses.empty());
+  });
+}
+
+TEST(HelpText, FitsTheWidth) {
+  CLI::App app;
+  CommandLine line;
+  defineCommandLine(app, line);
+  for (const std::size_t columns : {60U, 80U, 100U}) {
+    forEachCommand(app, "", [columns](const CLI::App& command, const std::string& name) {
+      std::istringstream lines(helpText(command, name, columns));
+      for (std::string one; std::getline(lines, one);) {
+        // An example is to be pasted, so it stays on one line.
+        if (one.starts_with("  tarvel ")) continue;
+        EXPECT_LE(one.size(), columns) << one;
+      }
+    });
+  }
+}
+
+TEST(HelpText, ARuleAndItsOppositeAreOneOption) {
+  CLI::App app;
+  CommandLine line;
+  defineCommandLine(app, line);
+  const std::string help = helpText(*app.get_subcommand("preview"), "preview", 80);
+  EXPECT_NE(help.find("--[no-]folders-at-top"), std::string::npos);
+  EXPECT_EQ(help.find("{false}"), std::string::npos);
+  EXPECT_EQ(help.find("backup-file"), std::string::npos);
+}
+
+TEST(Wrapped, BreaksAtSpacesAndLeavesLongWordsWhole) {
+  EXPECT_EQ(wrapped("one two three", 7), "one two\nthree");
+  EXPECT_EQ(wrapped("one two three", 7, 2), "one two\n  three");
+  EXPECT_EQ(wrapped("averyverylongword x", 5), "averyverylongword\nx");
+  EXPECT_EQ(wrapped("“ä” ü", 5), "“ä” ü");
+  EXPECT_EQ(wrapped("one two three", 0), "one two three");
 }
 
 }  // namespace

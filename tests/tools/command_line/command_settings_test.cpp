@@ -31,7 +31,7 @@ struct CommandSettingsTest : testing::Test {
   [[nodiscard]] std::string inForce() {
     std::string text;
     for (const NamedSetting& setting : settingsInForce(line, read(), files)) {
-      text += setting.key + "=" + setting.value + ";";
+      text += setting.name + "=" + setting.text + ";";
     }
     return text;
   }
@@ -63,10 +63,16 @@ TEST_F(CommandSettingsTest, TheAnswerNamesWhatDiffersFromTheDefaultAndIsNotOverr
   store(kFoldersAtTopKey, true);
   store(kRemoveDuplicatesKey, false);
   store(kSortBookmarksBarKey, true);
-  EXPECT_EQ(inForce(), "BookmarksFilename=/elsewhere/Bookmarks.plist;RemoveDuplicates=no;SortBookmarksBar=yes;");
+  EXPECT_EQ(inForce(), "bookmarks-filename=/elsewhere/Bookmarks.plist;remove-duplicates=no;sort-bookmarks-bar=yes;");
   line.sortBookmarksBar = true;
   line.file = "given.plist";
-  EXPECT_EQ(inForce(), "RemoveDuplicates=no;");
+  EXPECT_EQ(inForce(), "remove-duplicates=no;");
+}
+
+TEST(SettingName, IsTheKeyInKebabCase) {
+  EXPECT_EQ(settingName(kFoldersAtTopKey), "folders-at-top");
+  EXPECT_EQ(settingName(kAutoSortModeKey), "auto-sort-mode");
+  EXPECT_EQ(settingName(kAutomaticUpdateChecksKey), "enable-automatic-checks");
 }
 
 TEST_F(CommandSettingsTest, WithoutSettingsOnlyOptionsAndDefaultsCount) {

@@ -13,6 +13,7 @@
 #include "tests/support/temporary_directory.h"
 #include "tests/tools/captured_output.h"
 #include "tools/agent/settings_table.h"
+#include "tools/command_line/command_settings.h"
 
 namespace tarvel {
 namespace {
@@ -27,7 +28,7 @@ constexpr const char* kDomain = kMainApplicationIdentifier;
 constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
 
 struct AgentCommands : testing::Test {
-  AgentCommands() { line.color = ColorChoice::kNever; }
+  AgentCommands() { line.output.color = ColorChoice::kNever; }
 
   int settings(SettingsAction action, const std::string& key = "", const std::string& value = "") {
     line.command = Command::kSettings;
@@ -60,7 +61,7 @@ struct AgentCommands : testing::Test {
   std::string errors;
 };
 
-TEST_F(AgentCommands, AFileIsSortedByTheAgentWhileThatRunsAndGoesByIt) {
+TEST_F(AgentCommands, TheAgentSortsTheFileOfItsSettingsWhileItIsRunning) {
   const TemporaryDirectory directory;
   directory.write("Bookmarks.plist", "");
   std::filesystem::create_directory_symlink(directory.path(), directory.path("link"));
@@ -82,10 +83,9 @@ TEST_F(AgentCommands, AFileIsSortedByTheAgentWhileThatRunsAndGoesByIt) {
 TEST_F(AgentCommands, EverySettingIsListedWithItsValueAndWhereItComesFrom) {
   preferences.setBoolean(kFoldersAtTopKey, false, kDomain);
   EXPECT_EQ(settings(SettingsAction::kList), 0);
-  EXPECT_THAT(output, HasSubstr("FoldersAtTop = no\n    Folders before bookmarks. set; from the next sort\n"));
-  EXPECT_THAT(output,
-              HasSubstr("AutoSortMode = no\n    Sort by itself at all. default; from the agent's next start\n"));
-  for (const Setting& setting : settingsTable()) EXPECT_THAT(output, HasSubstr(std::string(setting.key) + " = "));
+  EXPECT_THAT(output, HasSubstr("folders-at-top = no\n    Folders before bookmarks. set; from the next sort\n"));
+  EXPECT_THAT(output, HasSubstr("auto-sort-mode = no\n    Sort automatically. default; from the agent's next start\n"));
+  for (const Setting& setting : settingsTable()) EXPECT_THAT(output, HasSubstr(settingName(setting.key) + " = "));
 }
 
 TEST_F(AgentCommands, TheDefaultFileIsShownWithTheHomeFolder) {
@@ -106,25 +106,25 @@ TEST_F(AgentCommands, BooleansAreGivenInWordsAndStoredAsBooleans) {
   }
 }
 
-TEST_F(AgentCommands, AWordThatIsNoBooleanIsRefused) {
+TEST_F(AgentCommands, AWordThatIsNotABooleanIsRefused) {
   EXPECT_EQ(set(kAutoSortModeKey, "maybe"), kExitUsage);
-  EXPECT_EQ(errors, "tarvel: AutoSortMode: “maybe” is neither yes nor no. Nothing was changed.\n");
+  EXPECT_EQ(errors, "tarvel: auto-sort-mode: “maybe” is not yes or no.\nNothing was changed.\n");
   EXPECT_FALSE(stored(kAutoSortModeKey));
 }
 
-TEST_F(AgentCommands, SecondsTheAgentWouldNotUseAreRefusedWithThoseItWould) {
+TEST_F(AgentCommands, SecondsThatTheAgentWouldNotUseAreRefused) {
   EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "1000"), kExitUsage);
   EXPECT_THAT(errors, HasSubstr("The agent would use 300 instead of 1000."));
   EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "0"), kExitUsage);
   EXPECT_THAT(errors, HasSubstr("The agent would use 1 instead of 0."));
   for (const char* text : {"", "five", "5s", "5.5", "99999999999999999999", " 5"}) {
     EXPECT_EQ(set(kBookmarksUpdateLatencyKey, text), kExitUsage) << text;
-    EXPECT_THAT(errors, HasSubstr("is no whole number of seconds.")) << text;
+    EXPECT_THAT(errors, HasSubstr("is not a whole number of seconds.")) << text;
   }
   EXPECT_FALSE(stored(kBookmarksUpdateLatencyKey));
   EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "300"), 0);
   EXPECT_EQ(stored(kBookmarksUpdateLatencyKey).integer(), 300);
-  EXPECT_EQ(output, "BookmarksUpdateLatency is now 300, from the agent's next start.\n");
+  EXPECT_EQ(output, "bookmarks-update-latency is now 300, from the agent's next start.\n");
 }
 
 TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
@@ -133,33 +133,44 @@ TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
                                 "next start.\n"));
 }
 
-TEST_F(AgentCommands, APathThatTheAgentWouldMisunderstandIsRefusedWithTheFullOne) {
+TEST_F(AgentCommands, ARelativePathIsRefusedWithTheFullOne) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "~/B.plist"), kExitUsage);
-  EXPECT_THAT(errors, HasSubstr("You may mean “/home/user/B.plist”."));
+  EXPECT_THAT(errors, HasSubstr("did you mean “/home/user/B.plist”?"));
   EXPECT_EQ(set(kBookmarksFilenameKey, "B.plist"), kExitUsage);
-  EXPECT_THAT(errors, HasSubstr("/B.plist”."));
+  EXPECT_THAT(errors, HasSubstr("/B.plist”?"));
   EXPECT_EQ(set(kBookmarksFilenameKey, ""), kExitUsage);
   EXPECT_FALSE(stored(kBookmarksFilenameKey));
 }
 
-TEST_F(AgentCommands, APathIsStoredAsItIsAndAMissingFileSaid) {
+TEST_F(AgentCommands, APathIsStoredUnchangedAndAMissingFileReported) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "/elsewhere/B.plist"), 0);
   EXPECT_EQ(stored(kBookmarksFilenameKey).string(), "/elsewhere/B.plist");
-  EXPECT_THAT(output, HasSubstr("There is no file of that name yet.\n"));
+  EXPECT_THAT(output, HasSubstr("There is no such file yet.\n"));
   files.putFile("/elsewhere/B.plist", "");
   EXPECT_EQ(set(kBookmarksFilenameKey, "/elsewhere/B.plist"), 0);
-  EXPECT_THAT(output, Not(HasSubstr("There is no file")));
+  EXPECT_THAT(output, Not(HasSubstr("There is no such file")));
 }
 
 TEST_F(AgentCommands, AnUnknownSettingIsRefusedWithTheNearestOne) {
-  EXPECT_EQ(set("AutoSortMod", "yes"), kExitUsage);
-  EXPECT_THAT(errors, HasSubstr("Did you mean “AutoSortMode”?"));
+  EXPECT_EQ(set("auto-sort-mod", "yes"), kExitUsage);
+  EXPECT_THAT(errors, HasSubstr("Did you mean “auto-sort-mode”?"));
   EXPECT_EQ(get("Nonsense"), kExitUsage);
   EXPECT_THAT(errors, HasSubstr("There is no setting “Nonsense”."));
-  EXPECT_THAT(errors, HasSubstr("Run “tarvel settings”"));
+  EXPECT_THAT(errors, HasSubstr("\n  tarvel settings list\n"));
 }
 
-TEST_F(AgentCommands, WhatTarvelKeepsItselfCannotBeSet) {
+TEST_F(AgentCommands, ASettingIsKnownByItsNameAndByItsStoredKey) {
+  for (const Setting& setting : settingsTable()) {
+    EXPECT_EQ(settingNamed(settingName(setting.key)), &setting) << setting.key;
+    EXPECT_EQ(settingNamed(setting.key), &setting);
+  }
+  EXPECT_EQ(set("sort-bookmarks-bar", "yes"), 0);
+  EXPECT_EQ(stored(kSortBookmarksBarKey).boolean(), true);
+  EXPECT_EQ(get("SortBookmarksBar"), 0);
+  EXPECT_EQ(output, "yes\n");
+}
+
+TEST_F(AgentCommands, ReadOnlySettingsCannotBeSet) {
   EXPECT_EQ(set(kLastHelperErrorKey, "5"), kExitUsage);
   EXPECT_EQ(settings(SettingsAction::kUnset, "SULastCheckTime"), kExitUsage);
   EXPECT_EQ(preferences.flushCount(), 0U);
@@ -169,9 +180,9 @@ TEST_F(AgentCommands, AStoredValueThatCannotBeUsedIsShownWithWhatIsUsedInstead) 
   preferences.setString(kBookmarksUpdateLatencyKey, "soon", kDomain);
   preferences.setInteger(kBookmarksFilenameKey, 5, kDomain);
   EXPECT_EQ(settings(SettingsAction::kList), 0);
-  EXPECT_THAT(output, HasSubstr("BookmarksUpdateLatency = 30\n"));
+  EXPECT_THAT(output, HasSubstr("bookmarks-update-latency = 30\n"));
   EXPECT_THAT(output, HasSubstr("set to “soon”, which cannot be used"));
-  EXPECT_THAT(output, HasSubstr(std::string("BookmarksFilename = ") + kFile));
+  EXPECT_THAT(output, HasSubstr(std::string("bookmarks-filename = ") + kFile));
   preferences.setInteger(kBookmarksUpdateLatencyKey, 1000, kDomain);
   EXPECT_EQ(get(kBookmarksUpdateLatencyKey), 0);
   EXPECT_EQ(output, "300\n");
@@ -180,10 +191,10 @@ TEST_F(AgentCommands, AStoredValueThatCannotBeUsedIsShownWithWhatIsUsedInstead) 
 TEST_F(AgentCommands, AnUnsetSettingIsTheDefaultAgain) {
   preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kDomain);
   EXPECT_EQ(settings(SettingsAction::kUnset, kBookmarksUpdateLatencyKey), 0);
-  EXPECT_EQ(output, "BookmarksUpdateLatency is the default again, 30, from the agent's next start.\n");
+  EXPECT_EQ(output, "bookmarks-update-latency is the default again, 30, from the agent's next start.\n");
   EXPECT_FALSE(stored(kBookmarksUpdateLatencyKey));
   EXPECT_EQ(settings(SettingsAction::kUnset, kBookmarksUpdateLatencyKey), 0);
-  EXPECT_EQ(output, "BookmarksUpdateLatency was not set.\n");
+  EXPECT_EQ(output, "bookmarks-update-latency was not set.\n");
 }
 
 TEST_F(AgentCommands, SettingsThatCannotBeWrittenAreAFailure) {
@@ -199,7 +210,7 @@ TEST_F(AgentCommands, ControlCharactersInAStoredPathAreSpelledOut) {
   EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(AgentCommands, StatusLooksAtTheStoredPathHoweverItIsShown) {
+TEST_F(AgentCommands, StatusExaminesTheStoredPathNotTheShownOne) {
   const std::string odd = "/a\x1b[31m";
   files.putFile(odd, "");
   preferences.setString(kBookmarksFilenameKey, odd, kDomain);
@@ -208,20 +219,20 @@ TEST_F(AgentCommands, StatusLooksAtTheStoredPathHoweverItIsShown) {
   EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(AgentCommands, StatusOfNothingSetUpTellsHowToBegin) {
+TEST_F(AgentCommands, StatusWithoutSetupSaysHowToBegin) {
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
   EXPECT_THAT(output, HasSubstr("Agent:             not running\n"));
   EXPECT_THAT(output, HasSubstr("Automatic sorting: off"));
-  EXPECT_THAT(output, HasSubstr("there is no such file"));
+  EXPECT_THAT(output, HasSubstr("which does not exist"));
   EXPECT_THAT(output, HasSubstr("not made yet"));
   EXPECT_THAT(output, HasSubstr("Last error:        none"));
   EXPECT_THAT(output, HasSubstr("tarvel agent enable"));
 }
 
-TEST_F(AgentCommands, StatusOfAnAgentThatShouldRunAndDoesNotAsksForAttention) {
+TEST_F(AgentCommands, StatusOfAnAgentThatShouldRunAndDoesNotNeedsAttention) {
   preferences.setBoolean(kAutoSortModeKey, true, kDomain);
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("Start the agent: tarvel agent start\n"));
+  EXPECT_THAT(output, HasSubstr("To start the agent:\n  tarvel agent start\n"));
 }
 
 TEST_F(AgentCommands, StatusOfARunningAgentShowsProcessFileAndDate) {
@@ -238,20 +249,20 @@ TEST_F(AgentCommands, StatusNamesASaveThatASortDisplaced) {
   files.putFile(kFile, "");
   files.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("Its save is kept as “/home/user/Library/Safari/.tarvel-displaced-1”"));
-  line.json = true;
+  EXPECT_THAT(output, HasSubstr("its save is kept as “/home/user/Library/Safari/.tarvel-displaced-1”"));
+  line.output.isJson = true;
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
   EXPECT_THAT(output, HasSubstr("\"keptSaves\": [\n    \"/home/user/Library/Safari/.tarvel-displaced-1\"\n  ]"));
 }
 
-TEST_F(AgentCommands, StatusSaysTheLastErrorInWords) {
+TEST_F(AgentCommands, StatusShowsThePendingErrorInWords) {
   preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
   EXPECT_THAT(output, HasSubstr("Last error:        8: Safari is currently using the bookmarks file"));
   EXPECT_EQ(preferences.appIntegerValue(kLastHelperErrorKey, kDomain), 8);
 }
 
-TEST_F(AgentCommands, EveryCodeHasItsWords) {
+TEST_F(AgentCommands, EveryCodeHasAMessage) {
   bundle.translate(
       "The bookmarks file “%@” could not be read. Please verify that you have read and write access to the file.",
       "Nicht lesbar: %@");
@@ -262,31 +273,31 @@ TEST_F(AgentCommands, EveryCodeHasItsWords) {
   EXPECT_THAT(messageOfCode(agent, 77), HasSubstr("unknown error: 77"));
 }
 
-TEST_F(AgentCommands, AReportIsShownOnceAndThenForgotten) {
+TEST_F(AgentCommands, AReportIsShownOnceAndThenCleared) {
   preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
   EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
   EXPECT_EQ(output, std::string("The file “") + kFile + "” is a bookmarks file, but the version is too advanced.\n");
   EXPECT_FALSE(stored(kLastHelperErrorKey));
   EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
-  EXPECT_EQ(output, "Nothing to report.\n");
+  EXPECT_EQ(output, "No pending error.\n");
 }
 
-TEST_F(AgentCommands, StatusStillTellsWhatWasReported) {
+TEST_F(AgentCommands, StatusStillShowsTheReportedError) {
   preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
   EXPECT_EQ(run([this] { return runReport(agent, line); }), 0);
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), 0);
-  EXPECT_THAT(output, HasSubstr("Last error:        4, told 20"));
+  EXPECT_THAT(output, HasSubstr("Last error:        4, reported 20"));
   EXPECT_THAT(output, HasSubstr("the version is too advanced."));
 }
 
-TEST_F(AgentCommands, AReportThatCannotBeForgottenIsAFailure) {
+TEST_F(AgentCommands, AReportThatCannotBeClearedIsAFailure) {
   preferences.setInteger(kLastHelperErrorKey, 4, kDomain);
   preferences.setFlushWorks(false);
   EXPECT_EQ(run([this] { return runReport(agent, line); }), kExitFailed);
   EXPECT_THAT(errors, HasSubstr("will be shown again"));
 }
 
-TEST_F(AgentCommands, TheApplicationNotifiesAndForgets) {
+TEST_F(AgentCommands, TheApplicationNotifiesAndClears) {
   MemoryNotifier notifier;
   MemorySystemLog log;
   preferences.setInteger(kLastHelperErrorKey, 103, kDomain);
@@ -297,7 +308,7 @@ TEST_F(AgentCommands, TheApplicationNotifiesAndForgets) {
   EXPECT_EQ(output, "");
 }
 
-TEST_F(AgentCommands, TheApplicationLogsWhereNobodyShowsNotifications) {
+TEST_F(AgentCommands, TheApplicationLogsWhereNotificationsAreNotShown) {
   MemoryNotifier notifier;
   notifier.setWorks(false);
   MemorySystemLog log;
@@ -307,7 +318,7 @@ TEST_F(AgentCommands, TheApplicationLogsWhereNobodyShowsNotifications) {
   EXPECT_FALSE(stored(kLastHelperErrorKey));
 }
 
-TEST_F(AgentCommands, TheApplicationIsSilentWhenNothingWaits) {
+TEST_F(AgentCommands, TheApplicationIsSilentWithoutAPendingError) {
   MemoryNotifier notifier;
   MemorySystemLog log;
   EXPECT_EQ(run([&] { return runReportAsApplication(agent, notifier, log); }), 0);

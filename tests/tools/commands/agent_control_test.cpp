@@ -18,28 +18,28 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kControlDomain = kMainApplicationIdentifier;
-constexpr const char* kControlledFile = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kDomain = kMainApplicationIdentifier;
+constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
 constexpr const char* kAgent = "/app/TarvelHelper";
 
 struct AgentControlTest : testing::Test {
   AgentControlTest() {
     service.putProgram(kAgent);
-    files.putFile(kControlledFile, "");
+    files.putFile(kFile, "");
   }
 
   int run(AgentAction action) {
     line.command = Command::kAgent;
     line.agentAction = action;
     Captured captured;
-    const int status = runAgent({agent, service, kAgent, [this] { return doubts; }}, line);
+    const int status = runAgent({agent, service, kAgent, [this] { return problems; }}, line);
     output = captured.output.str();
     errors = captured.errors.str();
     return status;
   }
 
-  [[nodiscard]] std::optional<bool> storedWish() {
-    return preferences.flushedValue(kAutoSortModeKey, kControlDomain).root.boolean();
+  [[nodiscard]] std::optional<bool> storedSetting() {
+    return preferences.flushedValue(kAutoSortModeKey, kDomain).root.boolean();
   }
 
   MemoryPreferencesStore preferences;
@@ -48,7 +48,7 @@ struct AgentControlTest : testing::Test {
   MemoryAgentService service;
   AgentContext agent{preferences, files, bundle, "/config/preferences.plist",
                      [this] { return service.runningAgent(); }};
-  std::vector<std::string> doubts;
+  std::vector<std::string> problems;
   CommandLine line;
   std::string output;
   std::string errors;
@@ -56,22 +56,24 @@ struct AgentControlTest : testing::Test {
 
 TEST_F(AgentControlTest, EnablingTurnsItOnNowAndForEveryLoginAndSaysWhatComesNext) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
-  EXPECT_EQ(storedWish(), true);
+  EXPECT_EQ(storedSetting(), true);
   EXPECT_THAT(service.requests(), ElementsAre("enable /app/TarvelHelper", "start /app/TarvelHelper"));
   EXPECT_EQ(output,
-            "Automatic sorting is on. The agent runs, process 4711, and starts whenever you log in.\n"
+            "Automatic sorting is on.\n"
+            "The agent is running, process 4711, and starts whenever you log in.\n"
             "Nothing is sorted yet: the first sort follows the next change of "
-            "“/home/user/Library/Safari/Bookmarks.plist”. To see what it would do: tarvel preview\n"
-            "To turn it off again: tarvel agent disable\n");
+            "“/home/user/Library/Safari/Bookmarks.plist”.\n"
+            "To see what it would do:\n  tarvel preview\n"
+            "To turn it off again:\n  tarvel agent disable\n");
 }
 
-TEST_F(AgentControlTest, EnablingAgainSaysThatItIsSoAndNothingElse) {
+TEST_F(AgentControlTest, EnablingAgainSaysThatItIsAlreadyOn) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   const std::size_t flushes = preferences.flushCount();
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_EQ(output,
-            "It is so already: automatic sorting is on. The agent runs, process 4711, and starts whenever you log "
-            "in.\n");
+            "Automatic sorting is already on.\n"
+            "The agent is running, process 4711, and starts whenever you log in.\n");
   EXPECT_EQ(preferences.flushCount(), flushes);
 }
 
@@ -84,15 +86,15 @@ TEST_F(AgentControlTest, EnablingMovesAnotherFilesBackupAsideBeforeTheAgentCanTa
   files.setMode(folder, 0500);
   EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
   EXPECT_THAT(errors, HasSubstr("could not be moved aside"));
-  EXPECT_EQ(storedWish(), std::nullopt);
+  EXPECT_EQ(storedSetting(), std::nullopt);
   EXPECT_TRUE(service.requests().empty());
   files.setMode(folder, 0700);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_FALSE(files.fileExistsAtPath(agents));
-  EXPECT_EQ(initialBackupOf(files, "/other.plist", kControlledFile).origin, BackupOrigin::kThisFile);
+  EXPECT_EQ(initialBackupOf(files, "/other.plist", kFile).origin, BackupOrigin::kThisFile);
 }
 
-TEST_F(AgentControlTest, EnablingMendsWhatIsMissing) {
+TEST_F(AgentControlTest, EnablingRepairsWhatIsMissing) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
@@ -100,25 +102,25 @@ TEST_F(AgentControlTest, EnablingMendsWhatIsMissing) {
   EXPECT_TRUE(service.runningAgent());
 }
 
-TEST_F(AgentControlTest, WithoutAManagerTheDesktopIsAskedAndThatIsSaid) {
+TEST_F(AgentControlTest, WithoutAManagerTheDesktopStartsTheAgent) {
   service.setHasManager(false);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
-  EXPECT_THAT(output, HasSubstr("and starts whenever your desktop session begins.\nNo service manager of yours"));
-  EXPECT_THAT(output, HasSubstr("Without a desktop, start it yourself after each login: tarvel agent start\n"));
+  EXPECT_THAT(output, HasSubstr("and starts whenever your desktop session begins.\nNo user service manager"));
+  EXPECT_THAT(output, HasSubstr("Without a desktop, start it after each login:\n  tarvel agent start\n"));
 }
 
-TEST_F(AgentControlTest, AMissingBookmarksFileIsSaidAndStillEnabled) {
-  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kControlDomain);
+TEST_F(AgentControlTest, EnablesAndSaysThatTheFileIsMissing) {
+  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kDomain);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_THAT(output, HasSubstr("There is no file “/elsewhere/B.plist” yet"));
-  EXPECT_THAT(output, HasSubstr("tarvel settings set BookmarksFilename PATH"));
+  EXPECT_THAT(output, HasSubstr("tarvel settings set bookmarks-filename PATH"));
   EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
 }
 
-TEST_F(AgentControlTest, WhatWouldMakeTheFirstSortFailIsSaidAndStillEnabled) {
-  doubts = {"It is no bookmarks file. Choose another.", "The disk is full. Make room."};
+TEST_F(AgentControlTest, EnablesAndSaysWhyTheFirstSortWouldFail) {
+  problems = {"It is no bookmarks file. Choose another.", "The disk is full. Make room."};
   EXPECT_EQ(run(AgentAction::kEnable), 0);
-  EXPECT_THAT(output, HasSubstr("As things are, the first sort would fail:\n"
+  EXPECT_THAT(output, HasSubstr("The first sort would fail:\n"
                                 "  It is no bookmarks file. Choose another.\n  The disk is full. Make room.\n"));
   EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
   EXPECT_TRUE(service.runningAgent());
@@ -127,12 +129,12 @@ TEST_F(AgentControlTest, WhatWouldMakeTheFirstSortFailIsSaidAndStillEnabled) {
 TEST_F(AgentControlTest, ARefusalChangesNothing) {
   service.setComplaint("It is in the way.");
   EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
-  EXPECT_EQ(errors, "tarvel: It is in the way. Nothing was changed.\n");
+  EXPECT_EQ(errors, "tarvel: It is in the way.\nNothing was changed.\n");
   EXPECT_EQ(output, "");
-  EXPECT_EQ(storedWish(), std::nullopt);
+  EXPECT_EQ(storedSetting(), std::nullopt);
 }
 
-TEST_F(AgentControlTest, SettingsThatCannotBeKeptStartNothing) {
+TEST_F(AgentControlTest, SettingsThatCannotBeWrittenStartNothing) {
   preferences.setFlushWorks(false);
   EXPECT_EQ(run(AgentAction::kEnable), kExitFailed);
   EXPECT_THAT(errors, HasSubstr("could not be written to “/config/preferences.plist”"));
@@ -142,48 +144,48 @@ TEST_F(AgentControlTest, SettingsThatCannotBeKeptStartNothing) {
 TEST_F(AgentControlTest, DisablingTakesEverythingBack) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_EQ(run(AgentAction::kDisable), 0);
-  EXPECT_EQ(storedWish(), false);
+  EXPECT_EQ(storedSetting(), false);
   EXPECT_FALSE(service.runningAgent());
-  EXPECT_EQ(service.loginEntry().by, LoginStart::kNone);
-  EXPECT_THAT(output, HasSubstr("To turn it on again: tarvel agent enable\n"));
+  EXPECT_EQ(service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_THAT(output, HasSubstr("To turn it on again:\n  tarvel agent enable\n"));
   EXPECT_EQ(run(AgentAction::kDisable), 0);
-  EXPECT_THAT(output, HasSubstr("It is so already"));
+  EXPECT_THAT(output, HasSubstr("already off"));
 }
 
 TEST_F(AgentControlTest, DisablingWhatWasNeverSetUpWritesNothing) {
   EXPECT_EQ(run(AgentAction::kDisable), 0);
-  EXPECT_THAT(output, HasSubstr("It is so already"));
+  EXPECT_THAT(output, HasSubstr("already off"));
   EXPECT_EQ(preferences.flushCount(), 0U);
 }
 
-TEST_F(AgentControlTest, DisablingKeepsTheWishEvenWhenTheManagerRefuses) {
+TEST_F(AgentControlTest, DisablingStoresTheSettingEvenWhenTheManagerRefuses) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   service.setComplaint("No.");
   EXPECT_EQ(run(AgentAction::kDisable), kExitFailed);
-  EXPECT_EQ(errors, "tarvel: Automatic sorting is off from the agent's next start. No.\n");
-  EXPECT_EQ(storedWish(), false);
+  EXPECT_EQ(errors, "tarvel: Automatic sorting is off from the agent's next start.\nNo.\n");
+  EXPECT_EQ(storedSetting(), false);
 }
 
-TEST_F(AgentControlTest, StartingWhatIsTurnedOffIsRefusedWithTheWayToTurnItOn) {
+TEST_F(AgentControlTest, StartingIsRefusedWhileAutomaticSortingIsOff) {
   EXPECT_EQ(run(AgentAction::kStart), kExitFailed);
   EXPECT_THAT(errors, HasSubstr("tarvel agent enable"));
   EXPECT_TRUE(service.requests().empty());
 }
 
-TEST_F(AgentControlTest, StartingAndEndingChangeNothingAboutTheNextLogin) {
-  preferences.setBoolean(kAutoSortModeKey, true, kControlDomain);
+TEST_F(AgentControlTest, StartingAndStoppingChangeNothingAboutTheNextLogin) {
+  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
   EXPECT_EQ(run(AgentAction::kStart), 0);
-  EXPECT_EQ(output, "The agent runs now, process 4711.\nTo have it start whenever you log in: tarvel agent enable\n");
+  EXPECT_EQ(output, "The agent is running, process 4711.\nTo start it whenever you log in:\n  tarvel agent enable\n");
   EXPECT_EQ(run(AgentAction::kStart), 0);
-  EXPECT_THAT(output, HasSubstr("runs already"));
+  EXPECT_THAT(output, HasSubstr("already running"));
   EXPECT_EQ(run(AgentAction::kStop), 0);
-  EXPECT_EQ(output, "The agent has ended.\n");
+  EXPECT_EQ(output, "The agent has stopped.\n");
   EXPECT_EQ(run(AgentAction::kStop), 0);
-  EXPECT_EQ(output, "No agent runs.\n");
-  EXPECT_EQ(storedWish(), true);
+  EXPECT_EQ(output, "The agent is not running.\n");
+  EXPECT_EQ(storedSetting(), true);
 }
 
-TEST_F(AgentControlTest, EndingAnEnabledAgentSaysThatItComesBack) {
+TEST_F(AgentControlTest, StoppingAnEnabledAgentSaysThatItComesBack) {
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_EQ(run(AgentAction::kStop), 0);
   EXPECT_THAT(output, HasSubstr("It starts again when you next log in."));
@@ -191,11 +193,13 @@ TEST_F(AgentControlTest, EndingAnEnabledAgentSaysThatItComesBack) {
 
 TEST_F(AgentControlTest, TheStateIsOneLineAndAsksForAttentionWhenItShouldRunAndDoesNot) {
   EXPECT_EQ(run(AgentAction::kStatus), 0);
-  EXPECT_THAT(output, HasSubstr("Automatic sorting is off. The agent does not run, and starts only when it is told"));
+  EXPECT_THAT(output,
+              HasSubstr("Automatic sorting is off. The agent is not running, and starts only when you start it"));
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_EQ(run(AgentAction::kStatus), 0);
-  EXPECT_THAT(output, HasSubstr("Automatic sorting is on. The agent runs, process 4711, and starts whenever you log in "
-                                "(“/config/systemd/user/TarvelHelper.service”)."));
+  EXPECT_THAT(output,
+              HasSubstr("Automatic sorting is on. The agent is running, process 4711, and starts whenever you log in "
+                        "(“/config/systemd/user/TarvelHelper.service”)."));
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(AgentAction::kStatus), kExitNeedsAttention);
   EXPECT_THAT(output, HasSubstr("tarvel status"));

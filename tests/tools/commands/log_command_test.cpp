@@ -42,9 +42,9 @@ TEST_F(LogCommand, TheLinesOfAMessageStandTogetherAndCannotDisguiseThemselves) {
   EXPECT_EQ(output, at(7) + " TarvelHelper: one\n    two\\u{001B}[2J\n" + at(8) + " TarvelHelper: \n");
 }
 
-TEST_F(LogCommand, NothingWrittenIsSaid) {
+TEST_F(LogCommand, SaysThatThereAreNoMessages) {
   EXPECT_EQ(run(), 0);
-  EXPECT_EQ(output, "The agent has written nothing that you may read.\n");
+  EXPECT_EQ(output, "The journal has no messages of the agent.\n");
 }
 
 TEST_F(LogCommand, FollowingShowsWhatComes) {

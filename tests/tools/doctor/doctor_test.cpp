@@ -69,8 +69,8 @@ struct Doctor : testing::Test, EngineFixture {
 
   int run(bool json = false) {
     CommandLine line;
-    line.json = json;
-    line.color = ColorChoice::kNever;
+    line.output.isJson = json;
+    line.output.color = ColorChoice::kNever;
     Captured captured;
     const int status = runDoctor(context, line);
     output = captured.output.str();
@@ -95,28 +95,28 @@ TEST_F(Doctor, ASaveThatASortDisplacedIsAProblemWithItsPath) {
 TEST_F(Doctor, OfAHealthyMachineEverythingIsFineAndNothingIsWritten) {
   const std::size_t writes = preferences.flushCount();
   EXPECT_EQ(run(), 0);
-  EXPECT_THAT(output, HasSubstr("\nNothing is amiss.\n"));
-  EXPECT_THAT(output, Not(HasSubstr("problem")));
+  EXPECT_THAT(output, HasSubstr("\nNo problems found.\n"));
+  EXPECT_THAT(output, Not(HasSubstr("\nproblem")));
   EXPECT_THAT(output, Not(HasSubstr("note")));
   EXPECT_THAT(service.requests(), IsEmpty());
   EXPECT_EQ(preferences.flushCount(), writes);
 }
 
-TEST_F(Doctor, OneProblemIsEnoughForAttentionAndItsAdviceStandsBelow) {
+TEST_F(Doctor, OneProblemNeedsAttentionAndItsAdviceIsBelow) {
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("problem Sorting by itself is on, and the agent does not run.\n"
+  EXPECT_THAT(output, HasSubstr("problem Automatic sorting is on, but the agent is not running.\n"
                                 "        → tarvel agent start\n"));
-  EXPECT_THAT(output, HasSubstr("\nOne thing needs your attention.\n"));
+  EXPECT_THAT(output, HasSubstr("\n1 problem found.\n"));
 }
 
-TEST_F(Doctor, NotesAskForNoAttention) {
+TEST_F(Doctor, NotesNeedNoAttention) {
   probe.system.isRemote = true;
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(output, HasSubstr("note    The file system"));
 }
 
-TEST_F(Doctor, ProgramsAreToldTheSame) {
+TEST_F(Doctor, JsonHasTheSameFindings) {
   probe.paths.erase(kFile);
   EXPECT_EQ(run(true), kExitNeedsAttention);
   const auto json = nlohmann::json::parse(output);
@@ -124,7 +124,7 @@ TEST_F(Doctor, ProgramsAreToldTheSame) {
   EXPECT_EQ(json["findings"][0]["check"], "bookmarks-file");
   EXPECT_EQ(json["findings"][0]["state"], "problem");
   EXPECT_EQ(json["findings"][0]["text"], std::string("There is no bookmarks file “") + kFile + "”.");
-  EXPECT_THAT(json["findings"][0]["advice"].get<std::string>(), HasSubstr("tarvel settings set BookmarksFilename"));
+  EXPECT_THAT(json["findings"][0]["advice"].get<std::string>(), HasSubstr("tarvel settings set bookmarks-filename"));
 }
 
 TEST_F(Doctor, ControlCharactersAreSpelledOut) {
@@ -133,31 +133,31 @@ TEST_F(Doctor, ControlCharactersAreSpelledOut) {
   EXPECT_THAT(output, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(Doctor, TheFileMustBeThereAndBeAFile) {
+TEST_F(Doctor, TheFileMustExistAndBeAFile) {
   EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isFine(kFile)));
   probe.put(kFile, PathKind::kFolder);
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is no file", "BookmarksFilename")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not a file", "bookmarks-filename")));
   probe.paths[kFile] = {};
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("There is no bookmarks file", "BookmarksFilename")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("There is no bookmarks file", "bookmarks-filename")));
   probe.paths[kFile].isLink = true;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("a link that leads nowhere", "BookmarksFilename")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("a link that leads nowhere", "bookmarks-filename")));
   probe.paths[kFile].kind = PathKind::kUnknown;
   probe.paths[kFile].reason = "Permission denied";
   EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("Permission denied", "folders above")));
 }
 
-TEST_F(Doctor, APathThatTheAgentMisunderstandsIsAProblem) {
+TEST_F(Doctor, ARelativePathIsAProblem) {
   preferences.setString(kBookmarksFilenameKey, "~/B.plist", kDomain);
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not a full path", "BookmarksFilename")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not a full path", "bookmarks-filename")));
 }
 
 TEST_F(Doctor, TheFileMustBeReadAndWritten) {
   probe.paths[kFile].isWritable = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be written by you", "chmod")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not writable for you", "chmod")));
   probe.paths[kFile].isReadable = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be read by you", "chmod")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not readable for you", "chmod")));
   probe.paths[kFile].isOwn = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("not be read by you", "somebody else")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not readable for you", "another user")));
 }
 
 TEST_F(Doctor, ALinkIsFollowedAndItsTargetsFolderLookedAt) {
@@ -168,24 +168,24 @@ TEST_F(Doctor, ALinkIsFollowedAndItsTargetsFolderLookedAt) {
   EXPECT_THAT(checkFolder(context), ElementsAre(isNote("“/elsewhere”")));
 }
 
-TEST_F(Doctor, TheContentsAreTriedOnACopy) {
+TEST_F(Doctor, TheContentsAreSortedInMemory) {
   EXPECT_THAT(checkContents(context), ElementsAre(isFine("in order")));
   putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
   EXPECT_THAT(checkContents(context), ElementsAre(isNote("would change", "tarvel preview")));
   EXPECT_THAT(memory.systemLog.lines(), IsEmpty());
   putBookmarks("Root[ a ]");
-  EXPECT_THAT(checkContents(context), ElementsAre(isProblem(kFile, "BookmarksFilename")));
+  EXPECT_THAT(checkContents(context), ElementsAre(isProblem(kFile, "bookmarks-filename")));
 }
 
-TEST_F(Doctor, WhatWouldMakeASortFailIsKnownBeforehand) {
-  EXPECT_THAT(doubtsAboutSorting(context), IsEmpty());
+TEST_F(Doctor, ReasonsForAFailingSortAreKnownBeforehand) {
+  EXPECT_THAT(problemsOfSorting(context), IsEmpty());
   putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
   service.setRunningAgent(std::nullopt);
-  EXPECT_THAT(doubtsAboutSorting(context), IsEmpty());
+  EXPECT_THAT(problemsOfSorting(context), IsEmpty());
   putBookmarks("Root[ a ]");
   probe.system.isReadOnly = true;
-  EXPECT_THAT(doubtsAboutSorting(context),
-              ElementsAre(HasSubstr("tarvel settings set BookmarksFilename PATH"), HasSubstr("Mount it for writing")));
+  EXPECT_THAT(problemsOfSorting(context), ElementsAre(HasSubstr("tarvel settings set bookmarks-filename PATH"),
+                                                      HasSubstr("Remount it read-write")));
 }
 
 TEST_F(Doctor, TheContentsAreTriedWithTheAgentsSettings) {
@@ -210,38 +210,39 @@ TEST_F(Doctor, TheFolderMustBeWatchedAndShouldBeWritten) {
   EXPECT_THAT(checkFolder(context), ElementsAre(isNote("waits for it")));
 }
 
-TEST_F(Doctor, FileSystemsAreToldApart) {
-  EXPECT_THAT(checkFileSystem(context), ElementsAre(isFine("of the kind ext4"), isFine("room enough")));
+TEST_F(Doctor, FileSystemsAreDistinguished) {
+  EXPECT_THAT(checkFileSystem(context), ElementsAre(isFine("of the kind ext4"), isFine("enough space")));
   probe.system.name = "vfat";
   probe.system.takesNamelessFiles = false;
-  EXPECT_THAT(checkFileSystem(context), Contains(isNote("vfat, takes no files without a name")));
+  EXPECT_THAT(checkFileSystem(context), Contains(isNote("vfat, has no unnamed files")));
   probe.system.isRemote = true;
   EXPECT_THAT(checkFileSystem(context), Contains(isNote("every 30 seconds")));
   probe.system.isReadOnly = true;
-  EXPECT_THAT(checkFileSystem(context), Contains(isProblem("for reading only", "Mount it")));
+  EXPECT_THAT(checkFileSystem(context), Contains(isProblem("read-only", "Remount it")));
 }
 
-TEST_F(Doctor, ASortNeedsRoomForTheFileAndItsCopy) {
+TEST_F(Doctor, ASortNeedsSpaceForTheFileAndItsBackup) {
   probe.paths[kFile].size = 10'000'000;
   probe.system.freeBytes = 21'000'000;
-  EXPECT_THAT(checkFileSystem(context), Contains(isFine("room enough")));
+  EXPECT_THAT(checkFileSystem(context), Contains(isFine("enough space")));
   probe.system.freeBytes = 20'999'999;
-  EXPECT_THAT(checkFileSystem(context), Contains(isProblem("20 MB are free, and 21 MB may be needed", "Make room")));
+  EXPECT_THAT(checkFileSystem(context),
+              Contains(isProblem("20 MB are free, and 21 MB may be needed", "Free some space")));
 }
 
 TEST_F(Doctor, ALockIsABrowserAtWorkOrLeftBehind) {
   EXPECT_THAT(checkLock(context), ElementsAre(isFine("No browser")));
   probe.put(kLock, PathKind::kFolder).changed = Date{kNowSince1970 - 599, 0};
-  EXPECT_THAT(checkLock(context), ElementsAre(isNote("at the moment")));
+  EXPECT_THAT(checkLock(context), ElementsAre(isNote("using the file now")));
   probe.paths[kLock].changed = Date{kNowSince1970 - 601, 0};
   EXPECT_THAT(checkLock(context), ElementsAre(isProblem("for 10 minutes", "remove it")));
   probe.paths[kLock].changed = Date{kNowSince1970 - 3 * 86400, 0};
   EXPECT_THAT(checkLock(context), ElementsAre(isProblem("for 3 days", "remove it")));
 }
 
-TEST_F(Doctor, TheCopyIsThereOrCanBeMade) {
+TEST_F(Doctor, TheInitialBackupExistsOrCanBeMade) {
   const std::string backup = "/home/user/data/Tarvel/Bookmarks (Initial Copy).plist";
-  EXPECT_THAT(checkBackup(context), ElementsAre(isFine("no copy of your bookmarks yet")));
+  EXPECT_THAT(checkBackup(context), ElementsAre(isFine("no backup of your bookmarks yet")));
   probe.paths["/home/user"].isWritable = false;
   EXPECT_THAT(checkBackup(context), ElementsAre(isProblem("cannot be made", "nothing is sorted")));
   probe.put(backup, PathKind::kFile);
@@ -254,9 +255,9 @@ TEST_F(Doctor, TheSettingsFileIsMissingGoodCorruptOrOpenToOthers) {
   EXPECT_THAT(checkSettingsFile(context), ElementsAre(isFine("There are no settings")));
   probe.put(kSettings, PathKind::kFile);
   memory.fileManager.putFile(kSettings, "<plist><dict/></plist>");
-  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isFine("yours alone")));
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isFine("only by you")));
   probe.paths[kSettings].mode = 0644;
-  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isNote("not yours alone", "chmod 600")));
+  EXPECT_THAT(checkSettingsFile(context), ElementsAre(isNote("by other users", "chmod 600")));
   for (const char* corrupt : {"", "<plist><dict><key>", "<plist><string>x</string></plist>"}) {
     memory.fileManager.putFile(kSettings, corrupt);
     EXPECT_THAT(checkSettingsFile(context), ElementsAre(isProblem("corrupt", "kept beside"))) << corrupt;
@@ -265,62 +266,65 @@ TEST_F(Doctor, TheSettingsFileIsMissingGoodCorruptOrOpenToOthers) {
   EXPECT_THAT(checkSettingsFile(context), ElementsAre(isProblem("cannot be read", "chmod")));
 }
 
-TEST_F(Doctor, EveryValueThatCannotBeUsedIsTold) {
+TEST_F(Doctor, EveryUnusableValueIsAProblem) {
   EXPECT_THAT(checkSettingsValues(context), ElementsAre(isFine("Every setting")));
   preferences.setString(kBookmarksUpdateLatencyKey, "soon", kDomain);
   preferences.setString(kFoldersAtTopKey, "perhaps", kDomain);
-  EXPECT_THAT(checkSettingsValues(context),
-              ElementsAre(isProblem("BookmarksUpdateLatency is set to “soon”, which cannot be used; 30 holds instead.",
-                                    "tarvel settings unset BookmarksUpdateLatency"),
-                          isProblem("“perhaps”", "tarvel settings unset FoldersAtTop")));
+  EXPECT_THAT(
+      checkSettingsValues(context),
+      ElementsAre(isProblem("bookmarks-update-latency is set to “soon”, which cannot be used; 30 is used instead.",
+                            "tarvel settings unset bookmarks-update-latency"),
+                  isProblem("“perhaps”", "tarvel settings unset folders-at-top")));
 }
 
-TEST_F(Doctor, WatchesAreCountedWhereNoAgentHasThem) {
+TEST_F(Doctor, WatchesAreCountedWhileNoAgentIsRunning) {
   probe.watchFacts = {100, 100, 8, 8};
-  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("was given what it needs")));
+  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("has the inotify watches that it needs")));
   service.setRunningAgent(std::nullopt);
   EXPECT_THAT(checkWatches(context), ElementsAre(isProblem("100 of 100 watches", "fs.inotify.max_user_watches=200"),
                                                  isProblem("8 of 8 queues", "fs.inotify.max_user_instances=16")));
   probe.watchFacts = {100, 68, 8, 7};
-  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("watches enough")));
+  EXPECT_THAT(checkWatches(context), ElementsAre(isFine("Enough inotify watches")));
   probe.watchFacts.usedWatches = 69;
   EXPECT_THAT(checkWatches(context), ElementsAre(isProblem("69 of 100 watches", "max_user_watches")));
   probe.watchFacts = {};
-  EXPECT_THAT(checkWatches(context), ElementsAre(isNote("cannot be told")));
+  EXPECT_THAT(checkWatches(context), ElementsAre(isNote("unknown here")));
 }
 
-TEST_F(Doctor, AnErrorThatWaitsIsToldInWords) {
-  EXPECT_THAT(checkError(context), ElementsAre(isFine("No error")));
+TEST_F(Doctor, APendingErrorIsShownInWords) {
+  EXPECT_THAT(checkError(context), ElementsAre(isFine("No pending error")));
   preferences.setInteger(kLastHelperErrorKey, 8, kDomain);
-  EXPECT_THAT(checkError(context), ElementsAre(isProblem("Error 8 waits: Safari is currently", "tarvel agent start")));
+  EXPECT_THAT(checkError(context),
+              ElementsAre(isProblem("Pending error 8: Safari is currently", "tarvel agent start")));
   preferences.setInteger(kLastHelperErrorKey, 103, kDomain);
   EXPECT_THAT(checkError(context), ElementsAre(isNote("newer version", "tarvel report")));
 }
 
 TEST_F(Doctor, AnAgentRunsAsWantedOrNot) {
-  EXPECT_THAT(checkAgent(context), ElementsAre(isFine("The agent runs")));
+  EXPECT_THAT(checkAgent(context), ElementsAre(isFine("the agent is running")));
   preferences.setBoolean(kAutoSortModeKey, false, kDomain);
-  EXPECT_THAT(checkAgent(context), ElementsAre(isNote("was turned off meanwhile", "tarvel agent stop")));
+  EXPECT_THAT(checkAgent(context), ElementsAre(isNote("is off, but the agent is still running", "tarvel agent stop")));
   service.setRunningAgent(std::nullopt);
   EXPECT_THAT(checkAgent(context), ElementsAre(isNote("is off", "tarvel agent enable")));
   probe.paths.erase(kAgent);
-  EXPECT_THAT(checkAgent(context), Contains(isProblem("is not installed", "Install Tarvel as a whole")));
+  EXPECT_THAT(checkAgent(context), Contains(isProblem("is not installed", "Install all of Tarvel")));
 }
 
-TEST_F(Doctor, WhoStartsTheAgentIsToldWithTheFileThatSaysSo) {
+TEST_F(Doctor, TheStartAtLoginIsShownWithItsFile) {
   EXPECT_THAT(checkLogin(context), ElementsAre(isFine("service manager (“/units/TarvelHelper.service”)")));
   service.setLoginEntry({LoginStart::kDesktop, "/autostart/x.desktop", kAgent});
   EXPECT_THAT(checkLogin(context), ElementsAre(isFine("by your desktop (“/autostart/x.desktop”)")));
   service.setLoginEntry({LoginStart::kDesktop, "/autostart/x.desktop", "/old/TarvelHelper"});
-  EXPECT_THAT(checkLogin(context), ElementsAre(isProblem("is not there: “/old/TarvelHelper”", "tarvel agent enable")));
+  EXPECT_THAT(checkLogin(context),
+              ElementsAre(isProblem("does not exist: “/old/TarvelHelper”", "tarvel agent enable")));
   probe.put("/old/TarvelHelper", PathKind::kFile).isExecutable = true;
   EXPECT_THAT(checkLogin(context), ElementsAre(isNote("Another agent", "tarvel agent enable")));
   service.setLoginEntry({});
-  EXPECT_THAT(checkLogin(context), ElementsAre(isProblem("Nobody starts the agent", "tarvel agent enable")));
+  EXPECT_THAT(checkLogin(context), ElementsAre(isProblem("does not start when you log in", "tarvel agent enable")));
   preferences.setBoolean(kAutoSortModeKey, false, kDomain);
   EXPECT_THAT(checkLogin(context), IsEmpty());
   service.setLoginEntry({LoginStart::kServiceManager, "/units/TarvelHelper.service", kAgent});
-  EXPECT_THAT(checkLogin(context), ElementsAre(isNote("ends at once", "tarvel agent disable")));
+  EXPECT_THAT(checkLogin(context), ElementsAre(isNote("exits at once", "tarvel agent disable")));
 }
 
 TEST_F(Doctor, WhatTheSessionLacksIsNoted) {
@@ -329,34 +333,34 @@ TEST_F(Doctor, WhatTheSessionLacksIsNoted) {
   probe.sessionBus = false;
   probe.superUser = true;
   EXPECT_THAT(checkSession(context),
-              ElementsAre(isNote("No service manager"), isNote("No session bus", "tarvel status"),
+              ElementsAre(isNote("No user service manager"), isNote("No session bus", "tarvel status"),
                           isNote("You are root", "without sudo")));
 }
 
 TEST_F(Doctor, AgentAndCommandAreOfOneBuild) {
-  EXPECT_THAT(checkVersion(context), ElementsAre(isFine("are of version")));
+  EXPECT_THAT(checkVersion(context), ElementsAre(isFine("have version")));
   memory.bundle.setInfo("CFBundleShortVersionString", "0.0.9");
-  EXPECT_THAT(checkVersion(context), ElementsAre(isProblem("of version 0.0.9", "one version")));
+  EXPECT_THAT(checkVersion(context), ElementsAre(isProblem("has version 0.0.9", "the same version")));
   probe.process.program = "/elsewhere/TarvelHelper";
   EXPECT_THAT(checkVersion(context), ElementsAre(isNote("“/elsewhere/TarvelHelper”", "tarvel agent stop")));
   probe.process.isProgramGone = true;
   EXPECT_THAT(checkVersion(context), ElementsAre(isProblem("was replaced", "tarvel agent stop")));
 }
 
-TEST_F(Doctor, WhatLooksForUpdatesMustBeThereWhenUpdatesAreWanted) {
-  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("not looked for")));
+TEST_F(Doctor, UpdateChecksNeedTheirProgram) {
+  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("Update checks are off")));
   preferences.setBoolean("SUEnableAutomaticChecks", true, kDomain);
   EXPECT_THAT(checkUpdates(context),
-              ElementsAre(isProblem("“/app/tarvel-update-check”", "unset SUEnableAutomaticChecks")));
+              ElementsAre(isProblem("“/app/tarvel-update-check”", "unset enable-automatic-checks")));
   probe.put("/app/tarvel-update-check", PathKind::kFile).isExecutable = true;
-  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("are looked for")));
+  EXPECT_THAT(checkUpdates(context), ElementsAre(isFine("Update checks are on")));
 }
 
-TEST_F(Doctor, WithoutALanguageItIsSaidHowToSetOne) {
+TEST_F(Doctor, WithoutALanguageSaysHowToSetOne) {
   for (const char* none : {"", "C", "POSIX", "C.UTF-8"}) {
     probe.language = none;
     probe.process = {};
-    EXPECT_THAT(checkLanguage(context), ElementsAre(isFine("LANG would set yours"))) << none;
+    EXPECT_THAT(checkLanguage(context), ElementsAre(isFine("LANG sets yours"))) << none;
   }
 }
 

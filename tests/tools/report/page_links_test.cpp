@@ -14,6 +14,7 @@
 #include "tests/tools/captured_output.h"
 #include "tools/report/page_output.h"
 #include "tools/report/report_html.h"
+#include "tools/terminal/answer.h"
 
 namespace tarvel {
 namespace {
@@ -30,20 +31,20 @@ struct PageLinks : testing::Test {
 
   [[nodiscard]] PageOutput output(const std::string& name) {
     CommandLine line;
-    line.htmlFile = folder.path(name);
+    line.outputFile = folder.path(name);
     return {files, line};
   }
 
   bool isAllowed(const std::string& name) {
-    const Captured captured;
-    const bool is = output(name).isAllowed({});
-    complained = captured.errors.str();
-    return is;
+    complained.clear();
+    for (const std::string& sentence : output(name).refusal({}).sentences) complained += sentence + "\n";
+    return complained.empty();
   }
 
   bool isDelivered(const std::string& name) {
     const Captured captured;
-    const bool is = output(name).deliver(kPage);
+    Answer answer("preview", {});
+    const bool is = output(name).deliver(kPage, answer);
     complained = captured.errors.str();
     return is;
   }

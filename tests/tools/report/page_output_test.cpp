@@ -14,6 +14,7 @@
 #include "tests/support/temporary_directory.h"
 #include "tests/tools/captured_output.h"
 #include "tools/report/report_html.h"
+#include "tools/terminal/answer.h"
 
 namespace tarvel {
 namespace {
@@ -42,7 +43,7 @@ class Variable {
   bool hadOne_;
 };
 
-const std::string kWrittenPage = std::string(kPageBeginning) + "<p>\n";
+const std::string kPage = std::string(kPageBeginning) + "<p>\n";
 
 struct PageOutputs : testing::Test {
   TemporaryDirectory folder;
@@ -54,7 +55,8 @@ struct PageOutputs : testing::Test {
 
   [[nodiscard]] PageOutput output(const std::string& path, bool opens = false) {
     CommandLine line;
-    line.htmlFile = path;
+    line.html = "-";
+    line.outputFile = path == "-" ? "" : path;
     line.opensPage = opens;
     return {files, line};
   }
@@ -62,26 +64,22 @@ struct PageOutputs : testing::Test {
   bool isAllowed(const std::string& path, const std::vector<std::string>& more = {}) {
     std::vector<std::string> untouchable = {folder.path("Bookmarks.plist")};
     untouchable.insert(untouchable.end(), more.begin(), more.end());
-    const PageOutput page = output(path);
-    const Captured captured;
-    const bool is = page.isAllowed(untouchable);
-    said = captured.output.str();
-    complained = captured.errors.str();
-    EXPECT_EQ(is, complained.empty());
-    EXPECT_EQ(said, "");
-    return is;
+    complained.clear();
+    for (const std::string& sentence : output(path).refusal(untouchable).sentences) complained += sentence + "\n";
+    return complained.empty();
   }
 
   bool deliver(const PageOutput& page) {
     const Captured captured;
-    const bool is = page.deliver(kWrittenPage);
+    Answer answer("preview", {});
+    const bool is = page.deliver(kPage, answer);
     said = captured.output.str();
     complained = captured.errors.str();
     return is;
   }
 };
 
-TEST_F(PageOutputs, AFileThatHoldsBookmarksIsRefusedThroughWhateverPathLeadsThere) {
+TEST_F(PageOutputs, AFileThatHoldsBookmarksIsRefusedThroughEveryPath) {
   std::filesystem::create_directory(folder.path("d"));
   std::filesystem::create_symlink("../Bookmarks.plist", folder.path("d/link"));
   std::filesystem::create_symlink(".", folder.path("here"));
@@ -93,7 +91,7 @@ TEST_F(PageOutputs, AFileThatHoldsBookmarksIsRefusedThroughWhateverPathLeadsTher
   }
 }
 
-TEST_F(PageOutputs, ThePlaceOfABackupThatIsYetToBeMadeIsRefusedToo) {
+TEST_F(PageOutputs, ThePathOfABackupThatDoesNotExistYetIsRefusedToo) {
   std::filesystem::create_directory(folder.path("d"));
   std::filesystem::create_symlink(".", folder.path("here"));
   for (const char* name : {"Copy.plist", "d/../Copy.plist", "here/Copy.plist", ".//Copy.plist"}) {
@@ -102,32 +100,32 @@ TEST_F(PageOutputs, ThePlaceOfABackupThatIsYetToBeMadeIsRefusedToo) {
   EXPECT_TRUE(isAllowed(folder.path("Copy.html"), {folder.path("Copy.plist")}));
 }
 
-TEST_F(PageOutputs, EvenAPageIsRefusedWhereItStandsForBookmarks) {
-  folder.write("page.html", kWrittenPage);
+TEST_F(PageOutputs, APageIsRefusedWhereItIsToHoldBookmarks) {
+  folder.write("page.html", kPage);
   EXPECT_FALSE(isAllowed(folder.path("page.html"), {folder.path("page.html")}));
 }
 
-TEST_F(PageOutputs, AFileOfSomebodyElseIsRefused) {
+TEST_F(PageOutputs, AForeignFileIsRefused) {
   folder.write("notes.html", "<!DOCTYPE html>\n<html lang=\"en\">\n<p>Mine</p>\n");
   folder.write("short", std::string(kPageBeginning.substr(0, kPageBeginning.size() - 1)));
   ASSERT_EQ(::mkfifo(folder.path("pipe").c_str(), 0600), 0);
   for (const std::string& name :
        {std::string("notes.html"), std::string("short"), std::string("pipe"), std::string(".")}) {
     EXPECT_FALSE(isAllowed(folder.path(name))) << name;
-    EXPECT_NE(complained.find("something else"), std::string::npos) << complained;
+    EXPECT_NE(complained.find("Something else"), std::string::npos) << complained;
   }
   EXPECT_FALSE(isAllowed("/dev/null"));
 }
 
-TEST_F(PageOutputs, APageOfItsOwnAndAnEmptyFileAreReplaced) {
-  folder.write("page.html", kWrittenPage + "old");
+TEST_F(PageOutputs, AnOlderPageAndAnEmptyFileAreReplaced) {
+  folder.write("page.html", kPage + "old");
   folder.write("empty", "");
   EXPECT_TRUE(isAllowed(folder.path("page.html")));
   EXPECT_TRUE(isAllowed(folder.path("empty")));
   EXPECT_TRUE(isAllowed(folder.path("new.html")));
   EXPECT_TRUE(deliver(output(folder.path("page.html"))));
-  EXPECT_EQ(folder.read("page.html"), kWrittenPage);
-  EXPECT_EQ(said, "The page was written: “" + folder.path("page.html") + "”.\n");
+  EXPECT_EQ(folder.read("page.html"), kPage);
+  EXPECT_EQ(said, "The page was written to “" + folder.path("page.html") + "”.\n");
 }
 
 TEST_F(PageOutputs, AComplaintCannotSteerTheTerminal) {
@@ -137,15 +135,15 @@ TEST_F(PageOutputs, AComplaintCannotSteerTheTerminal) {
   EXPECT_NE(complained.find("\\u{001B}[2J"), std::string::npos);
 }
 
-TEST_F(PageOutputs, ADashIsStandardOutputAndNoFile) {
+TEST_F(PageOutputs, WithoutAFileThePageGoesToStandardOutput) {
   EXPECT_TRUE(isAllowed("-"));
   EXPECT_TRUE(deliver(output("-")));
-  EXPECT_EQ(said, kWrittenPage);
+  EXPECT_EQ(said, kPage);
   EXPECT_EQ(complained, "");
   EXPECT_FALSE(std::filesystem::exists("-"));
 }
 
-TEST_F(PageOutputs, WhatCannotBeWrittenIsSaidAndNothingIsLeft) {
+TEST_F(PageOutputs, AFailedWriteIsReportedAndLeavesNothing) {
   EXPECT_FALSE(deliver(output(folder.path("none/page.html"))));
   EXPECT_EQ(said, "");
   EXPECT_NE(complained.find("none/page.html"), std::string::npos);
@@ -175,7 +173,7 @@ TEST_F(Opened, APageWithoutAPlaceGoesIntoTheCacheAndIsOpened) {
   install();
   EXPECT_TRUE(deliver(output("", true)));
   EXPECT_EQ(given(), "1|" + folder.path("cache/Tarvel/preview.html") + "|");
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
 }
 
 TEST_F(Opened, APlaceOfItsOwnIsKept) {
@@ -185,14 +183,14 @@ TEST_F(Opened, APlaceOfItsOwnIsKept) {
   EXPECT_FALSE(std::filesystem::exists(folder.path("cache")));
 }
 
-TEST_F(Opened, StandardOutputIsNoPlaceToOpen) {
+TEST_F(Opened, APageForStandardOutputIsOpenedFromTheCache) {
   install();
   EXPECT_TRUE(deliver(output("-", true)));
   EXPECT_EQ(given(), "1|" + folder.path("cache/Tarvel/preview.html") + "|");
-  EXPECT_EQ(said, "The page was written: “" + folder.path("cache/Tarvel/preview.html") + "”.\n");
+  EXPECT_EQ(said, "The page was written to “" + folder.path("cache/Tarvel/preview.html") + "”.\n");
 }
 
-TEST_F(Opened, ACacheFolderThatIsNoFullPathIsNotTaken) {
+TEST_F(Opened, ARelativeCacheFolderIsIgnored) {
   install();
   const Variable relative("XDG_CACHE_HOME", "cache");
   const Variable home("HOME", folder.path("home"));
@@ -200,15 +198,15 @@ TEST_F(Opened, ACacheFolderThatIsNoFullPathIsNotTaken) {
   EXPECT_EQ(given(), "1|" + folder.path("home/.cache/Tarvel/preview.html") + "|");
 }
 
-TEST_F(Opened, WithoutAnOpenerThePageIsWrittenAndTheLackSaid) {
+TEST_F(Opened, WithoutAnOpenerThePageIsWrittenAndTheFailureReported) {
   EXPECT_FALSE(deliver(output("", true)));
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
   EXPECT_NE(said.find("cache/Tarvel/preview.html"), std::string::npos);
   EXPECT_NE(complained.find("xdg-open"), std::string::npos);
   EXPECT_EQ(openOnDesktop("/x"), ENOENT);
 }
 
-TEST_F(Opened, NothingIsOpenedThatWasNotAskedFor) {
+TEST_F(Opened, OpensNothingUnasked) {
   install();
   EXPECT_TRUE(deliver(output(folder.path("page.html"))));
   EXPECT_EQ(::wait(nullptr), -1);

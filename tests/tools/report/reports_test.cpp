@@ -10,10 +10,15 @@
 #include "platform/plist/serialization.h"
 #include "tests/support/engine_fixture.h"
 #include "tests/support/temporary_directory.h"
-#include "tools/compare/change_report.h"
+#include "tests/tools/captured_output.h"
+#include "tools/compare/change_recorder.h"
+#include "tools/compare/changes.h"
+#include "tools/compare/sort_comparer.h"
 #include "tools/files/preview_file_manager.h"
+#include "tools/report/change_text.h"
 #include "tools/report/property_list_json.h"
-#include "tools/report/report.h"
+#include "tools/report/sort_report.h"
+#include "tools/terminal/answer.h"
 #include "tools/terminal/terminal.h"
 
 namespace tarvel {
@@ -26,37 +31,49 @@ struct Reports : testing::Test, EngineFixture {
     tarvel.setRenameSamenamed(true);
   }
 
-  Changes changesOf(std::string_view notation) {
+  /// What a preview would show of a tree.
+  Changes sortChanges(std::string_view notation) {
+    SortComparer comparer;
+    sort(notation, comparer);
+    Changes changes = changesOf(comparer.comparison(), OrderDetail::kAll);
+    changes.isOrderChanged = comparer.isOrderChanged();
+    return changes;
+  }
+  /// What a sort counts of it.
+  Changes recordedChanges(std::string_view notation) {
+    ChangeRecorder recorder;
+    sort(notation, recorder);
+    return recorder.changes();
+  }
+  void sort(std::string_view notation, SortObserver& observer) {
     const PropertyList list = tree(notation);
     memory.fileManager.putFile("/f", serialization.dataWithPropertyList(list, 200).data.joined());
-    ChangeRecorder recorder(OrderDetail::kEntries);
-    tarvel.setSortObserver(&recorder);
+    tarvel.setSortObserver(&observer);
     tarvel.setBookmarksFilename("/f");
     EXPECT_EQ(tarvel.sortBookmarks(), TarvelErrorNone);
-    return recorder.changes();
   }
 };
 
-TEST_F(Reports, NothingIsToldOfAFileInOrder) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ z a ] BookmarksMenu[ a b ] ]");
+TEST_F(Reports, AFileInOrderHasNoChanges) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ z a ] BookmarksMenu[ a b ] ]");
   EXPECT_FALSE(changes.isOrderChanged);
-  EXPECT_FALSE(changes.cleansSomething());
+  EXPECT_TRUE(changes.isEmpty());
   EXPECT_TRUE(changes.ordered.empty());
 }
 
-TEST_F(Reports, TheFewestMovesAreTold) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b c d e a ] ]");
+TEST_F(Reports, ListsTheFewestMoves) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ b c d e a ] ]");
   ASSERT_EQ(changes.ordered.size(), 1U);
   EXPECT_EQ(changes.ordered[0].folder, FolderPath{"BookmarksMenu"});
   EXPECT_EQ(changes.ordered[0].movedCount, 1U);
   EXPECT_TRUE(changes.ordered[0].entries[0].isMoved);
   EXPECT_EQ(changes.ordered[0].entries[0].title, "a");
-  EXPECT_EQ(changes.ordered[0].entries[0].earlierPosition, 4U);
-  EXPECT_EQ(changes.movedCount(), 1U);
+  EXPECT_EQ(changes.ordered[0].entries[0].earlierPlace, 5U);
+  EXPECT_EQ(changes.movedCount, 1U);
 }
 
-TEST_F(Reports, TheTopLevelIsToldWithItsFixedEntries) {
-  const Changes changes = changesOf("Root[ b BookmarksBar[ x ] a BookmarksMenu[ y ] ]");
+TEST_F(Reports, TheTopLevelIsListedWithItsFixedEntries) {
+  const Changes changes = sortChanges("Root[ b BookmarksBar[ x ] a BookmarksMenu[ y ] ]");
   ASSERT_EQ(changes.ordered.size(), 1U);
   EXPECT_TRUE(changes.ordered[0].folder.empty());
   std::vector<std::string> titles;
@@ -64,106 +81,104 @@ TEST_F(Reports, TheTopLevelIsToldWithItsFixedEntries) {
   EXPECT_EQ(titles, (std::vector<std::string>{"BookmarksBar", "BookmarksMenu", "a", "b"}));
 }
 
-TEST_F(Reports, ADuplicateNamesTheOneThatStaysInItsOwnTree) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ bar@u ] BookmarksMenu[ z first@u F[ second@u w ] ] other@u ]");
+TEST_F(Reports, ADuplicateNamesTheSurvivorInItsOwnTree) {
+  const Changes changes =
+      sortChanges("Root[ BookmarksBar[ bar@u ] BookmarksMenu[ z first@u F[ second@u w ] ] other@u ]");
   ASSERT_EQ(changes.removed.size(), 1U);
   EXPECT_EQ(changes.removed[0].title, "first");
-  EXPECT_EQ(changes.removed[0].reason, RemovalReason::kDuplicate);
+  EXPECT_EQ(changes.removed[0].reason, AbsenceReason::kDuplicate);
   EXPECT_EQ(changes.removed[0].folder, FolderPath{"BookmarksMenu"});
   EXPECT_EQ(changes.removed[0].keptTitle, "second");
   EXPECT_EQ(changes.removed[0].keptFolder, (FolderPath{"BookmarksMenu", "F"}));
 }
 
-TEST_F(Reports, ADuplicateDoesNotNameABookmarkThatNoSearchSees) {
+TEST_F(Reports, ADuplicateDoesNotNameABookmarkOfAReplacedBar) {
   const Changes changes =
-      changesOf("Root[ BookmarksMenu[ y ] BookmarksBar#1[ first@u second@u ] BookmarksBar#2[ spare@u ] b a ]");
+      sortChanges("Root[ BookmarksMenu[ y ] BookmarksBar#1[ first@u second@u ] BookmarksBar#2[ spare@u ] b a ]");
   ASSERT_EQ(changes.removed.size(), 1U);
   EXPECT_EQ(changes.removed[0].keptTitle, "second");
 }
 
-TEST_F(Reports, WhatGoesWithASecondBarOrMenuIsToldInWordsAndForPrograms) {
-  const Changes changes = changesOf(
-      "Root[ BookmarksBar#1[ mine ] BookmarksBar#2[ lost F[ deep ] ] BookmarksMenu#3[ b a ] BookmarksMenu#4[ kept ] ]");
-  std::vector<std::string> gone;
-  for (const RemovedEntry& entry : changes.removed) {
-    EXPECT_TRUE(entry.isReplaced);
-    std::string path;
-    for (const std::string& title : entry.folder) path += title + "/";
-    gone.push_back(path + entry.title);
+TEST_F(Reports, WhatASecondBarReplacesIsRemoved) {
+  constexpr std::string_view kTree =
+      "Root[ BookmarksBar#1[ mine ] BookmarksBar#2[ lost F[ deep ] ] BookmarksMenu#3[ b a ] BookmarksMenu#4[ kept ] ]";
+  for (const Changes& changes : {sortChanges(kTree), recordedChanges(kTree)}) {
+    std::vector<std::string> gone;
+    for (const RemovedEntry& entry : changes.removed) {
+      EXPECT_EQ(entry.reason, AbsenceReason::kReplaced);
+      std::string path;
+      for (const std::string& title : entry.folder) path += title + "/";
+      gone.push_back(path + entry.title);
+    }
+    // The second menu comes after both were placed, and stays.
+    EXPECT_EQ(gone,
+              (std::vector<std::string>{"BookmarksBar", "BookmarksBar/lost", "BookmarksBar/F", "BookmarksBar/F/deep"}));
+    const std::string words = otherChangesAsText(changes, Painter(false));
+    EXPECT_NE(words.find("removed “BookmarksBar” from the top level: the first top-level folder of this name takes its "
+                         "place\n"),
+              std::string::npos)
+        << words;
+    EXPECT_NE(
+        words.find("removed “deep” <http://deep/> from BookmarksBar / F: in a top-level folder that the first one "
+                   "of its name replaces\n"),
+        std::string::npos)
+        << words;
   }
-  // The second menu comes after both were placed, and stays.
-  EXPECT_EQ(gone,
-            (std::vector<std::string>{"BookmarksBar", "BookmarksBar/lost", "BookmarksBar/F", "BookmarksBar/F/deep"}));
-  SortReport report;
-  report.changes = changes;
-  const std::string words = reportAsText(report, Painter(false));
-  EXPECT_NE(words.find("4 removed"), std::string::npos) << words;
-  EXPECT_NE(words.find("removed “BookmarksBar” from the top level: the first top-level folder of this name takes its "
-                       "place\n"),
-            std::string::npos)
-      << words;
-  EXPECT_NE(words.find("removed “deep” <http://deep/> from BookmarksBar / F: goes with a top-level folder whose place "
-                       "the first one of its name takes\n"),
-            std::string::npos)
-      << words;
-  const auto json = nlohmann::json::parse(reportAsJson(report));
-  ASSERT_EQ(json["removed"].size(), 4U);
-  EXPECT_EQ(json["removed"][0]["reason"], "replaced");
-  EXPECT_EQ(json["removed"][3]["reason"], "replaced");
-  EXPECT_EQ(json["removed"][3]["address"], "http://deep/");
 }
 
-TEST_F(Reports, ASecondBarThatStaysIsNotTold) {
+TEST_F(Reports, ASecondBarThatStaysIsNotListed) {
   const Changes changes =
-      changesOf("Root[ BookmarksBar#1[ mine ] BookmarksMenu[ b a ] BookmarksBar#2[ kept@ ] BookmarksBar@u#3 ]");
+      sortChanges("Root[ BookmarksBar#1[ mine ] BookmarksMenu[ b a ] BookmarksBar#2[ kept@ ] BookmarksBar@u#3 ]");
   EXPECT_TRUE(changes.isOrderChanged);
   EXPECT_TRUE(changes.removed.empty());
 }
 
-TEST_F(Reports, WhatIsNotWrittenReplacesNothing) {
-  const Changes changes = changesOf("Root[ BookmarksBar#1[ x ] BookmarksBar#2[ y ] BookmarksMenu[ a b ] ]");
+TEST_F(Reports, ASortThatWritesNothingReplacesNothing) {
+  const Changes changes = sortChanges("Root[ BookmarksBar#1[ x ] BookmarksBar#2[ y ] BookmarksMenu[ a b ] ]");
   EXPECT_FALSE(changes.isOrderChanged);
   EXPECT_TRUE(changes.removed.empty());
 }
 
-TEST_F(Reports, ABookmarkThatCleaningTookFromTheTopLevelIsToldOnce) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] BookmarksBar@u#7 z@u c@ ]");
+TEST_F(Reports, ABookmarkRemovedFromTheTopLevelIsListedOnce) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] BookmarksBar@u#7 z@u c@ ]");
   EXPECT_EQ(changes.removed.size(), 2U);
-  for (const RemovedEntry& entry : changes.removed) EXPECT_FALSE(entry.isReplaced);
+  for (const RemovedEntry& entry : changes.removed) EXPECT_NE(entry.reason, AbsenceReason::kReplaced);
 }
 
-TEST_F(Reports, WhatIsInAProxyIsOrderedAndTold) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ F[ ^p[ b a ] ] ] ]");
+TEST_F(Reports, TheContentsOfAProxyAreOrderedAndListed) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ F[ ^p[ b a ] ] ] ]");
   ASSERT_EQ(changes.ordered.size(), 1U);
   EXPECT_EQ(changes.ordered[0].folder, (FolderPath{"BookmarksMenu", "F", "p"}));
   EXPECT_EQ(changes.ordered[0].movedCount, 1U);
 }
 
 TEST_F(Reports, AnEntryOfTheTopLevelIsKnownWithoutIdentifierAndTitle) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] ~#-[ k ] c#- b#- a#- ]");
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] ~#-[ k ] c#- b#- a#- ]");
   ASSERT_EQ(changes.ordered.size(), 1U);
   std::vector<std::size_t> positions;
-  for (const OrderedEntry& entry : changes.ordered[0].entries) positions.push_back(entry.earlierPosition);
-  EXPECT_EQ(positions, (std::vector<std::size_t>{0, 1, 2, 5, 4, 3}));
+  for (const OrderedEntry& entry : changes.ordered[0].entries)
+    positions.push_back(entry.isMoved ? entry.earlierPlace : 0);
+  EXPECT_EQ(std::ranges::count(positions, 0U), 4);
+  EXPECT_EQ(recordedChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] ~#-[ k ] c#- b#- a#- ]").movedCount, 2U);
 }
 
-TEST_F(Reports, NoOrderIsToldThatIsNotWritten) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ b#same a#same ] ]");
+TEST_F(Reports, AnOrderThatIsNotWrittenIsNotListed) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ b#same a#same ] ]");
   EXPECT_FALSE(changes.isOrderChanged);
   EXPECT_TRUE(changes.ordered.empty());
 }
 
-TEST_F(Reports, FoldersEmptiedByTheRulesAreToldAfterWhatWasInThem) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ ] BookmarksMenu[ b F[ G[ x@ ] ] a ] ]");
+TEST_F(Reports, FoldersEmptiedByCleaningAreListedWithTheirContents) {
+  const Changes changes = sortChanges("Root[ BookmarksBar[ ] BookmarksMenu[ b F[ G[ x@ ] ] a ] ]");
   ASSERT_EQ(changes.removed.size(), 3U);
-  EXPECT_EQ(changes.removed[0].folder, (FolderPath{"BookmarksMenu", "F", "G"}));
+  EXPECT_EQ(changes.removed[0].title, "F");
+  EXPECT_EQ(changes.removed[0].folder, FolderPath{"BookmarksMenu"});
   EXPECT_EQ(changes.removed[1].title, "G");
-  EXPECT_EQ(changes.removed[2].title, "F");
-  EXPECT_EQ(changes.removed[2].folder, FolderPath{"BookmarksMenu"});
+  EXPECT_EQ(changes.removed[2].folder, (FolderPath{"BookmarksMenu", "F", "G"}));
 }
 
 TEST_F(Reports, OnlyTheLastAttemptCounts) {
-  ChangeRecorder recorder(OrderDetail::kEntries);
+  ChangeRecorder recorder;
   const PropertyList list = tree("Root[ BookmarksBar[ ] BookmarksMenu[ b@ ] ]");
   tarvel.setSortObserver(&recorder);
   bool didSort = false;
@@ -174,17 +189,58 @@ TEST_F(Reports, OnlyTheLastAttemptCounts) {
   EXPECT_TRUE(recorder.changes().removed.empty());
 }
 
-TEST_F(Reports, JsonOfAnyTitleCanBeParsed) {
-  SortReport report;
-  report.file = "/a\"b\n\xED\xA0\xBD";
-  report.changes.removed.push_back({{"f\\"}, "\x01\"", "u", RemovalReason::kNoAddress, "", {}});
-  const auto json = nlohmann::json::parse(reportAsJson(report));
-  EXPECT_EQ(json["removed"][0]["title"], "\x01\"");
-  EXPECT_EQ(json["removed"][0]["reason"], "no-address");
-  EXPECT_EQ(json["code"], 0);
+TEST_F(Reports, ASortListsAtMostTwentyRemovalsAndCountsAll) {
+  std::string notation = "Root[ BookmarksBar[ x ] BookmarksMenu[ b a ";
+  for (int i = 0; i < 30; ++i) notation += "gone" + std::to_string(i) + "@ ";
+  const Changes changes = recordedChanges(notation + "] ]");
+  EXPECT_EQ(changes.removedCount, 30U);
+  EXPECT_EQ(changes.removed.size(), 20U);
+  EXPECT_TRUE(otherChangesAsText(changes, Painter(false)).ends_with("... and 10 more removed\n"));
 }
 
-TEST(Terminal, WhatCouldSteerATerminalIsSpelledOut) {
+TEST_F(Reports, APreviewAndASortCountTheSame) {
+  constexpr std::string_view kTree =
+      "Root[ b BookmarksBar[ x ] a BookmarksMenu[ d c@u e@u F[ g f ] News News ~@v E[ ] ] ]";
+  const Changes foretold = sortChanges(kTree);
+  const Changes done = recordedChanges(kTree);
+  EXPECT_EQ(summaryOf(foretold), summaryOf(done));
+  EXPECT_EQ(foretold.folderCount, done.folderCount);
+}
+
+TEST_F(Reports, JsonOfAnyTitleCanBeParsed) {
+  const Captured captured;
+  OutputOptions options;
+  options.isJson = true;
+  Answer answer("sort", options);
+  answer["file"] = "/a\"b\n\xED\xA0\xBD";
+  answer.say("\x01\"");
+  EXPECT_EQ(answer.end(0), 0);
+  const auto json = nlohmann::json::parse(captured.output.str());
+  EXPECT_EQ(json["message"], "\x01\"");
+  EXPECT_EQ(json["command"], "sort");
+  EXPECT_EQ(json["exitStatus"], 0);
+  EXPECT_EQ(json["schema"], Answer::kSchema);
+}
+
+TEST(Answers, MessagesGoToTheErrorOutputWithTheCommandOnTheLastLine) {
+  const Captured captured;
+  Answer answer("sort", {});
+  EXPECT_EQ(answer.fail(5, {{"It failed.", "", kNothingChanged}, "tarvel help"}), 5);
+  EXPECT_EQ(captured.output.str(), "");
+  EXPECT_EQ(captured.errors.str(), "tarvel: It failed.\nNothing was changed.\n  tarvel help\n");
+}
+
+TEST(Answers, QuietLeavesAdviceOut) {
+  const Captured captured;
+  OutputOptions options;
+  options.isQuiet = true;
+  Answer answer("sort", options);
+  answer.say("Done.");
+  answer.hint("Next:", "tarvel status");
+  EXPECT_EQ(captured.output.str(), "Done.\n");
+}
+
+TEST(Terminal, CharactersThatCouldSteerATerminalAreSpelledOut) {
   EXPECT_EQ(printable("plain ünïcode 日本 \xF0\x9F\x98\x80"), "plain ünïcode 日本 \xF0\x9F\x98\x80");
   EXPECT_EQ(printable("\x1B[31m"), "\\u{001B}[31m");
   EXPECT_EQ(printable("a\nb\tc\x7F"), "a\\u{000A}b\\u{0009}c\\u{007F}");
@@ -218,7 +274,7 @@ std::string jsonOf(PropertyListValue root) {
   return json;
 }
 
-TEST(PropertyListJson, EveryKindOfValueIsSaid) {
+TEST(PropertyListJson, EveryKindOfValueIsWritten) {
   PropertyListTree tree;
   const PropertyListDictionary root = tree.makeDictionary();
   const std::vector<std::uint8_t> bytes = {1, 2, 3, 4};
@@ -271,7 +327,7 @@ TEST_F(Reports, PathsOfDeepFoldersAreCutAtTheirOuterEnd) {
   const std::string title(600, 'f');
   std::string notation = "b@u a@u";
   for (const char letter : {'i', 'h', 'g', 'f', 'e', 'd'}) notation = letter + title + "[ " + notation + " ]";
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ " + notation + " ] ]");
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ " + notation + " ] ]");
   ASSERT_EQ(changes.removed.size(), 1U);
   const FolderPath expected = {"…", "g" + title, "h" + title, "i" + title};
   EXPECT_EQ(changes.removed[0].folder, expected);
@@ -279,7 +335,7 @@ TEST_F(Reports, PathsOfDeepFoldersAreCutAtTheirOuterEnd) {
 }
 
 TEST_F(Reports, OneTopLevelAddressOfManyNamesItsSurvivorWhenNothingIsWritten) {
-  const Changes changes = changesOf("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] a@u b@u c@u ]");
+  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ y ] a@u b@u c@u ]");
   EXPECT_FALSE(changes.isOrderChanged);
   ASSERT_EQ(changes.removed.size(), 2U);
   for (const RemovedEntry& entry : changes.removed) {

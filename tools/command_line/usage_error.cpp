@@ -1,0 +1,124 @@
+#include "tools/command_line/usage_error.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "tools/command_line/closest_name.h"
+#include "tools/terminal/text.h"
+
+namespace tarvel {
+
+namespace {
+
+void addOptionNames(const CLI::App& command, std::vector<std::string>& names) {
+  for (const CLI::Option* option : command.get_options()) {
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_fnames()) {
+      if (name.size() > 1) names.push_back("--" + name);
+    }
+  }
+}
+
+std::vector<std::string> optionNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  addOptionNames(app, names);
+  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    addOptionNames(*command, names);
+  }
+  return names;
+}
+
+std::vector<std::string> commandNames(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  if (app.get_parent() == nullptr) names.emplace_back("help");
+  return names;
+}
+
+/// The first argument that is not an option.
+std::string firstWord(const std::vector<std::string>& arguments) {
+  const auto word = std::ranges::find_if(
+      arguments, [](const std::string& argument) { return !argument.starts_with('-') || argument.size() == 1; });
+  return word == arguments.end() ? std::string() : *word;
+}
+
+/// The first option that the commands parsed do not have.
+std::string unknownOption(const std::vector<std::string>& arguments, const std::vector<std::string>& known) {
+  for (const std::string& argument : arguments) {
+    if (argument == "--") break;
+    const std::string name = argument.substr(0, argument.find('='));
+    if (name.size() > 1 && name.starts_with("--") && std::ranges::count(known, name) == 0) return name;
+    if (name.size() == 2 && name[0] == '-' && std::ranges::count(known, name) == 0) return name;
+  }
+  return {};
+}
+
+Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& arguments) {
+  const CLI::App& innermost = innermostParsed(app);
+  const std::string word = firstWord(arguments);
+  if (isCommandUnknown(app, arguments)) {
+    return {{"There is no command " + quotedText(word) + ".", didYouMean(word, commandNames(app))}, {}};
+  }
+  const std::string option = unknownOption(arguments, optionNames(app));
+  if (!option.empty() && dynamic_cast<const CLI::ValidationError*>(&error) == nullptr) {
+    return {{"There is no option " + quotedText(option) + ".", didYouMean(option, optionNames(app))}, {}};
+  }
+  const bool hasCommand = !app.get_subcommands().empty() || !word.empty();
+  if (!hasCommand) return {{"Give a command; to start with: tarvel preview."}, {}};
+  const auto* extras = dynamic_cast<const CLI::ExtrasError*>(&error);
+  const std::vector<std::string> left = app.remaining(true);
+  if (extras != nullptr && !left.empty()) {
+    const bool isGroup = !innermost.get_subcommands({}).empty();
+    return {{(isGroup ? "There is no command " + quotedText(nameOfParsed(app) + " " + left.front())
+                      : "There is one argument too many: " + quotedText(left.front())) +
+                 ".",
+             isGroup ? didYouMean(left.front(), commandNames(innermost)) : std::string()},
+            {}};
+  }
+  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    std::string needed;
+    for (const CLI::Option* one : innermost.get_options()) {
+      if (one->get_required()) needed += (needed.empty() ? "" : " and ") + one->get_name(true);
+    }
+    return {{"“tarvel " + nameOfParsed(app) + "” needs " + needed + "."}, {}};
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    const std::string text = error.what();
+    return {{printable(text.substr(0, text.find(':'))) + " needs a value."}, {}};
+  }
+  return {{sentenceOf(printable(error.what()))}, {}};
+}
+
+}  // namespace
+
+bool isCommandUnknown(const CLI::App& app, const std::vector<std::string>& arguments) {
+  const std::string word = firstWord(arguments);
+  return app.get_subcommands().empty() && !word.empty() && std::ranges::count(commandNames(app), word) == 0;
+}
+
+const CLI::App& innermostParsed(const CLI::App& app) {
+  const CLI::App* command = &app;
+  while (!command->get_subcommands().empty()) command = command->get_subcommands().front();
+  return *command;
+}
+
+std::string nameOfParsed(const CLI::App& app) {
+  std::string name;
+  for (const CLI::App* command = &app; !command->get_subcommands().empty();) {
+    command = command->get_subcommands().front();
+    name += (name.empty() ? "" : " ") + command->get_name();
+  }
+  return name;
+}
+
+Message usageMessage(CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& arguments) {
+  Message message = wordsFor(app, error, arguments);
+  const bool isKnown = !isCommandUnknown(app, arguments);
+  const std::string name = app.get_subcommands().empty() && isKnown ? firstWord(arguments) : nameOfParsed(app);
+  message.command = "tarvel help" + (name.empty() ? "" : " " + name);
+  return message;
+}
+
+}  // namespace tarvel

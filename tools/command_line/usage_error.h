@@ -1,0 +1,25 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "tools/terminal/message.h"
+
+namespace tarvel {
+
+/// What is wrong with the arguments (without the program's name), which command to use instead where that can be
+/// guessed, and the help to read. `app` has just refused them with `error`.
+[[nodiscard]] Message usageMessage(CLI::App& app, const CLI::ParseError& error,
+                                   const std::vector<std::string>& arguments);
+
+/// Whether the first word names no command.
+[[nodiscard]] bool isCommandUnknown(const CLI::App& app, const std::vector<std::string>& arguments);
+
+/// The words that name the command that was parsed, such as "backup list"; empty for none.
+[[nodiscard]] std::string nameOfParsed(const CLI::App& app);
+
+/// The innermost command that was parsed; `app` itself where there is none.
+[[nodiscard]] const CLI::App& innermostParsed(const CLI::App& app);
+
+}  // namespace tarvel

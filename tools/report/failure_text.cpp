@@ -1,0 +1,58 @@
+#include "tools/report/failure_text.h"
+
+#include <cerrno>
+#include <exception>
+
+#include "engine/tarvel.h"
+#include "tools/terminal/text.h"
+
+namespace tarvel {
+
+namespace {
+
+std::string engineSentence(const Platform& platform, const Failure& failure) {
+  return Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownPath(failure.file));
+}
+
+}  // namespace
+
+std::string contentsError(const PropertyListError& error) {
+  const std::string& reason = error.binaryDescription.empty() ? error.description : error.binaryDescription;
+  const bool hasLine = error.line == 0 || reason.find(" line ") != std::string::npos;
+  if (hasLine || !error.binaryDescription.empty()) return reason;
+  return "line " + std::to_string(error.line) + ": " + reason;
+}
+
+std::string reasonFor(const Platform& platform, const std::string& file) try {
+  const FileReading reading = platform.fileManager.contentsAtPath(file);
+  if (reading.status.code == EISDIR) return "It is a folder.";
+  if (!reading.status.ok()) return sentenceOf(printable(reading.status.reason));
+  if (reading.data.size() == 0) return "It is empty.";
+  const PropertyListReading list = platform.propertyLists.propertyListFromData(reading.data);
+  return list.error ? "It is not a property list: " + sentenceOf(printable(contentsError(*list.error))) : std::string();
+} catch (const std::exception&) {
+  // What is left to throw is memory running out, as it did before.
+  return "There is not enough memory to read it.";
+}
+
+Message messageOf(const Platform& platform, const Failure& failure) {
+  const std::string name = quotedPath(failure.file);
+  Message message;
+  switch (failure.code) {
+    case TarvelErrorReadFailed:
+      // The engine's sentence asks to verify access, which is not at fault here.
+      message.sentences = {failure.reason.empty() ? engineSentence(platform, failure) : name + " could not be read.",
+                           failure.reason};
+      break;
+    case TarvelErrorOutputFileNotFound:
+      message.sentences = {"There is no bookmarks file " + name + "."};
+      break;
+    default:
+      message.sentences = {engineSentence(platform, failure), failure.reason};
+      break;
+  }
+  message.sentences.emplace_back(kNothingChanged);
+  return message;
+}
+
+}  // namespace tarvel

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "platform/linux/base/safe_text.h"
+
+// Pieces of text for people. Pure functions, except that shownPath() and terminalColumns() ask the system.
+namespace tarvel {
+
+/// In curly quotes, and safe to show.
+[[nodiscard]] std::string quotedText(std::string_view text);
+
+/// A path as messages show it: with ~ in place of the user's home folder, in curly quotes, safe to show.
+[[nodiscard]] std::string quotedPath(std::string_view path);
+/// The same without quotes.
+[[nodiscard]] std::string shownPath(std::string_view path);
+
+/// One word for a shell, safe to show and to paste.
+[[nodiscard]] std::string shellWord(const std::string& word);
+
+/// "1 folder", "2 folders".
+[[nodiscard]] std::string counted(std::size_t count, const char* one, const char* many);
+
+/// The sentence with its full stop, which system messages lack.
+[[nodiscard]] std::string sentenceOf(std::string_view text);
+
+/// Breaks lines at spaces so that none is longer than `columns` characters, unless one word is. Every line after the
+/// first begins with `indent` spaces. 0 columns: no break.
+[[nodiscard]] std::string wrapped(std::string_view text, std::size_t columns, std::size_t indent = 0);
+
+/// The width of the terminal behind a descriptor; 0 when it is not a terminal.
+[[nodiscard]] std::size_t terminalColumns(int descriptor);
+
+}  // namespace tarvel
