@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What docs/RULES.md says, asked of the command: each of its rules has a test here, or is shown by one that is named here."""
+"""What docs/RULES.md and docs/SAFETY.md say, asked of the command: each of its rules has a test here, or is shown by one that is named here."""
 
 import plistlib
 import re
@@ -9,7 +9,7 @@ import runner
 from bookmark_trees import folder, leaf, proxy, root, title_of, titles
 from home import SOURCE, HomeTest
 
-PAGE = (SOURCE / "docs/RULES.md").read_text()
+PAGE = "".join((SOURCE / f"docs/{name}.md").read_text() for name in ("RULES", "SAFETY"))
 LANGUAGES = {"English": ["en_GB"], "English and German": ["en_GB", "de_DE"], "Swedish": ["sv_SE"], "Spanish": ["es_ES"]}
 # Rules that take more than one run of the command to show.
 SHOWN_ELSEWHERE = {
