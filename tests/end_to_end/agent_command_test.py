@@ -44,7 +44,7 @@ class AgentCommand(HomeTest):
         self.assertEqual(self.tarvel("settings", "set", "BookmarksUpdateLatency", "1").returncode, 0)
         told = self.agent("enable")
         self.assertIn("Automatic sorting is on.\nThe agent is running, process ", told)
-        self.assertIn("To see what it would do: tarvel preview\n", told)
+        self.assertIn("To see what it would do:\n  tarvel preview\n", told)
         self.assertIn("tarvel agent disable", told)
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], True)
         self.assertIn(f'Exec="{os.environ["TARVEL_HELPER"]}"\n', self.autostart.read_text())
@@ -63,7 +63,7 @@ class AgentCommand(HomeTest):
         self.wait_for(is_sorted)
         restored = self.tarvel("restore", self.file).stdout.decode()
         self.assertIn("The agent is running, and is about to sort this file again.", restored)
-        self.assertIn("none is started when you log in", self.agent("disable"))
+        self.assertIn("does not start when you log in", self.agent("disable"))
         self.assertFalse(self.autostart.exists())
         self.assertIs(plistlib.loads(self.settings.read_bytes())["AutoSortMode"], False)
         self.assertIn(b"not running", self.tarvel("status").stdout)
@@ -83,7 +83,7 @@ class AgentCommand(HomeTest):
         self.assertEqual(os.getsid(pid), pid)
         for number in (0, 1, 2):
             self.assertEqual(os.readlink(own / f"fd/{number}"), "/dev/null")
-        self.assertIn("The agent has ended.", self.agent("stop"))
+        self.assertIn("The agent has stopped.", self.agent("stop"))
         self.assertEqual(self.agent("stop").splitlines()[0], "The agent is not running.")
         self.assertTrue(self.autostart.exists())
         self.assertIn("The agent is running", self.agent("start"))
@@ -110,7 +110,7 @@ class AgentCommand(HomeTest):
         self.file.write_bytes(b"no bookmarks")
         self.tarvel("settings", "set", "BookmarksFilename", self.file)
         told = self.agent("enable")
-        self.assertIn("As things are, the first sort would fail:\n", told)
+        self.assertIn("The first sort would fail:\n", told)
         self.assertIn("tarvel agent disable", told)
 
     def doctor(self, status):
@@ -120,7 +120,7 @@ class AgentCommand(HomeTest):
 
     def test_the_doctor_finds_problems_and_writes_nothing(self):
         found = self.doctor(11)
-        self.assertIn("tarvel settings set BookmarksFilename", found["bookmarks-file", "problem"]["advice"])
+        self.assertIn("tarvel settings set bookmarks-filename", found["bookmarks-file", "problem"]["advice"])
         self.assertIn("tarvel agent enable", found["agent", "note"]["advice"])
         self.assertEqual(self.files(), [])
         self.file.write_bytes(b"no bookmarks")
@@ -141,7 +141,7 @@ class AgentCommand(HomeTest):
         self.assertEqual({name: (self.home / name).stat().st_mtime_ns for name in self.files()}, before)
         plain = self.tarvel("doctor")
         self.assertEqual((plain.returncode, plain.stderr), (0, b""))
-        self.assertIn(b"Nothing is amiss.", plain.stdout)
+        self.assertIn(b"No problems found.", plain.stdout)
         self.assertNotIn(b"\x1b", plain.stdout)
         self.assertIn(b"\x1b[32m", self.tarvel("doctor", "--color", "always").stdout)
         (self.home / "lock").touch()

@@ -70,7 +70,7 @@ class AgentLog(HomeTest):
 
     def test_an_empty_log_is_reported(self):
         result = self.beside_journal('"$TARVEL_BIN" agent log')
-        self.assertEqual(result.stdout, "The agent has written nothing that you may read.\n", result.stderr)
+        self.assertEqual(result.stdout, "The journal has no messages of the agent.\n", result.stderr)
 
     def test_without_a_journal_it_says_where_to_look(self):
         result = self.beside_journal('mount -t tmpfs none /run; "$TARVEL_BIN" agent log')

@@ -131,7 +131,7 @@ class InForce(HomeTest):
         self.set(SortBookmarksBar="yes")
         result = self.tarvel("sort", self.file)
         self.assertEqual(result.returncode, 0)
-        self.assertIn(b"Setting:  (--no-settings leaves them out):\n  SortBookmarksBar = yes\n", result.stdout)
+        self.assertIn(b"Settings that decided something (--no-settings ignores them):\n  sort-bookmarks-bar = yes\n", result.stdout)
         self.assertEqual(titles(self.read())[0], ["BookmarksBar", ["bar a", "bar z"]])
 
     def test_settings_equal_to_the_defaults_are_not_named(self):
@@ -142,7 +142,7 @@ class InForce(HomeTest):
     def test_every_command_without_a_file_uses_that_of_the_settings(self):
         self.set(BookmarksFilename=str(self.file))
         before = self.file.read_bytes()
-        named = f"BookmarksFilename = {self.file}\n".encode()
+        named = f"bookmarks-filename = {self.file}\n".encode()
         self.assertIn(named, self.tarvel("preview").stdout)
         self.assertEqual(json.loads(self.tarvel("dump", "--format", "json").stdout)["Title"], "")
         self.assertEqual(plistlib.loads(self.tarvel("dump").stdout), plistlib.loads(before))
@@ -157,7 +157,7 @@ class InForce(HomeTest):
     def test_the_page_uses_the_settings_and_names_them(self):
         self.set(SortBookmarksBar="yes", BookmarksFilename=str(self.file))
         page = self.tarvel("preview", "--html").stdout.decode()
-        self.assertIn("Setting: : SortBookmarksBar = yes", page)
+        self.assertIn("Setting: sort-bookmarks-bar = yes", page)
         self.assertNotIn("Setting: ", self.tarvel("preview", "--html", "--no-settings", self.file).stdout.decode())
 
     def test_unreadable_settings_are_reported_and_the_defaults_used(self):

@@ -56,7 +56,7 @@ std::string groupFunction(const CompletedCommand& command) {
         "        " + name + ") " + functionName((command.path.empty() ? "" : command.path + " ") + name) + " ;;\n";
   }
   return functionName(command.path) + "() {\n  local curcontext=$curcontext state line\n  local -a commands\n" +
-         "  _arguments -C" + optionArguments(command) + argument("1:command:->command") +
+         "  _arguments -C -A \"-*\"" + optionArguments(command) + argument("1:command:->command") +
          argument("*::argument:->rest") + "\n  case $state in\n    command)\n      commands=(\n" + described +
          "      )\n      _describe command commands\n" + (isFileToo ? "      _files\n" : "") +
          "      ;;\n    rest)\n      case $line[1] in\n" + branches + "      esac\n      ;;\n  esac\n}\n\n";
