@@ -25,6 +25,7 @@
 #include "tools/command_line/argument_parser.h"
 #include "tools/commands/agent_commands.h"
 #include "tools/commands/agent_control.h"
+#include "tools/commands/browser_command.h"
 #include "tools/commands/commands.h"
 #include "tools/commands/log_command.h"
 #include "tools/doctor/doctor.h"
@@ -66,7 +67,7 @@ struct AgentParts {
 bool isAboutAgent(tarvel::Command command) {
   using tarvel::Command;
   return command == Command::kSettings || command == Command::kStatus || command == Command::kReport ||
-         command == Command::kAgent || command == Command::kDoctor;
+         command == Command::kAgent || command == Command::kDoctor || command == Command::kBrowser;
 }
 
 int runAboutAgent(const tarvel::Platform& platform, const tarvel::CommandLine& line) {
@@ -84,6 +85,8 @@ int runAboutAgent(const tarvel::Platform& platform, const tarvel::CommandLine& l
       return tarvel::runSettings(parts.agent, line);
     case tarvel::Command::kStatus:
       return tarvel::runStatus(parts.agent, line);
+    case tarvel::Command::kBrowser:
+      return tarvel::runBrowser(parts.agent, tarvel::BrowserSurroundings::ofThisUser(), line);
     default:
       return tarvel::runReport(parts.agent, line);
   }

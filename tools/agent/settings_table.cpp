@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* word(bool isOn) { return isOn ? "yes" : "no"; }
 
-constexpr std::array<Setting, 12> kSettings = {{
+constexpr std::array<Setting, 13> kSettings = {{
     {kAutoSortModeKey, SettingType::kBoolean, SettingEffect::kNextStart, "Sort automatically",
      word(kAutoSortModeDefault)},
     {kBookmarksFilenameKey, SettingType::kPath, SettingEffect::kNextSortThenStart, "The bookmarks file",
@@ -33,6 +33,8 @@ constexpr std::array<Setting, 12> kSettings = {{
      "Give same-named entries of a folder distinct titles", word(kRenameSamenamedDefault)},
     {kSortBookmarksBarKey, SettingType::kBoolean, SettingEffect::kNextSort, "Order the bookmarks bar too",
      word(kSortBookmarksBarDefault)},
+    {kAutoSortBrowsersKey, SettingType::kBoolean, SettingEffect::kNextSort,
+     "Sort in Chromium and Firefox automatically", word(kAutoSortBrowsersDefault)},
     {kAutomaticUpdateChecksKey, SettingType::kBoolean, SettingEffect::kNextStart, "Check for updates",
      word(kAutomaticUpdateChecksDefault)},
     {kUpdateCheckIntervalKey, SettingType::kSeconds, SettingEffect::kNextStart, "Seconds between two update checks",

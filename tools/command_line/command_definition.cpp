@@ -175,6 +175,7 @@ void defineCommandLine(CLI::App& app, CommandLine& line) {
   defineDump(app, line);
   defineSettingsCommand(app, line);
   defineAgentCommands(app, line);
+  defineBrowserCommands(app, line);
 }
 
 }  // namespace tarvel

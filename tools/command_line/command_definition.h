@@ -33,6 +33,7 @@ void defineCommandLine(CLI::App& app, CommandLine& line);
 
 void defineSettingsCommand(CLI::App& app, CommandLine& line);
 void defineAgentCommands(CLI::App& app, CommandLine& line);
+void defineBrowserCommands(CLI::App& app, CommandLine& line);
 void defineBackupCommands(CLI::App& app, CommandLine& line);
 /// --from and --yes.
 void defineRestoreFrom(CLI::App& restore, CommandLine& line);

@@ -64,6 +64,7 @@ constexpr StatusHelp kSettingsStatuses[] = {{0, "Done."}, {12, "The settings cou
 constexpr StatusHelp kReadStatuses[] = {{0, "Done."}};
 constexpr StatusHelp kAgentStatuses[] = {{0, "Done."}, {12, "It could not be done."}};
 constexpr StatusHelp kAgentStatusStatuses[] = {{0, "All is well."}, {11, "The agent should run and does not."}};
+constexpr StatusHelp kBrowserStatuses[] = {{0, "Done."}, {12, "A browser could not be set up."}};
 constexpr StatusHelp kLogStatuses[] = {{0, "Done."}, {12, "The journal cannot be read."}};
 constexpr StatusHelp kStatusStatuses[] = {{0, "All is well."},
                                           {11, "The agent should run and does not, or an error is pending."}};
@@ -97,6 +98,11 @@ constexpr Examples kStartExamples = {"tarvel agent start", "tarvel agent start -
 constexpr Examples kStopExamples = {"tarvel agent stop", "tarvel agent stop && tarvel agent start"};
 constexpr Examples kAgentStatusExamples = {"tarvel agent status", "tarvel agent status --json"};
 constexpr Examples kLogExamples = {"tarvel agent log --lines 100", "tarvel agent log --follow"};
+constexpr Examples kBrowserExamples = {"tarvel browser enable", "tarvel browser status"};
+constexpr Examples kBrowserListExamples = {"tarvel browser list", "tarvel browser list --json"};
+constexpr Examples kBrowserEnableExamples = {"tarvel browser enable", "tarvel browser enable firefox"};
+constexpr Examples kBrowserDisableExamples = {"tarvel browser disable", "tarvel browser disable chromium"};
+constexpr Examples kBrowserStatusExamples = {"tarvel browser status", "tarvel browser status --json"};
 constexpr Examples kStatusExamples = {"tarvel status", "tarvel status --json"};
 constexpr Examples kDoctorExamples = {"tarvel doctor", "tarvel doctor --json"};
 constexpr Examples kReportExamples = {"tarvel report", "tarvel report --json"};
@@ -124,6 +130,11 @@ constexpr CommandHelp kCommands[] = {
     {"agent stop", "[OPTIONS]", kStopExamples, kAgentStatuses},
     {"agent status", "[OPTIONS]", kAgentStatusExamples, kAgentStatusStatuses},
     {"agent log", "[OPTIONS]", kLogExamples, kLogStatuses},
+    {"browser", "[list | enable | disable | status]", kBrowserExamples, kBrowserStatuses},
+    {"browser list", "[OPTIONS]", kBrowserListExamples, kReadStatuses},
+    {"browser enable", "[OPTIONS] [BROWSER...]", kBrowserEnableExamples, kBrowserStatuses},
+    {"browser disable", "[OPTIONS] [BROWSER...]", kBrowserDisableExamples, kBrowserStatuses},
+    {"browser status", "[OPTIONS]", kBrowserStatusExamples, kReadStatuses},
     {"status", "[OPTIONS]", kStatusExamples, kStatusStatuses},
     {"doctor", "[OPTIONS]", kDoctorExamples, kDoctorStatuses},
     {"report", "[OPTIONS]", kReportExamples, kReportStatuses},

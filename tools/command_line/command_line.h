@@ -24,9 +24,24 @@ inline constexpr int kExitNoMemory = 70;
 /// Everything was done, and the answer could not be written to standard output.
 inline constexpr int kExitNoAnswer = 74;
 
-enum class Command { kSort, kPreview, kRestore, kDump, kDiff, kSettings, kStatus, kReport, kAgent, kDoctor, kBackup };
+enum class Command {
+  kSort,
+  kPreview,
+  kRestore,
+  kDump,
+  kDiff,
+  kSettings,
+  kStatus,
+  kReport,
+  kAgent,
+  kDoctor,
+  kBackup,
+  kBrowser
+};
 
 enum class SettingsAction { kList, kGet, kSet, kUnset };
+
+enum class BrowserAction { kStatus, kList, kEnable, kDisable };
 
 enum class AgentAction { kStatus, kEnable, kDisable, kStart, kStop, kLog };
 
@@ -69,6 +84,9 @@ struct CommandLine {
   std::string key;
   std::string value;
   BackupOptions backups;
+  BrowserAction browserAction = BrowserAction::kStatus;
+  /// browser: the names given; none for every browser that is found.
+  std::vector<std::string> browsers;
 
   /// preview, diff: whether to answer with a page.
   [[nodiscard]] bool wantsPage() const {

@@ -164,7 +164,7 @@ int start(Answer& answer, const AgentControl& control) {
   setFields(answer, control);
   answer.say((started.isChanged ? "The agent is running" : "The agent is already running") +
              processText(control.service) + ".");
-  if (control.service.loginEntry().by == LoginStart::kNobody) {
+  if (control.service.loginEntry().by == LoginStart::kNone) {
     answer.hint("To start it whenever you log in:", "tarvel agent enable");
   }
   return answer.end(0);
@@ -176,7 +176,7 @@ int stop(Answer& answer, const AgentControl& control) {
   answer["changed"] = stopped.isChanged;
   setFields(answer, control);
   answer.say(stopped.isChanged ? "The agent has stopped." : "The agent is not running.");
-  if (control.service.loginEntry().by != LoginStart::kNobody) {
+  if (control.service.loginEntry().by != LoginStart::kNone) {
     answer.say("It starts again when you next log in.");
     answer.hint("To turn automatic sorting off for good:", "tarvel agent disable");
   }

@@ -1,27 +1,27 @@
-// tarvel browser: sets the browsers that run here up for the extension.
+// tarvel browser: sets the installed browsers up for the extension.
 
 #include "tools/commands/browser_command.h"
 
-#include <iostream>
-#include <nlohmann/json.hpp>
-
 #include "settings/preference_keys.h"
 #include "tools/agent/settings_table.h"
-#include "tools/report/json_text.h"
+#include "tools/terminal/answer.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
 namespace {
 
-constexpr const char* kNoHost = "The host that belongs to this command is not installed. Install Tarvel as a whole.";
+constexpr const char* kNoHost = "The program that the extension asks, tarvel-browser-host, is not installed.";
 
-std::vector<BrowserState> statesOf(const BrowserSurroundings& around, FileManager& files) {
-  std::vector<BrowserState> states;
+using States = std::vector<BrowserState>;
+
+States statesOf(const BrowserSurroundings& around, FileManager& files) {
+  States states;
   for (const KnownBrowser& browser : knownBrowsers()) states.push_back(stateOf(browser, around, files));
   return states;
 }
 
-const char* wordFor(const BrowserState& state) {
+const char* stateText(const BrowserState& state) {
   if (state.manifest == ManifestState::kBroken) return "set up for a host that is missing";
   if (state.manifest == ManifestState::kOtherHost) return "set up for the host of another installation";
   if (state.manifest == ManifestState::kUsable) return "set up";
@@ -30,28 +30,30 @@ const char* wordFor(const BrowserState& state) {
   return "not set up";
 }
 
-nlohmann::ordered_json jsonOf(const BrowserState& state) {
-  return {{"browser", state.browser->name},
-          {"isFound", state.isFound},
-          {"isSetUp", state.isSetUp()},
-          {"state", wordFor(state)},
-          {"manifest", state.manifestPath}};
+void setFields(Answer& answer, const States& states) {
+  Answer::Json& browsers = answer["browsers"] = Answer::Json::array();
+  for (const BrowserState& state : states) {
+    browsers.push_back({{"browser", state.browser->name},
+                        {"isFound", state.isFound},
+                        {"isSetUp", state.isSetUp()},
+                        {"state", stateText(state)},
+                        {"manifest", state.manifestPath}});
+  }
 }
 
-void tellState(const BrowserState& state) {
-  std::cout << state.browser->label << " (" << state.browser->name << "): " << (state.isFound ? "found" : "not found")
-            << ", " << wordFor(state) << ".\n";
+void sayState(Answer& answer, const BrowserState& state) {
+  answer.say(std::string(state.browser->label) + " (" + state.browser->name +
+             "): " + (state.isFound ? "found" : "not found") + ", " + stateText(state) + ".");
 }
 
-/// The browsers that were named, or, without names, those that are found. None after a complaint about a name.
-std::optional<std::vector<BrowserState>> chosen(const CommandLine& line, const BrowserSurroundings& around,
-                                                FileManager& files) {
-  std::vector<BrowserState> states;
+/// The browsers that were named, or, without names, those that are found. `unknown` is a name that is not known.
+States chosen(const CommandLine& line, const BrowserSurroundings& around, FileManager& files, std::string& unknown) {
+  States states;
   for (const std::string& name : line.browsers) {
     const KnownBrowser* browser = browserNamed(name);
     if (browser == nullptr) {
-      std::cerr << "tarvel: There is no browser “" << printable(name) << "”. Run “tarvel browser list”.\n";
-      return std::nullopt;
+      unknown = name;
+      return {};
     }
     states.push_back(stateOf(*browser, around, files));
   }
@@ -61,115 +63,113 @@ std::optional<std::vector<BrowserState>> chosen(const CommandLine& line, const B
   return states;
 }
 
-void tellNextStep(const BrowserState& state, const BrowserSurroundings& around) {
+int failForUnknown(Answer& answer, const std::string& name) {
+  return answer.fail(kExitUsage, {{"There is no browser " + quotedText(name) + ".", kNothingChanged, "The known ones:"},
+                                  "tarvel browser list"});
+}
+
+void sayNextStep(Answer& answer, const BrowserState& state, const BrowserSurroundings& around) {
   const std::string folder =
-      around.extensionFolder.empty() ? "the folder browser/extension" : "“" + printable(around.extensionFolder) + "”";
+      around.extensionFolder.empty() ? "the folder browser/extension" : quotedPath(around.extensionFolder);
   if (state.systemManifest != ManifestState::kMissing) {
-    std::cout << "  The extension is installed for all users. Restart the browser if its button is missing.\n";
+    answer.say("  The extension is installed for all users. Restart the browser if its button is missing.");
   } else if (state.browser->family == BrowserFamily::kChromium) {
-    std::cout << "  Left to do: open chrome://extensions, turn on developer mode, choose “Load unpacked” and " << folder
-              << ".\n";
+    answer.say("  Left to do: open chrome://extensions, turn on developer mode, choose “Load unpacked” and " + folder +
+               ".");
   } else {
-    std::cout << "  Left to do: install the package webext-tarvel. Or, until Firefox ends: open about:debugging, “This "
-                 "Firefox”, “Load Temporary Add-on” and manifest.json in "
-              << folder << ".\n";
+    answer.say("  Left to do: install the package webext-tarvel. Or, until Firefox is closed: open about:debugging,");
+    answer.say("  “This Firefox”, “Load Temporary Add-on” and manifest.json in " + folder + ".");
   }
 }
 
-int enable(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
-  const auto states = chosen(line, around, agent.files);
-  if (!states) return kExitUsage;
-  if (around.hostProgram.empty()) {
-    std::cerr << "tarvel: " << kNoHost << " Nothing was changed.\n";
-    return kExitFailed;
-  }
-  if (states->empty()) {
-    std::cout << "No browser was found. Run “tarvel browser list” for those that are known, and name one.\n";
-    return 0;
+int enable(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
+  std::string unknown;
+  const States states = chosen(line, around, agent.files, unknown);
+  if (!unknown.empty()) return failForUnknown(answer, unknown);
+  if (around.hostProgram.empty()) return answer.fail(kExitFailed, {{kNoHost, kNothingChanged}, {}});
+  setFields(answer, states);
+  if (states.empty()) {
+    answer.say("No browser was found.");
+    answer.hint("The known ones, to name one:", "tarvel browser list");
+    return answer.end(0);
   }
   int status = 0;
-  for (const BrowserState& state : *states) {
+  for (const BrowserState& state : states) {
     const FileStatus written = writeManifest(state, around, agent.files);
     if (!written.ok()) {
-      std::cerr << "tarvel: " << state.browser->label << ": “" << printable(state.manifestPath)
-                << "” could not be written: " << printable(written.reason) << "\n";
+      answer.complain(
+          {{std::string(state.browser->label) + " was not set up: " + printable(written.reason) + "."}, {}});
       status = kExitFailed;
       continue;
     }
-    std::cout << state.browser->label << " is set up.\n";
-    tellNextStep(state, around);
+    answer.say(std::string(state.browser->label) + " is set up.");
+    sayNextStep(answer, state, around);
   }
-  return status;
+  setFields(answer, chosen(line, around, agent.files, unknown));
+  return answer.end(status);
 }
 
-int disable(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
-  const auto states = chosen(line, around, agent.files);
-  if (!states) return kExitUsage;
+int disable(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
+  std::string unknown;
+  const States states = chosen(line, around, agent.files, unknown);
+  if (!unknown.empty()) return failForUnknown(answer, unknown);
   int status = 0;
-  for (const BrowserState& state : *states) {
+  for (const BrowserState& state : states) {
+    const std::string label = state.browser->label;
     if (state.manifest == ManifestState::kMissing) {
-      std::cout << state.browser->label << " was not set up for this user.\n";
+      answer.say(label + " was not set up for this user.");
     } else if (const FileStatus removed = agent.files.removeItemAtPath(state.manifestPath); !removed.ok()) {
-      std::cerr << "tarvel: “" << printable(state.manifestPath)
-                << "” could not be removed: " << printable(removed.reason) << "\n";
+      answer.complain({{label + " is still set up: " + printable(removed.reason) + "."}, {}});
       status = kExitFailed;
     } else {
-      std::cout << state.browser->label << " is no longer set up.\n";
+      answer.say(label + " is no longer set up.");
     }
     if (state.systemManifest != ManifestState::kMissing) {
-      std::cout << "  It is set up for all users: remove the package webext-tarvel to end that.\n";
+      answer.say("  It is set up for all users. Removing the package webext-tarvel ends that.");
     }
   }
-  return status;
+  setFields(answer, chosen(line, around, agent.files, unknown));
+  return answer.end(status);
 }
 
-int list(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
-  const std::vector<BrowserState> states = statesOf(around, agent.files);
-  if (!line.json) {
-    for (const BrowserState& state : states) tellState(state);
-    return 0;
-  }
-  nlohmann::ordered_json json = nlohmann::ordered_json::array();
-  for (const BrowserState& state : states) json.push_back(jsonOf(state));
-  std::cout << jsonText(json);
-  return 0;
+int list(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around) {
+  const States states = statesOf(around, agent.files);
+  setFields(answer, states);
+  for (const BrowserState& state : states) sayState(answer, state);
+  return answer.end(0);
 }
 
-int status(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
+int showStatus(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around) {
   const bool isAutomatic =
       stateOf(*settingNamed(kAutoSortBrowsersKey), agent.preferences, agent.files).inForce == "yes";
-  const std::vector<BrowserState> states = statesOf(around, agent.files);
-  if (line.json) {
-    nlohmann::ordered_json json = {{"automatic", isAutomatic},
-                                   {"host", around.hostProgram},
-                                   {"extension", around.extensionFolder},
-                                   {"browsers", nlohmann::ordered_json::array()}};
-    for (const BrowserState& state : states) json["browsers"].push_back(jsonOf(state));
-    std::cout << jsonText(json);
-    return 0;
-  }
-  std::cout << "Automatic sorting in browsers is " << (isAutomatic ? "on" : "off") << ".\n";
-  if (around.hostProgram.empty()) std::cout << kNoHost << "\n";
+  const States states = statesOf(around, agent.files);
+  answer["automatic"] = isAutomatic;
+  answer["host"] = around.hostProgram.empty() ? Answer::Json() : Answer::Json(around.hostProgram);
+  answer["extension"] = around.extensionFolder.empty() ? Answer::Json() : Answer::Json(around.extensionFolder);
+  setFields(answer, states);
+  answer.say(std::string("Automatic sorting in browsers is ") + (isAutomatic ? "on." : "off."));
+  if (around.hostProgram.empty()) answer.say(kNoHost);
   for (const BrowserState& state : states) {
-    if (state.isFound || state.isSetUp()) tellState(state);
+    if (state.isFound || state.isSetUp()) sayState(answer, state);
   }
-  return 0;
+  return answer.end(0);
 }
 
 }  // namespace
 
 int runBrowser(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
+  Answer answer(line.name, line.output);
   switch (line.browserAction) {
     case BrowserAction::kEnable:
-      return enable(agent, around, line);
+      return enable(answer, agent, around, line);
     case BrowserAction::kDisable:
-      return disable(agent, around, line);
+      return disable(answer, agent, around, line);
     case BrowserAction::kList:
-      return list(agent, around, line);
+      return list(answer, agent, around);
     case BrowserAction::kStatus:
       break;
   }
-  return status(agent, around, line);
+  return showStatus(answer, agent, around);
 }
 
 }  // namespace tarvel

@@ -128,7 +128,7 @@ Findings checkLogin(const DoctorContext& context) {
   constexpr const char* kCheck = "login";
   const LoginEntry entry = context.service.loginEntry();
   const std::string from = entry.file.empty() ? std::string() : " (" + quotedPath(entry.file) + ")";
-  if (entry.by == LoginStart::kNobody) {
+  if (entry.by == LoginStart::kNone) {
     if (!isWanted(context)) return {};
     return {problem(kCheck, "The agent does not start when you log in.", "tarvel agent enable")};
   }

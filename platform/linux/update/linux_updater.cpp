@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/linux/update/update_check_process.h"
+#include "settings/preference_keys.h"
 
 namespace tarvel {
 
@@ -84,7 +85,7 @@ class LinuxUpdater final : public Updater {
     const PropertyList value = preferences().copyAppValue(kUpdateCheckIntervalKey, identifier());
     if (const auto real = value.root.real()) return std::isfinite(*real) ? *real : 0;
     const auto integer = preferences().appIntegerValue(kUpdateCheckIntervalKey, identifier());
-    return integer ? static_cast<double>(*integer) : kDefaultUpdateCheckInterval;
+    return integer ? static_cast<double>(*integer) : static_cast<double>(kUpdateCheckIntervalDefault);
   }
 
   void rememberCheck() {

@@ -12,13 +12,8 @@
 
 namespace tarvel {
 
-// The user's choices, in the settings of the main application.
+// Kept by the updater in the settings of the main application, beside the user's choices (settings/preference_keys.h).
 
-/// Whether updates are looked for. Absent: no, as the agent never asks.
-inline constexpr const char* kAutomaticUpdateChecksKey = "SUEnableAutomaticChecks";
-/// Seconds between two checks; 0 or less turns them off.
-inline constexpr const char* kUpdateCheckIntervalKey = "SUScheduledCheckInterval";
-inline constexpr double kDefaultUpdateCheckInterval = 86400;
 /// The date of the last check.
 inline constexpr const char* kLastUpdateCheckKey = "SULastCheckTime";
 /// The version that the user declined.

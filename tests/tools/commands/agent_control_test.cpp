@@ -146,7 +146,7 @@ TEST_F(AgentControlTest, DisablingTakesEverythingBack) {
   EXPECT_EQ(run(AgentAction::kDisable), 0);
   EXPECT_EQ(storedSetting(), false);
   EXPECT_FALSE(service.runningAgent());
-  EXPECT_EQ(service.loginEntry().by, LoginStart::kNobody);
+  EXPECT_EQ(service.loginEntry().by, LoginStart::kNone);
   EXPECT_THAT(output, HasSubstr("To turn it on again:\n  tarvel agent enable\n"));
   EXPECT_EQ(run(AgentAction::kDisable), 0);
   EXPECT_THAT(output, HasSubstr("already off"));
