@@ -12,7 +12,8 @@ from terminal import Terminal
 WIDTHS = (60, 100)
 COMMANDS = ("", "preview", "sort", "diff", "restore", "backup", "backup create", "backup list", "backup prune", "dump",
             "settings", "settings list", "settings get", "settings set", "settings unset", "agent", "agent enable",
-            "agent disable", "agent start", "agent stop", "agent status", "agent log", "status", "doctor", "report")
+            "agent disable", "agent start", "agent stop", "agent status", "agent log", "browser", "browser list",
+            "browser enable", "browser disable", "browser status", "status", "doctor", "report")
 
 
 def unsorted_root():
