@@ -40,7 +40,9 @@ struct MemoryStoreKind {
 
   void breakDisk() { store.setFlushWorks(false); }
   void mendDisk() { store.setFlushWorks(true); }
-  void setElsewhere(std::string_view key, const PropertyList& value) { store.setFlushedValue(key, value, kStoreDomain); }
+  void setElsewhere(std::string_view key, const PropertyList& value) {
+    store.setFlushedValue(key, value, kStoreDomain);
+  }
   [[nodiscard]] PropertyList seenElsewhere(std::string_view key) { return store.flushedValue(key, kStoreDomain); }
 };
 
