@@ -20,6 +20,7 @@
 #include "platform/linux/launch/null_workspace.h"
 #include "platform/linux/preferences/linux_preferences_store.h"
 #include "platform/plist/serialization.h"
+#include "settings/places.h"
 #include "settings/preference_keys.h"
 #include "tools/browsers/extension_identity.h"
 
@@ -57,7 +58,7 @@ int serve() {
   tarvel::LinuxUuidSource uuidSource;
   ErrorOutputLog log;
   tarvel::LinuxBundle bundle = bundleOfTexts(propertyLists);
-  tarvel::QuietWorkspace workspace;
+  tarvel::NullWorkspace workspace;
   tarvel::LinuxClock clock;
   const tarvel::Platform platform{propertyLists, files, *collator, uuidSource, log, bundle, workspace, clock};
   tarvel::LinuxPreferencesStore preferences(propertyLists, log);

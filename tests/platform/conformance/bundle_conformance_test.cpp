@@ -59,8 +59,8 @@ struct BundleConformance : testing::Test {
   Body body;
 };
 
-using Bodies = testing::Types<RealBundles, RememberedBundles>;
-TYPED_TEST_SUITE(BundleConformance, Bodies);
+using BundleKinds = testing::Types<RealBundles, RememberedBundles>;
+TYPED_TEST_SUITE(BundleConformance, BundleKinds);
 
 TYPED_TEST(BundleConformance, WhereNoFolderIsThereIsNoBundle) {
   EXPECT_EQ(this->bundle("U.app"), nullptr);
