@@ -19,8 +19,6 @@ std::size_t lengthOf(std::string_view text) {
 
 }  // namespace
 
-std::string quotedText(std::string_view text) { return "“" + printable(text) + "”"; }
-
 std::string shownPath(std::string_view path) {
   const std::string home = userHomeFolder();
   const bool isInHome = home.size() > 1 && path.starts_with(home) && path.substr(home.size()).starts_with('/');

@@ -9,9 +9,6 @@
 // Pieces of text for people. Pure functions, except that shownPath() and terminalColumns() ask the system.
 namespace tarvel {
 
-/// In curly quotes, and safe to show.
-[[nodiscard]] std::string quotedText(std::string_view text);
-
 /// A path as messages show it: with ~ in place of the user's home folder, in curly quotes, safe to show.
 [[nodiscard]] std::string quotedPath(std::string_view path);
 /// The same without quotes.

@@ -18,14 +18,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr const char* kDomain = kMainApplicationIdentifier;
-constexpr const char* kFile = "/home/user/Library/Safari/Bookmarks.plist";
+constexpr const char* kControlDomain = kMainApplicationIdentifier;
+constexpr const char* kControlledFile = "/home/user/Library/Safari/Bookmarks.plist";
 constexpr const char* kAgent = "/app/TarvelHelper";
 
 struct AgentControlTest : testing::Test {
   AgentControlTest() {
     service.putProgram(kAgent);
-    files.putFile(kFile, "");
+    files.putFile(kControlledFile, "");
   }
 
   int run(AgentAction action) {
@@ -39,7 +39,7 @@ struct AgentControlTest : testing::Test {
   }
 
   [[nodiscard]] std::optional<bool> storedSetting() {
-    return preferences.flushedValue(kAutoSortModeKey, kDomain).root.boolean();
+    return preferences.flushedValue(kAutoSortModeKey, kControlDomain).root.boolean();
   }
 
   MemoryPreferencesStore preferences;
@@ -91,7 +91,7 @@ TEST_F(AgentControlTest, EnablingMovesAnotherFilesBackupAsideBeforeTheAgentCanTa
   files.setMode(folder, 0700);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_FALSE(files.fileExistsAtPath(agents));
-  EXPECT_EQ(initialBackupOf(files, "/other.plist", kFile).origin, BackupOrigin::kThisFile);
+  EXPECT_EQ(initialBackupOf(files, "/other.plist", kControlledFile).origin, BackupOrigin::kThisFile);
 }
 
 TEST_F(AgentControlTest, EnablingRepairsWhatIsMissing) {
@@ -110,7 +110,7 @@ TEST_F(AgentControlTest, WithoutAManagerTheDesktopStartsTheAgent) {
 }
 
 TEST_F(AgentControlTest, EnablesAndSaysThatTheFileIsMissing) {
-  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kDomain);
+  preferences.setString(kBookmarksFilenameKey, "/elsewhere/B.plist", kControlDomain);
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_THAT(output, HasSubstr("There is no file “/elsewhere/B.plist” yet"));
   EXPECT_THAT(output, HasSubstr("tarvel settings set bookmarks-filename PATH"));
@@ -173,7 +173,7 @@ TEST_F(AgentControlTest, StartingIsRefusedWhileAutomaticSortingIsOff) {
 }
 
 TEST_F(AgentControlTest, StartingAndStoppingChangeNothingAboutTheNextLogin) {
-  preferences.setBoolean(kAutoSortModeKey, true, kDomain);
+  preferences.setBoolean(kAutoSortModeKey, true, kControlDomain);
   EXPECT_EQ(run(AgentAction::kStart), 0);
   EXPECT_EQ(output, "The agent is running, process 4711.\nTo start it whenever you log in:\n  tarvel agent enable\n");
   EXPECT_EQ(run(AgentAction::kStart), 0);

@@ -31,11 +31,11 @@ struct Person final : ConfirmationPrompt {
   }
 };
 
-constexpr const char* kFile = "/Bookmarks.plist";
+constexpr const char* kRestoredFile = "/Bookmarks.plist";
 constexpr const char* kFirst = "/data/Tarvel/Bookmarks (Initial Copy).plist";
 
 struct Restore : testing::Test, EngineFixture {
-  BackupStore store{platform, kFirst, kFile};
+  BackupStore store{platform, kFirst, kRestoredFile};
   CommandLine line;
   CommandSettings settings;
   Person prompt;
@@ -48,7 +48,7 @@ struct Restore : testing::Test, EngineFixture {
 
   Restore() {
     line.command = Command::kRestore;
-    line.file = kFile;
+    line.file = kRestoredFile;
     line.backupFile = kFirst;
     copy = store.keep(Data::copyOf(old)).backup;
     line.backups.from = copy.name;
@@ -59,8 +59,8 @@ struct Restore : testing::Test, EngineFixture {
     const PropertyList list = tree("Root[ BookmarksBar[ " + title + " ] BookmarksMenu[ m ] ]");
     return serialization.dataWithPropertyList(list, 200).data.joined();
   }
-  void save(const std::string& bytes) { memory.fileManager.putFile(kFile, bytes); }
-  [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kFile); }
+  void save(const std::string& bytes) { memory.fileManager.putFile(kRestoredFile, bytes); }
+  [[nodiscard]] std::optional<std::string> file() const { return memory.fileManager.bytesAt(kRestoredFile); }
 
   int run() {
     return runHere([&] {
@@ -155,7 +155,7 @@ TEST_F(Restore, WarnsOfTheAgentBeforeAsking) {
   prompt.here = false;
   EXPECT_EQ(run(), kExitWouldChange);
   EXPECT_TRUE(says("To turn it off first:\n  tarvel agent disable\n")) << said;
-  EXPECT_EQ(wasAskedFor, kFile);
+  EXPECT_EQ(wasAskedFor, kRestoredFile);
 }
 
 TEST_F(Restore, SaysThatTheAgentIsAboutToSortAgain) {
@@ -199,7 +199,7 @@ TEST_F(Restore, PlainRestoreShowsTheDifferenceAndAsksOnATerminal) {
 
 TEST_F(Restore, PlainRestoreWithoutATerminalDoesNotAsk) {
   save(old);
-  ASSERT_TRUE(memory.fileManager.copyItemAtPathToPath(kFile, kFirst).ok());
+  ASSERT_TRUE(memory.fileManager.copyItemAtPathToPath(kRestoredFile, kFirst).ok());
   save(now);
   line.backups.from.clear();
   prompt.here = false;
@@ -231,10 +231,10 @@ TEST_F(Restore, AFailureDoesNotMentionTheAgent) {
 
 TEST_F(Restore, TheSameBytesAreNotWrittenAgain) {
   save(old);
-  const auto date = memory.fileManager.modificationDateAtPath(kFile);
+  const auto date = memory.fileManager.modificationDateAtPath(kRestoredFile);
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(prompt.asked, 0);
-  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kFile), date);
+  EXPECT_EQ(memory.fileManager.modificationDateAtPath(kRestoredFile), date);
 }
 
 TEST_F(Restore, NoConcurrentWriteIsLost) {
@@ -285,10 +285,10 @@ TEST_F(Restore, ABrokenFileIsReplacedAndSaved) {
 }
 
 TEST_F(Restore, AMissingFileIsCreatedButReplacesNoFile) {
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(file(), old);
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   prompt.meanwhile = [&] { save(now); };
   EXPECT_EQ(run(), TarvelErrorFileInUse);
   EXPECT_EQ(file(), now);
@@ -373,14 +373,14 @@ TEST_F(Restore, TheInitialBackupMovesAndWhatItReplacesIsSaved) {
   EXPECT_EQ(run(), TarvelErrorBookmarksFileNotFound);
   EXPECT_EQ(store.list().backups.size(), 2U);
   memory.fileManager.putFile(kFirst, old);
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
   EXPECT_TRUE(says("restore --from '" + std::string(kFirst) + "'")) << said;
 }
 
 TEST_F(Restore, WithoutFileAndInitialBackupPointsToTheOtherBackups) {
   line.backups.from.clear();
-  memory.fileManager.removeTree(kFile);
+  memory.fileManager.removeTree(kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorOutputFileNotFound);
   EXPECT_TRUE(says("tarvel backup list")) << said;
   EXPECT_FALSE(says("restore --from")) << said;
@@ -411,21 +411,21 @@ TEST_F(Restore, AnInitialBackupThatIsNotABookmarksFileIsNotPutBack) {
 
 TEST_F(Restore, AnInitialBackupThatIsTheFileItselfIsLeftAlone) {
   line.backups.from.clear();
-  memory.fileManager.putLink(kFirst, kFile);
+  memory.fileManager.putLink(kFirst, kRestoredFile);
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_EQ(file(), now);
   EXPECT_TRUE(memory.fileManager.isLink(kFirst));
-  line.backupFile = kFile;
+  line.backupFile = kRestoredFile;
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_EQ(file(), now);
 }
 
 TEST_F(Restore, CreatesNothingThroughADanglingLink) {
-  memory.fileManager.removeTree(kFile);
-  memory.fileManager.putLink(kFile, "/gone");
+  memory.fileManager.removeTree(kRestoredFile);
+  memory.fileManager.putLink(kRestoredFile, "/gone");
   EXPECT_EQ(run(), TarvelErrorWriteFailed);
   EXPECT_TRUE(says("leads nowhere")) << said;
-  EXPECT_TRUE(memory.fileManager.isLink(kFile));
+  EXPECT_TRUE(memory.fileManager.isLink(kRestoredFile));
 }
 
 TEST_F(Restore, AFolderThatCannotBeListedIsAnError) {

@@ -43,7 +43,7 @@ class Variable {
   bool hadOne_;
 };
 
-const std::string kPage = std::string(kPageBeginning) + "<p>\n";
+const std::string kWrittenPage = std::string(kPageBeginning) + "<p>\n";
 
 struct PageOutputs : testing::Test {
   TemporaryDirectory folder;
@@ -72,7 +72,7 @@ struct PageOutputs : testing::Test {
   bool deliver(const PageOutput& page) {
     const Captured captured;
     Answer answer("preview", {});
-    const bool is = page.deliver(kPage, answer);
+    const bool is = page.deliver(kWrittenPage, answer);
     said = captured.output.str();
     complained = captured.errors.str();
     return is;
@@ -101,7 +101,7 @@ TEST_F(PageOutputs, ThePathOfABackupThatDoesNotExistYetIsRefusedToo) {
 }
 
 TEST_F(PageOutputs, APageIsRefusedWhereItIsToHoldBookmarks) {
-  folder.write("page.html", kPage);
+  folder.write("page.html", kWrittenPage);
   EXPECT_FALSE(isAllowed(folder.path("page.html"), {folder.path("page.html")}));
 }
 
@@ -118,13 +118,13 @@ TEST_F(PageOutputs, AForeignFileIsRefused) {
 }
 
 TEST_F(PageOutputs, AnOlderPageAndAnEmptyFileAreReplaced) {
-  folder.write("page.html", kPage + "old");
+  folder.write("page.html", kWrittenPage + "old");
   folder.write("empty", "");
   EXPECT_TRUE(isAllowed(folder.path("page.html")));
   EXPECT_TRUE(isAllowed(folder.path("empty")));
   EXPECT_TRUE(isAllowed(folder.path("new.html")));
   EXPECT_TRUE(deliver(output(folder.path("page.html"))));
-  EXPECT_EQ(folder.read("page.html"), kPage);
+  EXPECT_EQ(folder.read("page.html"), kWrittenPage);
   EXPECT_EQ(said, "The page was written to “" + folder.path("page.html") + "”.\n");
 }
 
@@ -138,7 +138,7 @@ TEST_F(PageOutputs, AComplaintCannotSteerTheTerminal) {
 TEST_F(PageOutputs, WithoutAFileThePageGoesToStandardOutput) {
   EXPECT_TRUE(isAllowed("-"));
   EXPECT_TRUE(deliver(output("-")));
-  EXPECT_EQ(said, kPage);
+  EXPECT_EQ(said, kWrittenPage);
   EXPECT_EQ(complained, "");
   EXPECT_FALSE(std::filesystem::exists("-"));
 }
@@ -173,7 +173,7 @@ TEST_F(Opened, APageWithoutAPlaceGoesIntoTheCacheAndIsOpened) {
   install();
   EXPECT_TRUE(deliver(output("", true)));
   EXPECT_EQ(given(), "1|" + folder.path("cache/Tarvel/preview.html") + "|");
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
 }
 
 TEST_F(Opened, APlaceOfItsOwnIsKept) {
@@ -200,7 +200,7 @@ TEST_F(Opened, ARelativeCacheFolderIsIgnored) {
 
 TEST_F(Opened, WithoutAnOpenerThePageIsWrittenAndTheFailureReported) {
   EXPECT_FALSE(deliver(output("", true)));
-  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kPage);
+  EXPECT_EQ(folder.read("cache/Tarvel/preview.html"), kWrittenPage);
   EXPECT_NE(said.find("cache/Tarvel/preview.html"), std::string::npos);
   EXPECT_NE(complained.find("xdg-open"), std::string::npos);
   EXPECT_EQ(openOnDesktop("/x"), ENOENT);

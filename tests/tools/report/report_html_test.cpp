@@ -28,7 +28,7 @@ const std::vector<EntryChange> kKinds = {kEntryMoved,   kEntryRemoved, kEntryAdd
 
 PageTexts plainTexts() { return {"Page", {"A note."}, "Before", "After", kKinds}; }
 
-TreeComparison compared(std::string_view before, std::string_view after) {
+TreeComparison comparedFiles(std::string_view before, std::string_view after) {
   const PropertyList earlier = tree(before);
   const PropertyList later = tree(after);
   return comparisonOf(earlier.root.dictionary(), later.root.dictionary());
@@ -36,7 +36,7 @@ TreeComparison compared(std::string_view before, std::string_view after) {
 
 /// Something of every kind of entry and change.
 TreeComparison varied() {
-  return compared(
+  return comparedFiles(
       "Root[ ^History BookmarksBar#bar[ a#1 b#2 ] M#m[ x@u#3 ~@v#4 F#f[ y@w#5 gone@g#6 ] E#e[ ] ?odd#o l@l#l ] ]",
       "Root[ ^History BookmarksBar#bar[ b#2 a#1 ] M#m[ x2@u#3 n@v#4 F#f[ new@n#7 ] E#e[ ] ?odd#o y@w#5 l@k#l ] ]");
 }
@@ -207,8 +207,8 @@ std::size_t rowOf(const PageReader& page, std::size_t element) {
 }
 
 TEST(ReportHtml, AMarkLeadsToTheSameEntryInTheOtherTree) {
-  const PageReader page(
-      comparisonAsHtml(compared("Root[ M#m[ a#1 b#2 x@u#3 c#4 ] ]", "Root[ M#m[ b#2 y@u#3 c#4 a#1 ] ]"), plainTexts()));
+  const PageReader page(comparisonAsHtml(
+      comparedFiles("Root[ M#m[ a#1 b#2 x@u#3 c#4 ] ]", "Root[ M#m[ b#2 y@u#3 c#4 a#1 ] ]"), plainTexts()));
   std::vector<std::string> jumps;
   for (const std::size_t link : page.all("a", "k")) {
     const std::string target = page.elements[link].attribute("href").substr(1);
@@ -307,7 +307,7 @@ TEST(ReportHtml, ARowInsideAFolderThatAChoiceLeavesIsFoundThroughAllFoldersAbove
 }
 
 TEST(ReportHtml, AFilterThatWouldShowNothingIsLeftOut) {
-  const PageReader page(comparisonAsHtml(compared("Root[ a#1 b#2 ]", "Root[ b#2 a#1 ]"), plainTexts()));
+  const PageReader page(comparisonAsHtml(comparedFiles("Root[ a#1 b#2 ]", "Root[ b#2 a#1 ]"), plainTexts()));
   for (const char* choice : {"all", "changed", "moved"}) EXPECT_TRUE(hasChoice(page, choice)) << choice;
   for (const char* choice : {"removed", "added", "renamed", "named", "readdressed"}) {
     EXPECT_FALSE(hasChoice(page, choice)) << choice;
@@ -341,7 +341,7 @@ TEST(ReportHtml, FoldersBelowAHundredLevelsFollowTheirFolderInsteadOfStandingInI
   notation += " deepest";
   for (std::size_t i = 0; i < kLevels; ++i) notation += " ]";
   notation += " ]";
-  const PageReader page(comparisonAsHtml(compared(notation, notation), plainTexts()));
+  const PageReader page(comparisonAsHtml(comparedFiles(notation, notation), plainTexts()));
   // Each folder is there once in each tree, and the bookmark.
   EXPECT_EQ(page.all("li").size(), 2 * (kLevels + 1));
   EXPECT_EQ(page.all("details").size(), 2U * 100);
@@ -356,15 +356,15 @@ TEST(ReportHtml, FoldersBelowAHundredLevelsFollowTheirFolderInsteadOfStandingInI
 TEST(ReportHtml, ALargeTreeIsOpenOnlyWhereSomethingChanged) {
   std::string common;
   for (int i = 0; i < 400; ++i) common += " b" + std::to_string(i) + "#b" + std::to_string(i);
-  const PageReader page(comparisonAsHtml(compared("Root[ Quiet#q[" + common + " ] Busy#y[ k#k[ u#1 v#2 ] ] ]",
-                                                  "Root[ Quiet#q[" + common + " ] Busy#y[ k#k[ v#2 u#1 ] ] ]"),
+  const PageReader page(comparisonAsHtml(comparedFiles("Root[ Quiet#q[" + common + " ] Busy#y[ k#k[ u#1 v#2 ] ] ]",
+                                                       "Root[ Quiet#q[" + common + " ] Busy#y[ k#k[ v#2 u#1 ] ] ]"),
                                          plainTexts()));
   std::map<std::string, bool> open;
   for (const std::size_t details : page.all("details")) {
     open[titleIn(page, rowOf(page, details))] = page.elements[details].has("open");
   }
   EXPECT_EQ(open, (std::map<std::string, bool>{{"Quiet", false}, {"Busy", true}, {"k", true}}));
-  const PageReader small(comparisonAsHtml(compared("Root[ F[ a ] ]", "Root[ F[ a ] ]"), plainTexts()));
+  const PageReader small(comparisonAsHtml(comparedFiles("Root[ F[ a ] ]", "Root[ F[ a ] ]"), plainTexts()));
   for (const std::size_t details : small.all("details")) EXPECT_TRUE(small.elements[details].has("open"));
 }
 
