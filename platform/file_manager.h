@@ -21,7 +21,7 @@ struct FileStatus {
   /// The reason as a sentence; empty on success.
   std::string reason;
 
-  [[nodiscard]] bool ok() const { return code == 0; }
+  [[nodiscard]] bool ok() const { return code == 0; }  ///< Whether the operation succeeded.
 };
 
 /// Identifies a file and its state more reliably than the mtime alone, which programs can set.
@@ -33,6 +33,7 @@ struct FileVersion {
   /// The ctime: also changes with name and permissions; programs cannot set it.
   FileDate inodeDate = {};
 
+  /// Whether both are the same file, unchanged.
   friend bool operator==(const FileVersion&, const FileVersion&) = default;
 };
 

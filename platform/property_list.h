@@ -51,8 +51,8 @@ class PropertyListKey {
   constexpr PropertyListKey(const char* text) : PropertyListKey(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
-  [[nodiscard]] constexpr std::string_view text() const { return text_; }
-  [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }
+  [[nodiscard]] constexpr std::string_view text() const { return text_; }  ///< The key.
+  [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }     ///< hashOf() the key.
 
   /// FNV-1a. It only skips comparisons in a linear scan, so deliberate collisions gain nothing.
   [[nodiscard]] static constexpr std::uint32_t hashOf(std::string_view text) {

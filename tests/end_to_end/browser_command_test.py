@@ -2,9 +2,9 @@
 """tarvel browser, and what the doctor says of browsers, in a home of its own."""
 
 import json
-import unittest
 
-from support import HomeTest
+import runner
+from home import HomeTest
 
 NAME = "org.tarvel.browser_host.json"
 
@@ -32,7 +32,7 @@ class BrowserCommandTest(HomeTest):
     def test_lists_every_known_browser_and_tells_which_are_found(self):
         self.install("firefox-esr")
         (self.home / ".config/BraveSoftware/Brave-Browser").mkdir(parents=True)
-        facts = {one["browser"]: one for one in json.loads(self.browser("list", "--json"))}
+        facts = {one["browser"]: one for one in json.loads(self.browser("list", "--json"))["browsers"]}
         self.assertEqual(set(facts), {"chromium", "chrome", "brave", "edge", "vivaldi", "firefox"})
         self.assertEqual({name for name, one in facts.items() if one["isFound"]}, {"brave", "firefox"})
         self.assertIn("Vivaldi (vivaldi): not found, not set up.", self.browser("list"))
@@ -65,9 +65,9 @@ class BrowserCommandTest(HomeTest):
         self.assertIn("No browser was found.", self.browser("enable"))
         self.assertEqual(self.files(), before)
 
-    def test_a_folder_that_cannot_be_made_is_told(self):
+    def test_a_folder_that_cannot_be_made_is_reported(self):
         (self.home / ".mozilla").write_text("in the way")
-        self.assertIn("could not be written", self.browser("enable", "firefox", status=12))
+        self.assertIn("Firefox was not set up", self.browser("enable", "firefox", status=12))
 
     def test_a_missing_host_is_a_problem_that_enable_mends(self):
         self.browser("enable", "firefox")
@@ -77,7 +77,7 @@ class BrowserCommandTest(HomeTest):
         self.browser("enable", "firefox")
         self.assertEqual(json.loads(self.firefox.read_text()), facts)
 
-    def test_status_tells_whether_browsers_sort_by_themselves(self):
+    def test_status_shows_whether_browsers_sort_automatically(self):
         self.assertIn("Automatic sorting in browsers is off.", self.browser())
         self.tarvel("settings", "set", "AutoSortBrowsers", "yes")
         self.assertIn("Automatic sorting in browsers is on.", self.browser("status"))
@@ -85,4 +85,4 @@ class BrowserCommandTest(HomeTest):
         self.assertIn("no browser is set up", self.tarvel("doctor").stdout.decode())
 
 
-unittest.main()
+runner.main()

@@ -69,7 +69,7 @@ class Tree(unittest.TestCase):
 
     def message(self, command, **variables):
         """The command's message about a missing file."""
-        environment = {"HOME": "/nonexistent", "PATH": os.environ["PATH"], **variables}
+        environment = {"HOME": "/no-home", "PATH": os.environ["PATH"], **variables}
         for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
             if name in os.environ:
                 environment[name] = os.environ[name]
@@ -128,7 +128,7 @@ class InstalledTree(Tree):
         calls = {}
         for language in ("en_US.UTF-8", "C.UTF-8", "sv_SE.UTF-8"):
             # LeakSanitizer cannot run under another tracer.
-            environment = {"HOME": "/nonexistent", "LANG": language, "ASAN_OPTIONS": "detect_leaks=0"}
+            environment = {"HOME": "/no-home", "LANG": language, "ASAN_OPTIONS": "detect_leaks=0"}
             done = subprocess.run(trace, env=environment, capture_output=True, text=True, check=False)
             if "PTRACE_TRACEME" in done.stderr or "ptrace" in done.stderr:
                 self.skipTest("this machine does not permit tracing")

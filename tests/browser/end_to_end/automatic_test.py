@@ -82,7 +82,8 @@ class AutomaticTest(BrowserCase):
     def test_is_turned_on_and_off_in_the_page(self):
         self.browser.click("automatic")
         wait_for(lambda: self.settings("get", "AutoSortBrowsers") == "yes\n", "the setting")
-        wait_for(lambda: self.browser.is_enabled("automatic"), "the box")
+        box = 'document.getElementById("automatic")'
+        wait_for(lambda: self.browser.evaluate(f"{box}.checked && !{box}.disabled"), "the checked box")
         self.browser.click("automatic")
         wait_for(lambda: self.settings("get", "AutoSortBrowsers") == "no\n", "the setting")
 
