@@ -14,7 +14,11 @@ namespace tarvel {
 
 namespace {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::uint32_t kSeeds = 100;
+#else
 constexpr std::uint32_t kSeeds = 400;
+#endif
 
 class BothBrowsers : public testing::TestWithParam<BrowserFamily> {};
 INSTANTIATE_TEST_SUITE_P(Plans, BothBrowsers, testing::Values(BrowserFamily::kChromium, BrowserFamily::kFirefox),
