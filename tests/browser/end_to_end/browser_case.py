@@ -96,7 +96,8 @@ class BrowserCase(unittest.TestCase):
     def assert_sorted(self):
         """No plan has anything left to do."""
         self.reload()
-        self.assertEqual(self.browser.text("counts"), "Everything is in order.")
+        # The page refreshes shortly after the last event.
+        self.browser.wait_for_text("counts", "Everything is in order.")
 
     def wait_until_settled(self, seconds):
         """Time in which nothing may happen: to see that nothing does."""
