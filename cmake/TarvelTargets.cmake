@@ -50,8 +50,8 @@ function(tarvel_unity target)
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-  # Names of two sources that are one here do not clash in the other builds, which have these warnings.
-  target_compile_options(${target} PRIVATE -Wno-subobject-linkage -Wno-shadow)
+  # It takes a source that another one includes for a header.
+  target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
     cmake_path(GET source PARENT_PATH room)

@@ -162,15 +162,15 @@ TEST(XmlWriter, TextOutOfProportionToTheBinaryFileIsRefused) {
   const PropertyListArray root = source->makeArray(0);
   const PropertyListValue text = source->makeString(std::string(1 << 20, 'x'));
   for (int i = 0; i < 1100; ++i) root.append(text);
-  PlistSerialization serialization;
-  const std::string file = serialization.dataWithPropertyList({source, root.value()}, kBinaryFormat).data.joined();
-  const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(file));
+  PlistSerialization lists;
+  const std::string file = lists.dataWithPropertyList({source, root.value()}, kBinaryFormat).data.joined();
+  const PropertyListReading reading = lists.propertyListFromData(Data::copyOf(file));
   ASSERT_FALSE(reading.error.has_value());
-  const PropertyListWriting writing = serialization.dataWithPropertyList(reading.list, kXmlFormat);
+  const PropertyListWriting writing = lists.dataWithPropertyList(reading.list, kXmlFormat);
   ASSERT_TRUE(writing.error.has_value());
   EXPECT_NE(writing.error->description.find("out of proportion"), std::string::npos);
   // The binary form keeps what is shared, and so has no such limit.
-  EXPECT_FALSE(serialization.dataWithPropertyList(reading.list, kBinaryFormat).error.has_value());
+  EXPECT_FALSE(lists.dataWithPropertyList(reading.list, kBinaryFormat).error.has_value());
 }
 
 }  // namespace

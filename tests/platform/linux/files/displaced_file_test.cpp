@@ -118,9 +118,9 @@ TEST_F(DisplacedFile, AnyReadOrWriteInTheFolderPutsASaveBack) {
 TEST_F(DisplacedFile, InASharedFolderAnotherUsersFileIsNotPutBack) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can make another user's file";
   prepare("own", "save");
-  constexpr uid_t kNobody = 65534;
+  constexpr uid_t kOtherUserNumber = 65534;
   ASSERT_EQ(::chmod(directory.path().c_str(), 01777), 0);
-  ASSERT_EQ(::chown(directory.path(name).c_str(), kNobody, kNobody), 0);
+  ASSERT_EQ(::chown(directory.path(name).c_str(), kOtherUserNumber, kOtherUserNumber), 0);
   EXPECT_TRUE(manager.contentsAtPath(directory.path("f")).status.ok());
   EXPECT_EQ(directory.read("f"), "sorted");
   EXPECT_EQ(kept(), std::vector<std::string>{directory.path(name)});

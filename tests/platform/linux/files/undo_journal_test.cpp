@@ -44,8 +44,8 @@ struct WrittenFile : testing::Test {
     return kept_.c_str();
   }
   void giveToNobody(const std::string& name) {
-    constexpr uid_t kNobody = 65534;
-    ASSERT_EQ(::chown(cPath(name), kNobody, kNobody), 0);
+    constexpr uid_t kForeignUser = 65534;
+    ASSERT_EQ(::chown(cPath(name), kForeignUser, kForeignUser), 0);
   }
 
  private:
