@@ -304,6 +304,7 @@ class Chromium(RunningBrowser):
 
     def change_after_moves(self, count, change, folder):
         """Once so many entries have been moved, that is in the middle of a run, the user makes a change."""
+        self.hold_after_moves(count)
         self.others(
             f"""(() => {{
               const folder = {json.dumps(folder)};
@@ -317,6 +318,40 @@ class Chromium(RunningBrowser):
               }});
             }})()"""
         )
+
+    def hold_after_moves(self, count):
+        """Keeps the extension from moving on until it hears one more event than it has caused.
+
+        A page hears of a move late: on a busy machine the run would end before the page could change anything.
+        """
+        self.in_worker(
+            f"""(() => {{
+              const events = [chrome.bookmarks.onCreated, chrome.bookmarks.onRemoved, chrome.bookmarks.onMoved,
+                              chrome.bookmarks.onChildrenReordered];
+              const move = chrome.bookmarks.move;
+              let heard = 0, moved = 0, goOn = null;
+              const hear = () => {{ if (++heard > {count}) goOn?.(); }};
+              for (const event of events) event.addListener(hear);
+              chrome.bookmarks.move = async (...details) => {{
+                const answer = await move(...details);
+                if (++moved < {count}) return answer;
+                chrome.bookmarks.move = move;
+                if (heard <= {count}) await new Promise((resolve) => {{ goOn = resolve; }});
+                for (const event of events) event.removeListener(hear);
+                return answer;
+              }};
+            }})()"""
+        )
+
+    def in_worker(self, expression):
+        """Evaluates in the background of the extension, which an open page keeps running."""
+        def worker():
+            targets = self.command("Target.getTargets")["targetInfos"]
+            return next((t["targetId"] for t in targets if t["type"] == "service_worker" and CHROMIUM_ID in t["url"]), None)
+
+        target = wait_for(worker, "the background")
+        session = self.command("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
+        return self.evaluate_in(session, expression)
 
     def is_changed(self):
         return self.others("window.changed")
