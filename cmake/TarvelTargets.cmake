@@ -32,8 +32,9 @@ if(TARVEL_SANITIZERS)
     -fno-omit-frame-pointer)
   target_link_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS})
 else()
-  # The sanitizers check these calls themselves.
-  target_compile_options(tarvel_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  # The sanitizers check these calls themselves. It needs optimisation, which tarvel_unoptimised() turns off.
+  target_compile_options(tarvel_flags INTERFACE
+    $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:TARVEL_UNOPTIMISED>>>>:-D_FORTIFY_SOURCE=2>)
 endif()
 if(TARVEL_FUZZERS)
   target_compile_options(tarvel_flags INTERFACE -fsanitize=fuzzer-no-link)
@@ -43,10 +44,15 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
-# tarvel_unity(target): under the sanitizers the sources of a room are compiled as one, in a fraction of the time. The
-# other builds compile each alone and so show that it includes what it uses.
+# tarvel_unoptimised(target): code of tests, which takes longer to compile than to run.
+function(tarvel_unoptimised target)
+  set_target_properties(${target} PROPERTIES TARVEL_UNOPTIMISED ON)
+  target_compile_options(${target} PRIVATE -O0)
+endfunction()
+
+# tarvel_unity(target): compiles the sources of each folder as one file, in a fraction of the time.
 function(tarvel_unity target)
-  if(NOT TARVEL_SANITIZERS OR TARVEL_FUZZERS)
+  if(TARVEL_FUZZERS)
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
@@ -54,9 +60,18 @@ function(tarvel_unity target)
   target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
-    cmake_path(GET source PARENT_PATH room)
-    set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${room}")
+    cmake_path(GET source PARENT_PATH folder)
+    cmake_path(RELATIVE_PATH folder BASE_DIRECTORY "${PROJECT_SOURCE_DIR}")
+    set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${folder}")
   endforeach()
+endfunction()
+
+# tarvel_sanitized_unity(target): the same under the sanitizers only. The other builds compile each source of the product
+# alone, which shows that it includes what it uses.
+function(tarvel_sanitized_unity target)
+  if(TARVEL_SANITIZERS)
+    tarvel_unity(${target})
+  endif()
 endfunction()
 
 # tarvel_library(name [DEPENDS target...]): a static library of all sources in the current folder and below.
@@ -65,7 +80,7 @@ function(tarvel_library name)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
-  tarvel_unity(${name})
+  tarvel_sanitized_unity(${name})
 endfunction()
 
 # tarvel_slow_to_compile(file...): sources dominated by third-party templates. Sanitizer builds do not optimise them: same

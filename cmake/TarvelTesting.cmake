@@ -14,10 +14,10 @@ set(TARVEL_TEST_ENVIRONMENT
   "TARVEL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
   "LC_ALL=C.UTF-8")
 
-# tarvel_quick_tests(target): under the sanitizers, compiles test code without optimisation and with precompiled headers,
-# which is quicker. Other builds do neither, so they find missing includes and show the optimiser's warnings.
-function(tarvel_quick_tests target)
-  if(NOT TARVEL_SANITIZERS)
+# tarvel_quick_to_compile(target): test code without optimisation, with precompiled headers, and each folder as one file.
+# Compiling the tests one by one takes longer than everything else.
+function(tarvel_quick_to_compile target)
+  if(TARVEL_FUZZERS)
     return()
   endif()
   if(NOT TARGET tarvel_test_headers)
@@ -25,13 +25,14 @@ function(tarvel_quick_tests target)
     file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
     add_executable(tarvel_test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
     target_link_libraries(tarvel_test_headers PRIVATE tarvel_flags GTest::gmock GTest::gtest nlohmann_json::nlohmann_json)
-    target_compile_options(tarvel_test_headers PRIVATE -O0)
+    tarvel_unoptimised(tarvel_test_headers)
     target_precompile_headers(tarvel_test_headers PRIVATE <algorithm> <array> <chrono> <filesystem> <fstream> <functional>
       <map> <memory> <optional> <random> <set> <string> <thread> <vector> <gmock/gmock.h> <gtest/gtest.h>
       <nlohmann/json.hpp>)
   endif()
-  target_compile_options(${target} PRIVATE -O0)
+  tarvel_unoptimised(${target})
   target_precompile_headers(${target} REUSE_FROM tarvel_test_headers)
+  tarvel_unity(${target})
 endfunction()
 
 # tarvel_sharded_test(name): the program's tests in a few processes, since each process costs a sanitized program a tenth of
@@ -53,9 +54,8 @@ function(tarvel_test name)
   add_executable(${name} ${sources})
   target_link_libraries(${name} PRIVATE tarvel_flags ${ARG_DEPENDS} GTest::gmock GTest::gtest_main
     nlohmann_json::nlohmann_json)
-  tarvel_quick_tests(${name})
+  tarvel_quick_to_compile(${name})
   if(TARVEL_SANITIZERS)
-    tarvel_unity(${name})
     tarvel_sharded_test(${name})
     return()
   endif()
