@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 """Whole processes side by side, doing the same job on the same files, in one run.
 
-compare.py BUILD_FOLDER [--sizes 1000,10000,100000] [--rounds 7] [--timeout 120] [--shapes]
+compare.py BUILD_FOLDER [--shapes shuffled,real] [--sizes 1000,10000,100000] [--rounds 7] [--timeout 120] [--growth] [--alone]
 
 The programs take turns, so that what slows the machine down slows all of them. For each: the median processor time (user
 and system), the median wall time, the largest memory, and the ratios to `tarvel sort` and to merely reading and writing
-the same bytes. With --shapes the growth cases are run too, by tarvel alone.
+the same bytes. With --growth the growth cases are run too, by tarvel alone. Shapes: see generate_bookmarks.h.
 """
 
 import argparse
+import itertools
 import os
 import pathlib
 import shutil
@@ -19,8 +20,10 @@ import tempfile
 import time
 
 OWN_MEMORY = 32 << 20
+#: What the ratios need.
+KEPT = ["read and write the bytes", "tarvel sort"]
 HERE = pathlib.Path(__file__).resolve().parent
-SHAPES = {
+GROWTH_CASES = {
     "same-named": [2000, 10000],
     "deep": [2000],
     "flat": [100000, 1000000],
@@ -83,9 +86,9 @@ def measure(contenders, original, folder, rounds, timeout):
     return {n: [statistics.median(column) for column in zip(*r)] for n, r in results.items() if r}, given_up
 
 
-def table(size, original, medians, given_up):
+def table(title, original, medians, given_up):
     bytes_ = original.stat().st_size
-    print(f"\n### {size:,} bookmarks, {bytes_ / 1e6:.1f} MB\n")
+    print(f"\n### {title}, {bytes_ / 1e6:.1f} MB\n")
     print("| | CPU ms | wall ms | memory, times the file | CPU, times tarvel | CPU, times the bytes |")
     print("|---|---|---|---|---|---|")
     ours, floor = medians["tarvel sort"][0], medians["read and write the bytes"][0]
@@ -106,26 +109,30 @@ def generate(build, folder, count, shape):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--shapes", default="shuffled,real")
     parser.add_argument("--sizes", default="1000,10000,100000")
     parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--timeout", type=float, default=120)
-    parser.add_argument("--shapes", action="store_true")
+    parser.add_argument("--growth", action="store_true")
+    parser.add_argument("--alone", action="store_true", help="without the peers")
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         contenders = programs(options.build)
         tarvel = contenders["tarvel sort"]
-        for size in map(int, options.sizes.split(",")):
-            original = generate(options.build, folder, size, "shuffled")
+        if options.alone:
+            contenders = {name: contenders[name] for name in KEPT}
+        for size, shape in itertools.product(map(int, options.sizes.split(",")), options.shapes.split(",")):
+            original = generate(options.build, folder, size, shape)
             shutil.copy(original, folder / "sorted.plist")
             run([*tarvel, str(folder / "sorted.plist")], 0)
             medians, given_up = measure(
                 {**contenders, "tarvel sort (in order)": tarvel}, original, folder, options.rounds, options.timeout
             )
-            table(size, original, medians, given_up)
-        if options.shapes:
+            table(f"{size:,} bookmarks, {shape}", original, medians, given_up)
+        if options.growth:
             print("\n### Growth cases\n\n| case | entries | file MB | CPU ms | memory, times the larger file |\n|---|---|---|---|---|")
-            for shape, counts in SHAPES.items():
+            for shape, counts in GROWTH_CASES.items():
                 for count in counts:
                     original = generate(options.build, folder, count, shape)
                     before = original.stat().st_size

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -15,12 +16,31 @@ constexpr std::array kWords = {"alpha", "beta",   "gamma",   "delta",   "news", 
                                "music", "video",  "photo",   "travel",  "home", "food",  "science", "maps",  "code",
                                "paper", "garden", "kitchen", "history", "shop", "tools", "weather", "radio", "games"};
 constexpr std::array kOtherWords = {"Ärzte", "café", "über", "naïve", "日本語", "Łódź", "Ελλάδα", "Москва"};
+/// The usual reason for a title that is not ASCII.
+constexpr std::array kMarks = {" – ", " — ", " · ", " • ", "’s ", " “quoted” ", "… "};
 constexpr std::size_t kDeepest = 250;
+
+/// How often something occurs, in percent, and how large folders are.
+struct Shares {
+  std::uint64_t marks = 0;
+  std::uint64_t otherScripts = 8;
+  std::uint64_t duplicates = 0;
+  std::uint64_t sameNamed = 0;
+  std::uint64_t untitled = 0;
+  std::uint64_t sync = 33;
+  std::uint64_t readingList = 0;  ///< Of all bookmarks.
+  std::size_t leastInFolder = 20;
+  std::size_t mostInFolder = 60;
+};
+constexpr Shares kReal = {8, 2, 3, 4, 1, 20, 1, 15, 35};
 
 class Generator {
  public:
   Generator(std::uint64_t seed, std::string_view shape)
-      : random_(seed), shape_(shape), owner_(std::make_shared<PropertyListTree>()) {}
+      : random_(seed),
+        shape_(shape),
+        shares_(shape == "real" ? kReal : Shares()),
+        owner_(std::make_shared<PropertyListTree>()) {}
 
   PropertyList make(std::size_t count) {
     const PropertyListDictionary root = node("WebBookmarkTypeList");
@@ -28,11 +48,15 @@ class Generator {
     children.append(titled("WebBookmarkTypeProxy", "History").value());
     const PropertyListDictionary bar = titled("WebBookmarkTypeList", "BookmarksBar");
     const PropertyListDictionary menu = titled("WebBookmarkTypeList", "BookmarksMenu");
-    const bool isShuffled = shape_ == "shuffled";
-    bar.set("Children", (isShuffled ? folders(count / 10) : owner_->makeArray(0)).value());
-    menu.set("Children", (isShuffled ? folders(count - count / 10) : shaped(count)).value());
+    const bool hasFolders = shape_ == "shuffled" || shape_ == "real";
+    const std::size_t inReadingList = count * shares_.readingList / 100;
+    const std::size_t inBar = hasFolders ? count / 10 : 0;
+    bar.set("Children", (hasFolders ? folders(inBar) : owner_->makeArray(0)).value());
+    const std::size_t inMenu = count - inBar - inReadingList;
+    menu.set("Children", (hasFolders ? folders(inMenu) : shaped(inMenu)).value());
     children.append(bar.value());
     children.append(menu.value());
+    if (inReadingList > 0) children.append(readingList(inReadingList).value());
     root.set("Children", children.value());
     root.setString("Title", "");
     root.set("WebBookmarkFileVersion", owner_->makeInteger(1));
@@ -41,6 +65,7 @@ class Generator {
 
  private:
   std::uint64_t pick(std::uint64_t below) { return random_() % below; }
+  bool occurs(std::uint64_t percent) { return percent > 0 && pick(100) < percent; }
 
   std::string uuid() {
     std::array<char, 40> text{};
@@ -71,8 +96,21 @@ class Generator {
     for (std::uint64_t words = 2 + pick(4); words > 0; --words) {
       text += (text.empty() ? "" : " ") + std::string(kWords[pick(kWords.size())]);
     }
-    if (pick(12) == 0) text += " " + std::string(kOtherWords[pick(kOtherWords.size())]);
+    if (occurs(shares_.marks)) text += std::string(kMarks[pick(kMarks.size())]) + kWords[pick(kWords.size())];
+    if (occurs(shares_.otherScripts)) text += " " + std::string(kOtherWords[pick(kOtherWords.size())]);
     return text + " " + std::to_string(pick(1000));
+  }
+
+  /// Usually a new title; sometimes that of the previous entry, or none.
+  std::optional<std::string> nextTitle() {
+    if (occurs(shares_.untitled)) return std::nullopt;
+    if (lastTitle_.empty() || !occurs(shares_.sameNamed)) lastTitle_ = title();
+    return lastTitle_;
+  }
+
+  std::size_t nextSerial() {
+    if (serial_ > 0 && occurs(shares_.duplicates)) return pick(serial_);
+    return serial_++;
   }
 
   std::string address(std::size_t serial) {
@@ -87,11 +125,25 @@ class Generator {
   PropertyListValue leaf() {
     const PropertyListDictionary made = node("WebBookmarkTypeLeaf");
     const PropertyListDictionary uri = owner_->makeDictionary();
-    uri.setString("title", title());
+    if (const auto title = nextTitle()) uri.setString("title", *title);
     made.set("URIDictionary", uri.value());
-    made.setString("URLString", address(serial_++));
-    if (pick(3) == 0) addSync(made);
+    made.setString("URLString", address(nextSerial()));
+    if (occurs(shares_.sync)) addSync(made);
     return made.value();
+  }
+
+  PropertyListDictionary readingList(std::size_t count) {
+    const PropertyListDictionary made = titled("WebBookmarkTypeList", "com.apple.ReadingList");
+    made.set("ShouldOmitFromUI", owner_->makeBoolean(true));
+    const PropertyListArray children = leaves(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const PropertyListDictionary details = owner_->makeDictionary();
+      details.set("DateAdded", owner_->makeDate(static_cast<double>(600'000'000 + pick(100'000'000))));
+      details.setString("PreviewText", title() + " " + title());
+      children.at(i).dictionary().set("ReadingList", details.value());
+    }
+    made.set("Children", children.value());
+    return made;
   }
 
   /// Data that the browser adds to some entries and that no other program reads.
@@ -115,7 +167,8 @@ class Generator {
     const PropertyListArray children = owner_->makeArray(0);
     std::vector<PropertyListArray> open = {children};
     while (count > 0) {
-      const std::size_t size = std::min<std::size_t>(count, 20 + pick(41));
+      const std::size_t size =
+          std::min<std::size_t>(count, shares_.leastInFolder + pick(shares_.mostInFolder - shares_.leastInFolder + 1));
       const PropertyListDictionary folder = titled("WebBookmarkTypeList", title());
       folder.set("Children", leaves(size).value());
       open[pick(open.size())].append(folder.value());
@@ -140,6 +193,8 @@ class Generator {
 
   std::mt19937_64 random_;
   std::string shape_;
+  Shares shares_;
+  std::string lastTitle_;
   std::shared_ptr<PropertyListTree> owner_;
   std::size_t serial_ = 0;
 };
@@ -147,8 +202,8 @@ class Generator {
 }  // namespace
 
 PropertyList generateBookmarks(std::size_t count, std::uint64_t seed, std::string_view shape) {
-  constexpr std::array<std::string_view, 7> kShapes = {
-      "shuffled", "flat", "same-named", "identical-addresses", "half-duplicates", "common-prefix", "deep"};
+  constexpr std::array<std::string_view, 8> kShapes = {
+      "real", "shuffled", "flat", "same-named", "identical-addresses", "half-duplicates", "common-prefix", "deep"};
   for (const std::string_view known : kShapes) {
     if (shape == known) return Generator(seed, shape).make(count);
   }
