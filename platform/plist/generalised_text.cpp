@@ -36,20 +36,25 @@ char32_t decodeOne(std::string_view text, std::size_t& at) {
 
 bool isAscii(std::span<const std::uint8_t> bytes) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080U;
-  const std::uint8_t* at = bytes.data();
-  std::size_t left = bytes.size();
-  std::uint64_t seen = 0;
-  for (; left >= 8; left -= 8, at += 8) {
+  constexpr std::size_t kWord = sizeof kHighBits;
+  const auto wordAt = [bytes](std::size_t at, std::size_t size) {
     std::uint64_t word = 0;
-    std::memcpy(&word, at, 8);
-    seen |= word;
-  }
-  for (; left > 0; --left, ++at) seen |= *at;
+    std::memcpy(&word, bytes.data() + at, size);
+    return word;
+  };
+  if (bytes.empty()) return true;
+  if (bytes.size() < kWord) return (wordAt(0, bytes.size()) & kHighBits) == 0;
+  // The last word may overlap the one before it.
+  std::uint64_t seen = wordAt(bytes.size() - kWord, kWord);
+  for (std::size_t at = 0; at + kWord <= bytes.size(); at += kWord) seen |= wordAt(at, kWord);
   return (seen & kHighBits) == 0;
 }
 
-void appendUtf8(char32_t codePoint, std::string& text) {
-  const auto put = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
+namespace {
+
+/// Writes one code point to `out`, and returns the end of what it wrote: at most four bytes.
+char* putUtf8(char32_t codePoint, char* out) {
+  const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
   if (codePoint < 0x80) {
     put(codePoint);
   } else if (codePoint < 0x800) {
@@ -65,18 +70,31 @@ void appendUtf8(char32_t codePoint, std::string& text) {
     put(0x80 | (codePoint >> 6 & 0x3F));
     put(0x80 | (codePoint & 0x3F));
   }
+  return out;
+}
+
+}  // namespace
+
+void appendUtf8(char32_t codePoint, std::string& text) {
+  char bytes[4];
+  text.append(bytes, putUtf8(codePoint, bytes));
 }
 
 void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text) {
   const std::size_t units = utf16.size() / 2;
   const auto unitAt = [utf16](std::size_t i) { return static_cast<char32_t>(utf16[2 * i] << 8 | utf16[2 * i + 1]); };
+  constexpr std::size_t kMostPerUnit = 3;
+  const std::size_t start = text.size();
+  text.resize(start + units * kMostPerUnit);
+  char* out = text.data() + start;
   for (std::size_t i = 0; i < units; ++i) {
     char32_t codePoint = unitAt(i);
     if (isHighSurrogate(codePoint) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
       codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (unitAt(++i) - 0xDC00);
     }
-    appendUtf8(codePoint, text);
+    out = putUtf8(codePoint, out);
   }
+  text.resize(static_cast<std::size_t>(out - text.data()));
 }
 
 void appendUtf16FromUtf8(std::string_view text, std::string& utf16) {
