@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <iterator>
 
 namespace tarvel {
 
@@ -25,20 +26,24 @@ class LeafTable {
         entries_(std::bit_ceil(std::max<std::size_t>(leaves + leaves / 3, 16))),
         mask_(entries_.size() - 1) {}
 
-  static constexpr std::size_t kBatch = 16;
-
-  /// For up to kBatch leaves: the leaf already known with the same bytes, or the leaf itself.
-  void findOrAdd(std::span<const Slot> leaves, std::array<Slot, kBatch>& known) {
+  /// Calls `use` for each leaf with the one already known that has the same bytes, or with itself.
+  template <typename Use>
+  void findOrAdd(std::span<const Slot> leaves, Use use) {
     std::array<std::uint64_t, kBatch> hashes{};
-    for (std::size_t i = 0; i < leaves.size(); ++i) {
-      const auto bytes = storage_.encoded(leaves[i]);
-      hashes[i] = XXH3_64bits_withSeed(bytes.data(), bytes.size(), storage_.hashSeed);
-      __builtin_prefetch(&entries_[hashes[i] & mask_], 1);
+    for (std::size_t begin = 0; begin < leaves.size(); begin += kBatch) {
+      const auto batch = leaves.subspan(begin, std::min(kBatch, leaves.size() - begin));
+      for (std::size_t i = 0; i < batch.size(); ++i) {
+        const auto bytes = storage_.encoded(batch[i]);
+        hashes[i] = XXH3_64bits_withSeed(bytes.data(), bytes.size(), storage_.hashSeed);
+        __builtin_prefetch(&entries_[hashes[i] & mask_], 1);
+      }
+      for (std::size_t i = 0; i < batch.size(); ++i) use(batch[i], findOrAddOne(batch[i], hashes[i]));
     }
-    for (std::size_t i = 0; i < leaves.size(); ++i) known[i] = findOrAddOne(leaves[i], hashes[i]);
   }
 
  private:
+  static constexpr std::size_t kBatch = 16;
+
   struct Entry {
     std::uint32_t check = 0;
     Slot leaf = kNoSlot;
@@ -60,6 +65,34 @@ class LeafTable {
 
   PropertyListAccess::Storage& storage_;
   LargeVector<Entry> entries_;
+  std::size_t mask_;
+};
+
+/// Which leaves may equal one of a few: by their first bytes, a few bits each.
+class LeafFilter {
+ public:
+  LeafFilter(const PropertyListAccess::Storage& storage, std::span<const Slot> leaves)
+      : storage_(storage), bits_(std::bit_ceil(leaves.size() * kBitsPerLeaf)), mask_(bits_.size() - 1) {
+    for (const Slot leaf : leaves) bits_[place(leaf)] = true;
+  }
+
+  [[nodiscard]] bool mayEqualOne(Slot leaf) const { return bits_[place(leaf)]; }
+
+ private:
+  static constexpr std::size_t kBitsPerLeaf = 16;
+
+  /// Of equal leaves it is the same: that of their marker, length and last bytes.
+  [[nodiscard]] std::size_t place(Slot leaf) const {
+    const auto bytes = storage_.encoded(leaf);
+    std::uint64_t end = 0;
+    const std::size_t size = std::min(bytes.size(), sizeof end);
+    std::memcpy(&end, bytes.data() + bytes.size() - size, size);
+    constexpr std::uint64_t kOdd = 0x9E37'79B9'7F4A'7C15U;
+    return ((end * kOdd ^ bytes.size() ^ bytes.front()) * kOdd >> 24) & mask_;
+  }
+
+  const PropertyListAccess::Storage& storage_;
+  std::vector<bool> bits_;
   std::size_t mask_;
 };
 
@@ -151,14 +184,12 @@ Slot ObjectNumbering::mergedInto(Slot slot) const {
 
 void ObjectNumbering::reachLeaf(Slot leaf) {
   if (slotTag(leaf) == kSourceTag) {
-    if (objects_[leaf] == kNoSlot) ++leafCount_;
     objects_[leaf] = leaf;
     return;
   }
   std::uint32_t& number = madeNumbers_[slotIndex(leaf)];
   if (number != kUnreached) return;
   number = kClosed;
-  ++leafCount_;
   newcomers_.push_back(leaf);
 }
 
@@ -167,40 +198,30 @@ void ObjectNumbering::reachKeys(std::uint32_t shape) {
   for (const Slot key : storage_.shapes[shape].keys) reachLeaf(key);
 }
 
-/// Of equal leaves one is written: of the source's the one with the lowest number, else the one met first.
+/// Of equal leaves one is written. Those of the source stay as they were: only new ones can be new repeats, of each
+/// other or of one in the source.
 void ObjectNumbering::mergeEqualLeaves() {
-  LeafTable table(storage_, leafCount_);
-  std::array<Slot, LeafTable::kBatch> batch{};
-  std::array<Slot, LeafTable::kBatch> known{};
-  std::size_t filled = 0;
-  const auto flush = [&] {
-    table.findOrAdd({batch.data(), filled}, known);
-    for (std::size_t i = 0; i < filled; ++i) {
-      if (known[i] != batch[i]) duplicates_.push_back({batch[i], known[i]});
-    }
-    filled = 0;
-  };
-  const auto add = [&](Slot slot) {
-    batch[filled++] = slot;
-    if (filled == batch.size()) flush();
-  };
+  std::vector<Slot> made;
+  std::ranges::copy_if(newcomers_, std::back_inserter(made), [](Slot slot) { return !isContainerSlot(slot); });
+  if (made.empty()) return;
+  const LeafFilter filter(storage_, made);
+  std::vector<Slot> similar;
   for (const Slot slot : objects_) {
-    if (slot != kNoSlot && !isContainerSlot(slot)) add(slot);
+    if (slot != kNoSlot && !isContainerSlot(slot) && filter.mayEqualOne(slot)) similar.push_back(slot);
   }
-  for (const Slot slot : newcomers_) {
-    if (!isContainerSlot(slot)) add(slot);
-  }
-  flush();
-  for (const Duplicate& duplicate : duplicates_) {
-    if (slotTag(duplicate.leaf) == kSourceTag) objects_[duplicate.leaf] = kNoSlot;
-    if (slotTag(duplicate.leaf) == kMadeTag) madeNumbers_[slotIndex(duplicate.leaf)] = kMerged;
-  }
+  LeafTable table(storage_, similar.size() + made.size());
+  table.findOrAdd(similar, [](Slot /*leaf*/, Slot /*known*/) {});
+  table.findOrAdd(made, [this](Slot leaf, Slot known) {
+    if (known == leaf) return;
+    duplicates_.push_back({leaf, known});
+    madeNumbers_[slotIndex(leaf)] = kMerged;
+  });
 }
 
 void ObjectNumbering::setNumber(Slot slot, std::uint32_t number) {
   switch (slotTag(slot)) {
     case kSourceTag:
-      sourceNumbers_[slot] = number;
+      if (slot != number) movedNumbers_[slot] = number;
       break;
     case kMadeTag:
       madeNumbers_[slotIndex(slot)] = number;
@@ -233,7 +254,6 @@ void ObjectNumbering::assign(Slot root) {
   }
   objects_.resize(total, kNoSlot);
   auto newcomer = newcomers_.begin();
-  sourceNumbers_.resize(storage_.source.objectCount);
   for (std::uint32_t i = 0; i < total; ++i) {
     if (objects_[i] == kNoSlot) objects_[i] = *newcomer++;
     setNumber(objects_[i], i);

@@ -1,7 +1,8 @@
 #pragma once
 
+#include <tsl/robin_map.h>
+
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "platform/plist/large_memory.h"
@@ -24,7 +25,7 @@ class ObjectNumbering {
   [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
     switch (slotTag(slot)) {
       case kSourceTag:
-        return sourceNumbers_[slot];
+        return slot < objects_.size() && objects_[slot] == slot ? slot : movedNumbers_.at(slot);
       case kMadeTag:
         return madeNumbers_[slotIndex(slot)];
       default:
@@ -63,10 +64,10 @@ class ObjectNumbering {
   std::vector<Slot> newcomers_;
   std::vector<Duplicate> duplicates_;
   std::vector<bool> reachedShapes_;
-  std::uint32_t leafCount_ = 0;
   std::size_t depth_ = 0;
 
-  LargeVector<std::uint32_t> sourceNumbers_;
+  /// Of the source's objects that could not keep their numbers.
+  tsl::robin_map<Slot, std::uint32_t> movedNumbers_;
   LargeVector<std::uint32_t> madeNumbers_;
   LargeVector<std::uint32_t> containerNumbers_;
 };

@@ -96,13 +96,33 @@ TEST(BinaryForm, AnUnchangedValueKeepsItsTypeAndWidth) {
   EXPECT_EQ(again.at(3).string(), "new");
 }
 
-TEST(BinaryForm, EqualStringsNumbersDatesAndDataAreWrittenOnce) {
+TEST(BinaryForm, EqualNewStringsNumbersDatesAndDataAreWrittenOnce) {
+  PropertyList list{std::make_shared<PropertyListTree>(), {}};
+  const PropertyListArray array = list.tree->makeArray(8);
+  const std::uint8_t data[] = {1};
+  for (int i = 0; i < 2; ++i) array.append(list.tree->makeString("a"));
+  for (int i = 0; i < 2; ++i) array.append(list.tree->makeInteger(5));
+  for (int i = 0; i < 2; ++i) array.append(list.tree->makeDate(2));
+  for (int i = 0; i < 2; ++i) array.append(list.tree->makeData(data));
+  list.root = array.value();
+  const std::string date = bytes({0x33, 0x40, 0, 0, 0, 0, 0, 0, 0});
+  EXPECT_EQ(write(list),
+            fileOf({bytes({0xA8, 1, 1, 2, 2, 3, 3, 4, 4}), "Qa", bytes({0x10, 5}), date, bytes({0x41, 1})}, 0, 1, 1));
+}
+
+TEST(BinaryForm, EqualValuesThatTheFileStoresSeparatelyStaySeparate) {
   const std::string date = bytes({0x33, 0x40, 0, 0, 0, 0, 0, 0, 0});
   const std::string file = fileOf({bytes({0xA8, 1, 2, 3, 4, 5, 6, 7, 8}), "Qa", "Qa", bytes({0x10, 5}),
                                    bytes({0x10, 5}), date, date, bytes({0x41, 1}), bytes({0x41, 1})},
                                   0, 1, 1);
-  EXPECT_EQ(write(readGood(file)),
-            fileOf({bytes({0xA8, 1, 1, 3, 3, 2, 2, 4, 4}), "Qa", date, bytes({0x10, 5}), bytes({0x41, 1})}, 0, 1, 1));
+  EXPECT_EQ(write(readGood(file)), file);
+}
+
+TEST(BinaryForm, ANewValueJoinsTheFirstOfEqualOnesOfTheFile) {
+  const std::string file = fileOf({bytes({0xA3, 1, 2, 3}), "Qb", "Qa", "Qa"}, 0, 1, 1);
+  const PropertyList list = readGood(file);
+  list.root.array().append(list.tree->makeString("a"));
+  EXPECT_EQ(write(list), fileOf({bytes({0xA4, 1, 2, 3, 2}), "Qb", "Qa", "Qa"}, 0, 1, 1));
 }
 
 TEST(BinaryForm, EqualNumbersOfDifferentWidthStayTwo) {
