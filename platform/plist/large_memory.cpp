@@ -7,13 +7,12 @@
 namespace tarvel {
 
 void* takeLargeMemory(std::size_t size) {
-  // Aligned to a huge page, so that the first one can be one.
-  const std::size_t rounded = (size + kLargeMemory - 1) / kLargeMemory * kLargeMemory;
-  void* memory = std::aligned_alloc(kLargeMemory, rounded);
-  if (memory == nullptr) throw std::bad_alloc();
+  // Aligned to a huge page. The end stays on small pages, since all of a huge page is resident once it is touched.
+  void* memory = nullptr;
+  if (::posix_memalign(&memory, kLargeMemory, size) != 0) throw std::bad_alloc();
 #ifdef MADV_HUGEPAGE
   // Advice only: without it the memory is the same, in small pages.
-  (void)::madvise(memory, rounded, MADV_HUGEPAGE);
+  (void)::madvise(memory, size / kLargeMemory * kLargeMemory, MADV_HUGEPAGE);
 #endif
   return memory;
 }
