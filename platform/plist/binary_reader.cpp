@@ -3,7 +3,10 @@
 #include <xxhash.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <deque>
+#include <utility>
 #include <vector>
 
 #include "platform/plist/distinct_keys.h"
@@ -33,8 +36,8 @@ struct Frame {
   const std::uint8_t* references;
   std::uint32_t count;
   std::uint32_t next;
-  /// In a dictionary that repeats keys: which entries to keep. Empty otherwise.
-  std::vector<std::uint32_t> kept;
+  /// In a dictionary that repeats keys: the places of the entries to keep. Null otherwise.
+  const std::uint32_t* kept;
 };
 
 /// How dictionaries with one stretch of key references are made.
@@ -42,7 +45,12 @@ struct KnownKeys {
   const std::uint8_t* references;
   std::size_t size;
   std::uint32_t shape;
+  std::uint32_t count;  ///< Without repeated keys.
   std::vector<std::uint32_t> kept;
+
+  [[nodiscard]] bool areAt(const std::uint8_t* at, std::size_t atSize) const {
+    return size == atSize && std::memcmp(references, at, size) == 0;
+  }
 };
 
 bool isContainerKind(std::uint8_t marker) {
@@ -76,7 +84,8 @@ class BinaryReader {
   void reencode(std::uint32_t number, const std::uint8_t* object);
 
   bool openContainer(std::uint32_t number, Slot& slot);
-  bool findKeys(const std::uint8_t* references, std::uint32_t count, const KnownKeys*& known);
+  const KnownKeys* findKeys(const std::uint8_t* references, std::uint32_t count);
+  const KnownKeys* lookUpKeys(const std::uint8_t* references, std::uint32_t count, std::size_t size);
   bool readKeys(const std::uint8_t* references, std::uint32_t count, KnownKeys& known);
   bool readReference(const std::uint8_t* at, std::uint32_t& number);
 
@@ -89,7 +98,11 @@ class BinaryReader {
   std::uint64_t leafBytesLeft_ = 0;
   LargeVector<Seen> seen_;
   std::vector<Frame> stack_;
-  tsl::robin_map<std::uint64_t, KnownKeys> knownKeys_;
+  /// Keeps the addresses of what it holds.
+  std::deque<KnownKeys> knownKeys_;
+  tsl::robin_map<std::uint64_t, const KnownKeys*> knownKeysByHash_;
+  /// The keys found last, by their number and last reference.
+  std::array<const KnownKeys*, 16> recentKeys_{};
   tsl::robin_map<std::uint32_t, Slot> reencoded_;
   std::string error_;
 };
@@ -104,6 +117,7 @@ BinaryReading BinaryReader::read() {
   Slot root = kNoSlot;
   if (readTrailer() && checkOffsets() && readTree(root)) {
     reading.root = PropertyListAccess::value(&tree_, root);
+    source_.leafBytes = source_.objectCount + kOverlapFactor * source_.data.size() - leafBytesLeft_;
   }
   reading.error = error_;
   return reading;
@@ -172,7 +186,7 @@ bool BinaryReader::fill(Frame& frame, bool& descended) {
   const std::size_t depth = stack_.size();
   while (frame.next < frame.count) {
     const std::uint32_t entry = frame.next++;
-    const std::uint32_t place = frame.kept.empty() ? entry : frame.kept[entry];
+    const std::uint32_t place = frame.kept == nullptr ? entry : frame.kept[entry];
     std::uint32_t number = 0;
     if (!readReference(frame.references + std::size_t{place} * source_.referenceWidth, number)) return false;
     if (seen_[number] == Seen::kLeaf) {
@@ -309,42 +323,46 @@ bool BinaryReader::openContainer(std::uint32_t number, Slot& slot) {
   }
   if (counted.count + 1 > unfoldingLeft_) return fail("Shared containers unfold out of proportion to the file.");
   unfoldingLeft_ -= counted.count + 1;
-  Frame frame{0, number, counted.contents, static_cast<std::uint32_t>(counted.count), 0, {}};
+  Frame frame{0, number, counted.contents, static_cast<std::uint32_t>(counted.count), 0, nullptr};
   std::uint32_t shape = kArrayShape;
   if (kind == kSetMarker) {
     shape = kSetShape;
     storage_.holdsUnwritable = true;
   } else if (kind == kDictionaryMarker) {
-    const KnownKeys* known = nullptr;
-    if (!findKeys(frame.references, frame.count, known)) return false;
+    const KnownKeys* known = findKeys(frame.references, frame.count);
+    if (known == nullptr) return false;
     shape = known->shape;
     frame.references += known->size;
-    frame.kept = known->kept;
-    frame.count = storage_.shapes[shape].size();
+    frame.count = known->count;
+    if (!known->kept.empty()) frame.kept = known->kept.data();
   }
   frame.container = storage_.addContainer(shape, frame.count, number);
   storage_.containers[frame.container].count = frame.count;
   slot = kContainerTag | frame.container;
   seen_[number] = Seen::kOpenContainer;
-  stack_.push_back(std::move(frame));
+  stack_.push_back(frame);
   return true;
 }
 
-/// Real files repeat a few key lists over and over: the same references are the same keys.
-bool BinaryReader::findKeys(const std::uint8_t* references, std::uint32_t count, const KnownKeys*& known) {
+/// Real files repeat a few key lists over and over: the same references are the same keys. Null after a failure.
+const KnownKeys* BinaryReader::findKeys(const std::uint8_t* references, std::uint32_t count) {
   const std::size_t size = std::size_t{count} * source_.referenceWidth;
+  if (size == 0) return lookUpKeys(references, count, size);
+  const KnownKeys*& recent = recentKeys_[(references[size - 1] + count) % recentKeys_.size()];
+  if (recent == nullptr || !recent->areAt(references, size)) recent = lookUpKeys(references, count, size);
+  return recent;
+}
+
+const KnownKeys* BinaryReader::lookUpKeys(const std::uint8_t* references, std::uint32_t count, std::size_t size) {
   std::uint64_t hash = XXH3_64bits_withSeed(references, size, storage_.hashSeed);
-  for (auto found = knownKeys_.find(hash); found != knownKeys_.end(); found = knownKeys_.find(++hash)) {
-    const KnownKeys& earlier = found->second;
-    if (earlier.size == size && std::equal(references, references + size, earlier.references)) {
-      known = &earlier;
-      return true;
-    }
+  for (auto found = knownKeysByHash_.find(hash); found != knownKeysByHash_.end();
+       found = knownKeysByHash_.find(++hash)) {
+    if (found->second->areAt(references, size)) return found->second;
   }
-  KnownKeys fresh{references, size, 0, {}};
-  if (!readKeys(references, count, fresh)) return false;
-  known = &knownKeys_.emplace(hash, std::move(fresh)).first->second;
-  return true;
+  KnownKeys fresh{references, size, 0, 0, {}};
+  if (!readKeys(references, count, fresh)) return nullptr;
+  knownKeys_.push_back(std::move(fresh));
+  return knownKeysByHash_.emplace(hash, &knownKeys_.back()).first->second;
 }
 
 bool BinaryReader::readKeys(const std::uint8_t* references, std::uint32_t count, KnownKeys& known) {
@@ -357,6 +375,7 @@ bool BinaryReader::readKeys(const std::uint8_t* references, std::uint32_t count,
   }
   const DistinctKeys distinct = distinctKeys(storage_, keys);
   known.shape = storage_.shapeFor(distinct.keys);
+  known.count = static_cast<std::uint32_t>(distinct.keys.size());
   if (!distinct.hadDuplicates()) return true;
   // Of entries with one key the first counts.
   for (std::uint32_t i = 0; i < count; ++i) {

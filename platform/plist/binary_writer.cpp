@@ -68,25 +68,28 @@ class BinaryWriter {
       : storage_(storage),
         numbering_(numbering),
         output_(data),
-        referenceWidth_(widthFor(numbering.objects().size())) {}
+        referenceWidth_(widthFor(numbering.objects().size())),
+        keyReferences_(storage.shapes.size()) {}
 
   void write();
 
  private:
-  void writeObjects();
+  template <typename Offset>
+  void writeObjectsAndTable();
+  [[nodiscard]] bool isSmall() const;
+  void writeObject(std::uint32_t number, Slot slot);
   void writeContainer(std::uint32_t number, const Container& container);
-  [[nodiscard]] bool staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) const;
+  [[nodiscard]] bool staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length);
   [[nodiscard]] bool refersTo(const std::uint8_t* references, std::span<const Slot> slots) const;
-  [[nodiscard]] std::span<const Slot> keysOf(const Container& container) const;
+  [[nodiscard]] std::span<const std::uint8_t> keyReferencesOf(const Container& container);
   std::uint8_t* putReferences(std::uint8_t* out, std::span<const Slot> slots) const;
-  void writeTable(const LargeVector<std::uint64_t>& offsets, std::size_t width);
   void writeTrailer(std::size_t offsetWidth, std::uint64_t table);
 
   PropertyListAccess::Storage& storage_;
   const ObjectNumbering& numbering_;
   PieceCollector output_;
   std::size_t referenceWidth_;
-  LargeVector<std::uint64_t> offsets_;
+  std::vector<std::vector<std::uint8_t>> keyReferences_;
 };
 
 std::uint8_t kindOf(const Container& container) {
@@ -97,24 +100,46 @@ std::uint8_t kindOf(const Container& container) {
 void BinaryWriter::write() {
   std::copy_n(kHeader, sizeof kHeader, output_.reserve(sizeof kHeader));
   output_.commit(sizeof kHeader);
-  writeObjects();
+  if (isSmall()) {
+    writeObjectsAndTable<std::uint32_t>();
+  } else {
+    writeObjectsAndTable<std::uint64_t>();
+  }
+}
+
+/// Whether all offsets certainly fit into 32 bits. A reference takes up to twice as much as the slot for it, and that of
+/// the key as much again.
+bool BinaryWriter::isSmall() const {
+  constexpr std::uint64_t kReferences = 4;
+  return storage_.source.leafBytes + (1 + kReferences) * storage_.arena.size() <= UINT32_MAX;
+}
+
+template <typename Offset>
+void BinaryWriter::writeObjectsAndTable() {
+  const auto& objects = numbering_.objects();
+  LargeVector<Offset> offsets;
+  offsets.reserve(objects.size());
+  for (std::uint32_t number = 0; number < objects.size(); ++number) {
+    offsets.push_back(static_cast<Offset>(output_.size()));
+    writeObject(number, objects[number]);
+  }
   const std::uint64_t table = output_.size();
   const std::size_t width = widthFor(table);
-  writeTable(offsets_, width);
+  std::uint8_t* const start = output_.reserve(offsets.size() * width);
+  std::uint8_t* out = start;
+  for (const Offset offset : offsets) {
+    writeBigEndian(offset, width, out);
+    out += width;
+  }
+  output_.commit(static_cast<std::size_t>(out - start));
   writeTrailer(width, table);
 }
 
-void BinaryWriter::writeObjects() {
-  const auto& objects = numbering_.objects();
-  offsets_.reserve(objects.size());
-  for (std::uint32_t number = 0; number < objects.size(); ++number) {
-    offsets_.push_back(output_.size());
-    const Slot slot = objects[number];
-    if (isContainerSlot(slot)) {
-      writeContainer(number, storage_.containers[slotIndex(slot)]);
-    } else {
-      output_.refer(storage_.encoded(slot));
-    }
+void BinaryWriter::writeObject(std::uint32_t number, Slot slot) {
+  if (isContainerSlot(slot)) {
+    writeContainer(number, storage_.containers[slotIndex(slot)]);
+  } else {
+    output_.refer(storage_.encoded(slot));
   }
 }
 
@@ -124,25 +149,25 @@ void BinaryWriter::writeContainer(std::uint32_t number, const Container& contain
     output_.refer({storage_.source.object(number), length});
     return;
   }
-  const std::size_t entries = std::size_t{container.count} * (container.isDictionary() ? 2 : 1);
-  std::uint8_t* start = output_.reserve(kLongestHeader + entries * referenceWidth_);
+  const auto keys = keyReferencesOf(container);
+  std::uint8_t* start = output_.reserve(kLongestHeader + keys.size() + container.count * referenceWidth_);
   std::uint8_t* out = start + encodeCountedHeader(kindOf(container), container.count, start);
-  out = putReferences(out, keysOf(container));
+  out = std::ranges::copy(keys, out).out;
   out = putReferences(out, {container.slots, container.count});
   output_.commit(static_cast<std::size_t>(out - start));
 }
 
 /// Whether the source's object of this number says just what is to be written; its length then.
-bool BinaryWriter::staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) const {
+bool BinaryWriter::staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) {
   if (container.origin != number || storage_.source.referenceWidth != referenceWidth_) return false;
   const std::uint8_t* object = storage_.source.object(number);
   const CountedContents counted = countedContents(object);
   if (counted.count != container.count) return false;
-  const std::span<const Slot> keys = keysOf(container);
-  const std::uint8_t* values = counted.contents + keys.size() * referenceWidth_;
+  const auto keys = keyReferencesOf(container);
+  const std::uint8_t* values = counted.contents + keys.size();
   const std::uint8_t* end = values + container.count * referenceWidth_;
   length = static_cast<std::size_t>(end - object);
-  return refersTo(counted.contents, keys) && refersTo(values, {container.slots, container.count});
+  return std::equal(keys.begin(), keys.end(), counted.contents) && refersTo(values, {container.slots, container.count});
 }
 
 bool BinaryWriter::refersTo(const std::uint8_t* references, std::span<const Slot> slots) const {
@@ -153,9 +178,16 @@ bool BinaryWriter::refersTo(const std::uint8_t* references, std::span<const Slot
   return true;
 }
 
-std::span<const Slot> BinaryWriter::keysOf(const Container& container) const {
+/// The keys of a dictionary as they are written: the same for all of one shape, and made once.
+std::span<const std::uint8_t> BinaryWriter::keyReferencesOf(const Container& container) {
   if (!container.isDictionary()) return {};
-  return storage_.shapes[container.shape].keys;
+  std::vector<std::uint8_t>& references = keyReferences_[container.shape];
+  if (references.empty()) {
+    const std::vector<Slot>& keys = storage_.shapes[container.shape].keys;
+    references.resize(keys.size() * referenceWidth_);
+    putReferences(references.data(), keys);
+  }
+  return references;
 }
 
 std::uint8_t* BinaryWriter::putReferences(std::uint8_t* out, std::span<const Slot> slots) const {
@@ -164,16 +196,6 @@ std::uint8_t* BinaryWriter::putReferences(std::uint8_t* out, std::span<const Slo
     out += referenceWidth_;
   }
   return out;
-}
-
-void BinaryWriter::writeTable(const LargeVector<std::uint64_t>& offsets, std::size_t width) {
-  std::uint8_t* const start = output_.reserve(offsets.size() * width);
-  std::uint8_t* out = start;
-  for (const std::uint64_t offset : offsets) {
-    writeBigEndian(offset, width, out);
-    out += width;
-  }
-  output_.commit(static_cast<std::size_t>(out - start));
 }
 
 void BinaryWriter::writeTrailer(std::size_t offsetWidth, std::uint64_t table) {

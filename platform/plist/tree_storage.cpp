@@ -25,6 +25,7 @@ PropertyListTree::Storage::Storage() : hashSeed(std::uint64_t{std::random_device
 std::uint8_t* BumpArena::addBlock(std::size_t size) {
   LargeVector<std::uint8_t>& block = blocks_.emplace_back();
   block.reserve(size);
+  size_ += size;
   return block.data();
 }
 
@@ -61,12 +62,11 @@ std::uint32_t ContainerTable::add(BumpArena& arena) {
   return size_++;
 }
 
-std::uint32_t Shape::find(const PropertyListKey& key) const {
-  const std::uint32_t count = size();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    if (hashes[i] == key.hash() && texts[i] == key.text() && texts[i].data() != nullptr) return i;
-  }
-  return count;
+void Shape::add(Slot key, std::string_view text, std::uint32_t hash) {
+  std::uint8_t& first = firstPlaces_[bucket(hash)];
+  if (first == kNoPlace) first = static_cast<std::uint8_t>(std::min<std::size_t>(keys.size(), kFarthestPlace));
+  keys.push_back(key);
+  known_.push_back({hash, text});
 }
 
 std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {
@@ -223,11 +223,9 @@ std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
     if (std::ranges::equal(shapes[found->second].keys, keys)) return found->second;
   }
   Shape shape;
-  shape.keys.assign(keys.begin(), keys.end());
   for (const Slot key : keys) {
     const std::string_view keyText = text(key);
-    shape.texts.push_back(keyText);
-    shape.hashes.push_back(keyHash(key, keyText));
+    shape.add(key, keyText, keyHash(key, keyText));
     if (keyText.data() == nullptr) holdsUnwritable = true;
   }
   shapes.push_back(std::move(shape));

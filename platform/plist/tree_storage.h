@@ -2,6 +2,7 @@
 
 #include <tsl/robin_map.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -41,14 +42,47 @@ inline constexpr std::uint32_t kSetShape = 0xFFFF'FFFEU;
 inline constexpr std::uint32_t kNoOrigin = 0xFFFF'FFFFU;
 
 /// The keys of every dictionary that has just these keys in this order; dictionaries share it and keep only values.
-struct Shape {
-  std::vector<std::uint32_t> hashes;
+class Shape {
+ public:
   std::vector<Slot> keys;
-  std::vector<std::string_view> texts;  ///< Null data pointer for a key that is not a string.
 
   [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(keys.size()); }
+  /// The text has a null data pointer for a key that is not a string.
+  void add(Slot key, std::string_view text, std::uint32_t hash);
   /// The place of `key`, or size().
-  [[nodiscard]] std::uint32_t find(const PropertyListKey& key) const;
+  [[nodiscard]] std::uint32_t find(const PropertyListKey& key) const {
+    const std::uint8_t first = firstPlaces_[bucket(key.hash())];
+    return first == kNoPlace ? size() : findFrom(first, key);
+  }
+
+ private:
+  /// A place that does not fit here is found by going on from `kFarthestPlace`.
+  static constexpr std::uint8_t kNoPlace = 255;
+  static constexpr std::uint8_t kFarthestPlace = 254;
+  static constexpr std::uint32_t kBuckets = 32;
+
+  struct Key {
+    std::uint32_t hash;
+    std::string_view text;
+  };
+
+  [[nodiscard]] static std::uint32_t bucket(std::uint32_t hash) { return hash % kBuckets; }
+  [[nodiscard]] std::uint32_t findFrom(std::uint32_t first, const PropertyListKey& key) const {
+    for (std::uint32_t i = first; i < known_.size(); ++i) {
+      if (known_[i].hash == key.hash() && known_[i].text == key.text() && known_[i].text.data() != nullptr) return i;
+    }
+    return size();
+  }
+
+  std::vector<Key> known_;
+  /// By the hash: the first place of a key that has it in its bucket. Most lookups of absent keys end here.
+  std::array<std::uint8_t, kBuckets> firstPlaces_ = filledWith(kNoPlace);
+
+  [[nodiscard]] static constexpr std::array<std::uint8_t, kBuckets> filledWith(std::uint8_t place) {
+    std::array<std::uint8_t, kBuckets> places{};
+    places.fill(place);
+    return places;
+  }
 };
 
 struct Container {
@@ -74,6 +108,8 @@ class BumpArena {
   [[nodiscard]] Slot* slots(std::size_t count);
   /// For objects that need no destruction.
   [[nodiscard]] Container* containers(std::size_t count);
+  /// Bytes of all blocks.
+  [[nodiscard]] std::size_t size() const { return size_; }
 
  private:
   struct Region {
@@ -91,6 +127,7 @@ class BumpArena {
   /// What is aligned for slots and containers.
   Region alignedRegion_;
   std::vector<LargeVector<std::uint8_t>> blocks_;
+  std::size_t size_ = 0;
 };
 
 /// Containers at addresses that stay.
@@ -117,6 +154,7 @@ struct SourceFile {
   std::size_t offsetWidth = 0;
   std::size_t referenceWidth = 0;
   std::uint32_t objectCount = 0;
+  std::uint64_t leafBytes = 0;  ///< Of all leaves, where they overlap as often.
 
   [[nodiscard]] const std::uint8_t* object(std::uint32_t number) const {
     return data.bytes().data() + readUnsigned(offsetTable + std::size_t{number} * offsetWidth, offsetWidth);
