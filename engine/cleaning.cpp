@@ -1,6 +1,5 @@
 // Cleaning: removes entries, names untitled ones, makes titles unique, and gives the root a new identifier.
 
-#include <cstddef>
 #include <string>
 
 #include "engine/conditional_insert.h"
@@ -14,7 +13,6 @@ namespace {
 
 constexpr std::string_view kNoName = "No Name";
 constexpr std::uint64_t kFirstSuffix = 2;
-constexpr float kLookupSetLoad = 0.8F;
 constexpr std::string_view kTooManyTitles =
     "WARNING: some entries keep the title of a sibling, as the titles to tell them apart would take more than 32 MB. "
     "Spread them over more folders, or rename them.";
@@ -39,11 +37,7 @@ void Tarvel::validateBookmarksInRootNode(PropertyListDictionary rootNode) {
 
 void Tarvel::cleanTree(PropertyListDictionary rootNode, RenamingAllowance& allowance) {
   enterStage(SortStage::kCleaning);
-  const std::size_t capacity = removeDuplicates_ ? numberOfBookmarksInDictionary(rootNode) : 0;
   BookmarkSet duplicateURLLookupSet;
-  // Denser than the default, so that more of the table fits into the cache.
-  duplicateURLLookupSet.max_load_factor(kLookupSetLoad);
-  duplicateURLLookupSet.reserve(capacity);
   // The root itself is never removed, so only its children are checked.
   if (typeFromBookmarkNode(rootNode) == BookmarkNodeTypeList) cleanChildren(rootNode, duplicateURLLookupSet, allowance);
 }
@@ -71,7 +65,7 @@ void Tarvel::cleanChildren(PropertyListDictionary folder, BookmarkSet& bookmarks
   const PropertyListArray children = folder.array(kChildrenKey);
   if (children.empty() || isStopRequested()) return;
   sortObserver_->folderEntered(folder);
-  TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, bookmarks.hash_function().textHash);
+  TitleLookupSet titles(renameSamenamed_ ? children.size() : 0, bookmarks.textHash());
   // From the last child to the first: the last of the duplicates stays, the last of the same-named keeps its title.
   children.retainBackwards([&](PropertyListValue child) {
     const PropertyListDictionary node = child.dictionary();
@@ -93,17 +87,18 @@ bool Tarvel::isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmark
 
 bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, BookmarkSet& duplicateURLLookupSet) {
   const PropertyListValue address = leaf.get(kURLStringKey);
-  if (!address.string() || address.textHas(isBlank)) {
+  const auto text = address.string();
+  if (!text || address.textHas(isBlank)) {
     sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress, {});
     return true;
   }
   if (removeDuplicates_) {
-    if (const PropertyListDictionary survivor = insertBookmark(duplicateURLLookupSet, leaf)) {
+    if (const PropertyListDictionary survivor = duplicateURLLookupSet.insert(leaf)) {
       sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate, survivor);
       return true;
     }
   }
-  return isStaleResource(*address.string());
+  return isStaleResource(*text);
 }
 
 bool Tarvel::isStaleResource(std::string_view /*address*/) const { return false; }

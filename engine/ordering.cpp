@@ -191,8 +191,11 @@ bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary f
   const PropertyListArray firstChildren = first.array(kChildrenKey);
   const PropertyListArray secondChildren = second.array(kChildrenKey);
   if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
-  return std::ranges::equal(firstChildren, secondChildren, [this](PropertyListValue a, PropertyListValue b) {
-    return areBookmarksEqualInDictionaryAndDictionary(a.dictionary(), b.dictionary());
+  if (firstChildren.size() != secondChildren.size()) return false;
+  std::size_t index = 0;
+  return std::ranges::all_of(firstChildren, [&](PropertyListValue child) {
+    const PropertyListValue other = secondChildren.at(index++);
+    return areBookmarksEqualInDictionaryAndDictionary(child.dictionary(), other.dictionary());
   });
 }
 
