@@ -108,7 +108,8 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   const PropertyListArray children = dictionary.array(kChildrenKey);
   if (!children || isStopRequested()) return dictionary;
   PropertyListArray newChildren = children.value().tree()->makeArray(children.size());
-  for (const PropertyListValue child : children) {
+  for (std::size_t i = 0; i < children.size(); ++i) {
+    const PropertyListValue child = children.at(i);
     const PropertyListDictionary node = child.dictionary();
     newChildren.append(node ? sortBookmarksInDictionary(node).value() : child);
   }
