@@ -31,6 +31,11 @@ def soft_data_limit(pid):
     raise AssertionError("no limit is shown")
 
 
+def resident(pid):
+    pages = int(pathlib.Path(f"/proc/{pid}/statm").read_text().split()[1])
+    return pages * os.sysconf("SC_PAGESIZE")
+
+
 @unittest.skipIf(SANITIZED, "a sanitized program has more memory than any limit from its start")
 class Memory(HomeTest):
     def test_at_every_limit_the_command_reports_the_shortage(self):
@@ -64,6 +69,16 @@ class Memory(HomeTest):
             self.assertEqual(machine.stored()["LastHelperError"], 5)
             self.assertRegex(machine.log(), f"{SHORTAGE}|Out of memory")
             self.assertEqual(machine.file.read_bytes(), before)
+
+    def test_an_idle_agent_keeps_little_resident_after_a_sort(self):
+        with Machine() as machine:
+            machine.write({**large_root(), "Children": []})
+            machine.set(AutoSortMode=True, BookmarksUpdateLatency=1)
+            machine.start().wait_until_watching()
+            machine.write(large_root())
+            before = machine.file.read_bytes()
+            wait_for(lambda: machine.file.read_bytes() != before, "the sort")
+            wait_for(lambda: resident(machine.process.pid) < 5 * MIB, "the agent to return its memory")
 
     def test_the_agent_and_the_command_limit_their_memory_below_the_machines(self):
         machine_memory = os.sysconf("SC_PHYS_PAGES") * os.sysconf("SC_PAGESIZE")

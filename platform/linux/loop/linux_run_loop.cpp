@@ -15,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/base/idle_memory.h"
 #include "platform/linux/base/unique_fd.h"
 #include "platform/linux/loop/linux_timer.h"
 
@@ -284,8 +285,15 @@ bool LinuxRunLoop::turnOnce(nanoseconds timeout) {
 }
 
 bool LinuxRunLoop::run() {
+  constexpr std::uint64_t kBriefWait = 1'000'000;
+  IdleMemory memory;
+  std::uint64_t wait = kBriefWait;
   while (!implementation_->isQuit) {
-    if (!turnOnce(nanoseconds(-1))) return false;
+    const int dispatched = sd_event_run(implementation_->event, wait);
+    if (dispatched < 0) return false;
+    // After a second without events: one wake-up more, and none until the next event.
+    if (dispatched == 0) memory.release();
+    wait = dispatched == 0 ? UINT64_MAX : kBriefWait;
   }
   return true;
 }
