@@ -5,6 +5,9 @@
 
 namespace tarvel {
 
+/// How many symbolic links a path lookup follows before it fails with ELOOP; the Linux kernel's limit.
+inline constexpr int kMostLinks = 40;
+
 /// The path without its last component: "/a/b/" gives "/a", "/a" gives "/", "/" gives "/", "a" gives "". Repeated
 /// slashes count as one.
 [[nodiscard]] inline std::string deletingLastPathComponent(std::string_view path) {

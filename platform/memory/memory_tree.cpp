@@ -11,9 +11,6 @@ namespace tarvel {
 
 namespace {
 
-/// As in the real system.
-constexpr int kMostLinks = 40;
-
 /// The components of a path in reverse order, so that the next one is at the end.
 std::vector<std::string> pendingComponents(std::string_view path) {
   std::vector<std::string> components;

@@ -9,13 +9,11 @@
 #include <utility>
 
 #include "platform/linux/files/link_walk.h"
+#include "platform/path_components.h"
 
 namespace tarvel {
 
 namespace {
-
-/// As in the kernel.
-constexpr int kMostLinks = 40;
 
 UniqueFd openFolder(int base, const std::string& path) {
   // A folder that can be entered but not listed works too; only its entries cannot be fsynced.

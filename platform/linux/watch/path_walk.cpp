@@ -9,12 +9,11 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/path_components.h"
+
 namespace tarvel {
 
 namespace {
-
-/// As in the kernel.
-constexpr int kMostLinks = 40;
 
 void prepend(std::deque<std::string>& components, const std::filesystem::path& path) {
   std::deque<std::string> front;
