@@ -34,8 +34,8 @@ class LogReader {
 
   /// The last `count` messages.
   [[nodiscard]] virtual LogReading last(std::size_t count) = 0;
-  /// Calls `tell` for each new message after those of last(), until `tell` returns false or the log cannot be read.
-  virtual void follow(const std::function<bool(const LogRecord&)>& tell) = 0;
+  /// Calls `receive` for each new message after those of last(), until it returns false or the log cannot be read.
+  virtual void follow(const std::function<bool(const LogRecord&)>& receive) = 0;
 };
 
 }  // namespace tarvel

@@ -16,9 +16,9 @@ class MemoryLogReader final : public LogReader {
     const std::size_t skipped = records.size() - std::min(count, records.size());
     return {state, {records.begin() + static_cast<std::ptrdiff_t>(skipped), records.end()}};
   }
-  void follow(const std::function<bool(const LogRecord&)>& tell) override {
+  void follow(const std::function<bool(const LogRecord&)>& receive) override {
     for (const LogRecord& record : std::exchange(later, {})) {
-      if (state != LogState::kReadable || !tell(record)) return;
+      if (state != LogState::kReadable || !receive(record)) return;
     }
   }
 

@@ -76,12 +76,12 @@ LogReading LinuxLogReader::last(std::size_t count) {
   return reading;
 }
 
-void LinuxLogReader::follow(const std::function<bool(const LogRecord&)>& tell) {
+void LinuxLogReader::follow(const std::function<bool(const LogRecord&)>& receive) {
   while (journal_) {
     const int moved = sd_journal_next(journal_.get());
     if (moved < 0) return;
     if (moved > 0) {
-      if (!tell(current())) return;
+      if (!receive(current())) return;
       continue;
     }
     const int waited = sd_journal_wait(journal_.get(), UINT64_MAX);

@@ -15,7 +15,7 @@ class LinuxLogReader final : public LogReader {
   LinuxLogReader();
 
   [[nodiscard]] LogReading last(std::size_t count) override;
-  void follow(const std::function<bool(const LogRecord&)>& tell) override;
+  void follow(const std::function<bool(const LogRecord&)>& receive) override;
 
  private:
   struct Closer {
