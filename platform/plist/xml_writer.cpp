@@ -14,8 +14,8 @@
 #include "platform/plist/base64.h"
 #include "platform/plist/calendar.h"
 #include "platform/plist/generalised_text.h"
+#include "platform/plist/text_output.h"
 #include "platform/plist/tree_storage.h"
-#include "platform/plist/unfolding.h"
 #include "platform/plist/writable_check.h"
 
 namespace tarvel {
@@ -28,8 +28,8 @@ constexpr std::string_view kHead =
     "<plist version=\"1.0\">\n";
 constexpr std::string_view kTail = "</plist>\n";
 
-/// Whether `a` comes before `b` by UTF-16 units. The order of the bytes is the same, but for the characters above
-/// U+FFFF, whose units are surrogates.
+/// Whether `a` comes before `b` in the order of their UTF-16 units. That is the order of the UTF-8 bytes, except for
+/// characters above U+FFFF, whose units are surrogates.
 bool comesBefore(std::string_view a, std::string_view b) {
   const auto [inA, inB] = std::ranges::mismatch(a, b);
   if (inA == a.end() || inB == b.end()) return inA == a.end() && inB != b.end();
@@ -37,7 +37,7 @@ bool comesBefore(std::string_view a, std::string_view b) {
   if (std::min(static_cast<std::uint8_t>(*inA), static_cast<std::uint8_t>(*inB)) < kFirstLeadOfSurrogates) {
     return static_cast<std::uint8_t>(*inA) < static_cast<std::uint8_t>(*inB);
   }
-  // Two characters begin here and differ. Two units at most tell them apart, which eight bytes hold for certain.
+  // The difference lies within two UTF-16 units, which eight bytes are certain to contain.
   constexpr std::size_t kEnough = 8;
   std::string unitsA;
   std::string unitsB;
@@ -46,7 +46,7 @@ bool comesBefore(std::string_view a, std::string_view b) {
   return unitsA < unitsB;
 }
 
-/// The text up to the first half of a surrogate pair, which no XML can hold.
+/// The text up to the first lone surrogate, which XML cannot represent.
 std::string_view wellFormedStart(std::string_view text) {
   for (std::size_t at = text.find('\xED'); at != std::string_view::npos; at = text.find('\xED', at + 1)) {
     constexpr std::uint8_t kFirstOfSurrogates = 0xA0;
@@ -56,7 +56,7 @@ std::string_view wellFormedStart(std::string_view text) {
   return text;
 }
 
-/// A 128-bit number in two's complement.
+/// A 128-bit number in two's complement, as decimal text.
 std::string decimal128(std::uint64_t high, std::uint64_t low) {
   const bool isNegative = high >> 63 != 0;
   if (isNegative) {
@@ -82,7 +82,7 @@ std::string decimal128(std::uint64_t high, std::uint64_t low) {
 
 std::string integerText(const PropertyListValue& value) {
   const Slot slot = PropertyListAccess::slot(value);
-  // The value of a file's 16-byte integer is its low half, as for every reader; an integer made here has all 16 bytes.
+  // Of a 16-byte integer from a file, the low half is the value, as for readers; one made in memory uses all 16 bytes.
   if (value.numberWidth() == 16 && slotTag(slot) == kMadeTag) {
     const std::uint8_t* payload = PropertyListAccess::storage(value).leaf(slot) + 1;
     return decimal128(loadBigEndian<std::uint64_t>(payload), loadBigEndian<std::uint64_t>(payload + 8));
@@ -128,7 +128,7 @@ class XmlWriter {
   }
 
  private:
-  /// A container whose opening tag is written.
+  /// A container whose opening tag has been written.
   struct Frame {
     PropertyListValue container;
     std::vector<std::size_t> order;  ///< Of a dictionary's entries; empty for an array.
@@ -154,7 +154,7 @@ class XmlWriter {
     out_ += text;
     out_ += '\n';
   }
-  /// One element with its contents on one line.
+  /// An element on one line.
   void element(std::string_view name, std::string_view contents) {
     ((out_ += '<') += name) += '>';
     escape(contents);
@@ -256,7 +256,7 @@ void XmlWriter::open(const PropertyListValue& container) {
   stack_.push_back(std::move(frame));
 }
 
-/// Lines that end at column 76, a tab counting for eight up to the eighth.
+/// Lines end at column 76. A tab counts as eight columns, and at most eight tabs are written.
 void XmlWriter::writeData(std::span<const std::uint8_t> bytes) {
   constexpr std::size_t kColumns = 76;
   constexpr std::size_t kTab = 8;
@@ -272,7 +272,7 @@ void XmlWriter::writeData(std::span<const std::uint8_t> bytes) {
   line("</data>");
 }
 
-/// The form has no element for it; this is how keyed archives spell one.
+/// XML has no element for a UID; keyed archives use this dictionary.
 void XmlWriter::writeUid(std::uint32_t uid) {
   out_ += "<dict>\n";
   indent(stack_.size() + 1);

@@ -10,7 +10,7 @@
 
 #include "engine/tarvel.h"
 #include "platform/linux/base/safe_text.h"
-#include "platform/plist/unfolding.h"
+#include "platform/plist/text_output.h"
 #include "platform/plist/xml_writer.h"
 #include "tools/backups/command_paths.h"
 #include "tools/commands/commands.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/plist/byte_sink.h"
+#include "platform/plist/text_output.h"
 #include "platform/property_list.h"
 
 namespace tarvel {

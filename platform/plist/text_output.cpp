@@ -1,4 +1,4 @@
-#include "platform/plist/unfolding.h"
+#include "platform/plist/text_output.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,8 +18,8 @@ class UnfoldingMeter {
  public:
   UnfoldingMeter(const PropertyListAccess::Storage& storage, std::uint64_t most) : storage_(storage), left_(most) {}
 
-  /// Takes what the value comes to off what is left. False once there is not enough; recursion ends where the readers'
-  /// limit on nesting ends.
+  /// Subtracts the value's size as text from the budget. False once the budget is exceeded. The readers' limit on
+  /// nesting bounds the recursion.
   bool take(Slot slot) {
     if (!isContainerSlot(slot)) return takeBytes(storage_.encoded(slot).size());
     const Container& container = storage_.containers[slotIndex(slot)];
