@@ -79,7 +79,7 @@ class PropertyListValue {
   explicit operator bool() const { return tree_ != nullptr; }  ///< Whether it is present.
   [[nodiscard]] PropertyListType type() const;                 ///< Selects the getter below.
 
-  [[nodiscard]] std::optional<bool> boolean() const;  ///< Of a boolean alone.
+  [[nodiscard]] std::optional<bool> boolean() const;  ///< Of a boolean only.
   /// The low 64 bits of an integer; a value above 2^63 - 1 wraps, as on the original platform.
   [[nodiscard]] std::optional<std::int64_t> integer() const;
   /// Whether integer() is unsigned. True for every 16-byte integer, whatever its high bits.
@@ -109,7 +109,7 @@ class PropertyListValue {
   /// The owning tree, where new values for its containers are made; null for an absent value.
   [[nodiscard]] PropertyListTree* tree() const { return tree_; }
 
-  /// A number unique to this value in its tree. Stable for containers; not meaningful for leaves.
+  /// A number unique to this value in its tree. Stable for containers; meaningless for leaves.
   [[nodiscard]] std::uint32_t identity() const { return slot_; }
   /// Compares identity, not content.
   friend bool operator==(const PropertyListValue&, const PropertyListValue&) = default;
@@ -163,7 +163,7 @@ class PropertyListArray {
 /// A position in an array.
 class PropertyListArray::Iterator {
  public:
-  using difference_type = std::ptrdiff_t;  ///< As the standard library asks for.
+  using difference_type = std::ptrdiff_t;  ///< Required by the standard library.
   using value_type = PropertyListValue;    ///< An element.
 
   Iterator() = default;

@@ -6,12 +6,12 @@
 #include <string>
 #include <string_view>
 
-// Base 64 (RFC 4648, section 4), for the XML form.
+// Base64 (RFC 4648, section 4), for data in XML.
 namespace tarvel {
 
 inline constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// The value of each ASCII character, -1 for characters outside of the alphabet. Padding counts as 0.
+/// The value of each ASCII character; -1 outside the alphabet, 0 for padding.
 inline constexpr std::array<signed char, 128> kBase64Values = [] {
   std::array<signed char, 128> values{};
   values.fill(-1);
@@ -21,7 +21,7 @@ inline constexpr std::array<signed char, 128> kBase64Values = [] {
   return values;
 }();
 
-/// Appends `bytes`, padded to whole groups.
+/// Appends `bytes` in Base64, padded.
 inline void appendBase64(std::span<const std::uint8_t> bytes, std::string& text) {
   for (std::size_t i = 0; i < bytes.size(); i += 3) {
     const std::size_t count = bytes.size() - i < 3 ? bytes.size() - i : 3;

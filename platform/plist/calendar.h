@@ -3,8 +3,7 @@
 #include <cmath>
 #include <cstdint>
 
-// Dates of the Gregorian calendar, carried on into all time before it. std::chrono's years end at 32767, dates of
-// property lists do not.
+// The proleptic Gregorian calendar. std::chrono is no use here: its years end at 32767.
 namespace tarvel {
 
 struct CalendarDate {
@@ -13,14 +12,14 @@ struct CalendarDate {
   int day;
 };
 
-/// Days from 1970-01-01 to 2001-01-01, where the time of property lists begins.
+/// Days from 1970-01-01 to 2001-01-01, the epoch of property lists.
 inline constexpr std::int64_t kReferenceDay = 11323;
 inline constexpr std::int64_t kSecondsPerDay = 86400;
 
-/// Days from 2001-01-01. Months above 12 go on in the years that follow; so do days past the month's end.
+/// Days from 2001-01-01. Months above 12 carry over into years, days past the month's end into months.
 [[nodiscard]] constexpr std::int64_t daysFromCalendar(CalendarDate date) {
-  const std::int64_t months =
-      date.year * 12 + (date.month - 1) - 2;  // Years that begin in March end with the leap day.
+  // Years are counted from March, so that the leap day is their last day.
+  const std::int64_t months = date.year * 12 + (date.month - 1) - 2;
   const std::int64_t year = (months >= 0 ? months : months - 11) / 12;
   const std::int64_t month = months - year * 12;
   const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
@@ -30,7 +29,7 @@ inline constexpr std::int64_t kSecondsPerDay = 86400;
   return kMarchOfYear0 - kReferenceDay + era * 146097 + yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
 }
 
-/// The date so many days after 2001-01-01.
+/// The date `days` after 2001-01-01.
 [[nodiscard]] constexpr CalendarDate calendarFromDays(std::int64_t days) {
   const std::int64_t fromMarch = days + kReferenceDay + 719468;
   const std::int64_t era = (fromMarch >= 0 ? fromMarch : fromMarch - 146096) / 146097;
@@ -43,9 +42,9 @@ inline constexpr std::int64_t kSecondsPerDay = 86400;
   return {yearOfEra + era * 400 + (civilMonth <= 2 ? 1 : 0), civilMonth, day};
 }
 
-/// Whether a time, in seconds from 2001-01-01, is within the years that a text format can represent.
+/// Whether a time, in seconds from 2001-01-01, can be written as a calendar date. False for NaN and infinity.
 [[nodiscard]] inline bool hasCalendarDate(double seconds) {
-  constexpr double kMost = 9.0e18;  // About 285 thousand million years.
+  constexpr double kMost = 9.0e18;  // The seconds and days still fit 64 bits.
   return std::fabs(seconds) <= kMost;
 }
 

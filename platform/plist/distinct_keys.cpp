@@ -7,7 +7,7 @@ namespace tarvel {
 
 namespace {
 
-/// Dictionaries of ordinary size are compared key by key.
+/// Up to this many keys, a linear search is faster than a hash table.
 constexpr std::size_t kFewKeys = 16;
 
 }  // namespace

@@ -8,10 +8,10 @@
 
 namespace tarvel {
 
-/// The keys of one dictionary with the repeated ones left out.
+/// The keys of one dictionary without duplicates.
 struct DistinctKeys {
   std::vector<Slot> keys;             ///< Canonical.
-  std::vector<std::uint32_t> places;  ///< For each given key, the index of its equal in `keys`.
+  std::vector<std::uint32_t> places;  ///< For each given key, its index in `keys`.
 
   [[nodiscard]] bool hadDuplicates() const { return keys.size() != places.size(); }
 };

@@ -14,7 +14,7 @@ void appendUnit(char32_t unit, std::string& utf16) {
   utf16.push_back(static_cast<char>(unit & 0xFF));
 }
 
-/// The code point that starts at `at`, which moves past it; one byte further on a bad sequence.
+/// Decodes the code point at `at` and advances `at` past it, or by one byte on a malformed sequence.
 char32_t decodeOne(std::string_view text, std::size_t& at) {
   const auto first = static_cast<std::uint8_t>(text[at++]);
   if (first < 0x80) return first;

@@ -19,12 +19,11 @@ namespace tarvel {
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::span<const std::uint8_t> bytes);
 
-/// Appends big-endian UTF-16 as UTF-8; a surrogate without its partner becomes its three bytes of its own.
-/// An odd last byte is left out.
+/// Appends big-endian UTF-16 as UTF-8. A lone surrogate is encoded as three bytes. An odd last byte is ignored.
 void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text);
 
-/// Appends UTF-8 (lone surrogates as three bytes) as big-endian UTF-16. Two neighbouring three-byte halves of a pair
-/// come out as that pair. Every other malformed byte becomes U+FFFD.
+/// Appends UTF-8 as big-endian UTF-16. Surrogates encoded as three bytes are kept, so two adjacent halves become a
+/// pair. Every other malformed byte becomes U+FFFD.
 void appendUtf16FromUtf8(std::string_view text, std::string& utf16);
 
 /// Appends one code point (up to U+10FFFF, surrogates included) as UTF-8.

@@ -12,10 +12,10 @@ namespace {
 
 struct NamedEncoding {
   std::string_view name;
-  const char* converter;  ///< The C library's name; a superset where files are known to need it.
+  const char* converter;  ///< iconv's name; a superset of the encoding where files are known to need it.
 };
 
-// US-ASCII is read as Latin-1, so that a stray accented letter does not cost the whole file.
+// US-ASCII is read as Latin-1, so that one accented letter does not make the file unreadable.
 constexpr NamedEncoding kEncodings[] = {
     {"us-ascii", "ISO-8859-1"},
     {"ascii", "ISO-8859-1"},
@@ -67,11 +67,11 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  // The C library marks failure by a pointer of all ones.
+  // iconv_open() returns (iconv_t)-1 on failure.
   [[nodiscard]] bool isOpen() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }  // NOLINT
 
   [[nodiscard]] bool convert(std::span<const std::uint8_t> bytes, std::string& text) {
-    // The interface takes the input as changeable, and does not change it.
+    // iconv() takes a pointer to non-const, but does not modify the input.
     auto* in = const_cast<char*>(reinterpret_cast<const char*>(bytes.data()));  // NOLINT
     std::size_t inLeft = bytes.size();
     std::array<char, 4096> chunk{};

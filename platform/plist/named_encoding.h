@@ -7,11 +7,11 @@
 
 namespace tarvel {
 
-/// Whether an encoding of this name, in small letters, can be converted. The names are those of IANA's register. Only
-/// encodings that keep no state between characters are on the list, and no name from a file gets past it.
+/// Whether convertNamed() supports the encoding with this IANA name in lower case. A fixed list of stateless encodings;
+/// other names in a file never reach iconv.
 [[nodiscard]] bool knowsEncoding(std::string_view name);
 
-/// Appends `bytes`, in an encoding that is known, to `text` as UTF-8. False when they do not fit the encoding.
+/// Appends `bytes` to `text` as UTF-8. False if the encoding is not supported or the bytes are invalid in it.
 [[nodiscard]] bool convertNamed(std::string_view name, std::span<const std::uint8_t> bytes, std::string& text);
 
 }  // namespace tarvel

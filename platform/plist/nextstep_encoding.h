@@ -6,8 +6,8 @@
 
 namespace tarvel {
 
-/// The upper half of the NeXTSTEP character set, in which the OpenStep form's octal escapes are; 0 where it has no
-/// character. From the Unicode Consortium's mapping table NEXTSTEP.TXT.
+/// The upper half of the NeXTSTEP character set, used by octal escapes in OpenStep text; 0 for unassigned codes. From
+/// the Unicode Consortium's mapping table NEXTSTEP.TXT.
 inline constexpr std::array<char16_t, 128> kNextStepUpperHalf = {
     0x00A0, 0x00C0, 0x00C1, 0x00C2, 0x00C3, 0x00C4, 0x00C5, 0x00C7, 0x00C8, 0x00C9, 0x00CA, 0x00CB, 0x00CC,
     0x00CD, 0x00CE, 0x00CF, 0x00D0, 0x00D1, 0x00D2, 0x00D3, 0x00D4, 0x00D5, 0x00D6, 0x00D9, 0x00DA, 0x00DB,

@@ -14,7 +14,7 @@ namespace tarvel {
 
 namespace {
 
-// The form's two separators beyond ASCII, in UTF-8.
+// U+2028 and U+2029, which count as white space.
 constexpr std::string_view kLineSeparator = "\xE2\x80\xA8";
 constexpr std::string_view kParagraphSeparator = "\xE2\x80\xA9";
 
@@ -27,9 +27,8 @@ bool isQuote(char c) { return c == '"' || c == '\''; }
 
 /// A recursive-descent reader with limited depth.
 ///
-/// An unreadable value is treated as missing rather than as an error: an array ends there, and is valid if its closing
-/// mark follows. This matches the original platform, whose files are the reason for this format. Only a missing root is
-/// an error; the last fault is then reported.
+/// As on the original platform, an unreadable value counts as missing, which is not an error in itself: an array ends
+/// there and is valid if its closing parenthesis follows. Only a missing root is an error; the last fault is reported.
 class OpenStepReader {
  public:
   OpenStepReader(std::string_view text, PropertyListTree& tree) : text_(text), tree_(tree) {}
@@ -37,7 +36,7 @@ class OpenStepReader {
   TextReading read();
 
  private:
-  /// A complaint about the place where it was made, worded around the number of its line.
+  /// An error message in two parts, with the line number between them if `namesLine`.
   struct Fault {
     std::string before;
     std::string after;
@@ -66,7 +65,7 @@ class OpenStepReader {
   [[nodiscard]] bool isAt(std::string_view text) const { return text_.substr(at_).starts_with(text); }
   [[nodiscard]] bool isAt(char c) const { return !atEnd() && text_[at_] == c; }
   [[nodiscard]] bool isAtLineEnd() const;
-  /// Past white space and comments; false at the end of the text.
+  /// Skips white space and comments. False at the end of the text.
   bool skipToToken();
   bool skipSpace();
   bool skipComment();
@@ -76,7 +75,7 @@ class OpenStepReader {
   std::size_t at_ = 0;
   std::string scratch_;
   Fault fault_{"Unexpected EOF while parsing plist", {}, 0, false};
-  // The entries of every open container, the innermost one's last.
+  // The entries of all open containers; those of the innermost are last.
   std::vector<PropertyListValue> keys_;
   std::vector<PropertyListValue> values_;
 };
@@ -87,7 +86,8 @@ TextReading OpenStepReader::read() {
   PropertyListValue root = readObject(true, 0);
   if (root && skipToToken()) {
     if (root.string()) {
-      // More after a string: a strings file, read again from the start. What is left after its entries is ignored.
+      // A string with more text after it begins a strings file, which is read again from the start. Text after its last
+      // entry is ignored.
       at_ = start;
       root = readEntries(0);
     } else {
@@ -130,7 +130,7 @@ bool OpenStepReader::skipSpace() {
   return true;
 }
 
-/// A comment that is not closed goes on to the end of the text.
+/// An unterminated comment extends to the end of the text.
 bool OpenStepReader::skipComment() {
   if (isAt("//")) {
     for (at_ += 2; !atEnd() && !isAtLineEnd(); ++at_) {
@@ -165,7 +165,7 @@ PropertyListValue OpenStepReader::readObject(bool isRequired, std::size_t depth)
   return isRequired ? readUnexpected() : PropertyListValue();
 }
 
-/// Complains about the character here, as the UTF-16 unit it begins with.
+/// Reports the character here by its first UTF-16 unit.
 PropertyListValue OpenStepReader::readUnexpected() {
   std::string utf16;
   appendUtf16FromUtf8(text_.substr(at_, 4), utf16);
@@ -264,7 +264,7 @@ PropertyListValue OpenStepReader::readData() {
   return tree_.makeData(bytes);
 }
 
-/// A string, quoted or not, or nothing where none begins.
+/// A quoted or unquoted string; absent if no string begins here.
 PropertyListValue OpenStepReader::readString() {
   const char c = text_[at_];
   if (isQuote(c)) {
@@ -305,7 +305,7 @@ PropertyListValue OpenStepReader::readQuoted(char quote) {
   return tree_.makeString(scratch_);
 }
 
-/// What follows a backslash. False at the end of the text.
+/// Reads what follows a backslash. False at the end of the text.
 bool OpenStepReader::readEscape() {
   if (atEnd()) return false;
   const char c = text_[at_];
@@ -325,7 +325,7 @@ bool OpenStepReader::readEscape() {
   return true;
 }
 
-/// Up to three digits; of a larger number the low eight bits count.
+/// Up to three digits, of which the low eight bits are used.
 char16_t OpenStepReader::readOctal() {
   unsigned number = 0;
   for (int i = 0; i < 3 && !atEnd() && text_[at_] >= '0' && text_[at_] <= '7'; ++i, ++at_) {
@@ -334,7 +334,7 @@ char16_t OpenStepReader::readOctal() {
   return fromNextStep(static_cast<std::uint8_t>(number));
 }
 
-/// Up to four digits: one UTF-16 unit, so two of these can make a character.
+/// Up to four digits: one UTF-16 unit. A character above U+FFFF takes two escapes.
 char16_t OpenStepReader::readUnicode() {
   unsigned number = 0;
   for (int i = 0; i < 4 && !atEnd(); ++i, ++at_) {

@@ -8,9 +8,9 @@
 
 namespace tarvel {
 
-/// Reads the OpenStep form, the oldest one, into `tree`, copying what it keeps of `bytes`: dictionaries in braces,
-/// arrays in parentheses, data in angle brackets, strings, and the strings file, which is a dictionary without its
-/// braces. Text of nothing but white space and comments is an empty dictionary. Every leaf is a string or data.
+/// Reads the OpenStep format into `tree`; keeps no reference to `bytes`. Dictionaries are in braces, arrays in
+/// parentheses, data in angle brackets; every other leaf is a string. A strings file is a dictionary without braces.
+/// Text that consists of white space and comments is an empty dictionary.
 [[nodiscard]] TextReading readOpenStep(std::span<const std::uint8_t> bytes, PropertyListTree& tree);
 
 }  // namespace tarvel

@@ -49,7 +49,7 @@ PropertyListReading read(const Data& data) {
   tree = std::make_shared<PropertyListTree>();
   TextReading openStep = readOpenStep(data.bytes(), *tree);
   if (openStep.root) return succeeded(std::move(tree), openStep.root, PropertyListFormat::kOpenStep);
-  // The XML error is the well-known one; the OpenStep error only serves where there is none.
+  // The XML error comes first, as on the original platform; the OpenStep error only replaces a missing one.
   PropertyListError error = std::move(xml.error ? xml.error : openStep.error).value_or(PropertyListError{});
   error.binaryDescription = std::move(binaryError);
   return failed(std::move(error));
@@ -70,7 +70,7 @@ PropertyListReading PlistSerialization::propertyListFromData(const Data& data) {
   } catch (const std::bad_alloc&) {
     return failed(outOfMemory());
   } catch (const std::exception& error) {
-    // A container beyond its length limit, no source of random numbers: rarer than memory running out, and no better.
+    // Such as std::length_error, or no source of random numbers for a hash key.
     return failed({error.what(), 0, {}});
   }
 }

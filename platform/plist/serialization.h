@@ -4,8 +4,7 @@
 
 namespace tarvel {
 
-/// Property lists in all their forms, by this library's own readers and writers. Portable; any number of threads, each
-/// with trees of its own.
+/// Reads and writes all formats of property lists. Portable. Threads may use it concurrently on different trees.
 class PlistSerialization final : public PropertyListSerialization {
  public:
   [[nodiscard]] PropertyListReading propertyListFromData(const Data& data) override;

@@ -18,7 +18,7 @@ struct Mark {
   Kind kind;
 };
 
-// The mark of UTF-16 is the beginning of the one of UTF-32, which therefore comes first.
+// UTF-32 comes first: its little-endian mark begins with that of UTF-16.
 constexpr Mark kMarks[] = {
     {{"\x00\x00\xFE\xFF", 4}, Kind::kUtf32BigEndian},
     {{"\xFF\xFE\x00\x00", 4}, Kind::kUtf32LittleEndian},
@@ -54,7 +54,7 @@ TextEncoding encodingNamed(std::string_view name) {
   return encoding;
 }
 
-/// The encoding that an XML declaration names. `rest` is what follows "<?xml".
+/// The encoding named in an XML declaration. `rest` is the text after "<?xml".
 TextEncoding declaredEncoding(std::string_view rest) {
   constexpr std::string_view kAttribute = "encoding=";
   constexpr const char* kCutShort = "End of buffer while looking for encoding name";
@@ -83,8 +83,8 @@ TextEncoding detectEncoding(std::span<const std::uint8_t> bytes) {
     encoding.markSize = mark.bytes.size();
     return encoding;
   }
-  // UTF-16 without a mark is recognised, yet its first unit is skipped as if it were the mark, and the order is always
-  // little-endian: the original platform reads such files so, and there may be files that fail by it.
+  // A deliberate oddity, as on the original platform: UTF-16 without a mark is taken as little-endian, and its first
+  // unit is skipped as if it were the mark.
   if (text.size() > 2 && (text[0] == '\0' || text[1] == '\0')) {
     encoding.kind = Kind::kUtf16LittleEndian;
     encoding.markSize = 2;
@@ -117,7 +117,7 @@ DecodedText::DecodedText(std::span<const std::uint8_t> bytes, const TextEncoding
 }
 
 void DecodedText::convertUtf16(std::span<const std::uint8_t> bytes, bool littleEndian, Halves halves) {
-  // An odd last byte is left out.
+  // An odd last byte is ignored.
   const std::size_t units = bytes.size() / 2;
   const auto unitAt = [&](std::size_t i) {
     const std::uint8_t first = bytes[2 * i];
@@ -159,7 +159,7 @@ bool isWellFormedUtf8(std::string_view text) {
     if (first < 0xC2 || first > 0xF4) return false;
     const std::ptrdiff_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
     if (end - at < more) return false;
-    // The second byte of some is bounded more narrowly: nothing overlong, no surrogates, nothing above U+10FFFF.
+    // A narrower range of the second byte excludes overlong forms, surrogates and code points above U+10FFFF.
     const std::uint8_t least = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
     const std::uint8_t most = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
     if (*at < least || *at > most) return false;

@@ -8,16 +8,16 @@
 
 namespace tarvel {
 
-/// The encoding that a text property list shows by its first bytes.
+/// The encoding of a text property list, detected from its first bytes.
 struct TextEncoding {
   enum class Kind { kUtf8, kUtf16LittleEndian, kUtf16BigEndian, kUtf32LittleEndian, kUtf32BigEndian, kNamed };
 
   Kind kind = Kind::kUtf8;
-  /// Length of the byte order mark.
+  /// Length of the byte order mark, in bytes.
   std::size_t markSize = 0;
-  /// For a named encoding: the name for convertNamed().
+  /// For kNamed: the argument of convertNamed().
   std::string name;
-  /// Why the encoding is unknown; empty if it is known.
+  /// Why detection failed; empty on success.
   std::string error;
 };
 
@@ -25,16 +25,16 @@ struct TextEncoding {
 /// declaration. Otherwise UTF-8.
 [[nodiscard]] TextEncoding detectEncoding(std::span<const std::uint8_t> bytes);
 
-/// A text as UTF-8, in the bytes it came from or in its own.
+/// A text as UTF-8. Refers to the original bytes if they are UTF-8 already.
 class DecodedText {
  public:
-  /// What to do where UTF-16 holds half a surrogate pair.
+  /// How to treat a lone surrogate in UTF-16.
   enum class Halves {
-    kKeep,  ///< As three bytes, as everywhere in a tree.
-    kEnd,   ///< The text ends before it.
+    kKeep,  ///< Encode it as three bytes, like a tree does.
+    kEnd,   ///< End the text before it.
   };
 
-  /// Borrows `bytes`. UTF-8 is taken as it is, checked or not.
+  /// Borrows `bytes`. Does not check UTF-8.
   DecodedText(std::span<const std::uint8_t> bytes, const TextEncoding& encoding, Halves halves);
 
   /// Whether the bytes could be converted.

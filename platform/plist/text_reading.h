@@ -15,15 +15,15 @@ namespace tarvel {
 struct TextReading {
   /// Absent when reading failed.
   PropertyListValue root;
-  /// Never set with a root. Without one it may be missing too: the XML reader gives no text for some files that end
-  /// too early, and leaves it to the OpenStep reader to say what is wrong.
+  /// Never set with a root. May be missing without one: for some truncated files the XML reader has no message, and
+  /// that of the OpenStep reader is used.
   std::optional<PropertyListError> error;
 };
 
-/// The number of the line that `place` is in, from 1. A carriage return ends a line too, with or without a line feed.
+/// The number of the line at `place`, from 1. Lines end in CR, LF or CRLF.
 [[nodiscard]] std::uint64_t lineNumberAt(std::string_view text, std::size_t place);
 
-/// Text from a file for use in a message: whole if short, else its beginning and an ellipsis.
+/// Text for a message: at most its first 128 bytes, followed by an ellipsis if truncated.
 [[nodiscard]] std::string shortened(std::string_view text);
 
 /// The value of a hexadecimal digit, -1 for any other character.

@@ -12,10 +12,10 @@ namespace tarvel {
 
 namespace {
 
-/// Further places of shared containers that the XML form may write out.
+/// How many repetitions of shared containers XML may contain.
 constexpr std::uint64_t kMaxRepetitions = std::uint64_t{3} * 512;
 
-/// The original platform's class names, which its texts show.
+/// The original platform's class names, as its error texts show them.
 std::string_view typeName(PropertyListType type) {
   switch (type) {
     case PropertyListType::kAbsent:
@@ -56,12 +56,12 @@ class WritableCheck {
   }
 
  private:
-  /// A container whose entries are being looked at.
+  /// A container whose entries are being visited.
   struct Frame {
     PropertyListValue container;
     std::size_t size;
     std::size_t next;
-    std::uint64_t unfolded;  ///< How many containers it comes to so far, itself included.
+    std::uint64_t unfolded;  ///< Containers that writing it without references takes so far, itself included.
   };
   static constexpr std::uint64_t kOpen = 0;  ///< In known_: the container is on the stack.
 
@@ -85,7 +85,7 @@ class WritableCheck {
 
   std::uint32_t format_;
   std::vector<Frame> stack_;
-  /// Containers met, with what each unfolds to.
+  /// Visited containers, with the `unfolded` of each.
   std::unordered_map<Slot, std::uint64_t> known_;
   std::optional<PropertyListError> error_;
 };
@@ -106,7 +106,7 @@ void WritableCheck::visit(const PropertyListValue& value) {
       enter(value, value.dictionary().size());
       return;
     case PropertyListType::kDate:
-      if (isXml() && !hasCalendarDate(*value.date())) fail("a date is no date of the calendar");
+      if (isXml() && !hasCalendarDate(*value.date())) fail("a date is outside the calendar");
       return;
     default:
       return;
@@ -124,7 +124,7 @@ void WritableCheck::enter(const PropertyListValue& container, std::size_t size) 
   }
 }
 
-/// Looks at the next entry of the innermost container, or leaves it.
+/// Visits the next entry of the innermost container, or leaves it.
 void WritableCheck::step() {
   Frame& frame = stack_.back();
   if (frame.next == frame.size) {
@@ -147,18 +147,18 @@ void WritableCheck::leave() {
   count(frame.unfolded);
 }
 
-/// Adds what a container unfolds to to the one around it.
+/// Adds a container's `unfolded` to that of its parent.
 void WritableCheck::count(std::uint64_t unfolded) {
   if (stack_.empty()) return;
   std::uint64_t& total = stack_.back().unfolded;
   total += unfolded;
   if (isXml() && total > known_.size() + kMaxRepetitions) {
-    // The advice to use the binary form is the original platform's.
+    // The original platform's text.
     fail(
         "Too many nested arrays or dictionaries please use kCFPropertyListBinaryFormat_v1_0 instead which supports "
         "references");
   }
-  // Without that limit the sum means nothing, and must not overflow either.
+  // The binary format has no limit; reset, so that the sum cannot overflow.
   if (!isXml()) total = 1;
 }
 

@@ -8,16 +8,15 @@
 
 namespace tarvel {
 
-/// The first fault, in list order, that prevents writing the list under `root`: a null or a set, a key that is not a
-/// string, a container inside itself. None if it can be written. `format` is the number named in the text. The XML
-/// format has two more faults:
+/// The first reason, in list order, why the list under `root` cannot be written; none if it can: an absent root, a null
+/// or a set, a key that is not a string, a container inside itself. `format` is the number named in the text. Two more
+/// for XML:
 ///
-/// - too many repetitions of shared containers, each of which XML writes out: a few edits could otherwise unfold to
-/// more than any disk holds;
+/// - too many repetitions of shared containers, because XML writes each of them out and a few edits can multiply its
+///   size;
+/// - a date outside the calendar.
 ///
-/// - a date outside of the calendar.
-///
-/// An absent root is a fault too. Time is linear in the list, however deep it is.
+/// Takes linear time at any depth.
 [[nodiscard]] std::optional<PropertyListError> findUnwritable(const PropertyListValue& root, std::uint32_t format);
 
 }  // namespace tarvel

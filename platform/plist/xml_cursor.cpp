@@ -17,7 +17,7 @@ constexpr std::string_view kCdataClosing = "]]>";
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-/// The length of the space that `text` begins with, 0 if it begins with none.
+/// The length in bytes of the space character at the start of `text`, 0 if there is none.
 std::size_t wideSpaceLength(std::string_view text) {
   if (isSpace(text[0])) return 1;
   if (text.size() < 3) return 0;
@@ -64,7 +64,7 @@ bool XmlCursor::skipDocumentType() {
   const std::size_t end = text_.find_first_of("[>", at_);
   if (end == std::string_view::npos) return fail("Encountered unexpected EOF while parsing DTD");
   at_ = end;
-  // Declarations inside the file could define entities, which are never expanded.
+  // An internal subset could declare entities, so it is rejected.
   if (peek() == '[') return failOnLine("Encountered unexpected character [ on line ", " while parsing DTD");
   ++at_;
   return true;

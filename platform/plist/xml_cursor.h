@@ -9,10 +9,10 @@
 
 namespace tarvel {
 
-/// A place in an XML text that moves forwards, the pieces that XML is made of, and the first thing found wrong.
+/// Reads the elements of XML syntax from a text and keeps the first error.
 ///
-/// The functions that answer a bool answer false after fail(); nothing more is read then. The texts of the failures
-/// are the original platform's.
+/// A function that returns bool returns false after fail(); stop reading then. The error texts are the original
+/// platform's.
 class XmlCursor {
  public:
   explicit XmlCursor(std::string_view text) : text_(text) {}
@@ -21,7 +21,7 @@ class XmlCursor {
   [[nodiscard]] std::size_t left() const { return text_.size() - at_; }
   [[nodiscard]] std::string_view rest() const { return text_.substr(at_); }
   [[nodiscard]] bool startsWith(std::string_view text) const { return rest().starts_with(text); }
-  /// The character here; not at the end.
+  /// The character here. Not to be called at the end.
   [[nodiscard]] char peek() const { return text_[at_]; }
   void advance(std::size_t count = 1) { at_ += count; }
 
@@ -29,33 +29,33 @@ class XmlCursor {
   void returnTo(std::size_t place) { at_ = place; }
 
   void skipSpace();
-  /// Also the spaces beyond ASCII, which numbers may begin with.
+  /// Also skips Unicode spaces, which are allowed before numbers.
   void skipWideSpace();
 
-  /// Call each of these after the opening characters of what it skips.
+  // To be called after "<!--", "<?" and "<!".
   bool skipComment();
   bool skipInstruction();
   bool skipDocumentType();
 
   struct Tag {
     std::string_view name;
-    bool isEmpty;       ///< Closed in itself, with a slash.
-    std::size_t place;  ///< Where the name begins.
+    bool isEmpty;       ///< Self-closing, such as <array/>.
+    std::size_t place;  ///< Position of the name.
   };
-  /// The tag whose "<" has been read. None when it is malformed, which is a failure, or when the text ends in it,
-  /// which is none: what is around it knows better what is missing.
+  /// The tag after "<". None for a malformed tag, with an error, or if the text ends within the tag, without one: the
+  /// caller has a better message.
   [[nodiscard]] std::optional<Tag> readTag();
   bool readCloseTag(std::string_view name);
 
-  /// Text up to the next tag, its entities resolved. Valid until the next call.
+  /// Text up to the next tag, with entities resolved. Valid until the next call.
   bool readText(std::string_view& text);
 
-  /// Makes this the failure. Of several the first counts.
+  /// Sets the error unless one is set.
   bool fail(std::string text);
-  /// The same with the number of the line that the cursor is in between the two texts.
+  /// The same, with the number of the current line between the two texts.
   bool failOnLine(std::string_view before, std::string_view after = {});
   bool failAtEnd() { return fail("Encountered unexpected EOF"); }
-  /// The character here as the failure texts show it: a byte above 0x7F as Latin-1.
+  /// The character here as error texts show it: a byte above 0x7F as Latin-1.
   [[nodiscard]] std::string shownCharacter() const;
 
   [[nodiscard]] const std::optional<PropertyListError>& error() const { return error_; }

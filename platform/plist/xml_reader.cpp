@@ -59,8 +59,8 @@ class XmlReader {
   TextReading read();
 
  private:
-  /// The result of reading one element: a value, or nothing at the end of the container or text. On failure nothing,
-  /// with the cursor's error set.
+  /// The result of reading one element. Without a value at the end of the container or text, and on failure, with the
+  /// cursor's error set.
   struct Found {
     PropertyListValue value;
     bool isKey = false;
@@ -71,7 +71,7 @@ class XmlReader {
 
   Found readDocument();
   Found readObject();
-  /// A "<!" inside the root, where only a comment may be.
+  /// Skips a "<!" inside the root, where only comments are allowed.
   bool skipComment();
   Found readElement(const XmlCursor::Tag& tag);
   Found readLeaf(Element element, const XmlCursor::Tag& tag);
@@ -91,7 +91,7 @@ class XmlReader {
   PropertyListTree& tree_;
   std::size_t containers_ = 0;
   std::size_t wrappers_ = 0;
-  // The entries of every open container, the innermost one's last: one allocation instead of one for each.
+  // The entries of all open containers; those of the innermost are last. One allocation serves all of them.
   std::vector<PropertyListValue> keys_;
   std::vector<PropertyListValue> values_;
 };
@@ -215,7 +215,7 @@ PropertyListValue XmlReader::makeInteger(const XmlInteger& integer) {
 }
 
 XmlReader::Found XmlReader::readContainer(Element element, const XmlCursor::Tag& tag) {
-  // Elements around the root are not containers of the list, but their nesting is limited too.
+  // <plist> elements are not containers of the list, but their nesting is limited too.
   std::size_t& depth = element == Element::kPlist ? wrappers_ : containers_;
   if (depth == kMaxDepth) {
     return nothing(cursor_.failOnLine("Too many nested arrays or dictionaries, failing on line "));
@@ -292,7 +292,7 @@ bool XmlReader::readEntries() {
   }
 }
 
-/// A number under the one key that keyed archives use is a UID, which this form has no element for.
+/// A dictionary whose only key is CF$UID and whose value is a number is a UID, for which XML has no element.
 XmlReader::Found XmlReader::makeDictionary(std::size_t firstKey, std::size_t firstValue) {
   const std::span<const PropertyListValue> keys = std::span(keys_).subspan(firstKey);
   const std::span<const PropertyListValue> values = std::span(values_).subspan(firstValue);

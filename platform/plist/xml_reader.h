@@ -8,11 +8,11 @@
 
 namespace tarvel {
 
-/// Reads the XML form into `tree`, copying what it keeps of `bytes`.
+/// Reads the XML format into `tree`; keeps no reference to `bytes`.
 ///
 /// As lenient as the original platform's reader: document type, declaration and <plist> are optional, attributes are
-/// skipped, anything after the root is ignored. External entities are never fetched and entities cannot be declared.
-/// One pass; time and memory are proportional to the file.
+/// skipped, anything after the root is ignored. External entities are never fetched, and entities cannot be declared.
+/// Time and memory are proportional to the file.
 [[nodiscard]] TextReading readXml(std::span<const std::uint8_t> bytes, PropertyListTree& tree);
 
 }  // namespace tarvel

@@ -20,7 +20,7 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 bool failForCharacter(XmlCursor& cursor) {
-  // The number is that of a signed character: bytes above 0x7F show their sign.
+  // As on the original platform, the byte is printed as a signed number: 0x80 as 0xffffff80.
   const std::uint32_t byte = static_cast<std::uint8_t>(cursor.peek());
   char number[16];
   std::snprintf(number, sizeof number, "0x%x", byte < 0x80 ? byte : byte | 0xFFFF'FF00U);
@@ -28,7 +28,7 @@ bool failForCharacter(XmlCursor& cursor) {
                            ") in <integer> on line ");
 }
 
-/// The value of the digit under the cursor.
+/// The value of the digit at the cursor, which does not move.
 std::optional<unsigned> readDigit(XmlCursor& cursor, bool isHex) {
   const char c = lowered(cursor.peek());
   if (isDigit(c)) return static_cast<unsigned>(c - '0');
@@ -74,8 +74,8 @@ std::optional<double> namedReal(std::string_view text) {
   return std::nullopt;
 }
 
-/// Whether a number that no double can represent is too large rather than too small, judged by its first digit's
-/// position.
+/// Whether a number outside the range of double is too large rather than too small, judged by the position of its first
+/// digit other than zero.
 bool isTooLarge(std::string_view digits) {
   const std::size_t mark = digits.find_first_of("eE");
   const std::string_view mantissa = digits.substr(0, mark);
@@ -92,7 +92,7 @@ bool isTooLarge(std::string_view digits) {
   return (isNegative ? -value : value) + place > 0;
 }
 
-/// A decimal number, with nothing after it.
+/// The decimal number that `text` consists of.
 std::optional<double> decimalReal(std::string_view text) {
   const bool isNegative = text.starts_with('-');
   if (isNegative || text.starts_with('+')) text.remove_prefix(1);
@@ -121,7 +121,7 @@ bool readMark(XmlCursor& cursor, char mark) {
   return true;
 }
 
-/// Any number of digits, also none, that keep within the years a time in seconds can tell.
+/// Any number of digits, even none. False for years beyond those that seconds in 64 bits can express.
 bool readYear(XmlCursor& cursor, std::int64_t& year) {
   constexpr std::int64_t kMost = 1'000'000'000'000;
   const bool isNegative = readMark(cursor, '-');
@@ -169,12 +169,12 @@ std::optional<double> readXmlDate(XmlCursor& cursor) {
                       readMark(cursor, '-') && readTwoDigits(cursor, date.day) && readMark(cursor, 'T') &&
                       readTwoDigits(cursor, hour) && readMark(cursor, ':') && readTwoDigits(cursor, minute) &&
                       readMark(cursor, ':') && readTwoDigits(cursor, second) && readMark(cursor, 'Z');
-  // The closing tag is part of what is judged: this text, not the one about the tag, is what the failure says.
+  // The closing tag is checked here, so that text after the date gets this message instead of one about the tag.
   if (!isDate || !cursor.startsWith("</date")) {
     cursor.failOnLine("Could not interpret <date> at line ");
     return std::nullopt;
   }
-  // The original platform's month 0 is January too.
+  // As on the original platform, month 0 means January.
   date.month = std::max(date.month, 1);
   const double days = static_cast<double>(daysFromCalendar(date));
   return days * static_cast<double>(kSecondsPerDay) + static_cast<double>(hour * 3600 + minute * 60 + second);

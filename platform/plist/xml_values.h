@@ -6,8 +6,8 @@
 
 #include "platform/plist/xml_cursor.h"
 
-// The contents of the XML form's leaf elements, from behind the opening tag up to the closing tag. None means that
-// reading has failed and the cursor knows why.
+// Readers of leaf elements' contents, from after the opening tag to before the closing tag. None means failure, with
+// the cursor's error set.
 namespace tarvel {
 
 struct XmlInteger {
@@ -15,16 +15,16 @@ struct XmlInteger {
   std::uint64_t magnitude;  ///< At most 2^63 when negative.
 };
 
-/// Decimal, or hexadecimal after "0x"; from -2^63 to 2^64 - 1.
+/// Decimal, or hexadecimal with "0x"; from -2^63 to 2^64 - 1.
 [[nodiscard]] std::optional<XmlInteger> readXmlInteger(XmlCursor& cursor);
 
-/// Decimal, "nan", "inf" or "infinity". Too large a number is infinite, too small a one is zero.
+/// Decimal, "nan", "inf" or "infinity". Overflow gives infinity, underflow zero.
 [[nodiscard]] std::optional<double> readXmlReal(XmlCursor& cursor);
 
-/// Seconds since 2001-01-01 00:00:00 UTC. No field is checked for its range; what is too much carries over.
+/// Seconds since 2001-01-01 00:00:00 UTC. Fields are not range-checked; excess carries over into the next field.
 [[nodiscard]] std::optional<double> readXmlDate(XmlCursor& cursor);
 
-/// Base 64 in groups of four; an incomplete last group and characters of no meaning are left out.
+/// Base64. Characters outside the alphabet and an incomplete last group are ignored; a byte above 0x7F is an error.
 [[nodiscard]] std::optional<std::vector<std::uint8_t>> readXmlData(XmlCursor& cursor);
 
 }  // namespace tarvel

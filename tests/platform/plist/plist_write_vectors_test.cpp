@@ -142,7 +142,7 @@ TEST(WriteVectors, ADateOutsideOfTheCalendarIsRefused) {
   const PropertyListWriting writing = write(fromJson(nan), kXml);
   ASSERT_TRUE(writing.error);
   EXPECT_FALSE(write(fromJson(nan), kBinary).error);
-  EXPECT_EQ(writing.error->description, "Property list invalid for format: 100 (a date is no date of the calendar)");
+  EXPECT_EQ(writing.error->description, "Property list invalid for format: 100 (a date is outside the calendar)");
 }
 
 TEST(RewriteVectors, WhatWasReadIsRefusedWithTheOriginalsText) {
