@@ -205,7 +205,7 @@ TYPED_TEST(PreferencesConformance, AKeyMayBeAnyText) {
   }
 }
 
-TYPED_TEST(PreferencesConformance, AnIdentifierThatLeadsElsewhereNamesNothing) {
+TYPED_TEST(PreferencesConformance, AnIdentifierThatIsAPathHasNoSettings) {
   const std::string withZero("a\0b", 3);
   for (const std::string& identifier : {std::string(), std::string("."), std::string(".."), std::string("../x"),
                                         std::string("a/b"), std::string("/etc"), withZero, std::string(256, 'x')}) {

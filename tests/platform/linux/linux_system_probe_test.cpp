@@ -85,7 +85,7 @@ TEST_F(SystemProbeTest, PermissionsAreThoseOfTheCaller) {
   fs::permissions(home.path("closed"), fs::perms::owner_all);
 }
 
-TEST_F(SystemProbeTest, TheKernelsOwnFileSystemsAreKnownByName) {
+TEST_F(SystemProbeTest, KnowsKernelFileSystemsByName) {
   EXPECT_EQ(probe.fileSystem("/proc").name, "proc");
   const FileSystemFacts facts = probe.fileSystem(home.path(""));
   EXPECT_FALSE(facts.name.empty());

@@ -21,7 +21,7 @@ class RecordedLog final : public SystemLog {
 
 }  // namespace
 
-TEST(SystemPlatform, ReachesRealFilesAndTitlesAndLaunchesNothing) {
+TEST(SystemPlatform, ReadsFilesOrdersTitlesAndLaunchesNothing) {
   const TemporaryDirectory folder;
   folder.write("list.plist", "{ Title = \"a\"; }");
   const SystemPlatform system;
@@ -36,7 +36,7 @@ TEST(SystemPlatform, ReachesRealFilesAndTitlesAndLaunchesNothing) {
   EXPECT_FALSE(platform.workspace.launchApplication("/bin/true"));
 }
 
-TEST(SystemPlatform, MessagesAreEnglishWhereNoTextsAreInstalled) {
+TEST(SystemPlatform, MessagesAreEnglishIfNoTranslationsAreInstalled) {
   const SystemPlatform system;
   EXPECT_EQ(system.platform().bundle.bundlePath(), "");
   EXPECT_EQ(system.platform().bundle.localizedStringForKeyValue("some text", ""), "some text");
@@ -44,13 +44,13 @@ TEST(SystemPlatform, MessagesAreEnglishWhereNoTextsAreInstalled) {
 
 TEST(SystemPlatform, LogsOnlyToAGivenLog) {
   RecordedLog log;
-  const SystemPlatform told(log);
-  told.platform().systemLog.log("a line");
+  const SystemPlatform logging(log);
+  logging.platform().systemLog.log("a line");
   EXPECT_EQ(log.lines, std::vector<std::string>{"a line"});
 
-  const SystemPlatform untold;
+  const SystemPlatform silent;
   testing::internal::CaptureStderr();
-  untold.platform().systemLog.log("another");
+  silent.platform().systemLog.log("another");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

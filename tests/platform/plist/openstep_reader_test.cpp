@@ -1,4 +1,4 @@
-// The OpenStep reader's rules, and what hostile files get from it.
+// The OpenStep reader's rules and its behaviour on hostile files.
 
 #include "platform/plist/openstep_reader.h"
 
@@ -28,24 +28,24 @@ std::string string(std::string_view text) {
   return std::string(readOpenStep(bytesOf(text), tree).root.string().value_or("(no string)"));
 }
 
-TEST(OpenStepReader, OctalEscapesAreInTheNextStepCharacterSet) {
+TEST(OpenStepReader, OctalEscapesUseTheNextStepCharacterSet) {
   EXPECT_EQ(string(R"("\101\012\341\216\256")"), "A\n\u00C6\u00CE\uFB01");
-  // Of three digits the low eight bits count; where the set has no character there is a zero.
+  // The low eight bits of three digits are used; an unassigned code becomes zero.
   EXPECT_EQ(string(R"("\501")"), "A");
   EXPECT_EQ(string(R"("\376x")"), std::string("\0x", 2));
 }
 
-TEST(OpenStepReader, TwoUnicodeEscapesCanMakeOneCharacter) {
+TEST(OpenStepReader, TwoUnicodeEscapesCanFormASurrogatePair) {
   EXPECT_EQ(string(R"("\UD83D\UDE00")"), "\U0001F600");
   EXPECT_EQ(string(R"("\UD83D.")"), "\xED\xA0\xBD.");
   EXPECT_EQ(string(R"("\U41g")"), "Ag");
 }
 
-TEST(OpenStepReader, ABackslashBeforeAnyOtherCharacterIsLeftOut) {
+TEST(OpenStepReader, ABackslashBeforeAnyOtherCharacterIsDropped) {
   EXPECT_EQ(string("'\\a\\b\\f\\n\\r\\t\\v\\\\\\'\\\u00e9'"), "\a\b\f\n\r\t\v\\'\u00e9");
 }
 
-TEST(OpenStepReader, EitherQuoteMarkMayStandInTheOther) {
+TEST(OpenStepReader, EachQuoteMarkMayAppearWithinTheOther) {
   EXPECT_EQ(string("'a\"b'"), "a\"b");
   EXPECT_EQ(string("\"a'b\""), "a'b");
 }
@@ -55,17 +55,17 @@ TEST(OpenStepReader, TheLastCommaOfAnArrayIsOptionalAndTheLastSemicolonOfADictio
   EXPECT_EQ(readOpenStepText("{ a = b }"), "Missing ';' on line 1");
 }
 
-TEST(OpenStepReader, AKeyAloneStandsForItself) {
+TEST(OpenStepReader, AKeyWithoutAValueIsItsOwnValue) {
   EXPECT_EQ(readOpenStepText("{ a; }"), readOpenStepText("{ a = a; }"));
 }
 
-TEST(OpenStepReader, AnArrayEndsAtAnElementThatIsNone) {
+TEST(OpenStepReader, AnArrayEndsAtAnUnreadableElement) {
   EXPECT_EQ(readOpenStepText("( a, { b = c; ) "), readOpenStepText("(a)"));
   EXPECT_EQ(readOpenStepText("( a, \"b)"), "Expected terminating ')' for array at line 1");
   EXPECT_EQ(readOpenStepText("( a, \")"), readOpenStepText("(a)"));
 }
 
-TEST(OpenStepReader, ObjectsBelow512ContainersAreReadAndBelow513Not) {
+TEST(OpenStepReader, Nesting512ContainersIsReadAnd513Refused) {
   EXPECT_EQ(string(repeated("(", 512) + "x" + repeated(")", 512)), "(no string)");
   EXPECT_TRUE(readOpenStepText(repeated("(", 512) + "x" + repeated(")", 512)).starts_with("{"));
   EXPECT_EQ(readOpenStepText(repeated("(", 513) + "x" + repeated(")", 513)),
@@ -75,19 +75,19 @@ TEST(OpenStepReader, ObjectsBelow512ContainersAreReadAndBelow513Not) {
             "Too many nested arrays or dictionaries at line 1");
 }
 
-TEST(OpenStepReader, TheComplaintNamesTheLineItIsAbout) {
+TEST(OpenStepReader, ErrorsNameTheirLine) {
   EXPECT_EQ(readOpenStepText("{\n a = b;\r\n c = \"d\r\";\r = }"), "Expected terminating '}' for dictionary at line 5");
 }
 
-TEST(OpenStepReader, TextThatEndsInABackslashIsRefusedWhereverItEnds) {
+TEST(OpenStepReader, TextThatEndsInABackslashIsRefused) {
   EXPECT_EQ(readOpenStepText("'\\"), "Unterminated backslash sequence on line 1");
   EXPECT_EQ(readOpenStepText("{ a = '\\"), "Unterminated backslash sequence on line 1");
   EXPECT_EQ(readOpenStepText("{ '\\"), "Expected terminating '}' for dictionary at line 1");
   EXPECT_EQ(readOpenStepText("('\\"), "Expected terminating ')' for array at line 1");
 }
 
-// None of these takes time or memory out of proportion: the test's own time limit is the judge.
-TEST(OpenStepReader, HostileFilesFailInTime) {
+// The suite's time limit fails this test if time or memory is out of proportion.
+TEST(OpenStepReader, HostileFilesFailQuickly) {
   EXPECT_EQ(readOpenStepText(repeated("(", 20000000)), "Expected terminating ')' for array at line 1");
   EXPECT_EQ(readOpenStepText(repeated("{a=", 20000000)), "Too many nested arrays or dictionaries at line 1");
   EXPECT_EQ(readOpenStepText("(" + repeated("{a=", 100) + repeated("(\"),", 2000000)),

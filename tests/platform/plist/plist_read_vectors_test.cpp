@@ -1,4 +1,4 @@
-// Every case of the vectors that the original platform's reader was run on.
+// All recorded answers of the original platform's reader.
 
 #include <gtest/gtest.h>
 
@@ -74,8 +74,8 @@ TEST(ReadVectors, ARejectedBinaryFileHasTheBinaryReadersErrorToo) {
   EXPECT_GT(count, 50U);
 }
 
-// The OpenStep reader's own text is seen only where the XML reader has none, but the vectors tell it.
-TEST(ReadVectors, TheOpenStepReaderComplainsAsTheOriginalDoes) {
+// The vectors contain the OpenStep reader's error even where the XML reader's error takes precedence.
+TEST(ReadVectors, TheOpenStepReadersErrorsAreTheOriginals) {
   std::size_t count = 0;
   for (const json& example : cases()) {
     if (!example.contains("old_style_error")) continue;
@@ -85,7 +85,7 @@ TEST(ReadVectors, TheOpenStepReaderComplainsAsTheOriginalDoes) {
     PropertyListTree tree;
     const TextReading reading = readOpenStep(data.bytes(), tree);
     ASSERT_TRUE(reading.error);
-    // A file whose encoding is unknown gets no further than that.
+    // Both readers stop at an unknown encoding.
     if (example["error"].get<std::string>().find("encoding name") != std::string::npos) continue;
     if (example["error"].get<std::string>().find("unknown encoding") != std::string::npos) continue;
     EXPECT_EQ(reading.error->description, example["old_style_error"].get<std::string>());

@@ -8,7 +8,7 @@
 
 #include "platform/plist/serialization.h"
 
-// What the tests of several forms share.
+// Shared by tests of several formats.
 namespace tarvel::plist_test {
 
 inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
@@ -22,7 +22,7 @@ inline std::string repeated(std::string_view text, std::size_t count) {
   return all;
 }
 
-inline PropertyListReading readAnyForm(const std::string& bytes) {
+inline PropertyListReading readAnyFormat(const std::string& bytes) {
   PlistSerialization serialization;
   return serialization.propertyListFromData(Data::copyOf(bytes));
 }

@@ -1,4 +1,4 @@
-// Every case of the vectors that the original platform's writer was run on.
+// All recorded answers of the original platform's writer.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@
 namespace tarvel {
 namespace {
 
-using plist_test::readAnyForm;
+using plist_test::readAnyFormat;
 
 using nlohmann::json;
 
@@ -40,8 +40,8 @@ PropertyListWriting write(const PropertyList& list, std::uint32_t format) {
   return serialization.dataWithPropertyList(list, format);
 }
 
-/// Whether two leaves are equal, or two containers are one. The original writes some of these once for each place they
-/// stand in; we never do, which makes the file another and smaller one.
+/// Whether a leaf or a container occurs twice. The original writes some of these once per occurrence; our writer writes
+/// each once, so its file differs and is smaller.
 bool repeatsAValue(const json& tree) {
   std::size_t count = 0;
   std::set<std::string> distinct;
@@ -62,8 +62,8 @@ bool repeatsAValue(const json& tree) {
   return refers || distinct.size() != count;
 }
 
-/// Whether a date is one that the original prints by overflowing its integers, as text that no reader takes back:
-/// one that is not finite, or beyond the years that 31 bits hold.
+/// Whether the tree has a date whose year does not fit 31 bits, or that is not finite. The original overflows and
+/// writes text that no reader accepts.
 bool holdsUnprintableDate(const json& tree) {
   constexpr double kSecondsOf31BitsOfYears = 2147481646.0 * 31556952.0;
   bool result = false;
@@ -76,7 +76,7 @@ bool holdsUnprintableDate(const json& tree) {
 }
 
 void expectReadsBackAs(const std::string& bytes, const json& tree) {
-  const PropertyListReading reading = readAnyForm(bytes);
+  const PropertyListReading reading = readAnyFormat(bytes);
   ASSERT_FALSE(reading.error) << reading.error->description;
   EXPECT_EQ(toJson(reading.list.root), tree);
 }
@@ -97,7 +97,7 @@ TEST(WriteVectors, EveryTreeIsWrittenOrRefusedWithTheOriginalsText) {
   EXPECT_GT(refused, 20U);
 }
 
-TEST(WriteVectors, TheXmlFormIsTheOriginalsByteForByte) {
+TEST(WriteVectors, XmlIsTheOriginalsByteForByte) {
   std::size_t count = 0;
   for (const json& example : writeCases()) {
     if (example["format"] != kXml || !example["ok"].get<bool>() || holdsUnprintableDate(example["tree"])) continue;
@@ -114,7 +114,7 @@ TEST(WriteVectors, TheXmlFormIsTheOriginalsByteForByte) {
   EXPECT_GT(count, 80U);
 }
 
-TEST(WriteVectors, TheBinaryFormIsTheOriginalsByteForByteUnlessValuesRepeat) {
+TEST(WriteVectors, BinaryIsTheOriginalsByteForByteUnlessValuesRepeat) {
   std::size_t count = 0;
   for (const json& example : writeCases()) {
     if (example["format"] != kBinary || !example["ok"].get<bool>()) continue;
@@ -131,13 +131,13 @@ TEST(WriteVectors, TheBinaryFormIsTheOriginalsByteForByteUnlessValuesRepeat) {
       ++count;
     } else {
       EXPECT_LE(written.size(), original.size());
-      expectReadsBackAs(written, toJson(readAnyForm(original).list.root));
+      expectReadsBackAs(written, toJson(readAnyFormat(original).list.root));
     }
   }
   EXPECT_GT(count, 80U);
 }
 
-TEST(WriteVectors, ADateOutsideOfTheCalendarIsRefused) {
+TEST(WriteVectors, ADateOutsideTheCalendarIsRefused) {
   const json nan = {{"t", "date"}, {"v", "nan"}};
   const PropertyListWriting writing = write(fromJson(nan), kXml);
   ASSERT_TRUE(writing.error);
@@ -145,12 +145,12 @@ TEST(WriteVectors, ADateOutsideOfTheCalendarIsRefused) {
   EXPECT_EQ(writing.error->description, "Property list invalid for format: 100 (a date is outside the calendar)");
 }
 
-TEST(RewriteVectors, WhatWasReadIsRefusedWithTheOriginalsText) {
+TEST(RewriteVectors, UnwritableListsAreRefusedWithTheOriginalsText) {
   std::size_t count = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     const json& example = readCaseNamed(rewrite["read_case"]);
-    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
+    const PropertyListReading reading = readAnyFormat(decodeBase64(example["input_base64"].get<std::string>()));
     for (const auto& [format, expected] : {std::pair(kXml, rewrite["xml"]), std::pair(kBinary, rewrite["binary"])}) {
       if (expected["ok"].get<bool>()) continue;
       const PropertyListWriting writing = write(reading.list, format);
@@ -162,14 +162,14 @@ TEST(RewriteVectors, WhatWasReadIsRefusedWithTheOriginalsText) {
   EXPECT_GT(count, 10U);
 }
 
-TEST(RewriteVectors, TheXmlFormIsTheOriginalsByteForByte) {
+TEST(RewriteVectors, XmlIsTheOriginalsByteForByte) {
   std::size_t count = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     if (!rewrite["xml"]["ok"].get<bool>()) continue;
     const json& example = readCaseNamed(rewrite["read_case"]);
     if (holdsUnprintableDate(example["tree"])) continue;
-    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
+    const PropertyListReading reading = readAnyFormat(decodeBase64(example["input_base64"].get<std::string>()));
     EXPECT_EQ(write(reading.list, kXml).data.joined(),
               decodeBase64(rewrite["xml"]["output_base64"].get<std::string>()));
     ++count;
@@ -177,14 +177,14 @@ TEST(RewriteVectors, TheXmlFormIsTheOriginalsByteForByte) {
   EXPECT_GT(count, 300U);
 }
 
-TEST(RewriteVectors, TheBinaryFormOfATextFileIsTheOriginalsByteForByteUnlessValuesRepeat) {
+TEST(RewriteVectors, BinaryFromATextFileIsTheOriginalsByteForByteUnlessValuesRepeat) {
   std::size_t exact = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     const json& binary = rewrite["binary"];
     const json& example = readCaseNamed(rewrite["read_case"]);
     if (!binary["ok"].get<bool>() || example["format"] == kBinary) continue;
-    const PropertyListReading reading = readAnyForm(decodeBase64(example["input_base64"].get<std::string>()));
+    const PropertyListReading reading = readAnyFormat(decodeBase64(example["input_base64"].get<std::string>()));
     const std::string written = write(reading.list, kBinary).data.joined();
     const std::string original = decodeBase64(binary["output_base64"].get<std::string>());
     if (binary["byte_exact"].get<bool>() && !repeatsAValue(example["tree"])) {
@@ -198,7 +198,7 @@ TEST(RewriteVectors, TheBinaryFormOfATextFileIsTheOriginalsByteForByteUnlessValu
   EXPECT_GT(exact, 100U);
 }
 
-/// That every number under `a` is stored in as many bytes as the one in its place under `b`.
+/// Expects every number under `a` to be stored in as many bytes as its counterpart under `b`.
 void expectSameWidths(const PropertyListValue& a, const PropertyListValue& b) {
   ASSERT_EQ(a.type(), b.type());
   EXPECT_EQ(a.numberWidth(), b.numberWidth());
@@ -208,18 +208,18 @@ void expectSameWidths(const PropertyListValue& a, const PropertyListValue& b) {
   }
 }
 
-TEST(RewriteVectors, ABinaryFileKeepsItsValuesTheirWidthsAndItsSize) {
+TEST(RewriteVectors, ABinaryFileKeepsValuesAndWidthsAndDoesNotGrow) {
   std::size_t count = 0;
   for (const json& rewrite : rewrites()) {
     SCOPED_TRACE(rewrite["read_case"].get<std::string>());
     const json& example = readCaseNamed(rewrite["read_case"]);
     if (!rewrite["binary"]["ok"].get<bool>() || example["format"] != kBinary) continue;
     const std::string input = decodeBase64(example["input_base64"].get<std::string>());
-    const PropertyListReading reading = readAnyForm(input);
+    const PropertyListReading reading = readAnyFormat(input);
     const std::string written = write(reading.list, kBinary).data.joined();
     const std::string original = decodeBase64(rewrite["binary"]["output_base64"].get<std::string>());
     EXPECT_LE(written.size(), std::max(input.size(), original.size()));
-    const PropertyListReading again = readAnyForm(written);
+    const PropertyListReading again = readAnyFormat(written);
     ASSERT_FALSE(again.error) << again.error->description;
     EXPECT_EQ(again.format, PropertyListFormat::kBinary);
     EXPECT_EQ(toJson(again.list.root), canonical(example["tree"]));

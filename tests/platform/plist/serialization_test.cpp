@@ -1,4 +1,4 @@
-// The border of the library: the order in which forms are tried, and answers where there is no list.
+// The entry points: the order in which formats are tried, and errors.
 
 #include "platform/plist/serialization.h"
 
@@ -12,20 +12,20 @@ namespace {
 
 PlistSerialization serialization;
 
-TEST(Serialization, NoListIsRefusedInEveryForm) {
+TEST(Serialization, AnAbsentListIsRefusedInEveryFormat) {
   EXPECT_EQ(serialization.dataWithPropertyList({}, 200).error->description,
             "Property list invalid for format: 200 (property lists cannot contain NULL)");
   EXPECT_EQ(serialization.dataWithPropertyList({}, 100).error->description,
             "Property list invalid for format: 100 (property lists cannot contain NULL)");
 }
 
-TEST(Serialization, NoBytesAreNoList) {
+TEST(Serialization, EmptyDataIsRefused) {
   const PropertyListReading reading = serialization.propertyListFromData({});
   EXPECT_EQ(reading.error->description, "Cannot parse a NULL or zero-length data");
   EXPECT_EQ(reading.error->line, 0U);
 }
 
-TEST(Serialization, TheFirstFormThatFitsWins) {
+TEST(Serialization, TheFirstFormatThatFitsIsUsed) {
   const auto formatOf = [](std::string_view text) {
     return serialization.propertyListFromData(Data::copyOf(text)).format;
   };
@@ -57,7 +57,7 @@ TEST(Serialization, TheResultOfWritingOutlivesItsList) {
   }
 }
 
-TEST(Serialization, ACorruptBinaryFileReportsTheXmlAttemptAndWhatIsWrongWithItself) {
+TEST(Serialization, ACorruptBinaryFileReportsTheXmlErrorAndTheBinaryError) {
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf("bplist00\x01\x02"));
   ASSERT_TRUE(reading.error);
   EXPECT_EQ(reading.error->description, "Unexpected character b at line 1");

@@ -1,4 +1,4 @@
-// What counts as UTF-8, how encodings are told apart, and what is shown of a file in a message.
+// Checking UTF-8, detecting encodings, and counting lines.
 
 #include "platform/plist/text_encoding.h"
 
@@ -19,7 +19,7 @@ TextEncoding detect(std::string_view text) {
   return detectEncoding({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
-TEST(WellFormedUtf8, EveryCharacterIsAndNoHalfOfAPairIs) {
+TEST(WellFormedUtf8, EveryCharacterIsWellFormedAndNoLoneSurrogateIs) {
   for (char32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
     std::string text = "a";
     appendUtf8(codePoint, text);
@@ -29,7 +29,7 @@ TEST(WellFormedUtf8, EveryCharacterIsAndNoHalfOfAPairIs) {
   }
 }
 
-TEST(WellFormedUtf8, NothingOverlongBeyondUnicodeOrCutShortIs) {
+TEST(WellFormedUtf8, OverlongOutOfRangeAndTruncatedSequencesAreNot) {
   for (const std::string_view text :
        {"\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",
         "\x80", "\xBF", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xC3\x28", "\xE2\x28\xA1", "\xE2\x82\x28",
@@ -39,7 +39,7 @@ TEST(WellFormedUtf8, NothingOverlongBeyondUnicodeOrCutShortIs) {
   }
 }
 
-TEST(DetectEncoding, MarksCountBeforeDeclarations) {
+TEST(DetectEncoding, AByteOrderMarkOverridesTheDeclaration) {
   EXPECT_EQ(detect("\xEF\xBB\xBF<?xml encoding='koi8-r'?>").kind, Kind::kUtf8);
   EXPECT_EQ(detect("\xEF\xBB\xBF<?xml encoding='koi8-r'?>").markSize, 3U);
   EXPECT_EQ(detect("\xFE\xFF").kind, Kind::kUtf16BigEndian);
@@ -60,7 +60,7 @@ TEST(DetectEncoding, OnlyADeclarationAtTheStartNamesAnEncoding) {
   EXPECT_EQ(detect("").kind, Kind::kUtf8);
 }
 
-TEST(LineNumbers, CountEveryKindOfLineEndOnce) {
+TEST(LineNumbers, CountEachLineEndingOnce) {
   const std::string_view text = "a\nb\rc\r\nd\n\re";
   EXPECT_EQ(lineNumberAt(text, 0), 1U);
   EXPECT_EQ(lineNumberAt(text, 1), 1U);

@@ -20,7 +20,7 @@ struct TreeTest : testing::Test {
   }
 };
 
-TEST_F(TreeTest, AbsentValueHasNoTypeAndAnswersNothing) {
+TEST_F(TreeTest, AnAbsentValueHasNoTypeAndNoContents) {
   const PropertyListValue absent;
   EXPECT_FALSE(absent);
   EXPECT_EQ(absent.type(), PropertyListType::kAbsent);
@@ -32,7 +32,7 @@ TEST_F(TreeTest, AbsentValueHasNoTypeAndAnswersNothing) {
   EXPECT_FALSE(absent.dictionary().get("key"));
 }
 
-TEST_F(TreeTest, GetterOfAnotherTypeAnswersAbsent) {
+TEST_F(TreeTest, AGetterOfAnotherTypeReturnsAbsent) {
   const PropertyListValue number = tree.makeInteger(1);
   EXPECT_EQ(number.integer(), 1);
   EXPECT_FALSE(number.string());
@@ -75,11 +75,11 @@ TEST_F(TreeTest, LoneSurrogatesAreKeptAndMalformedBytesReplaced) {
   EXPECT_EQ(tree.makeString("\xF0\x9F\x98\x80").string(), "\xF0\x9F\x98\x80");
 }
 
-TEST_F(TreeTest, TwoHalvesOfAPairSideBySideBecomeThePair) {
+TEST_F(TreeTest, AdjacentSurrogateHalvesBecomeAPair) {
   EXPECT_EQ(tree.makeString("\xED\xA0\xBD\xED\xB8\x80").string(), "\xF0\x9F\x98\x80");
 }
 
-TEST_F(TreeTest, EmptyTextIsATextAndNotAbsent) {
+TEST_F(TreeTest, AnEmptyStringIsNotAbsent) {
   ASSERT_TRUE(tree.makeString("").string().has_value());
   const PropertyListDictionary node = tree.makeDictionary();
   node.setString("Title", "");
@@ -101,7 +101,7 @@ TEST_F(TreeTest, EntriesKeepTheirOrderWhenValuesAreReplaced) {
   EXPECT_EQ(node.size(), 2U);
 }
 
-TEST_F(TreeTest, OfEqualKeysGivenTogetherTheLastValueStandsInTheFirstPlace) {
+TEST_F(TreeTest, OfDuplicateKeysTheLastValueTakesTheFirstPosition) {
   const std::vector<PropertyListValue> keys = {tree.makeString("a"), tree.makeString("b"), tree.makeString("a")};
   const std::vector<PropertyListValue> values = {tree.makeInteger(1), tree.makeInteger(2), tree.makeInteger(3)};
   const PropertyListDictionary node = tree.makeDictionary(keys, values);
@@ -111,7 +111,7 @@ TEST_F(TreeTest, OfEqualKeysGivenTogetherTheLastValueStandsInTheFirstPlace) {
   EXPECT_EQ(node.get("b").integer(), 2);
 }
 
-TEST_F(TreeTest, RepeatedKeysAreFoundInLargeDictionariesToo) {
+TEST_F(TreeTest, DuplicateKeysAreFoundInLargeDictionariesToo) {
   std::vector<PropertyListValue> keys;
   std::vector<PropertyListValue> values;
   for (int i = 0; i < 1000; ++i) {
@@ -135,7 +135,7 @@ TEST_F(TreeTest, HandlesOfOneArraySeeEachOthersEdits) {
   EXPECT_EQ(first.at(0).integer(), 8);
 }
 
-TEST_F(TreeTest, ShallowCopySharesItsChildrenUntilItIsGivenOthers) {
+TEST_F(TreeTest, AShallowCopySharesChildrenUntilTheyAreReplaced) {
   const PropertyListDictionary original = folder("A");
   const PropertyListDictionary copy = original.shallowCopy();
   EXPECT_FALSE(copy == original);
@@ -148,7 +148,7 @@ TEST_F(TreeTest, ShallowCopySharesItsChildrenUntilItIsGivenOthers) {
   EXPECT_EQ(original.array("Children").size(), 1U);
 }
 
-TEST_F(TreeTest, SettingAnEntryOfAShallowCopyLeavesTheOriginalAlone) {
+TEST_F(TreeTest, SettingAnEntryOfAShallowCopyLeavesTheOriginalUnchanged) {
   const PropertyListDictionary original = folder("A");
   const PropertyListDictionary copy = original.shallowCopy();
   copy.setString("Title", "B");
@@ -157,7 +157,7 @@ TEST_F(TreeTest, SettingAnEntryOfAShallowCopyLeavesTheOriginalAlone) {
   EXPECT_FALSE(original.get("New"));
 }
 
-TEST_F(TreeTest, SettingTheTextThatIsThereKeepsTheStoredValue) {
+TEST_F(TreeTest, SettingAnEqualStringKeepsTheStoredValue) {
   const PropertyListDictionary node = folder("A");
   const PropertyListValue before = node.get("Title");
   node.setString("Title", "A");
@@ -197,7 +197,7 @@ TEST_F(TreeTest, IteratesOverTheElementsInOrder) {
   EXPECT_TRUE(PropertyListArray().begin() == PropertyListArray().end());
 }
 
-TEST(PropertyListTree, EqualLongTextsAnswerOneView) {
+TEST(PropertyListTree, EqualLongStringsReturnTheSameView) {
   PropertyListTree tree;
   const std::string text(kLongestShortText + 1, 'a');
   const PropertyListValue first = tree.makeString(text);
@@ -219,7 +219,7 @@ bool beginsWithA(std::string_view text) {
 }
 bool beginsWithB(std::string_view text) { return text.starts_with('b'); }
 
-TEST(PropertyListTree, APropertyOfALongTextIsAskedForOnce) {
+TEST(PropertyListTree, APropertyOfALongStringIsComputedOnce) {
   PropertyListTree tree;
   const PropertyListValue first = tree.makeString(std::string(kLongestShortText + 1, 'a'));
   const PropertyListValue second = tree.makeString(std::string(kLongestShortText + 1, 'b'));

@@ -1,4 +1,4 @@
-// The XML reader's rules, and what hostile files get from it.
+// The XML reader's rules and its behaviour on hostile files.
 
 #include "platform/plist/xml_reader.h"
 
@@ -31,19 +31,19 @@ std::uint64_t errorLine(std::string_view text) {
   return reading.error ? reading.error->line : 0;
 }
 
-TEST(XmlReader, ReadsTextOfEveryKind) {
+TEST(XmlReader, ReadsEntitiesAndCdata) {
   EXPECT_EQ(readXmlText("<string>a&amp;<![CDATA[<b>]]>&#x63;</string>"), R"({"t":"string","v":"a&<b>c"})");
   EXPECT_EQ(readXmlText("<string/>"), R"({"t":"string","v":""})");
 }
 
-TEST(XmlReader, ElementsOfADictionaryKeepTheOrderOfTheFile) {
+TEST(XmlReader, DictionaryEntriesKeepTheFilesOrder) {
   PropertyListTree tree;
   const TextReading reading = readXml(bytesOf("<dict><key>b</key><true/><key>a</key><false/></dict>"), tree);
   EXPECT_EQ(reading.root.dictionary().keyAt(0).string(), "b");
   EXPECT_EQ(reading.root.dictionary().keyAt(1).string(), "a");
 }
 
-TEST(XmlReader, NestsUpTo512ContainersWhateverIsAroundThem) {
+TEST(XmlReader, LimitsNestingOfContainersAndOfPlistTagsTo512) {
   const std::string leaf = "<string>x</string>";
   EXPECT_TRUE(readXmlText(repeated("<array>", 512) + leaf + repeated("</array>", 512)).starts_with("{"));
   EXPECT_EQ(readXmlText(repeated("<array>", 513) + leaf + repeated("</array>", 513)),
@@ -51,27 +51,27 @@ TEST(XmlReader, NestsUpTo512ContainersWhateverIsAroundThem) {
   EXPECT_EQ(readXmlText(repeated("<plist>", 100000)), "Too many nested arrays or dictionaries, failing on line 1");
 }
 
-TEST(XmlReader, NeverExpandsWhatAFileDeclares) {
+TEST(XmlReader, NeverExpandsDeclaredEntities) {
   EXPECT_EQ(readXmlText("<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]><string>&a;</string>"),
             "Encountered unexpected character [ on line 1 while parsing DTD");
   EXPECT_EQ(readXmlText("<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><string>&a;</string>"),
             "Encountered unknown ampersand-escape sequence at line 1");
 }
 
-TEST(XmlReader, CountsLinesOfEveryKind) {
+TEST(XmlReader, CountsEveryKindOfLineEnding) {
   EXPECT_EQ(readXmlText("<array>\n\r\n\r<bad/></array>"), "Encountered unknown tag bad on line 4");
   EXPECT_EQ(errorLine("<array>\n\r\n\r<bad/></array>"), 4U);
 }
 
-TEST(XmlReader, ShowsNoMoreThanTheBeginningOfALongName) {
+TEST(XmlReader, TruncatesLongNamesInErrors) {
   const std::string text = readXmlText("<" + std::string(1000000, 'x') + ">");
   EXPECT_EQ(text, "Encountered unknown tag " + std::string(128, 'x') + "\u2026 on line 1");
-  // A cut never goes through a character.
+  // A character is never cut.
   EXPECT_EQ(readXmlText("<x" + repeated("\u00e9", 100) + ">"),
             "Encountered unknown tag x" + repeated("\u00e9", 63) + "\u2026 on line 1");
 }
 
-TEST(XmlReader, NumbersBeyondADoubleAreInfiniteOrZero) {
+TEST(XmlReader, RealsOutOfRangeBecomeInfiniteOrZero) {
   const auto real = [](const std::string& text) {
     PropertyListTree tree;
     return readXml(bytesOf("<real>" + text + "</real>"), tree).root.real();
@@ -89,7 +89,7 @@ TEST(XmlReader, NumbersBeyondADoubleAreInfiniteOrZero) {
   EXPECT_EQ(real("infinite"), std::nullopt);
 }
 
-TEST(XmlReader, NumbersMayBeginWithTheSpacesOfUnicodeToo) {
+TEST(XmlReader, NumbersMayBeginWithUnicodeSpaces) {
   for (const std::string space : {" ", "\n", "\u2000", "\u200B", "\u202F", "\u205F", "\u3000"}) {
     EXPECT_EQ(readXmlText("<integer>" + space + "-" + space + "7</integer>"), R"({"t":"int","v":"-7"})");
     EXPECT_EQ(readXmlText("<real>" + space + "7</real>"), R"({"t":"real","v":"0x1.cp+2"})");
@@ -100,12 +100,12 @@ TEST(XmlReader, NumbersMayBeginWithTheSpacesOfUnicodeToo) {
   }
 }
 
-TEST(XmlReader, AYearTooLargeForAnyTimeIsNoDate) {
+TEST(XmlReader, AYearOutOfRangeIsRefused) {
   EXPECT_EQ(readXmlText("<date>9999999999999-01-01T00:00:00Z</date>"), "Could not interpret <date> at line 1");
   EXPECT_TRUE(readXmlText("<date>285000000000-01-01T00:00:00Z</date>").starts_with("{"));
 }
 
-TEST(XmlReader, ReadsTheEncodingsThatDeclarationsName) {
+TEST(XmlReader, ReadsDeclaredEncodings) {
   const auto declared = [](const std::string& name, const std::string& text) {
     return readXmlText("<?xml version='1.0' encoding='" + name + "'?><string>" + text + "</string>");
   };
@@ -116,11 +116,11 @@ TEST(XmlReader, ReadsTheEncodingsThatDeclarationsName) {
   EXPECT_EQ(declared("UTF-8", "\xC3\xA9"), accented);
   EXPECT_EQ(declared("GB18030", "\xA8\xA6"), accented);
   EXPECT_EQ(declared("EUC-JP", "\xC6\xFC"), R"({"t":"string","v":"日"})");
-  // Cut off within a character.
+  // A truncated character.
   EXPECT_EQ(declared("EUC-JP", "\xC6"), "Unable to convert string to correct encoding");
 }
 
-TEST(XmlReader, NoNameFromAFileReachesTheConverterUnlessItIsKnown) {
+TEST(XmlReader, OnlyKnownEncodingNamesReachTheConverter) {
   const auto declared = [](const std::string& name) { return readXmlText("<?xml encoding=\"" + name + "\"?><true/>"); };
   EXPECT_EQ(declared("ISO-2022-CN-EXT"), "Encountered unknown encoding (ISO-2022-CN-EXT)");
   EXPECT_EQ(declared("../../evil"), "Encountered unknown encoding (../../evil)");
@@ -134,9 +134,8 @@ TEST(XmlReader, Utf32OutsideUnicodeIsRefused) {
   EXPECT_EQ(readXmlText(mark + std::string("<\0\0\0\0\xD8\0\0", 8)), "Unable to convert string to correct encoding");
 }
 
-// None of these takes time or memory out of proportion: the test's own time limit is the judge, and each would exceed
-// it by far if it did.
-TEST(XmlReader, HostileFilesFailInTime) {
+// The suite's time limit fails this test if time or memory is out of proportion.
+TEST(XmlReader, HostileFilesFailQuickly) {
   EXPECT_EQ(readXmlText(repeated("<array>", 10000000)), "Too many nested arrays or dictionaries, failing on line 1");
   EXPECT_EQ(readXmlText(repeated("<!---->", 5000000)), "Encountered unexpected EOF");
   EXPECT_EQ(readXmlText(repeated("<?a?>", 5000000)), "Encountered unexpected EOF");

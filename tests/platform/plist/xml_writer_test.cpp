@@ -1,4 +1,4 @@
-// What the XML writer promises beyond single values: order, limits, and that its files read back.
+// The XML writer's order and limits, and that its files can be read back.
 
 #include "platform/plist/xml_writer.h"
 
@@ -25,7 +25,7 @@ std::string write(const PropertyListValue& root, const std::shared_ptr<PropertyL
   return writing.error ? writing.error->description : writing.data.joined();
 }
 
-/// The keys in the order in which they were written.
+/// The keys in the order in which they are written.
 std::vector<std::string> keysAsWritten(const std::vector<std::string>& keys) {
   auto tree = std::make_shared<PropertyListTree>();
   const PropertyListDictionary dictionary = tree->makeDictionary();
@@ -38,7 +38,7 @@ std::vector<std::string> keysAsWritten(const std::vector<std::string>& keys) {
   return order;
 }
 
-TEST(XmlWriter, KeysComeInTheOrderOfTheirUtf16Units) {
+TEST(XmlWriter, KeysAreInUtf16Order) {
   // U+1F600 is D83D DE00: before U+E000 and U+FF21, after everything below U+D800.
   const std::vector<std::string> order = {"",       "A",      "AB",         "B",          "a",      "\u00e9",
                                           "\u65e5", "\uD7FF", "\U0001F600", "\U0001F601", "\uE000", "\uFF21"};
@@ -46,13 +46,13 @@ TEST(XmlWriter, KeysComeInTheOrderOfTheirUtf16Units) {
   EXPECT_EQ(keysAsWritten({"x\uFF21", "x\U0001F600"}), (std::vector<std::string>{"x\U0001F600", "x\uFF21"}));
 }
 
-TEST(XmlWriter, HalvesOfPairsTakePartInTheOrder) {
-  // The units are D83D | D83D DE00 | D83D E000 | DC00. What is written ends before a half.
+TEST(XmlWriter, LoneSurrogatesTakePartInTheOrder) {
+  // The units are D83D | D83D DE00 | D83D E000 | DC00. Written text ends before a lone surrogate.
   const std::vector<std::string> keys = {"\xED\xB0\x80", "\xED\xA0\xBD\uE000", "\U0001F600", "\xED\xA0\xBD"};
   EXPECT_EQ(keysAsWritten(keys), (std::vector<std::string>{"", "\U0001F600", "", ""}));
 }
 
-TEST(XmlWriter, ADateBeyondAllYearsInUseReadsBackAsItWas) {
+TEST(XmlWriter, ADistantDateReadsBackUnchanged) {
   for (const double seconds : {1e18, -1e18, 8.9e18, -63114076800.0, 0.0, -1.0, 9.5e11}) {
     auto tree = std::make_shared<PropertyListTree>();
     const std::string written = write(tree->makeDate(seconds), tree);
@@ -60,7 +60,7 @@ TEST(XmlWriter, ADateBeyondAllYearsInUseReadsBackAsItWas) {
     const Data data = Data::copyOf(written);
     const TextReading reading = readXml(data.bytes(), again);
     ASSERT_TRUE(reading.root) << written;
-    // Near the ends a double holds no single seconds.
+    // At the ends of the range, a double is less precise than a second.
     EXPECT_NEAR(*reading.root.date(), seconds, 2048) << written;
     if (std::abs(seconds) < 1e15) {
       EXPECT_EQ(*reading.root.date(), seconds) << written;
@@ -68,8 +68,8 @@ TEST(XmlWriter, ADateBeyondAllYearsInUseReadsBackAsItWas) {
   }
 }
 
-TEST(XmlWriter, EveryDayReadsBackAsItself) {
-  // Over the turn of leap years, centuries and eras; a step that meets every day of the year and every era.
+TEST(XmlWriter, EveryDayReadsBackUnchanged) {
+  // A step of 367 days covers every day of the year and every 400-year cycle.
   for (std::int64_t day = -900000; day < 900000; day += 367) {
     auto tree = std::make_shared<PropertyListTree>();
     const double seconds = static_cast<double>(day) * 86400 + 3723;
@@ -79,7 +79,7 @@ TEST(XmlWriter, EveryDayReadsBackAsItself) {
   }
 }
 
-TEST(XmlWriter, AListOfAnyDepthIsWrittenWithoutRecursion) {
+TEST(XmlWriter, DeepListsAreWrittenWithoutRecursion) {
   auto tree = std::make_shared<PropertyListTree>();
   PropertyListArray outer = tree->makeArray(1);
   const PropertyListValue root = outer.value();
@@ -92,7 +92,7 @@ TEST(XmlWriter, AListOfAnyDepthIsWrittenWithoutRecursion) {
   EXPECT_NE(written.find(std::string(3000, '\t') + "<array/>\n"), std::string::npos);
 }
 
-TEST(WritableCheck, TheXmlFormWritesOutOnlySoManyRepetitions) {
+TEST(WritableCheck, XmlLimitsRepetitionsOfSharedContainers) {
   PropertyListTree tree;
   const PropertyListArray shared = tree.makeArray(0);
   const PropertyListArray root = tree.makeArray(0);
@@ -103,7 +103,7 @@ TEST(WritableCheck, TheXmlFormWritesOutOnlySoManyRepetitions) {
   EXPECT_FALSE(findUnwritable(root.value(), kBinaryFormat));
 }
 
-TEST(WritableCheck, ListsThatUnfoldWithoutEndAreRefusedAtOnce) {
+TEST(WritableCheck, ExponentiallySharedListsAreRefusedQuickly) {
   PropertyListTree tree;
   PropertyListArray array = tree.makeArray(0);
   for (int i = 0; i < 400; ++i) {
@@ -120,7 +120,7 @@ TEST(WritableCheck, ListsThatUnfoldWithoutEndAreRefusedAtOnce) {
   EXPECT_FALSE(findUnwritable(array.value(), kBinaryFormat));
 }
 
-TEST(WritableCheck, TheFirstFaultIsNamedKeysBeforeTheirValues) {
+TEST(WritableCheck, ReportsTheFirstFaultKeysBeforeValues) {
   PropertyListTree tree;
   const std::vector<PropertyListValue> keys = {tree.makeString("a"), tree.makeInteger(1)};
   const std::vector<PropertyListValue> values = {tree.makeSet({}), tree.makeNull()};
@@ -137,7 +137,7 @@ TEST(WritableCheck, AnAbsentListIsRefused) {
             "Property list invalid for format: 200 (property lists cannot contain NULL)");
 }
 
-TEST(XmlWriter, OutputComesInPiecesUntilTheSinkRefuses) {
+TEST(XmlWriter, OutputComesInPiecesUntilTheSinkReturnsFalse) {
   auto tree = std::make_shared<PropertyListTree>();
   const PropertyListArray root = tree->makeArray(0);
   const PropertyListValue text = tree->makeString(std::string(1000, 'x'));
@@ -169,7 +169,7 @@ TEST(XmlWriter, TextOutOfProportionToTheBinaryFileIsRefused) {
   const PropertyListWriting writing = lists.dataWithPropertyList(reading.list, kXmlFormat);
   ASSERT_TRUE(writing.error.has_value());
   EXPECT_NE(writing.error->description.find("out of proportion"), std::string::npos);
-  // The binary form keeps what is shared, and so has no such limit.
+  // The binary format keeps shared values shared, so it has no such limit.
   EXPECT_FALSE(lists.dataWithPropertyList(reading.list, kBinaryFormat).error.has_value());
 }
 

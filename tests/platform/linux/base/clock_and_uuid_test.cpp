@@ -1,4 +1,4 @@
-// The small parts of the Linux platform: clock, identifiers.
+// Clock and identifiers.
 
 #include <gtest/gtest.h>
 #include <sys/time.h>
@@ -15,7 +15,7 @@
 namespace tarvel {
 namespace {
 
-TEST(LinuxClock, SleepsTheWholeTimeDespiteSignals) {
+TEST(LinuxClock, SleepsTheFullTimeDespiteSignals) {
   using std::chrono::milliseconds;
   struct sigaction action {};
   action.sa_handler = [](int) {};
@@ -31,7 +31,7 @@ TEST(LinuxClock, SleepsTheWholeTimeDespiteSignals) {
   EXPECT_EQ(::sigaction(SIGALRM, &before, nullptr), 0);
 }
 
-TEST(LinuxUuidSource, IdentifiersAreDistinctAndOfTheRandomVersion) {
+TEST(LinuxUuidSource, IdentifiersAreDistinctAndOfVersion4) {
   LinuxUuidSource source;
   std::set<std::array<std::uint8_t, 16>> seen;
   for (int i = 0; i < 1000; ++i) {

@@ -80,7 +80,7 @@ TEST(MemoryLimit, IsFifteenSixteenthsOfTheAllowanceAndNotTheHardLimit) {
             0);
 }
 
-TEST(MemoryLimit, ALowerLimitStays) {
+TEST(MemoryLimit, ALowerLimitIsKept) {
   if (isSanitized()) GTEST_SKIP() << "a sanitized program has more than that from its start";
   EXPECT_EQ(inChild([] {
               const rlimit low{64 << 20, 128 << 20};

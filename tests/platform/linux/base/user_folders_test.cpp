@@ -62,7 +62,7 @@ TEST_F(UserFolders, TheRuntimeFolderOfTheEnvironmentComesFirst) {
   EXPECT_EQ(userRuntimeFolder(), directory.path("other"));
 }
 
-TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheDefaultOne) {
+TEST_F(UserFolders, WithoutAUsableVariableTheRuntimeFolderIsTheDefault) {
   const std::string expected = runtimeFolderIn("/run/user");
   ::unsetenv("XDG_RUNTIME_DIR");
   EXPECT_EQ(userRuntimeFolder(), expected);

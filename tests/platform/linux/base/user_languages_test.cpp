@@ -15,7 +15,7 @@ TEST(UserLanguages, ALocaleGivesItsRegionInBothSpellingsThenTheLanguage) {
   EXPECT_THAT(preferredLanguages({.lang = "zh_Hant_TW"}), ElementsAre("zh_Hant_TW", "zh-Hant-TW", "zh"));
 }
 
-TEST(UserLanguages, TheLocaleVariableOfHighestPrecedenceCounts) {
+TEST(UserLanguages, TheLocaleVariableWithTheHighestPrecedenceIsUsed) {
   EXPECT_THAT(preferredLanguages({.lcAll = "sv_SE", .lcMessages = "fr_FR", .lang = "de_DE"}),
               ElementsAre("sv_SE", "sv-SE", "sv"));
   EXPECT_THAT(preferredLanguages({.lcMessages = "fr", .lang = "de"}), ElementsAre("fr"));
@@ -33,7 +33,7 @@ TEST(UserLanguages, EnglishEndsTheList) {
   EXPECT_THAT(preferredLanguages({.language = "de:C:fr", .lang = "de_DE"}), ElementsAre("de"));
   EXPECT_THAT(preferredLanguages({.language = "en", .lang = "de_DE"}), IsEmpty());
   EXPECT_THAT(preferredLanguages({.lang = "en_US.UTF-8"}), IsEmpty());
-  // A language of its own that begins with the same letters.
+  // Another language whose code begins with the same letters.
   EXPECT_THAT(preferredLanguages({.lang = "enm"}), ElementsAre("enm"));
 }
 

@@ -94,7 +94,7 @@ TEST_F(AtomicWrite, ModeOwnerAndAttributesAreKept) {
   }
 }
 
-TEST_F(AtomicWrite, AccessListsAreKept) {
+TEST_F(AtomicWrite, AclsAreKept) {
   directory.write("f", "old");
   // Version 2; owner rw-, user 65534 r--, group r--, mask r--, others ---.
   const unsigned char list[] = {2, 0,    0,    0,    1,    0,    6,    0, 0xFF, 0xFF, 0xFF, 0xFF, 2,    0,    4,
@@ -102,7 +102,7 @@ TEST_F(AtomicWrite, AccessListsAreKept) {
                                 4, 0,    0xFF, 0xFF, 0xFF, 0xFF, 0x20, 0, 0,    0,    0xFF, 0xFF, 0xFF, 0xFF};
   if (::setxattr(cPath("f"), "system.posix_acl_access", list, sizeof list, 0) != 0) {
     ASSERT_EQ(errno, EOPNOTSUPP) << std::strerror(errno);
-    return;  // A file system without access lists has none to keep.
+    return;  // This file system does not support ACLs.
   }
   ASSERT_TRUE(write("f", "new").ok());
   unsigned char kept[sizeof list] = {};
@@ -169,7 +169,7 @@ TEST_F(AtomicWrite, InAReadOnlyFolderTheFileIsWrittenInPlace) {
 }
 
 TEST_F(AtomicWrite, InAStickyFolderAnotherUsersFileIsWrittenInPlace) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root can make somebody else's file";
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can create another user's file";
   directory.write("f", "old");
   ASSERT_EQ(::chmod(cPath("f"), 0666), 0);
   ASSERT_EQ(::chmod(directory.path().c_str(), 01777), 0);
@@ -245,7 +245,7 @@ TEST_F(AtomicWrite, LargeFilesAreReadAndWrittenWhole) {
   EXPECT_EQ(std::string(reading.data.bytes().begin(), reading.data.bytes().end()), bytes);
 }
 
-TEST_F(AtomicWrite, TwoQuickChangesCarryDifferentDates) {
+TEST_F(AtomicWrite, TwoQuickWritesHaveDifferentMtimes) {
   ASSERT_TRUE(write("f", "one").ok());
   const auto date = manager.modificationDateAtPath(directory.path("f"));
   directory.write("f", "two");
@@ -261,7 +261,7 @@ TEST_F(AtomicWrite, ReplacementFollowsALinkAtTheTarget) {
   EXPECT_TRUE(S_ISLNK(statOf("link").st_mode));
 }
 
-TEST_F(AtomicWrite, ALinkAsReplacementContributesItsTargetAndIsRemoved) {
+TEST_F(AtomicWrite, AReplacementThatIsALinkIsResolvedAndRemoved) {
   std::filesystem::create_directory(directory.path("deep"));
   directory.write("deep/real", "new");
   directory.write("target", "old");
@@ -311,12 +311,12 @@ TEST_F(AtomicWrite, ReplacingAcrossFileSystemsCopiesAndRemoves) {
   EXPECT_EQ(manager.modificationDateAtPath(directory.path("target")), date);
   EXPECT_EQ(statOf("target").st_mode & 07777, 0604U);
   EXPECT_EQ(directory.read("target"), "new");
-  // Nothing is left of the replacement.
+  // The replacement is gone.
   EXPECT_EQ(::rmdir(folder.c_str()), 0);
   EXPECT_EQ(directory.entryCount(), 1U);
 }
 
-/// The version 2 form of: owner rw-, user 65534 rw-, group r--, mask rw-, others ---.
+/// An ACL in version 2 of its format: owner rw-, user 65534 rw-, group r--, mask rw-, others ---.
 constexpr unsigned char kAccessList[] = {2,    0, 0, 0,                          //
                                          1,    0, 6, 0, 0xFF, 0xFF, 0xFF, 0xFF,  //
                                          2,    0, 6, 0, 0xFE, 0xFF, 0,    0,     //
@@ -329,7 +329,7 @@ TEST_F(AtomicWrite, ADefaultAclDoesNotApplyToARewrittenFile) {
   ASSERT_EQ(::chmod(cPath("f"), 0640), 0);
   if (::setxattr(directory.path().c_str(), "system.posix_acl_default", kAccessList, sizeof kAccessList, 0) != 0) {
     ASSERT_EQ(errno, EOPNOTSUPP) << std::strerror(errno);
-    return;  // A file system without access lists has none to give.
+    return;  // This file system does not support ACLs.
   }
   directory.write("plain", "x");
   ASSERT_GT(::getxattr(cPath("plain"), "system.posix_acl_access", nullptr, 0), 0);
@@ -342,7 +342,7 @@ TEST_F(AtomicWrite, ADefaultAclDoesNotApplyToARewrittenFile) {
 }
 
 TEST_F(AtomicWrite, InAnAppendOnlyOrImmutableFolderTheFileIsWrittenInPlace) {
-  if (::geteuid() != 0) GTEST_SKIP() << "such folders are root's to make";
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can set these flags";
   for (const int flag : {FS_IMMUTABLE_FL, FS_APPEND_FL}) {
     const std::string name = flag == FS_APPEND_FL ? "growing" : "fixed";
     ASSERT_TRUE(std::filesystem::create_directory(directory.path(name)));
@@ -358,14 +358,14 @@ TEST_F(AtomicWrite, InAnAppendOnlyOrImmutableFolderTheFileIsWrittenInPlace) {
       EXPECT_EQ(std::filesystem::remove_all(directory.path(name)), 2U);
     }
     (void)::close(folder);
-    if (!hasFlags) GTEST_SKIP() << "no such folders on this file system";
+    if (!hasFlags) GTEST_SKIP() << "this file system does not support these flags";
   }
 }
 
 TEST_F(AtomicWrite, AFileLargerThanMemoryFailsWithoutDamage) {
   directory.write("f", "old");
   constexpr off_t kHuge = off_t{8} << 40;
-  if (::truncate(cPath("f"), kHuge) != 0) GTEST_SKIP() << "no such files on this file system";
+  if (::truncate(cPath("f"), kHuge) != 0) GTEST_SKIP() << "this file system does not support files of this size";
   EXPECT_EQ(manager.contentsAtPath(directory.path("f")).status.code, EFBIG);
   ::setenv(kFileSizeLimitVariable, "16384G", 1);
   EXPECT_EQ(manager.contentsAtPath(directory.path("f")).status.code, ENOMEM);
@@ -376,7 +376,7 @@ TEST_F(AtomicWrite, AFileLargerThanMemoryFailsWithoutDamage) {
 }
 
 TEST_F(AtomicWrite, TheReportedSizeIsNotTrusted) {
-  // Files with a reported size of zero, and with more than they hold.
+  // Files with a reported size of zero, and with a reported size above the real one.
   const FileReading more = manager.contentsAtPath("/proc/self/status");
   ASSERT_TRUE(more.status.ok()) << more.status.reason;
   EXPECT_GT(more.data.size(), 100U);

@@ -221,7 +221,7 @@ TEST_F(FileFaults, WithoutRenameFlagsNothingIsEverReplacedByAMoveOrACopy) {
     EXPECT_EQ(inChildWithFaults({fault}, [&] { return copy("a", "c"); }), 0);
     EXPECT_EQ(inChildWithFaults({fault}, [&] { return move("c", "d"); }), 0);
     EXPECT_EQ(directory.read("d"), "one");
-    // Hard links missing too, as on a memory stick's file system.
+    // Without hard links too, as on FAT.
     const CallFault noLinks{SYS_linkat, EPERM};
     EXPECT_EQ(inChildWithFaults({fault, kNoUnnamedFiles, noLinks}, [&] { return copy("a", "c"); }), 0);
     EXPECT_EQ(inChildWithFaults({fault, kNoUnnamedFiles, noLinks}, [&] { return copy("a", "b"); }), EEXIST);
@@ -288,7 +288,8 @@ TEST_F(FileFaults, AnOldItemThatCannotBeRemovedUndoesTheReplacement) {
 /// Where a rename is not possible: a copy replaces the target and the replacement is removed last. In a sticky folder
 /// that may fail.
 struct CopyAsReplacement : testing::Test {
-  /// The code of a replacement that cannot go, or 97 to 99. `isOurs`: whether the target's file belongs to the user.
+  /// The code of a replacement whose source cannot be removed; 97 to 99 for other failures. `isOurs`: whether the user
+  /// owns the target.
   static int replace(const std::string& stickyFolder, const std::string& replacement, bool isOurs) {
     TemporaryDirectory target;
     target.write("file", "old");

@@ -22,13 +22,13 @@ constexpr unsigned kWriter = 64001;
 constexpr unsigned kOther = 64002;
 constexpr mode_t kSticky = 01777;
 
-/// A file of the writer's, and a shared folder with a link to it.
+/// A file that the writer owns, and a shared folder with a link to it.
 struct LinkWalk : testing::Test {
   TemporaryDirectory folder;
   LinuxFileManager files;
 
   void SetUp() override {
-    if (::geteuid() != 0) GTEST_SKIP() << "links of two users take root";
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can create another user's link";
     ASSERT_EQ(::chmod(folder.path().c_str(), 0755), 0);
     for (const char* name : {"home", "shared"}) ASSERT_EQ(::mkdir(folder.path(name).c_str(), 0755), 0);
     give("home", kWriter);
@@ -40,7 +40,7 @@ struct LinkWalk : testing::Test {
     ASSERT_EQ(::lchown(folder.path(name).c_str(), user, user), 0);
   }
 
-  /// The shared folder is root's, with this mode, and holds a link of `owner`.
+  /// Gives the shared folder, which root owns, this mode and a link that `owner` owns.
   void shareLink(mode_t mode, unsigned owner) const {
     ASSERT_EQ(::chmod(folder.path("shared").c_str(), mode), 0);
     std::filesystem::remove(folder.path("shared/link"));
@@ -48,7 +48,7 @@ struct LinkWalk : testing::Test {
     give("shared/link", owner);
   }
 
-  /// The code of writing to the path as this user.
+  /// Writes to the path as this user and returns the code.
   int writeAs(unsigned user, const std::string& name) {
     return inChildAs(user, [&] {
       const Data data = Data::copyOf("new");
@@ -64,7 +64,7 @@ TEST_F(LinkWalk, AnotherUsersLinkInAStickySharedFolderIsNotWrittenThrough) {
   EXPECT_EQ(folder.read("home/file"), "old");
 }
 
-TEST_F(LinkWalk, ALinkOfTheWritersOwnOrOfTheFoldersOwnerIsFollowed) {
+TEST_F(LinkWalk, ALinkOfTheWriterOrOfTheFoldersOwnerIsFollowed) {
   for (const unsigned owner : {kWriter, 0U}) {
     shareLink(kSticky, owner);
     folder.write("home/file", "old");
@@ -73,7 +73,7 @@ TEST_F(LinkWalk, ALinkOfTheWritersOwnOrOfTheFoldersOwnerIsFollowed) {
   }
 }
 
-TEST_F(LinkWalk, OnlyAFolderThatIsStickyAndWritableForAllIsSuspicious) {
+TEST_F(LinkWalk, OnlyStickyWorldWritableFoldersAreChecked) {
   for (const mode_t mode : {01775U, 0777U, 0755U}) {
     shareLink(mode, kOther);
     folder.write("home/file", "old");
@@ -90,7 +90,7 @@ TEST_F(LinkWalk, ALinkFurtherAlongTheChainIsCheckedToo) {
   EXPECT_EQ(folder.read("home/file"), "old");
 }
 
-TEST_F(LinkWalk, ALinkToNothingMakesNoFile) {
+TEST_F(LinkWalk, ADanglingLinkCreatesNoFile) {
   shareLink(kSticky, kOther);
   ASSERT_TRUE(std::filesystem::remove(folder.path("home/file")));
   EXPECT_EQ(writeAs(kWriter, "shared/link"), EACCES);

@@ -18,7 +18,7 @@ TEST(Paths, TildesExpandAsInTheOriginal) {
   for (const auto& item : vectors["cases"]) EXPECT_EQ(expandTilde(item["s"], homeOf), item["result"]) << item;
 }
 
-TEST(Paths, HomeIsTakenFromTheEnvironmentAndElseFromThePasswordDatabase) {
+TEST(Paths, HomeComesFromTheEnvironmentThenFromThePasswordDatabase) {
   const char* home = std::getenv("HOME");
   const std::string kept = home == nullptr ? "" : home;
   LinuxFileManager manager;

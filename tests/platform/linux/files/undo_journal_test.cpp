@@ -120,15 +120,15 @@ std::string recordOf(const std::string& old, const std::string& fresh, const str
   return record + old + fresh;
 }
 
-TEST_F(InterruptedWrite, StaleFilesAreRemovedAndFilesOfLivingProcessesStay) {
+TEST_F(InterruptedWrite, StaleFilesAreRemovedAndFilesOfRunningProcessesAreKept) {
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
   directory.write(".tarvel-fedcba9876543210", "in the making");
-  directory.write(".tarvel-notes", "somebody's");
+  directory.write(".tarvel-notes", "of the user");
   struct stat gone = statOf("f");
   gone.st_ino = 1;
   directory.write(".tarvel-undo-1", recordOf("old", "new", gone));
-  // A file that may still be torn under a name in another folder.
+  // The journal of a file with a second hard link, which may be torn under a name in another folder.
   gone.st_ino = 2;
   gone.st_nlink = 2;
   directory.write(".tarvel-undo-2", recordOf("old", "new", gone));
@@ -138,7 +138,7 @@ TEST_F(InterruptedWrite, StaleFilesAreRemovedAndFilesOfLivingProcessesStay) {
   EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-0123456789abcdef")));
   EXPECT_FALSE(manager.fileExistsAtPath(directory.path(".tarvel-undo-1")));
   EXPECT_EQ(directory.read(".tarvel-fedcba9876543210"), "in the making");
-  EXPECT_EQ(directory.read(".tarvel-notes"), "somebody's");
+  EXPECT_EQ(directory.read(".tarvel-notes"), "of the user");
   EXPECT_TRUE(manager.fileExistsAtPath(directory.path(".tarvel-undo-2")));
   EXPECT_EQ(directory.entryCount(), 4U);
 }
@@ -167,7 +167,7 @@ TEST_F(InterruptedWrite, AJournalOfTheSameInodeOnAnotherDeviceIsIgnored) {
 }
 
 TEST_F(InterruptedWrite, RootsStaleFilesAreRemovedByTheFoldersOwner) {
-  if (::geteuid() != 0) GTEST_SKIP() << "only root can leave a file of its own";
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can create root's files";
   directory.write("f", "old");
   directory.write(".tarvel-0123456789abcdef", "left");
   ASSERT_EQ(::chmod(cPath(".tarvel-0123456789abcdef"), 0600), 0);

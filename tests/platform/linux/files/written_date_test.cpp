@@ -45,8 +45,8 @@ struct WrittenDate : testing::Test, Kind {
 using Kinds = testing::Types<LinuxFiles, MemoryFiles>;
 TYPED_TEST_SUITE(WrittenDate, Kinds);
 
-TYPED_TEST(WrittenDate, IsTheDateOfTheFileAfterwards) {
-  // Made, replaced, and written in place.
+TYPED_TEST(WrittenDate, IsTheMtimeOfTheWrittenFile) {
+  // Created, replaced, and written in place.
   for (const char* name : {"new", "old", "linked"}) {
     ASSERT_TRUE(this->write(name, "after").ok());
     ASSERT_TRUE(this->date);
@@ -54,7 +54,7 @@ TYPED_TEST(WrittenDate, IsTheDateOfTheFileAfterwards) {
   }
 }
 
-TYPED_TEST(WrittenDate, IsNotThatOfALaterWrite) {
+TYPED_TEST(WrittenDate, DiffersFromThatOfALaterWrite) {
   for (const char* name : {"new", "old", "linked"}) {
     ASSERT_TRUE(this->write(name, "after").ok());
     const std::optional<FileDate> first = this->date;

@@ -9,21 +9,21 @@
 namespace tarvel {
 namespace {
 
-TEST(BundleLocation, TheNearestFolderThatEndsInAppIsTheBundle) {
+TEST(BundleLocation, TheBundleIsTheNearestAncestorEndingInApp) {
   EXPECT_EQ(nearestBundleAbove("/opt/Tarvel.app/Contents/Library/TarvelHelper.app/Contents/Linux/TarvelHelper"),
             "/opt/Tarvel.app/Contents/Library/TarvelHelper.app");
   EXPECT_EQ(nearestBundleAbove("/opt/Tarvel.app/Contents/Linux/Tarvel"), "/opt/Tarvel.app");
   EXPECT_EQ(nearestBundleAbove("/T.app/program"), "/T.app");
 }
 
-TEST(BundleLocation, AProgramOutsideOfAnyBundleHasNone) {
+TEST(BundleLocation, AProgramOutsideAnyBundleHasNone) {
   EXPECT_EQ(nearestBundleAbove("/usr/bin/tarvel"), "");
   EXPECT_EQ(nearestBundleAbove("/tarvel"), "");
   EXPECT_EQ(nearestBundleAbove("tarvel"), "");
   EXPECT_EQ(nearestBundleAbove(""), "");
 }
 
-TEST(BundleLocation, TheProgramItselfAndAHiddenFolderAreNoBundles) {
+TEST(BundleLocation, TheProgramItselfHiddenFoldersAndOtherSuffixesAreNotBundles) {
   EXPECT_EQ(nearestBundleAbove("/opt/Tarvel.app"), "");
   EXPECT_EQ(nearestBundleAbove("/opt/.app/tarvel"), "");
   EXPECT_EQ(nearestBundleAbove("/opt/Tarvel.application/tarvel"), "");
@@ -51,13 +51,13 @@ TEST_F(HelperBundle, TheCommandOfABuildTreeFindsItBesideItsFolder) {
   EXPECT_EQ(helperBundlePathSeenFrom(directory.path("tools/tarvel")), bundle);
 }
 
-TEST_F(HelperBundle, TheMainApplicationFindsItWithinItself) {
+TEST_F(HelperBundle, TheMainApplicationFindsItInItsOwnBundle) {
   const std::string bundle = make("Tarvel.app");
   EXPECT_EQ(helperBundlePathSeenFrom(directory.path("Tarvel.app/Contents/Linux/Tarvel")), bundle);
   EXPECT_EQ(helperBundlePathSeenFrom(directory.path("Other.app/Contents/Linux/Tarvel")), "");
 }
 
-TEST_F(HelperBundle, WhereItIsNotInstalledNothingIsFound) {
+TEST_F(HelperBundle, IsNotFoundIfNotInstalled) {
   EXPECT_EQ(helperBundlePathSeenFrom(directory.path("bin/tarvel")), "");
   EXPECT_EQ(helperBundlePathSeenFrom("tarvel"), "");
   EXPECT_EQ(helperBundlePathSeenFrom(""), "");

@@ -29,7 +29,7 @@ struct BusLaunching : Launching {
     ASSERT_TRUE(bus.isUp());
   }
 
-  /// Launches nothing but the recorder.
+  /// A desktop file that runs the recorder.
   void addDesktopFile(const std::string& folder = "data") {
     writeDesktopFile(folder + "/applications/org.tarvel.Test.desktop", "Exec=" + program("recorder") + " by-file\n");
   }
@@ -37,15 +37,15 @@ struct BusLaunching : Launching {
   SessionBus bus;
 };
 
-// Without a desktop file only the bus can have launched it; a fallback would fail.
+// The first tests have no desktop file, so only the bus can launch the application.
 
-TEST_F(BusLaunching, AnApplicationThatTheBusKnowsIsStartedAndAskedToShowItself) {
+TEST_F(BusLaunching, ABusActivatableApplicationIsStartedAndActivated) {
   startBus(TARVEL_FAKE_APPLICATION);
   EXPECT_TRUE(launch());
   EXPECT_EQ(linesOf("activated")["times"], "1");
 }
 
-TEST_F(BusLaunching, AnApplicationThatRunsIsAskedAndNotStartedAgain) {
+TEST_F(BusLaunching, ARunningApplicationIsActivatedAndNotStartedAgain) {
   startBus(TARVEL_FAKE_APPLICATION);
   EXPECT_TRUE(launch());
   const std::string first = linesOf("activated")["pid"];
@@ -59,13 +59,13 @@ TEST_F(BusLaunching, AProgramWithoutTheInterfaceStillCountsAsLaunched) {
   EXPECT_TRUE(launch());
 }
 
-TEST_F(BusLaunching, AProgramThatEndsInsteadOfAnsweringWasLaunched) {
+TEST_F(BusLaunching, AProgramThatExitsWithoutReplyingCountsAsLaunched) {
   startBus(std::string(TARVEL_FAKE_APPLICATION) + " brief");
   EXPECT_TRUE(launch());
   EXPECT_EQ(linesOf("activated")["times"], "1");
 }
 
-TEST_F(BusLaunching, AnApplicationThatNeverAnswersWasLaunched) {
+TEST_F(BusLaunching, AnApplicationThatNeverRepliesCountsAsLaunched) {
   startBus(std::string(TARVEL_FAKE_APPLICATION) + " mute");
   const auto start = Clock::now();
   EXPECT_TRUE(launch());
@@ -73,7 +73,7 @@ TEST_F(BusLaunching, AnApplicationThatNeverAnswersWasLaunched) {
   EXPECT_EQ(linesOf("activated")["times"], "1");
 }
 
-TEST_F(BusLaunching, AProgramThatIsSlowToTakeItsNameWasLaunched) {
+TEST_F(BusLaunching, AProgramThatIsSlowToAcquireItsNameCountsAsLaunched) {
   startBus(program("recorder") + " by-bus");
   const auto start = Clock::now();
   EXPECT_TRUE(launch());
@@ -100,7 +100,7 @@ TEST_F(BusLaunching, AnUnknownIdentifierIsNotLaunched) {
   EXPECT_FALSE(launch());
 }
 
-TEST_F(BusLaunching, WithoutABusTheDesktopFileIsUsedAtOnce) {
+TEST_F(BusLaunching, WithoutABusTheDesktopFileIsUsedImmediately) {
   const auto start = Clock::now();
   EXPECT_FALSE(launch());
   addDesktopFile();
@@ -109,7 +109,7 @@ TEST_F(BusLaunching, WithoutABusTheDesktopFileIsUsedAtOnce) {
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(directory.path("recorder"), "by-file"));
 }
 
-TEST_F(BusLaunching, TheUsersDesktopFileComesBeforeTheSystems) {
+TEST_F(BusLaunching, TheUsersDesktopFileOverridesTheSystems) {
   ::setenv("XDG_DATA_DIRS", ("relative:" + directory.path("one") + ":" + directory.path("two")).c_str(), 1);
   addDesktopFile("two");
   EXPECT_TRUE(launch());
@@ -154,7 +154,7 @@ TEST_F(BusLaunching, AnUnresponsiveBusFallsBackToTheDesktopFile) {
   EXPECT_THAT(waitForNotes().arguments.back(), "by-file");
 }
 
-TEST_F(BusLaunching, AnUnresponsiveBusAndManagerOfferNothing) {
+TEST_F(BusLaunching, AnUnresponsiveBusAndManagerOfferNoLaunchByUrl) {
   std::filesystem::create_directory(directory.path("systemd"));
   const UniqueFd manager = listenSilently(directory.path("systemd/private"));
   const UniqueFd listener = listenSilently(directory.path("bus"));

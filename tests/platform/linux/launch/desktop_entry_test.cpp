@@ -12,13 +12,13 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(ExecLine, IsTakenApartAtItsSpaces) {
+TEST(ExecLine, IsSplitAtSpacesAndTabs) {
   EXPECT_THAT(wordsOfExecLine("a b  c"), ElementsAre("a", "b", "c"));
   EXPECT_THAT(wordsOfExecLine(" \ta\t"), ElementsAre("a"));
   EXPECT_THAT(wordsOfExecLine(""), IsEmpty());
 }
 
-TEST(ExecLine, QuotesKeepWordsTogetherAndBackslashesWithinThemQuote) {
+TEST(ExecLine, QuotesKeepWordsTogetherAndBackslashesEscapeWithinThem) {
   EXPECT_THAT(wordsOfExecLine("\"a b\" c\"d e\""), ElementsAre("a b", "cd e"));
   EXPECT_THAT(wordsOfExecLine("a \"\" b"), ElementsAre("a", "", "b"));
   EXPECT_THAT(wordsOfExecLine("a \"x \\\"y\\\" \\$z \\` \\\\\""), ElementsAre("a", "x \"y\" $z ` \\"));
@@ -30,7 +30,7 @@ TEST(ExecLine, MalformedQuotingIsRejected) {
   EXPECT_THAT(wordsOfExecLine("a \"open\\\""), IsEmpty());
 }
 
-TEST(ExecLine, FieldCodesAreLeftOutAndTwoPercentSignsAreOne) {
+TEST(ExecLine, FieldCodesAreDroppedAndTwoPercentSignsBecomeOne) {
   EXPECT_THAT(wordsOfExecLine("a %f %F %u %% %i%c"), ElementsAre("a", "%"));
   EXPECT_THAT(wordsOfExecLine("a --file=%f 5%%%u"), ElementsAre("a", "--file=", "5%"));
   EXPECT_THAT(wordsOfExecLine("a %"), ElementsAre("a", "%"));
@@ -47,7 +47,7 @@ struct DesktopFile : Launching {
   }
 };
 
-TEST_F(DesktopFile, IsLaunchedByItsLine) {
+TEST_F(DesktopFile, RunsItsExecLine) {
   const std::string path = program("a recorder");
   writeDesktopFile("some.desktop",
                    "Exec=\"" + path + "\" --flag \"two words\" %U 100%% plain\n[Other]\nExec=/bin/false\n");
@@ -55,20 +55,20 @@ TEST_F(DesktopFile, IsLaunchedByItsLine) {
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(path, "--flag", "two words", "100%", "plain"));
 }
 
-TEST_F(DesktopFile, AskingForAFolderStartsThere) {
+TEST_F(DesktopFile, PathIsTheWorkingDirectory) {
   std::filesystem::create_directory(directory.path("there"));
   writeDesktopFile("some.desktop", "Exec=" + program("recorder") + "\nPath=" + directory.path("there") + "\n");
   EXPECT_TRUE(workspace.launchApplication(directory.path("some.desktop")));
   EXPECT_EQ(waitForNotes().facts.at("folder"), std::filesystem::canonical(directory.path("there")).string());
 }
 
-TEST_F(DesktopFile, AskingForAFolderThatIsNoneStartsInTheHomeFolder) {
+TEST_F(DesktopFile, AnInvalidPathMeansTheHomeFolder) {
   for (const std::string& folder : {directory.path("missing"), std::string("relative"), program("recorder")}) {
     EXPECT_EQ(startingFolderOf({"/bin/true", {"true"}, folder}), directory.path()) << folder;
   }
 }
 
-TEST_F(DesktopFile, AProgramByNameIsLookedForInThePath) {
+TEST_F(DesktopFile, AProgramNameIsLookedUpInPath) {
   const std::string before = std::getenv("PATH");
   program("folder/tarvel-test-program");
   ::setenv("PATH", ("relative::" + directory.path("folder") + ":" + before).c_str(), 1);
@@ -80,13 +80,13 @@ TEST_F(DesktopFile, AProgramByNameIsLookedForInThePath) {
   EXPECT_FALSE(command("Exec=tarvel-test-program x\n"));
 }
 
-TEST_F(DesktopFile, EscapesOfValuesComeBeforeThoseOfTheLine) {
+TEST_F(DesktopFile, ValueEscapesAreResolvedBeforeExecEscapes) {
   const auto found = command("Exec=/bin/true a\\sb \"\\\\\\\\ \\\\$x\" c\\\\td\n");
   ASSERT_TRUE(found);
   EXPECT_THAT(found->arguments, ElementsAre("/bin/true", "a", "b", "\\ $x", "c\\td"));
 }
 
-TEST_F(DesktopFile, CommentsOtherGroupsSpacesAndLineEndsAreNoContents) {
+TEST_F(DesktopFile, CommentsOtherGroupsSpacesAndLineEndingsAreIgnored) {
   const auto found = commandOfText(
       "# Exec=/bin/1\n[First]\nExec=/bin/2\n\n[Desktop Entry]\r\n Type = Application \r\nExec[de]=/bin/3\r\n"
       "Exec = /bin/true x\r\nExec=/bin/4\n[Desktop Action more]\nExec=/bin/5\n");
@@ -94,9 +94,9 @@ TEST_F(DesktopFile, CommentsOtherGroupsSpacesAndLineEndsAreNoContents) {
   EXPECT_THAT(found->arguments, ElementsAre("/bin/true", "x"));
 }
 
-TEST_F(DesktopFile, WantingATerminalItIsLaunchedWithoutOne) { EXPECT_TRUE(command("Exec=/bin/true\nTerminal=true\n")); }
+TEST_F(DesktopFile, TerminalIsIgnored) { EXPECT_TRUE(command("Exec=/bin/true\nTerminal=true\n")); }
 
-TEST_F(DesktopFile, WhatTheBusCouldStartIsLaunchedByItsLineAndNotWithoutOne) {
+TEST_F(DesktopFile, DBusActivatableIsIgnoredAndExecIsRequired) {
   EXPECT_TRUE(command("Exec=/bin/true\nDBusActivatable=true\n"));
   EXPECT_FALSE(command("DBusActivatable=true\n"));
 }

@@ -34,8 +34,8 @@ bool launchWithSignalsHeld(Workspace& workspace, const std::string& path) {
   return isLaunched;
 }
 
-TEST_F(Launching, AnExecutableRunsInASessionOfItsOwnWithNothingOfTheLauncherLeftOnIt) {
-  // A descriptor without O_CLOEXEC.
+TEST_F(Launching, AnExecutableRunsInANewSessionWithoutInheritedSignalsOrDescriptors) {
+  // Without O_CLOEXEC, so only the launcher can close it.
   const UniqueFd left(::open("/dev/zero", O_RDONLY));  // NOLINT(android-cloexec-open)
   EXPECT_TRUE(launchWithSignalsHeld(workspace, program("recorder")));
   Notes one = waitForNotes();
@@ -48,7 +48,7 @@ TEST_F(Launching, AnExecutableRunsInASessionOfItsOwnWithNothingOfTheLauncherLeft
   EXPECT_THAT(one.arguments, ElementsAre(directory.path("recorder")));
 }
 
-TEST_F(Launching, TheAgentsOwnVariablesAreNotPassedOn) {
+TEST_F(Launching, TheAgentsServiceVariablesAreNotPassedOn) {
   const std::vector<const char*> own = {"NOTIFY_SOCKET", "WATCHDOG_USEC", "LISTEN_FDS", "INVOCATION_ID",
                                         "DBUS_STARTER_ADDRESS"};
   for (const char* name : own) ::setenv(name, "0", 1);
@@ -59,20 +59,20 @@ TEST_F(Launching, TheAgentsOwnVariablesAreNotPassedOn) {
   EXPECT_EQ(one.environment.at("HOME"), directory.path());
 }
 
-TEST_F(Launching, WithoutAHomeAProgramStartsInTheRootFolder) {
+TEST_F(Launching, WithoutAHomeFolderAProgramStartsInTheRootFolder) {
   ::setenv("HOME", directory.path("missing").c_str(), 1);
   EXPECT_TRUE(workspace.launchApplication(program("recorder")));
   EXPECT_EQ(waitForNotes().facts.at("folder"), "/");
 }
 
-TEST_F(Launching, ABundlesExecutableIsTheOneItNames) {
+TEST_F(Launching, ABundleRunsTheExecutableItNames) {
   const std::string path = bundle("Main");
   program("Tarvel.app/Contents/Linux/Main");
   EXPECT_TRUE(workspace.launchApplication(path));
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(path + "/Contents/Linux/Main"));
 }
 
-TEST_F(Launching, ABundleCannotNameAProgramOutsideOfItself) {
+TEST_F(Launching, ABundleCannotNameAProgramOutsideItself) {
   program("outside");
   EXPECT_FALSE(workspace.launchApplication(bundle("../../../outside")));
   EXPECT_FALSE(workspace.launchApplication(bundle(directory.path("outside"))));
@@ -91,7 +91,7 @@ TEST_F(Launching, ABundleWithoutItsExecutableIsNotLaunched) {
   EXPECT_FALSE(workspace.launchApplication(path));
 }
 
-TEST_F(Launching, PathsOfAnyCharactersAreTakenAsTheyAre) {
+TEST_F(Launching, SpecialCharactersInPathsAreTakenLiterally) {
   const std::string name = "a b/$HOME %n 'q' \"ü\" \\x \xFF";
   EXPECT_TRUE(workspace.launchApplication(program(name)));
   EXPECT_THAT(waitForNotes().arguments, ElementsAre(directory.path(name)));
@@ -112,7 +112,7 @@ TEST_F(Launching, FilesThatCannotBeExecutedAreNotLaunched) {
   EXPECT_FALSE(workspace.launchApplication(std::string("/bin/true\0x", 11)));
 }
 
-TEST_F(Launching, WithoutTheRightToItAProgramIsNotLaunched) {
+TEST_F(Launching, AProgramWithoutExecutePermissionIsNotLaunched) {
   const std::string path = program("recorder");
   fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_exec);
   fs::permissions(directory.path(), fs::perms::all);
@@ -121,7 +121,7 @@ TEST_F(Launching, WithoutTheRightToItAProgramIsNotLaunched) {
   EXPECT_THAT(notes(), IsEmpty());
 }
 
-TEST_F(Launching, AnEndedProgramIsReaped) {
+TEST_F(Launching, AnExitedProgramIsReaped) {
   ASSERT_FALSE(hasChildren());
   EXPECT_TRUE(workspace.launchApplication("/bin/true"));
   EXPECT_TRUE(workspace.launchApplication("/bin/false"));

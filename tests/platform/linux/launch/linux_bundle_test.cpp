@@ -13,7 +13,7 @@
 namespace tarvel {
 namespace {
 
-/// `text`, ASCII, with a byte order mark.
+/// ASCII `text` as UTF-16 with a byte order mark.
 std::string utf16(std::string_view text, bool isLittleEndian) {
   std::string bytes = isLittleEndian ? "\xFF\xFE" : "\xFE\xFF";
   for (const char c : text) {
@@ -50,7 +50,7 @@ struct LinuxBundleTest : testing::Test {
   PlistSerialization serialization;
 };
 
-TEST_F(LinuxBundleTest, TablesAreReadInEveryFormAndEncoding) {
+TEST_F(LinuxBundleTest, TablesAreReadInEveryFormatAndEncoding) {
   const std::string strings = "/* The title. */\n\"No Name\" = \"Ohne Namen\";\n";
   const std::string unquoted = "\xEF\xBB\xBF\"No Name\" = Titellos;\n";
   const std::map<std::string, std::string> forms = {{strings, "Ohne Namen"},
@@ -79,7 +79,7 @@ TEST_F(LinuxBundleTest, ACorruptOrHostileTableCountsAsAbsent) {
   }
 }
 
-TEST_F(LinuxBundleTest, ATableBeyondAMegabyteIsNotRead) {
+TEST_F(LinuxBundleTest, ATableOverOneMegabyteIsNotRead) {
   const std::string strings = "\"No Name\" = \"Ohne Namen\";";
   writeTable("de", strings + std::string((std::size_t{1} << 20) - strings.size(), '\n'));
   EXPECT_EQ(translated(), "Ohne Namen");
@@ -109,13 +109,13 @@ TEST_F(LinuxBundleTest, AllTextsComeFromTheFirstLanguageWithATable) {
   EXPECT_EQ(translated({"de_AT", "de"}), "No Name");
 }
 
-TEST_F(LinuxBundleTest, WithoutLanguagesEveryTextIsItsKeyWhateverTablesThereAre) {
+TEST_F(LinuxBundleTest, WithoutLanguagesEveryTextIsItsKeyEvenIfTablesExist) {
   writeTable("en", "\"No Name\" = \"Nameless\";");
   writeTable("", "\"No Name\" = \"Nameless\";");
   EXPECT_EQ(translated({}), "No Name");
 }
 
-TEST_F(LinuxBundleTest, ATableOnceReadStays) {
+TEST_F(LinuxBundleTest, ATableIsReadOnce) {
   writeTable("de", "\"No Name\" = \"Ohne Namen\";");
   LinuxBundle kept = bundle();
   EXPECT_EQ(kept.localizedStringForKeyValue("No Name", ""), "Ohne Namen");
@@ -124,7 +124,7 @@ TEST_F(LinuxBundleTest, ATableOnceReadStays) {
   EXPECT_EQ(translated(), "Namenlos");
 }
 
-TEST_F(LinuxBundleTest, InformationIsReadInEveryForm) {
+TEST_F(LinuxBundleTest, InformationIsReadInEveryFormat) {
   for (const std::string& bytes : {xml("Key", "<string>5.1</string>"), binary("Key", "<string>5.1</string>"),
                                    std::string("{ Key = 5.1; }"), utf16("{ Key = 5.1; }", false)}) {
     writeFile("Contents/Info.plist", bytes);
@@ -139,7 +139,7 @@ TEST_F(LinuxBundleTest, InformationThatIsNotAStringCountsAsAbsent) {
   }
 }
 
-TEST_F(LinuxBundleTest, AListInTheBundlesOwnFolderStandsInForTheOneInContents) {
+TEST_F(LinuxBundleTest, InfoPlistInTheBundlesFolderIsUsedIfContentsHasNone) {
   writeFile("Info.plist", xml("Key", "<string>flat</string>"));
   EXPECT_EQ(bundle().stringForInfoDictionaryKey("Key"), "flat");
   writeFile("Contents/Info.plist", "corrupt");
@@ -148,7 +148,7 @@ TEST_F(LinuxBundleTest, AListInTheBundlesOwnFolderStandsInForTheOneInContents) {
   EXPECT_EQ(bundle().stringForInfoDictionaryKey("Key"), "inner");
 }
 
-TEST_F(LinuxBundleTest, AProgramOutsideOfAnyBundleHasNoInformationAndEnglishTexts) {
+TEST_F(LinuxBundleTest, AProgramOutsideAnyBundleHasNoInformationAndEnglishTexts) {
   LinuxBundle none(serialization, "", {"de"});
   EXPECT_EQ(none.bundlePath(), "");
   EXPECT_EQ(none.stringForInfoDictionaryKey("Key"), std::nullopt);
@@ -156,7 +156,7 @@ TEST_F(LinuxBundleTest, AProgramOutsideOfAnyBundleHasNoInformationAndEnglishText
   EXPECT_EQ(none.localizedStringForKeyValue("No Name", "value"), "value");
 }
 
-TEST_F(LinuxBundleTest, ABundleMayBeReachedThroughALinkAndIsNamedByIt) {
+TEST_F(LinuxBundleTest, ABundleOpenedThroughALinkKeepsTheLinksPath) {
   writeFile("Real.app/Contents/Info.plist", xml("Key", "<string>text</string>"));
   std::filesystem::create_directory_symlink("Real.app", directory.path("Link.app"));
   LinuxBundles bundles(serialization, {});

@@ -59,7 +59,7 @@ struct FakeManager : ServiceLaunching {
   SessionBus bus;
 };
 
-TEST_F(FakeManager, IsAskedForAUnitThatOutlivesTheAgentAndTakesEveryWordAsItIs) {
+TEST_F(FakeManager, ReceivesAUnitThatOutlivesTheAgentWithLiteralArguments) {
   startManager();
   EXPECT_TRUE(workspace.offersLaunchApplicationAtUrl());
   const std::string path = program(kOddName);
@@ -121,7 +121,7 @@ TEST_F(FakeManager, LaunchesOverTheConnectionOnWhichItAnswered) {
   EXPECT_FALSE(launch(path));
 }
 
-TEST_F(FakeManager, IsNeverAskedForOneUnitTwice) {
+TEST_F(FakeManager, ReceivesANewUnitNameForEachLaunch) {
   startManager();
   const std::string path = program("recorder");
   EXPECT_TRUE(launch(path));
@@ -130,7 +130,7 @@ TEST_F(FakeManager, IsNeverAskedForOneUnitTwice) {
   EXPECT_NE(linesOf("unit")["name"], first);
 }
 
-TEST_F(FakeManager, StartsABundlesExecutableAndADesktopFilesLine) {
+TEST_F(FakeManager, StartsABundlesExecutableAndADesktopFilesExecLine) {
   startManager();
   const std::string path = bundle("Main");
   const std::string main = program("Tarvel.app/Contents/Linux/Main");
@@ -142,7 +142,7 @@ TEST_F(FakeManager, StartsABundlesExecutableAndADesktopFilesLine) {
               testing::MatchesRegex("a\\(sasas\\) /.*/true\\|true\\|two words\\|\\$x\\|no-env-expand\\|"));
 }
 
-TEST_F(FakeManager, FailingToExecuteItHasLaunchedNothing) {
+TEST_F(FakeManager, AFailedExecutionIsNotALaunch) {
   directory.write("garbage", "no program");
   fs::permissions(directory.path("garbage"), fs::perms::owner_all);
   startManager();
@@ -150,17 +150,17 @@ TEST_F(FakeManager, FailingToExecuteItHasLaunchedNothing) {
   EXPECT_EQ(linesOf("unit")["Type"], "s exec");
 }
 
-TEST_F(FakeManager, IsNotAskedForWhatCannotBeExecuted) {
+TEST_F(FakeManager, ReceivesNoRequestForAnUnusablePath) {
   startManager();
   EXPECT_FALSE(launch(directory.path("missing")));
   EXPECT_FALSE(launch(directory.path()));
   EXPECT_FALSE(launch(""));
-  // A bus carries nothing but UTF-8.
+  // D-Bus strings are UTF-8.
   EXPECT_FALSE(launch(program("\xFF")));
   EXPECT_THAT(linesOf("unit"), IsEmpty());
 }
 
-TEST_F(FakeManager, WithoutAJobResultTimesOutAndItsUnitIsStopped) {
+TEST_F(FakeManager, TimesOutWithoutAJobResultAndStopsTheUnit) {
   startManager("endless");
   const auto start = Clock::now();
   EXPECT_FALSE(launch(program("recorder")));
@@ -169,7 +169,7 @@ TEST_F(FakeManager, WithoutAJobResultTimesOutAndItsUnitIsStopped) {
   EXPECT_EQ(linesOf("stopped")["name"], linesOf("unit")["name"]);
 }
 
-TEST_F(FakeManager, WithoutAReplyTimesOutAndItsUnitIsStopped) {
+TEST_F(FakeManager, TimesOutWithoutAReplyAndStopsTheUnit) {
   startManager("mute");
   const auto start = Clock::now();
   EXPECT_TRUE(workspace.offersLaunchApplicationAtUrl());
@@ -179,7 +179,7 @@ TEST_F(FakeManager, WithoutAReplyTimesOutAndItsUnitIsStopped) {
   EXPECT_EQ(linesOf("stopped")["name"], linesOf("unit")["name"]);
 }
 
-TEST_F(ServiceLaunching, WithoutABusOrAManagerNothingIsOfferedAtOnce) {
+TEST_F(ServiceLaunching, WithoutABusOrManagerLaunchingFailsImmediately) {
   const auto start = Clock::now();
   EXPECT_FALSE(workspace.offersLaunchApplicationAtUrl());
   EXPECT_FALSE(launch("/bin/true"));
@@ -189,7 +189,7 @@ TEST_F(ServiceLaunching, WithoutABusOrAManagerNothingIsOfferedAtOnce) {
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
 }
 
-TEST_F(ServiceLaunching, ABusWithoutAManagerOffersNothing) {
+TEST_F(ServiceLaunching, ABusWithoutAManagerOffersNoLaunchByUrl) {
   SessionBus bus;
   bus.start();
   ASSERT_TRUE(bus.isUp());
@@ -197,7 +197,7 @@ TEST_F(ServiceLaunching, ABusWithoutAManagerOffersNothing) {
   EXPECT_FALSE(launch("/bin/true"));
 }
 
-TEST_F(ServiceLaunching, AManagerIsNotStartedToBeAsked) {
+TEST_F(ServiceLaunching, AManagerThatIsNotRunningIsNotStarted) {
   SessionBus bus;
   bus.addService("org.freedesktop.systemd1", TARVEL_FAKE_USER_MANAGER);
   bus.start();
@@ -215,7 +215,7 @@ struct RealManager : ServiceLaunching {
   RealUserManager manager;
 };
 
-TEST_F(RealManager, ExecutesAUnitOfItsOwnWithEveryWordAsItIs) {
+TEST_F(RealManager, RunsTheProgramInItsOwnUnitWithLiteralArguments) {
   EXPECT_TRUE(workspace.offersLaunchApplicationAtUrl());
   const SessionVariables variables;
   const std::string path = program(kOddName);
@@ -244,7 +244,7 @@ TEST_F(RealManager, PassesADisplayThatWasSetLater) {
   EXPECT_EQ(one.environment["XDG_CURRENT_DESKTOP"], "Newer");
 }
 
-TEST_F(RealManager, SaysWhenItCouldNotExecuteIt) {
+TEST_F(RealManager, ReportsAFailedExecution) {
   directory.write("garbage", "no program");
   directory.write("interpreted", "#!/nowhere/interpreter\n");
   for (const char* name : {"garbage", "interpreted"}) {
@@ -254,12 +254,12 @@ TEST_F(RealManager, SaysWhenItCouldNotExecuteIt) {
   EXPECT_FALSE(launch(directory.path("missing")));
 }
 
-TEST_F(RealManager, HasExecutedAProgramThatEndsAtOnce) {
+TEST_F(RealManager, LaunchesAProgramThatExitsAtOnce) {
   EXPECT_TRUE(launch("/bin/true"));
   EXPECT_TRUE(launch("/bin/true"));
 }
 
-TEST_F(RealManager, KeepsAProgramWhoseLauncherEnded) {
+TEST_F(RealManager, KeepsAProgramWhoseLauncherExited) {
   const std::string path = program("recorder");
   const int answer = inChild([&] {
     PlistSerialization lists;
@@ -268,7 +268,7 @@ TEST_F(RealManager, KeepsAProgramWhoseLauncherEnded) {
   });
   ASSERT_EQ(answer, 0);
   (void)waitForNotes();
-  // It proves that it runs by reacting to the file.
+  // The program reacts to this file only if it is still running.
   directory.write("quit", "");
   EXPECT_TRUE(turnUntil([this] { return fs::exists(directory.path("ended")); }));
 }

@@ -118,12 +118,12 @@ TEST_F(LinuxSystemLogTest, TheJournalReceivesOneRecordWithLineBreaks) {
   EXPECT_EQ(syslog.receive(), "");
 }
 
-TEST_F(LinuxSystemLogTest, ARecordOfOneLineNamesNoPlaceInTheProgram) {
+TEST_F(LinuxSystemLogTest, ARecordHasNoCodeLocation) {
   toJournal.log("a line");
   EXPECT_EQ(journal.receive(), "MESSAGE=a line\nSYSLOG_IDENTIFIER=Tester\nPRIORITY=5\n");
 }
 
-TEST_F(LinuxSystemLogTest, AMessageOfAnySizeReachesTheJournalWholeAndSealed) {
+TEST_F(LinuxSystemLogTest, ALargeMessageReachesTheJournalInASealedFile) {
   for (const std::size_t size : {std::size_t{200'000}, std::size_t{5'000'000}}) {
     const std::string message(size, 'x');
     toJournal.log(message);
@@ -133,7 +133,7 @@ TEST_F(LinuxSystemLogTest, AMessageOfAnySizeReachesTheJournalWholeAndSealed) {
   EXPECT_EQ(syslog.receive(), "");
 }
 
-TEST_F(LinuxSystemLogTest, AMessageOfAnyBytesReachesTheJournalAsItIs) {
+TEST_F(LinuxSystemLogTest, AMessageOfAnyBytesReachesTheJournalUnchanged) {
   const std::string message("a\0\xFF\x1b[2J=", 8);
   toJournal.log(message);
   toJournal.log("");
@@ -141,7 +141,7 @@ TEST_F(LinuxSystemLogTest, AMessageOfAnyBytesReachesTheJournalAsItIs) {
   EXPECT_EQ(journal.receive(), "MESSAGE=\nSYSLOG_IDENTIFIER=Tester\nPRIORITY=5\n");
 }
 
-TEST_F(LinuxSystemLogTest, WithoutAJournalMessagesReachTheOtherLogAsTheyAre) {
+TEST_F(LinuxSystemLogTest, WithoutAJournalMessagesReachSyslogUnchanged) {
   toSyslog.log("100 %s per cent of “it”\nand a second line");
   const std::string line = syslog.receive();
   EXPECT_THAT(line, MatchesRegex("<13>[A-Z][a-z][a-z] [ 0-9][0-9] [0-9][0-9]:[0-9][0-9]:[0-9][0-9] Tester.*"));
@@ -155,7 +155,7 @@ TEST_F(LinuxSystemLogTest, AStaleJournalSocketFallsBackToSyslog) {
   EXPECT_THAT(syslog.receive(), EndsWith("]: a line"));
 }
 
-TEST_F(LinuxSystemLogTest, AZeroByteDoesNotEndAMessageOfTheOtherLog) {
+TEST_F(LinuxSystemLogTest, AZeroByteDoesNotTruncateASyslogMessage) {
   toSyslog.log(std::string_view("a\0b", 3));
   EXPECT_THAT(syslog.receive(), EndsWith("]: a?b"));
 }
@@ -163,14 +163,14 @@ TEST_F(LinuxSystemLogTest, AZeroByteDoesNotEndAMessageOfTheOtherLog) {
 TEST_F(LinuxSystemLogTest, SyslogReceivesTheBeginningOfAVeryLongMessage) {
   toSyslog.log(std::string(5'000'000, 'x'));
   EXPECT_THAT(syslog.receive(), EndsWith("x [4940000 bytes more]"));
-  // A character of three bytes, cut nowhere.
+  // A character is never cut.
   std::string message = "x";
   while (message.size() < 60'100) message += "“";
   toSyslog.log(message);
   EXPECT_THAT(syslog.receive(), EndsWith("“ [" + std::to_string(message.size() - 59'998) + " bytes more]"));
 }
 
-TEST_F(LinuxSystemLogTest, AnotherLogThatReadsAStreamGetsLinesUpToAZeroByte) {
+TEST_F(LinuxSystemLogTest, ASyslogStreamReceivesLinesEndedByAZeroByte) {
   const Listener stream(directory.path("stream"), SOCK_STREAM);
   LinuxSystemLog("Tester", directory.path("none"), stream.path()).log("a line");
   const std::string line = stream.receiveFromStream();
@@ -178,7 +178,7 @@ TEST_F(LinuxSystemLogTest, AnotherLogThatReadsAStreamGetsLinesUpToAZeroByte) {
   EXPECT_THAT(line, EndsWith(std::string("]: a line\0", 10)));
 }
 
-TEST_F(LinuxSystemLogTest, WithoutALogNothingHappens) {
+TEST_F(LinuxSystemLogTest, WithoutALogMessagesAreDropped) {
   LinuxSystemLog nowhere("Tester", directory.path("none"), directory.path("neither"));
   nowhere.log("a line");
   LinuxSystemLog("Tester", "", std::string(1000, 'x')).log("a line");
@@ -187,10 +187,10 @@ TEST_F(LinuxSystemLogTest, WithoutALogNothingHappens) {
 }
 
 /// Runs `body` in a child process, which is killed if it blocks.
-int inHaste(const std::function<void()>& body) {
+int withDeadline(const std::function<void()>& body) {
   return inChild([&] {
-    constexpr unsigned kPatience = 20;
-    (void)::alarm(kPatience);
+    constexpr unsigned kDeadline = 20;
+    (void)::alarm(kDeadline);
     body();
     return 0;
   });
@@ -198,12 +198,12 @@ int inHaste(const std::function<void()>& body) {
 
 TEST_F(LinuxSystemLogTest, UnreadLogsNeverBlockAndRecoverLater) {
   constexpr int kMoreThanAnyQueue = 5000;
-  EXPECT_EQ(inHaste([this] {
+  EXPECT_EQ(withDeadline([this] {
               for (int i = 0; i < kMoreThanAnyQueue; ++i) toJournal.log("a line");
               toJournal.log(std::string(5'000'000, 'x'));
             }),
             0);
-  // The journal took what it could, and the other log what it could of the rest.
+  // The journal received what its queue holds, and syslog some of the rest.
   EXPECT_THAT(journal.receiveAll(), Not(IsEmpty()));
   EXPECT_THAT(syslog.receiveAll(), Not(IsEmpty()));
   toJournal.log("later");
@@ -213,7 +213,7 @@ TEST_F(LinuxSystemLogTest, UnreadLogsNeverBlockAndRecoverLater) {
 TEST_F(LinuxSystemLogTest, AnUnreadStreamNeverBlocks) {
   const Listener stream(directory.path("stream"), SOCK_STREAM);
   LinuxSystemLog log("Tester", directory.path("none"), stream.path());
-  EXPECT_EQ(inHaste([&log] {
+  EXPECT_EQ(withDeadline([&log] {
               for (int i = 0; i < 100; ++i) log.log(std::string(100'000, 'x'));
             }),
             0);
@@ -232,7 +232,7 @@ class Terminal {
 
   void stop() const { EXPECT_EQ(::tcflow(screen_, TCOOFF), 0); }
   [[nodiscard]] int run(const std::function<void()>& body) const {
-    return inHaste([&] {
+    return withDeadline([&] {
       if (::dup2(screen_, STDERR_FILENO) >= 0) body();
     });
   }
@@ -251,7 +251,7 @@ class Terminal {
   int screen_ = -1;
 };
 
-TEST_F(LinuxSystemLogTest, ATerminalOnTheErrorOutputSeesTheLineToo) {
+TEST_F(LinuxSystemLogTest, ATerminalOnTheErrorOutputReceivesTheLineToo) {
   const Terminal terminal;
   EXPECT_EQ(terminal.run([this] { toJournal.log("100 %s of “it”"); }), 0);
   EXPECT_EQ(terminal.text(), "Tester: 100 %s of “it”\r\n");
@@ -286,7 +286,7 @@ TEST_F(LinuxSystemLogTest, NothingIsWrittenToANonTerminalErrorOutput) {
   ASSERT_EQ(::pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
   const UniqueFd output(ends[0]);
   const UniqueFd input(ends[1]);
-  EXPECT_EQ(inHaste([&] {
+  EXPECT_EQ(withDeadline([&] {
               if (::dup2(input.get(), STDERR_FILENO) >= 0) toJournal.log("quiet");
             }),
             0);

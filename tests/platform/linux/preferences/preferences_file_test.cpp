@@ -62,7 +62,7 @@ struct PreferencesFileTest : testing::Test {
   LinuxPreferencesStore store{serialization, log, directory.path()};
 };
 
-TEST_F(PreferencesFileTest, TheFileIsXmlForItsUserAloneWhateverTheMask) {
+TEST_F(PreferencesFileTest, TheFileIsXmlAndPrivateForAnyUmask) {
   for (const mode_t mask : {mode_t{0}, mode_t{077}}) {
     fs::remove_all(directory.path(kDomain));
     const mode_t before = ::umask(mask);
@@ -76,7 +76,7 @@ TEST_F(PreferencesFileTest, TheFileIsXmlForItsUserAloneWhateverTheMask) {
   }
 }
 
-TEST_F(PreferencesFileTest, EveryFormIsReadAndXmlWritten) {
+TEST_F(PreferencesFileTest, EveryFormatIsReadAndXmlIsWritten) {
   for (const char* text : {"<plist><dict><key>Key</key><integer>5</integer></dict></plist>", "{ Key = 5; }"}) {
     write(text);
     EXPECT_EQ(store.appIntegerValue("Key", kDomain), 5) << text;
@@ -113,12 +113,12 @@ TEST_F(PreferencesFileTest, AnUnchangedFileIsNotWritten) {
   EXPECT_EQ(fs::last_write_time(directory.path(kFile)), date);
 }
 
-TEST_F(PreferencesFileTest, RemovingFromNothingMakesNoFile) {
+TEST_F(PreferencesFileTest, RemovingAKeyWithoutAFileCreatesNone) {
   EXPECT_TRUE(set("Key", {}));
   EXPECT_FALSE(fs::exists(directory.path(kFile)));
 }
 
-TEST_F(PreferencesFileTest, ACorruptFileReadsAsDefaultsIsLoggedOnceAndSetAsideWhenSomethingIsWritten) {
+TEST_F(PreferencesFileTest, ACorruptFileReadsAsDefaultsIsLoggedOnceAndSetAsideByTheNextWrite) {
   for (const char* text : {"<plist><dict><key>", "<plist><array/></plist>", "bplist00 and so on", "\x01\x02"}) {
     fs::remove_all(directory.path(kDomain));
     write(text);
@@ -146,13 +146,13 @@ TEST_F(PreferencesFileTest, TwoCorruptFilesOfOneSecondAreBothKept) {
   EXPECT_THAT(names(), SizeIs(5));
 }
 
-TEST_F(PreferencesFileTest, AnEmptyFileIsCorruptAndNotAnEmptyList) {
+TEST_F(PreferencesFileTest, AnEmptyFileCountsAsCorrupt) {
   write("");
   EXPECT_EQ(store.appIntegerValue("Key", kDomain), std::nullopt);
   EXPECT_THAT(log.lines(), SizeIs(1));
 }
 
-TEST_F(PreferencesFileTest, AFileThatMayNotBeReadIsLeftAloneAndTheFlushFails) {
+TEST_F(PreferencesFileTest, AnUnreadableFileIsKeptAndTheFlushFails) {
   write("<plist><dict><key>Key</key><integer>5</integer></dict></plist>");
   fs::permissions(directory.path(), fs::perms::all);
   fs::permissions(directory.path(kDomain), fs::perms::all);
@@ -169,7 +169,7 @@ TEST_F(PreferencesFileTest, AFileThatMayNotBeReadIsLeftAloneAndTheFlushFails) {
   EXPECT_THAT(bytes(), HasSubstr("<integer>5</integer>"));
 }
 
-TEST_F(PreferencesFileTest, AFolderOrAHugeFileInItsPlaceIsLeftAlone) {
+TEST_F(PreferencesFileTest, AFolderOrAHugeFileInItsPlaceIsKept) {
   fs::create_directories(directory.path(kFile));
   EXPECT_EQ(store.appIntegerValue("Key", kDomain), std::nullopt);
   EXPECT_FALSE(set("Key", integer(5)));
@@ -183,7 +183,7 @@ TEST_F(PreferencesFileTest, AFolderOrAHugeFileInItsPlaceIsLeftAlone) {
   EXPECT_EQ(store.appIntegerValue("Key", kDomain), 5);
 }
 
-TEST_F(PreferencesFileTest, AFileThatIsALinkStaysOneAndItsTargetIsWritten) {
+TEST_F(PreferencesFileTest, ALinkedFileIsWrittenThroughItsLink) {
   fs::create_directory(directory.path("dotfiles"));
   directory.write("dotfiles/real", "<plist><dict/></plist>");
   fs::create_directories(directory.path(kDomain));
@@ -191,7 +191,7 @@ TEST_F(PreferencesFileTest, AFileThatIsALinkStaysOneAndItsTargetIsWritten) {
   EXPECT_TRUE(set("Key", integer(5)));
   EXPECT_TRUE(fs::is_symlink(directory.path(kFile)));
   EXPECT_THAT(directory.read("dotfiles/real"), HasSubstr("<integer>5</integer>"));
-  // Also a corrupt one, whose bytes are then kept beside the link.
+  // So is a corrupt file, whose bytes are kept beside the link.
   directory.write("dotfiles/real", "corrupt\x01");
   EXPECT_TRUE(set("Key", integer(6)));
   EXPECT_THAT(directory.read("dotfiles/real"), HasSubstr("<integer>6</integer>"));
@@ -199,7 +199,7 @@ TEST_F(PreferencesFileTest, AFileThatIsALinkStaysOneAndItsTargetIsWritten) {
 }
 
 TEST_F(PreferencesFileTest, AValueThatXmlCannotRepresentIsStoredAsBinary) {
-  // A date that no calendar reaches.
+  // A date outside the calendar.
   const auto tree = std::make_shared<PropertyListTree>();
   EXPECT_TRUE(set("Key", {tree, tree->makeDate(1e300)}));
   EXPECT_TRUE(bytes().starts_with("bplist00"));
@@ -208,7 +208,7 @@ TEST_F(PreferencesFileTest, AValueThatXmlCannotRepresentIsStoredAsBinary) {
   EXPECT_EQ(kept.root.date(), 1e300);
 }
 
-TEST_F(PreferencesFileTest, TextsOfOddCharactersAreKept) {
+TEST_F(PreferencesFileTest, StringsWithUnusualCharactersAreKept) {
   for (const std::string& text : {std::string("a\x01\0b", 4), std::string("\r\n\t "), std::string("]]>"),
                                   std::string("\xED\xA0\x80"), std::string()}) {
     const auto tree = std::make_shared<PropertyListTree>();
@@ -219,7 +219,7 @@ TEST_F(PreferencesFileTest, TextsOfOddCharactersAreKept) {
   }
 }
 
-TEST_F(PreferencesFileTest, AValueThatNoFormHoldsFailsAndChangesNothing) {
+TEST_F(PreferencesFileTest, AnUnstorableValueFailsAndChangesNothing) {
   ASSERT_TRUE(set("Key", integer(5)));
   const std::string before = bytes();
   const auto tree = std::make_shared<PropertyListTree>();
@@ -228,13 +228,13 @@ TEST_F(PreferencesFileTest, AValueThatNoFormHoldsFailsAndChangesNothing) {
   EXPECT_TRUE(set("Bad", {}));
 }
 
-TEST_F(PreferencesFileTest, SettingsThatTogetherAreTooLargeToBeReadAgainAreNotWritten) {
+TEST_F(PreferencesFileTest, SettingsTooLargeToBeReadAgainAreNotWritten) {
   ASSERT_TRUE(set("Key", integer(5)));
   const auto tree = std::make_shared<PropertyListTree>();
   bool isKept = true;
   int count = 0;
   for (; isKept && count < 8; ++count) {
-    // None like another, as the binary form keeps equal texts once.
+    // All different, because the binary format stores equal strings once.
     const std::string text(std::size_t{4} * 1024 * 1024, static_cast<char>('a' + count));
     isKept = set("Large" + std::to_string(count), {tree, tree->makeString(text)});
   }
@@ -310,7 +310,7 @@ TEST_F(PreferencesFileTest, AnyFailingCallLeavesTheOldOrTheNewFile) {
   }
 }
 
-TEST_F(PreferencesFileTest, AnIdentifierThatLeadsElsewhereNamesNothing) {
+TEST_F(PreferencesFileTest, AnIdentifierThatIsAPathHasNoSettings) {
   for (const char* identifier : {"", ".", "..", "../x", "a/b", "/etc"}) {
     EXPECT_EQ(store.pathOf(identifier), "") << identifier;
     store.setAppValue("Key", integer(5), identifier);

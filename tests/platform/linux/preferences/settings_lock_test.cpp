@@ -22,27 +22,27 @@ struct SettingsLockTest : testing::Test {
   TemporaryDirectory directory;
   std::string path = directory.path("lock");
 
-  /// Waits for one byte of another process.
-  static bool hears(int pipe) {
+  /// Waits for one byte from another process.
+  static bool receivesByte(int pipe) {
     std::uint8_t byte = 0;
     return ::read(pipe, &byte, 1) == 1;
   }
 };
 
-TEST_F(SettingsLockTest, OneAtATimeHasIt) {
+TEST_F(SettingsLockTest, HasOneHolderAtATime) {
   const SettingsLock mine(path);
   ASSERT_TRUE(mine);
   EXPECT_EQ(inChild([this] { return SettingsLock(path) ? 1 : 0; }), 0);
 }
 
-TEST_F(SettingsLockTest, ItIsFreeOnceItsHolderLetsGo) {
+TEST_F(SettingsLockTest, IsFreeAfterRelease) {
   for (int i = 0; i < 3; ++i) {
     EXPECT_TRUE(SettingsLock(path));
     EXPECT_EQ(inChild([this] { return SettingsLock(path) ? 1 : 0; }), 1);
   }
 }
 
-TEST_F(SettingsLockTest, ItIsFreeOnceItsHolderWasKilled) {
+TEST_F(SettingsLockTest, IsFreeAfterItsHolderIsKilled) {
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
   const UniqueFd reading(ends[0]);
@@ -55,7 +55,7 @@ TEST_F(SettingsLockTest, ItIsFreeOnceItsHolderWasKilled) {
     for (;;) (void)::pause();
   }
   writing = UniqueFd();
-  ASSERT_TRUE(hears(reading.get()));
+  ASSERT_TRUE(receivesByte(reading.get()));
   ASSERT_EQ(::kill(holder, SIGKILL), 0);
   ASSERT_EQ(::waitpid(holder, nullptr, 0), holder);
   EXPECT_TRUE(SettingsLock(path));
@@ -79,13 +79,13 @@ TEST_F(SettingsLockTest, AFrequentHolderDoesNotStarveOthers) {
   writing = UniqueFd();
   constexpr int kTimes = 20;
   int times = 0;
-  for (int i = 0; i < kTimes && times == i && hears(reading.get()); ++i) times += SettingsLock(path) ? 1 : 0;
+  for (int i = 0; i < kTimes && times == i && receivesByte(reading.get()); ++i) times += SettingsLock(path) ? 1 : 0;
   EXPECT_EQ(times, kTimes);
   ASSERT_EQ(::kill(greedy, SIGKILL), 0);
   ASSERT_EQ(::waitpid(greedy, nullptr, 0), greedy);
 }
 
-TEST_F(SettingsLockTest, ABusyDirectoryLockFailsIt) {
+TEST_F(SettingsLockTest, FailsWhileTheDirectoryLockIsBusy) {
   const UniqueFd folder(::open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   ASSERT_EQ(::flock(folder.get(), LOCK_EX), 0);
   EXPECT_FALSE(SettingsLock(path));

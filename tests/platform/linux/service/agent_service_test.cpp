@@ -35,13 +35,13 @@ struct AgentOnDesktop : testing::Test {
 struct AgentUnderManager : AgentOnDesktop {
   AgentUnderManager() { EXPECT_TRUE(home.startFakeManager()); }
 
-  /// A unit as a package installs it.
+  /// Installs a unit, like a package.
   void installUnit(const std::string& program) const {
     home.write("units/TarvelHelper.service", unitFor(program).value_or(""));
   }
 };
 
-TEST_F(AgentUnderManager, IsGivenAUnitOfTheUsersWhereNoneIsInstalledWithWhatTheInstalledOneHas) {
+TEST_F(AgentUnderManager, ReceivesAUserUnitWithTheInstalledUnitsSettingsIfNoneIsInstalled) {
   const std::string agent = home.agent("a %n b$HOME");
   ASSERT_TRUE(service.enable(agent).isDone);
   const std::string unit = home.read(ServiceHome::kUnit);
@@ -57,7 +57,7 @@ TEST_F(AgentUnderManager, IsGivenAUnitOfTheUsersWhereNoneIsInstalledWithWhatTheI
   EXPECT_FALSE(home.has(ServiceHome::kLink));
 }
 
-TEST_F(AgentUnderManager, TakesTheInstalledUnitWhereItMeansThisAgent) {
+TEST_F(AgentUnderManager, UsesTheInstalledUnitIfItStartsThisAgent) {
   installUnit(home.agent());
   ASSERT_TRUE(service.enable(home.agent()).isDone);
   EXPECT_FALSE(home.has(ServiceHome::kUnit));
@@ -66,7 +66,7 @@ TEST_F(AgentUnderManager, TakesTheInstalledUnitWhereItMeansThisAgent) {
   EXPECT_TRUE(home.has("units/TarvelHelper.service"));
 }
 
-TEST_F(AgentUnderManager, StartsThisAgentThoughAnotherIsInstalledAndTheOtherWhenThatIsAsked) {
+TEST_F(AgentUnderManager, SwitchesFromTheInstalledAgentToAnotherAndBack) {
   installUnit(home.agent("installed"));
   ASSERT_TRUE(service.enable(home.agent("built")).isDone);
   EXPECT_EQ(service.loginEntry().program, home.agent("built"));
@@ -85,7 +85,7 @@ TEST_F(AgentUnderManager, KeepsAForeignUnit) {
   EXPECT_EQ(home.read(ServiceHome::kUnit), "[Service]\nExecStart=/bin/true\n");
 }
 
-TEST_F(AgentUnderManager, IsAskedToEnableAUnitOfTheUsersOwnThatMeansThisAgent) {
+TEST_F(AgentUnderManager, EnablesTheUsersOwnUnitForThisAgent) {
   const std::string own = "[Service]\nExecStart=" + home.agent() + "\n";
   home.write(ServiceHome::kUnit, own);
   EXPECT_TRUE(service.enable(home.agent()).isDone);
@@ -104,7 +104,7 @@ TEST_F(AgentUnderManager, LeavesAMaskedUnitMasked) {
   EXPECT_EQ(fs::read_symlink(home.path(ServiceHome::kUnit)), "/dev/null");
 }
 
-TEST_F(AgentUnderManager, WithOtherSettingsFoldersThanThisCommandIsComplainedOf) {
+TEST_F(AgentUnderManager, IsRefusedIfItUsesAnotherSettingsFolder) {
   ::setenv("XDG_CONFIG_HOME", home.path("elsewhere").c_str(), 1);
   const ServiceAnswer answer = service.enable(home.agent());
   EXPECT_FALSE(answer.isDone);
@@ -112,7 +112,7 @@ TEST_F(AgentUnderManager, WithOtherSettingsFoldersThanThisCommandIsComplainedOf)
   EXPECT_FALSE(home.has("elsewhere"));
 }
 
-TEST_F(AgentUnderManager, TakesTheDesktopsPlace) {
+TEST_F(AgentUnderManager, ReplacesTheAutostartEntry) {
   home.write(ServiceHome::kAutostart, std::string(kManagedMark) + autostartEntryFor(home.agent()).value_or(""));
   EXPECT_EQ(service.loginEntry().by, LoginStart::kDesktop);
   EXPECT_TRUE(service.enable(home.agent()).isChanged);
@@ -120,14 +120,14 @@ TEST_F(AgentUnderManager, TakesTheDesktopsPlace) {
   EXPECT_FALSE(home.has(ServiceHome::kAutostart));
 }
 
-TEST_F(AgentUnderManager, LeavesToTheDesktopWhatNoUnitCanName) {
+TEST_F(AgentUnderManager, UsesAnAutostartEntryForAPathThatNoUnitCanName) {
   const std::string agent = home.agent("it's");
   EXPECT_TRUE(service.enable(agent).isDone);
   EXPECT_EQ(service.loginEntry().by, LoginStart::kDesktop);
   EXPECT_EQ(service.loginEntry().program, agent);
 }
 
-TEST_F(AgentUnderManager, HavingStartedAProgramThatEndsAtOnceHasNotStartedAnAgent) {
+TEST_F(AgentUnderManager, StartingAProgramThatExitsAtOnceFails) {
   fs::create_directories(home.path("brief"));
   fs::copy_file("/bin/true", home.path("brief/TarvelHelper"));
   ASSERT_TRUE(service.enable(home.path("brief/TarvelHelper")).isDone);
@@ -136,7 +136,7 @@ TEST_F(AgentUnderManager, HavingStartedAProgramThatEndsAtOnceHasNotStartedAnAgen
   EXPECT_THAT(answer.complaint, HasSubstr("has ended again"));
 }
 
-TEST_F(AgentOnDesktop, ARefusalOfTheManagerIsReportedAndNothingIsEnabled) {
+TEST_F(AgentOnDesktop, ARefusalByTheManagerIsReportedAndNothingIsEnabled) {
   ASSERT_TRUE(home.startFakeManager("refuse"));
   const ServiceAnswer answer = service.enable(home.agent());
   EXPECT_FALSE(answer.isDone);
@@ -145,7 +145,7 @@ TEST_F(AgentOnDesktop, ARefusalOfTheManagerIsReportedAndNothingIsEnabled) {
   EXPECT_FALSE(home.has(ServiceHome::kUnit));
 }
 
-TEST_F(AgentOnDesktop, AnyPathIsQuotedSoThatADesktopExecutesIt) {
+TEST_F(AgentOnDesktop, SpecialCharactersInTheAutostartPathAreQuoted) {
   for (const char* folder : {"plain", "a b", "$HOME", "%n%%", "it's", "\"q\"", "`id`", "back\\slash", "ü", "\xFF"}) {
     const std::string agent = home.agent(folder);
     ASSERT_TRUE(service.enable(agent).isDone) << folder;
@@ -177,7 +177,7 @@ TEST_F(AgentOnDesktop, ALinkIsNeverWrittenThroughOrRemoved) {
   EXPECT_EQ(home.read("target"), std::string(kManagedMark));
 }
 
-TEST_F(AgentOnDesktop, AFileInTheWayOfAFolderIsAComplaintAndNothingIsLeft) {
+TEST_F(AgentOnDesktop, AFileInPlaceOfAFolderIsReportedAndNothingIsLeftBehind) {
   home.write(".config", "in the way");
   const ServiceAnswer answer = service.enable(home.agent());
   EXPECT_FALSE(answer.isDone);
@@ -209,7 +209,7 @@ TEST_F(AgentOnDesktop, ANumberInAnUnheldLockFileIsIgnored) {
   ASSERT_TRUE(other);
   const std::string lock = instanceLockPath(ServiceHome::kIdentifier);
   home.write(".config/org.tarvel.Test/helper.lock", std::to_string(*other) + "\n");
-  // A process that has just taken the lock and not written its number yet.
+  // A process that holds the lock and has not written its process id yet.
   const UniqueFd held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
   ASSERT_EQ(::flock(held.get(), LOCK_EX | LOCK_NB), 0);
   EXPECT_FALSE(RunningAgent(lock, "TarvelHelper"));
@@ -220,7 +220,7 @@ TEST_F(AgentOnDesktop, ANumberInAnUnheldLockFileIsIgnored) {
   (void)::waitpid(*other, nullptr, 0);
 }
 
-TEST_F(AgentOnDesktop, AnAgentWhoseProgramWasReplacedIsStillKnown) {
+TEST_F(AgentOnDesktop, AnAgentWhoseProgramWasReplacedIsStillRecognised) {
   ASSERT_TRUE(service.start(home.agent()).isDone);
   fs::remove(home.agent());
   const RunningAgent agent(instanceLockPath(ServiceHome::kIdentifier), "TarvelHelper");
@@ -244,7 +244,7 @@ struct AgentUnderRealManager : testing::Test {
     home.write("app/TarvelHelper", script + "mv statuses done\n");
     fs::permissions(home.path("app/TarvelHelper"), fs::perms::owner_all);
     EXPECT_TRUE(service.enable(home.path("app/TarvelHelper")).isDone);
-    // It holds no lock, unlike an agent, so it is reported as ended.
+    // Unlike an agent it holds no lock, so start() reports that it exited.
     EXPECT_FALSE(service.start(home.path("app/TarvelHelper")).isDone);
     return home.read("done");
   }
@@ -255,13 +255,13 @@ struct AgentUnderRealManager : testing::Test {
 };
 
 TEST_F(AgentUnderRealManager, MayChangeOwnersButGetsAnErrorForOtherPrivilegedCalls) {
-  // Were the call to kill, the shell would answer 159.
+  // A call that killed its process would give the status 159.
   const std::string statuses =
       statusesOf({": >file && chown $(id -u):$(id -g) file", "mount -t tmpfs none app", "renice -n 1 $$", "true"});
   EXPECT_THAT(statuses, testing::MatchesRegex("0\n([1-9]|[1-9][0-9])\n([1-9]|[1-9][0-9])\n0\n"));
 }
 
-TEST(AgentUnit, WaitsBeforeItIsStartedAgainAndIsGivenUpOnlyAfterThat) {
+TEST(AgentUnit, RestartsAfterADelayAndGivesUpAfterTenFailures) {
   const std::string unit = unitFor("/app/TarvelHelper").value_or("");
   for (const char* line :
        {"Restart=on-failure", "RestartSec=10s", "StartLimitIntervalSec=2min", "StartLimitBurst=10"}) {

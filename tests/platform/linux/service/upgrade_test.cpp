@@ -46,7 +46,7 @@ struct Upgrade : testing::Test {
     fs::permissions(directory.path(name), fs::perms::owner_all);
   }
   void runAs(const std::string& group) const { directory.write("groups", "1:name=other:/\n0::" + group + "\n"); }
-  /// Like a package manager. The running file continues under another name, to which the link leads.
+  /// Replaces the program like a package manager: the running file gets another name, and the link follows it.
   void upgrade() const {
     fs::rename(directory.path("program"), directory.path("replaced"));
     fs::remove(directory.path("exe"));
@@ -54,8 +54,8 @@ struct Upgrade : testing::Test {
     install("program", "new");
   }
   [[nodiscard]] OwnProgram ownProgram() const { return OwnProgram(directory.path("exe"), directory.path("groups")); }
-  /// Waits two seconds, as the ctime cannot be set.
-  [[nodiscard]] bool isReplacedAtLast(const OwnProgram& program) const {
+  /// Waits about two seconds, because the ctime cannot be set.
+  [[nodiscard]] bool isReplacedEventually(const OwnProgram& program) const {
     for (int i = 0; i < 500 && !program.isReplaced(); ++i) ::usleep(10'000);
     return program.isReplaced();
   }
@@ -70,11 +70,11 @@ TEST_F(Upgrade, AProgramThatIsStillInstalledIsNotReplaced) {
   EXPECT_FALSE(program.isReplaced());
 }
 
-TEST_F(Upgrade, AnotherFileOfTheNameReplacesTheProgramOnceItHasSettled) {
+TEST_F(Upgrade, ANewFileReplacesTheProgramOnceItHasSettled) {
   const OwnProgram program = ownProgram();
   upgrade();
   EXPECT_FALSE(program.isReplaced());
-  EXPECT_TRUE(isReplacedAtLast(program));
+  EXPECT_TRUE(isReplacedEventually(program));
   fs::permissions(directory.path("program"), fs::perms::owner_read);
   EXPECT_FALSE(program.isReplaced());
   fs::remove(directory.path("program"));
@@ -108,7 +108,7 @@ struct ApplicationUpgrade : Upgrade {
   int run(OwnProgram program) {
     LinuxApplication application(*real.loop, log, "org.tarvel.Test", std::move(program));
     delegate.application = &application;
-    // For one that does not restart.
+    // Ends an application that does not restart.
     const auto end = real.loop->callAfter(std::chrono::milliseconds(1), [&] { application.terminate(); });
     return application.run(delegate);
   }
@@ -118,10 +118,10 @@ struct ApplicationUpgrade : Upgrade {
   RestartingDelegate delegate;
 };
 
-TEST_F(ApplicationUpgrade, AServiceAsksItsManagerForANewStart) {
+TEST_F(ApplicationUpgrade, AServiceAsksItsManagerForARestart) {
   OwnProgram program = ownProgram();
   upgrade();
-  ASSERT_TRUE(isReplacedAtLast(program));
+  ASSERT_TRUE(isReplacedEventually(program));
   EXPECT_EQ(run(std::move(program)), kRestartStatus);
   EXPECT_TRUE(delegate.hasRestarted);
   EXPECT_EQ(delegate.ends, 1);
@@ -131,7 +131,7 @@ TEST_F(ApplicationUpgrade, AServiceAsksItsManagerForANewStart) {
 TEST_F(ApplicationUpgrade, WithoutAManagerTheOldProgramKeepsRunning) {
   OwnProgram program = ownProgram();
   upgrade();
-  ASSERT_TRUE(isReplacedAtLast(program));
+  ASSERT_TRUE(isReplacedEventually(program));
   runAs("/user.slice/session-1.scope");
   EXPECT_EQ(run(std::move(program)), 0);
   EXPECT_FALSE(delegate.hasRestarted);
@@ -143,12 +143,12 @@ TEST_F(ApplicationUpgrade, AServiceWithAnUnchangedProgramKeepsRunning) {
   EXPECT_FALSE(delegate.hasRestarted);
 }
 
-TEST(UnitUpgrade, TheManagerStartsAnAgentAgainThatAsksForIt) {
+TEST(UnitUpgrade, TheManagerRestartsAnAgentThatAsksForIt) {
   ServiceHome home;
   const RealUserManager& manager = home.startRealManager();
   if (manager.isImpossible()) GTEST_SKIP() << "no service manager can be run here: " << manager.log();
   ASSERT_TRUE(manager.isUp()) << manager.log();
-  // A fake agent: requests a restart at its first start, stays at its second.
+  // A fake agent: its first run requests a restart, its second keeps running.
   home.write("TarvelHelper", "#!/bin/sh\necho run >> \"$HOME/runs\"\n[ $(wc -l < \"$HOME/runs\") = 1 ] && exit " +
                                  std::to_string(kRestartStatus) + "\nexec sleep 1000\n");
   fs::permissions(home.path("TarvelHelper"), fs::perms::owner_all);
@@ -199,7 +199,7 @@ struct UpdaterUpgrade : testing::Test, UpdaterDelegate {
   std::vector<std::string> found;
 };
 
-TEST_F(UpdaterUpgrade, EachCheckComparesWithTheVersionThatIsInstalledThen) {
+TEST_F(UpdaterUpgrade, EachCheckComparesWithTheInstalledVersion) {
   for (const char* version : {"1", "2"}) {
     setVersion(version);
     updater().checkForUpdateInformation();

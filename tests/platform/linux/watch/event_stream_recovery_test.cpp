@@ -37,7 +37,7 @@ struct StreamRecovery : StreamSituation {
     fs::remove_all(folder);
     fs::create_directory(folder);
   }
-  /// The bookmarks file as a link to real/Safari/Real.plist, by way of a link that leads to "real".
+  /// Makes the bookmarks file a link to real/Safari/Real.plist, through another link to "real".
   void linkFile() {
     fs::create_directories(directory.path("real/Safari"));
     directory.write("real/Safari/Real.plist", "x");
@@ -101,7 +101,7 @@ TEST_F(StreamRecovery, ComparesThePathBeforeEachBatch) {
   fs::create_directory(directory.path("Library/New"));
   watch();
   const UniqueFd held = holdOpen(folder);
-  // Of an empty folder that another one replaces, nothing but a change of its attributes is reported.
+  // For an empty folder that is replaced, the kernel reports only a change of its attributes.
   fs::rename(directory.path("Library/New"), folder);
   ASSERT_TRUE(isReported());
   EXPECT_EQ(client->batches.size(), 1U);
@@ -190,7 +190,7 @@ TEST_F(StreamRecovery, ReportsATargetFolderSwappedByRename) {
   EXPECT_TRUE(isReported());
 }
 
-TEST_F(StreamRecovery, ReportsATargetFolderThatComesLater) {
+TEST_F(StreamRecovery, ReportsATargetFolderCreatedLater) {
   fs::remove(file());
   fs::create_symlink(directory.path("later/Safari/Real.plist"), file());
   watch();
@@ -203,7 +203,7 @@ TEST_F(StreamRecovery, ReportsATargetFolderThatComesLater) {
   EXPECT_TRUE(isReported());
 }
 
-TEST_F(StreamRecovery, AFailedAnswerAboutTheFileSystemDoesNotEndPolling) {
+TEST_F(StreamRecovery, AnUnknownFileSystemTypeDoesNotEndPolling) {
   fs::create_hard_link(file(), directory.path("other"));
   int asked = 0;
   const auto isNeeded = [&asked](const std::string&) {
@@ -216,7 +216,7 @@ TEST_F(StreamRecovery, AFailedAnswerAboutTheFileSystemDoesNotEndPolling) {
   EXPECT_TRUE(isReported());
 }
 
-TEST_F(StreamRecovery, ARemoteFolderThatIsMissingIsPolledFor) {
+TEST_F(StreamRecovery, AMissingRemoteFolderIsPolled) {
   int looks = 0;
   LinuxEventStreamService counting(*loop, {[&looks](const std::string&) { return ++looks > 0; }, 20ms});
   fs::remove_all(directory.path("Library"));
@@ -245,7 +245,7 @@ TEST_F(StreamRecovery, ARemoteTargetOfALinkIsPolled) {
   EXPECT_TRUE(isReported());
 }
 
-/// Whether the folder is on a file system of the kind that PollingStartsWhen... mounts.
+/// Whether the folder is on a ramfs, which the next test mounts.
 std::optional<bool> isOnRamfs(const std::string& path) {
   struct statfs status {};
   if (::statfs(path.c_str(), &status) != 0) return std::nullopt;
@@ -268,7 +268,7 @@ TEST_F(StreamRecovery, PollingStartsWhenARemoteFileSystemIsMountedOverTheFolder)
     fs::create_hard_link(file(), folder + "/below/other");
     real.turnFor(kQuietTime);
     received->batches.clear();
-    // Not reported to the folder's watch, as if another machine had written.
+    // The folder's watch does not report this, like a write by another machine.
     write("below/other", "longer than before");
     return real.turnUntil([&] { return !received->batches.empty(); }) ? 0 : 2;
   });
@@ -276,7 +276,7 @@ TEST_F(StreamRecovery, PollingStartsWhenARemoteFileSystemIsMountedOverTheFolder)
   EXPECT_EQ(answer, 0);
 }
 
-TEST_F(StreamRecovery, APauseDoesNotEndTheSearchForAFolderThatCannotBeWatchedYet) {
+TEST_F(StreamRecovery, APauseDoesNotStopRetriesForAnUnwatchableFolder) {
   fs::create_directory(directory.path("Library/New"));
   fs::permissions(directory.path(), fs::perms::all);
   fs::permissions(directory.path("Library"), fs::perms::all);
@@ -295,11 +295,11 @@ TEST_F(StreamRecovery, APauseDoesNotEndTheSearchForAFolderThatCannotBeWatchedYet
   EXPECT_EQ(answer, 0);
 }
 
-/// A stream for `path` whose making meets `code` at each look at a name; the calls after that meet nothing. 0 when a
-/// change is reported all the same, 1 when there is no stream.
-int healedFrom(int code, const std::string& path, const std::string& file) {
+/// Creates a stream while every fstatat() with AT_SYMLINK_NOFOLLOW fails with `code`; later calls succeed. Returns 0 if
+/// changes are reported nevertheless, 1 if no stream was created.
+int recoversFrom(int code, const std::string& path, const std::string& file) {
   Situation situation;
-  // Faults hold for the thread that installs them.
+  // Faults apply to the thread that installs them.
   std::thread([&] {
     constexpr int kFlags = 3;
     if (!installFaults({{SYS_newfstatat, code, kFlags, AT_SYMLINK_NOFOLLOW, AT_SYMLINK_NOFOLLOW}})) return;
@@ -316,12 +316,12 @@ int healedFrom(int code, const std::string& path, const std::string& file) {
 
 TEST_F(StreamRecovery, ATemporarilyUnreachablePathIsWatchedLater) {
   for (const int code : {ESTALE, EIO, ENOTCONN, ETIMEDOUT, EHOSTDOWN}) {
-    EXPECT_EQ(inChild([&] { return healedFrom(code, folder, file()); }), 0) << code;
+    EXPECT_EQ(inChild([&] { return recoversFrom(code, folder, file()); }), 0) << code;
   }
 }
 
 TEST_F(StreamRecovery, APathWithoutSearchPermissionCannotBeWatched) {
-  EXPECT_EQ(inChild([&] { return healedFrom(EACCES, folder, file()); }), 1);
+  EXPECT_EQ(inChild([&] { return recoversFrom(EACCES, folder, file()); }), 1);
 }
 
 TEST_F(StreamRecovery, APathWithATooLongNameCannotBeWatched) {

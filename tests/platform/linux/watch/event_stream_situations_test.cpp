@@ -177,7 +177,7 @@ TEST_F(EventStreamSituations, ASwappedLinkOnTheWayLeadsToAnotherFolder) {
   directory.write("other/Safari/Bookmarks.plist", "x");
   EXPECT_TRUE(isReported());
   forget();
-  write("Bookmarks.plist", "the old folder is nobody's business");
+  write("Bookmarks.plist", "written to the old folder");
   EXPECT_TRUE(isQuiet());
 }
 
@@ -360,10 +360,10 @@ TEST_F(EventStreamSituations, ARemoteFolderIsPolled) {
 }
 
 TEST_F(EventStreamSituations, ReportsMountsAndUnmountsOverTheFoldersPath) {
-  // In a name space of mounts that ends with the child.
+  // In a mount namespace that ends with the child.
   const int answer = inChild([this] {
     if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return 50;
-    // A loop belongs to the process that made it.
+    // A run loop cannot be used after fork().
     Situation child;
     if (!child.watch(folder)) return 10;
     if (::mount("none", folder.c_str(), "tmpfs", 0, nullptr) != 0) return 51;
@@ -387,7 +387,7 @@ TEST_F(EventStreamSituations, AnEmptyPathCannotBeWatched) {
             nullptr);
 }
 
-/// 0 when no stream can be had.
+/// Returns 0 if no stream could be created.
 int cannotWatch(const std::string& path) {
   RealLoop real;
   if (!real.loop) return 1;

@@ -17,7 +17,7 @@ inline constexpr double kSituationLatency = 0.03;
 /// Long enough for several batches, if there were events.
 inline constexpr std::chrono::milliseconds kQuietTime{200};
 
-/// A stream on a loop of its own.
+/// A stream with its own run loop.
 struct Situation : RealLoop {
   [[nodiscard]] bool watch(const std::string& path) {
     stream = service.createStream(client, path, kEventStreamEventIdSinceNow, kSituationLatency,
@@ -29,9 +29,9 @@ struct Situation : RealLoop {
 
   /// Whether anything was reported; returns once all pending events have been delivered.
   [[nodiscard]] bool isReported() {
-    const bool told = turnUntil([this] { return !client->batches.empty(); });
+    const bool wasReported = turnUntil([this] { return !client->batches.empty(); });
     turnFor(std::chrono::milliseconds(60));
-    return told;
+    return wasReported;
   }
   [[nodiscard]] bool isReportedWith(std::uint32_t flags) {
     return turnUntil([&] { return !client->batches.empty() && (client->flags() & flags) == flags; });
