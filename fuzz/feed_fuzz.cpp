@@ -1,4 +1,4 @@
-// Any bytes as a feed of updates.
+// Any bytes as an update feed.
 
 #include <string_view>
 
@@ -14,9 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const auto* kind : {&versions->internal, &versions->shortOnly}) {
     const auto newest = newestUpdate(*kind, "1.0", "");
     for (const std::string& version : *kind) {
-      fuzz::require(!version.empty() && plainText(version) == version, "a version that is no plain text");
+      fuzz::require(!version.empty() && plainText(version) == version, "a version is not plain text");
       fuzz::require(!newest || compareVersions(version, *newest) != std::strong_ordering::greater,
-                    "a version newer than the newest");
+                    "a version is newer than the newest");
     }
   }
   return 0;

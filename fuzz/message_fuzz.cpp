@@ -1,5 +1,4 @@
-// Messages of a browser's extension: whatever comes, the host answers with well-formed JSON in pieces of a bounded
-// size, and its plans can be applied.
+// Any bytes as messages of a browser's extension: the host replies with well-formed JSON of bounded size.
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,11 +16,11 @@ void require(bool holds) {
   if (!holds) std::abort();
 }
 
-/// Every operation names an id that it was sent, or the folder that it has made.
+/// Aborts unless the reply is well-formed.
 void checkReply(std::string_view reply) {
   require(reply.size() <= tarvel::kLongestReply);
   const nlohmann::json json = nlohmann::json::parse(reply, nullptr, false);
-  // Lone surrogates, which titles may hold, are refused by this reader.
+  // This parser refuses lone surrogates, which titles may contain.
   if (json.is_discarded()) {
     require(reply.find("\\ud") != std::string_view::npos);
     return;
@@ -44,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   });
   std::string hello = R"({"type":"hello","protocol":1,"profile":"fuzz"})";
   require(session.answer(hello));
-  // Messages are divided by line breaks, which JSON does not need.
+  // One message per line: JSON does not need line breaks.
   const std::string all(reinterpret_cast<const char*>(bytes), size);  // NOLINT: bytes read as chars
   for (std::size_t begin = 0; begin <= all.size();) {
     const std::size_t end = std::min(all.find('\n', begin), all.size());

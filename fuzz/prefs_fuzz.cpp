@@ -1,4 +1,4 @@
-// Any bytes as a preferences file: read, changed in one key, written, read again.
+// Any bytes as a preferences file, which is read, changed in one key, written and read again.
 
 #include <cstdlib>
 #include <filesystem>
@@ -16,7 +16,7 @@ namespace tarvel::fuzz {
 
 constexpr std::string_view kKey = "BookmarksUpdateLatency";
 
-/// Whether a file beside the settings has their old contents.
+/// Whether the old contents were set aside in a file beside the settings.
 inline bool isSetAside(const TemporaryDirectory& folder, const std::string& bytes) {
   for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
     const std::string name = entry.path().filename().string();
@@ -33,17 +33,17 @@ inline void checkChange(const TemporaryDirectory& folder, const std::string& byt
   const auto tree = std::make_shared<PropertyListTree>();
   file.mark(kKey, {tree, tree->makeInteger(7)});
   if (!file.flush()) {
-    require(folder.read("p.plist") == bytes, "settings that could not be written are changed");
+    require(folder.read("p.plist") == bytes, "a failed write changed the file");
     return;
   }
   PreferencesFile fresh(serialization, log, folder.path("p.plist"));
   auto after = fresh.values();
-  require(integerFromPreference(after[std::string(kKey)].root) == 7, "what was set is not there");
+  require(integerFromPreference(after[std::string(kKey)].root) == 7, "a set value was not written");
   for (const auto& [key, value] : before) {
-    if (key != kKey) require(after.contains(key), "a setting that nobody touched is gone");
+    if (key != kKey) require(after.contains(key), "an unchanged setting was lost");
   }
-  require(after.size() == before.size() + (before.contains(kKey) ? 0 : 1), "a setting came from nowhere");
-  require(wasUnderstood || isSetAside(folder, bytes), "what could not be understood was not kept");
+  require(after.size() == before.size() + (before.contains(kKey) ? 0 : 1), "a setting was added");
+  require(wasUnderstood || isSetAside(folder, bytes), "a corrupt file was not set aside");
 }
 
 }  // namespace tarvel::fuzz
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const auto& [key, value] : file.values()) {
     (void)booleanFromPreference(value.root);
     (void)integerFromPreference(value.root);
-    fuzz::require(file.value(key).root.type() == value.root.type(), "one value is told in two ways");
+    fuzz::require(file.value(key).root.type() == value.root.type(), "a value has two types");
   }
   // Writing waits for a later timestamp, so only every sixteenth input is written.
   constexpr std::size_t kShare = 16;

@@ -1,5 +1,5 @@
-// Runs a fuzz target on every file of the given folders, in builds without libFuzzer. Fails when a folder
-// is missing or empty.
+// Runs a fuzz target on every file of the given folders, in builds without libFuzzer. Fails if a folder is missing or
+// empty.
 
 #include <cstddef>
 #include <cstdint>

@@ -11,7 +11,7 @@
 #include "platform/plist/binary_reader.h"
 #include "platform/plist/serialization.h"
 
-// Properties of every list that can be read.
+// Checks that hold for every list that can be read.
 namespace tarvel::fuzz {
 
 inline void require(bool holds, const char* what) {
@@ -25,7 +25,7 @@ inline bool sameNumber(std::optional<double> a, std::optional<double> b) {
   return (std::isnan(*a) && std::isnan(*b)) || *a == *b;
 }
 
-/// Equal values of equal types and widths, in the same order.
+/// Whether types, widths, values and order are equal.
 inline bool same(const PropertyListValue& a, const PropertyListValue& b) {
   if (a.type() != b.type() || a.numberWidth() != b.numberWidth()) return false;
   const bool sameLeaf = a.boolean() == b.boolean() && a.integer() == b.integer() && a.string() == b.string() &&
@@ -68,16 +68,15 @@ inline std::optional<std::string> written(const PropertyList& list, PropertyList
   PlistSerialization serialization;
   const PropertyListWriting writing = serialization.dataWithPropertyList(list, static_cast<std::uint32_t>(format));
   if (!writing.error) return writing.data.joined();
-  require(writing.error->description.starts_with("Property list invalid for format: "),
-          "a list that was read is refused");
+  require(writing.error->description.starts_with("Property list invalid for format: "), "an unexpected write error");
   return std::nullopt;
 }
 
 inline PropertyList readAgain(const std::string& bytes, PropertyListFormat format) {
   PlistSerialization serialization;
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
-  require(!reading.error, "a file of our own cannot be read");
-  require(reading.format == format, "a file of our own is taken for another form");
+  require(!reading.error, "a written file cannot be read");
+  require(reading.format == format, "a written file is read as another format");
   return reading.list;
 }
 
@@ -85,15 +84,15 @@ inline void checkRoundTrips(const PropertyList& list) {
   if (isTooDeep(list.root)) return;
   if (const auto binary = written(list, PropertyListFormat::kBinary)) {
     const PropertyList again = readAgain(*binary, PropertyListFormat::kBinary);
-    require(same(list.root, again.root), "the binary form changes a value");
+    require(same(list.root, again.root), "binary changes a value");
     require(written(again, PropertyListFormat::kBinary)->size() <= binary->size(), "a rewrite grows");
   }
   if (const auto first = written(list, PropertyListFormat::kXml)) {
-    // XML cannot represent everything, but what it represented once it represents again.
+    // The first conversion to XML may lose details; the second must not.
     const auto second = written(readAgain(*first, PropertyListFormat::kXml), PropertyListFormat::kXml);
-    require(second.has_value(), "what the XML form brought back is refused");
+    require(second.has_value(), "a list from XML cannot be written as XML");
     const auto third = written(readAgain(*second, PropertyListFormat::kXml), PropertyListFormat::kXml);
-    require(second == third, "the XML form changes a value");
+    require(second == third, "XML changes a value");
   }
 }
 

@@ -14,7 +14,7 @@ constexpr const char* kBackup = "/b/copy.plist";
 constexpr std::array kFailures = {TarvelErrorNotBookmarksFile, TarvelErrorUnknownVersion, TarvelErrorReadFailed,
                                   TarvelErrorWriteFailed};
 
-/// What is reported about removals holds for every list.
+/// Checks every reported removal.
 class RemovalCheck final : public SortObserver {
  public:
   void entryRemoved(PropertyListDictionary entry, RemovalReason reason, PropertyListDictionary survivor) override {
@@ -42,20 +42,20 @@ inline void checkSort(PlistSerialization& serialization, const std::string& befo
   const TarvelError error = tarvel.sortBookmarks();
   const std::string after = *memory.fileManager.bytesAt(kPath);
   const auto backup = memory.fileManager.bytesAt(kBackup);
-  require(!backup || *backup == before, "the backup is not what was there");
+  require(!backup || *backup == before, "the backup differs from the original");
   require(after == before || backup == before, "the file changed without a backup");
   if (error != TarvelErrorNone) {
     bool isKnown = false;
     for (const TarvelError known : kFailures) isKnown |= error == known;
-    require(isKnown, "a code that nothing here explains");
+    require(isKnown, "an unexpected error code");
     require(after == before, "a failed sort changed the file");
     return;
   }
   if (after == before) return;
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(after));
-  require(!reading.error.has_value(), "what was written cannot be read");
-  require(reading.format == PropertyListFormat::kBinary, "what was written is not binary");
-  require(tarvel.verifyThatDictionaryIsBookmarksFileRootNode(reading.list.root), "what was written has no root");
+  require(!reading.error.has_value(), "the written file cannot be read");
+  require(reading.format == PropertyListFormat::kBinary, "the written file is not binary");
+  require(tarvel.verifyThatDictionaryIsBookmarksFileRootNode(reading.list.root), "the written file has no valid root");
 }
 
 }  // namespace tarvel::fuzz

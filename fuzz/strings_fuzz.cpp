@@ -11,7 +11,7 @@
 
 namespace tarvel::fuzz {
 
-/// One for all inputs; only the table changes.
+/// One bundle for all inputs, in which only the table changes.
 inline const TemporaryDirectory& bundleFolder() {
   static const TemporaryDirectory folder;
   static const bool isMade = std::filesystem::create_directories(folder.path("Contents/Resources/xx.lproj"));
@@ -34,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)Tarvel::stringFromTarvelError(bundle, code);
     const std::string text = Tarvel::stringFromTarvelErrorAndFilename(bundle, code, filename);
     // Each placeholder needs at least two bytes of the table, four in UTF-16.
-    fuzz::require(text.size() <= (size + 200) * filename.size(), "a message out of proportion");
+    fuzz::require(text.size() <= (size + 200) * filename.size(), "a message is out of proportion");
   }
-  fuzz::require(bundle.localizedStringForKeyValue("", "kept") == "kept" || size > 0, "a text from nowhere");
+  fuzz::require(bundle.localizedStringForKeyValue("", "kept") == "kept" || size > 0, "a default text was changed");
   return 0;
 }
