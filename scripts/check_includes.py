@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Who may include whom, as the table in docs/ARCHITECTURE.md says, and no circle of includes anywhere."""
+"""Checks includes against the table in docs/ARCHITECTURE.md, and that there are no cycles."""
 
 import pathlib
 import re
@@ -28,8 +28,8 @@ def room_of(name, rooms):
     return folder if folder in rooms else None
 
 
-def circle_in(graph):
-    """The nodes of one circle, or none."""
+def cycle_in(graph):
+    """The nodes of one cycle, or none."""
     state = {}
 
     def visit(node, path):
@@ -90,9 +90,9 @@ def main():
             if to not in rooms[room]:
                 faults.append(f"{name}:{number}: {room} may not include {target}")
     for what, graph in (("rooms", between), ("files", units)):
-        circle = circle_in(graph)
-        if circle:
-            faults.append(f"circle of {what}: {' -> '.join(circle)}")
+        cycle = cycle_in(graph)
+        if cycle:
+            faults.append(f"cycle of {what}: {' -> '.join(cycle)}")
     unknown = {target for targets in rooms.values() for target in targets} - set(rooms)
     faults += [f"docs/ARCHITECTURE.md names {name}, which is no room" for name in sorted(unknown)]
     if checked == 0:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every test file is in a target."""
+"""Every test file belongs to a target."""
 
 import pathlib
 import re

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The tree names no outside document, tracker or path of a machine."""
+"""No file mentions documents, trackers or paths outside the project."""
 
 import pathlib
 import re

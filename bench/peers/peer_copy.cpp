@@ -1,4 +1,4 @@
-// The floor: read a file, write the same bytes back over it. peer_copy FILE
+// The lower bound: reads a file and writes the same bytes back. peer_copy FILE
 
 #include <fcntl.h>
 #include <sys/stat.h>

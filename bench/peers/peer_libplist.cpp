@@ -92,7 +92,7 @@ int rankOf(plist_t node) {
   return kind == "WebBookmarkTypeList" ? 1 : kind == "WebBookmarkTypeLeaf" ? 2 : 3;
 }
 
-/// Orders a folder and all below it; answers whether anything moved.
+/// Orders a folder and its subfolders; returns whether anything moved.
 bool order(plist_t folder) {
   plist_t children = plist_dict_get_item(folder, "Children");
   if (children == nullptr) return false;
