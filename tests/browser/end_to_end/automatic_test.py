@@ -6,7 +6,7 @@ import tempfile
 import time
 
 from browser_case import HOST, BrowserCase, main
-from running_browsers import wait_for
+from running_browser import wait_for
 
 LATENCY = 1
 #: Seconds in which a run that must not come would have come.

@@ -9,8 +9,10 @@ import tempfile
 import time
 import unittest
 
+from chromium import Chromium
+from firefox import Firefox
 from native_host import every
-from running_browsers import Chromium, Firefox, wait_for
+from running_browser import wait_for
 
 FAMILIES = {"chromium": Chromium, "firefox": Firefox}
 FAMILY = FAMILIES[os.environ["TARVEL_FAMILY"]]

@@ -8,7 +8,7 @@ import sys
 import tempfile
 
 from browser_case import HOST, IS_FIREFOX, BrowserCase, main
-from running_browsers import wait_for
+from running_browser import wait_for
 
 #: Greets as `protocol` says, and ends at the message `ends_at`.
 FAKE = """#!{python}

@@ -2,7 +2,7 @@
 """Bookmarks that others change while a run is applied: it stops, plans anew, and nothing is lost."""
 
 from browser_case import IS_LONG, BrowserCase, main
-from running_browsers import wait_for
+from running_browser import wait_for
 
 MANY = 200
 #: Moves after which others change something.

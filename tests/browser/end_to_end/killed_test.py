@@ -9,7 +9,7 @@ import time
 
 from browser_case import HOST, IS_FIREFOX, IS_LONG, BrowserCase, main
 from native_host import plan, shape, states
-from running_browsers import wait_for
+from running_browser import wait_for
 
 MANY = 1000 if IS_LONG else 200
 MOMENTS = 20 if IS_LONG else 2

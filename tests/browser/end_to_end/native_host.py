@@ -5,7 +5,7 @@ import json
 import struct
 import subprocess
 
-from running_browsers import CHROMIUM_ID
+from chromium import CHROMIUM_ID
 
 
 def answers(host, environment, messages):

@@ -5,7 +5,9 @@ scripts/try-webext, where the packages are installed."""
 import os
 import tempfile
 
-from running_browsers import Chromium, Firefox, wait_for
+from chromium import Chromium
+from firefox import Firefox
+from running_browser import wait_for
 
 os.environ.setdefault("TARVEL_BROWSER", "/usr/bin/chromium")
 os.environ.setdefault("TARVEL_FIREFOX", "/usr/bin/firefox-esr")

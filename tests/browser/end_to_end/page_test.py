@@ -6,7 +6,7 @@ import re
 import unittest
 
 from browser_case import EXTENSION, IS_FIREFOX, BrowserCase, main
-from running_browsers import wait_for
+from running_browser import wait_for
 
 LANGUAGES = ["de", "en", "es", "fr", "ja", "sv"]
 

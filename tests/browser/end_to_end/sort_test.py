@@ -4,7 +4,7 @@
 import time
 
 from browser_case import IS_FIREFOX, BrowserCase, main
-from running_browsers import wait_for
+from running_browser import wait_for
 
 ODD_TITLES = ["\u0001control", "\ud800lone", "b" * 5000, "<img src=x onerror=alert(1)>", "\u202eright to left"]
 

@@ -14,7 +14,8 @@ COUNT = int(sys.argv[2]) if len(sys.argv) > 2 else 10_000
 import subprocess  # noqa: E402
 
 from browser_case import EXTENSION, FAMILY, HOST, TARVEL  # noqa: E402
-from running_browsers import CHROMIUM_ID, wait_for  # noqa: E402
+from chromium import CHROMIUM_ID  # noqa: E402
+from running_browser import wait_for  # noqa: E402
 
 LATENCY = 1
 PER_FOLDER = 100
