@@ -61,6 +61,8 @@ class InterferenceTest(BrowserCase):
         first, second = self.browser.open_second_window()
         wait_for(lambda: self.browser.is_enabled("sort"), "the second page")
         self.browser.click("sort")
+        # Otherwise the click in the other window may come first, and this page say that a run is in progress.
+        wait_for(lambda: self.browser.text("status"), "the run")
         self.browser.use(first)
         self.browser.click("sort")
         wait_for(lambda: self.browser.text("counts") == "Everything is in order.", "the order")
