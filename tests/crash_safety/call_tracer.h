@@ -36,6 +36,9 @@ struct CallVerdict {
   Kind kind = Kind::kPass;
   /// For kFail: an errno value. The call is not made, unless it closes a descriptor.
   int code = 0;
+
+  [[nodiscard]] static CallVerdict pass() { return {}; }
+  [[nodiscard]] static CallVerdict failWith(int code) { return {Kind::kFail, code}; }
 };
 
 /// How a traced program ended.

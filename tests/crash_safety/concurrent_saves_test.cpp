@@ -181,9 +181,6 @@ bool isExchange(const SystemCall& call) {
   return call.number == SYS_renameat2 && call.arguments[4] == kExchange;
 }
 
-CallVerdict pass() { return {}; }
-CallVerdict failWith(int code) { return {CallVerdict::Kind::kFail, code}; }
-
 /// Saves and failures around the exchange of the old and the new file.
 struct Exchange : ConcurrentSaves {
   OtherProgram other{home.file(), SaveMethod::kRename};
@@ -200,10 +197,10 @@ struct Exchange : ConcurrentSaves {
     bool isDone = false;
     const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
       if (isDone) return CallVerdict{CallVerdict::Kind::kKill, 0};
-      if (!isExchange(call)) return pass();
+      if (!isExchange(call)) return CallVerdict::pass();
       EXPECT_TRUE(other.save());
       isDone = true;
-      return pass();
+      return CallVerdict::pass();
     });
     ASSERT_EQ(end.signal, SIGKILL);
     ASSERT_NE(numberInFile(), 1);
@@ -229,10 +226,10 @@ TEST_F(Exchange, AChangeOfSettingsInTheSameFolderLosesNoDisplacedSave) {
 TEST_F(Exchange, ASaveThatCannotBePutBackIsKeptAndNamedAndRecoveredByTheNextSort) {
   int exchanges = 0;
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
-    if (!isExchange(call)) return pass();
-    if (exchanges++ > 0) return failWith(EIO);
+    if (!isExchange(call)) return CallVerdict::pass();
+    if (exchanges++ > 0) return CallVerdict::failWith(EIO);
     EXPECT_TRUE(other.save());
-    return pass();
+    return CallVerdict::pass();
   });
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 5) << end.output;
@@ -249,7 +246,7 @@ TEST_F(Exchange, ASaveWithAReusedInodeNumberIsNotMistakenForTheFileThatWasPutBac
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
     const bool isDue = isExchange(call) && other.lastSave() < kSaves;
     EXPECT_TRUE(!isDue || other.save());
-    return pass();
+    return CallVerdict::pass();
   });
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 0) << end.output;
@@ -262,7 +259,7 @@ TEST_F(Exchange, WithoutALeaseALaterWriteToTheDisplacedFileIsRecovered) {
   EXPECT_FALSE(writer.save());
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
     const bool isLease = call.number == SYS_fcntl && call.arguments[1] == F_SETLEASE;
-    return isLease ? failWith(EACCES) : pass();
+    return isLease ? CallVerdict::failWith(EACCES) : CallVerdict::pass();
   });
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 0) << end.output;
@@ -278,7 +275,7 @@ TEST_F(Exchange, AFileThatIsOpenForWritingIsNeitherRenamedNorBackedUp) {
   std::size_t renames = 0;
   const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
     renames += isExchange(call) ? 1U : 0U;
-    return pass();
+    return CallVerdict::pass();
   });
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 8) << end.output;
@@ -288,8 +285,9 @@ TEST_F(Exchange, AFileThatIsOpenForWritingIsNeitherRenamedNorBackedUp) {
 }
 
 TEST_F(Exchange, AStaleFileHandleIsAWriteErrorAndNotAChangeOfTheFile) {
-  const TraceEnd end =
-      runTraced(program, [&](pid_t, const SystemCall& call) { return isExchange(call) ? failWith(ESTALE) : pass(); });
+  const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
+    return isExchange(call) ? CallVerdict::failWith(ESTALE) : CallVerdict::pass();
+  });
   ++disturbed;
   EXPECT_EQ(end.exitStatus, 6) << end.output;
   EXPECT_EQ(numberInFile(), 0);

@@ -16,22 +16,20 @@
 namespace tarvel {
 namespace {
 
-constexpr std::size_t kMostInQuickForm = 12;
+constexpr std::size_t kMostFailedInQuickForm = 12;
 
 struct Failure {
   const char* name;
   CallVerdict verdict;
 };
 
-CallVerdict failWith(int code) { return {CallVerdict::Kind::kFail, code}; }
-
 const std::vector<Failure>& failures() {
   static const std::vector<Failure> all = {
-      {"EIO", failWith(EIO)},       {"ENOSPC", failWith(ENOSPC)},
-      {"EDQUOT", failWith(EDQUOT)}, {"EACCES", failWith(EACCES)},
-      {"EPERM", failWith(EPERM)},   {"EROFS", failWith(EROFS)},
-      {"EMFILE", failWith(EMFILE)}, {"ENOMEM", failWith(ENOMEM)},
-      {"EINTR", failWith(EINTR)},   {"half", {CallVerdict::Kind::kShorten, 0}},
+      {"EIO", CallVerdict::failWith(EIO)},       {"ENOSPC", CallVerdict::failWith(ENOSPC)},
+      {"EDQUOT", CallVerdict::failWith(EDQUOT)}, {"EACCES", CallVerdict::failWith(EACCES)},
+      {"EPERM", CallVerdict::failWith(EPERM)},   {"EROFS", CallVerdict::failWith(EROFS)},
+      {"EMFILE", CallVerdict::failWith(EMFILE)}, {"ENOMEM", CallVerdict::failWith(ENOMEM)},
+      {"EINTR", CallVerdict::failWith(EINTR)},   {"half", {CallVerdict::Kind::kShorten, 0}},
   };
   return all;
 }
@@ -57,7 +55,7 @@ class FailingCalls {
   void each(const std::function<void(const TraceEnd&, const Failure&)>& check) {
     findMain();
     for (const Failure& failure : failures()) {
-      for (const std::size_t place : chosen(calls_ - firstOfMain_, kMostInQuickForm)) {
+      for (const std::size_t place : chosen(calls_ - firstOfMain_, kMostFailedInQuickForm)) {
         one(failure, firstOfMain_ + place, check);
         if (testing::Test::HasFailure()) return;
       }

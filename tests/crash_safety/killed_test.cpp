@@ -11,13 +11,13 @@
 namespace tarvel {
 namespace {
 
-constexpr std::size_t kMostInQuickForm = 120;
+constexpr std::size_t kMostKilledInQuickForm = 120;
 /// For commands that share most of their calls with a sort.
 constexpr std::size_t kFewInQuickForm = 50;
 
 /// Runs `program` once for each call, killing it there.
 void killAtEachCall(CrashHome& home, const TracedProgram& program, const std::function<void()>& prepare,
-                    const std::function<void()>& check, std::size_t most = kMostInQuickForm) {
+                    const std::function<void()>& check, std::size_t most = kMostKilledInQuickForm) {
   prepare();
   const std::size_t calls = runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).calls;
   ASSERT_GT(calls, 30U);

@@ -23,8 +23,6 @@ namespace fs = std::filesystem;
 
 constexpr uid_t kNobody = 65534;
 
-CallVerdict pass() { return {}; }
-
 mode_t modeOf(const std::string& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
@@ -49,7 +47,7 @@ TEST_F(Trespassing, NoProgramIsExecutedAndNoProcessIsForked) {
   eachCall([&](pid_t, const SystemCall& call) {
     ++calls;
     EXPECT_FALSE(forbidden.contains(call.number)) << "call " << call.number;
-    return pass();
+    return CallVerdict::pass();
   });
   EXPECT_GT(calls, 300U);
 }
@@ -57,10 +55,10 @@ TEST_F(Trespassing, NoProgramIsExecutedAndNoProcessIsForked) {
 TEST_F(Trespassing, NewFilesArePrivateAndUnnamedOrExclusiveAndNeverBehindALink) {
   std::size_t made = 0;
   eachCall([&](pid_t pid, const SystemCall& call) {
-    if (call.number != SYS_openat) return pass();
+    if (call.number != SYS_openat) return CallVerdict::pass();
     const auto flags = static_cast<int>(call.arguments[2]);
     const bool hasNoName = (flags & O_TMPFILE) == O_TMPFILE;
-    if (!hasNoName && (flags & O_CREAT) == 0) return pass();
+    if (!hasNoName && (flags & O_CREAT) == 0) return CallVerdict::pass();
     ++made;
     EXPECT_EQ(call.arguments[3] & 077U, 0U);
     // The lock of the settings is shared by processes, so it is not exclusive.
@@ -68,7 +66,7 @@ TEST_F(Trespassing, NewFilesArePrivateAndUnnamedOrExclusiveAndNeverBehindALink) 
     EXPECT_TRUE(hasNoName || (flags & O_NOFOLLOW) != 0);
     EXPECT_TRUE(hasNoName || isLock || (flags & O_EXCL) != 0);
     EXPECT_NE(flags & O_CLOEXEC, 0);
-    return pass();
+    return CallVerdict::pass();
   });
   EXPECT_GT(made, 3U);
 }
@@ -76,14 +74,14 @@ TEST_F(Trespassing, NewFilesArePrivateAndUnnamedOrExclusiveAndNeverBehindALink) 
 TEST_F(Trespassing, WithoutUnnamedFilesNewNamesAreExclusiveAndNeverBehindALink) {
   std::size_t made = 0;
   eachCall([&](pid_t, const SystemCall& call) {
-    if (call.number != SYS_openat) return pass();
+    if (call.number != SYS_openat) return CallVerdict::pass();
     const auto flags = static_cast<int>(call.arguments[2]);
     if ((flags & O_TMPFILE) == O_TMPFILE) return CallVerdict{CallVerdict::Kind::kFail, EOPNOTSUPP};
-    if ((flags & O_EXCL) == 0) return pass();
+    if ((flags & O_EXCL) == 0) return CallVerdict::pass();
     ++made;
     EXPECT_NE(flags & O_NOFOLLOW, 0);
     EXPECT_EQ(call.arguments[3] & 077U, 0U);
-    return pass();
+    return CallVerdict::pass();
   });
   EXPECT_GT(made, 2U);
 }
@@ -107,7 +105,7 @@ TEST_F(Trespassing, NamesChangeOnlyRelativeToOpenFolders) {
     if (call.number == SYS_unlinkat) {
       EXPECT_TRUE(isHeld(a[0], a[1]));
     }
-    return pass();
+    return CallVerdict::pass();
   });
   EXPECT_GT(changed, 2U);
 }
@@ -134,17 +132,17 @@ TEST_F(Trespassing, NewFilesAreForTheUserAloneAndAnExistingFileKeepsItsMode) {
 TEST_F(Trespassing, ALinkThatReplacesTheFileDuringASortIsNotWrittenThrough) {
   const std::string victim = home.root() + "/victim";
   home.reset();
-  const std::size_t calls = runTraced(home.sort(), [](pid_t, const SystemCall&) { return pass(); }).calls;
+  const std::size_t calls = runTraced(home.sort(), [](pid_t, const SystemCall&) { return CallVerdict::pass(); }).calls;
   std::size_t placed = 0;
   for (const std::size_t place : chosen(calls, 60)) {
     home.reset();
     std::ofstream(victim) << "another file";
     const TraceEnd end = runTraced(home.sort(), [&](pid_t, const SystemCall& call) {
-      if (call.index != place) return pass();
+      if (call.index != place) return CallVerdict::pass();
       fs::remove(home.file());
       fs::create_symlink(victim, home.file());
       ++placed;
-      return pass();
+      return CallVerdict::pass();
     });
     SCOPED_TRACE("at call " + std::to_string(place) + ": " + end.output.substr(0, 200));
     EXPECT_EQ(end.signal, 0);
@@ -168,7 +166,7 @@ TEST_F(Trespassing, ALinkThatReplacesTheFileDuringARestoreIsNotWrittenThrough) {
       isReading = isReading || (call.number == SYS_openat && textOf(pid, call.arguments[1]) == home.backup());
       const bool looks = call.number == SYS_readlink && textOf(pid, call.arguments[0]) == home.file();
       if (looks && !isReading) first = call.index;
-      return pass();
+      return CallVerdict::pass();
     };
     const std::size_t calls = runTraced(program, noteLook).calls;
     ASSERT_TRUE(isReading);
@@ -177,10 +175,10 @@ TEST_F(Trespassing, ALinkThatReplacesTheFileDuringARestoreIsNotWrittenThrough) {
       home.resetToSorted();
       std::ofstream(victim) << "another file";
       const TraceEnd end = runTraced(program, [&](pid_t, const SystemCall& call) {
-        if (call.index != first + 1 + place) return pass();
+        if (call.index != first + 1 + place) return CallVerdict::pass();
         fs::remove(home.file());
         fs::create_symlink(victim, home.file());
-        return pass();
+        return CallVerdict::pass();
       });
       SCOPED_TRACE("at call " + std::to_string(first + 1 + place) + ": " + end.output.substr(0, 300));
       EXPECT_EQ(end.signal, 0);
