@@ -298,7 +298,8 @@ bool BinaryReader::checkText(std::uint32_t number, const std::uint8_t* object) {
   }
   if (!hasPayload(object, header + counted.count * (kind == kUtf16Marker ? 2 : 1))) return false;
   if (kind == kUtf16Marker && counted.count == 0) return fail("A UTF-16 string is empty.");
-  if (kind == kAsciiMarker && !isAscii(leafBytes(object))) reencode(number, object);
+  const std::size_t size = static_cast<std::size_t>(counted.count);
+  if (kind == kAsciiMarker && !isAscii({counted.contents, size})) reencode(number, object);
   return true;
 }
 
