@@ -27,7 +27,8 @@ Lead leadOf(unsigned char byte) {
   return {0, 0, 0, 0};
 }
 
-/// Reads the character at `at` and moves past what it used.
+}  // namespace
+
 char32_t nextCharacter(std::string_view text, std::size_t& at) {
   const auto first = static_cast<unsigned char>(text[at++]);
   if (first < 0x80) return first;
@@ -45,8 +46,6 @@ char32_t nextCharacter(std::string_view text, std::size_t& at) {
   }
   return character;
 }
-
-}  // namespace
 
 void appendUtf16(std::string_view text, std::u16string& units) {
   const std::size_t limit = units.size() + kMaxTitleUnits - 1;

@@ -10,9 +10,11 @@ namespace tarvel {
 /// grow about twentyfold on the way to a sort key, so the limit keeps every length in range.
 inline constexpr std::size_t kMaxTitleUnits = std::size_t{1} << 26;
 
-/// Appends `text` to `units` as UTF-16. A surrogate written as three bytes becomes that one unit, paired or not; every
-/// other ill-formed sequence becomes one U+FFFD, its longest well-begun part counting as one sequence. Text past
-/// kMaxTitleUnits units is left out.
+/// Reads the UTF-8 character of `text` at `at`, which is before its end, and moves `at` past it. A surrogate written as
+/// three bytes is that surrogate; every other ill-formed sequence, as far as it is well-formed, is one U+FFFD.
+[[nodiscard]] char32_t nextCharacter(std::string_view text, std::size_t& at);
+
+/// Appends `text` to `units` as UTF-16, character by character. Text past kMaxTitleUnits units is left out.
 void appendUtf16(std::string_view text, std::u16string& units);
 
 }  // namespace tarvel
