@@ -69,11 +69,16 @@ class SortKeySource {
 
   [[nodiscard]] std::uint64_t chunk(std::uint32_t item, std::size_t at) const {
     const std::size_t size = length(item);
+    if (at >= size) return 0;
+    const std::uint8_t* const rest = keys_.data() + starts_[item] + at;
+    const std::size_t left = size - at;
     std::uint64_t packed = 0;
-    for (std::size_t i = at; i < at + kChunkSymbols; ++i) {
-      packed = packed << 8 | (i < size ? keys_[starts_[item] + i] : 0U);
+    if (left >= kChunkSymbols) {  // a count known in advance is faster
+      for (std::size_t i = 0; i < kChunkSymbols; ++i) packed = packed << 8 | rest[i];
+      return packed;
     }
-    return packed;
+    for (std::size_t i = 0; i < left; ++i) packed = packed << 8 | rest[i];
+    return packed << 8 * (kChunkSymbols - left);
   }
 
   [[nodiscard]] static bool isLast(std::uint64_t chunk) { return (chunk & 0xFF) == 0; }
