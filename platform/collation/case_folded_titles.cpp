@@ -6,16 +6,12 @@
 
 namespace tarvel {
 
-CaseFoldedTitles::CaseFoldedTitles(std::span<const std::string_view> titles, const AsciiRanks* ascii, TitleOrder& order)
-    : titles_(titles), ascii_(ascii), slots_(titles.size(), kCovered) {
-  starts_.push_back(0);
+CaseFoldedTitles::CaseFoldedTitles(std::span<const std::string_view> titles, const KeyedTitles& keyed,
+                                   const LetterTable* table, TitleOrder& order)
+    : titles_(titles), table_(table), slots_(titles.size(), kAscii), starts_{0} {
   for (std::uint32_t item = 0; item < titles.size(); ++item) {
-    if (ascii != nullptr && AsciiRanks::covers(titles[item])) {
-      covered_.push_back(item);
-      continue;
-    }
-    slots_[item] = static_cast<std::uint32_t>(others_.size());
-    others_.push_back(item);
+    if (keyed.keyOf(item) == KeyedTitles::kAscii) continue;
+    slots_[item] = static_cast<std::uint32_t>(starts_.size() - 1);
     order.appendFold(titles[item], units_);
     starts_.push_back(units_.size());
   }
@@ -26,9 +22,9 @@ std::size_t CaseFoldedTitles::common(std::uint32_t a, std::uint32_t b, std::size
   if (shorter <= at) return 0;
   const std::size_t end = at + std::min(shorter - at, limit);
   std::size_t place = at;
-  if (slots_[a] == kCovered && slots_[b] == kCovered) {
+  if (slots_[a] == kAscii && slots_[b] == kAscii) {
     place += commonBytes(titles_[a].substr(at, end - at), titles_[b].substr(at, end - at));
-  } else if (slots_[a] != kCovered && slots_[b] != kCovered) {
+  } else if (slots_[a] != kAscii && slots_[b] != kAscii) {
     const char16_t* first = units_.data() + starts_[slots_[a]];
     const char16_t* second = units_.data() + starts_[slots_[b]];
     return static_cast<std::size_t>(std::mismatch(first + at, first + end, second + at).first - first) - at;
@@ -39,12 +35,12 @@ std::size_t CaseFoldedTitles::common(std::uint32_t a, std::uint32_t b, std::size
 
 std::u16string_view CaseFoldedTitles::fold(std::uint32_t item, std::u16string& scratch) const {
   const std::size_t slot = slots_[item];
-  if (slot != kCovered) {
+  if (slot != kAscii) {
     return std::u16string_view(units_).substr(starts_[slot], starts_[slot + 1] - starts_[slot]);
   }
   const std::string_view title = titles_[item];
   scratch.resize(title.size());
-  std::transform(title.begin(), title.end(), scratch.begin(), [this](char letter) { return ascii_->fold(letter); });
+  std::transform(title.begin(), title.end(), scratch.begin(), [this](char letter) { return table_->fold(letter); });
   return scratch;
 }
 

@@ -31,13 +31,13 @@ std::vector<std::uint32_t> IcuCollator::rank(std::span<const std::string_view> t
   return rankTitles(*order_, tableFor(titles.size()), titles);
 }
 
-const AsciiRanks* IcuCollator::tableFor(std::size_t moreTitles) {
+LetterTable* IcuCollator::tableFor(std::size_t moreTitles) {
   titlesSeen_ += moreTitles;
   if (!proofTried_ && titlesSeen_ > kTitlesWorthATable) {
     proofTried_ = true;
-    ascii_ = AsciiRanks::prove(*order_);
+    table_ = LetterTable::make(*order_);
   }
-  return ascii_ ? &*ascii_ : nullptr;
+  return table_ ? &*table_ : nullptr;
 }
 
 }  // namespace tarvel

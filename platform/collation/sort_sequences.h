@@ -1,27 +1,29 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
 #include <vector>
 
-#include "platform/collation/ascii_ranks.h"
 #include "platform/collation/case_folded_titles.h"
 #include "platform/collation/common_bytes.h"
+#include "platform/collation/keyed_titles.h"
+#include "platform/collation/letter_table.h"
 
 namespace tarvel {
 
-/// The sequences MsdChunkSort orders titles by: ranks of ASCII characters, bytes of ICU sort keys, units of folds. A
+/// The sequences MsdChunkSort orders titles by: ranks of ASCII characters, bytes of keys, units of folds. A
 /// symbol is never packed as 0, so a chunk whose lowest slot is 0 holds the end of its sequence.
 
-/// Titles that the table covers, by its ranks.
+/// Titles in printable ASCII, by the ranks of their characters.
 class AsciiSource {
  public:
   static constexpr std::size_t kChunkSymbols = 8;
 
-  AsciiSource(std::span<const std::string_view> titles, const AsciiRanks& ranks) : titles_(titles), ranks_(ranks) {}
+  AsciiSource(std::span<const std::string_view> titles, const LetterTable& ranks) : titles_(titles), ranks_(ranks) {}
 
   [[nodiscard]] std::size_t length(std::uint32_t item) const { return titles_[item].size(); }
 
@@ -53,10 +55,10 @@ class AsciiSource {
 
  private:
   std::span<const std::string_view> titles_;
-  const AsciiRanks& ranks_;
+  const LetterTable& ranks_;
 };
 
-/// ICU sort keys without their final 0, one after the other. Items are positions among the keys.
+/// Keys without a byte 0, one after the other. Items are positions among the keys.
 class SortKeySource {
  public:
   static constexpr std::size_t kChunkSymbols = 8;
@@ -94,6 +96,45 @@ class SortKeySource {
  private:
   const std::vector<std::uint8_t>& keys_;
   const std::vector<std::size_t>& starts_;
+};
+
+/// Titles that a table covers, by their keys.
+class KeyedSource {
+ public:
+  static constexpr std::size_t kChunkSymbols = 8;
+
+  KeyedSource(std::span<const std::string_view> titles, const LetterTable& table, const KeyedTitles& keyed)
+      : ascii_(titles, table), keys_(keyed.keys(), keyed.starts()), keyed_(keyed) {}
+
+  [[nodiscard]] std::size_t length(std::uint32_t item) const {
+    return hasKey(item) ? keys_.length(keyed_.keyOf(item)) : ascii_.length(item);
+  }
+
+  [[nodiscard]] std::uint64_t chunk(std::uint32_t item, std::size_t at) const {
+    return hasKey(item) ? keys_.chunk(keyed_.keyOf(item), at) : ascii_.chunk(item, at);
+  }
+
+  [[nodiscard]] static bool isLast(std::uint64_t chunk) { return (chunk & 0xFF) == 0; }
+
+  [[nodiscard]] std::size_t common(std::uint32_t a, std::uint32_t b, std::size_t at, std::size_t limit) const {
+    if (hasKey(a) && hasKey(b)) return keys_.common(keyed_.keyOf(a), keyed_.keyOf(b), at, limit);
+    if (!hasKey(a) && !hasKey(b)) return ascii_.common(a, b, at, limit);
+    const std::size_t shorter = std::min(length(a), length(b));
+    const std::size_t most = shorter > at ? std::min(shorter - at, limit) : 0;
+    for (std::size_t count = 0; count < most; count += kChunkSymbols) {
+      const std::uint64_t difference = chunk(a, at + count) ^ chunk(b, at + count);
+      if (difference == 0) continue;
+      return std::min(most, count + static_cast<std::size_t>(std::countl_zero(difference)) / 8);
+    }
+    return most;
+  }
+
+ private:
+  [[nodiscard]] bool hasKey(std::uint32_t item) const { return keyed_.keyOf(item) != KeyedTitles::kAscii; }
+
+  AsciiSource ascii_;
+  SortKeySource keys_;
+  const KeyedTitles& keyed_;
 };
 
 /// Folds by their UTF-16 units.

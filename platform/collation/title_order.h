@@ -8,7 +8,7 @@
 
 #include "platform/collation/title_fold.h"
 
-struct UCollator;  // ICU's; only this unit and the ASCII table call it
+struct UCollator;  // ICU's; only this room calls it
 
 namespace tarvel {
 

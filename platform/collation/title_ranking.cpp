@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/collation/case_folded_titles.h"
+#include "platform/collation/keyed_titles.h"
 #include "platform/collation/msd_chunk_sort.h"
 #include "platform/collation/prefix_rule.h"
 #include "platform/collation/sort_sequences.h"
@@ -14,14 +15,16 @@ namespace tarvel {
 namespace {
 
 /// Binary insertion with ICU's comparison. Terminates even if the comparison is inconsistent.
-std::vector<Placed> orderDirectly(const TitleOrder& order, const CaseFoldedTitles& folds) {
-  std::u16string scratch;
+std::vector<Placed> orderDirectly(const TitleOrder& order, const CaseFoldedTitles& folds,
+                                  const std::vector<std::uint32_t>& titles) {
+  std::u16string scratchA;
+  std::u16string scratchB;
   const auto compare = [&](std::uint32_t a, std::uint32_t b) {
-    return order.compare(folds.fold(a, scratch), folds.fold(b, scratch));  // none of them needs the scratch space
+    return order.compare(folds.fold(a, scratchA), folds.fold(b, scratchB));
   };
   std::vector<std::uint32_t> items;
-  items.reserve(folds.others().size());
-  for (const std::uint32_t item : folds.others()) {
+  items.reserve(titles.size());
+  for (const std::uint32_t item : titles) {
     const auto place = std::upper_bound(items.begin(), items.end(), item,
                                         [&](std::uint32_t a, std::uint32_t b) { return compare(a, b) < 0; });
     items.insert(place, item);
@@ -35,8 +38,8 @@ std::vector<Placed> orderDirectly(const TitleOrder& order, const CaseFoldedTitle
   return placed;
 }
 
-std::vector<Placed> orderBySortKeys(const TitleOrder& order, const CaseFoldedTitles& folds) {
-  const std::vector<std::uint32_t>& items = folds.others();
+std::vector<Placed> orderBySortKeys(const TitleOrder& order, const CaseFoldedTitles& folds,
+                                    const std::vector<std::uint32_t>& items) {
   std::vector<std::uint8_t> keys;
   std::vector<std::size_t> starts{0};
   starts.reserve(items.size() + 1);
@@ -129,23 +132,37 @@ class Merge {
   std::u16string coveredScratch_;
 };
 
-std::vector<Placed> orderCovered(const AsciiRanks& ascii, std::span<const std::string_view> titles,
-                                 const std::vector<std::uint32_t>& items) {
-  const AsciiSource source(titles, ascii);
+/// Keys never break the prefix rule among themselves.
+std::vector<Placed> orderByTable(const LetterTable& table, std::span<const std::string_view> titles,
+                                 const KeyedTitles& keyed) {
+  const KeyedSource source(titles, table, keyed);
+  return MsdChunkSort<KeyedSource>(source).sort(keyed.covered());
+}
+
+std::vector<Placed> orderAscii(const LetterTable& table, std::span<const std::string_view> titles) {
+  std::vector<std::uint32_t> items(titles.size());
+  std::iota(items.begin(), items.end(), 0U);
+  const AsciiSource source(titles, table);
   return MsdChunkSort<AsciiSource>(source).sort(items);
 }
 
-/// Folders with a title the table does not cover. Letters of the table never break the prefix rule among themselves.
-std::vector<Placed> orderMixed(TitleOrder& order, const AsciiRanks* ascii, std::span<const std::string_view> titles) {
-  const CaseFoldedTitles folds(titles, ascii, order);
+std::vector<Placed> orderTitles(TitleOrder& order, LetterTable* table, std::span<const std::string_view> titles) {
+  if (table != nullptr && std::all_of(titles.begin(), titles.end(), LetterTable::isPrintableAscii)) {
+    return orderAscii(*table, titles);
+  }
+  const KeyedTitles keyed(titles, table);
+  const std::vector<std::uint32_t>& others = keyed.others();
+  if (others.empty()) return orderByTable(*table, titles, keyed);
+
+  const CaseFoldedTitles folds(titles, keyed, table, order);
   if (order.collator() == nullptr) {
     const FoldSource source(folds);
-    return MsdChunkSort<FoldSource>(source).sort(folds.others());
+    return MsdChunkSort<FoldSource>(source).sort(others);
   }
-  std::vector<Placed> placed =
-      folds.others().size() <= kDirectComparisonLimit ? orderDirectly(order, folds) : orderBySortKeys(order, folds);
-  if (ascii != nullptr && !folds.covered().empty()) {
-    const std::vector<Placed> covered = orderCovered(*ascii, titles, folds.covered());
+  std::vector<Placed> placed = others.size() <= kDirectComparisonLimit ? orderDirectly(order, folds, others)
+                                                                       : orderBySortKeys(order, folds, others);
+  if (!keyed.covered().empty()) {
+    const std::vector<Placed> covered = orderByTable(*table, titles, keyed);
     placed = Merge(order, folds, covered).with(placed);
   }
   return prefixesFirst(std::move(placed), folds);
@@ -153,19 +170,9 @@ std::vector<Placed> orderMixed(TitleOrder& order, const AsciiRanks* ascii, std::
 
 }  // namespace
 
-std::vector<std::uint32_t> rankTitles(TitleOrder& order, const AsciiRanks* ascii,
-                                      std::span<const std::string_view> titles) {
-  const bool allCovered = ascii != nullptr && std::all_of(titles.begin(), titles.end(), AsciiRanks::covers);
-  std::vector<Placed> placed;
-  if (allCovered) {
-    std::vector<std::uint32_t> items(titles.size());
-    std::iota(items.begin(), items.end(), 0U);
-    placed = orderCovered(*ascii, titles, items);
-  } else {
-    placed = orderMixed(order, ascii, titles);
-  }
+std::vector<std::uint32_t> rankTitles(TitleOrder& order, LetterTable* table, std::span<const std::string_view> titles) {
   std::vector<std::uint32_t> ranks(titles.size());
-  for (const Placed& entry : placed) ranks[entry.item] = entry.rank;
+  for (const Placed& entry : orderTitles(order, table, titles)) ranks[entry.item] = entry.rank;
   return ranks;
 }
 

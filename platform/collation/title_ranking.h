@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/collation/ascii_ranks.h"
+#include "platform/collation/letter_table.h"
 #include "platform/collation/title_order.h"
 
 namespace tarvel {
@@ -17,10 +17,10 @@ inline constexpr std::size_t kDirectComparisonLimit = 300;
 
 /// The ranks of `titles`, as Collator::rank() answers them.
 ///
-/// Titles with the same fold tie; a title comes before those it begins; else ICU decides. Titles that the table covers
-/// are ordered by it, the others by ICU, and the two orders are merged by ICU: the table is one way to work out what
-/// ICU says, so all of it is one order. With `ascii` null everything goes to ICU, to the same result.
-[[nodiscard]] std::vector<std::uint32_t> rankTitles(TitleOrder& order, const AsciiRanks* ascii,
+/// Titles with the same fold tie; a title comes before those it is a prefix of; otherwise ICU decides. Titles that
+/// `table` covers are ordered by it, the others by ICU, and ICU merges the two. The table agrees with ICU, so all of it
+/// is one order. With `table` null ICU orders everything, with the same result.
+[[nodiscard]] std::vector<std::uint32_t> rankTitles(TitleOrder& order, LetterTable* table,
                                                     std::span<const std::string_view> titles);
 
 }  // namespace tarvel

@@ -1,9 +1,11 @@
 #include "tests/platform/collation/collation_support.h"
 
 #include <unicode/ucol.h>
+#include <unicode/ustring.h>
 
 #include <nlohmann/json.hpp>
 
+#include "platform/collation/alphabet.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel::collation_test {
@@ -27,6 +29,28 @@ std::vector<std::string> randomTitles(std::mt19937& random, std::size_t count, c
 std::vector<std::string> printableAscii() {
   std::vector<std::string> characters;
   for (char character = ' '; character <= '~'; ++character) characters.emplace_back(1, character);
+  return characters;
+}
+
+std::string utf8(const std::u16string& text) {
+  std::string bytes(3 * text.size(), '\0');
+  std::int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8WithSub(bytes.data(), static_cast<std::int32_t>(bytes.size()), &length, text.data(),
+                     static_cast<std::int32_t>(text.size()), 0xFFFD, nullptr, &status);
+  bytes.resize(static_cast<std::size_t>(length));
+  return bytes;
+}
+
+std::vector<std::string> coveredCharacters(const std::string& locale) {
+  TitleOrder order(locale, openIcuCollator);
+  Alphabet alphabet = *Alphabet::ofAscii(order);
+  alphabet.addOthers();
+  std::vector<std::string> characters;
+  for (char32_t character = 0; character < 0x10000; ++character) {
+    if (alphabet.numberOf(character) == Alphabet::kNone) continue;
+    characters.push_back(utf8(std::u16string(1, static_cast<char16_t>(character))));
+  }
   return characters;
 }
 

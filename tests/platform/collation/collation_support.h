@@ -33,6 +33,12 @@ std::vector<std::string> randomTitles(std::mt19937& random, std::size_t count, c
 /// The printable ASCII characters, one string each.
 std::vector<std::string> printableAscii();
 
+/// `text` in UTF-8; a lone surrogate becomes U+FFFD.
+std::string utf8(const std::u16string& text);
+
+/// The characters that a table of `locale` may cover, in UTF-8. Its language has a table.
+std::vector<std::string> coveredCharacters(const std::string& locale);
+
 /// Letters and marks that collation treats in special ways, mixed with plain ones.
 std::vector<std::string> oddCharacters();
 
