@@ -21,24 +21,24 @@ struct Range {
 
 constexpr Range kAscii{u' ', u'~'};
 
-/// What titles in European languages hold besides ASCII. None is a combining mark, so the fold of a title is that of
-/// its characters, one after the other.
-constexpr std::array kOthers{
-    Range{0x00A0, 0x017F},                                                                       // Latin
-    Range{0x0218, 0x021B}, Range{0x1E9E, 0x1E9E}, Range{0x0386, 0x038A},                         // Greek
-    Range{0x038C, 0x038C}, Range{0x038E, 0x03A1}, Range{0x03A3, 0x03CE}, Range{0x0400, 0x045F},  // Cyrillic
-    Range{0x0490, 0x0491}, Range{0x2002, 0x200A},                                                // spaces
-    Range{0x2010, 0x2015},                                                                       // dashes
-    Range{0x2018, 0x2022},  // quotation marks, daggers, bullet
-    Range{0x2026, 0x2026},  // ellipsis
-    Range{0x202F, 0x202F}, Range{0x2030, 0x2030}, Range{0x2032, 0x2033}, Range{0x2039, 0x203A}, Range{0x2044, 0x2044},
-    Range{0x20AC, 0x20AC},  // symbols
-    Range{0x20BD, 0x20BD}, Range{0x2116, 0x2116}, Range{0x2122, 0x2122}, Range{0x2190, 0x2193}, Range{0x2212, 0x2212},
-    Range{0x2248, 0x2248}, Range{0x2264, 0x2265}, Range{0x25A0, 0x25A0}, Range{0x25B6, 0x25B6}, Range{0x25BA, 0x25BA},
-    Range{0x25CF, 0x25CF}, Range{0x2605, 0x2606}, Range{0x2665, 0x2665}, Range{0x2713, 0x2714},
+/// What titles in European languages contain beyond ASCII. None is a combining mark, so the fold of a title is the
+/// folds of its characters.
+constexpr std::array kLetterRanges{
+    Range{0x00A0, 0x017F},  // Latin, with marks
+    Range{0x0218, 0x021B},  // Latin: Romanian
+    Range{0x1E9E, 0x1E9E},  // Latin: capital sharp s
+    Range{0x0386, 0x038A},  // Greek
+    Range{0x038C, 0x038C},  // Greek
+    Range{0x038E, 0x03A1},  // Greek
+    Range{0x03A3, 0x03CE},  // Greek
+    Range{0x0400, 0x045F},  // Cyrillic
+    Range{0x0490, 0x0491},  // Cyrillic: Ukrainian
+    Range{0x2002, 0x200A},  // spaces
 };
+constexpr std::u16string_view kPunctuation = u"\u202F\u2010\u2011‒–—―‘’‚‛“”„‟†‡•…‰′″‹›⁄";
+constexpr std::u16string_view kSymbols = u"€₽№™←↑→↓−≈≤≥■▶►●★☆♥✓✔";
 
-constexpr std::size_t kCharacters = kOthers.back().last + 1;
+constexpr std::size_t kCharacters = 0x2800;  // above all of these
 
 std::u16string foldOf(TitleOrder& order, char16_t character) {
   std::array<char, 4> bytes{};
@@ -52,15 +52,15 @@ std::u16string foldOf(TitleOrder& order, char16_t character) {
 
 bool isMark(char16_t unit) { return u_getCombiningClass(unit) != 0; }
 
-/// One character with its marks, or several from ASCII. Folds of titles are then sequences of such characters, and a
-/// title can begin another only by ending before one of them or before a mark of one.
+/// One character with its marks, or several from ASCII. A title that is a prefix of another then ends before a letter
+/// or before a mark.
 bool isSimple(std::u16string_view fold) {
-  const auto isAscii = [](char16_t unit) { return unit < 0x80; };
+  const auto isPlain = [](char16_t unit) { return unit < 0x80; };
   if (fold.empty() || isMark(fold[0])) return false;
-  return std::all_of(fold.begin() + 1, fold.end(), isMark) || std::all_of(fold.begin(), fold.end(), isAscii);
+  return std::all_of(fold.begin() + 1, fold.end(), isMark) || std::all_of(fold.begin(), fold.end(), isPlain);
 }
 
-/// Whether ICU, too, puts `fold` after all that begins it. Arabic alef with hamza, for one, comes before alef.
+/// Whether ICU puts `fold` after each of its prefixes. (It puts Arabic alef with hamza before alef.)
 bool followsItsPrefixes(const TitleOrder& order, std::u16string_view fold) {
   for (std::size_t length = 1; length < fold.size(); ++length) {
     if (order.compare(fold.substr(0, length), fold) >= 0) return false;
@@ -68,31 +68,31 @@ bool followsItsPrefixes(const TitleOrder& order, std::u16string_view fold) {
   return true;
 }
 
-/// Whether the elements of a letter order titles by first differences: there is a letter, not only marks, and the
-/// weight of a mark is above that of no mark.
+/// Whether keys can compare such elements as ICU does: a letter is among them, and the secondary weight of a letter is
+/// not below `unaccented`, that of a mark above it. With `plainOnly` all must be unaccented letters.
 bool areOrdinary(const std::vector<CollationElement>& elements, std::uint32_t unaccented, bool plainOnly) {
   const auto isLetter = [](const CollationElement& element) { return element.primary != 0; };
-  const auto isPlain = [&](const CollationElement& e) { return e.primary != 0 && e.secondary == unaccented; };
-  const auto isAbove = [&](const CollationElement& e) { return e.secondary > unaccented; };
+  const auto isAllowed = [&](const CollationElement& element) {
+    if (isLetter(element) && element.secondary == unaccented) return true;
+    return !plainOnly && element.secondary > unaccented;
+  };
   return std::any_of(elements.begin(), elements.end(), isLetter) &&
-         std::all_of(elements.begin(), elements.end(), [&](const CollationElement& element) {
-           return isPlain(element) || (!plainOnly && isAbove(element));
-         });
+         std::all_of(elements.begin(), elements.end(), isAllowed);
 }
 
-/// French Canadian compares accents from the end of the title.
+/// Canadian French compares accents from the end of the title.
 bool comparesAccentsBackwards(const UCollator* collator) {
   UErrorCode status = U_ZERO_ERROR;
   return ucol_getAttribute(collator, UCOL_FRENCH_COLLATION, &status) != UCOL_OFF || U_FAILURE(status);
 }
 
-/// Letters, and what joins them in words: the characters that form groups of three that hold no group of two (Breton
-/// "c'h").
+/// A character that may be part of a group of three without a group of two in it (Breton "c'h").
 bool isGroupingLetter(const Letter& letter) {
   const char16_t unit = letter.fold[0];
   return (unit >= u'a' && unit <= u'z') || unit == u'\'' || unit == u'-' || unit > 0x7F;
 }
 
+/// The typographic apostrophe and hyphens.
 bool joinsLetters(const Letter& letter) {
   return letter.fold == u"\u2019" || letter.fold == u"\u2010" || letter.fold == u"\u2011";
 }
@@ -152,9 +152,11 @@ bool Alphabet::asciiKeepsElements() const {
 
 void Alphabet::addOthers() {
   const bool plainOnly = comparesAccentsBackwards(order_->collator());
-  for (const Range& range : kOthers) {
+  for (const Range& range : kLetterRanges) {
     for (char16_t character = range.first; character <= range.last; ++character) addOther(character, plainOnly);
   }
+  for (const char16_t mark : kPunctuation) addOther(mark, plainOnly);
+  for (const char16_t symbol : kSymbols) addOther(symbol, plainOnly);
 }
 
 void Alphabet::addOther(char16_t character, bool plainOnly) {

@@ -31,7 +31,7 @@ class CaseFoldedTitles {
     return slot == kAscii ? table_->fold(titles_[item][at]) : units_[starts_[slot] + at];
   }
 
-  /// How many units, at most `limit`, the folds of `a` and `b` have alike from unit `at` on.
+  /// The length of the common part, at most `limit` units, of the folds of `a` and `b` from unit `at` on.
   [[nodiscard]] std::size_t common(std::uint32_t a, std::uint32_t b, std::size_t at, std::size_t limit) const;
 
   /// The whole fold, which may be built in `scratch`.

@@ -8,8 +8,8 @@
 
 namespace tarvel {
 
-/// How many leading bytes `a` and `b` have alike, rounded down to whole words of eight: a fast start for a loop that
-/// compares one by one, in some looser sense, what these bytes stand for.
+/// The length of the common prefix of `a` and `b`, rounded down to a multiple of eight. A fast start for loops that
+/// then compare what the bytes stand for.
 [[nodiscard]] inline std::size_t commonBytes(std::string_view a, std::string_view b) {
   const std::size_t most = std::min(a.size(), b.size());
   std::size_t count = 0;

@@ -15,17 +15,17 @@
 
 namespace tarvel {
 
-/// How many titles an IcuCollator leaves to ICU before it makes a table: making one takes about as long as ICU takes for
-/// this many (2 milliseconds), so a small file never pays for it and a large one at most twice.
+/// How many titles an IcuCollator leaves to ICU before it makes a table: making one takes about as long as ICU takes
+/// for this many (2 milliseconds), so a small file never pays for it and a large one at most twice.
 inline constexpr std::size_t kTitlesWorthATable = 4000;
 
 /// Orders titles with ICU, for one locale.
 ///
 /// The first call with two titles opens ICU, so a process that never sorts does not pay for it (a fraction of a
-/// millisecond, some 5 MB). After kTitlesWorthATable titles a table of letters takes over most of the work, with the same
-/// result. A locale that ICU does not know is ordered as the root locale; without any collator titles are ordered by
-/// their folds. Not thread-safe. Time grows as n log n with the number of titles and linearly with their length. Memory
-/// is some thirty bytes per title, and about the size of each title that is not ASCII.
+/// millisecond, some 5 MB). After kTitlesWorthATable titles a table of letters takes over most of the work, with the
+/// same result. A locale that ICU does not know is ordered as the root locale; without any collator titles are ordered
+/// by their folds. Not thread-safe. Time grows as n log n with the number of titles and linearly with their length.
+/// Memory is some thirty bytes per title, and about the size of each title that is not ASCII.
 class IcuCollator final : public Collator {
  public:
   /// `locale` is an ICU locale name such as "de_DE"; the empty string is the root locale.

@@ -13,18 +13,18 @@ struct Placed {
   std::uint32_t rank;
 };
 
-/// Orders items by their sequences of symbols, the shorter of two sequences first when it begins the longer one.
+/// Orders items by their sequences of symbols; a prefix comes before the longer sequence.
 ///
-/// Looks at a handful of symbols at a time, packed into one integer, and goes deeper only among items that agree so
-/// far, after skipping in one pass what all of them share. Each symbol is read a bounded number of times, so a long
-/// prefix common to a million items costs one pass over it, not one per comparison. Comparisons are of integers:
-/// whatever the symbols are, the order is strict and weak.
+/// Compares a few symbols at a time, packed into one integer, and goes deeper only among items that are equal so far,
+/// after skipping their common prefix in one pass. Each symbol is read a bounded number of times, so a long prefix of a
+/// million items costs one pass, not one per comparison. Only integers are compared, so the order is always a strict
+/// weak one.
 ///
 /// `Source` provides, for sequences named by items and places counted in symbols:
 ///   kChunkSymbols: how many symbols one chunk holds;
 ///   chunk(item, at): the next kChunkSymbols symbols, the first one highest, slots after the end 0;
 ///   isLast(chunk): whether the sequence ended within that chunk;
-///   common(a, b, at, limit): how many symbols, at most `limit`, both have alike from `at` on;
+///   common(a, b, at, limit): how many symbols, at most `limit`, are equal in both from `at` on;
 ///   length(item): the length of the sequence.
 template <typename Source>
 class MsdChunkSort {
@@ -75,8 +75,8 @@ class MsdChunkSort {
     }
   }
 
-  /// Below a certain depth items are compared whole. Chunks would visit every item at every length at which another one
-  /// ends, and of ten thousand items that each begin the next that is the square.
+  /// Below a certain depth whole items are compared. Chunks would visit every item at every length at which another one
+  /// ends, which is quadratic for ten thousand items that are each a prefix of the next.
   void sortByComparing(const Range& range) {
     const auto begin = entries_.begin() + static_cast<std::ptrdiff_t>(range.begin);
     const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(range.end);

@@ -15,12 +15,12 @@ constexpr std::uint32_t kNone = UINT32_MAX;
 /// One fold, however many titles share it.
 struct Fold {
   std::uint32_t item;    // one of them
-  std::uint32_t parent;  // the longest other fold that begins this one, or kNone
-  std::uint32_t place;   // ICU's rank, then the lowest one among the folds it begins
-  std::uint32_t depth;   // how many folds in the same place begin it
+  std::uint32_t parent;  // the longest other fold that is a prefix of this one, or kNone
+  std::uint32_t place;   // ICU's rank, later the lowest of the folds that it is a prefix of
+  std::uint32_t depth;   // how many folds in the same place are prefixes of it
 };
 
-/// Sorted by units, all folds that one begins follow it directly, so the open ones form a stack.
+/// In order of units, all folds with a common prefix directly follow that prefix, so the open prefixes form a stack.
 void findParents(std::vector<Fold>& sorted, const CaseFoldedTitles& folds) {
   std::uint32_t open = kNone;
   for (std::uint32_t i = 0; i < sorted.size(); ++i) {
@@ -35,7 +35,7 @@ void findParents(std::vector<Fold>& sorted, const CaseFoldedTitles& folds) {
   }
 }
 
-/// Whether any fold's place or depth now differs from ICU's word.
+/// Whether any fold's place or depth now differs from ICU's order.
 bool moveUp(std::vector<Fold>& sorted) {
   bool moved = false;
   for (std::size_t i = sorted.size(); i-- > 0;) {

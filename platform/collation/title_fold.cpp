@@ -18,8 +18,8 @@ constexpr char16_t kDotlessI = 0x0131;
 constexpr char16_t kIotaSubscript = 0x0345;
 constexpr char16_t kIota = 0x03B9;
 
-/// Brings `text` into NFD. The data for it is part of the ICU library itself, so it is there even without data files;
-/// should ICU refuse all the same, the text stays as it was.
+/// Normalises `text` to NFD. The data are part of the ICU library, so no data file is needed. If ICU fails, the text is
+/// unchanged.
 void decompose(std::u16string& text) {
   UErrorCode status = U_ZERO_ERROR;
   const UNormalizer2* nfd = unorm2_getNFDInstance(&status);
@@ -42,7 +42,7 @@ void decompose(std::u16string& text) {
   }
 }
 
-/// Decomposed text only: a capital I with a dot above is always the two characters here.
+/// Requires decomposed text, in which a capital I with a dot above is two characters.
 void foldTurkicI(std::u16string& text) {
   std::size_t out = 0;
   for (std::size_t i = 0; i < text.size(); ++i, ++out) {
@@ -77,7 +77,7 @@ bool isAscii(std::string_view title) {
   return std::all_of(title.begin(), title.end(), [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
 }
 
-/// What the general way comes to for ASCII, several times as fast: most titles in most languages are ASCII.
+/// The same result as the general way, several times as fast.
 void appendAsciiFold(std::string_view title, bool turkic, std::u16string& fold) {
   const std::size_t start = fold.size();
   fold.resize(start + title.size());

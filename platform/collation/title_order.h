@@ -34,8 +34,8 @@ class TitleOrder {
   /// Appends the fold of `title` to `fold`.
   void appendFold(std::string_view title, std::u16string& fold) { fold_.append(title, fold); }
 
-  /// Below, at or above 0 as fold `a` comes before, with or after fold `b`. ICU's word alone: the rule that a prefix
-  /// comes first is not applied here.
+  /// Below, at or above 0 as fold `a` comes before, with or after fold `b`. By ICU alone, without the rule that a
+  /// prefix comes first.
   [[nodiscard]] int compare(std::u16string_view a, std::u16string_view b) const;
 
   /// Appends bytes that compare as compare() does and contain no 0. Requires collator().

@@ -10,13 +10,13 @@ constexpr char32_t kReplacement = 0xFFFD;
 struct Lead {
   std::size_t trailing;  // bytes that must follow; 0 for a byte that cannot begin a sequence
   char32_t bits;
-  unsigned char firstLow;  // the range of the first trailing byte, which shuts out overlong forms
+  unsigned char firstLow;  // the range of the first trailing byte, which excludes overlong forms
   unsigned char firstHigh;
 };
 
 Lead leadOf(unsigned char byte) {
   if (byte >= 0xC2 && byte <= 0xDF) return {1, static_cast<char32_t>(byte & 0x1F), 0x80, 0xBF};
-  // 0xED keeps its full range: that is where surrogates live.
+  // 0xED keeps its full range, which includes the surrogates.
   if (byte >= 0xE0 && byte <= 0xEF) {
     return {2, static_cast<char32_t>(byte & 0x0F), static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80), 0xBF};
   }

@@ -98,6 +98,18 @@ bool mayBeNeighbours(Alphabet& alphabet, const std::vector<const char*>& charact
   return true;
 }
 
+TEST(Alphabet, DoesNotExistIfAsciiCharactersFormGroupsOrShareALetter) {
+  for (const char16_t* language : {u"&z<a1", u"&z<1a", u"&z<11", u"&c<ch", u"&c<c''h", u"&a<<<b", u"&a<<b"}) {
+    rules = language;
+    TitleOrder order("", openRules);
+    ASSERT_NE(order.collator(), nullptr);
+    EXPECT_FALSE(Alphabet::ofAscii(order)) << collation_test::utf8(language);
+  }
+  rules = u"&z<b";
+  TitleOrder order("", openRules);
+  EXPECT_TRUE(Alphabet::ofAscii(order)) << "another order is no obstacle";
+}
+
 TEST(Alphabet, GroupsOfTwoClashInEitherPosition) {
   struct Case {
     const char16_t* rules;
@@ -133,6 +145,14 @@ TEST(Alphabet, AnAccentedLetterBeforeItsBaseIsNotInTheAlphabet) {
     EXPECT_EQ(numberIn(alphabet, "É"), Alphabet::kNone);
     EXPECT_NE(numberIn(alphabet, "è"), Alphabet::kNone);
   }
+}
+
+TEST(Alphabet, AVariantBelowThePlainCharacterIsNotInTheAlphabet) {
+  rules = u"&[before 2]–<<—";
+  TitleOrder order("", openRules);
+  const Alphabet alphabet = fullAlphabet(order);
+  EXPECT_EQ(numberIn(alphabet, "—"), Alphabet::kNone);
+  EXPECT_NE(numberIn(alphabet, "–"), Alphabet::kNone);
 }
 
 TEST(Alphabet, AccentsComparedFromTheEndAreNotInTheAlphabet) {

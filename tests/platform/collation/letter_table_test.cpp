@@ -124,6 +124,21 @@ TEST(LetterTable, HasNoTableWithoutACollator) {
   EXPECT_FALSE(LetterTable::make(order));
 }
 
+TEST(LetterTable, ALetterThatExpandsEqualsItsSpelling) {
+  TitleOrder order("", [](const char*) {
+    UErrorCode status = U_ZERO_ERROR;
+    return ucol_openRules(u"&áb=–", -1, UCOL_OFF, UCOL_DEFAULT_STRENGTH, nullptr, &status);
+  });
+  auto table = LetterTable::make(order);
+  ASSERT_TRUE(table);
+  table->extend();
+  std::vector<std::uint8_t> spelled;
+  std::vector<std::uint8_t> letter;
+  ASSERT_TRUE(table->appendKey("áb", spelled));
+  ASSERT_TRUE(table->appendKey("–", letter));
+  EXPECT_EQ(letter, spelled);
+}
+
 /// A table of a locale that has one, extended, and its order.
 class LetterTableTest : public testing::Test {
  protected:
@@ -245,6 +260,12 @@ TEST_F(LetterTableTest, LeavesUnclearTitlesToIcu) {
   EXPECT_TRUE(covers("a – b"));
   open("zh");
   EXPECT_FALSE(covers("ā")) << "Pinyin puts it before a";
+  EXPECT_TRUE(covers("a – b"));
+}
+
+TEST_F(LetterTableTest, LeavesLettersWithUnknownPartsToIcu) {
+  open("en_US_POSIX");
+  EXPECT_FALSE(covers("wait…")) << "its dots are not those of ASCII here";
   EXPECT_TRUE(covers("a – b"));
 }
 

@@ -49,7 +49,7 @@ TEST(TitleFold, FoldsCaseAndDecomposes) {
   EXPECT_EQ(folded("", "\uAC00"), u"\u1100\u1161") << "a Hangul syllable";
 }
 
-TEST(TitleFold, MarksStandInCanonicalOrder) { EXPECT_EQ(folded("", "a\u0301\u0323"), u"a\u0323\u0301"); }
+TEST(TitleFold, MarksAreInCanonicalOrder) { EXPECT_EQ(folded("", "a\u0301\u0323"), u"a\u0323\u0301"); }
 
 TEST(TitleFold, TurkicLanguagesHaveTheirOwnI) {
   EXPECT_EQ(folded("tr_TR", "Iİi"), u"\u0131ii");

@@ -182,13 +182,12 @@ TEST(TitleRanking, TheOrderOfTheInputDoesNotMatter) {
   }
 }
 
-/// Whether ICU's word about a and b may be set aside: only when one of them begins another title that ICU puts no
-/// later.
+/// The titles whose ranks differ from ICU's order by design: both of a pair of which one is a prefix of the other but
+/// ICU does not put it first.
 std::vector<bool> movedByPrefixRule(const TitleOrder& order, const std::vector<std::u16string>& folds) {
   std::vector<bool> moved(folds.size());
   for (std::size_t a = 0; a < folds.size(); ++a) {
     for (std::size_t b = 0; b < folds.size(); ++b) {
-      // Both ends of a prefix pair that ICU does not already order: their ranks differ from ICU's by design.
       if (begins(folds[a], folds[b]) && order.compare(folds[a], folds[b]) >= 0) moved[a] = moved[b] = true;
     }
   }
