@@ -132,11 +132,13 @@ TEST(LetterTable, ALetterThatExpandsEqualsItsSpelling) {
   auto table = LetterTable::make(order);
   ASSERT_TRUE(table);
   table->extend();
-  std::vector<std::uint8_t> spelled;
-  std::vector<std::uint8_t> letter;
-  ASSERT_TRUE(table->appendKey("áb", spelled));
-  ASSERT_TRUE(table->appendKey("–", letter));
-  EXPECT_EQ(letter, spelled);
+  for (const std::string end : {"", "b", "é"}) {
+    std::vector<std::uint8_t> spelled;
+    std::vector<std::uint8_t> letter;
+    ASSERT_TRUE(table->appendKey("áb" + end, spelled));
+    ASSERT_TRUE(table->appendKey("–" + end, letter));
+    EXPECT_EQ(letter, spelled) << end;
+  }
 }
 
 /// A table of a locale that has one, extended, and its order.
