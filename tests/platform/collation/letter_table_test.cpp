@@ -257,6 +257,10 @@ TEST_F(LetterTableTest, LeavesUnclearTitlesToIcu) {
     EXPECT_FALSE(covers(title)) << title;
   }
   EXPECT_FALSE(covers(std::string_view("a\0b", 3)));
+  open("mt");
+  EXPECT_FALSE(covers("Għawdex")) << "one letter";
+  EXPECT_TRUE(covers("ħobb"));
+  EXPECT_FALSE(covers("żejt")) << "a letter before z";
   open("fr_CA");
   EXPECT_FALSE(covers("côté"));
   EXPECT_TRUE(covers("a – b"));
