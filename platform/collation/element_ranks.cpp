@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <set>
+#include <string>
 #include <utility>
 
 namespace tarvel {
@@ -11,16 +12,17 @@ namespace {
 /// The primary weights that are a letter's only element, in the order of sort keys: unlike the weights, these follow a
 /// language that reorders scripts. Weights may repeat.
 std::vector<std::uint32_t> primariesInOrder(const TitleOrder& order, const std::vector<Letter>& letters) {
-  std::vector<std::pair<std::vector<std::uint8_t>, std::uint32_t>> keyed;
+  std::vector<std::pair<std::string, std::uint32_t>> keyed;
+  std::vector<std::uint8_t> key;
   for (const Letter& letter : letters) {
     if (letter.elements.size() != 1) continue;
-    keyed.emplace_back();
-    order.appendSortKey(letter.fold, keyed.back().first);
-    keyed.back().second = letter.elements[0].primary;
+    key.clear();
+    order.appendSortKey(letter.fold, key);
+    keyed.emplace_back(std::string(key.begin(), key.end()), letter.elements[0].primary);
   }
   std::sort(keyed.begin(), keyed.end());
   std::vector<std::uint32_t> weights;
-  for (const auto& [key, primary] : keyed) weights.push_back(primary);
+  for (const auto& [sortKey, primary] : keyed) weights.push_back(primary);
   return weights;
 }
 
