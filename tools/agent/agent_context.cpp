@@ -21,9 +21,16 @@ std::string LinuxAgentContext::agentProgram() {
   return bundle.empty() ? std::string() : bundle + "/Contents/Linux/TarvelHelper";
 }
 
+std::string settingInForce(const AgentContext& agent, const char* key) {
+  return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
+}
+
+bool isSettingOn(const AgentContext& agent, const char* key) { return settingInForce(agent, key) == "yes"; }
+
+std::string bookmarksFileOf(const AgentContext& agent) { return settingInForce(agent, kBookmarksFilenameKey); }
+
 bool isSortedByAgent(const AgentContext& agent, const std::string& file) {
-  if (!agent.runningAgent()) return false;
-  return isSameFile(file, stateOf(*settingNamed(kBookmarksFilenameKey), agent.preferences, agent.files).inForce);
+  return agent.runningAgent() && isSameFile(file, bookmarksFileOf(agent));
 }
 
 }  // namespace tarvel

@@ -41,6 +41,13 @@ class LinuxAgentContext {
   LinuxPreferencesStore preferences_;
 };
 
+/// The value of a setting in force, as `tarvel settings get` shows it.
+[[nodiscard]] std::string settingInForce(const AgentContext& agent, const char* key);
+/// The same of a setting that is yes or no.
+[[nodiscard]] bool isSettingOn(const AgentContext& agent, const char* key);
+/// The file that the agent sorts.
+[[nodiscard]] std::string bookmarksFileOf(const AgentContext& agent);
+
 /// Whether an agent is running that sorts this file. Links are followed.
 [[nodiscard]] bool isSortedByAgent(const AgentContext& agent, const std::string& file);
 

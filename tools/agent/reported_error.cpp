@@ -3,18 +3,9 @@
 #include "agent/helper_errors.h"
 #include "engine/tarvel.h"
 #include "settings/preference_keys.h"
-#include "tools/agent/settings_table.h"
 #include "tools/backups/initial_backup.h"
 
 namespace tarvel {
-
-namespace {
-
-std::string bookmarksFile(const AgentContext& agent) {
-  return stateOf(*settingNamed(kBookmarksFilenameKey), agent.preferences, agent.files).inForce;
-}
-
-}  // namespace
 
 std::optional<std::int32_t> pendingCode(const AgentContext& agent) {
   const auto code = agent.preferences.appIntegerValue(kLastHelperErrorKey, kMainApplicationIdentifier);
@@ -24,13 +15,13 @@ std::optional<std::int32_t> pendingCode(const AgentContext& agent) {
 
 std::string messageOfCode(const AgentContext& agent, std::int32_t code) {
   if (code == kHelperErrorWatchingFailed) {
-    return "The folder of the bookmarks file “" + bookmarksFile(agent) +
+    return "The folder of the bookmarks file “" + bookmarksFileOf(agent) +
            "” could not be watched, so automatic sorting has stopped. Please verify that you have access to the "
            "folder.";
   }
   if (code == kHelperErrorUpdateFound) return "A newer version of Tarvel is available.";
   const bool namesBackup = code == TarvelErrorBackupFailed;
-  const std::string file = namesBackup ? agentBackupFile(agent.files) : bookmarksFile(agent);
+  const std::string file = namesBackup ? agentBackupFile(agent.files) : bookmarksFileOf(agent);
   return Tarvel::stringFromTarvelErrorAndFilename(agent.bundle, code, file);
 }
 

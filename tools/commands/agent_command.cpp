@@ -2,7 +2,6 @@
 
 #include "settings/preference_keys.h"
 #include "tools/agent/agent_context.h"
-#include "tools/agent/settings_table.h"
 #include "tools/backups/initial_backup.h"
 #include "tools/command_line/command_settings.h"
 #include "tools/commands/agent_control.h"
@@ -13,11 +12,7 @@ namespace tarvel {
 
 namespace {
 
-std::string inForce(const AgentContext& agent, const char* key) {
-  return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
-}
-
-bool isWanted(const AgentContext& agent) { return inForce(agent, kAutoSortModeKey) == "yes"; }
+bool isWanted(const AgentContext& agent) { return isSettingOn(agent, kAutoSortModeKey); }
 
 /// Stores the setting. False when it cannot be written.
 bool storeWanted(const AgentContext& agent, bool isWanted) {
@@ -62,7 +57,7 @@ void setFields(Answer& answer, const AgentControl& control) {
 
 void sayWhatComes(Answer& answer, const AgentControl& control) {
   const AgentContext& agent = control.agent;
-  const std::string file = inForce(agent, kBookmarksFilenameKey);
+  const std::string file = bookmarksFileOf(agent);
   if (!agent.files.fileExistsAtPath(file)) {
     answer.say("There is no file " + quotedPath(file) + " yet; it is sorted once it exists.");
     answer.hint("If yours is elsewhere, name it, then restart the agent:",
@@ -82,7 +77,7 @@ void sayWhatComes(Answer& answer, const AgentControl& control) {
 
 /// The agent finds the initial backup by its name alone, so that must not be another file's.
 FileStatus claimAgentBackup(const AgentContext& agent) {
-  const std::string file = readCommandSettings(agent.preferences, agent.files).bookmarksFile;
+  const std::string file = bookmarksFileOf(agent);
   return assignAgentBackup(agent.files, file, file);
 }
 

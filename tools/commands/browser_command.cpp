@@ -3,7 +3,6 @@
 #include "tools/commands/browser_command.h"
 
 #include "settings/preference_keys.h"
-#include "tools/agent/settings_table.h"
 #include "tools/terminal/answer.h"
 #include "tools/terminal/text.h"
 
@@ -140,8 +139,7 @@ int list(Answer& answer, const AgentContext& agent, const BrowserSurroundings& a
 }
 
 int showStatus(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around) {
-  const bool isAutomatic =
-      stateOf(*settingNamed(kAutoSortBrowsersKey), agent.preferences, agent.files).inForce == "yes";
+  const bool isAutomatic = isSettingOn(agent, kAutoSortBrowsersKey);
   const States states = statesOf(around, agent.files);
   answer["automatic"] = isAutomatic;
   answer["host"] = around.hostProgram.empty() ? Answer::Json() : Answer::Json(around.hostProgram);

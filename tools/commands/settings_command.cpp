@@ -80,7 +80,7 @@ struct Storing {
 
 int store(Answer& answer, const AgentContext& agent, const Storing& storing) {
   const Setting& setting = storing.setting;
-  const std::string previous = readCommandSettings(agent.preferences, agent.files).bookmarksFile;
+  const std::string previous = bookmarksFileOf(agent);
   const FileStatus assigned = assignBackup(agent, setting, storing.file, previous);
   if (!assigned.ok()) {
     return answer.fail(kExitFailed, {{"The backup of " + quotedPath(previous) + " could not be moved aside.",

@@ -56,10 +56,6 @@ FileState stateOfFile(FileManager& files, const std::string& path) {
   return {path, files.fileExistsAtPath(path), attributes.modificationDate, attributes.status.reason};
 }
 
-std::string inForce(const AgentContext& agent, const char* key) {
-  return stateOf(*settingNamed(key), agent.preferences, agent.files).inForce;
-}
-
 std::optional<ReportedError> reportedError(const AgentContext& agent) {
   const auto code = agent.preferences.appIntegerValue(kReportedErrorKey, kMainApplicationIdentifier);
   if (!code) return std::nullopt;
@@ -71,9 +67,9 @@ std::optional<ReportedError> reportedError(const AgentContext& agent) {
 Status gather(const AgentContext& agent) {
   Status status;
   status.process = agent.runningAgent();
-  status.isWanted = inForce(agent, kAutoSortModeKey) == "yes";
-  status.latency = inForce(agent, kBookmarksUpdateLatencyKey);
-  status.bookmarks = stateOfFile(agent.files, inForce(agent, kBookmarksFilenameKey));
+  status.isWanted = isSettingOn(agent, kAutoSortModeKey);
+  status.latency = settingInForce(agent, kBookmarksUpdateLatencyKey);
+  status.bookmarks = stateOfFile(agent.files, bookmarksFileOf(agent));
   const std::string& file = status.bookmarks.path;
   status.backup = stateOfFile(agent.files, initialBackupOf(agent.files, file, file).path);
   status.code = pendingCode(agent);
@@ -123,7 +119,7 @@ void show(Answer& answer, const AgentContext& agent, const Status& status) {
   text += std::string("Automatic sorting: ") + (status.isWanted ? "on" : "off") + ", " + status.latency +
           (status.latency == "1" ? " second" : " seconds") + " after the last change\n";
   for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
-    text += kMargin + std::string(settingNamed(key)->meaning) + ": " + inForce(agent, key) + "\n";
+    text += kMargin + std::string(settingNamed(key)->meaning) + ": " + settingInForce(agent, key) + "\n";
   }
   text += "Bookmarks file:    " + fileText(status.bookmarks, "which does not exist") + "\n";
   text += "Folder watched:    " + shownPath(deletingLastPathComponent(status.bookmarks.path)) + "\n";

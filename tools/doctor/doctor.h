@@ -80,8 +80,5 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] inline Finding problem(const char* check, std::string text, std::string advice) {
   return {check, FindingState::kProblem, std::move(text), std::move(advice)};
 }
-/// The value in force, as `tarvel settings get` shows it.
-[[nodiscard]] std::string settingInForce(const DoctorContext& context, const char* key);
-[[nodiscard]] std::string bookmarksFileOf(const DoctorContext& context);
 
 }  // namespace tarvel

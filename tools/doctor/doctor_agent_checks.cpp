@@ -20,7 +20,7 @@ constexpr const char* kRestart = "tarvel agent stop, then tarvel agent start";
 constexpr std::uint64_t kNeededWatches = 32;
 constexpr unsigned kForOthers = 077;
 
-bool isWanted(const DoctorContext& context) { return settingInForce(context, kAutoSortModeKey) == "yes"; }
+bool isWanted(const DoctorContext& context) { return isSettingOn(context.agent, kAutoSortModeKey); }
 
 /// Whether titles are ordered by a language's own rules.
 bool isLanguage(const std::string& locale) {
@@ -192,7 +192,7 @@ Findings checkVersion(const DoctorContext& context) {
 
 Findings checkUpdates(const DoctorContext& context) {
   constexpr const char* kCheck = "updates";
-  if (settingInForce(context, kAutomaticUpdateChecksKey) != "yes") return {fine(kCheck, "Update checks are off.")};
+  if (!isSettingOn(context.agent, kAutomaticUpdateChecksKey)) return {fine(kCheck, "Update checks are off.")};
   const std::string checker = deletingLastPathComponent(context.agentProgram) + "/tarvel-update-check";
   if (!context.probe.path(checker).isExecutable) {
     return {problem(kCheck,

@@ -24,7 +24,7 @@ Findings checkBrowsers(const DoctorContext& context) {
     }
   }
   if (!setUp.empty()) findings.push_back(fine(kCheck, "Set up for the extension: " + setUp + "."));
-  if (findings.empty() && settingInForce(context, kAutoSortBrowsersKey) == "yes") {
+  if (findings.empty() && isSettingOn(context.agent, kAutoSortBrowsersKey)) {
     findings.push_back(
         note(kCheck, "Automatic sorting in browsers is on, but no browser is set up.", "tarvel browser enable"));
   }

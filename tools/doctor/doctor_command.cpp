@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "settings/preference_keys.h"
-#include "tools/agent/settings_table.h"
 #include "tools/doctor/doctor.h"
 #include "tools/terminal/answer.h"
 #include "tools/terminal/text.h"
@@ -71,16 +69,6 @@ void setFields(Answer& answer, const Findings& findings) {
 }
 
 }  // namespace
-
-std::string settingInForce(const DoctorContext& context, const char* key) {
-  return stateOf(*settingNamed(key), context.agent.preferences, context.agent.files).inForce;
-}
-
-std::string bookmarksFileOf(const DoctorContext& context) {
-  const PropertyList stored = context.agent.preferences.copyAppValue(kBookmarksFilenameKey, kMainApplicationIdentifier);
-  if (const auto path = stored.root.string()) return std::string(*path);
-  return context.agent.files.stringByExpandingTildeInPath(kBookmarksFilenameDefault);
-}
 
 Findings examine(const DoctorContext& context) {
   Findings all;

@@ -31,7 +31,7 @@ class SilentLog final : public SystemLog {
 
 /// The folder of the file itself, links followed; of its path when there is no file.
 std::string folderOf(const DoctorContext& context) {
-  const std::string file = bookmarksFileOf(context);
+  const std::string file = bookmarksFileOf(context.agent);
   const PathFacts facts = context.probe.path(file);
   return deletingLastPathComponent(facts.realPath.empty() ? file : facts.realPath);
 }
@@ -65,10 +65,10 @@ Trial trySort(const DoctorContext& context, const std::string& file) {
                          real.bundle,        real.workspace, real.clock};
   Tarvel tarvel(preview);
   ChangeRecorder recorder;
-  tarvel.setArrangeFoldersAtTop(settingInForce(context, kFoldersAtTopKey) == "yes");
-  tarvel.setRemoveDuplicates(settingInForce(context, kRemoveDuplicatesKey) == "yes");
-  tarvel.setRenameSamenamed(settingInForce(context, kRenameSamenamedKey) == "yes");
-  tarvel.setSortBookmarksBar(settingInForce(context, kSortBookmarksBarKey) == "yes");
+  tarvel.setArrangeFoldersAtTop(isSettingOn(context.agent, kFoldersAtTopKey));
+  tarvel.setRemoveDuplicates(isSettingOn(context.agent, kRemoveDuplicatesKey));
+  tarvel.setRenameSamenamed(isSettingOn(context.agent, kRenameSamenamedKey));
+  tarvel.setSortBookmarksBar(isSettingOn(context.agent, kSortBookmarksBarKey));
   tarvel.setBookmarksFilename(file);
   tarvel.setSortObserver(&recorder);
   const TarvelError code = tarvel.sortBookmarks();
@@ -87,7 +87,7 @@ Finding rightsOf(const PathFacts& facts, const std::string& file) {
 
 Findings checkBookmarksFile(const DoctorContext& context) {
   constexpr const char* kCheck = "bookmarks-file";
-  const std::string file = bookmarksFileOf(context);
+  const std::string file = bookmarksFileOf(context.agent);
   const PathFacts facts = context.probe.path(file);
   if (!file.starts_with('/')) {
     return {problem(kCheck, quotedPath(file) + " is not a full path, which the agent needs.", kChooseFile)};
@@ -112,7 +112,7 @@ Findings checkBookmarksFile(const DoctorContext& context) {
 
 Findings checkContents(const DoctorContext& context) {
   constexpr const char* kCheck = "bookmarks-contents";
-  const std::string file = bookmarksFileOf(context);
+  const std::string file = bookmarksFileOf(context.agent);
   const PathFacts facts = context.probe.path(file);
   // A file that cannot be read is reported by checkBookmarksFile().
   if (facts.kind != PathKind::kFile || !facts.isReadable) return {};
@@ -126,7 +126,7 @@ Findings checkContents(const DoctorContext& context) {
 
 Findings checkKeptSaves(const DoctorContext& context) {
   Findings findings;
-  const std::string file = bookmarksFileOf(context);
+  const std::string file = bookmarksFileOf(context.agent);
   for (const std::string& save : context.agent.files.keptSavesAtPath(file)) {
     KeptSaveWords words = wordsForKeptSave(save, file);
     findings.push_back(problem("kept-saves", words.text, words.advice + " To see how it differs: " + words.command));
@@ -176,7 +176,7 @@ Findings checkFileSystem(const DoctorContext& context) {
   } else {
     findings.push_back(fine(kCheck, "The file system, " + name + ", reports every change."));
   }
-  const std::uint64_t size = context.probe.path(bookmarksFileOf(context)).size;
+  const std::uint64_t size = context.probe.path(bookmarksFileOf(context.agent)).size;
   // A sort writes a new file beside the old one, and may make a backup before.
   const std::uint64_t needed = 2 * size + 1'000'000;
   findings.push_back(facts.freeBytes < needed
@@ -190,7 +190,7 @@ Findings checkFileSystem(const DoctorContext& context) {
 
 Findings checkLock(const DoctorContext& context) {
   constexpr const char* kCheck = "lock";
-  const std::string lock = deletingLastPathComponent(bookmarksFileOf(context)) + "/lock";
+  const std::string lock = deletingLastPathComponent(bookmarksFileOf(context.agent)) + "/lock";
   const PathFacts facts = context.probe.path(lock);
   if (facts.kind == PathKind::kMissing && !facts.isLink) return {fine(kCheck, "No browser is using the file.")};
   const double changed = facts.changed ? static_cast<double>(facts.changed->seconds - kSecondsTo2001) : context.now;
@@ -203,7 +203,7 @@ Findings checkLock(const DoctorContext& context) {
 
 Findings checkBackup(const DoctorContext& context) {
   constexpr const char* kCheck = "backup";
-  const std::string file = bookmarksFileOf(context);
+  const std::string file = bookmarksFileOf(context.agent);
   const std::string backup = agentBackupFile(context.agent.files);
   const InitialBackup present = backupAt(context.agent.files, backup, file);
   if (present.origin == BackupOrigin::kAnotherFile) {
