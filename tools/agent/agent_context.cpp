@@ -5,6 +5,7 @@
 #include "settings/preference_keys.h"
 #include "tools/agent/settings_table.h"
 #include "tools/files/paths.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -28,6 +29,12 @@ std::string settingInForce(const AgentContext& agent, const char* key) {
 bool isSettingOn(const AgentContext& agent, const char* key) { return settingInForce(agent, key) == "yes"; }
 
 std::string bookmarksFileOf(const AgentContext& agent) { return settingInForce(agent, kBookmarksFilenameKey); }
+
+Message settingsNotWritten(const AgentContext& agent) {
+  return {{"The settings could not be written to " + quotedPath(agent.settingsPath) + ".",
+           "Check that you can write to its folder, and that the disk is not full."},
+          {}};
+}
 
 bool isSortedByAgent(const AgentContext& agent, const std::string& file) {
   return agent.runningAgent() && isSameFile(file, bookmarksFileOf(agent));

@@ -8,6 +8,7 @@
 #include "platform/linux/launch/linux_bundle.h"
 #include "platform/linux/preferences/linux_preferences_store.h"
 #include "platform/plist/serialization.h"
+#include "tools/terminal/message.h"
 
 namespace tarvel {
 
@@ -47,6 +48,9 @@ class LinuxAgentContext {
 [[nodiscard]] bool isSettingOn(const AgentContext& agent, const char* key);
 /// The file that the agent sorts.
 [[nodiscard]] std::string bookmarksFileOf(const AgentContext& agent);
+
+/// Why a setting is not stored.
+[[nodiscard]] Message settingsNotWritten(const AgentContext& agent);
 
 /// Whether an agent is running that sorts this file. Links are followed.
 [[nodiscard]] bool isSortedByAgent(const AgentContext& agent, const std::string& file);

@@ -21,12 +21,6 @@ bool storeWanted(const AgentContext& agent, bool isWanted) {
   return agent.preferences.appSynchronize(kMainApplicationIdentifier);
 }
 
-Message settingsNotWritten(const AgentContext& agent) {
-  return {{"The settings could not be written to " + quotedPath(agent.settingsPath) + ".",
-           "Check that you may write to the file and its folder, and that the disk is not full."},
-          {}};
-}
-
 std::string processText(AgentService& service) {
   const auto process = service.runningAgent();
   return process.value_or(0) == 0 ? std::string() : ", process " + std::to_string(*process);

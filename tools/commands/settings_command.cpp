@@ -90,10 +90,9 @@ int store(Answer& answer, const AgentContext& agent, const Storing& storing) {
   agent.preferences.setAppValue(setting.key, storing.value, kMainApplicationIdentifier);
   if (!agent.preferences.appSynchronize(kMainApplicationIdentifier)) {
     (void)assignBackup(agent, setting, previous, storing.file);
-    return answer.fail(kExitFailed,
-                       {{"The settings could not be written to " + quotedPath(agent.settingsPath) + ".",
-                         "Check that you may write to the file and its folder, and that the disk is not full."},
-                        {}});
+    Message message = settingsNotWritten(agent);
+    message.sentences.emplace_back(kNothingChanged);
+    return answer.fail(kExitFailed, message);
   }
   // An agent may have sorted the previous file, and backed it up, between the two steps above.
   (void)assignBackup(agent, setting, storing.file, previous);
