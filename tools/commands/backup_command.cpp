@@ -37,9 +37,7 @@ int createBackup(Answer& answer, const Platform& platform, const CommandLine& li
   shown.reset();
   const TarvelError code = file.code != TarvelErrorNone ? file.code : TarvelErrorNotBookmarksFile;
   if (!bookmarks) {
-    const bool isMissing = code == TarvelErrorBookmarksFileNotFound;
-    const std::string reason = isMissing ? std::string() : reasonFor(platform, path);
-    return answer.fail(code, messageOf(platform, {code, path, reason}));
+    return answer.fail(code, messageOf(platform, failureOf(platform, code, path)));
   }
   if (!kept.status.ok()) {
     const std::string reason = sentenceOf(printable(kept.status.reason));

@@ -35,10 +35,7 @@ Difference differenceOf(const Platform& platform, const std::string& oldFile, co
   Difference difference;
   if (before.code != TarvelErrorNone || after.code != TarvelErrorNone) {
     const bool isOld = before.code != TarvelErrorNone;
-    const std::string& file = isOld ? oldFile : newFile;
-    const TarvelError code = isOld ? before.code : after.code;
-    const bool isAboutContents = code == TarvelErrorReadFailed || code == TarvelErrorNotBookmarksFile;
-    difference.failure = {code, file, isAboutContents ? reasonFor(platform, file) : std::string()};
+    difference.failure = failureOf(platform, isOld ? before.code : after.code, isOld ? oldFile : newFile);
   } else {
     difference.comparison = comparisonOf(before.list.root.dictionary(), after.list.root.dictionary());
   }

@@ -47,9 +47,7 @@ void configure(Tarvel& tarvel, const SortRequest& request) {
 
 int fail(Answer& answer, const Platform& platform, const CommandLine& line, const SortRequest& request,
          TarvelError code) {
-  Failure failure{code, request.file, {}};
-  const bool isAboutContents = code == TarvelErrorReadFailed || code == TarvelErrorNotBookmarksFile;
-  if (isAboutContents) failure.reason = reasonFor(platform, request.file);
+  Failure failure = failureOf(platform, code, request.file);
   // Of a backup that failed, the user wants to know where it was to go.
   if (code == TarvelErrorBackupFailed) failure.file = request.backup;
   Message message = messageOf(platform, failure);

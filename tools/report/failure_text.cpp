@@ -35,6 +35,11 @@ std::string reasonFor(const Platform& platform, const std::string& file) try {
   return "There is not enough memory to read it.";
 }
 
+Failure failureOf(const Platform& platform, std::int32_t code, const std::string& file) {
+  const bool isAboutContents = code == TarvelErrorReadFailed || code == TarvelErrorNotBookmarksFile;
+  return {code, file, isAboutContents ? reasonFor(platform, file) : std::string()};
+}
+
 Message messageOf(const Platform& platform, const Failure& failure) {
   const std::string name = quotedPath(failure.file);
   Message message;

@@ -52,9 +52,7 @@ std::vector<std::string> resultOf(const SortReport& report) {
 }
 
 void answerWith(Answer& answer, const SortReport& report) {
-  std::string result;
-  for (const std::string& sentence : resultOf(report)) result += (result.empty() ? "" : " ") + sentence;
-  answer.say(result);
+  answer.say(joinedSentences(resultOf(report)));
   if (answer.isJson()) {
     setFields(answer, report);
     return;

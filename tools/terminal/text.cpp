@@ -42,6 +42,12 @@ std::string sentenceOf(std::string_view text) {
   return std::string(text) + (hasEnd ? "" : ".");
 }
 
+std::string joinedSentences(const std::vector<std::string>& sentences) {
+  std::string text;
+  for (const std::string& sentence : sentences) text += (text.empty() || sentence.empty() ? "" : " ") + sentence;
+  return text;
+}
+
 std::string wrapped(std::string_view text, std::size_t columns, std::size_t indent) {
   if (columns == 0) return std::string(text);
   std::string result;

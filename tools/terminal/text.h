@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/linux/base/safe_text.h"
 
@@ -22,6 +23,9 @@ namespace tarvel {
 
 /// The sentence with its full stop, which system messages lack.
 [[nodiscard]] std::string sentenceOf(std::string_view text);
+
+/// The sentences on one line, without the empty ones.
+[[nodiscard]] std::string joinedSentences(const std::vector<std::string>& sentences);
 
 /// Breaks lines at spaces so that none is longer than `columns` characters, unless one word is. Every line after the
 /// first begins with `indent` spaces. 0 columns: no break.
