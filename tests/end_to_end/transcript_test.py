@@ -165,7 +165,7 @@ class Grammar(TranscriptTest):
     def test_agent_status_doctor_and_report(self):
         self.assertEqual(self.say("agent", "disable").splitlines()[0], "Automatic sorting is already off.")
         self.assertEqual(self.say("agent", "stop"), "The agent is not running.\n")
-        self.assertIn("Automatic sorting is off. The agent is not running", self.say("agent"))
+        self.assertIn("Automatic sorting is off.\nThe agent is not running", self.say("agent"))
         self.assertEqual(self.say("agent"), self.say("agent", "status"))
         self.assertTrue(self.complain(12, "agent", "start").endswith("To turn it on:\n  tarvel agent enable\n"))
         self.assertIn("  tarvel agent enable\n", self.say("status"))

@@ -59,14 +59,17 @@ void sayWhatComes(Answer& answer, const AgentControl& control) {
                     " PATH && tarvel agent stop && tarvel agent start");
     return;
   }
-  const std::vector<std::string> problems = control.problems();
+  const std::vector<Message> problems = control.problems();
   if (problems.empty()) {
     answer.say("Nothing is sorted yet: the first sort follows the next change of " + quotedPath(file) + ".");
     answer.hint("To see what it would do:", "tarvel preview");
     return;
   }
   answer.say("The first sort would fail:");
-  for (const std::string& problem : problems) answer.say("  " + problem);
+  for (const Message& problem : problems) {
+    answer.say(problem.sentences.front());
+    answer.hint(problem.sentences.back(), problem.command);
+  }
 }
 
 /// The agent finds the initial backup by its name alone, so that must not be another file's.
@@ -177,10 +180,15 @@ int showState(Answer& answer, const AgentControl& control) {
   const bool isRunning = control.service.runningAgent().has_value();
   const bool wanted = isWanted(control.agent);
   setFields(answer, control);
-  answer.say("Automatic sorting is " + std::string(wanted ? "on" : "off") + ". The agent is " +
-             (isRunning ? "running" + processText(control.service) : "not running") + ", and starts " +
-             loginText(entry) + (entry.file.empty() ? "" : " (" + quotedPath(entry.file) + ")") + ".");
-  answer.hint("More: tarvel status. To check everything: tarvel doctor");
+  answer.say(std::string("Automatic sorting is ") + (wanted ? "on." : "off."));
+  answer.say("The agent is " + (isRunning ? "running" + processText(control.service) : "not running") +
+             ", and starts " + loginText(entry) + (entry.file.empty() ? "" : " (" + quotedPath(entry.file) + ")") +
+             ".");
+  if (wanted) {
+    answer.hint(isRunning ? "To see its settings and the last error:" : "To see why it does not run:", "tarvel status");
+  } else {
+    answer.hint("To turn it on:", "tarvel agent enable");
+  }
   return answer.end(wanted && !isRunning ? kExitNeedsAttention : 0);
 }
 
@@ -203,11 +211,7 @@ int runAgent(const AgentControl& control, const CommandLine& line) {
 }
 
 std::string disableAutomaticSorting(const AgentControl& control) {
-  std::string text;
-  for (const std::string& sentence : disableAgent(control).complaint.sentences) {
-    text += (text.empty() ? "" : " ") + sentence;
-  }
-  return text;
+  return joinedSentences(disableAgent(control).complaint.sentences);
 }
 
 }  // namespace tarvel

@@ -7,6 +7,7 @@
 #include "platform/agent_service.h"
 #include "tools/agent/agent_context.h"
 #include "tools/command_line/command_line.h"
+#include "tools/terminal/message.h"
 
 namespace tarvel {
 
@@ -16,8 +17,8 @@ struct AgentControl {
   AgentService& service;
   /// The full path of the agent that was installed with this command; empty where none was.
   std::string program;
-  /// Why the next sort would fail, and what to do about it, in whole sentences; empty when it would not.
-  std::function<std::vector<std::string>()> problems = [] { return std::vector<std::string>(); };
+  /// Why the next sort would fail, and what to do about it; empty when it would not.
+  std::function<std::vector<Message>()> problems = [] { return std::vector<Message>(); };
 };
 
 /// tarvel agent. Returns the exit status.

@@ -126,15 +126,16 @@ void show(Answer& answer, const AgentContext& agent, const Status& status) {
   text += "Initial backup:    " + fileText(status.backup, "not made yet") + "\n";
   text += "Last error:        " + lastErrorText(status, answer.painter()) + "\n";
   for (const std::string& save : status.keptSaves) {
-    const KeptSaveWords words = wordsForKeptSave(save, status.bookmarks.path);
-    text += "Kept save:         " + words.text + "\n" + kMargin + words.advice + "\n";
-    text += kMargin + ("To see how it differs: " + words.command) + "\n";
+    text += "Kept save:         " + shownPath(save) + "\n";
   }
   answer.print(text);
-  const Message next = nextStep(status);
-  if (next.sentences.empty()) return;
-  if (!answer.options().isQuiet) answer.print("\n");
-  answer.hint(next.sentences.front(), next.command);
+  std::vector<Message> steps;
+  for (const std::string& save : status.keptSaves) steps.push_back(messageOfKeptSave(save, status.bookmarks.path));
+  if (const Message next = nextStep(status); !next.sentences.empty()) steps.push_back(next);
+  for (const Message& step : steps) {
+    if (!answer.options().isQuiet) answer.print("\n");
+    answer.hint(step);
+  }
 }
 
 Answer::Json fileAsJson(const FileState& file) {

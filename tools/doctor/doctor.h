@@ -8,6 +8,7 @@
 #include "platform/system_probe.h"
 #include "tools/agent/agent_context.h"
 #include "tools/command_line/command_line.h"
+#include "tools/terminal/message.h"
 
 namespace tarvel {
 
@@ -20,8 +21,10 @@ struct Finding {
   FindingState state;
   /// One sentence.
   std::string text;
-  /// What to do next; empty when nothing has to be done.
+  /// What to do next, or what `command` is for; empty when nothing has to be done, or the command says it all.
   std::string advice;
+  /// To paste; empty for none.
+  std::string command;
 };
 
 /// What the checks examine. All of it is borrowed; nothing is changed.
@@ -64,7 +67,7 @@ using Findings = std::vector<Finding>;
 [[nodiscard]] Findings examine(const DoctorContext& context);
 
 /// Why a sort would fail now, and what to do about it; empty when it would not.
-[[nodiscard]] std::vector<std::string> problemsOfSorting(const DoctorContext& context);
+[[nodiscard]] std::vector<Message> problemsOfSorting(const DoctorContext& context);
 
 /// tarvel doctor. Returns the exit status.
 [[nodiscard]] int runDoctor(const DoctorContext& context, const CommandLine& line);
@@ -72,13 +75,15 @@ using Findings = std::vector<Finding>;
 // For the checks.
 
 [[nodiscard]] inline Finding fine(const char* check, std::string text) {
-  return {check, FindingState::kFine, std::move(text), {}};
+  return {check, FindingState::kFine, std::move(text), {}, {}};
 }
-[[nodiscard]] inline Finding note(const char* check, std::string text, std::string advice = {}) {
-  return {check, FindingState::kNote, std::move(text), std::move(advice)};
+[[nodiscard]] inline Finding note(const char* check, std::string text, std::string advice = {},
+                                  std::string command = {}) {
+  return {check, FindingState::kNote, std::move(text), std::move(advice), std::move(command)};
 }
-[[nodiscard]] inline Finding problem(const char* check, std::string text, std::string advice) {
-  return {check, FindingState::kProblem, std::move(text), std::move(advice)};
+[[nodiscard]] inline Finding problem(const char* check, std::string text, std::string advice,
+                                     std::string command = {}) {
+  return {check, FindingState::kProblem, std::move(text), std::move(advice), std::move(command)};
 }
 
 }  // namespace tarvel

@@ -15,7 +15,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kRestart = "tarvel agent stop, then tarvel agent start";
+constexpr const char* kRestart = "tarvel agent stop && tarvel agent start";
 /// Watches that the agent may need: one for each folder on the path, and for the targets of links.
 constexpr std::uint64_t kNeededWatches = 32;
 constexpr unsigned kForOthers = 077;
@@ -36,7 +36,7 @@ std::optional<Finding> exhausted(const std::optional<std::uint64_t>& most, const
   return problem("watches",
                  "Your programs use " + std::to_string(*used) + " of " + std::to_string(*most) + " " + what +
                      ", which leaves too few for the agent.",
-                 "Raise the limit, as root: sysctl fs.inotify." + limit + "=" + std::to_string(*most * 2));
+                 "Raise the limit, as root:", "sysctl fs.inotify." + limit + "=" + std::to_string(*most * 2));
 }
 
 }  // namespace
@@ -48,17 +48,18 @@ Findings checkSettingsFile(const DoctorContext& context) {
   if (facts.kind == PathKind::kMissing) return {fine(kCheck, "There are no settings; the defaults apply.")};
   if (facts.kind != PathKind::kFile || !facts.isReadable) {
     return {problem(kCheck, "The settings " + quotedPath(path) + " cannot be read, so the defaults apply.",
-                    "Give yourself permission: chmod u+rw " + shellWord(path))};
+                    "Give yourself permission:", "chmod u+rw " + shellWord(path))};
   }
   const FileReading reading = context.platform.fileManager.contentsAtPath(path);
   const PropertyListReading list = context.platform.propertyLists.propertyListFromData(reading.data);
   if (!reading.status.ok() || !list.list.root.dictionary()) {
     return {problem(kCheck, "The settings " + quotedPath(path) + " are corrupt, so the defaults apply.",
-                    "Set your choices again with tarvel settings; the old file is kept beside the new one.")};
+                    "Set your choices again; the old file is kept beside the new one. To see which there are:",
+                    "tarvel settings list")};
   }
   if (!facts.isOwn || (facts.mode & kForOthers) != 0) {
     return {note(kCheck, "The settings " + quotedPath(path) + " can be read by other users.",
-                 "They hold nothing secret; to make them private: chmod 600 " + shellWord(path))};
+                 "They hold nothing secret. To make them private:", "chmod 600 " + shellWord(path))};
   }
   return {fine(kCheck, "The settings can be read, and only by you.")};
 }
@@ -68,11 +69,13 @@ Findings checkSettingsValues(const DoctorContext& context) {
   for (const Setting& setting : settingsTable()) {
     const SettingState state = stateOf(setting, context.agent.preferences, context.agent.files);
     if (!state.isStored || state.isUsed) continue;
-    findings.push_back(problem("settings-values",
-                               settingName(setting.key) + " is set to " + quotedText(state.storedText) +
-                                   ", which cannot be used; " + printable(state.inForce) + " is used instead.",
-                               isSettable(setting) ? "tarvel settings unset " + settingName(setting.key)
-                                                   : "Tarvel writes this setting itself, and will replace it."));
+    const std::string name = settingName(setting.key);
+    const std::string text = name + " is set to " + quotedText(state.storedText) + ", which cannot be used; " +
+                             printable(state.inForce) + " is used instead.";
+    findings.push_back(
+        isSettable(setting)
+            ? problem("settings-values", text, "To return to the default:", "tarvel settings unset " + name)
+            : problem("settings-values", text, "Tarvel writes this setting itself, and will replace it."));
   }
   if (findings.empty()) findings.push_back(fine("settings-values", "Every setting can be used."));
   return findings;
@@ -99,8 +102,8 @@ Findings checkError(const DoctorContext& context) {
   if (!code) return {fine(kCheck, "No pending error.")};
   const std::string text =
       "Pending error " + std::to_string(*code) + ": " + printable(messageOfCode(context.agent, *code));
-  if (*code == kHelperErrorUpdateFound) return {note(kCheck, text, "Once you have read this: tarvel report")};
-  return {problem(kCheck, text, "Fix what it says, then: tarvel agent start")};
+  if (*code == kHelperErrorUpdateFound) return {note(kCheck, text, "Once you have read this:", "tarvel report")};
+  return {problem(kCheck, text, "Fix what it says, then start the agent again:", "tarvel agent start")};
 }
 
 Findings checkAgent(const DoctorContext& context) {
@@ -115,11 +118,12 @@ Findings checkAgent(const DoctorContext& context) {
     findings.push_back(fine(kCheck, "Automatic sorting is on, and the agent is running."));
   } else if (runs) {
     findings.push_back(
-        note(kCheck, "Automatic sorting is off, but the agent is still running.", "To stop it: tarvel agent stop"));
+        note(kCheck, "Automatic sorting is off, but the agent is still running.", "To stop it:", "tarvel agent stop"));
   } else if (isWanted(context)) {
-    findings.push_back(problem(kCheck, "Automatic sorting is on, but the agent is not running.", "tarvel agent start"));
+    findings.push_back(problem(kCheck, "Automatic sorting is on, but the agent is not running.",
+                               "To start it:", "tarvel agent start"));
   } else {
-    findings.push_back(note(kCheck, "Automatic sorting is off.", "To turn it on: tarvel agent enable"));
+    findings.push_back(note(kCheck, "Automatic sorting is off.", "To turn it on:", "tarvel agent enable"));
   }
   return findings;
 }
@@ -130,23 +134,23 @@ Findings checkLogin(const DoctorContext& context) {
   const std::string from = entry.file.empty() ? std::string() : " (" + quotedPath(entry.file) + ")";
   if (entry.by == LoginStart::kNone) {
     if (!isWanted(context)) return {};
-    return {problem(kCheck, "The agent does not start when you log in.", "tarvel agent enable")};
+    return {problem(kCheck, "The agent does not start when you log in.", "To have it started:", "tarvel agent enable")};
   }
   if (!isWanted(context)) {
     return {note(kCheck,
                  "The agent is started when you log in" + from + ", and exits at once, since automatic sorting is off.",
-                 "To turn sorting on: tarvel agent enable. To stop it from starting: tarvel agent disable")};
+                 "To stop it from starting:", "tarvel agent disable")};
   }
   if (!entry.program.empty() && !context.probe.path(entry.program).isExecutable) {
     return {problem(kCheck,
                     "The program to start when you log in does not exist: " + quotedPath(entry.program) + from + ".",
-                    "tarvel agent enable")};
+                    "To start the installed one instead:", "tarvel agent enable")};
   }
   if (!entry.program.empty() && entry.program != context.agentProgram) {
     return {note(kCheck,
                  "Another agent than the one installed with this command starts when you log in: " +
                      quotedPath(entry.program) + from + ".",
-                 "To start this one instead: tarvel agent enable")};
+                 "To start this one instead:", "tarvel agent enable")};
   }
   const bool isManager = entry.by == LoginStart::kServiceManager;
   return {fine(kCheck, std::string("The agent is started ") +
@@ -163,7 +167,7 @@ Findings checkSession(const DoctorContext& context) {
   findings.push_back(context.probe.hasSessionBus()
                          ? fine("session-bus", "Your session bus answers, so errors can be shown as notifications.")
                          : note("session-bus", "No session bus answers, so errors are written to the log.",
-                                "tarvel status shows them, too."));
+                                "The last one is shown by:", "tarvel status"));
   if (context.probe.isSuperUser()) {
     findings.push_back(note("user", "You are root, so this is about root's own bookmarks and agent.",
                             "For your own, run it without sudo."));
@@ -175,12 +179,12 @@ Findings checkVersion(const DoctorContext& context) {
   constexpr const char* kCheck = "version";
   const AgentProcessFacts process = context.probe.agentProcess();
   if (process.isProgramGone) {
-    return {problem(kCheck, "The running agent was replaced by another version.", kRestart)};
+    return {problem(kCheck, "The running agent was replaced by another version.", "To run the new one:", kRestart)};
   }
   if (!process.program.empty() && process.program != context.agentProgram) {
     return {note(kCheck,
                  "The running agent is not the one installed with this command: " + quotedPath(process.program) + ".",
-                 std::string("To run this command's agent: ") + kRestart)};
+                 "To run this command's agent:", kRestart)};
   }
   const auto installed = context.agent.bundle.stringForInfoDictionaryKey("CFBundleShortVersionString");
   if (installed && *installed != TARVEL_VERSION) {
@@ -195,9 +199,9 @@ Findings checkUpdates(const DoctorContext& context) {
   if (!isSettingOn(context.agent, kAutomaticUpdateChecksKey)) return {fine(kCheck, "Update checks are off.")};
   const std::string checker = deletingLastPathComponent(context.agentProgram) + "/tarvel-update-check";
   if (!context.probe.path(checker).isExecutable) {
-    return {problem(kCheck,
-                    "Update checks are on, but the program for them does not exist: " + quotedPath(checker) + ".",
-                    "Install all of Tarvel, or: tarvel settings unset enable-automatic-checks")};
+    return {
+        problem(kCheck, "Update checks are on, but the program for them does not exist: " + quotedPath(checker) + ".",
+                "Install all of Tarvel, or turn update checks off:", "tarvel settings unset enable-automatic-checks")};
   }
   return {fine(kCheck, "Update checks are on, if this build has a feed.")};
 }
@@ -210,7 +214,7 @@ Findings checkLanguage(const DoctorContext& context) {
     return {note(kCheck,
                  "The agent orders titles by the language “" + orNone(process.orderLanguage) + "”, this command by “" +
                      orNone(own) + "”, so a preview may differ from what the agent does.",
-                 std::string("Set the same LANG for both, then: ") + kRestart)};
+                 "Set the same LANG for both, then restart the agent:", kRestart)};
   }
   if (!isLanguage(own)) {
     return {fine(kCheck, "No language is set, so titles are ordered by rules for all languages; LANG sets yours.")};

@@ -16,17 +16,18 @@ Findings checkBrowsers(const DoctorContext& context) {
     const std::string label = browser.label;
     const bool isOwn = state.manifest != ManifestState::kMissing;
     if ((isOwn ? state.manifest : state.systemManifest) == ManifestState::kBroken) {
-      findings.push_back(problem(
-          kCheck, label + " is set up for a host that is missing.",
-          isOwn ? std::string("tarvel browser enable ") + browser.name : "Install the package webext-tarvel again."));
+      const std::string text = label + " is set up for a host that is missing.";
+      findings.push_back(
+          isOwn ? problem(kCheck, text, "To set it up again:", std::string("tarvel browser enable ") + browser.name)
+                : problem(kCheck, text, "Install the package webext-tarvel again."));
     } else if (state.isSetUp() && state.isFound) {
       setUp += (setUp.empty() ? "" : ", ") + label;
     }
   }
   if (!setUp.empty()) findings.push_back(fine(kCheck, "Set up for the extension: " + setUp + "."));
   if (findings.empty() && isSettingOn(context.agent, kAutoSortBrowsersKey)) {
-    findings.push_back(
-        note(kCheck, "Automatic sorting in browsers is on, but no browser is set up.", "tarvel browser enable"));
+    findings.push_back(note(kCheck, "Automatic sorting in browsers is on, but no browser is set up.",
+                            "To set them up:", "tarvel browser enable"));
   }
   return findings;
 }

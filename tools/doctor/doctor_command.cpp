@@ -16,6 +16,9 @@ constexpr Findings (*kChecks[])(const DoctorContext&) = {
     checkBackup,        checkSettingsFile, checkSettingsValues, checkWatches, checkError,      checkAgent,
     checkLogin,         checkSession,      checkVersion,        checkUpdates, checkLanguage,   checkBrowsers};
 
+/// As wide as the column of the states.
+const std::string kMargin(8, ' ');
+
 std::size_t countOf(const Findings& findings, FindingState state) {
   return static_cast<std::size_t>(
       std::ranges::count_if(findings, [state](const Finding& finding) { return finding.state == state; }));
@@ -35,7 +38,7 @@ const char* wordOf(FindingState state) {
 std::string painted(const Painter& painter, FindingState state) {
   // The words form one column.
   std::string word = wordOf(state);
-  word.resize(8, ' ');
+  word.resize(kMargin.size(), ' ');
   if (state == FindingState::kFine) return painter.green(word);
   return state == FindingState::kNote ? painter.yellow(word) : painter.red(word);
 }
@@ -44,15 +47,23 @@ std::string resultOf(std::size_t problems) {
   return problems == 0 ? std::string("No problems found.") : counted(problems, "problem", "problems") + " found.";
 }
 
+/// A text that begins so many columns to the right of the margin, broken into lines below each other.
+std::string below(const Answer& answer, const std::string& text, std::size_t indent = 0) {
+  const std::size_t column = kMargin.size() + indent;
+  return wrapped(std::string(column, ' ') + text, answer.columns(), column).substr(column);
+}
+
 void show(Answer& answer, const Findings& findings) {
   const Painter& painter = answer.painter();
   std::string text;
   for (const Finding& finding : findings) {
     if (answer.options().isQuiet && finding.state == FindingState::kFine) continue;
-    text += painted(painter, finding.state) + printable(finding.text) + "\n";
-    if (!finding.advice.empty()) text += "        " + painter.bold("→ ") + printable(finding.advice) + "\n";
+    text += painted(painter, finding.state) + below(answer, printable(finding.text)) + "\n";
+    if (!finding.advice.empty())
+      text += kMargin + painter.bold("→ ") + below(answer, printable(finding.advice), 2) + "\n";
+    if (!finding.command.empty()) text += kMargin + ("  " + finding.command) + "\n";
   }
-  answer.print(text + "\n");
+  if (!text.empty()) answer.print(text + "\n");
 }
 
 void setFields(Answer& answer, const Findings& findings) {
@@ -63,7 +74,8 @@ void setFields(Answer& answer, const Findings& findings) {
     list.push_back({{"check", finding.check},
                     {"state", wordOf(finding.state)},
                     {"text", finding.text},
-                    {"advice", finding.advice.empty() ? Answer::Json() : Answer::Json(finding.advice)}});
+                    {"advice", finding.advice.empty() ? Answer::Json() : Answer::Json(finding.advice)},
+                    {"command", finding.command.empty() ? Answer::Json() : Answer::Json(finding.command)}});
   }
   answer["findings"] = std::move(list);
 }
@@ -79,11 +91,12 @@ Findings examine(const DoctorContext& context) {
   return all;
 }
 
-std::vector<std::string> problemsOfSorting(const DoctorContext& context) {
-  std::vector<std::string> problems;
+std::vector<Message> problemsOfSorting(const DoctorContext& context) {
+  std::vector<Message> problems;
   for (const auto check : {checkBookmarksFile, checkContents, checkFolder, checkFileSystem, checkBackup}) {
     for (const Finding& finding : check(context)) {
-      if (finding.state == FindingState::kProblem) problems.push_back(finding.text + " " + finding.advice);
+      if (finding.state == FindingState::kProblem)
+        problems.push_back({{finding.text, finding.advice}, finding.command});
     }
   }
   return problems;

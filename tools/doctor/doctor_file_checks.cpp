@@ -5,12 +5,12 @@
 #include "engine/tarvel.h"
 #include "platform/path_components.h"
 #include "settings/preference_keys.h"
-#include "tools/agent/reported_error.h"
 #include "tools/backups/initial_backup.h"
 #include "tools/backups/kept_saves.h"
 #include "tools/compare/change_recorder.h"
 #include "tools/doctor/doctor.h"
 #include "tools/files/preview_file_manager.h"
+#include "tools/report/failure_text.h"
 #include "tools/terminal/local_time.h"
 #include "tools/terminal/text.h"
 
@@ -18,7 +18,8 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kChooseFile = "Name your bookmarks file: tarvel settings set bookmarks-filename PATH";
+constexpr const char* kChooseFile = "If your file is elsewhere, name it:";
+constexpr const char* kSetFile = "tarvel settings set bookmarks-filename PATH";
 /// A browser holds the lock for moments.
 constexpr double kLongestHold = 600;
 /// Seconds from 1970 to 2001.
@@ -76,11 +77,19 @@ Trial trySort(const DoctorContext& context, const std::string& file) {
 }
 
 Finding rightsOf(const PathFacts& facts, const std::string& file) {
-  const std::string own = facts.isOwn ? "Give yourself permission: chmod u+rw " + shellWord(file)
-                                      : "It belongs to another user; use a file of your own.";
-  if (!facts.isReadable) return problem("bookmarks-file", quotedPath(file) + " is not readable for you.", own);
-  if (!facts.isWritable) return problem("bookmarks-file", quotedPath(file) + " is not writable for you.", own);
+  if (!facts.isReadable || !facts.isWritable) {
+    const std::string text = "You do not have permission to " + std::string(facts.isReadable ? "write" : "read") + " " +
+                             quotedPath(file) + ".";
+    if (!facts.isOwn) return problem("bookmarks-file", text, "It belongs to another user; use a file of your own.");
+    return problem("bookmarks-file", text, "Give yourself permission:", "chmod u+rw " + shellWord(file));
+  }
   return fine("bookmarks-file", "The bookmarks file is " + quotedPath(file) + ".");
+}
+
+/// A message whose last sentence is the advice.
+Finding problemOf(const char* check, const Message& message) {
+  const std::vector<std::string> text(message.sentences.begin(), message.sentences.end() - 1);
+  return problem(check, joinedSentences(text), message.sentences.back(), message.command);
 }
 
 }  // namespace
@@ -90,18 +99,19 @@ Findings checkBookmarksFile(const DoctorContext& context) {
   const std::string file = bookmarksFileOf(context.agent);
   const PathFacts facts = context.probe.path(file);
   if (!file.starts_with('/')) {
-    return {problem(kCheck, quotedPath(file) + " is not a full path, which the agent needs.", kChooseFile)};
+    return {problem(kCheck, quotedPath(file) + " is not a full path, which the agent needs.", kChooseFile, kSetFile)};
   }
   switch (facts.kind) {
     case PathKind::kMissing:
-      return {facts.isLink ? problem(kCheck, quotedPath(file) + " is a link that leads nowhere.", kChooseFile)
-                           : problem(kCheck, "There is no bookmarks file " + quotedPath(file) + ".", kChooseFile)};
+      return {facts.isLink
+                  ? problem(kCheck, quotedPath(file) + " is a link that leads nowhere.", kChooseFile, kSetFile)
+                  : problem(kCheck, "There is no bookmarks file " + quotedPath(file) + ".", kChooseFile, kSetFile)};
     case PathKind::kUnknown:
       return {problem(kCheck, quotedPath(file) + " cannot be examined: " + facts.reason + ".",
                       "Give yourself permission to enter the folders above it.")};
     case PathKind::kFolder:
     case PathKind::kOther:
-      return {problem(kCheck, quotedPath(file) + " is not a file.", kChooseFile)};
+      return {problem(kCheck, quotedPath(file) + " is not a file.", kChooseFile, kSetFile)};
     default:
       break;
   }
@@ -118,18 +128,21 @@ Findings checkContents(const DoctorContext& context) {
   if (facts.kind != PathKind::kFile || !facts.isReadable) return {};
   const Trial trial = trySort(context, file);
   if (trial.code != TarvelErrorNone) {
-    return {problem(kCheck, printable(messageOfCode(context.agent, trial.code)), kChooseFile)};
+    Message message = messageOf(context.platform, failureOf(context.platform, trial.code, file));
+    // Of a trial that goes without saying.
+    message.sentences.back() = kChooseFile;
+    message.command = kSetFile;
+    return {problemOf(kCheck, message)};
   }
   if (!trial.wouldChange) return {fine(kCheck, "The bookmarks are in order.")};
-  return {note(kCheck, "The next sort would change the file.", "To see how: tarvel preview")};
+  return {note(kCheck, "The next sort would change the file.", "To see how:", "tarvel preview")};
 }
 
 Findings checkKeptSaves(const DoctorContext& context) {
   Findings findings;
   const std::string file = bookmarksFileOf(context.agent);
   for (const std::string& save : context.agent.files.keptSavesAtPath(file)) {
-    KeptSaveWords words = wordsForKeptSave(save, file);
-    findings.push_back(problem("kept-saves", words.text, words.advice + " To see how it differs: " + words.command));
+    findings.push_back(problemOf("kept-saves", messageOfKeptSave(save, file)));
   }
   return findings;
 }
@@ -143,14 +156,14 @@ Findings checkFolder(const DoctorContext& context) {
   }
   if (facts.kind != PathKind::kFolder || !facts.isReadable || !facts.isExecutable) {
     return {problem(kCheck, "The folder " + quotedPath(folder) + " cannot be watched.",
-                    "Give yourself permission: chmod u+rx " + shellWord(folder))};
+                    "Give yourself permission:", "chmod u+rx " + shellWord(folder))};
   }
   if (!facts.isWritable) {
     return {note(kCheck,
                  "You cannot create files in " + quotedPath(folder) +
                      ", so the bookmarks file is overwritten in place, and a power failure at that instant would leave "
                      "it damaged.",
-                 "If you can, give yourself permission: chmod u+w " + shellWord(folder))};
+                 "If you can, give yourself permission:", "chmod u+w " + shellWord(folder))};
   }
   return {fine(kCheck, "Its folder can be watched, and written to.")};
 }
@@ -210,7 +223,7 @@ Findings checkBackup(const DoctorContext& context) {
     return {problem(kCheck,
                     quotedPath(backup) + " is the backup of " + quotedPath(present.madeOf) +
                         ", so the agent would make no backup of the bookmarks file before its first sort.",
-                    "To give each file its own: tarvel settings set bookmarks-filename " + shellWord(file))};
+                    "To give each file its own:", "tarvel settings set bookmarks-filename " + shellWord(file))};
   }
   const PathFacts facts = context.probe.path(backup);
   if (facts.kind == PathKind::kFile && facts.isReadable) {

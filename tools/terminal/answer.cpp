@@ -37,10 +37,10 @@ void Answer::say(const std::string& text) {
   }
 }
 
-void Answer::hint(const std::string& text, const std::string& command) {
+void Answer::hint(const Message& advice) {
   if (isJson() || options_.isQuiet) return;
-  say(text);
-  if (!command.empty()) std::cout << "  " << command << "\n";
+  for (const std::string& sentence : advice.sentences) say(sentence);
+  if (!advice.command.empty()) std::cout << "  " << advice.command << "\n";
 }
 
 void Answer::complain(const Message& message) {

@@ -34,10 +34,14 @@ class Answer {
   /// Colours for standard output, decided before a pager may have taken its place.
   [[nodiscard]] const Painter& painter() const { return painter_; }
 
+  /// To wrap at; 0 when standard output is not a terminal.
+  [[nodiscard]] std::size_t columns() const { return columns_; }
+
   /// A sentence or two of the answer, on a line of their own.
   void say(const std::string& text);
   /// Advice, with a command to paste on a line of its own. Left out with --quiet, and of JSON.
-  void hint(const std::string& text, const std::string& command = {});
+  void hint(const Message& advice);
+  void hint(const std::string& text, const std::string& command = {}) { hint({{text}, command}); }
   /// Something that went wrong.
   void complain(const Message& message);
   /// Text with its own line breaks, which JSON has in fields instead.
@@ -65,7 +69,6 @@ class Answer {
   std::string command_;
   OutputOptions options_;
   Painter painter_;
-  /// To wrap messages at; 0 when standard output is not a terminal.
   std::size_t columns_;
   std::string message_;
   Json fields_ = Json::object();

@@ -249,7 +249,10 @@ TEST_F(AgentCommands, StatusNamesASaveThatASortDisplaced) {
   files.putFile(kFile, "");
   files.addKeptSave(kFile, "/home/user/Library/Safari/.tarvel-displaced-1");
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("its save is kept as “/home/user/Library/Safari/.tarvel-displaced-1”"));
+  EXPECT_THAT(output, HasSubstr("Kept save:         /home/user/Library/Safari/.tarvel-displaced-1\n"));
+  EXPECT_THAT(output, HasSubstr("To see how it differs, and to put it back:\n  tarvel restore --from "
+                                "'/home/user/Library/Safari/.tarvel-displaced-1' '/home/user/Library/Safari/"
+                                "Bookmarks.plist'\n"));
   line.output.isJson = true;
   EXPECT_EQ(run([this] { return runStatus(agent, line); }), kExitNeedsAttention);
   EXPECT_THAT(output, HasSubstr("\"keptSaves\": [\n    \"/home/user/Library/Safari/.tarvel-displaced-1\"\n  ]"));

@@ -48,7 +48,7 @@ struct AgentControlTest : testing::Test {
   MemoryAgentService service;
   AgentContext agent{preferences, files, bundle, "/config/preferences.plist",
                      [this] { return service.runningAgent(); }};
-  std::vector<std::string> problems;
+  std::vector<Message> problems;
   CommandLine line;
   std::string output;
   std::string errors;
@@ -118,10 +118,11 @@ TEST_F(AgentControlTest, EnablesAndSaysThatTheFileIsMissing) {
 }
 
 TEST_F(AgentControlTest, EnablesAndSaysWhyTheFirstSortWouldFail) {
-  problems = {"It is no bookmarks file. Choose another.", "The disk is full. Make room."};
+  problems = {{{"It is not a bookmarks file.", "Name another:"}, "tarvel settings"},
+              {{"The disk is full.", "Make room."}, {}}};
   EXPECT_EQ(run(AgentAction::kEnable), 0);
-  EXPECT_THAT(output, HasSubstr("The first sort would fail:\n"
-                                "  It is no bookmarks file. Choose another.\n  The disk is full. Make room.\n"));
+  EXPECT_THAT(output, HasSubstr("The first sort would fail:\nIt is not a bookmarks file.\nName another:\n"
+                                "  tarvel settings\nThe disk is full.\nMake room.\n"));
   EXPECT_THAT(output, Not(HasSubstr("tarvel preview")));
   EXPECT_TRUE(service.runningAgent());
 }
@@ -191,18 +192,20 @@ TEST_F(AgentControlTest, StoppingAnEnabledAgentSaysThatItComesBack) {
   EXPECT_THAT(output, HasSubstr("It starts again when you next log in."));
 }
 
-TEST_F(AgentControlTest, TheStateIsOneLineAndAsksForAttentionWhenItShouldRunAndDoesNot) {
+TEST_F(AgentControlTest, TheStateNeedsAttentionWhenTheAgentShouldRunAndDoesNot) {
   EXPECT_EQ(run(AgentAction::kStatus), 0);
-  EXPECT_THAT(output,
-              HasSubstr("Automatic sorting is off. The agent is not running, and starts only when you start it"));
+  EXPECT_EQ(output,
+            "Automatic sorting is off.\nThe agent is not running, and starts only when you start it.\n"
+            "To turn it on:\n  tarvel agent enable\n");
   EXPECT_EQ(run(AgentAction::kEnable), 0);
   EXPECT_EQ(run(AgentAction::kStatus), 0);
-  EXPECT_THAT(output,
-              HasSubstr("Automatic sorting is on. The agent is running, process 4711, and starts whenever you log in "
-                        "(“/config/systemd/user/TarvelHelper.service”)."));
+  EXPECT_EQ(output,
+            "Automatic sorting is on.\nThe agent is running, process 4711, and starts whenever you log in "
+            "(“/config/systemd/user/TarvelHelper.service”).\n"
+            "To see its settings and the last error:\n  tarvel status\n");
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(AgentAction::kStatus), kExitNeedsAttention);
-  EXPECT_THAT(output, HasSubstr("tarvel status"));
+  EXPECT_THAT(output, HasSubstr("To see why it does not run:\n  tarvel status\n"));
 }
 
 }  // namespace

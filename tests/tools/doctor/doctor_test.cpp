@@ -16,6 +16,7 @@ namespace tarvel {
 namespace {
 
 using testing::AllOf;
+using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Field;
@@ -32,10 +33,10 @@ constexpr const char* kSettings = "/config/preferences.plist";
 constexpr double kNow = 800'000'000;
 constexpr std::int64_t kNowSince1970 = 1'778'307'200;
 
-/// A finding of this state whose sentence and advice have these words in them.
+/// A finding of this state with these words in its sentence, and those in its advice or its command.
 testing::Matcher<const Finding&> finding(FindingState state, const std::string& text, const std::string& advice = "") {
   return AllOf(Field(&Finding::state, state), Field(&Finding::text, HasSubstr(text)),
-               Field(&Finding::advice, HasSubstr(advice)));
+               AnyOf(Field(&Finding::advice, HasSubstr(advice)), Field(&Finding::command, HasSubstr(advice))));
 }
 testing::Matcher<const Finding&> isFine(const std::string& text) { return finding(FindingState::kFine, text); }
 testing::Matcher<const Finding&> isNote(const std::string& text, const std::string& advice = "") {
@@ -102,11 +103,11 @@ TEST_F(Doctor, OfAHealthyMachineEverythingIsFineAndNothingIsWritten) {
   EXPECT_EQ(preferences.flushCount(), writes);
 }
 
-TEST_F(Doctor, OneProblemNeedsAttentionAndItsAdviceIsBelow) {
+TEST_F(Doctor, OneProblemNeedsAttentionAndTheCommandToPasteIsAloneOnTheLastLine) {
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(), kExitNeedsAttention);
   EXPECT_THAT(output, HasSubstr("problem Automatic sorting is on, but the agent is not running.\n"
-                                "        → tarvel agent start\n"));
+                                "        → To start it:\n          tarvel agent start\n"));
   EXPECT_THAT(output, HasSubstr("\n1 problem found.\n"));
 }
 
@@ -124,7 +125,9 @@ TEST_F(Doctor, JsonHasTheSameFindings) {
   EXPECT_EQ(json["findings"][0]["check"], "bookmarks-file");
   EXPECT_EQ(json["findings"][0]["state"], "problem");
   EXPECT_EQ(json["findings"][0]["text"], std::string("There is no bookmarks file “") + kFile + "”.");
-  EXPECT_THAT(json["findings"][0]["advice"].get<std::string>(), HasSubstr("tarvel settings set bookmarks-filename"));
+  EXPECT_EQ(json["findings"][0]["advice"], "If your file is elsewhere, name it:");
+  EXPECT_EQ(json["findings"][0]["command"], "tarvel settings set bookmarks-filename PATH");
+  EXPECT_TRUE(json["findings"].back()["command"].is_null());
 }
 
 TEST_F(Doctor, ControlCharactersAreSpelledOut) {
@@ -153,11 +156,11 @@ TEST_F(Doctor, ARelativePathIsAProblem) {
 
 TEST_F(Doctor, TheFileMustBeReadAndWritten) {
   probe.paths[kFile].isWritable = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not writable for you", "chmod")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("permission to write “", "chmod u+rw")));
   probe.paths[kFile].isReadable = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not readable for you", "chmod")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("permission to read “", "chmod u+rw")));
   probe.paths[kFile].isOwn = false;
-  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("is not readable for you", "another user")));
+  EXPECT_THAT(checkBookmarksFile(context), ElementsAre(isProblem("permission to read “", "another user")));
 }
 
 TEST_F(Doctor, ALinkIsFollowedAndItsTargetsFolderLookedAt) {
@@ -177,6 +180,12 @@ TEST_F(Doctor, TheContentsAreSortedInMemory) {
   EXPECT_THAT(checkContents(context), ElementsAre(isProblem(kFile, "bookmarks-filename")));
 }
 
+TEST_F(Doctor, ABrokenFileIsAMatterOfItsContentsNotOfAccess) {
+  memory.fileManager.putFile(kFile, "<plist>\n<dict><foo/>");
+  EXPECT_THAT(checkContents(context), ElementsAre(isProblem("not a property list", "bookmarks-filename")));
+  EXPECT_THAT(checkContents(context), ElementsAre(Field(&Finding::text, Not(HasSubstr("verify")))));
+}
+
 TEST_F(Doctor, ReasonsForAFailingSortAreKnownBeforehand) {
   EXPECT_THAT(problemsOfSorting(context), IsEmpty());
   putBookmarks("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] ]");
@@ -184,8 +193,9 @@ TEST_F(Doctor, ReasonsForAFailingSortAreKnownBeforehand) {
   EXPECT_THAT(problemsOfSorting(context), IsEmpty());
   putBookmarks("Root[ a ]");
   probe.system.isReadOnly = true;
-  EXPECT_THAT(problemsOfSorting(context), ElementsAre(HasSubstr("tarvel settings set bookmarks-filename PATH"),
-                                                      HasSubstr("Remount it read-write")));
+  EXPECT_THAT(problemsOfSorting(context),
+              ElementsAre(Field(&Message::command, "tarvel settings set bookmarks-filename PATH"),
+                          Field(&Message::sentences, Contains(HasSubstr("Remount it read-write")))));
 }
 
 TEST_F(Doctor, TheContentsAreTriedWithTheAgentsSettings) {
