@@ -1,12 +1,14 @@
 """The command as a user meets it: every row of its grammar, its messages, help and pager, on terminals of 60 and 100 columns."""
 
 import json
+import os
 import plistlib
 import re
+import subprocess
 
 import runner
 from bookmark_trees import folder, leaf, root
-from home import SOURCE, HomeTest
+from home import SOURCE, TARVEL, HomeTest
 from terminal import Terminal
 
 WIDTHS = (60, 100)
@@ -222,6 +224,30 @@ class Failures(TranscriptTest):
         text = self.complain(2, "restore", self.file)
         self.assertEqual(text, "tarvel: There is no bookmarks file “~/Bookmarks.plist”.\nNothing was changed.\n"
                                "To see which other backups there are:\n  tarvel backup list\n")
+
+
+class CommandsToPaste(TranscriptTest):
+    def paste(self, said):
+        """Runs the last line in a shell."""
+        line = said.splitlines()[-1]
+        self.assertTrue(line.startswith("  tarvel "), said)
+        programs = self.home / "programs"
+        programs.mkdir(exist_ok=True)
+        if not (programs / "tarvel").exists():
+            (programs / "tarvel").symlink_to(TARVEL)
+        environment = {**self.environment, "PATH": f"{programs}:{self.environment['PATH']}"}
+        return subprocess.run(["bash", "-c", line], env=environment, cwd="/", stdin=subprocess.DEVNULL, capture_output=True, check=False)
+
+    def test_they_are_exact_for_every_name_of_a_file(self):
+        content = self.write(unsorted_root())
+        for name in (b"a b", b"it's", b'"q"', b"-n", b"new\nline", b"$HOME `id`", "\u202etxt".encode(), b"\xff\xfe", b"back\\slash"):
+            with self.subTest(name):
+                path = self.home / os.fsdecode(name)
+                path.write_bytes(content)
+                shown = self.say("backup", "create", path).replace("--from", "--yes --from")
+                path.write_bytes(b"")
+                self.assertEqual(self.paste(shown).returncode, 0, shown)
+                self.assertEqual(path.read_bytes(), content)
 
 
 class OnATerminal(TranscriptTest):

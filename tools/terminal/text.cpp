@@ -17,6 +17,14 @@ std::size_t lengthOf(std::string_view text) {
       std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
+/// A byte within $'...'.
+std::string escapedForShell(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  if (byte >= 0x20 && byte < 0x7F && c != '\'' && c != '\\') return {c};
+  return {'\\', static_cast<char>('0' + (byte >> 6)), static_cast<char>('0' + (byte >> 3 & 7)),
+          static_cast<char>('0' + (byte & 7))};
+}
+
 }  // namespace
 
 std::string shownPath(std::string_view path) {
@@ -28,8 +36,15 @@ std::string shownPath(std::string_view path) {
 std::string quotedPath(std::string_view path) { return "“" + shownPath(path) + "”"; }
 
 std::string shellWord(const std::string& word) {
-  std::string text = "'";
-  for (const char c : printable(word)) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  const bool isEscaped = printable(word) != word;
+  std::string text = isEscaped ? "$'" : "'";
+  for (const char c : word) {
+    if (isEscaped) {
+      text += escapedForShell(c);
+    } else {
+      text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+  }
   return text + "'";
 }
 

@@ -15,7 +15,8 @@ namespace tarvel {
 /// The same without quotes.
 [[nodiscard]] std::string shownPath(std::string_view path);
 
-/// One word for a shell, safe to show and to paste.
+/// One word for a shell, safe to show and to paste. Where printable() would change it, $'...' with escapes, which bash
+/// and zsh read.
 [[nodiscard]] std::string shellWord(const std::string& word);
 
 /// "1 folder", "2 folders".

@@ -258,6 +258,14 @@ TEST(HelpText, ARuleAndItsOppositeAreOneOption) {
   EXPECT_EQ(help.find("backup-file"), std::string::npos);
 }
 
+TEST(ShellWord, IsTheWordItselfToAShellAndSafeToShow) {
+  EXPECT_EQ(shellWord("a b"), "'a b'");
+  EXPECT_EQ(shellWord("it's ü"), "'it'\\''s ü'");
+  EXPECT_EQ(shellWord("a\nb"), "$'a\\012b'");
+  EXPECT_EQ(shellWord("'\\\xFF\n1"), "$'\\047\\134\\377\\0121'");
+  EXPECT_EQ(shellWord("a\u202Eb"), "$'a\\342\\200\\256b'");
+}
+
 TEST(Wrapped, BreaksAtSpacesAndLeavesLongWordsWhole) {
   EXPECT_EQ(wrapped("one two three", 7), "one two\nthree");
   EXPECT_EQ(wrapped("one two three", 7, 2), "one two\n  three");
