@@ -139,8 +139,9 @@ class Grammar(TranscriptTest):
         self.assertIn("(same as the file now)", self.say("backup", "list", self.file))
         (name,) = self.say("backup", "list", "-q", self.file).splitlines()
         self.assertTrue((self.home / "data/Tarvel" / name).is_file())
-        self.assertEqual(self.say("backup", "prune", "--keep", "0", "-n", self.file), "0 backups would be removed, 1 would stay.\n")
+        self.assertEqual(self.say("backup", "prune", "--keep", "0", "-n", self.file), "No backups would be removed, 1 would stay.\n")
         self.complain(64, "backup", "prune", self.file)
+        self.assertEqual(self.say("backup", "prune", "--keep", "0", self.home / "Other.plist"), "There are no backups to prune.\n")
 
     def test_dump(self):
         content = self.write({"a": 1})
@@ -223,7 +224,7 @@ class Failures(TranscriptTest):
     def test_restore_without_a_file_names_it(self):
         text = self.complain(2, "restore", self.file)
         self.assertEqual(text, "tarvel: There is no bookmarks file “~/Bookmarks.plist”.\nNothing was changed.\n"
-                               "To see which other backups there are:\n  tarvel backup list\n")
+                               f"To see which other backups there are:\n  tarvel backup list '{self.file}'\n")
 
 
 class CommandsToPaste(TranscriptTest):
@@ -248,6 +249,24 @@ class CommandsToPaste(TranscriptTest):
                 path.write_bytes(b"")
                 self.assertEqual(self.paste(shown).returncode, 0, shown)
                 self.assertEqual(path.read_bytes(), content)
+
+
+    def test_they_name_the_file_that_the_command_was_about(self):
+        content = self.write(unsorted_root())
+        for arguments in (["backup", "list", self.file], ["restore", self.file], ["restore", "--from", "2001", self.file]):
+            result = self.tarvel(*arguments)
+            said = (result.stdout + result.stderr).decode()
+            self.assertTrue(said.endswith(f" '{self.file}'\n"), said)
+            self.assertEqual(self.paste(said).returncode, 0, said)
+        # The first of them says how to make a backup.
+        shown = self.say("backup", "list", self.file)
+        self.assertTrue(shown.endswith(f"\n  tarvel restore --from NAME '{self.file}'\n"), shown)
+        self.say("sort", self.file)
+        (name,) = self.say("backup", "list", "-q", self.file).splitlines()[:1]
+        shown = self.say("restore", "--from", name, self.file, status=10)
+        self.assertIn("There is no terminal to ask on. Nothing was changed.\n", shown)
+        self.assertEqual(self.paste(shown).returncode, 0, shown)
+        self.assertEqual(self.file.read_bytes(), content)
 
 
 class OnATerminal(TranscriptTest):
@@ -300,6 +319,15 @@ class OnATerminal(TranscriptTest):
             self.assertNotIn("paged", self.on_terminal(100, *command, "--no-pager", PAGER=str(pager))[1], command)
         self.environment["PAGER"] = str(pager)
         self.assertNotIn("paged", self.say("preview", self.file, status=10))
+
+    def test_restore_asks_below_what_the_pager_has_shown(self):
+        self.write(unsorted_root())
+        self.say("sort", self.file)
+        pager = self.home / "pager"
+        pager.write_text("#!/bin/sh\ncat; echo end of pager\n")
+        pager.chmod(0o755)
+        _, shown = self.on_terminal(100, "restore", self.file, PAGER=str(pager), keys=[(b"[y/N]", b"n\n")])
+        self.assertIn("end of pager\nPut this backup back? [y/N]", shown)
 
     def test_a_missing_pager_and_one_that_ends_early_lose_nothing(self):
         self.write(unsorted_root())

@@ -9,10 +9,9 @@ namespace tarvel {
 
 namespace {
 
-constexpr const char* kList = "tarvel backup list";
-
 Message complaintAbout(const BackupStore& store, const BackupListing& listing, const std::string& given,
-                       const std::vector<Backup>& meant) {
+                       const std::vector<Backup>& meant, const std::string& places) {
+  const std::string list = "tarvel backup list" + places;
   if (!listing.status.ok()) {
     return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
              sentenceOf(printable(listing.status.reason)), kNothingChanged},
@@ -21,18 +20,18 @@ Message complaintAbout(const BackupStore& store, const BackupListing& listing, c
   if (meant.empty()) {
     return {{"There is no backup " + quotedText(given) + " in " + quotedPath(store.folder()) + ".", kNothingChanged,
              "To see which there are:"},
-            kList};
+            list};
   }
-  Message message{{quotedText(given) + " is part of several names; give more of one:"}, kList};
+  Message message{{quotedText(given) + " is part of several names; give more of one:"}, list};
   for (const Backup& backup : meant) message.sentences.push_back("  " + printable(backup.name));
-  message.sentences.emplace_back(kNothingChanged);
+  message.sentences.insert(message.sentences.end(), {kNothingChanged, "To see what they are:"});
   return message;
 }
 
 }  // namespace
 
 BackupChoice chooseBackup(const Platform& platform, const BackupStore& store, const std::string& initialBackup,
-                          const std::string& given) {
+                          const std::string& given, const std::string& places) {
   FileManager& files = platform.fileManager;
   const std::string path = files.stringByExpandingTildeInPath(absolutePath(given));
   if (given.find('/') != std::string::npos) return {path, TarvelErrorNone, {}};
@@ -49,7 +48,7 @@ BackupChoice chooseBackup(const Platform& platform, const BackupStore& store, co
   if (files.fileExistsAtPath(path)) return {path, TarvelErrorNone, {}};
   if (meant.size() == 1 && listing.status.ok()) return {meant.front().path, TarvelErrorNone, {}};
   const TarvelError code = listing.status.ok() ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed;
-  return {{}, code, complaintAbout(store, listing, given, meant)};
+  return {{}, code, complaintAbout(store, listing, given, meant, places)};
 }
 
 }  // namespace tarvel

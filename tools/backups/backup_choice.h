@@ -17,8 +17,10 @@ struct BackupChoice {
 };
 
 /// `given` is a path, or the name or a part of the name of exactly one backup, the initial backup at the full path
-/// `initialBackup` included. A whole name comes before a path, and a path before a part of a name.
+/// `initialBackup` included. A whole name comes before a path, and a path before a part of a name. `places` is
+/// wordsForPlaces().
 [[nodiscard]] BackupChoice chooseBackup(const Platform& platform, const BackupStore& store,
-                                        const std::string& initialBackup, const std::string& given);
+                                        const std::string& initialBackup, const std::string& given,
+                                        const std::string& places);
 
 }  // namespace tarvel

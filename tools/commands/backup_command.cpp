@@ -56,14 +56,14 @@ int createBackup(Answer& answer, const Platform& platform, const CommandLine& li
   return answer.end(0);
 }
 
-int listBackups(Answer& answer, const Platform& platform, const BackupStore& store, const std::string& path,
-                const std::string& initialBackup) {
+int listBackups(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store,
+                const std::string& path, const std::string& initialBackup) {
   std::optional<ShownProgress> shown(platform);
   const BackupList list = backupList(shown->platform(), path, initialBackup, store);
   shown.reset();
   if (!list.status.ok()) return failToList(answer, store, list.status);
   answer.page();
-  answerWith(answer, list);
+  answerWith(answer, list, wordsForPlaces(line));
   return answer.end(0);
 }
 
@@ -97,6 +97,13 @@ Pruning planPruning(const Platform& platform, const BackupOptions& options, cons
   return pruning;
 }
 
+std::string prunedText(std::size_t removed, std::size_t kept, bool isDryRun) {
+  if (removed + kept == 0) return "There are no backups to prune.";
+  const std::string text = removed == 0 ? "No backups" : counted(removed, "backup", "backups");
+  if (isDryRun) return text + " would be removed, " + std::to_string(kept) + " would stay.";
+  return text + " removed, " + std::to_string(kept) + (kept == 1 ? " stays." : " stay.");
+}
+
 int pruneBackups(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store) {
   const BackupListing listing = store.list();
   if (!listing.status.ok()) return failToList(answer, store, listing.status);
@@ -122,8 +129,7 @@ int pruneBackups(Answer& answer, const Platform& platform, const CommandLine& li
   answer["dryRun"] = line.isDryRun;
   answer["removed"] = std::move(removed);
   answer["kept"] = listing.backups.size() - count;
-  answer.say(counted(count, "backup", "backups") + (line.isDryRun ? " would be removed, " : " removed, ") +
-             std::to_string(listing.backups.size() - count) + (line.isDryRun ? " would stay." : " stay."));
+  answer.say(prunedText(count, listing.backups.size() - count, line.isDryRun));
   return answer.end(count == pruning.toGo.size() ? 0 : kExitFailed);
 }
 
@@ -138,7 +144,7 @@ int runBackup(const Platform& platform, const CommandLine& line, const CommandSe
     case BackupAction::kCreate:
       return createBackup(answer, platform, line, store, file);
     case BackupAction::kList:
-      return listBackups(answer, platform, store, file, initialBackup);
+      return listBackups(answer, platform, line, store, file, initialBackup);
     case BackupAction::kPrune:
       return pruneBackups(answer, platform, line, store);
   }

@@ -44,8 +44,7 @@ Difference differenceOf(const Platform& platform, const std::string& oldFile, co
 
 std::string differenceSummary(const TreeComparison& comparison) {
   const std::string summary = summaryOf(changesOf(comparison));
-  return summary.empty() ? "No difference: the same entries, with the same titles and addresses, in the same order."
-                         : summary;
+  return summary.empty() ? "No difference: the same entries, titles and addresses in the same order." : summary;
 }
 
 std::string differenceText(const TreeComparison& comparison, const Painter& painter, bool isVerbose) {

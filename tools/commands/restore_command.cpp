@@ -65,6 +65,7 @@ class Restoring {
   [[nodiscard]] bool canAsk() const { return context_.prompt.isInteractive() && !answer_.isJson(); }
   /// `isNeeded`: without a terminal, it takes --yes.
   [[nodiscard]] bool isConfirmed(bool isNeeded) const;
+  void refuseToAsk() const;
   /// Saves what the file holds, then writes the backup's bytes to it. Returns 0, or complains.
   [[nodiscard]] int replaceFile();
   [[nodiscard]] FileStatus write() const;
@@ -96,13 +97,13 @@ int Restoring::complain(TarvelError code, const std::string& file, const std::st
 int Restoring::complainOfNoBackup() const {
   Message message{{"There is no initial backup of " + quotedPath(file_) + ".",
                    "The file has not been sorted since one was put back, or never.",
-                   "A backup elsewhere is named with --backup-file.", kNothingChanged},
+                   "Name a backup that is elsewhere with --backup-file.", kNothingChanged},
                   "tarvel backup list" + wordsForPlaces(line_)};
   // The agent's backup may be of this file, and not say so.
   const InitialBackup agents = backupAt(platform_.fileManager, agentBackupFile(platform_.fileManager), file_);
   if (agents.path != backup_ && agents.origin == BackupOrigin::kUnrecorded) {
-    message.sentences.push_back(quotedPath(agents.path) +
-                                " does not record which file it was made of. To see what it would change:");
+    message.sentences.insert(message.sentences.end(),
+                             {quotedPath(agents.path) + " does not record its file.", "To see what it would change:"});
     message.command = "tarvel restore --dry-run --from " + shellWord(agents.path) + wordsForPlaces(line_);
   } else {
     message.sentences.emplace_back("To see which other backups there are:");
@@ -115,8 +116,8 @@ int Restoring::complainOfNoFile() const {
   const bool hasBackup = platform_.fileManager.fileExistsAtPath(backup_);
   answer_.complain({{"There is no bookmarks file " + quotedPath(file_) + ".", kNothingChanged,
                      hasBackup ? "To put the backup there all the same:" : "To see which other backups there are:"},
-                    hasBackup ? "tarvel restore --from " + shellWord(backup_) + wordsForPlaces(line_)
-                              : std::string("tarvel backup list")});
+                    (hasBackup ? "tarvel restore --from " + shellWord(backup_) : std::string("tarvel backup list")) +
+                        wordsForPlaces(line_)});
   return TarvelErrorOutputFileNotFound;
 }
 
@@ -132,7 +133,8 @@ void Restoring::warnOfAgent() const {
   if (!context_.prompt.confirm("Turn automatic sorting off first?")) return;
   const std::string complaint = context_.disableAgent();
   if (complaint.empty()) {
-    answer_.say("Automatic sorting is off. To turn it on again: tarvel agent enable");
+    answer_.say("Automatic sorting is off.");
+    answer_.hint("To turn it on again:", "tarvel agent enable");
   } else {
     answer_.complain({{complaint}, {}});
   }
@@ -142,8 +144,7 @@ void Restoring::warnOfAgent() const {
 void Restoring::sayAgentComes() const {
   if (!context_.isWatched(file_)) return;
   answer_.say("The agent is running, and is about to sort this file again.");
-  answer_.hint("To keep the file as it is now, turn automatic sorting off, then restore once more:",
-               "tarvel agent disable");
+  answer_.hint("To keep the file as it is now, turn that off and restore once more:", "tarvel agent disable");
 }
 
 void Restoring::sayRestored(const std::string& sentence) const {
@@ -239,10 +240,14 @@ void Restoring::showDifference() const {
     setChanges(answer_, difference.comparison);
     return;
   }
+  answer_.page();
   answer_.print("From " + quotedPath(file_) + " to " + quotedPath(backup_) + ":\n");
   answer_.say(differenceSummary(difference.comparison));
-  if (line_.output.isQuiet) return;
-  answer_.print(differenceText(difference.comparison, answer_.painter(), line_.output.isVerbose));
+  if (!line_.output.isQuiet) {
+    answer_.print(differenceText(difference.comparison, answer_.painter(), line_.output.isVerbose));
+  }
+  // The question is asked below what the pager has shown.
+  answer_.endPage();
 }
 
 void Restoring::sayOrigin() const {
@@ -258,7 +263,7 @@ FileStatus Restoring::write() const {
 }
 
 int Restoring::fromGiven() {
-  const BackupChoice choice = chooseBackup(platform_, store_, backup_, line_.backups.from);
+  const BackupChoice choice = chooseBackup(platform_, store_, backup_, line_.backups.from, wordsForPlaces(line_));
   if (choice.path.empty()) {
     answer_.complain(choice.complaint);
     return choice.code;
@@ -292,8 +297,7 @@ bool Restoring::isConfirmed(bool isNeeded) const {
   }
   if (line_.backups.isAgreed) return true;
   if (!canAsk()) {
-    if (isNeeded)
-      answer_.say("Nothing was changed, since there is no terminal to ask on; --yes restores without asking.");
+    if (isNeeded) refuseToAsk();
     return !isNeeded;
   }
   // Consent counts only when the difference could be shown.
@@ -301,6 +305,13 @@ bool Restoring::isConfirmed(bool isNeeded) const {
   if (isShown && context_.prompt.confirm("Put this backup back?")) return true;
   answer_.say(kNothingChanged);
   return false;
+}
+
+void Restoring::refuseToAsk() const {
+  const std::string& from = line_.backups.from;
+  answer_.say(std::string("There is no terminal to ask on. ") + kNothingChanged);
+  answer_.hint("To put it back without asking:",
+               "tarvel restore --yes" + (from.empty() ? "" : " --from " + shellWord(backup_)) + wordsForPlaces(line_));
 }
 
 int Restoring::replaceFile() {

@@ -94,14 +94,14 @@ BackupList backupList(const Platform& platform, const std::string& file, const s
   return list;
 }
 
-void answerWith(Answer& answer, const BackupList& list) {
+void answerWith(Answer& answer, const BackupList& list, const std::string& places) {
   answer["file"] = list.file;
   answer["folder"] = list.folder;
   answer["backups"] = listAsJson(list);
   if (list.backups.empty()) {
     if (answer.options().isQuiet) return;
     answer.say("There is no backup of " + quotedPath(list.file) + " in " + quotedPath(list.folder) + ".");
-    answer.hint("To make one:", "tarvel backup");
+    answer.hint("To make one:", "tarvel backup create" + places);
     return;
   }
   if (answer.options().isQuiet) {
@@ -109,7 +109,9 @@ void answerWith(Answer& answer, const BackupList& list) {
     return;
   }
   answer.print(listText(list));
-  answer.hint("\nTo put one back, give its name, or a part that only one name has:", "tarvel restore --from NAME");
+  answer.print("\n");
+  answer.hint("To put one back, give its name, or a part that only one name has:",
+              "tarvel restore --from NAME" + places);
 }
 
 }  // namespace tarvel

@@ -37,7 +37,7 @@ struct BackupList {
 [[nodiscard]] BackupList backupList(const Platform& platform, const std::string& file, const std::string& initialBackup,
                                     const BackupStore& store);
 
-/// Answers with the list; times for people are local.
-void answerWith(Answer& answer, const BackupList& list);
+/// Answers with the list; times for people are local. `places` is wordsForPlaces().
+void answerWith(Answer& answer, const BackupList& list, const std::string& places);
 
 }  // namespace tarvel

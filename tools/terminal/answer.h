@@ -49,6 +49,8 @@ class Answer {
 
   /// Sends what follows through a pager, where the output is a terminal and the user wants one.
   void page();
+  /// Waits until the pager is closed; what follows goes to the terminal again.
+  void endPage() { pager_.reset(); }
 
   /// A field of the JSON object. Order of first use is the order of the fields.
   Json& operator[](const char* field) { return fields_[field]; }
