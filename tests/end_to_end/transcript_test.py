@@ -192,6 +192,8 @@ class UsageErrors(TranscriptTest):
         for arguments, text in (
             (["srot"], "tarvel: There is no command “srot”.\nDid you mean “sort”?\n  tarvel help\n"),
             (["help", "srot"], "tarvel: There is no command “srot”.\nDid you mean “sort”?\n  tarvel help\n"),
+            (["help", "agent", "strat"],
+             "tarvel: There is no command “agent strat”.\nDid you mean “start”?\n  tarvel help agent\n"),
             (["agent", "strat"], "tarvel: There is no command “agent strat”.\nDid you mean “start”?\n  tarvel help agent\n"),
             (["sort", "--folder-at-top"],
              "tarvel: There is no option “--folder-at-top”.\nDid you mean “--folders-at-top”?\n  tarvel help sort\n"),
@@ -201,6 +203,12 @@ class UsageErrors(TranscriptTest):
              "tarvel: --keep: “x” is not a number of backups.\n  tarvel help backup prune\n"),
             (["sort", "a", "b"], "tarvel: There is one argument too many: “b”.\n  tarvel help sort\n"),
             (["diff", "a"], "tarvel: “tarvel diff” needs OLD and NEW.\n  tarvel help diff\n"),
+            (["preview", "--html", "my page.html", "x"],
+             "tarvel: --html takes no file, so “my page.html” would be read as bookmarks.\nTo write the page to it:\n"
+             "  tarvel preview --html -o 'my page.html' x\n"),
+            (["-q", "preview", "--html", "page.html"],
+             "tarvel: --html takes no file, so “page.html” would be read as bookmarks.\nTo write the page to it:\n"
+             "  tarvel -q preview --html -o page.html\n"),
             (["preview", "--html="],
              "tarvel: --html: the value is empty; is a variable of your shell not set?.\n  tarvel help preview\n".replace("?.", "?")),
         ):
@@ -253,7 +261,7 @@ class CommandsToPaste(TranscriptTest):
 
     def test_they_name_the_file_that_the_command_was_about(self):
         content = self.write(unsorted_root())
-        for arguments in (["backup", "list", self.file], ["restore", self.file], ["restore", "--from", "2001", self.file]):
+        for arguments in (["backup", "list", self.file], ["restore", self.file], ["restore", "--from", "nothing", self.file]):
             result = self.tarvel(*arguments)
             said = (result.stdout + result.stderr).decode()
             self.assertTrue(said.endswith(f" '{self.file}'\n"), said)

@@ -55,12 +55,32 @@ std::string unknownOption(const std::vector<std::string>& arguments, const std::
   return {};
 }
 
+/// An argument as it is pasted; plain words without quotes.
+std::string pasted(const std::string& argument) {
+  const bool isPlain = !argument.empty() && std::ranges::all_of(argument, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::string_view("-_./=").find(c) != std::string_view::npos;
+  });
+  return isPlain ? argument : shellWord(argument);
+}
+
+/// The page goes to -o.
+Message refusalOfPage(const std::string& page, const std::vector<std::string>& arguments) {
+  Message message{
+      {"--html takes no file, so " + quotedText(page) + " would be read as bookmarks.", "To write the page to it:"},
+      "tarvel"};
+  for (const std::string& argument : arguments) {
+    message.command += " " + pasted(argument) + (argument == "--html" ? " -o" : "");
+  }
+  return message;
+}
+
 Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& arguments) {
   const CLI::App& innermost = innermostParsed(app);
   const std::string word = firstWord(arguments);
-  if (isCommandUnknown(app, arguments)) {
-    return {{"There is no command " + quotedText(word) + ".", didYouMean(word, commandNames(app))}, {}};
-  }
+  if (isCommandUnknown(app, arguments)) return unknownCommand(app, {}, word);
+  const auto page = pageAfterHtml(arguments);
+  if (page && innermost.get_option_no_throw("--html") != nullptr) return refusalOfPage(*page, arguments);
   const std::string option = unknownOption(arguments, optionNames(app));
   if (!option.empty() && dynamic_cast<const CLI::ValidationError*>(&error) == nullptr) {
     return {{"There is no option " + quotedText(option) + ".", didYouMean(option, optionNames(app))}, {}};
@@ -71,11 +91,8 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
   const std::vector<std::string> left = app.remaining(true);
   if (extras != nullptr && !left.empty()) {
     const bool isGroup = !innermost.get_subcommands({}).empty();
-    return {{(isGroup ? "There is no command " + quotedText(nameOfParsed(app) + " " + left.front())
-                      : "There is one argument too many: " + quotedText(left.front())) +
-                 ".",
-             isGroup ? didYouMean(left.front(), commandNames(innermost)) : std::string()},
-            {}};
+    if (isGroup) return unknownCommand(innermost, nameOfParsed(app), left.front());
+    return {{"There is one argument too many: " + quotedText(left.front()) + "."}, {}};
   }
   if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
     std::string needed;
@@ -92,6 +109,19 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
 }
 
 }  // namespace
+
+Message unknownCommand(const CLI::App& group, const std::string& groupName, const std::string& word) {
+  const std::string before = groupName.empty() ? std::string() : groupName + " ";
+  return {{"There is no command " + quotedText(before + word) + ".", didYouMean(word, commandNames(group))},
+          groupName.empty() ? "tarvel help" : "tarvel help " + groupName};
+}
+
+std::optional<std::string> pageAfterHtml(const std::vector<std::string>& arguments) {
+  const auto option = std::ranges::find(arguments, "--html");
+  if (option == arguments.end() || option + 1 == arguments.end()) return std::nullopt;
+  const std::string& page = *(option + 1);
+  return page.ends_with(".html") || page.ends_with(".htm") ? std::optional(page) : std::nullopt;
+}
 
 bool isCommandUnknown(const CLI::App& app, const std::vector<std::string>& arguments) {
   const std::string word = firstWord(arguments);
@@ -115,6 +145,7 @@ std::string nameOfParsed(const CLI::App& app) {
 
 Message usageMessage(CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& arguments) {
   Message message = wordsFor(app, error, arguments);
+  if (!message.command.empty()) return message;
   const bool isKnown = !isCommandUnknown(app, arguments);
   const std::string name = app.get_subcommands().empty() && isKnown ? firstWord(arguments) : nameOfParsed(app);
   message.command = "tarvel help" + (name.empty() ? "" : " " + name);

@@ -88,6 +88,18 @@ TEST(CommandLine, GlobalOptionsStandBeforeOrAfterTheCommand) {
   EXPECT_TRUE(parse({"settings", "get", "-v", "folders-at-top"}).line.output.isVerbose);
 }
 
+TEST(CommandLine, FlagsCanBeBunched) {
+  for (const char* bunch : {"-nq", "-qn"}) {
+    const CommandLine line = parse({"sort", bunch, "f"}).line;
+    EXPECT_TRUE(line.isDryRun) << bunch;
+    EXPECT_TRUE(line.output.isQuiet) << bunch;
+    EXPECT_EQ(line.file, "f") << bunch;
+  }
+  EXPECT_TRUE(parse({"restore", "-yv"}).line.backups.isAgreed);
+  EXPECT_EQ(parse({"dump", "-fjson"}).line.dumpFormat, DumpFormat::kJson);
+  EXPECT_EQ(parse({"agent", "log", "-n20"}).line.logLines, 20U);
+}
+
 TEST(CommandLine, WhatFollowsTwoDashesIsNotAnOption) {
   const CommandLine line = parse({"sort", "--", "--json"}).line;
   EXPECT_EQ(line.file, "--json");
@@ -101,6 +113,7 @@ TEST(CommandLine, TheNameIsTheWholeCommandWithItsDefault) {
   EXPECT_EQ(parse({"backup", "list"}).line.name, "backup list");
   EXPECT_EQ(parse({"settings"}).line.name, "settings list");
   EXPECT_EQ(parse({"agent"}).line.name, "agent status");
+  EXPECT_EQ(parse({"browser"}).line.name, "browser status");
 }
 
 TEST(CommandLine, ADryRunOfASortIsAPreview) {
@@ -180,7 +193,11 @@ TEST(CommandLine, WrongUsageIsDoneWith64) {
                                                                      {"sort", "--html", "x"},
                                                                      {"sort", "--open"},
                                                                      {"what"},
-                                                                     {"help", "what"}}) {
+                                                                     {"help", "what"},
+                                                                     {"help", "backup", "prun"},
+                                                                     {"help", "sort", "sort"},
+                                                                     {"preview", "--html", "page.html"},
+                                                                     {"diff", "--html", "page.html", "b"}}) {
     const ParsedCommandLine parsed = parse(arguments);
     EXPECT_TRUE(parsed.isDone);
     EXPECT_EQ(parsed.exitStatus, kExitUsage);
