@@ -33,7 +33,7 @@ class Settings(AgentTest):
     def test_a_setting_is_set_read_and_unset(self):
         result = self.tarvel("settings", "set", "AutoSortMode", "yes")
         self.assertEqual((result.returncode, result.stderr), (0, b""))
-        self.assertEqual(result.stdout, b"auto-sort-mode is now yes, from the agent's next start.\n")
+        self.assertEqual(result.stdout.splitlines()[0], b"auto-sort-mode is now yes, from the agent's next start.")
         self.assertEqual(self.stored(), {"AutoSortMode": True})
         self.assertEqual(self.tarvel("settings", "get", "AutoSortMode").stdout, b"yes\n")
         self.assertEqual(self.tarvel("settings", "unset", "AutoSortMode").returncode, 0)

@@ -149,7 +149,10 @@ class Grammar(TranscriptTest):
         self.assertEqual(json.loads(self.say("dump", "-f", "json", "-", input=content)), {"a": 1})
         self.say("dump", "-o", "out.plist", self.file)
         self.assertEqual(plistlib.loads((self.home / "out.plist").read_bytes()), {"a": 1})
-        self.assertIn("Nothing was changed.", self.complain(6, "dump", "-o", "out.plist", self.file))
+        for taken in ("out.plist", self.home / "data"):
+            (self.home / "data").mkdir(exist_ok=True)
+            self.assertIn("It exists already, and a dump replaces nothing.\nNothing was changed.\n",
+                          self.complain(6, "dump", "-o", taken, self.file))
 
     def test_settings(self):
         self.assertIn("folders-at-top = yes\n", self.say("settings"))
@@ -228,6 +231,23 @@ class Failures(TranscriptTest):
                 self.assertNotIn("read and write access", text)
                 self.assertTrue(text.endswith("Nothing was changed.\n"), text)
                 self.assertEqual(text.count(self.shown(broken)), 1 if file == broken else 0, text)
+
+    def test_a_dump_says_what_happened_why_and_what_to_do(self):
+        broken = self.home / "broken.plist"
+        broken.write_bytes(b"<plist>\n<dict><foo/>")
+        for status, file, text in (
+            (1, "none", "tarvel: There is no file “~/none”.\n"),
+            (1, broken / "none", "tarvel: There is no file “~/broken.plist/none”.\n"),
+            (5, self.home / "data", "tarvel: “~/data” could not be read.\nIt is a folder.\n"),
+            (5, "/dev/null", "tarvel: “/dev/null” could not be read.\n"),
+        ):
+            (self.home / "data").mkdir(exist_ok=True)
+            self.assertTrue(self.complain(status, "dump", file).startswith(text), file)
+        self.assertRegex(self.complain(5, "dump", broken),
+                         "^tarvel: “~/broken.plist” could not be read.\nIt is not a property list: .* line 2.*\n$")
+        self.assertTrue(self.complain(1, "dump").endswith("pass its path:\n  tarvel dump PATH\n"))
+        _, shown = self.on_terminal(100, "dump", "-f", "binary", "my file")
+        self.assertTrue(shown.endswith("Write it to a file:\n  tarvel dump --format binary -o FILE 'my file'\n"), shown)
 
     def test_restore_without_a_file_names_it(self):
         text = self.complain(2, "restore", self.file)
@@ -325,6 +345,7 @@ class OnATerminal(TranscriptTest):
         for command in (["preview", self.file], ["dump", self.file], ["settings"], ["backup", "list", self.file]):
             self.assertIn("paged with FRX", self.on_terminal(100, *command, PAGER=str(pager))[1], command)
             self.assertNotIn("paged", self.on_terminal(100, *command, "--no-pager", PAGER=str(pager))[1], command)
+            self.assertNotIn("paged", self.on_terminal(100, *command, PAGER="")[1], command)
         self.environment["PAGER"] = str(pager)
         self.assertNotIn("paged", self.say("preview", self.file, status=10))
 

@@ -71,24 +71,24 @@ SettingInput secondsFor(const Setting& setting, const std::string& text) {
   std::int64_t seconds = 0;
   const auto parsed = std::from_chars(text.data(), text.data() + text.size(), seconds);
   if (parsed.ec != std::errc() || parsed.ptr != text.data() + text.size()) {
-    return {{}, quotedText(text) + " is not a whole number of seconds."};
+    return {{}, quotedText(text) + " is not a whole number of seconds.", {}};
   }
   const std::int64_t used = std::clamp(seconds, setting.least, setting.most);
   if (used != seconds) {
-    return {{}, "The agent would use " + std::to_string(used) + " instead of " + std::to_string(seconds) + "."};
+    return {{}, "The agent would use " + std::to_string(used) + " instead of " + std::to_string(seconds) + ".", {}};
   }
   const auto tree = std::make_shared<PropertyListTree>();
-  return {listOf(tree, tree->makeInteger(seconds)), {}};
+  return {listOf(tree, tree->makeInteger(seconds)), {}, {}};
 }
 
 SettingInput pathFor(const std::string& text, FileManager& files) {
-  if (text.empty()) return {{}, "The path is empty; to return to the default file, unset the setting."};
+  if (text.empty()) return {{}, "The path is empty; to return to the default file, unset the setting.", {}};
   const std::string full = absolutePath(files.stringByExpandingTildeInPath(text));
   if (full != text) {
-    return {{}, "The agent needs a full path; did you mean " + quotedText(full) + "?"};
+    return {{}, "The agent needs a full path.", full};
   }
   const auto tree = std::make_shared<PropertyListTree>();
-  return {listOf(tree, tree->makeString(text)), {}};
+  return {listOf(tree, tree->makeString(text)), {}, {}};
 }
 
 /// The value that the agent reads from what is stored; none when it cannot use that.
@@ -143,15 +143,15 @@ SettingInput inputFor(const Setting& setting, const std::string& text, FileManag
   switch (setting.type) {
     case SettingType::kBoolean: {
       const auto boolean = booleanOf(text);
-      if (!boolean) return {{}, quotedText(text) + " is not yes or no."};
-      return {listOf(tree, tree->makeBoolean(*boolean)), {}};
+      if (!boolean) return {{}, quotedText(text) + " is not yes or no.", {}};
+      return {listOf(tree, tree->makeBoolean(*boolean)), {}, {}};
     }
     case SettingType::kSeconds:
       return secondsFor(setting, text);
     case SettingType::kPath:
       return pathFor(text, files);
     default:
-      return {{}, "Tarvel writes this setting itself."};
+      return {{}, "Tarvel writes this setting itself.", {}};
   }
 }
 
@@ -160,7 +160,7 @@ std::string effectText(SettingEffect effect) {
     case SettingEffect::kNextSort:
       return "from the next sort";
     case SettingEffect::kNextSortThenStart:
-      return "from the next sort; its folder is watched from the agent's next start";
+      return "from the next sort; watched from the agent's next start";
     case SettingEffect::kNextStart:
       return "from the agent's next start";
     default:

@@ -52,10 +52,12 @@ struct SettingState {
 /// `files` expands the tilde of the default file.
 [[nodiscard]] SettingState stateOf(const Setting& setting, PreferencesStore& preferences, FileManager& files);
 
-/// A value to be stored, or why the text given for it cannot be used and what could.
+/// A value to be stored, or why the text given for it cannot be used.
 struct SettingInput {
   PropertyList value;
   std::string complaint;
+  /// What was probably meant; empty when that is unknown.
+  std::string suggestion;
 };
 
 [[nodiscard]] SettingInput inputFor(const Setting& setting, const std::string& text, FileManager& files);

@@ -40,8 +40,29 @@ Input readInput(const Platform& platform, const CommandLine& line, const Command
   return {shownPath(path), platform.fileManager.contentsAtPath(path)};
 }
 
-int fail(Answer& answer, const std::string& name, const std::string& reason, int status) {
-  return answer.fail(status, {{quotedText(name) + ": " + sentenceOf(printable(reason))}, {}});
+int failToRead(Answer& answer, const Platform& platform, const CommandLine& line, const Input& input) {
+  const int code = input.reading.status.code;
+  if (code != ENOENT && code != ENOTDIR) {
+    return answer.fail(TarvelErrorReadFailed,
+                       {{quotedText(input.name) + " could not be read.", reasonOf(platform, input.reading)}, {}});
+  }
+  Message message{{"There is no file " + quotedText(input.name) + "."}, {}};
+  if (line.file.empty()) {
+    message.sentences.emplace_back("If your file is elsewhere, pass its path:");
+    message.command = "tarvel dump PATH";
+  }
+  return answer.fail(TarvelErrorBookmarksFileNotFound, message);
+}
+
+int failToWrite(Answer& answer, const std::string& name, const std::string& reason) {
+  return answer.fail(TarvelErrorWriteFailed,
+                     {{quotedText(name) + " cannot be written in this form.", sentenceOf(printable(reason))}, {}});
+}
+
+int refuseTerminal(Answer& answer, const CommandLine& line) {
+  const std::string file = line.file.empty() ? "" : " " + shellWord(line.file);
+  return answer.fail(kExitUsage, {{"The binary form is not for terminals.", "Write it to a file:"},
+                                  "tarvel dump --format binary -o FILE" + file});
 }
 
 /// False once the reader of standard output is gone.
@@ -82,25 +103,23 @@ int writeFile(Answer& answer, const Platform& platform, const CommandLine& line,
     bytes += piece;
     return true;
   });
-  if (error) return fail(answer, shownPath(path), error->description, TarvelErrorWriteFailed);
+  if (error) return failToWrite(answer, shownPath(path), error->description);
   const Data data = Data::copyOf(bytes);
   const FileStatus status = files.createFileAtPath({{data.bytes()}, {}}, path);
   if (!status.ok()) {
-    const bool exists = status.code == EEXIST;
-    return answer.fail(TarvelErrorWriteFailed, {{quotedPath(path) + " could not be written.",
-                                                 exists ? "There is a file already, and a dump replaces none."
-                                                        : sentenceOf(printable(status.reason)),
-                                                 kNothingChanged},
-                                                {}});
+    const std::string reason = status.code == EEXIST ? "It exists already, and a dump replaces nothing."
+                                                     : sentenceOf(printable(status.reason));
+    return answer.fail(TarvelErrorWriteFailed,
+                       {{quotedPath(path) + " could not be written.", reason, kNothingChanged}, {}});
   }
   answer.hint("The list was written to " + quotedPath(path) + ".");
   return answer.end(0);
 }
 
 /// The envelope with the list as its last field, which is written piece by piece: a small list can be very much text.
-int writeEnvelope(Answer& answer, const PropertyList& list) {
+int writeEnvelope(Answer& answer, const std::string& name, const PropertyList& list) {
   if (unfoldsTooFar(list.root)) {
-    return answer.fail(TarvelErrorWriteFailed, {{sentenceOf(kUnfoldsTooFar)}, {}});
+    return failToWrite(answer, name, kUnfoldsTooFar);
   }
   return answer.endWith(0, "propertyList", [&list](const auto& sink) { writePropertyListAsJson(list.root, sink); });
 }
@@ -110,24 +129,15 @@ int writeEnvelope(Answer& answer, const PropertyList& list) {
 int runDump(const Platform& platform, const CommandLine& line, const CommandSettings& settings) {
   Answer answer(line.name, line.output);
   const bool isTerminal = ::isatty(STDOUT_FILENO) == 1 && line.outputFile.empty();
-  if (line.dumpFormat == DumpFormat::kBinary && isTerminal) {
-    return answer.fail(
-        kExitUsage,
-        {{"The binary form is not for terminals.", "Write it to a file with -o FILE, or use --format xml."}, {}});
-  }
+  if (line.dumpFormat == DumpFormat::kBinary && isTerminal) return refuseTerminal(answer, line);
   const Input input = readInput(platform, line, settings);
-  const FileStatus& status = input.reading.status;
-  if (!status.ok()) {
-    const bool isMissing = status.code == ENOENT;
-    const std::string reason = status.code == EISDIR ? "It is a folder" : status.reason;
-    return fail(answer, input.name, reason, isMissing ? TarvelErrorBookmarksFileNotFound : TarvelErrorReadFailed);
-  }
+  if (!input.reading.status.ok()) return failToRead(answer, platform, line, input);
   const PropertyListReading reading = platform.propertyLists.propertyListFromData(input.reading.data);
-  if (reading.error) return fail(answer, input.name, contentsError(*reading.error), TarvelErrorReadFailed);
+  if (reading.error) return failToRead(answer, platform, line, input);
   if (answer.isJson()) {
     answer["file"] =
         line.file == kStandardInput ? kStandardInput : bookmarksFilePath(platform.fileManager, line, settings);
-    return writeEnvelope(answer, reading.list);
+    return writeEnvelope(answer, input.name, reading.list);
   }
   if (!line.outputFile.empty()) return writeFile(answer, platform, line, reading.list);
   answer.page();
@@ -136,7 +146,7 @@ int runDump(const Platform& platform, const CommandLine& line, const CommandSett
   const auto error = write(platform, reading.list, line.dumpFormat, [isEscaped](std::string_view piece) {
     return isEscaped ? print(escapedXml(piece)) : print(piece);
   });
-  return error ? fail(answer, input.name, error->description, TarvelErrorWriteFailed) : answer.end(0);
+  return error ? failToWrite(answer, input.name, error->description) : answer.end(0);
 }
 
 }  // namespace tarvel

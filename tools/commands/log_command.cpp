@@ -32,9 +32,8 @@ Message complaintOf(LogState state) {
         {"You do not have permission to read the journal.", "Join the group “systemd-journal”, or read it as root:"},
         "journalctl --identifier=TarvelHelper"};
   }
-  return {{"There is no journal here.",
-           "The agent writes to the system's log, often /var/log/syslog; look there for “TarvelHelper”."},
-          {}};
+  return {{"There is no journal here.", "The agent writes to the system's log, which is often in this file:"},
+          "grep TarvelHelper /var/log/syslog"};
 }
 
 }  // namespace

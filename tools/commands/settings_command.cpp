@@ -61,6 +61,28 @@ int refuse(Answer& answer, const Setting& setting, const std::string& complaint)
   return answer.fail(kExitUsage, {{settingName(setting.key) + ": " + complaint, kNothingChanged}, {}});
 }
 
+int refuse(Answer& answer, const Setting& setting, const SettingInput& input) {
+  if (input.suggestion.empty()) return refuse(answer, setting, input.complaint);
+  const std::string name = settingName(setting.key);
+  return answer.fail(kExitUsage, {{name + ": " + input.complaint, kNothingChanged, "Did you mean this one?"},
+                                  "tarvel settings set " + name + " " + shellWord(input.suggestion)});
+}
+
+/// What makes an agent take over a setting that it reads when it starts.
+void hintAtAgent(Answer& answer, const AgentContext& agent, const Setting& setting) {
+  const bool isRunning = agent.runningAgent().has_value();
+  const bool isReadAtStart =
+      setting.effect == SettingEffect::kNextStart || setting.effect == SettingEffect::kNextSortThenStart;
+  if (setting.key == std::string_view(kAutoSortModeKey)) {
+    const bool isWanted = isSettingOn(agent, kAutoSortModeKey);
+    if (isWanted == isRunning) return;
+    answer.hint(isWanted ? "To turn it on now:" : "To turn it off now:",
+                isWanted ? "tarvel agent enable" : "tarvel agent disable");
+  } else if (isRunning && isReadAtStart) {
+    answer.hint("To restart the agent now:", "tarvel agent stop && tarvel agent start");
+  }
+}
+
 /// Where the setting names the bookmarks file: the agent's initial backup becomes that of `file`, which the agent is
 /// about to sort. `previous` is the file that it sorted before.
 FileStatus assignBackup(const AgentContext& agent, const Setting& setting, const std::string& file,
@@ -104,7 +126,7 @@ int store(Answer& answer, const AgentContext& agent, const Storing& storing) {
 
 int set(Answer& answer, const AgentContext& agent, const CommandLine& line, const Setting& setting) {
   const SettingInput input = inputFor(setting, line.value, agent.files);
-  if (!input.complaint.empty()) return refuse(answer, setting, input.complaint);
+  if (!input.complaint.empty()) return refuse(answer, setting, input);
   const bool isPath = setting.type == SettingType::kPath;
   if (isPath && isKeptBackup(agent.files, line.value, agentBackupFile(agent.files))) {
     return refuse(answer, setting, quotedPath(line.value) + " is a backup, and backups stay as they are.");
@@ -114,6 +136,7 @@ int set(Answer& answer, const AgentContext& agent, const CommandLine& line, cons
   }
   setField(answer, agent, setting);
   if (isPath && !agent.files.fileExistsAtPath(line.value)) answer.say("There is no such file yet.");
+  hintAtAgent(answer, agent, setting);
   return answer.end(0);
 }
 
@@ -128,6 +151,7 @@ int unset(Answer& answer, const AgentContext& agent, const Setting& setting) {
     return status;
   }
   setField(answer, agent, setting);
+  hintAtAgent(answer, agent, setting);
   return answer.end(0);
 }
 

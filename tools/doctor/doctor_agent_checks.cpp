@@ -162,8 +162,7 @@ Findings checkSession(const DoctorContext& context) {
   findings.push_back(context.service.hasManager()
                          ? fine("service-manager", "Your service manager answers.")
                          : note("service-manager",
-                                "No user service manager answers; the desktop starts the agent, and nothing restarts "
-                                "it after a crash."));
+                                "No user service manager answers, so nothing restarts the agent after a crash."));
   findings.push_back(context.probe.hasSessionBus()
                          ? fine("session-bus", "Your session bus answers, so errors can be shown as notifications.")
                          : note("session-bus", "No session bus answers, so errors are written to the log.",
@@ -217,7 +216,7 @@ Findings checkLanguage(const DoctorContext& context) {
                  "Set the same LANG for both, then restart the agent:", kRestart)};
   }
   if (!isLanguage(own)) {
-    return {fine(kCheck, "No language is set, so titles are ordered by rules for all languages; LANG sets yours.")};
+    return {fine(kCheck, "No language is set by LANG, so titles follow the rules for all languages.")};
   }
   return {fine(kCheck, "Titles are ordered by the language " + quotedText(own) + ".")};
 }

@@ -161,8 +161,7 @@ Findings checkFolder(const DoctorContext& context) {
   if (!facts.isWritable) {
     return {note(kCheck,
                  "You cannot create files in " + quotedPath(folder) +
-                     ", so the bookmarks file is overwritten in place, and a power failure at that instant would leave "
-                     "it damaged.",
+                     ", so the bookmarks file is overwritten in place. A power failure at that instant would damage it.",
                  "If you can, give yourself permission:", "chmod u+w " + shellWord(folder))};
   }
   return {fine(kCheck, "Its folder can be watched, and written to.")};
@@ -184,8 +183,7 @@ Findings checkFileSystem(const DoctorContext& context) {
   } else if (!facts.takesNamelessFiles) {
     findings.push_back(
         note(kCheck, "The file system, " + name +
-                         ", has no unnamed files: during a write, a file whose name begins with “.tarvel-” "
-                         "is beside the bookmarks file."));
+                         ", has no unnamed files. During a write, a file “.tarvel-…” is beside the bookmarks file."));
   } else {
     findings.push_back(fine(kCheck, "The file system, " + name + ", reports every change."));
   }

@@ -14,8 +14,7 @@ std::string engineSentence(const Platform& platform, const Failure& failure) {
   return Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownPath(failure.file));
 }
 
-}  // namespace
-
+/// With the line where one is known.
 std::string contentsError(const PropertyListError& error) {
   const std::string& reason = error.binaryDescription.empty() ? error.description : error.binaryDescription;
   const bool hasLine = error.line == 0 || reason.find(" line ") != std::string::npos;
@@ -23,13 +22,18 @@ std::string contentsError(const PropertyListError& error) {
   return "line " + std::to_string(error.line) + ": " + reason;
 }
 
-std::string reasonFor(const Platform& platform, const std::string& file) try {
-  const FileReading reading = platform.fileManager.contentsAtPath(file);
+}  // namespace
+
+std::string reasonOf(const Platform& platform, const FileReading& reading) {
   if (reading.status.code == EISDIR) return "It is a folder.";
   if (!reading.status.ok()) return sentenceOf(printable(reading.status.reason));
   if (reading.data.size() == 0) return "It is empty.";
   const PropertyListReading list = platform.propertyLists.propertyListFromData(reading.data);
   return list.error ? "It is not a property list: " + sentenceOf(printable(contentsError(*list.error))) : std::string();
+}
+
+std::string reasonFor(const Platform& platform, const std::string& file) try {
+  return reasonOf(platform, platform.fileManager.contentsAtPath(file));
 } catch (const std::exception&) {
   // What is left to throw is memory running out, as it did before.
   return "There is not enough memory to read it.";

@@ -24,11 +24,11 @@ struct Failure {
 /// with "Nothing was changed."
 [[nodiscard]] Message messageOf(const Platform& platform, const Failure& failure);
 
-/// What is wrong with the contents of a property list, with the line where one is known.
-[[nodiscard]] std::string contentsError(const PropertyListError& error);
+/// Why what was read is not a property list: a folder, broken contents, with the line where one is known, missing
+/// rights. Empty when it is one.
+[[nodiscard]] std::string reasonOf(const Platform& platform, const FileReading& reading);
 
-/// Looks at a file that could not be read, or is not a bookmarks file, for the reason: a folder, broken contents,
-/// missing rights. Empty when there is nothing to tell.
+/// Reads a file that could not be read, or is not a bookmarks file, for the reason.
 [[nodiscard]] std::string reasonFor(const Platform& platform, const std::string& file);
 
 }  // namespace tarvel

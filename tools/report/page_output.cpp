@@ -71,7 +71,7 @@ PageOutput::Occupant PageOutput::occupant() const {
     case ENOENT:
       return {};
     case ELOOP:
-      return {std::nullopt, "It is a symbolic link, and a page is never written through one; name the file itself."};
+      return {std::nullopt, "It is a symbolic link, and no page is written through one; name the file."};
     case EPERM:
       return {std::nullopt, "It belongs to another user; name a file of your own."};
     default:

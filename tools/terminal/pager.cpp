@@ -21,7 +21,7 @@ namespace {
 
 std::string pagerCommand() {
   const char* pager = std::getenv("PAGER");
-  return pager != nullptr && *pager != '\0' ? pager : "less";
+  return pager != nullptr ? pager : "less";
 }
 
 /// Starts the pager with `input` as its standard input. 0 when it cannot be started.
@@ -48,7 +48,7 @@ pid_t start(const std::string& command, int input) {
 
 Pager::Pager() {
   const std::string command = pagerCommand();
-  if (command == "cat") return;
+  if (command.empty() || command == "cat") return;
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return;
   const UniqueFd reading(ends[0]);

@@ -129,15 +129,31 @@ TEST_F(AgentCommands, SecondsThatTheAgentWouldNotUseAreRefused) {
 
 TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "/home/user/B.plist"), 0);
-  EXPECT_THAT(output, HasSubstr("is now /home/user/B.plist, from the next sort; its folder is watched from the agent's "
-                                "next start.\n"));
+  EXPECT_THAT(output, HasSubstr("is now /home/user/B.plist, from the next sort; watched from the agent's next start.\n"));
+}
+
+TEST_F(AgentCommands, AChangeThatWaitsForTheAgentsNextStartSaysHowToStartIt) {
+  EXPECT_EQ(set(kAutoSortModeKey, "yes"), 0);
+  EXPECT_EQ(output,
+            "auto-sort-mode is now yes, from the agent's next start.\nTo turn it on now:\n  tarvel agent enable\n");
+  EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "10"), 0);
+  EXPECT_THAT(output, Not(HasSubstr("tarvel agent")));
+  process = 4711;
+  EXPECT_EQ(set(kBookmarksUpdateLatencyKey, "11"), 0);
+  EXPECT_THAT(output, HasSubstr("To restart the agent now:\n  tarvel agent stop && tarvel agent start\n"));
+  EXPECT_EQ(set(kFoldersAtTopKey, "no"), 0);
+  EXPECT_THAT(output, Not(HasSubstr("tarvel agent")));
+  EXPECT_EQ(set(kAutoSortModeKey, "no"), 0);
+  EXPECT_THAT(output, HasSubstr("To turn it off now:\n  tarvel agent disable\n"));
 }
 
 TEST_F(AgentCommands, ARelativePathIsRefusedWithTheFullOne) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "~/B.plist"), kExitUsage);
-  EXPECT_THAT(errors, HasSubstr("did you mean “/home/user/B.plist”?"));
+  EXPECT_EQ(errors,
+            "tarvel: bookmarks-filename: The agent needs a full path.\nNothing was changed.\nDid you mean this one?\n"
+            "  tarvel settings set bookmarks-filename '/home/user/B.plist'\n");
   EXPECT_EQ(set(kBookmarksFilenameKey, "B.plist"), kExitUsage);
-  EXPECT_THAT(errors, HasSubstr("/B.plist”?"));
+  EXPECT_THAT(errors, HasSubstr("/B.plist'\n"));
   EXPECT_EQ(set(kBookmarksFilenameKey, ""), kExitUsage);
   EXPECT_FALSE(stored(kBookmarksFilenameKey));
 }
