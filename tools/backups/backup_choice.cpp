@@ -13,8 +13,8 @@ Message complaintAbout(const BackupStore& store, const BackupListing& listing, c
                        const std::vector<Backup>& meant, const std::string& places) {
   const std::string list = "tarvel backup list" + places;
   if (!listing.status.ok()) {
-    return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
-             sentenceOf(printable(listing.status.reason)), kNothingChanged},
+    return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.", reasonOf(listing.status),
+             kNothingChanged},
             {}};
   }
   if (meant.empty()) {

@@ -81,7 +81,7 @@ FileStatus claimAgentBackup(const AgentContext& agent) {
 int failEnabling(Answer& answer, const FileStatus& claimed, const AgentContext& agent) {
   return answer.fail(kExitFailed, {{"The backup " + quotedPath(agentBackupFile(agent.files)) +
                                         " is that of another file, and could not be moved aside.",
-                                    sentenceOf(printable(claimed.reason)), kNothingChanged},
+                                    reasonOf(claimed), kNothingChanged},
                                    {}});
 }
 

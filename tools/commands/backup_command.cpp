@@ -21,7 +21,7 @@ namespace {
 
 int failToList(Answer& answer, const BackupStore& store, const FileStatus& status) {
   return answer.fail(TarvelErrorReadFailed, {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
-                                              sentenceOf(printable(status.reason)), kNothingChanged},
+                                              reasonOf(status), kNothingChanged},
                                              {}});
 }
 
@@ -40,7 +40,7 @@ int createBackup(Answer& answer, const Platform& platform, const CommandLine& li
     return answer.fail(code, messageOf(platform, failureOf(platform, code, path)));
   }
   if (!kept.status.ok()) {
-    const std::string reason = sentenceOf(printable(kept.status.reason));
+    const std::string reason = reasonOf(kept.status);
     return answer.fail(TarvelErrorBackupFailed, messageOf(platform, {TarvelErrorBackupFailed, store.folder(), reason}));
   }
   answer["backup"] = kept.backup.path;
@@ -122,7 +122,7 @@ int pruneBackups(Answer& answer, const Platform& platform, const CommandLine& li
         answer.print((line.isDryRun ? "would be removed: " : "removed: ") + quotedText(backup.name) + "\n");
       }
     } else {
-      answer.complain({{quotedPath(backup.path) + " could not be removed.", sentenceOf(printable(gone.reason))}, {}});
+      answer.complain({{quotedPath(backup.path) + " could not be removed.", reasonOf(gone)}, {}});
     }
   }
   const std::size_t count = removed.size();

@@ -107,8 +107,8 @@ int writeFile(Answer& answer, const Platform& platform, const CommandLine& line,
   const Data data = Data::copyOf(bytes);
   const FileStatus status = files.createFileAtPath({{data.bytes()}, {}}, path);
   if (!status.ok()) {
-    const std::string reason = status.code == EEXIST ? "It exists already, and a dump replaces nothing."
-                                                     : sentenceOf(printable(status.reason));
+    const std::string reason =
+        status.code == EEXIST ? "It exists already, and a dump replaces nothing." : reasonOf(status);
     return answer.fail(TarvelErrorWriteFailed,
                        {{quotedPath(path) + " could not be written.", reason, kNothingChanged}, {}});
   }

@@ -176,9 +176,9 @@ int Restoring::fromInitialBackup() {
   // Only now, so that at any moment one of the two exists.
   const FileStatus removed = files.removeItemAtPath(backup_);
   if (removed.ok()) return 0;
-  answer_.complain({{"The initial backup " + quotedPath(backup_) + " stays too, since it could not be removed.",
-                     sentenceOf(printable(removed.reason))},
-                    {}});
+  answer_.complain(
+      {{"The initial backup " + quotedPath(backup_) + " stays too, since it could not be removed.", reasonOf(removed)},
+       {}});
   return kExitFailed;
 }
 
@@ -218,7 +218,7 @@ int Restoring::readBoth() {
     return complain(TarvelErrorFileInUse, file_, "Its path leads to another file than a moment ago.");
   }
   const bool isKnown = hasFile() || current_.code == TarvelErrorBookmarksFileNotFound;
-  return isKnown ? 0 : complain(current_.code, file_, sentenceOf(printable(current_.reading.status.reason)));
+  return isKnown ? 0 : complain(current_.code, file_, reasonOf(current_.reading.status));
 }
 
 void Restoring::showDifference() const {
@@ -330,7 +330,7 @@ int Restoring::replaceFile() {
   const FileStatus written = kept_.status.ok() ? write() : FileStatus{};
   shown.reset();
   if (!kept_.status.ok()) {
-    return complain(TarvelErrorBackupFailed, store_.folder(), sentenceOf(printable(kept_.status.reason)));
+    return complain(TarvelErrorBackupFailed, store_.folder(), reasonOf(kept_.status));
   }
   // A concurrent write since then would be lost.
   if (written.code == kFileHasChanged) return complain(TarvelErrorFileInUse, file_);
@@ -338,7 +338,7 @@ int Restoring::replaceFile() {
     if (platform_.fileManager.fileExistsAtPath(file_)) return complain(TarvelErrorFileInUse, file_);
     return complain(TarvelErrorWriteFailed, file_, "It is a link that leads nowhere; remove it, then try again.");
   }
-  return written.ok() ? 0 : complain(TarvelErrorWriteFailed, file_, sentenceOf(printable(written.reason)));
+  return written.ok() ? 0 : complain(TarvelErrorWriteFailed, file_, reasonOf(written));
 }
 
 }  // namespace

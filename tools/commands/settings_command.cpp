@@ -106,7 +106,7 @@ int store(Answer& answer, const AgentContext& agent, const Storing& storing) {
   const FileStatus assigned = assignBackup(agent, setting, storing.file, previous);
   if (!assigned.ok()) {
     return answer.fail(kExitFailed, {{"The backup of " + quotedPath(previous) + " could not be moved aside.",
-                                      sentenceOf(printable(assigned.reason)), kNothingChanged},
+                                      reasonOf(assigned), kNothingChanged},
                                      {}});
   }
   agent.preferences.setAppValue(setting.key, storing.value, kMainApplicationIdentifier);

@@ -26,7 +26,7 @@ std::string contentsError(const PropertyListError& error) {
 
 std::string reasonOf(const Platform& platform, const FileReading& reading) {
   if (reading.status.code == EISDIR) return "It is a folder.";
-  if (!reading.status.ok()) return sentenceOf(printable(reading.status.reason));
+  if (!reading.status.ok()) return reasonOf(reading.status);
   if (reading.data.size() == 0) return "It is empty.";
   const PropertyListReading list = platform.propertyLists.propertyListFromData(reading.data);
   return list.error ? "It is not a property list: " + sentenceOf(printable(contentsError(*list.error))) : std::string();

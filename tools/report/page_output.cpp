@@ -75,7 +75,7 @@ PageOutput::Occupant PageOutput::occupant() const {
     case EPERM:
       return {std::nullopt, "It belongs to another user; name a file of your own."};
     default:
-      return {std::nullopt, old.status.reason};
+      return {std::nullopt, reasonOf(old.status)};
   }
 }
 
@@ -96,8 +96,7 @@ bool PageOutput::deliver(const std::string& page, Answer& answer) const {
   FileStatus status = isOpened_ ? files_.createDirectoryAtPath(folder) : FileStatus{};
   if (status.ok()) status = write(page);
   if (!status.ok()) {
-    answer.complain(
-        {{"The page could not be written to " + quotedPath(path_) + ".", sentenceOf(printable(status.reason))}, {}});
+    answer.complain({{"The page could not be written to " + quotedPath(path_) + ".", reasonOf(status)}, {}});
     return false;
   }
   answer.say("The page was written to " + quotedPath(path_) + ".");

@@ -57,6 +57,13 @@ std::string sentenceOf(std::string_view text) {
   return std::string(text) + (hasEnd ? "" : ".");
 }
 
+std::string reasonOf(const FileStatus& status) {
+  constexpr std::string_view kAfterPath = "”: ";
+  const std::size_t path = status.reason.starts_with("“") ? status.reason.rfind(kAfterPath) : std::string::npos;
+  return sentenceOf(
+      printable(path == std::string::npos ? status.reason : status.reason.substr(path + kAfterPath.size())));
+}
+
 std::string joinedSentences(const std::vector<std::string>& sentences) {
   std::string text;
   for (const std::string& sentence : sentences) text += (text.empty() || sentence.empty() ? "" : " ") + sentence;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/file_manager.h"
 #include "platform/linux/base/safe_text.h"
 
 // Pieces of text for people. Pure functions, except that shownPath() and terminalColumns() ask the system.
@@ -24,6 +25,10 @@ namespace tarvel {
 
 /// The sentence with its full stop, which system messages lack.
 [[nodiscard]] std::string sentenceOf(std::string_view text);
+
+/// Why a file operation failed, as a sentence that is safe to show. Without the path that the system's reason begins
+/// with: a message has named the file.
+[[nodiscard]] std::string reasonOf(const FileStatus& status);
 
 /// The sentences on one line, without the empty ones.
 [[nodiscard]] std::string joinedSentences(const std::vector<std::string>& sentences);
