@@ -86,7 +86,8 @@ class AnswerSchema(HomeTest):
         self.answer("agent", "status")
         self.answer("agent", "log")
         self.answer("status")
-        self.answer("doctor")
+        doctor = self.answer("doctor")
+        self.assertIn("tarvel settings set bookmarks-filename PATH", [finding["command"] for finding in doctor["findings"]])
         self.answer("report")
         # Without a journal there is no log to show.
         self.assertLessEqual(COMMANDS - self.seen, {"agent log"})
@@ -125,6 +126,13 @@ class AnswerSchema(HomeTest):
         self.assertIsNone(status["process"])
         self.assertIsNone(status["pendingError"])
         self.assertIs(status["settings"]["sort-bookmarks-bar"], False)
+
+    def test_a_backup_is_named_where_one_was_needed(self):
+        self.write(unsorted_root())
+        for arguments, file, made in ((["preview"], None, False), (["sort", "-n"], None, False),
+                                      (["sort"], str(self.backup), True), (["sort"], None, False)):
+            answer = self.answer(*arguments, self.file)
+            self.assertEqual((answer["backupFile"], answer["backupMade"]), (file, made), arguments)
 
     def test_an_ordered_file_is_not_said_to_be_saved(self):
         self.write(root(folder("BookmarksBar", leaf("x")), folder("BookmarksMenu", leaf("a", "u"), leaf("b", "u"))))

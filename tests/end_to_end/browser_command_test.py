@@ -34,7 +34,7 @@ class BrowserCommandTest(HomeTest):
         (self.home / ".config/BraveSoftware/Brave-Browser").mkdir(parents=True)
         facts = {one["browser"]: one for one in json.loads(self.browser("list", "--json"))["browsers"]}
         self.assertEqual(set(facts), {"chromium", "chrome", "brave", "edge", "vivaldi", "firefox"})
-        self.assertEqual({name for name, one in facts.items() if one["isFound"]}, {"brave", "firefox"})
+        self.assertEqual({name for name, one in facts.items() if one["found"]}, {"brave", "firefox"})
         self.assertIn("Vivaldi (vivaldi): not found, not set up.", self.browser("list"))
 
     def test_enable_sets_up_what_is_found_and_tells_what_is_left_to_do(self):
@@ -59,15 +59,35 @@ class BrowserCommandTest(HomeTest):
         self.assertFalse(self.firefox.exists())
         self.assertIn("was not set up", self.browser("disable", "firefox"))
         self.assertIn("no browser “netscape”", self.browser("enable", "netscape", status=64))
+        self.assertIn("Did you mean “firefox”?", self.browser("disable", "fierfox", status=64))
 
-    def test_enable_without_browsers_changes_nothing(self):
+    def test_without_browsers_nothing_is_changed(self):
         before = self.files()
-        self.assertIn("No browser was found.", self.browser("enable"))
+        for action in ("enable", "disable"):
+            self.assertTrue(self.browser(action).startswith("No browser was found.\n"))
         self.assertEqual(self.files(), before)
+
+    def test_programs_get_a_word_for_each_state(self):
+        def state():
+            return json.loads(self.browser("status", "--json"))["browsers"][-1]
+
+        self.assertEqual((state()["setUp"], state()["state"]), (False, "not-set-up"))
+        self.browser("enable", "firefox")
+        self.assertEqual((state()["setUp"], state()["state"]), (True, "set-up"))
+        facts = json.loads(self.firefox.read_text())
+        for host, word in (("/nowhere/host", "host-missing"), ("/bin/sh", "set-up-for-another-installation")):
+            self.firefox.write_text(json.dumps({**facts, "path": host}))
+            self.assertEqual(state()["state"], word)
+
+    def test_status_says_how_to_set_up_what_is_found(self):
+        self.install("chromium")
+        self.assertTrue(self.browser().endswith("\n  tarvel browser enable\n"))
+        self.browser("enable")
+        self.assertNotIn("tarvel browser enable", self.browser())
 
     def test_a_folder_that_cannot_be_made_is_reported(self):
         (self.home / ".mozilla").write_text("in the way")
-        self.assertIn("Firefox was not set up", self.browser("enable", "firefox", status=12))
+        self.assertRegex(self.browser("enable", "firefox", status=12), "^tarvel: Firefox was not set up.\n[^“]*[^.]\\.\n$")
 
     def test_a_missing_host_is_a_problem_that_enable_mends(self):
         self.browser("enable", "firefox")

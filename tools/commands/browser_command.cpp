@@ -2,7 +2,10 @@
 
 #include "tools/commands/browser_command.h"
 
+#include <algorithm>
+
 #include "settings/preference_keys.h"
+#include "tools/command_line/closest_name.h"
 #include "tools/terminal/answer.h"
 #include "tools/terminal/text.h"
 
@@ -20,29 +23,44 @@ States statesOf(const BrowserSurroundings& around, FileManager& files) {
   return states;
 }
 
-const char* stateText(const BrowserState& state) {
-  if (state.manifest == ManifestState::kBroken) return "set up for a host that is missing";
-  if (state.manifest == ManifestState::kOtherHost) return "set up for the host of another installation";
-  if (state.manifest == ManifestState::kUsable) return "set up";
-  if (state.systemManifest == ManifestState::kBroken) return "set up for all users, for a host that is missing";
-  if (state.systemManifest != ManifestState::kMissing) return "set up for all users";
-  return "not set up";
+struct StateWords {
+  /// For programs.
+  const char* name;
+  const char* text;
+};
+
+StateWords wordsOf(const BrowserState& state) {
+  switch (state.manifest) {
+    case ManifestState::kBroken:
+      return {"host-missing", "set up for a host that is missing"};
+    case ManifestState::kOtherHost:
+      return {"set-up-for-another-installation", "set up for the host of another installation"};
+    case ManifestState::kUsable:
+      return {"set-up", "set up"};
+    case ManifestState::kMissing:
+      break;
+  }
+  if (state.systemManifest == ManifestState::kBroken) {
+    return {"host-missing-for-all-users", "set up for all users, for a host that is missing"};
+  }
+  if (state.systemManifest == ManifestState::kMissing) return {"not-set-up", "not set up"};
+  return {"set-up-for-all-users", "set up for all users"};
 }
 
 void setFields(Answer& answer, const States& states) {
   Answer::Json& browsers = answer["browsers"] = Answer::Json::array();
   for (const BrowserState& state : states) {
     browsers.push_back({{"browser", state.browser->name},
-                        {"isFound", state.isFound},
-                        {"isSetUp", state.isSetUp()},
-                        {"state", stateText(state)},
+                        {"found", state.isFound},
+                        {"setUp", state.isSetUp()},
+                        {"state", wordsOf(state).name},
                         {"manifest", state.manifestPath}});
   }
 }
 
 void sayState(Answer& answer, const BrowserState& state) {
   answer.say(std::string(state.browser->label) + " (" + state.browser->name +
-             "): " + (state.isFound ? "found" : "not found") + ", " + stateText(state) + ".");
+             "): " + (state.isFound ? "found" : "not found") + ", " + wordsOf(state).text + ".");
 }
 
 /// The browsers that were named, or, without names, those that are found. `unknown` is a name that is not known.
@@ -63,7 +81,10 @@ States chosen(const CommandLine& line, const BrowserSurroundings& around, FileMa
 }
 
 int failForUnknown(Answer& answer, const std::string& name) {
-  return answer.fail(kExitUsage, {{"There is no browser " + quotedText(name) + ".", kNothingChanged, "The known ones:"},
+  std::vector<std::string> known;
+  for (const KnownBrowser& browser : knownBrowsers()) known.emplace_back(browser.name);
+  return answer.fail(kExitUsage, {{"There is no browser " + quotedText(name) + ".", didYouMean(name, known),
+                                   kNothingChanged, "To see which are known:"},
                                   "tarvel browser list"});
 }
 
@@ -71,14 +92,22 @@ void sayNextStep(Answer& answer, const BrowserState& state, const BrowserSurroun
   const std::string folder =
       around.extensionFolder.empty() ? "the folder browser/extension" : quotedPath(around.extensionFolder);
   if (state.systemManifest != ManifestState::kMissing) {
-    answer.say("  The extension is installed for all users. Restart the browser if its button is missing.");
+    answer.say("The extension is installed for all users.");
+    answer.say("Restart the browser if its button is missing.");
   } else if (state.browser->family == BrowserFamily::kChromium) {
-    answer.say("  Left to do: open chrome://extensions, turn on developer mode, choose “Load unpacked” and " + folder +
-               ".");
+    answer.say("Left to do: open chrome://extensions and turn on developer mode.");
+    answer.say("Then choose “Load unpacked” and " + folder + ".");
   } else {
-    answer.say("  Left to do: install the package webext-tarvel. Or, until Firefox is closed: open about:debugging,");
-    answer.say("  “This Firefox”, “Load Temporary Add-on” and manifest.json in " + folder + ".");
+    answer.say("Left to do: install the package webext-tarvel.");
+    answer.say("Or, until Firefox is closed: open about:debugging, then “This Firefox”.");
+    answer.say("Choose “Load Temporary Add-on” and manifest.json in " + folder + ".");
   }
+}
+
+int endWithoutBrowser(Answer& answer) {
+  answer.say("No browser was found.");
+  answer.hint("To see which are known, to name one:", "tarvel browser list");
+  return answer.end(0);
 }
 
 int enable(Answer& answer, const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line) {
@@ -87,17 +116,12 @@ int enable(Answer& answer, const AgentContext& agent, const BrowserSurroundings&
   if (!unknown.empty()) return failForUnknown(answer, unknown);
   if (around.hostProgram.empty()) return answer.fail(kExitFailed, {{kNoHost, kNothingChanged}, {}});
   setFields(answer, states);
-  if (states.empty()) {
-    answer.say("No browser was found.");
-    answer.hint("The known ones, to name one:", "tarvel browser list");
-    return answer.end(0);
-  }
+  if (states.empty()) return endWithoutBrowser(answer);
   int status = 0;
   for (const BrowserState& state : states) {
     const FileStatus written = writeManifest(state, around, agent.files);
     if (!written.ok()) {
-      answer.complain(
-          {{std::string(state.browser->label) + " was not set up: " + printable(written.reason) + "."}, {}});
+      answer.complain({{std::string(state.browser->label) + " was not set up.", reasonOf(written)}, {}});
       status = kExitFailed;
       continue;
     }
@@ -112,19 +136,21 @@ int disable(Answer& answer, const AgentContext& agent, const BrowserSurroundings
   std::string unknown;
   const States states = chosen(line, around, agent.files, unknown);
   if (!unknown.empty()) return failForUnknown(answer, unknown);
+  setFields(answer, states);
+  if (states.empty()) return endWithoutBrowser(answer);
   int status = 0;
   for (const BrowserState& state : states) {
     const std::string label = state.browser->label;
     if (state.manifest == ManifestState::kMissing) {
       answer.say(label + " was not set up for this user.");
     } else if (const FileStatus removed = agent.files.removeItemAtPath(state.manifestPath); !removed.ok()) {
-      answer.complain({{label + " is still set up: " + printable(removed.reason) + "."}, {}});
+      answer.complain({{label + " is still set up.", reasonOf(removed)}, {}});
       status = kExitFailed;
     } else {
       answer.say(label + " is no longer set up.");
     }
     if (state.systemManifest != ManifestState::kMissing) {
-      answer.say("  It is set up for all users. Removing the package webext-tarvel ends that.");
+      answer.say("It is set up for all users. Removing the package webext-tarvel ends that.");
     }
   }
   setFields(answer, chosen(line, around, agent.files, unknown));
@@ -150,6 +176,9 @@ int showStatus(Answer& answer, const AgentContext& agent, const BrowserSurroundi
   for (const BrowserState& state : states) {
     if (state.isFound || state.isSetUp()) sayState(answer, state);
   }
+  const bool needsSetUp =
+      std::ranges::any_of(states, [](const BrowserState& state) { return state.isFound && !state.isSetUp(); });
+  if (needsSetUp) answer.hint("To set up the browsers that are found:", "tarvel browser enable");
   return answer.end(0);
 }
 

@@ -6,7 +6,7 @@
 
 namespace tarvel {
 
-/// tarvel browser. Answers the exit status.
+/// tarvel browser. Returns the exit status.
 [[nodiscard]] int runBrowser(const AgentContext& agent, const BrowserSurroundings& around, const CommandLine& line);
 
 }  // namespace tarvel

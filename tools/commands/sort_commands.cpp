@@ -97,10 +97,12 @@ struct PreviewPlatform {
   Platform platform;
 };
 
-void sayBackup(Answer& answer, const CommandLine& line, const SortRequest& request, bool hadBackup) {
-  answer["backupFile"] = line.backup ? Answer::Json(request.backup) : Answer::Json();
-  answer["backupMade"] = line.backup && !hadBackup;
-  if (!line.backup || line.output.isQuiet || answer.isJson()) return;
+void sayBackup(Answer& answer, const CommandLine& line, const SortRequest& request, const SortReport& report,
+               bool hadBackup) {
+  const bool wasNeeded = line.backup && report.isWritten();
+  answer["backupFile"] = wasNeeded ? Answer::Json(request.backup) : Answer::Json();
+  answer["backupMade"] = wasNeeded && !hadBackup;
+  if (!wasNeeded || line.output.isQuiet || answer.isJson()) return;
   answer.print("\n");
   answer.say(std::string("The initial backup ") + (hadBackup ? "made earlier was kept" : "was made") + ": " +
              quotedPath(request.backup) + ".");
@@ -134,7 +136,7 @@ int runSort(const Platform& platform, const CommandLine& line, const CommandSett
     answer.say(Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, code, shownPath(request.file)));
   }
   answerWith(answer, report);
-  if (report.isWritten()) sayBackup(answer, line, request, hadBackup);
+  sayBackup(answer, line, request, report, hadBackup);
   sayKeptSaves(answer, platform.fileManager, request.file);
   return answer.end(0);
 }
@@ -170,6 +172,9 @@ int runPreview(const Platform& platform, const CommandLine& line, const CommandS
   answer.page();
   if (!line.output.isQuiet) answer.print("Preview of " + quotedPath(report.file) + ":\n");
   answerWith(answer, report);
+  sayBackup(answer, line, request, report, false);
+  answer.endPage();
+  sayKeptSaves(answer, platform.fileManager, request.file);
   return answer.end(status);
 }
 
