@@ -73,7 +73,8 @@ class Grammar(TranscriptTest):
     def test_preview_of_standard_input(self):
         content = self.write(unsorted_root())
         self.assertIn("Preview of “standard input”:", self.say("preview", "-", status=10, input=content))
-        self.complain(5, "preview", "-", input=b"")
+        for command in (["preview", "-"], ["diff", "-", self.file]):
+            self.assertTrue(self.complain(5, *command, input=b"").startswith("tarvel: “standard input” could not be read.\n"))
 
     def test_volume_of_a_preview(self):
         self.write(unsorted_root())
@@ -201,6 +202,9 @@ class UsageErrors(TranscriptTest):
             (["sort", "--folder-at-top"],
              "tarvel: There is no option “--folder-at-top”.\nDid you mean “--folders-at-top”?\n  tarvel help sort\n"),
             (["sort", "--color=sometimes"], "tarvel: --color: “sometimes” is not auto, always or never.\n  tarvel help sort\n"),
+            (["preview", "--color"], "tarvel: --color needs a value.\n  tarvel help preview\n"),
+            (["preview", "-x"], "tarvel: There is no option “-x”.\n  tarvel help preview\n"),
+            (["sort", "--no-backup=maybe"], "tarvel: --no-backup takes no value.\n  tarvel help sort\n"),
             (["dump", "-f", "yaml"], "tarvel: --format: “yaml” is not xml, binary or json.\n  tarvel help dump\n"),
             (["backup", "prune", "--keep", "x"],
              "tarvel: --keep: “x” is not a number of backups.\n  tarvel help backup prune\n"),

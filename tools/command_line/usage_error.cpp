@@ -83,7 +83,9 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
   if (page && innermost.get_option_no_throw("--html") != nullptr) return refusalOfPage(*page, arguments);
   const std::string option = unknownOption(arguments, optionNames(app));
   if (!option.empty() && dynamic_cast<const CLI::ValidationError*>(&error) == nullptr) {
-    return {{"There is no option " + quotedText(option) + ".", didYouMean(option, optionNames(app))}, {}};
+    // Every letter is close to every other.
+    const std::string meant = option.starts_with("--") ? didYouMean(option, optionNames(app)) : std::string();
+    return {{"There is no option " + quotedText(option) + ".", meant}, {}};
   }
   const bool hasCommand = !app.get_subcommands().empty() || !word.empty();
   if (!hasCommand) return {{"Give a command; to start with: tarvel preview."}, {}};
@@ -104,6 +106,12 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     const std::string text = error.what();
     return {{printable(text.substr(0, text.find(':'))) + " needs a value."}, {}};
+  }
+  const auto flag = std::ranges::find_if(arguments, [](const std::string& argument) {
+    return argument.starts_with("--") && argument.find('=') != std::string::npos;
+  });
+  if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr && flag != arguments.end()) {
+    return {{printable(flag->substr(0, flag->find('='))) + " takes no value."}, {}};
   }
   return {{sentenceOf(printable(error.what()))}, {}};
 }

@@ -43,17 +43,13 @@ struct Names {
   std::string shownNew;
 };
 
-std::string shownName(const std::string& path) {
-  return path == kStandardInputPath ? kStandardInputName : shownPath(path);
-}
-
 Names namesOf(FileManager& files, const CommandLine& line) {
   const auto pathOf = [&files](const std::string& given) {
     return given == kStandardInput ? kStandardInputPath : files.stringByExpandingTildeInPath(absolutePath(given));
   };
   Names names{pathOf(line.file), pathOf(line.newFile), {}, {}};
-  names.shownOld = shownName(names.oldPath);
-  names.shownNew = shownName(names.newPath);
+  names.shownOld = shownFile(names.oldPath);
+  names.shownNew = shownFile(names.newPath);
   return names;
 }
 

@@ -96,7 +96,7 @@ int Restoring::complain(TarvelError code, const std::string& file, const std::st
 
 int Restoring::complainOfNoBackup() const {
   Message message{{"There is no initial backup of " + quotedPath(file_) + ".",
-                   "The file has not been sorted since one was put back, or never.",
+                   "The file has not been sorted yet, or not since it was restored.",
                    "Name a backup that is elsewhere with --backup-file.", kNothingChanged},
                   "tarvel backup list" + wordsForPlaces(line_)};
   // The agent's backup may be of this file, and not say so.

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "engine/tarvel.h"
+#include "tools/files/standard_input.h"
 #include "tools/terminal/text.h"
 
 namespace tarvel {
@@ -11,7 +12,7 @@ namespace tarvel {
 namespace {
 
 std::string engineSentence(const Platform& platform, const Failure& failure) {
-  return Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownPath(failure.file));
+  return Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownFile(failure.file));
 }
 
 /// With the line where one is known.
@@ -39,13 +40,17 @@ std::string reasonFor(const Platform& platform, const std::string& file) try {
   return "There is not enough memory to read it.";
 }
 
+std::string shownFile(const std::string& path) {
+  return path == kStandardInputPath ? kStandardInputName : shownPath(path);
+}
+
 Failure failureOf(const Platform& platform, std::int32_t code, const std::string& file) {
   const bool isAboutContents = code == TarvelErrorReadFailed || code == TarvelErrorNotBookmarksFile;
   return {code, file, isAboutContents ? reasonFor(platform, file) : std::string()};
 }
 
 Message messageOf(const Platform& platform, const Failure& failure) {
-  const std::string name = quotedPath(failure.file);
+  const std::string name = quotedText(shownFile(failure.file));
   Message message;
   switch (failure.code) {
     case TarvelErrorReadFailed:

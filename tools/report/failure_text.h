@@ -17,6 +17,9 @@ struct Failure {
   std::string reason;
 };
 
+/// The name of a file in messages: its path, or “standard input”.
+[[nodiscard]] std::string shownFile(const std::string& path);
+
 /// The failure with this code of a file, with the reason where it is about the file's contents.
 [[nodiscard]] Failure failureOf(const Platform& platform, std::int32_t code, const std::string& file);
 
