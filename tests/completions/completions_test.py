@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The completions know every command, option and value that the command knows, in each of the three shells."""
 
+import json
 import os
 import pathlib
 import plistlib
@@ -108,20 +109,28 @@ class Completions:
         for command in ("status", "sort one.plist", "settings"):
             self.assertEqual(self.offers(f"tarvel {command} Book"), set(), command)
 
-    def test_names_of_backups_are_offered(self):
-        file = self.home / "Library/Safari/Bookmarks.plist"
-        file.parent.mkdir(parents=True)
+    def back_up(self, file):
+        """The name of a backup of a file of this name."""
+        file.parent.mkdir(parents=True, exist_ok=True)
         child = {"WebBookmarkType": "WebBookmarkTypeList", "WebBookmarkUUID": "x", "Title": "BookmarksBar", "Children": []}
         file.write_bytes(plistlib.dumps({"WebBookmarkType": "WebBookmarkTypeList", "WebBookmarkFileVersion": 1,
                                          "WebBookmarkUUID": "r", "Title": "", "Children": [child]}))
-        self.addCleanup(shutil.rmtree, self.home / "Library")
         environment = {"HOME": str(self.home), "XDG_DATA_HOME": str(self.home)}
-        subprocess.run([TARVEL, "backup"], env=environment, check=True, capture_output=True)
+        made = subprocess.run([TARVEL, "backup", "--json", file], env=environment, check=True, capture_output=True)
+        return pathlib.Path(json.loads(made.stdout)["backup"]).name
+
+    def test_names_of_backups_are_offered(self):
+        default = self.back_up(self.home / "Library/Safari/Bookmarks.plist")
+        other = self.back_up(self.home / "Library/other one.plist")
+        self.addCleanup(shutil.rmtree, self.home / "Library")
         self.addCleanup(shutil.rmtree, self.home / "Tarvel")
-        (backup,) = (self.home / "Tarvel").iterdir()
-        offered = {name.replace("\\ ", " ") for name in self.offers("tarvel restore --from ")}
-        self.assertIn(backup.name, offered)
-        self.assertIn("Bookmarks.plist", offered)
+        for file, backup, absent in (("", default, other), ("'Library/other one.plist' ", other, default),
+                                     ("Library/other\\ one.plist ", other, default), ("~/Library/Safari/Bookmarks.plist ", default, other)):
+            with self.subTest(file):
+                offered = {name.replace("\\ ", " ") for name in self.offers(f"tarvel restore {file}--from ")}
+                self.assertIn(backup, offered)
+                self.assertIn("Bookmarks.plist", offered)
+                self.assertNotIn(absent, offered)
 
     def test_settings_and_their_values(self):
         for action in ("get", "set", "unset"):

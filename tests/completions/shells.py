@@ -3,11 +3,13 @@
 import os
 import pathlib
 import pty
+import re
 import select
 import subprocess
 import time
 
 FOLDER = pathlib.Path(os.environ["TARVEL_COMPLETIONS"])
+UNQUOTED_SPACE = r"(?<!\\) (?=(?:[^']*'[^']*')*[^']*$)"
 FILES = {"bash": FOLDER / "tarvel", "zsh": FOLDER / "_tarvel", "fish": FOLDER / "tarvel.fish"}
 
 
@@ -32,7 +34,7 @@ class Bash:
 
     def offers(self, line):
         words = []
-        for word in line.split(" "):
+        for word in re.split(UNQUOTED_SPACE, line):
             name, equals, value = word.partition("=")
             words += [name, equals, *([value] if value else [])] if equals else [word]
         script = f'source "{FILES["bash"]}"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _tarvel; '
@@ -45,7 +47,8 @@ class Fish:
         self.home = home
 
     def offers(self, line):
-        script = f"source {FILES['fish']}; complete -C '{line}'"
+        quoted = line.replace("\\", "\\\\").replace("'", "\\'")
+        script = f"source {FILES['fish']}; complete -C '{quoted}'"
         lines = run(["fish", "--no-config", "-c", script], self.home).splitlines()
         # An option with its value comes as one word; what it is for stands after a tab.
         return {text.split("\t")[0].split("=")[-1] for text in lines}

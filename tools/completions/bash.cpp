@@ -10,6 +10,20 @@ constexpr const char* kHead = R"(# Completions of tarvel for bash. Made by the b
 
 )";
 
+/// A word as the shell will read it, where that is certain without expanding anything: an expansion could run a
+/// program.
+constexpr const char* kUnquoted = R"__(
+_tarvel_unquoted() {
+  local word=$1
+  case $word in
+    *['$`']*) return ;;
+    "'"*"'" | '"'*'"') word=${word:1:${#word}-2} ;;
+    *) word=${word//\\/} ;;
+  esac
+  printf '%s\n' "${word/#\~\//$HOME/}"
+}
+)__";
+
 /// Goes through the words before the one to be completed: which command they lead to, and what is to follow.
 const std::string kTail = R"(
 _tarvel() {
@@ -42,11 +56,12 @@ _tarvel() {
     '' | -) ;;
     @backup)
       compopt -o filenames 2>/dev/null
-      local name
+      local name file=''
+      ((operands)) && file=$(_tarvel_unquoted "$previous")
       while IFS= read -r name; do
         [[ $name == "$current"* ]] && COMPREPLY+=("$name")
       done < <()" + std::string(kListBackups) +
-                          R"()
+                          R"( ${file:+"$file"})
       mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- "$current")
       ;;
     @file*)
@@ -113,7 +128,7 @@ std::string bashCompletion(const std::vector<CompletedCommand>& commands) {
   }
   return kHead + function("_tarvel_option_value", values) + function("_tarvel_options", options) +
          settingValueFunction() + function("_tarvel_operand", operands) +
-         function("_tarvel_is_command", known + "    *) return 1 ;;\n") + kTail;
+         function("_tarvel_is_command", known + "    *) return 1 ;;\n") + kUnquoted + kTail;
 }
 
 }  // namespace tarvel

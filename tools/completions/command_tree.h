@@ -54,8 +54,8 @@ struct CompletedCommand {
 [[nodiscard]] std::string fishCompletion(const std::vector<CompletedCommand>& commands);
 [[nodiscard]] std::string zshCompletion(const std::vector<CompletedCommand>& commands);
 
-/// The command line that lists the names of backups, one a line.
-inline constexpr const char* kListBackups = "tarvel backup list --quiet 2>/dev/null";
+/// The command line that lists the names of backups, one a line. The bookmarks file follows, if one is named.
+inline constexpr const char* kListBackups = "tarvel backup list --quiet 2>/dev/null --";
 
 /// The words with a space between any two.
 [[nodiscard]] std::string joined(const std::vector<std::string>& words);

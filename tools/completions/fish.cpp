@@ -1,3 +1,5 @@
+#include <string_view>
+
 #include "tools/completions/command_tree.h"
 
 namespace tarvel {
@@ -45,6 +47,13 @@ function __tarvel_sets
     __tarvel_at 'settings set' 1; and test "$words[2]" = $argv[1]
 end
 
+# The names of the backups of the file that is named, or of the default one.
+function __tarvel_backups
+    set -l words (__tarvel_words)
+    set -l file (string replace -r '^~/' "$HOME/" -- $words[2])
+    @list $file
+end
+
 complete -c tarvel -f
 )";
 
@@ -55,7 +64,7 @@ std::string line(const std::string& condition, const std::string& rest) {
 std::string at(const std::string& path) { return "__tarvel_at \"" + path + "\""; }
 
 std::string valueArguments(const CompletedValue& value) {
-  if (value.isBackup) return " -r -F -a " + shellQuoted("(" + std::string(kListBackups) + ")", kQuote);
+  if (value.isBackup) return " -r -F -a '(__tarvel_backups)'";
   if (value.isFile) return " -r -F";
   return value.words.empty() ? " -x" : " -x -a " + shellQuoted(joined(value.words), kQuote);
 }
@@ -105,8 +114,11 @@ std::string fishCompletion(const std::vector<CompletedCommand>& commands) {
     }
     for (std::size_t i = 0; i < command.operands.size(); ++i) lines += operandLine(command, i);
   }
+  std::string walk = kWalk;
+  constexpr std::string_view kPlace = "@list";
+  walk.replace(walk.find(kPlace), kPlace.size(), kListBackups);
   return kHead + std::string("set -g __tarvel_value_options") + valueOptions + "\nset -g __tarvel_commands" + known +
-         "\n" + kWalk + lines + settingLines();
+         "\n" + walk + lines + settingLines();
 }
 
 }  // namespace tarvel

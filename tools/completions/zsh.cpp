@@ -79,8 +79,8 @@ std::string settingValueFunction() {
 }
 
 std::string backupFunction() {
-  return "_tarvel_backup() {\n  local -a names\n  names=(${(f)\"$(" + std::string(kListBackups) +
-         ")\"})\n  compadd -a names\n  _files\n}\n\n";
+  return "_tarvel_backup() {\n  local -a names\n  local file=${${(Q)line[1]}/#\\~\\//$HOME/}\n  names=(${(f)\"$(" +
+         std::string(kListBackups) + " ${file:+\"$file\"})\"})\n  compadd -a names\n  _files\n}\n\n";
 }
 
 }  // namespace
