@@ -30,7 +30,7 @@ ARGUMENTS = {
     ("diff", "OLD"): (["diff"], ["{file}"]),
     ("diff", "NEW"): (["diff", "{file}"], []),
     ("diff", "-o"): (["diff", "{file}", "{file}", "-o"], []),
-    ("settings set", "BookmarksFilename"): (["settings", "set", "BookmarksFilename"], []),
+    ("settings set", "bookmarks-filename"): (["settings", "set", "bookmarks-filename"], []),
 }
 
 
@@ -103,7 +103,7 @@ class Paths(HomeTest):
         for name in self.names_of_the_file():
             for argument, (_, same, _) in table().items():
                 # There is no other file argument.
-                if argument[1] in ("FILE", "BookmarksFilename"):
+                if argument[1] in ("FILE", "bookmarks-filename"):
                     self.assertEqual(same, "-", argument)
                     continue
                 self.check(argument, name, same)
