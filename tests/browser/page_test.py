@@ -190,6 +190,21 @@ class Page(BrowserTest, HomeTest):
         window.choose("all")
         self.assertFalse(window.evaluate(wide))
 
+    def test_a_link_to_what_a_filter_or_the_search_hides_shows_everything(self):
+        tree = root(folder("BookmarksBar"), folder("BookmarksMenu", leaf("Zoo"), leaf("Tea", "https://t/"), leaf("Other", "https://t/")))
+        window = self.window(self.page(tree))
+        for hide in (lambda: window.choose("removed"), lambda: window.search("tea")):
+            hide()
+            window.click("#before .removed .why a")
+            self.assertEqual(window.text("#after :target .t"), "Other")
+            self.assertTrue(window.evaluate("document.querySelector(':target').checkVisibility()"))
+            self.assertEqual(window.evaluate("document.querySelector('input:checked').id"), "only-all")
+            self.assertEqual(window.evaluate("document.querySelector('#search').value"), "")
+        # What is visible leaves the filter as it is.
+        window.choose("moved")
+        window.click("#before .k-moved[href]")
+        self.assertEqual(window.evaluate("document.querySelector('input:checked').id"), "only-moved")
+
     def test_search_finds_titles_and_addresses_whatever_case_and_accents(self):
         tree = root(
             folder("BookmarksBar", leaf("Äpfel & Birnen", "https://fruit.example/")),

@@ -79,6 +79,21 @@
     remembered = null;
   };
 
+  const isHidden = (element) => {
+    for (let e = element; e; e = e.parentElement) if (getComputedStyle(e).display === "none") return true;
+    return false;
+  };
+
+  // A link to what a filter or the search hides shows everything first.
+  const showTarget = (event) => {
+    const link = event.target.closest("a[href^='#']");
+    const target = link && document.getElementById(link.hash.slice(1));
+    if (!target || !isHidden(target)) return;
+    document.getElementById("only-all").checked = true;
+    search.value = "";
+    run();
+  };
+
   let timer = 0;
   search.addEventListener("input", () => {
     clearTimeout(timer);
@@ -86,5 +101,6 @@
   });
   document.getElementById("open").addEventListener("click", () => setAll(true));
   document.getElementById("close").addEventListener("click", () => setAll(false));
+  document.addEventListener("click", showTarget);
   document.getElementById("scripted").hidden = false;
 })();
