@@ -135,7 +135,8 @@ class Codes(HomeTest):
         text = self.check(1, "sort", self.file)
         self.assertEqual(
             text,
-            "tarvel: The bookmarks file “~/Bookmarks.plist” could not be located. Please locate the file and try again.\n"
+            "tarvel: The bookmarks file “~/Bookmarks.plist” could not be located.\n"
+            "Please locate the file and try again.\n"
             "Nothing was changed.\n",
         )
 

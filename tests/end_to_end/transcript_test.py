@@ -236,6 +236,41 @@ class Failures(TranscriptTest):
                 self.assertTrue(text.endswith("Nothing was changed.\n"), text)
                 self.assertEqual(text.count(self.shown(broken)), 1 if file == broken else 0, text)
 
+    def test_a_backup_that_fails_is_not_called_the_bookmarks_file(self):
+        self.write(unsorted_root())
+        (self.home / "data").write_text("in the way")
+        self.assertEqual(self.complain(7, "sort", self.file),
+                         "tarvel: No backup could be made in “~/data/Tarvel”.\n"
+                         "Check that you can write there, and that the disk is not full.\nNothing was changed.\n")
+        text = self.complain(7, "backup", self.file)
+        self.assertRegex(text, "^tarvel: No backup could be made in “~/data/Tarvel”.\n[^“\n]*[.]\nNothing was changed.\n$")
+
+    def test_a_file_is_named_once(self):
+        self.write(unsorted_root())
+        self.assertEqual(self.complain(12, "preview", "-o", "none/page.html", self.file),
+                         "tarvel: The page could not be written to “~/none/page.html”.\nNo such file or directory.\n")
+
+    def test_sentences_have_at_most_80_columns_in_a_pipe_too(self):
+        self.write(unsorted_root())
+        (self.home / "broken").write_bytes(b"<plist><dict>")
+        (self.home / "link.html").symlink_to("page.html")
+        (self.home / ".mozilla").mkdir()
+        for arguments in (
+            ("sort", "none"), ("sort", "broken"), ("preview", "--html", "page.html"), ("preview", "-o", "link.html", self.file),
+            ("preview", "-o", self.file, self.file), ("diff", "none", self.file), ("diff", self.file, self.file),
+            ("restore", "none"), ("restore", self.file), ("restore", "--from", "none", self.file), ("backup", "none"),
+            ("restore", "--from", "broken", self.file), ("backup", "list", "none"), ("backup", "prune", "--keep", "1", "none"),
+            ("dump", "none"), ("dump", "broken"), ("settings", "get", "x"), ("settings", "set", "folders-at-top", "x"),
+            ("settings", "set", "bookmarks-update-latency", "1000"), ("settings", "set", "bookmarks-filename", ""),
+            ("settings", "set", "last-check-time", "1"), ("agent",), ("agent", "start"), ("agent", "stop"), ("agent", "disable"),
+            ("browser",), ("browser", "enable", "firefox"), ("browser", "enable", "x"), ("browser", "disable"), ("report",),
+            ("agent", "log", "--lines", "1"), ("sort", self.file), ("sort", self.file), ("restore", "-n", self.file),
+        ):
+            result = self.tarvel(*arguments)
+            for line in (result.stdout + result.stderr).decode().splitlines():
+                if not line.startswith("  "):
+                    self.assertLessEqual(len(line.removeprefix("tarvel: ")), 80, arguments)
+
     def test_a_dump_says_what_happened_why_and_what_to_do(self):
         broken = self.home / "broken.plist"
         broken.write_bytes(b"<plist>\n<dict><foo/>")

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "engine/tarvel.h"
+#include "platform/path_components.h"
 #include "tools/backups/command_paths.h"
 #include "tools/backups/kept_saves.h"
 #include "tools/commands/commands.h"
@@ -49,7 +50,7 @@ int fail(Answer& answer, const Platform& platform, const CommandLine& line, cons
          TarvelError code) {
   Failure failure = failureOf(platform, code, request.file);
   // Of a backup that failed, the user wants to know where it was to go.
-  if (code == TarvelErrorBackupFailed) failure.file = request.backup;
+  if (code == TarvelErrorBackupFailed) failure.file = deletingLastPathComponent(request.backup);
   Message message = messageOf(platform, failure);
   if (code == TarvelErrorBookmarksFileNotFound && line.file.empty()) {
     message.sentences.emplace_back("If your file is elsewhere, pass its path.");

@@ -11,8 +11,15 @@ namespace tarvel {
 
 namespace {
 
-std::string engineSentence(const Platform& platform, const Failure& failure) {
-  return Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownFile(failure.file));
+/// What the engine says of it, one sentence each.
+std::vector<std::string> engineSentences(const Platform& platform, const Failure& failure) {
+  const std::string text =
+      Tarvel::stringFromTarvelErrorAndFilename(platform.bundle, failure.code, shownFile(failure.file));
+  // The name of the file may have full stops.
+  const std::size_t name = text.rfind("”");
+  const std::size_t end = name == std::string::npos ? name : text.find(". ", name);
+  if (end == std::string::npos) return {text};
+  return {text.substr(0, end + 1), text.substr(end + 2)};
 }
 
 /// With the line where one is known.
@@ -21,6 +28,28 @@ std::string contentsError(const PropertyListError& error) {
   const bool hasLine = error.line == 0 || reason.find(" line ") != std::string::npos;
   if (hasLine || !error.binaryDescription.empty()) return reason;
   return "line " + std::to_string(error.line) + ": " + reason;
+}
+
+/// The command's own words where the engine's would ask to verify access, which need not be at fault.
+std::vector<std::string> ownSentences(const Failure& failure) {
+  const std::string name = quotedText(shownFile(failure.file));
+  const bool hasReason = !failure.reason.empty();
+  switch (failure.code) {
+    case TarvelErrorReadFailed:
+      if (hasReason) return {name + " could not be read."};
+      break;
+    case TarvelErrorWriteFailed:
+      return {name + " could not be written.",
+              hasReason ? "" : "Check that you can write to it, and that the disk is not full."};
+    case TarvelErrorBackupFailed:
+      return {"No backup could be made in " + name + ".",
+              hasReason ? "" : "Check that you can write there, and that the disk is not full."};
+    case TarvelErrorOutputFileNotFound:
+      return {"There is no bookmarks file " + name + "."};
+    default:
+      break;
+  }
+  return {};
 }
 
 }  // namespace
@@ -50,22 +79,9 @@ Failure failureOf(const Platform& platform, std::int32_t code, const std::string
 }
 
 Message messageOf(const Platform& platform, const Failure& failure) {
-  const std::string name = quotedText(shownFile(failure.file));
-  Message message;
-  switch (failure.code) {
-    case TarvelErrorReadFailed:
-      // The engine's sentence asks to verify access, which is not at fault here.
-      message.sentences = {failure.reason.empty() ? engineSentence(platform, failure) : name + " could not be read.",
-                           failure.reason};
-      break;
-    case TarvelErrorOutputFileNotFound:
-      message.sentences = {"There is no bookmarks file " + name + "."};
-      break;
-    default:
-      message.sentences = {engineSentence(platform, failure), failure.reason};
-      break;
-  }
-  message.sentences.emplace_back(kNothingChanged);
+  Message message{ownSentences(failure), {}};
+  if (message.sentences.empty()) message.sentences = engineSentences(platform, failure);
+  message.sentences.insert(message.sentences.end(), {failure.reason, kNothingChanged});
   return message;
 }
 

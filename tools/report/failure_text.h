@@ -23,7 +23,7 @@ struct Failure {
 /// The failure with this code of a file, with the reason where it is about the file's contents.
 [[nodiscard]] Failure failureOf(const Platform& platform, std::int32_t code, const std::string& file);
 
-/// The message of a failure: the engine's own sentence where that is true of the case, else what was found. It ends
+/// The message of a failure: the engine's own sentences where they are true of the case, else what was found. It ends
 /// with "Nothing was changed."
 [[nodiscard]] Message messageOf(const Platform& platform, const Failure& failure);
 

@@ -283,6 +283,13 @@ TEST(ShellWord, IsTheWordItselfToAShellAndSafeToShow) {
   EXPECT_EQ(shellWord("a\u202Eb"), "$'a\\342\\200\\256b'");
 }
 
+TEST(ReasonOf, IsASentenceWithoutThePath) {
+  EXPECT_EQ(reasonOf({13, "“/a b/c”: Permission denied"}), "Permission denied.");
+  EXPECT_EQ(reasonOf({13, "“/a”: b”: Permission denied"}), "Permission denied.");
+  EXPECT_EQ(reasonOf({27, "“/a” is larger than 1 MiB."}), "“/a” is larger than 1 MiB.");
+  EXPECT_EQ(reasonOf({5, "\x1B"}), "\\u{001B}.");
+}
+
 TEST(Wrapped, BreaksAtSpacesAndLeavesLongWordsWhole) {
   EXPECT_EQ(wrapped("one two three", 7), "one two\nthree");
   EXPECT_EQ(wrapped("one two three", 7, 2), "one two\n  three");
