@@ -12,11 +12,7 @@ namespace {
 Message complaintAbout(const BackupStore& store, const BackupListing& listing, const std::string& given,
                        const std::vector<Backup>& meant, const std::string& places) {
   const std::string list = "tarvel backup list" + places;
-  if (!listing.status.ok()) {
-    return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.", reasonOf(listing.status),
-             kNothingChanged},
-            {}};
-  }
+  if (!listing.status.ok()) return backupsNotListed(store, listing.status);
   if (meant.empty()) {
     return {{"There is no backup " + quotedText(given) + " in " + quotedPath(store.folder()) + ".", kNothingChanged,
              "To see which there are:"},
@@ -29,6 +25,11 @@ Message complaintAbout(const BackupStore& store, const BackupListing& listing, c
 }
 
 }  // namespace
+
+Message backupsNotListed(const BackupStore& store, const FileStatus& status) {
+  return {{"The backups in " + quotedPath(store.folder()) + " could not be listed.", reasonOf(status), kNothingChanged},
+          {}};
+}
 
 BackupChoice chooseBackup(const Platform& platform, const BackupStore& store, const std::string& initialBackup,
                           const std::string& given, const std::string& places) {

@@ -16,6 +16,9 @@ struct BackupChoice {
   Message complaint;
 };
 
+/// Why BackupStore::list() failed.
+[[nodiscard]] Message backupsNotListed(const BackupStore& store, const FileStatus& status);
+
 /// `given` is a path, or the name or a part of the name of exactly one backup, the initial backup at the full path
 /// `initialBackup` included. A whole name comes before a path, and a path before a part of a name. `places` is
 /// wordsForPlaces().

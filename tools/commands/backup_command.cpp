@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "engine/tarvel.h"
+#include "tools/backups/backup_choice.h"
 #include "tools/backups/backup_store.h"
 #include "tools/backups/command_paths.h"
 #include "tools/commands/commands.h"
@@ -18,12 +19,6 @@
 namespace tarvel {
 
 namespace {
-
-int failToList(Answer& answer, const BackupStore& store, const FileStatus& status) {
-  return answer.fail(TarvelErrorReadFailed, {{"The backups in " + quotedPath(store.folder()) + " could not be listed.",
-                                              reasonOf(status), kNothingChanged},
-                                             {}});
-}
 
 int createBackup(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store,
                  const std::string& path) {
@@ -61,7 +56,7 @@ int listBackups(Answer& answer, const Platform& platform, const CommandLine& lin
   std::optional<ShownProgress> shown(platform);
   const BackupList list = backupList(shown->platform(), path, initialBackup, store);
   shown.reset();
-  if (!list.status.ok()) return failToList(answer, store, list.status);
+  if (!list.status.ok()) return answer.fail(TarvelErrorReadFailed, backupsNotListed(store, list.status));
   answer.page();
   answerWith(answer, list, wordsForPlaces(line));
   return answer.end(0);
@@ -106,7 +101,7 @@ std::string prunedText(std::size_t removed, std::size_t kept, bool isDryRun) {
 
 int pruneBackups(Answer& answer, const Platform& platform, const CommandLine& line, const BackupStore& store) {
   const BackupListing listing = store.list();
-  if (!listing.status.ok()) return failToList(answer, store, listing.status);
+  if (!listing.status.ok()) return answer.fail(TarvelErrorReadFailed, backupsNotListed(store, listing.status));
   const Pruning pruning = planPruning(platform, line.backups, listing.backups);
   Answer::Json removed = Answer::Json::array();
   for (const Backup& backup : pruning.unreadable) {
