@@ -356,10 +356,11 @@ class OnATerminal(TranscriptTest):
 
     def test_messages_fit_the_width(self):
         for columns in WIDTHS:
-            for arguments in (["sort", self.file], ["restore", self.file], ["agent", "start"], ["sort", "--color=sometimes"]):
+            for arguments in (["sort", self.file], ["restore", self.file], ["agent", "start"], ["sort", "--color=sometimes"],
+                              ["agent"], ["status"], ["doctor"], ["browser"]):
                 _, shown = self.on_terminal(columns, *arguments)
                 for line in shown.splitlines():
-                    if not line.startswith("  tarvel "):
+                    if not line.lstrip().startswith("tarvel "):
                         self.assertLessEqual(len(line), min(columns, 80), line)
 
     def test_restore_shows_the_difference_and_asks(self):

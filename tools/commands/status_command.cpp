@@ -113,22 +113,30 @@ std::string lastErrorText(const Status& status, const Painter& painter) {
          printable(status.reported->message);
 }
 
-void show(Answer& answer, const AgentContext& agent, const Status& status) {
-  constexpr const char* kMargin = "                   ";
-  std::string text = "Agent:             " + agentText(status) + "\n";
-  text += std::string("Automatic sorting: ") + (status.isWanted ? "on" : "off") + ", " + status.latency +
-          (status.latency == "1" ? " second" : " seconds") + " after the last change\n";
+/// The table, one row for each label; a row without one belongs to that above it.
+std::string rowsOf(const AgentContext& agent, const Status& status, const Answer& answer) {
+  constexpr std::size_t kMargin = 19;
+  std::string text;
+  const auto row = [&](std::string label, const std::string& value) {
+    label.resize(kMargin, ' ');
+    text += wrapped(label + value, answer.columns(), kMargin) + "\n";
+  };
+  row("Agent:", agentText(status));
+  row("Automatic sorting:", std::string(status.isWanted ? "on" : "off") + ", " + status.latency +
+                                (status.latency == "1" ? " second" : " seconds") + " after the last change");
   for (const char* key : {kFoldersAtTopKey, kRemoveDuplicatesKey, kRenameSamenamedKey, kSortBookmarksBarKey}) {
-    text += kMargin + std::string(settingNamed(key)->meaning) + ": " + settingInForce(agent, key) + "\n";
+    row("", std::string(settingNamed(key)->meaning) + ": " + settingInForce(agent, key));
   }
-  text += "Bookmarks file:    " + fileText(status.bookmarks, "which does not exist") + "\n";
-  text += "Folder watched:    " + shownPath(deletingLastPathComponent(status.bookmarks.path)) + "\n";
-  text += "Initial backup:    " + fileText(status.backup, "not made yet") + "\n";
-  text += "Last error:        " + lastErrorText(status, answer.painter()) + "\n";
-  for (const std::string& save : status.keptSaves) {
-    text += "Kept save:         " + shownPath(save) + "\n";
-  }
-  answer.print(text);
+  row("Bookmarks file:", fileText(status.bookmarks, "which does not exist"));
+  row("Folder watched:", shownPath(deletingLastPathComponent(status.bookmarks.path)));
+  row("Initial backup:", fileText(status.backup, "not made yet"));
+  row("Last error:", lastErrorText(status, answer.painter()));
+  for (const std::string& save : status.keptSaves) row("Kept save:", shownPath(save));
+  return text;
+}
+
+void show(Answer& answer, const AgentContext& agent, const Status& status) {
+  answer.print(rowsOf(agent, status, answer));
   std::vector<Message> steps;
   for (const std::string& save : status.keptSaves) steps.push_back(messageOfKeptSave(save, status.bookmarks.path));
   if (const Message next = nextStep(status); !next.sentences.empty()) steps.push_back(next);
