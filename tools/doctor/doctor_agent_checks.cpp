@@ -159,10 +159,10 @@ Findings checkLogin(const DoctorContext& context) {
 
 Findings checkSession(const DoctorContext& context) {
   Findings findings;
-  findings.push_back(context.service.hasManager()
-                         ? fine("service-manager", "Your service manager answers.")
-                         : note("service-manager",
-                                "No user service manager answers, so nothing restarts the agent after a crash."));
+  findings.push_back(
+      context.service.hasManager()
+          ? fine("service-manager", "Your service manager answers.")
+          : note("service-manager", "No user service manager answers, so nothing restarts the agent after a crash."));
   findings.push_back(context.probe.hasSessionBus()
                          ? fine("session-bus", "Your session bus answers, so errors can be shown as notifications.")
                          : note("session-bus", "No session bus answers, so errors are written to the log.",

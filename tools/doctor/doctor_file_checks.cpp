@@ -22,8 +22,6 @@ constexpr const char* kChooseFile = "If your file is elsewhere, name it:";
 constexpr const char* kSetFile = "tarvel settings set bookmarks-filename PATH";
 /// A browser holds the lock for moments.
 constexpr double kLongestHold = 600;
-/// Seconds from 1970 to 2001.
-constexpr std::int64_t kSecondsTo2001 = 978'307'200;
 
 class SilentLog final : public SystemLog {
  public:
@@ -39,11 +37,6 @@ std::string folderOf(const DoctorContext& context) {
 
 bool isFolder(const DoctorContext& context, const std::string& path) {
   return context.probe.path(path).kind == PathKind::kFolder;
-}
-
-std::string sizeText(std::uint64_t bytes) {
-  constexpr std::uint64_t kMega = 1'000'000;
-  return bytes < kMega ? std::to_string(bytes / 1000) + " kB" : std::to_string(bytes / kMega) + " MB";
 }
 
 std::string ageText(double seconds) {
@@ -159,10 +152,11 @@ Findings checkFolder(const DoctorContext& context) {
                     "Give yourself permission:", "chmod u+rx " + shellWord(folder))};
   }
   if (!facts.isWritable) {
-    return {note(kCheck,
-                 "You cannot create files in " + quotedPath(folder) +
-                     ", so the bookmarks file is overwritten in place. A power failure at that instant would damage it.",
-                 "If you can, give yourself permission:", "chmod u+w " + shellWord(folder))};
+    return {
+        note(kCheck,
+             "You cannot create files in " + quotedPath(folder) +
+                 ", so the bookmarks file is overwritten in place. A power failure at that instant would damage it.",
+             "If you can, give yourself permission:", "chmod u+w " + shellWord(folder))};
   }
   return {fine(kCheck, "Its folder can be watched, and written to.")};
 }
@@ -204,8 +198,7 @@ Findings checkLock(const DoctorContext& context) {
   const std::string lock = deletingLastPathComponent(bookmarksFileOf(context.agent)) + "/lock";
   const PathFacts facts = context.probe.path(lock);
   if (facts.kind == PathKind::kMissing && !facts.isLink) return {fine(kCheck, "No browser is using the file.")};
-  const double changed = facts.changed ? static_cast<double>(facts.changed->seconds - kSecondsTo2001) : context.now;
-  const double age = context.now - changed;
+  const double age = facts.changed ? context.now - secondsSince2001(*facts.changed) : 0;
   if (age < kLongestHold) return {note(kCheck, "A browser is using the file now (" + quotedPath(lock) + ").")};
   return {problem(kCheck,
                   quotedPath(lock) + " has existed for " + ageText(age) + ", and nothing is sorted while it exists.",

@@ -26,14 +26,6 @@ std::string bookmarksText(const ListedBackup& backup) {
   return backup.bookmarks ? counted(*backup.bookmarks, "bookmark", "bookmarks") : "not a bookmarks file";
 }
 
-std::string sizeText(std::size_t bytes) {
-  if (bytes < 1000) return std::to_string(bytes) + " bytes";
-  constexpr std::size_t kPerMegabyte = 1'000'000;
-  if (bytes < kPerMegabyte) return std::to_string((bytes + 500) / 1000) + " kB";
-  const std::size_t tenths = (bytes + kPerMegabyte / 20) / (kPerMegabyte / 10);
-  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " MB";
-}
-
 std::string sizeText(const ListedBackup& backup) { return backup.size ? sizeText(*backup.size) : "?"; }
 
 std::string padded(const std::string& text, std::size_t width) {

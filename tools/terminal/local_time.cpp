@@ -20,7 +20,9 @@ std::string localTimeText(const Date& date) {
   return text;
 }
 
-double secondsSince2001() { return static_cast<double>(std::time(nullptr)) - kSecondsTo2001; }
+double secondsSince2001(const Date& date) { return static_cast<double>(date.seconds) - kSecondsTo2001; }
+
+double secondsSince2001() { return secondsSince2001({std::time(nullptr), 0}); }
 
 std::string localTimeText(double secondsSince2001) {
   constexpr double kMost = 1e12;

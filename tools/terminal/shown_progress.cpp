@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/ioctl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include <thread>
 
 #include "platform/linux/base/unique_fd.h"
+#include "tools/terminal/text.h"
 
 namespace tarvel {
 
@@ -28,12 +28,6 @@ constexpr std::chrono::milliseconds kPatience{100};
 bool canShow() {
   const char* term = std::getenv("TERM");
   return ::isatty(kTerminal) == 1 && term != nullptr && *term != '\0' && std::string_view(term) != "dumb";
-}
-
-std::size_t columns() {
-  constexpr std::size_t kUsual = 80;
-  winsize size{};
-  return ::ioctl(kTerminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : kUsual;
 }
 
 /// False for a terminal that was stopped, or that another program has in the foreground.
@@ -113,7 +107,7 @@ class ShownProgress::Display {
       // Signals must not wait for a log line that the terminal does not accept.
       const std::unique_lock lock(mutex_, std::try_to_lock);
       if (!lock || !takesText()) continue;
-      if (const auto text = line_.draw(progress_, clock_.monotonic(), columns())) put(*text);
+      if (const auto text = line_.draw(progress_, clock_.monotonic(), terminalColumns(kTerminal))) put(*text);
     }
   }
 

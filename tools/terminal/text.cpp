@@ -52,6 +52,14 @@ std::string counted(std::size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
+std::string sizeText(std::uint64_t bytes) {
+  constexpr std::uint64_t kPerMegabyte = 1'000'000;
+  if (bytes < 1000) return std::to_string(bytes) + " bytes";
+  if (bytes < kPerMegabyte) return std::to_string(bytes / 1000) + " kB";
+  const std::uint64_t tenths = bytes / (kPerMegabyte / 10);
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " MB";
+}
+
 std::string sentenceOf(std::string_view text) {
   const bool hasEnd = text.empty() || text.ends_with('.') || text.ends_with('!') || text.ends_with('?');
   return std::string(text) + (hasEnd ? "" : ".");

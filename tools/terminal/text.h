@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,9 @@ namespace tarvel {
 
 /// "1 folder", "2 folders".
 [[nodiscard]] std::string counted(std::size_t count, const char* one, const char* many);
+
+/// "512 bytes", "20 kB", "1.5 MB"; rounded down.
+[[nodiscard]] std::string sizeText(std::uint64_t bytes);
 
 /// The sentence with its full stop, which system messages lack.
 [[nodiscard]] std::string sentenceOf(std::string_view text);

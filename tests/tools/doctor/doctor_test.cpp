@@ -237,7 +237,7 @@ TEST_F(Doctor, ASortNeedsSpaceForTheFileAndItsBackup) {
   EXPECT_THAT(checkFileSystem(context), Contains(isFine("enough space")));
   probe.system.freeBytes = 20'999'999;
   EXPECT_THAT(checkFileSystem(context),
-              Contains(isProblem("20 MB are free, and 21 MB may be needed", "Free some space")));
+              Contains(isProblem("20.9 MB are free, and 21.0 MB may be needed", "Free some space")));
 }
 
 TEST_F(Doctor, ALockIsABrowserAtWorkOrLeftBehind) {
