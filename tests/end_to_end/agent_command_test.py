@@ -120,8 +120,8 @@ class AgentCommand(HomeTest):
 
     def test_the_doctor_finds_problems_and_writes_nothing(self):
         found = self.doctor(11)
-        self.assertIn("tarvel settings set bookmarks-filename", found["bookmarks-file", "problem"]["advice"])
-        self.assertIn("tarvel agent enable", found["agent", "note"]["advice"])
+        self.assertIn("tarvel settings set bookmarks-filename", found["bookmarks-file", "problem"]["command"])
+        self.assertIn("tarvel agent enable", found["agent", "note"]["command"])
         self.assertEqual(self.files(), [])
         self.file.write_bytes(b"no bookmarks")
         self.tarvel("settings", "set", "BookmarksFilename", self.file)
@@ -137,7 +137,7 @@ class AgentCommand(HomeTest):
         found = self.doctor(0)
         for check in ("bookmarks-file", "settings-file", "settings-values", "watches", "agent", "login", "version"):
             self.assertIn((check, "ok"), found)
-        self.assertIn("tarvel preview", found["bookmarks-contents", "note"]["advice"])
+        self.assertIn("tarvel preview", found["bookmarks-contents", "note"]["command"])
         self.assertEqual({name: (self.home / name).stat().st_mtime_ns for name in self.files()}, before)
         plain = self.tarvel("doctor")
         self.assertEqual((plain.returncode, plain.stderr), (0, b""))
