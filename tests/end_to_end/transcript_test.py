@@ -4,7 +4,9 @@ import json
 import os
 import plistlib
 import re
+import shutil
 import subprocess
+import unittest
 
 import runner
 from bookmark_trees import folder, leaf, root
@@ -410,6 +412,14 @@ class OnATerminal(TranscriptTest):
 class Manual(HomeTest):
     def manual(self):
         return (SOURCE / "packaging/man/tarvel.1").read_text().replace("\\-", "-")
+
+    @unittest.skipUnless(shutil.which("man"), "man is not installed")
+    def test_it_is_set_without_warnings_at_60_and_100_columns(self):
+        for page in ("tarvel.1", "TarvelHelper.8"):
+            for columns in WIDTHS:
+                environment = {**self.environment, "MANWIDTH": str(columns)}
+                shown = subprocess.run(["man", "--warnings", "-l", SOURCE / "packaging/man" / page], env=environment, stdin=subprocess.DEVNULL, capture_output=True, check=True)
+                self.assertEqual(shown.stderr, b"", page)
 
     def test_every_option_of_every_command_is_in_the_manual(self):
         manual = self.manual()
