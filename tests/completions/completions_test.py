@@ -46,7 +46,9 @@ def options_of(path):
 def all_paths(path=()):
     yield path
     for name in commands_below(path):
-        yield from all_paths((*path, name))
+        # Which takes the words of the others.
+        if name != "help":
+            yield from all_paths((*path, name))
 
 
 class Completions:
@@ -81,6 +83,12 @@ class Completions:
                 for other in offered - set(names):
                     self.assertTrue((self.home / other).exists(), (path, other))
         self.assertGreater(seen, 10)
+
+    def test_help_takes_the_words_of_every_command(self):
+        self.assertEqual(self.offers("tarvel hel"), {"help"})
+        self.assertEqual(self.offers("tarvel help "), set(commands_below(())) - {"help"})
+        self.assertEqual(self.offers("tarvel help backup "), {"create", "list", "prune"})
+        self.assertEqual(self.offers("tarvel help backup list "), set())
 
     def test_every_option_of_every_command_is_known(self):
         seen = 0

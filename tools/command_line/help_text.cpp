@@ -88,6 +88,7 @@ class Help {
     if (below.empty()) return;
     section("Commands");
     for (const CLI::App* one : below) row(one->get_name(), 12, one->get_description());
+    if (name_.empty()) row("help", 12, kHelpOfHelp);
   }
 
   void options(const char* title, const CLI::App& command, bool arePositional) {

@@ -6,6 +6,9 @@
 
 namespace tarvel {
 
+/// What "tarvel help" is for, which the parser does not know.
+inline constexpr const char* kHelpOfHelp = "Show the help of a command";
+
 /// The help of a command: usage, options, examples and its exit statuses, in lines of at most `columns` characters.
 /// `name` is the words that lead to the command, empty for the program itself.
 [[nodiscard]] std::string helpText(const CLI::App& command, const std::string& name, std::size_t columns);

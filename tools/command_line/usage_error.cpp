@@ -88,7 +88,7 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
     return {{"There is no option " + quotedText(option) + ".", meant}, {}};
   }
   const bool hasCommand = !app.get_subcommands().empty() || !word.empty();
-  if (!hasCommand) return {{"Give a command; to start with: tarvel preview."}, {}};
+  if (!hasCommand) return {{"Give a command, such as “tarvel preview”."}, {}};
   const auto* extras = dynamic_cast<const CLI::ExtrasError*>(&error);
   const std::vector<std::string> left = app.remaining(true);
   if (extras != nullptr && !left.empty()) {

@@ -7,6 +7,7 @@
 #include "tools/agent/settings_table.h"
 #include "tools/command_line/command_definition.h"
 #include "tools/command_line/command_settings.h"
+#include "tools/command_line/help_text.h"
 
 namespace tarvel {
 
@@ -79,11 +80,22 @@ void addCommand(std::vector<CompletedCommand>& commands, const CLI::App& app, co
   }
 }
 
+/// "help" takes the words of any other command.
+void addHelp(std::vector<CompletedCommand>& commands) {
+  const std::vector<CompletedCommand> others = commands;
+  commands.front().commands.push_back({{"help"}, kHelpOfHelp, false, {}});
+  for (const CompletedCommand& other : others) {
+    const std::string path = other.path.empty() ? "help" : "help " + other.path;
+    commands.push_back({path, other.help, {}, {}, other.commands});
+  }
+}
+
 }  // namespace
 
 std::vector<CompletedCommand> completedCommands(const CLI::App& app) {
   std::vector<CompletedCommand> commands;
   addCommand(commands, app, "");
+  addHelp(commands);
   return commands;
 }
 
