@@ -103,6 +103,14 @@ TEST_F(Doctor, OfAHealthyMachineEverythingIsFineAndNothingIsWritten) {
   EXPECT_EQ(preferences.flushCount(), writes);
 }
 
+TEST_F(Doctor, QuietSaysOnlyTheResultOfAHealthyMachine) {
+  CommandLine line;
+  line.output.isQuiet = true;
+  const Captured captured;
+  EXPECT_EQ(runDoctor(context, line), 0);
+  EXPECT_EQ(captured.output.str(), "No problems found.\n");
+}
+
 TEST_F(Doctor, OneProblemNeedsAttentionAndTheCommandToPasteIsAloneOnTheLastLine) {
   service.setRunningAgent(std::nullopt);
   EXPECT_EQ(run(), kExitNeedsAttention);
