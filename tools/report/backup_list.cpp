@@ -26,7 +26,7 @@ std::string bookmarksText(const ListedBackup& backup) {
   return backup.bookmarks ? counted(*backup.bookmarks, "bookmark", "bookmarks") : "not a bookmarks file";
 }
 
-std::string sizeText(const ListedBackup& backup) { return backup.size ? sizeText(*backup.size) : "?"; }
+std::string shownSize(const ListedBackup& backup) { return backup.size ? sizeText(*backup.size) : "?"; }
 
 std::string padded(const std::string& text, std::size_t width) {
   return std::string(width - std::min(width, text.size()), ' ') + text;
@@ -37,13 +37,13 @@ std::string listText(const BackupList& list) {
   std::size_t sizeWidth = 0;
   for (const ListedBackup& backup : list.backups) {
     bookmarksWidth = std::max(bookmarksWidth, bookmarksText(backup).size());
-    sizeWidth = std::max(sizeWidth, sizeText(backup).size());
+    sizeWidth = std::max(sizeWidth, shownSize(backup).size());
   }
   std::string text =
       "Backups of " + quotedPath(list.file) + " in " + quotedPath(list.folder) + ", the newest first:\n\n";
   for (const ListedBackup& backup : list.backups) {
     text += localTimeText(backup.date) + "  " + padded(bookmarksText(backup), bookmarksWidth) + "  " +
-            padded(sizeText(backup), sizeWidth) + "  " + printable(backup.name);
+            padded(shownSize(backup), sizeWidth) + "  " + printable(backup.name);
     if (backup.isInitial) text += "  (the initial backup, from before the first sort)";
     if (backup.isCurrent) text += "  (same as the file now)";
     text += "\n";
