@@ -81,11 +81,16 @@ SettingInput secondsFor(const Setting& setting, const std::string& text) {
   return {listOf(tree, tree->makeInteger(seconds)), {}, {}};
 }
 
-SettingInput pathFor(const std::string& text, FileManager& files) {
-  if (text.empty()) return {{}, "The path is empty; to return to the default file, unset the setting.", {}};
+SettingInput pathFor(const Setting& setting, const std::string& text, FileManager& files) {
+  const std::string name = settingName(setting.key);
+  if (text.empty()) {
+    return {{}, "The path is empty.", {{"To return to the default file:"}, "tarvel settings unset " + name}};
+  }
   const std::string full = absolutePath(files.stringByExpandingTildeInPath(text));
   if (full != text) {
-    return {{}, "The agent needs a full path.", full};
+    return {{},
+            "The agent needs a full path.",
+            {{"Did you mean this one?"}, "tarvel settings set " + name + " " + shellWord(full)}};
   }
   const auto tree = std::make_shared<PropertyListTree>();
   return {listOf(tree, tree->makeString(text)), {}, {}};
@@ -149,7 +154,7 @@ SettingInput inputFor(const Setting& setting, const std::string& text, FileManag
     case SettingType::kSeconds:
       return secondsFor(setting, text);
     case SettingType::kPath:
-      return pathFor(text, files);
+      return pathFor(setting, text, files);
     default:
       return {{}, "Tarvel writes this setting itself.", {}};
   }

@@ -8,6 +8,7 @@
 
 #include "platform/file_manager.h"
 #include "platform/preferences_store.h"
+#include "tools/terminal/message.h"
 
 namespace tarvel {
 
@@ -56,8 +57,8 @@ struct SettingState {
 struct SettingInput {
   PropertyList value;
   std::string complaint;
-  /// What was probably meant; empty when that is unknown.
-  std::string suggestion;
+  /// What to do instead, as far as that is known.
+  Message advice;
 };
 
 [[nodiscard]] SettingInput inputFor(const Setting& setting, const std::string& text, FileManager& files);

@@ -36,11 +36,9 @@ std::vector<std::string> arranged(const std::vector<std::string>& given) {
   const auto put = [&](const std::string& argument) { (isGlobal(argument) ? global : rest).push_back(argument); };
   const auto end = std::ranges::find(given, "--");
   for (auto at = given.begin(); at != end; ++at) {
-    if (*at == "--color") {
-      // Without a value it is refused, in front too.
-      const bool hasValue = at + 1 != end;
-      global.push_back(hasValue ? *at + "=" + *(at + 1) : *at);
-      if (hasValue) ++at;
+    if (*at == "--color" && at + 1 != end) {
+      put(*at + "=" + *(at + 1));
+      ++at;
     } else if (isBunch(*at)) {
       for (const char flag : at->substr(1)) put({'-', flag});
     } else {

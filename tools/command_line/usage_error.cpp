@@ -94,6 +94,8 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
   if (extras != nullptr && !left.empty()) {
     const bool isGroup = !innermost.get_subcommands({}).empty();
     if (isGroup) return unknownCommand(innermost, nameOfParsed(app), left.front());
+    // The parser expects an option of the program in front of the command, where one with a value has been put.
+    if (app.get_option_no_throw(left.front()) != nullptr) return {{printable(left.front()) + " needs a value."}, {}};
     return {{"There is one argument too many: " + quotedText(left.front()) + "."}, {}};
   }
   if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {

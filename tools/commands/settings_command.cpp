@@ -57,15 +57,10 @@ int get(Answer& answer, const AgentContext& agent, const Setting& setting) {
   return answer.end(0);
 }
 
-int refuse(Answer& answer, const Setting& setting, const std::string& complaint) {
-  return answer.fail(kExitUsage, {{settingName(setting.key) + ": " + complaint, kNothingChanged}, {}});
-}
-
-int refuse(Answer& answer, const Setting& setting, const SettingInput& input) {
-  if (input.suggestion.empty()) return refuse(answer, setting, input.complaint);
-  const std::string name = settingName(setting.key);
-  return answer.fail(kExitUsage, {{name + ": " + input.complaint, kNothingChanged, "Did you mean this one?"},
-                                  "tarvel settings set " + name + " " + shellWord(input.suggestion)});
+int refuse(Answer& answer, const Setting& setting, const std::string& complaint, const Message& advice = {}) {
+  Message message{{settingName(setting.key) + ": " + complaint, kNothingChanged}, advice.command};
+  message.sentences.insert(message.sentences.end(), advice.sentences.begin(), advice.sentences.end());
+  return answer.fail(kExitUsage, message);
 }
 
 /// What makes an agent take over a setting that it reads when it starts.
@@ -126,7 +121,7 @@ int store(Answer& answer, const AgentContext& agent, const Storing& storing) {
 
 int set(Answer& answer, const AgentContext& agent, const CommandLine& line, const Setting& setting) {
   const SettingInput input = inputFor(setting, line.value, agent.files);
-  if (!input.complaint.empty()) return refuse(answer, setting, input);
+  if (!input.complaint.empty()) return refuse(answer, setting, input.complaint, input.advice);
   const bool isPath = setting.type == SettingType::kPath;
   if (isPath && isKeptBackup(agent.files, line.value, agentBackupFile(agent.files))) {
     return refuse(answer, setting, quotedPath(line.value) + " is a backup, and backups stay as they are.");
