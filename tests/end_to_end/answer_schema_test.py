@@ -9,7 +9,7 @@ from bookmark_trees import folder, leaf, root
 from home import SOURCE, HomeTest
 
 SCHEMA = json.loads((SOURCE / "packaging/json/answer.schema.json").read_text())
-COMMANDS = {name for name in SCHEMA["properties"]["command"]["enum"] if name not in (None, "backup", "settings", "agent")}
+COMMANDS = {name for name in SCHEMA["properties"]["command"]["enum"] if name not in (None, "backup", "settings", "agent", "browser")}
 
 
 def unsorted_root():

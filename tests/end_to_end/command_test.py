@@ -196,7 +196,7 @@ class Codes(HomeTest):
     def test_7_backup_impossible(self):
         self.write(unsorted_root())
         text = self.check(7, "sort", "--backup-file", self.file / "below" / "backup.plist", self.file)
-        self.assertIn("backup.plist", text)
+        self.assertIn("“~/Bookmarks.plist/below”", text)
 
     def test_8_locked_all_the_time(self):
         self.write(unsorted_root())
