@@ -205,6 +205,7 @@ class UsageErrors(TranscriptTest):
              "tarvel: There is no option “--folder-at-top”.\nDid you mean “--folders-at-top”?\n  tarvel help sort\n"),
             (["sort", "--color=sometimes"], "tarvel: --color: “sometimes” is not auto, always or never.\n  tarvel help sort\n"),
             (["preview", "--color"], "tarvel: --color needs a value.\n  tarvel help preview\n"),
+            (["-n", "sort"], "tarvel: The option -n goes after the command.\n  tarvel help sort\n"),
             (["preview", "-x"], "tarvel: There is no option “-x”.\n  tarvel help preview\n"),
             (["sort", "--no-backup=maybe"], "tarvel: --no-backup takes no value.\n  tarvel help sort\n"),
             (["dump", "-f", "yaml"], "tarvel: --format: “yaml” is not xml, binary or json.\n  tarvel help dump\n"),

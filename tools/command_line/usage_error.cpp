@@ -96,6 +96,9 @@ Message wordsFor(const CLI::App& app, const CLI::ParseError& error, const std::v
     if (isGroup) return unknownCommand(innermost, nameOfParsed(app), left.front());
     // The parser expects an option of the program in front of the command, where one with a value has been put.
     if (app.get_option_no_throw(left.front()) != nullptr) return {{printable(left.front()) + " needs a value."}, {}};
+    if (innermost.get_option_no_throw(left.front()) != nullptr) {
+      return {{"The option " + printable(left.front()) + " goes after the command."}, {}};
+    }
     return {{"There is one argument too many: " + quotedText(left.front()) + "."}, {}};
   }
   if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
