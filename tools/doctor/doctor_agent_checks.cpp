@@ -216,7 +216,7 @@ Findings checkLanguage(const DoctorContext& context) {
                  "Set the same LANG for both, then restart the agent:", kRestart)};
   }
   if (!isLanguage(own)) {
-    return {fine(kCheck, "No language is set by LANG, so titles follow the rules for all languages.")};
+    return {fine(kCheck, "No language is set, so titles follow the rules for all languages. LANG sets yours.")};
   }
   return {fine(kCheck, "Titles are ordered by the language " + quotedText(own) + ".")};
 }

@@ -7,8 +7,9 @@
 namespace tarvel {
 
 /// Sends standard output through a pager, for as long as it lives. The pager is $PAGER, else less, which shows colours,
-/// ends at once when everything fits on the screen, and leaves it on the screen (-FRX). Where PAGER is empty or no pager
-/// can be started, output goes to the terminal as before. A pager that is closed early is not an error: what was not read is dropped.
+/// ends at once when everything fits on the screen, and leaves it on the screen (-FRX). Where PAGER is empty or no
+/// pager can be started, output goes to the terminal as before. A pager that is closed early is not an error: what was
+/// not read is dropped.
 class Pager {
  public:
   Pager();

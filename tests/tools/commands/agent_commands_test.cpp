@@ -129,7 +129,8 @@ TEST_F(AgentCommands, SecondsThatTheAgentWouldNotUseAreRefused) {
 
 TEST_F(AgentCommands, AnotherFileIsSortedAtOnceAndWatchedFromTheNextStart) {
   EXPECT_EQ(set(kBookmarksFilenameKey, "/home/user/B.plist"), 0);
-  EXPECT_THAT(output, HasSubstr("is now /home/user/B.plist, from the next sort; watched from the agent's next start.\n"));
+  EXPECT_THAT(output,
+              HasSubstr("is now /home/user/B.plist, from the next sort; watched from the agent's next start.\n"));
 }
 
 TEST_F(AgentCommands, AChangeThatWaitsForTheAgentsNextStartSaysHowToStartIt) {
