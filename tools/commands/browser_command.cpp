@@ -90,7 +90,7 @@ int failForUnknown(Answer& answer, const std::string& name) {
 
 void sayNextStep(Answer& answer, const BrowserState& state, const BrowserSurroundings& around) {
   const std::string folder =
-      around.extensionFolder.empty() ? "the folder browser/extension" : quotedPath(around.extensionFolder);
+      around.extensionFolder.empty() ? quotedText("browser/extension") : quotedPath(around.extensionFolder);
   if (state.systemManifest != ManifestState::kMissing) {
     answer.say("The extension is installed for all users.");
     answer.say("Restart the browser if its button is missing.");
