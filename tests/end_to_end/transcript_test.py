@@ -267,7 +267,7 @@ class Failures(TranscriptTest):
             ("settings", "set", "bookmarks-update-latency", "1000"), ("settings", "set", "bookmarks-filename", ""),
             ("settings", "set", "last-check-time", "1"), ("agent",), ("agent", "start"), ("agent", "stop"), ("agent", "disable"),
             ("browser",), ("browser", "enable", "firefox"), ("browser", "enable", "x"), ("browser", "disable"), ("report",),
-            ("agent", "log", "--lines", "1"), ("sort", "--no-backup", self.file), ("sort", "--no-backup", self.file),
+            ("agent", "log", "--lines", "1"), ("sort", "-q", "--no-backup", self.file), ("sort", "-q", self.file),
         ):
             result = self.tarvel(*arguments)
             for line in (result.stdout + result.stderr).decode().splitlines():
