@@ -1,25 +1,25 @@
 "use strict";
-// Carries the browser's bookmarks to the host and applies the plans that come back. What is to be changed is decided
-// there; here is only when to ask, and how to do one operation after the other without missing a change by others.
+// Sends the browser's bookmarks to the host and applies the plans that it returns. The host decides what changes. This
+// script decides when to ask, applies one operation at a time, and notices concurrent changes.
 
 const isFirefox = chrome.runtime.getURL("").startsWith("moz-extension:");
 const api = isFirefox ? browser : chrome;
 const HOST = "org.tarvel.browser_host";
 const PROTOCOL = 1;
 const MOST_ATTEMPTS = 10;
-/// Milliseconds without a foreign change before a run begins or goes on.
+/// Milliseconds without a foreign change before a run begins or continues.
 const PAUSE = 300;
 const LONGEST_WAIT = 60000;
 const DEFAULT_LATENCY = 30;
 
-/// The run in progress: {expected, isForeign}. One at a time.
+/// The run in progress: {expected, isForeign, count}. One at a time.
 let run = null;
-/// When others last changed a bookmark; of what this worker has heard.
+/// When this worker last saw a foreign change.
 let lastChange = 0;
 const pages = new Set();
 const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
-/// A failure that the page has a sentence for, under this code.
+/// A failure with a code; the page has a message for each code.
 class Problem extends Error {
   constructor(code, details = "") {
     super(details);
@@ -47,7 +47,7 @@ class Host {
     if (message.last !== false) this.waiting?.resolve({ ...message, list: this.waiting.list });
   }
 
-  /// The answer, its pieces put together.
+  /// The answer, joined from its pieces.
   ask(message) {
     return new Promise((resolve, reject) => {
       if (this.ended) return reject(this.ended);
@@ -87,8 +87,8 @@ async function withHost(use) {
   }
 }
 
-/// Whether an event is the one that the operation at hand is known to cause. Events come before the operation's promise
-/// is fulfilled, so what does not match is somebody else's.
+/// Whether an event is the one that the current operation causes. It arrives before the operation's promise is fulfilled,
+/// so any event that does not match is a foreign change.
 function isExpected(kind, id, info) {
   const expected = run?.expected;
   if (expected?.kind !== kind || (expected.id && expected.id !== id)) return false;
@@ -121,7 +121,7 @@ async function sortAutomatically() {
       const { automatic, latency } = host.hello;
       if (!automatic) return;
       if (Date.now() < lastChange + latency * 1000) return scheduleAutomatic();
-      // Changes by others put it off: no second attempt.
+      // One attempt: a foreign change postpones the run.
       await perform(host, "sort", "", 1);
     });
     api.action.setBadgeText({ text: "" });
@@ -131,7 +131,7 @@ async function sortAutomatically() {
   }
 }
 
-/// Does one operation of a plan. Indexes in plans are final ones; Chromium counts them before the entry is taken out.
+/// Applies one operation of a plan. Plans have final indexes; Chromium's index counts the entry at its old place too.
 async function apply([kind, id, ...rest], state) {
   if (kind === "move") {
     const [parent, index, isDown] = rest;
@@ -152,7 +152,7 @@ async function apply([kind, id, ...rest], state) {
   run.expected = null;
 }
 
-/// Applies a plan. False as soon as somebody else has changed a bookmark.
+/// Applies a plan. Stops at a foreign change and returns false.
 async function applyAll(operations) {
   const state = {};
   for (const [done, operation] of operations.entries()) {
@@ -169,7 +169,7 @@ async function applyAll(operations) {
   return !run.isForeign;
 }
 
-/// Waits until others have left the bookmarks alone for a moment.
+/// Waits until there has been no foreign change for a moment.
 async function settle() {
   const end = Date.now() + LONGEST_WAIT;
   for (let left; (left = lastChange + PAUSE - Date.now()) > 0; ) {
@@ -178,7 +178,8 @@ async function settle() {
   }
 }
 
-/// A whole run: asks for a plan and applies it, and asks again when others change bookmarks meanwhile.
+/// A whole run: asks for a plan, applies it, and starts again after a foreign change. A plan that the user agreed to is
+/// not replaced by another one: then the user is asked again.
 async function perform(host, task, agreed = "", attempts = MOST_ATTEMPTS) {
   if (run) throw new Problem("busy");
   run = { expected: null, isForeign: false };
@@ -239,7 +240,7 @@ api.bookmarks.onMoved.addListener((id, info) => heard("moved", id, info));
 api.bookmarks.onChildrenReordered?.addListener((id, info) => heard("reordered", id, info));
 api.bookmarks.onImportEnded?.addListener(() => heard("imported"));
 api.alarms.onAlarm.addListener(sortAutomatically);
-// A change just before the browser was closed is still to be sorted.
+// Sorts a change that was made just before the browser was closed.
 api.runtime.onStartup.addListener(scheduleAutomatic);
 api.runtime.onInstalled.addListener(scheduleAutomatic);
 api.action.onClicked.addListener(() => api.tabs.create({ url: api.runtime.getURL("page.html") }));

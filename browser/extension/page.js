@@ -1,8 +1,8 @@
 "use strict";
-// The page: shows what would change, and asks the background to do it.
+// The page: shows what would change, and asks the background script to do it.
 
 const api = chrome.runtime.getURL("").startsWith("moz-extension:") ? browser : chrome;
-/// Lists of up to so many entries are shown with every folder open.
+/// Up to this number of entries every folder of the list is open.
 const SMALL_LIST = 300;
 const REFRESH_PAUSE = 1000;
 const element = (id) => document.getElementById(id);
@@ -16,7 +16,7 @@ let refreshTimer = 0;
 let port = null;
 
 function send(message) {
-  // A background that has ended is started by a new connection.
+  // A new connection starts the background script if it has ended.
   if (!port) {
     port = api.runtime.connect();
     port.onDisconnect.addListener(() => (port = null));
@@ -32,7 +32,7 @@ function make(name, className, content = "") {
   return made;
 }
 
-/// Titles are others' text: their direction stays their own.
+/// Isolates a title, so that its writing direction does not affect the text around it.
 const quoted = (title) => text("quoted", `\u2068${title}\u2069`);
 const pathText = (path) => path.map((title) => `\u2068${title}\u2069`).join(" / ");
 
@@ -87,7 +87,7 @@ function folderSection(folder, isOpen) {
   return section;
 }
 
-/// A folder that was split between two pieces becomes one again.
+/// Joins folders that were split between two pieces.
 function joined(pieces) {
   const folders = new Map();
   for (const piece of pieces) {

@@ -8,7 +8,7 @@ namespace tarvel {
 
 namespace {
 
-/// The engine's node; what has no title there is named by cleaning, so an empty one counts as none.
+/// Makes the engine's node. An empty title becomes none, so that cleaning names the entry.
 PropertyListDictionary makeNode(PropertyListTree& list, const BrowserNode& node) {
   const PropertyListDictionary made = list.makeDictionary();
   const bool isFolder = node.kind == BrowserNodeKind::kFolder;
@@ -68,7 +68,7 @@ std::vector<std::string_view> BrowserTree::pathOf(std::uint32_t node) const {
 void completeTree(BrowserTree& tree) {
   findFoldersOfRemoved(tree);
   tree.byId.reserve(tree.nodes.size());
-  // A folder comes before what is in it, so backwards its children are made before it.
+  // A folder precedes its children, so going backwards makes the children first.
   for (std::size_t i = tree.nodes.size(); i-- > 0;) {
     BrowserNode& node = tree.nodes[i];
     tree.byId.insert_or_assign(node.id, static_cast<std::uint32_t>(i));

@@ -5,7 +5,7 @@ namespace tarvel {
 
 namespace {
 
-/// Gathers what the engine's cleaning does.
+/// Records the changes of the engine's cleaning.
 class CleaningRecorder final : public SortObserver {
  public:
   CleaningRecorder(const BrowserTree& tree, Target& target) : tree_(tree), target_(target) {}
@@ -29,7 +29,7 @@ class CleaningRecorder final : public SortObserver {
   Target& target_;
 };
 
-/// What the engine has left in a folder.
+/// The children that the engine has left in a folder.
 std::vector<std::uint32_t> childrenLeftIn(const BrowserTree& tree, PropertyListDictionary folder) {
   const PropertyListArray array = folder.array(kChildrenKey);
   std::vector<std::uint32_t> children;
@@ -50,7 +50,7 @@ std::uint32_t folderOfRemoved(const BrowserTree& tree, const std::string& title)
   return kNoNode;
 }
 
-/// Adds a folder that the browser does not have yet, at the end of the root that such folders are in.
+/// Adds a folder that the browser does not have yet, at the end of the root of such folders.
 std::uint32_t addFolderOfRemoved(BrowserTree& tree, Target& target, const std::string& title) {
   const std::uint32_t root = tree.rootOfRemoved();
   const auto number = static_cast<std::uint32_t>(tree.nodes.size());

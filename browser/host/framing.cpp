@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kReadStep = std::size_t{1} << 20;
 using Length = std::array<char, sizeof(std::uint32_t)>;
 
-/// Reads until `size` bytes are there, or the input ends. Answers how many there are.
+/// Reads until `size` bytes have arrived or the input ends. Returns the number of bytes.
 std::size_t readFully(int descriptor, char* to, std::size_t size) {
   std::size_t done = 0;
   while (done < size) {

@@ -6,9 +6,9 @@
 
 namespace tarvel {
 
-/// The largest message taken from a browser, which is also the most that one of them sends.
+/// The largest message that is read; Chromium sends no larger ones.
 inline constexpr std::size_t kLargestMessage = std::size_t{64} << 20;
-/// Bytes that stay reserved behind a message, so that the JSON reader can look ahead without a copy.
+/// Bytes reserved behind a message, so that the JSON reader can read ahead without a copy.
 inline constexpr std::size_t kMessagePadding = 64;
 
 enum class FrameStatus {
@@ -23,11 +23,11 @@ struct Frame {
   std::string bytes;
 };
 
-/// Reads one native message: its length as 32 bits in the machine's byte order, then so many bytes. Memory grows with
-/// the bytes that arrive, not with the length announced.
+/// Reads one native message: its length as 32 bits in the machine's byte order, then its bytes. Memory grows with the
+/// bytes received, not with the announced length.
 [[nodiscard]] Frame readFrame(int descriptor);
 
-/// Writes one message. False when the other side is gone.
+/// Writes one message. False if the other side has closed the connection.
 [[nodiscard]] bool writeFrame(int descriptor, std::string_view message);
 
 }  // namespace tarvel

@@ -45,8 +45,8 @@ std::optional<std::uint32_t> unitAt(std::string_view escaped, std::size_t at) {
   return unit;
 }
 
-/// Decodes the "\u" escape whose digits begin at `at`, and the one behind it where both make a pair. Answers where the
-/// text goes on.
+/// Decodes the "\u" escape whose digits begin at `at`, and the next one if both make a pair. Returns the end of what
+/// was decoded.
 std::optional<std::size_t> appendUnits(std::string& text, std::string_view escaped, std::size_t at) {
   const auto unit = unitAt(escaped, at);
   if (!unit) return std::nullopt;

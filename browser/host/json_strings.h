@@ -6,11 +6,11 @@
 
 namespace tarvel {
 
-// JSON strings for titles, which browsers allow to hold lone surrogates. JSON spells these as escapes; property lists
-// keep them as three bytes each. Libraries for JSON refuse or replace them.
+// JSON strings of titles, which may contain lone surrogates in browsers. JSON writes these as escapes; property lists
+// keep them as three bytes each. JSON libraries refuse or replace them.
 
-/// Decodes the inside of a JSON string, without its quotes. None for an escape that JSON does not know. A lone
-/// surrogate becomes its three bytes, a pair the one character.
+/// Decodes the inside of a JSON string, without its quotes. None for an unknown escape. A lone surrogate becomes three
+/// bytes, a pair one character.
 [[nodiscard]] std::optional<std::string> decodedJsonString(std::string_view escaped);
 
 /// Appends `text` as a JSON string with its quotes. The reverse of decodedJsonString(): three-byte surrogates become

@@ -1,4 +1,4 @@
-// tarvel-browser-host: started by a browser for the extension of Tarvel, and ended by the end of its input.
+// tarvel-browser-host: started by a browser for Tarvel's extension; exits at the end of its input.
 
 #include <unistd.h>
 
@@ -28,7 +28,7 @@ namespace {
 
 constexpr int kExitUsage = 64;
 
-/// Browsers put this into their own error output.
+/// Browsers copy this to their own error output.
 class ErrorOutputLog final : public tarvel::SystemLog {
  public:
   void log(std::string_view message) override {
@@ -36,14 +36,14 @@ class ErrorOutputLog final : public tarvel::SystemLog {
   }
 };
 
-/// The browser names the extension that asks: Chromium as its origin, the first argument; Firefox by its id, the
+/// The browser names the calling extension: Chromium by its origin in the first argument; Firefox by its id in the
 /// second, behind the path of the manifest.
 bool isOwnExtension(int argc, char** argv) {
   if (argc >= 2 && std::string_view(argv[1]) == tarvel::kChromiumOrigin) return true;
   return argc >= 3 && std::string_view(argv[2]) == tarvel::kFirefoxExtension;
 }
 
-/// The texts are beside this program.
+/// The texts are installed beside this program.
 tarvel::LinuxBundle bundleOfTexts(tarvel::PropertyListSerialization& propertyLists) {
   std::error_code error;
   const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -64,7 +64,7 @@ int serve() {
   tarvel::LinuxPreferencesStore preferences(propertyLists, log);
   const tarvel::DirectoryLookup support = files.applicationSupportDirectory();
   if (!support.path) {
-    log.log("There is no folder for undo records: " + support.status.reason);
+    log.log("No folder for undo records: " + support.status.reason);
     return 1;
   }
   const std::string records = *support.path + "/" + tarvel::kSupportFolderName + "/Browsers";
@@ -80,19 +80,20 @@ int serve() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // A browser that is gone is noticed when writing to it fails.
+  // A closed connection is noticed when a write fails.
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGXFSZ, SIG_IGN);
   try {
     if (!isOwnExtension(argc, argv)) {
-      std::cerr << "tarvel-browser-host: Browsers start this for the extension of Tarvel. To set that up: tarvel "
-                   "browser enable\n";
+      std::cerr
+          << "tarvel-browser-host: Only browsers start this program, for Tarvel's extension. To set it up: tarvel "
+             "browser enable\n";
       return kExitUsage;
     }
     tarvel::limitMemoryUse();
     return serve();
   } catch (const std::exception& error) {
-    // What is left to throw is memory running out.
+    // Out of memory: nothing else throws.
     std::cerr << "tarvel-browser-host: " << error.what() << "\n";
     return 70;
   }

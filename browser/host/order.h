@@ -13,29 +13,29 @@
 
 namespace tarvel {
 
-/// An entry that cleaning takes out.
+/// An entry that cleaning removes from its folder.
 struct TakenOut {
   std::uint32_t node = kNoNode;
   RemovalReason reason = RemovalReason::kEmptyFolder;
-  std::uint32_t survivor = kNoNode;  ///< Of a duplicate: the bookmark that stays.
+  std::uint32_t survivor = kNoNode;  ///< For a duplicate: the bookmark that stays.
 };
 
-/// What a tree is to become.
+/// The wanted state of a tree.
 struct Target {
-  /// By the number of a folder: the numbers of its children, in their final order.
+  /// For each folder, the numbers of its children in their final order.
   std::vector<std::vector<std::uint32_t>> children;
   std::vector<std::pair<std::uint32_t, std::string_view>> titles;  ///< New ones.
   std::vector<TakenOut> takenOut;
-  std::uint32_t created = kNoNode;         ///< A folder to be made first.
-  std::vector<std::uint32_t> superfluous;  ///< Folders to be removed in the end, which are empty then.
+  std::uint32_t created = kNoNode;         ///< A folder to create first.
+  std::vector<std::uint32_t> superfluous;  ///< Folders to remove at the end, when they are empty.
 };
 
-/// The tree with every folder in the engine's order. What keeps its place divides a folder into groups, each in order
-/// by itself; folders of removed entries come last, with their contents as they are. `tarvel` has the rules.
+/// The tree with every folder in the engine's order. Fixed entries divide a folder into groups, each sorted separately;
+/// folders of removed entries come last, their contents unchanged. `tarvel` has the rules.
 [[nodiscard]] Target sortedTarget(const BrowserTree& tree, Tarvel& tarvel);
 
-/// The tree cleaned by the engine's rules, each root by itself. What these remove goes into the folder titled
-/// `folderTitle`, which is added to `tree` unless there is one. The engine's nodes in `tree` are used up.
+/// The tree cleaned by the engine's rules, each root separately. Removed entries go into the folder titled
+/// `folderTitle`, which is added to `tree` if it is missing. Consumes the engine's nodes in `tree`.
 [[nodiscard]] Target cleanedTarget(BrowserTree& tree, Tarvel& tarvel, const std::string& folderTitle);
 
 /// The tree as it was when `before`, the roots of an earlier tree, was recorded. What is gone stays gone; what has come

@@ -9,10 +9,10 @@ namespace tarvel {
 
 namespace {
 
-/// A longer title stays as it is: no browser takes a message without an end.
+/// Bytes of a new title; a longer one is not set, to keep messages bounded.
 constexpr std::size_t kLongestTitle = std::size_t{32} << 10;
 
-/// How many of the entries before a place are still waiting to be moved: a Fenwick tree.
+/// Counts the entries before a place that are still to be moved: a Fenwick tree.
 class Waiting {
  public:
   explicit Waiting(std::size_t size) : counts_(size + 1, 0) {}
@@ -45,7 +45,7 @@ class Planner {
 
   std::vector<Operation> plan() {
     create();
-    // Folders before what is to be in them: then no folder is ever moved into itself.
+    // A folder before its contents: then no folder is ever moved into itself.
     std::vector<std::uint32_t> stack(tree_.roots.rbegin(), tree_.roots.rend());
     while (!stack.empty()) {
       const std::uint32_t folder = stack.back();
@@ -85,9 +85,9 @@ class Planner {
     return tree_.nodes[node].parent == folder && !hasLeft_[node];
   }
 
-  /// Every child goes to the end in turn, then every one to the beginning. Firefox shifts the positions between the old
-  /// and the new one, whatever they are; either pass alone leaves some gaps and repeated positions as they are, both
-  /// together none. What does not belong there is left behind the others until it is moved away.
+  /// Moves every child to the end in turn, then every one to the beginning. Firefox shifts all positions between the
+  /// old and the new one. Each pass alone leaves some gaps and repeated positions; both together leave none. Children
+  /// that go to another folder stay behind the others until they are moved.
   void rebuild(std::uint32_t folder) {
     const auto& wanted = target_.children[folder];
     std::uint32_t count = 0;
@@ -103,7 +103,7 @@ class Planner {
     }
   }
 
-  /// Which of the wanted children stay as they are, while the others are put around them.
+  /// Which of the wanted children keep their place, while the others move around them.
   [[nodiscard]] std::vector<bool> stayingIn(std::uint32_t folder) const {
     const auto& wanted = target_.children[folder];
     std::vector<std::uint32_t> earlier;
@@ -130,8 +130,8 @@ class Planner {
     for (std::size_t i = 0; i < wanted.size(); ++i) {
       if (staying[i]) waiting.remove(places_[wanted[i]]);
     }
-    // Each goes right behind the one before it. What waits lies among those that stay, so the last of these tells how
-    // much of it is in front.
+    // Each child goes right behind the one before it. Children still to be moved are among those that stay, so the last
+    // of these determines how many of them are in front.
     std::optional<std::uint32_t> anchor;
     for (std::uint32_t i = 0; i < wanted.size(); ++i) {
       const std::uint32_t child = wanted[i];
@@ -151,9 +151,9 @@ class Planner {
   const BrowserTree& tree_;
   const Target& target_;
   std::vector<Operation> plan_;
-  /// Where each node is in the folder it is in now.
+  /// Each node's place in its present folder.
   std::vector<std::uint32_t> places_;
-  /// Whether a node has been moved, and with that left its old place.
+  /// Whether a node has been moved from its old place.
   std::vector<bool> hasLeft_;
 };
 

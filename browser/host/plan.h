@@ -16,15 +16,14 @@ struct Operation {
   OperationKind kind = OperationKind::kMove;
   std::uint32_t node = kNoNode;
   std::uint32_t parent = kNoNode;  ///< Of a move or a new folder.
-  std::uint32_t index = 0;         ///< The same: where it is once the step is done.
-  bool isDown = false;             ///< Of a move: towards the end of the folder it is in already.
+  std::uint32_t index = 0;         ///< The same: the place after the step.
+  bool isDown = false;             ///< Of a move: towards the end of its present folder.
   std::string_view title;          ///< Of a new folder or a new title. Belongs to the tree.
 };
 
-/// The steps from the tree as it is to its target, to be done one after the other: the new folder, the moves, the
-/// titles, then what is superfluous. The moves are the fewest there can be: in each folder one for each entry but the
-/// longest run that is in order already. Only a folder whose positions are corrupt has all its children moved, twice,
-/// as that repairs it. Takes time in proportion to n log n.
+/// The steps from the tree to its target, to be applied in order: the new folder, moves, titles, then removals of
+/// superfluous folders. The number of moves is minimal: in each folder all entries move except a longest increasing
+/// subsequence. In a folder with corrupt positions every child moves twice, which repairs them. Takes O(n log n) time.
 [[nodiscard]] std::vector<Operation> planFor(const BrowserTree& tree, const Target& target);
 
 /// The steps as the pieces of a JSON array that go into messages: each no longer than `most` bytes, brackets included.

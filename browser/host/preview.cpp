@@ -28,7 +28,7 @@ class PreviewWriter {
   }
 
  private:
-  /// Where each child is to be, for those that have to move.
+  /// The new place of each child that moves.
   [[nodiscard]] tsl::robin_map<std::uint32_t, std::uint32_t> movesIn(std::uint32_t folder) const {
     tsl::robin_map<std::uint32_t, std::uint32_t> moves;
     const auto& now = tree_.nodes[folder].children;
@@ -105,7 +105,7 @@ class PreviewWriter {
     }
     entry += ",\"changes\":[" + changes + "]}";
     std::string& last = preview_.pieces.back();
-    // The entry, the head of its folder, and what closes both.
+    // The entry, the head of its folder, and the closing brackets.
     if (last.size() > 1 && last.size() + entry.size() + kLongestHead > most_) {
       last += isFolderOpen_ ? "]}]" : "]";
       isFolderOpen_ = false;
@@ -147,7 +147,7 @@ class PreviewWriter {
     json += "]";
   }
 
-  /// A path comes to some 3000 bytes, which escapes can make six times as long.
+  /// A path takes up to about 3000 bytes, and escapes make it at most six times as long.
   static constexpr std::size_t kLongestHead = 20000;
 
   const BrowserTree& tree_;
@@ -156,7 +156,7 @@ class PreviewWriter {
   tsl::robin_map<std::uint32_t, std::string_view> titles_;
   tsl::robin_map<std::uint32_t, TakenOut> takenOut_;
   Preview preview_;
-  /// Whether the folder at hand has been begun in the last piece.
+  /// Whether the current folder has been begun in the last piece.
   bool isFolderOpen_ = false;
 };
 

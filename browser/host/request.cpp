@@ -17,7 +17,7 @@ using JsonObject = json::object;
 
 static_assert(kMessagePadding >= simdjson::SIMDJSON_PADDING);
 
-/// The inside of a string as it stands in the message. simdjson has found its end before, so there is one.
+/// The inside of a string, still escaped. simdjson has checked that the string ends.
 std::string_view insideOf(json::raw_json_string string) {
   const char* const first = string.raw();
   const char* last = first;
@@ -31,13 +31,13 @@ std::optional<std::string> stringOf(json::value value) {
   return decodedJsonString(insideOf(string));
 }
 
-/// A field of an object: its name, as it is spelled, and its value.
+/// A field of an object: its name, still escaped, and its value.
 struct Field {
   std::string_view name;
   json::value value;
 };
 
-/// Calls `take` with each field until it answers false. False for that, and for an object that is malformed.
+/// Calls `take` with each field until it returns false. False for that, and for a malformed object.
 template <typename Take>
 bool forEachField(json::value value, const Take& take) {
   JsonObject object;
@@ -50,10 +50,10 @@ bool forEachField(json::value value, const Take& take) {
   return true;
 }
 
-/// Reads a tree as the browser's API gives it.
+/// Reads a tree in the form of the browser's API.
 class TreeReader {
  public:
-  /// `roots` is what getTree() gives: an array with the one node above the roots.
+  /// `roots` is the result of getTree(): an array of one node, the parent of the roots.
   [[nodiscard]] std::optional<BrowserTree> read(json::value roots) {
     json::array array;
     if (roots.get_array().get(array) != simdjson::SUCCESS) return std::nullopt;
@@ -70,7 +70,7 @@ class TreeReader {
   }
 
  private:
-  /// What a node's fields say besides what becomes of them.
+  /// Fields that only classify a node.
   struct NodeFacts {
     std::string type;
     std::string folderType;
@@ -141,7 +141,7 @@ class TreeReader {
 
   static void classify(BrowserNode& node, const NodeFacts& facts) {
     const bool isRoot = node.parent == kNoNode;
-    // Firefox marks its roots as well: there the word is about their own titles and places.
+    // Firefox marks all its roots as unmodifiable: their own titles and places are meant.
     const bool isFirefoxRoot = isRoot && !facts.type.empty();
     node.isSeparator = facts.type == "separator";
     if (facts.isUnmodifiable && isRoot && !isFirefoxRoot) {

@@ -13,14 +13,14 @@ enum class RequestType : std::uint8_t { kUnknown, kHello, kPlan, kDone, kSet };
 /// What a plan is for.
 enum class Task : std::uint8_t { kSort, kClean, kUndo };
 
-/// A message of the extension; docs/PROTOCOL.md tells the fields. One that is absent keeps its default.
+/// A message of the extension; docs/PROTOCOL.md describes the fields. An absent one keeps its default.
 struct Request {
   RequestType type = RequestType::kUnknown;
   std::int64_t protocol = 0;
   std::string profile;
   std::optional<Task> task;
   bool isPreview = false;
-  /// Of the plan that the user agreed to; empty for none.
+  /// Identifies the plan that the user agreed to; empty for none.
   std::string agreed;
   std::optional<bool> automatic;
   std::optional<BrowserTree> tree;

@@ -7,8 +7,8 @@ namespace tarvel {
 
 namespace {
 
-/// Folders that would come to lie within each other, as an entry between them was deleted since, are in no tree of the
-/// target: plans leave them, and what is in them, where they are.
+/// Two folders would contain each other if a folder between them was deleted since. They are then in no tree of the
+/// target, and the plan leaves them and their contents where they are.
 class Restorer {
  public:
   explicit Restorer(const BrowserTree& tree) : tree_(tree), parents_(tree.nodes.size()), ranks_(tree.nodes.size(), 0) {
@@ -25,7 +25,7 @@ class Restorer {
   }
 
  private:
-  /// Notes where the children of a folder were, and what they were called.
+  /// Notes the places and titles of a folder's children.
   void readFolder(PropertyListDictionary folder) {
     const std::uint32_t number = tree_.find(folder.string(kWebBookmarkUUIDKey).value_or(""));
     const bool isThere = number != kNoNode && tree_.nodes[number].kind == BrowserNodeKind::kFolder;
@@ -64,7 +64,7 @@ class Restorer {
     }
   }
 
-  /// Puts what the record does not know behind the sibling that it follows now.
+  /// Puts each entry that the record lacks behind the sibling that it follows now.
   void mergeNew(std::uint32_t folder) {
     const std::vector<std::uint32_t>& now = tree_.nodes[folder].children;
     const auto isNew = [&](std::uint32_t child) { return !isKnown(child) && parents_[child] == folder; };
@@ -87,7 +87,7 @@ class Restorer {
     for (const auto& [place, child] : places) target_.children[folder].push_back(child);
   }
 
-  /// A folder of removed entries that was made since and is empty now was made by what is undone.
+  /// Removes the folder of removed entries that the undone run created, if it is empty.
   void dropEmptyFoldersOfRemoved() {
     const std::uint32_t root = tree_.rootOfRemoved();
     if (root == kNoNode) return;
@@ -101,7 +101,7 @@ class Restorer {
   const BrowserTree& tree_;
   Target target_;
   std::vector<std::uint32_t> parents_;
-  /// The place in the record, counted over the whole of it; 0 for what it does not know.
+  /// The place in the record, counted over all of it; 0 for an entry that the record lacks.
   std::vector<std::uint32_t> ranks_;
   std::uint32_t lastRank_ = 0;
 };

@@ -24,7 +24,7 @@ std::string paddedNumber(std::uint64_t number) {
   return std::string(kDigits - std::min(kDigits, digits.size()), '0') + digits;
 }
 
-/// None for a file that is no record.
+/// None for a file that is not a record.
 std::optional<std::uint64_t> numberOf(std::string_view name) {
   if (!name.ends_with(kSuffix)) return std::nullopt;
   name.remove_suffix(kSuffix.size());

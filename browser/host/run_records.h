@@ -12,7 +12,7 @@
 
 namespace tarvel {
 
-/// Runs that can be undone, for each profile of a browser.
+/// Number of runs that can be undone, for each profile of a browser.
 inline constexpr std::size_t kMostRecords = 10;
 
 /// The whole of a browser's bookmarks as they were before a run.
@@ -23,22 +23,23 @@ struct RunRecord {
   PropertyListArray roots;
 };
 
-/// The undo records of one profile: a folder of binary property lists, named so that a later one sorts behind. They
-/// are made whole, for the user alone, and never changed.
+/// The undo records of one profile: a folder of binary property lists with ascending numbers as names. They are written
+/// atomically, readable by the user only, and never changed.
 class RunRecords {
  public:
-  /// `folder` is the one that all profiles share; `profile` never becomes part of a path. Both managers are borrowed.
+  /// `folder` is shared by all profiles; `profile` never becomes part of a path. `files` and `propertyLists` are
+  /// borrowed.
   RunRecords(FileManager& files, PropertyListSerialization& propertyLists, const std::string& folder,
              std::string profile);
 
-  /// The record's bytes. Cleaning uses the tree up, so they are made before.
+  /// The record's bytes. Made before cleaning, which consumes the tree.
   [[nodiscard]] std::optional<DataPieces> recordOf(const BrowserTree& tree, Task task, const std::string& date);
-  /// Puts a record on the disk, synced, then removes the oldest beyond kMostRecords.
+  /// Writes a record and syncs it, then removes the oldest beyond kMostRecords.
   [[nodiscard]] FileStatus add(const DataPieces& record);
 
-  /// From the last to the first.
+  /// Newest first.
   [[nodiscard]] std::vector<std::string> names();
-  /// None for a record that cannot be read, or is another profile's.
+  /// None for an unreadable record, and for one of another profile.
   [[nodiscard]] std::optional<RunRecord> read(const std::string& name);
   void remove(const std::string& name);
 

@@ -13,7 +13,7 @@ namespace tarvel {
 
 namespace {
 
-/// Room for what stands around a piece in its message.
+/// Bytes kept free for the rest of a message around its piece.
 constexpr std::size_t kEnvelope = 1024;
 constexpr std::size_t kLongestProfile = 100;
 /// Of "YYYY-MM-DD hh:mm:ss".
@@ -21,7 +21,7 @@ constexpr std::size_t kDayLength = 10;
 
 const char* wordOf(bool value) { return value ? "true" : "false"; }
 
-/// What the user agrees to: the same operations give the same text.
+/// Identifies a plan: the same operations give the same text.
 std::string digestOf(const std::vector<std::string>& operations) {
   XXH64_hash_t digest = 0;
   for (const std::string& piece : operations) digest = XXH3_64bits_withSeed(piece.data(), piece.size(), digest);
@@ -32,7 +32,7 @@ std::string digestOf(const std::vector<std::string>& operations) {
 
 bool BrowserSession::answer(std::string& message) {
   std::optional<Request> request = readRequest(message);
-  // Its memory is needed for the plan.
+  // Frees its memory for the plan.
   std::string().swap(message);
   if (!request) {
     (void)sendError("malformed", "The message cannot be read.");
@@ -50,7 +50,7 @@ bool BrowserSession::answer(std::string& message) {
     case RequestType::kUnknown:
       break;
   }
-  return sendError("unknown", "The message is of no known type.");
+  return sendError("unknown", "The type of the message is unknown.");
 }
 
 bool BrowserSession::sendError(std::string_view code, std::string_view text) {
@@ -64,13 +64,13 @@ bool BrowserSession::sendError(std::string_view code, std::string_view text) {
 bool BrowserSession::hello(const Request& request) {
   std::string json =
       "{\"type\":\"hello\",\"protocol\":" + std::to_string(kProtocolVersion) + ",\"version\":\"" TARVEL_VERSION "\"";
-  // Another version gets no more than that: its extension knows what to say.
+  // An extension of another version needs only this to report the difference.
   if (request.protocol != kProtocolVersion) {
     (void)send_(json + "}");
     return false;
   }
   if (request.profile.empty() || request.profile.size() > kLongestProfile) {
-    return sendError("malformed", "The greeting has no usable name of a profile.");
+    return sendError("malformed", "The greeting has no valid profile.");
   }
   records_.emplace(platform_.fileManager, platform_.propertyLists, recordsFolder_, request.profile);
   const auto automatic = preferences_.appBooleanValue(kAutoSortBrowsersKey, kMainApplicationIdentifier);
@@ -90,7 +90,7 @@ bool BrowserSession::hello(const Request& request) {
 }
 
 bool BrowserSession::set(const Request& request) {
-  if (!request.automatic) return sendError("malformed", "There is nothing to be set.");
+  if (!request.automatic) return sendError("malformed", "The message sets nothing.");
   const auto tree = std::make_shared<PropertyListTree>();
   preferences_.setAppValue(kAutoSortBrowsersKey, {tree, tree->makeBoolean(*request.automatic)},
                            kMainApplicationIdentifier);
@@ -121,7 +121,7 @@ bool BrowserSession::plan(Request& request) {
   std::optional<DataPieces> record;
   if (!request.isPreview && !isRecorded_) {
     record = records_->recordOf(tree, *request.task, now());
-    if (!record) return sendError("record", "What is needed to undo this could not be put together.");
+    if (!record) return sendError("record", "The undo record could not be made.");
   }
   Tarvel tarvel(platform_);
   configure(tarvel);
@@ -139,7 +139,7 @@ bool BrowserSession::plan(Request& request) {
                           ",\"steps\":" + std::to_string(plan.size()) + ",\"agreed\":\"" + digest + "\"");
   }
   if (!request.agreed.empty() && request.agreed != digest) {
-    return sendError("changed", "The bookmarks have changed since they were looked at.");
+    return sendError("changed", "The bookmarks have changed since the preview.");
   }
   if (!plan.empty() && record) {
     const FileStatus added = records_->add(*record);
@@ -159,7 +159,6 @@ bool BrowserSession::undo(const BrowserTree& tree) {
     // Everything is already as it was then: a run that never began, or an undo that was cut off at its very end.
     records_->remove(name);
   }
-  undoing_.clear();
   return sendPlan(tree, {});
 }
 

@@ -14,15 +14,15 @@
 
 namespace tarvel {
 
-/// The version of the protocol; docs/PROTOCOL.md describes it.
+/// The version of the protocol that docs/PROTOCOL.md describes.
 inline constexpr std::int64_t kProtocolVersion = 1;
-/// The longest message to a browser: far below what browsers refuse.
+/// The longest message to a browser: far below the limit of 1 MiB.
 inline constexpr std::size_t kLongestReply = std::size_t{256} << 10;
 
-/// One connection of the extension: answers its messages. A connection carries one run.
+/// One connection of the extension: answers its messages. A connection is used for one run.
 class BrowserSession {
  public:
-  /// Sends one message. False when the browser is gone.
+  /// Sends one message. False if the browser has closed the connection.
   using Send = std::function<bool(std::string_view)>;
 
   /// `recordsFolder` holds the undo records of all profiles. Everything is borrowed.
@@ -32,7 +32,7 @@ class BrowserSession {
         recordsFolder_(std::move(recordsFolder)),
         send_(std::move(send)) {}
 
-  /// Answers one message. False when the connection is to end: the browser is gone, or what it says makes no sense.
+  /// Answers one message. False if the connection must end: the browser has closed it, or the message was malformed.
   [[nodiscard]] bool answer(std::string& message);
 
  private:
@@ -52,11 +52,11 @@ class BrowserSession {
   PreferencesStore& preferences_;
   std::string recordsFolder_;
   Send send_;
-  /// From the greeting on.
+  /// Set by the greeting.
   std::optional<RunRecords> records_;
-  /// Whether this connection's run has its record: a plan that is asked for again gets no second one.
+  /// Whether this connection's run has its record: a repeated plan writes no second one.
   bool isRecorded_ = false;
-  /// The record that is being undone; empty for none.
+  /// The record that this connection undoes; empty for none.
   std::string undoing_;
 };
 

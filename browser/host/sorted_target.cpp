@@ -22,7 +22,7 @@ class Sorter {
   }
 
  private:
-  /// By the engine's rule, which goes by the title.
+  /// The engine's rule, which tests the title.
   [[nodiscard]] bool keepsItsOrder(const BrowserNode& folder) const {
     return !tarvel_.sortBookmarksBar() && tarvel_.titleFromBookmarkNode(folder.folder) == kBookmarksBarTitle;
   }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Sorting by itself, some seconds after the last change by others."""
+"""Automatic sorting, some seconds after the last foreign change."""
 
 import pathlib
 import tempfile
@@ -9,12 +9,12 @@ from browser_case import HOST, BrowserCase, main
 from running_browser import wait_for
 
 LATENCY = 1
-#: Seconds in which a run that must not come would have come.
+#: Seconds after which an unwanted run would have happened.
 QUIET = LATENCY + 2
 
 
 def counting_host():
-    """A host that notes each of its starts."""
+    """A host that records each of its starts."""
     folder = pathlib.Path(tempfile.mkdtemp(prefix="tarvel-test-"))
     script = folder / "tarvel-browser-host"
     script.write_text(f'#!/bin/sh\necho started >>"$HOME/starts"\nexec "{HOST}" "$@"\n')
@@ -33,7 +33,7 @@ class AutomaticTest(BrowserCase):
 
     def turn_on(self):
         self.settings("set", "AutoSortBrowsers", "yes")
-        # The page greets the host, by which the extension learns of the latency.
+        # The page greets the host, and the extension stores the latency of the answer.
         self.reload()
 
     def starts(self):
@@ -45,7 +45,7 @@ class AutomaticTest(BrowserCase):
         self.wait_until_settled(QUIET)
         self.assertEqual(self.titles(), ["b", "a"])
 
-    def test_sorts_after_the_latency_once_and_is_not_woken_by_its_own_events(self):
+    def test_sorts_once_after_the_latency_and_ignores_its_own_events(self):
         self.turn_on()
         self.browser.close_page()
         self.browser.add("other", ["b", "c"])
@@ -64,7 +64,7 @@ class AutomaticTest(BrowserCase):
         self.wait_until_settled(QUIET)
         self.assertEqual(self.titles(), ["b", "c", "a"])
 
-    def test_does_not_begin_while_others_keep_changing_bookmarks(self):
+    def test_each_change_starts_the_latency_anew(self):
         self.turn_on()
         titles = [str(number) for number in range(18, 10, -1)]
         for title in titles:
@@ -73,7 +73,7 @@ class AutomaticTest(BrowserCase):
             self.assertEqual(self.titles(), titles[: titles.index(title) + 1])
         wait_for(lambda: self.titles() == sorted(titles), "the order")
 
-    def test_a_bookmark_with_its_place_found_costs_no_run(self):
+    def test_a_bookmark_that_is_already_in_place_writes_no_record(self):
         self.turn_on()
         self.browser.add("other", ["a", "b"])
         self.wait_until_settled(QUIET)

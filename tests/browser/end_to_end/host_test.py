@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""A host that is absent, of another version, or ends: the page says what to do, and nothing is changed."""
+"""A missing, outdated or crashing host: the page says what to do, and no bookmark changes."""
 
 import os
 import pathlib
@@ -10,7 +10,7 @@ import tempfile
 from browser_case import HOST, IS_FIREFOX, BrowserCase, main
 from running_browser import wait_for
 
-#: Greets as `protocol` says, and ends at the message `ends_at`.
+#: Greets with `protocol`, and exits at the message `ends_at`.
 FAKE = """#!{python}
 import json, struct, sys
 for number in range({ends_at}):

@@ -25,14 +25,14 @@ class SortTest(BrowserCase):
         self.assertIn("Done", self.browser.run("sort"))
         after = self.browser.tree()
         self.assertEqual(self.titles(tree=after), ["Folder", ["Inner", ["1", "2"], "y", "z"], "a", "b", "c"])
-        # Its own order stays, by the settings.
+        # The bar keeps its order by default.
         self.assertEqual(self.titles("bar", after), ["y", "On the bar", ["a", "b"], "x"])
         self.assert_nothing_lost(before, after)
         self.assert_sorted()
         self.browser.run("undo")
         self.assertEqual(self.browser.tree(), before)
 
-    def test_goes_by_the_settings(self):
+    def test_follows_the_settings(self):
         self.settings("set", "FoldersAtTop", "no")
         self.settings("set", "SortBookmarksBar", "yes")
         self.addCleanup(self.settings, "unset", "FoldersAtTop")
@@ -50,7 +50,7 @@ class SortTest(BrowserCase):
         self.browser.run("undo")
         self.assertEqual(self.browser.tree(), before)
 
-    def test_an_empty_tree_needs_nothing(self):
+    def test_an_empty_tree_is_in_order(self):
         self.assertEqual(self.browser.text("counts"), "Everything is in order.")
         self.assertFalse(self.browser.is_enabled("sort"))
         self.assertFalse(self.browser.is_enabled("undo"))
@@ -82,7 +82,7 @@ class SortTest(BrowserCase):
         wait_for(lambda: self.browser.evaluate("document.getElementById('question').hidden"), "no question")
         self.assertEqual(self.browser.tree(), before)
 
-    def test_cleaning_up_does_only_what_was_looked_at(self):
+    def test_cleaning_up_does_only_what_was_shown(self):
         self.browser.add("other", [("Empty", [])])
         self.reload()
         self.browser.click("clean")
@@ -105,7 +105,7 @@ class SortTest(BrowserCase):
 if IS_FIREFOX:
 
     class FirefoxTest(BrowserCase):
-        def test_separators_stay_and_each_group_is_sorted_by_itself(self):
+        def test_separators_stay_and_each_group_between_them_is_sorted(self):
             line = ("", "separator")
             self.browser.add("menu", ["d", "c", line, "b", "a", line, line, "f", "e"])
             before = self.browser.tree()
@@ -123,7 +123,6 @@ if IS_FIREFOX:
 
         def test_corrupt_positions_are_repaired(self):
             """Repeated ones at the beginning and at the end, gaps, and one beyond the end."""
-            titles = ["d", "b", "c", "a"]
             for positions in ([0, 0, 1, 1], [0, 0, 3, 3], [0, 1, 2, 4], [3, 3, 3, 3]):
                 self.empty()
                 folder, *children = self.browser.add("other", [("Folder", titles)])

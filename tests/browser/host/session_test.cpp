@@ -25,7 +25,7 @@ BrowserModel unsorted(BrowserFamily family = BrowserFamily::kChromium) {
   return model;
 }
 
-TEST(BrowserSession, GreetsWithItsVersionAndTheSettings) {
+TEST(BrowserSession, TheGreetingHasTheProtocolAndTheSettings) {
   SessionFixture t;
   t.preferences.setInteger(kBookmarksUpdateLatencyKey, 7, kMainApplicationIdentifier);
   t.preferences.setBoolean(kAutoSortBrowsersKey, true, kMainApplicationIdentifier);
@@ -37,7 +37,7 @@ TEST(BrowserSession, GreetsWithItsVersionAndTheSettings) {
   EXPECT_EQ(hello["runs"], 0);
 }
 
-TEST(BrowserSession, IsNotAutomaticUnlessTheSettingsSaySo) {
+TEST(BrowserSession, AutomaticSortingIsOffByDefault) {
   SessionFixture t;
   EXPECT_EQ(t.replies.back()["automatic"], false);
   EXPECT_EQ(t.ask({{"type", "set"}, {"automatic", true}}).back()["type"], "ok");
@@ -47,7 +47,7 @@ TEST(BrowserSession, IsNotAutomaticUnlessTheSettingsSaySo) {
   EXPECT_EQ(t.ask({{"type", "set"}, {"automatic", false}}).back()["code"], "settings");
 }
 
-TEST(BrowserSession, AnotherVersionIsToldThisOneAndNothingElse) {
+TEST(BrowserSession, AnotherProtocolGetsThisOneAndNoSettings) {
   SessionFixture t;
   std::string hello = R"({"type":"hello","protocol":2,"profile":"p"})";
   t.replies.clear();
@@ -77,7 +77,7 @@ TEST(BrowserSession, APlanBeforeTheGreetingIsRefused) {
   EXPECT_EQ(t.plan(unsorted(), "sort"), "malformed");
 }
 
-TEST(BrowserSession, RefusesRepeatedIdsAndTooManyFoldersWithinEachOther) {
+TEST(BrowserSession, RefusesRepeatedIdsAndFoldersNestedTooDeep) {
   SessionFixture t;
   EXPECT_EQ(t.askText(R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"1","title":"","children":[)"
                       R"({"id":"5","title":"a","url":"b"},{"id":"5","title":"a","url":"b"}]}]}]})")
@@ -98,7 +98,7 @@ TEST(BrowserSession, RefusesMoreEntriesThanAnyMessageOfABrowserHolds) {
   EXPECT_EQ(t.askText(text + "}]}]}").back()["code"], "malformed");
 }
 
-TEST(BrowserSession, APreviewRecordsNothingAndTellsWhatWouldChange) {
+TEST(BrowserSession, APreviewListsTheChangesAndWritesNoRecord) {
   SessionFixture t;
   const auto replies = t.ask({{"type", "plan"}, {"task", "sort"}, {"preview", true}, {"tree", unsorted().tree()}});
   ASSERT_EQ(replies.size(), 1);
@@ -129,7 +129,7 @@ TEST(BrowserSession, APreviewOfCleaningTellsReasonsAndNewTitles) {
   EXPECT_EQ(replies[0]["renamed"], 2);
 }
 
-TEST(BrowserSession, WhatIsRemovedGoesIntoAFolderThatIsNeitherSortedNorCleaned) {
+TEST(BrowserSession, RemovedEntriesGoIntoAFolderThatIsNeitherSortedNorCleaned) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kFirefox);
   for (const char* title : {"z", "y", "x"}) (void)model.add(model.otherRoot(), title, "bookmark", "https://same");
@@ -157,7 +157,7 @@ TEST(BrowserSession, EachRootIsATreeOfItsOwn) {
   EXPECT_EQ(t.run(model, "clean"), 0);
 }
 
-TEST(BrowserSession, ManagedRootsAreLeftOut) {
+TEST(BrowserSession, ManagedRootsStayAsTheyAre) {
   SessionFixture t;
   BrowserModel model = unsorted();
   nlohmann::json tree = model.tree();
@@ -174,7 +174,7 @@ TEST(BrowserSession, ManagedRootsAreLeftOut) {
   EXPECT_EQ(replies[0]["list"][0][2], "2");
 }
 
-TEST(BrowserSession, WhatIsRemovedNeverGoesIntoAManagedRoot) {
+TEST(BrowserSession, RemovedEntriesNeverGoIntoAManagedRoot) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kChromium);
   for (const char* title : {"a", "b"}) (void)model.add("2", title, "bookmark", "https://same");
@@ -186,7 +186,7 @@ TEST(BrowserSession, WhatIsRemovedNeverGoesIntoAManagedRoot) {
   EXPECT_EQ(replies[0]["list"][0][2], "2");
 }
 
-TEST(BrowserSession, UndoLeavesFoldersThatWouldComeToLieWithinEachOther) {
+TEST(BrowserSession, UndoLeavesFoldersThatWouldContainEachOther) {
   SessionFixture t;
   BrowserModel model = unsorted();
   const std::string gone = model.add("2", "gone", "folder");
@@ -204,7 +204,7 @@ TEST(BrowserSession, UndoLeavesFoldersThatWouldComeToLieWithinEachOther) {
   EXPECT_EQ(t.plan(model, "undo").size(), 0);
 }
 
-TEST(BrowserSession, OnlyARunThatChangesSomethingIsRecordedAndOnlyOnce) {
+TEST(BrowserSession, ARunThatChangesSomethingIsRecordedOnce) {
   SessionFixture t;
   BrowserModel model = unsorted();
   (void)t.plan(model, "sort");
@@ -216,7 +216,7 @@ TEST(BrowserSession, OnlyARunThatChangesSomethingIsRecordedAndOnlyOnce) {
   EXPECT_EQ(t.recordCount(), 2);
 }
 
-TEST(BrowserSession, WithoutARecordNothingIsSent) {
+TEST(BrowserSession, WithoutARecordNoPlanIsSent) {
   SessionFixture t;
   t.memory.fileManager.failNext(FileOperation::kCreateFile, ENOSPC);
   EXPECT_EQ(t.plan(unsorted(), "sort"), "record");
@@ -265,7 +265,7 @@ TEST(BrowserSession, RecordsOfAnotherProfileAreNeverUsed) {
   EXPECT_EQ(t.run(model, "undo"), 0);
 }
 
-TEST(BrowserSession, ARecordInTheFolderOfAnotherProfileIsNotUsed) {
+TEST(BrowserSession, ARecordCopiedFromAnotherProfileIsNotUsed) {
   SessionFixture t;
   BrowserModel model = unsorted();
   (void)t.run(model, "sort");
@@ -282,7 +282,7 @@ TEST(BrowserSession, ARecordInTheFolderOfAnotherProfileIsNotUsed) {
   EXPECT_EQ(t.run(other, "undo"), 0);
 }
 
-TEST(BrowserSession, NothingOfTheProfilesNameGetsIntoAPath) {
+TEST(BrowserSession, TheNameOfTheProfileIsNotInAnyPath) {
   SessionFixture t;
   t.profile = "../../elsewhere";
   t.reconnect();
@@ -293,7 +293,7 @@ TEST(BrowserSession, NothingOfTheProfilesNameGetsIntoAPath) {
   }
 }
 
-TEST(BrowserSession, APlanThatIsNotTheOneAgreedToIsNotSent) {
+TEST(BrowserSession, APlanOtherThanTheAgreedOneIsNotSent) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kChromium);
   (void)model.add("2", "a", "bookmark", "https://same");
@@ -305,7 +305,7 @@ TEST(BrowserSession, APlanThatIsNotTheOneAgreedToIsNotSent) {
   EXPECT_EQ(t.plan(model, "clean", agreed), "changed");
 }
 
-TEST(BrowserSession, LongAnswersComeInPiecesOfAtMost256KB) {
+TEST(BrowserSession, LongAnswersComeInPiecesOfAtMost256KiB) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kChromium);
   for (int i = 0; i < 9000; ++i) {
@@ -330,13 +330,13 @@ TEST(BrowserSession, OddTitlesComeBackUnchanged) {
            title + R"(","url":"b"}]}]}]})";
   };
   const std::string before = titled(R"(odd \ud800 \u0001 title)");
-  // Recorded with a second bookmark, so that there is something to sort.
+  // Recorded with an empty folder, so that there is something to clean up.
   std::string message = before;
-  message.insert(message.rfind("]}]}]}"), R"(,{"id":"8","title":"a","url":"c"})");
-  EXPECT_EQ(t.askText(message).back()["list"].size(), 1);
+  message.insert(message.rfind("]}]}]}"), R"(,{"id":"8","title":"a","children":[]})");
+  EXPECT_EQ(t.askText(message).back()["list"].size(), 2);
   t.reconnect();
   std::string undo = titled("other");
-  undo.replace(undo.find("\"sort\""), 6, "\"undo\"");
+  undo.replace(undo.find("\"clean\""), 7, "\"undo\"");
   t.replies.clear();
   std::string raw;
   t.session = std::make_unique<BrowserSession>(t.platform, t.preferences, "/records", [&raw](std::string_view reply) {
