@@ -38,8 +38,14 @@ struct Target {
 /// `folderTitle`, which is added to `tree` if it is missing. Consumes the engine's nodes in `tree`.
 [[nodiscard]] Target cleanedTarget(BrowserTree& tree, Tarvel& tarvel, const std::string& folderTitle);
 
-/// The tree as it was when `before`, the roots of an earlier tree, was recorded. What is gone stays gone; what has come
-/// since stays behind the entry that it follows.
-[[nodiscard]] Target restoredTarget(const BrowserTree& tree, PropertyListArray before);
+/// What an undo restores.
+enum class RestoredScope : std::uint8_t {
+  kOrder,       ///< The order within each folder: a sort changes nothing else, so later changes by the user stay.
+  kEverything,  ///< Order, folders and titles.
+};
+
+/// The tree as it was when `before`, the roots of an earlier tree, was recorded. Deleted entries stay deleted; later
+/// ones stay behind the entry that they follow.
+[[nodiscard]] Target restoredTarget(const BrowserTree& tree, PropertyListArray before, RestoredScope scope);
 
 }  // namespace tarvel

@@ -11,7 +11,8 @@ namespace {
 /// target, and the plan leaves them and their contents where they are.
 class Restorer {
  public:
-  explicit Restorer(const BrowserTree& tree) : tree_(tree), parents_(tree.nodes.size()), ranks_(tree.nodes.size(), 0) {
+  Restorer(const BrowserTree& tree, RestoredScope scope)
+      : tree_(tree), scope_(scope), parents_(tree.nodes.size()), ranks_(tree.nodes.size(), 0) {
     for (std::size_t i = 0; i < parents_.size(); ++i) parents_[i] = tree_.nodes[i].parent;
   }
 
@@ -20,7 +21,7 @@ class Restorer {
     target_.children.resize(tree_.nodes.size());
     gatherKnown();
     for (std::uint32_t i = 0; i < tree_.nodes.size(); ++i) mergeNew(i);
-    dropEmptyFoldersOfRemoved();
+    if (scope_ == RestoredScope::kEverything) dropEmptyFoldersOfRemoved();
     return std::move(target_);
   }
 
@@ -34,12 +35,12 @@ class Restorer {
       const PropertyListDictionary node = children.at(i).dictionary();
       const auto id = node ? node.string(kWebBookmarkUUIDKey) : children.at(i).string();
       const std::uint32_t child = tree_.find(id.value_or(""));
-      if (child != kNoNode && isThere && !isRoot(child)) {
+      if (child != kNoNode && isThere && !isRoot(child) && mayBeIn(child, number)) {
         parents_[child] = number;
         ranks_[child] = ++lastRank_;
       }
       if (!node) continue;
-      if (child != kNoNode && !isRoot(child)) readTitle(child, node);
+      if (child != kNoNode && !isRoot(child) && scope_ == RestoredScope::kEverything) readTitle(child, node);
       readFolder(node);
     }
   }
@@ -49,6 +50,10 @@ class Restorer {
     const BrowserNode& now = tree_.nodes[number];
     if (now.kind == BrowserNodeKind::kFixed || now.title == title) return;
     target_.titles.emplace_back(number, *tree_.list->makeString(title).string());
+  }
+
+  [[nodiscard]] bool mayBeIn(std::uint32_t node, std::uint32_t folder) const {
+    return scope_ == RestoredScope::kEverything || tree_.nodes[node].parent == folder;
   }
 
   [[nodiscard]] bool isRoot(std::uint32_t node) const { return tree_.nodes[node].parent == kNoNode; }
@@ -99,6 +104,7 @@ class Restorer {
   }
 
   const BrowserTree& tree_;
+  RestoredScope scope_;
   Target target_;
   std::vector<std::uint32_t> parents_;
   /// The place in the record, counted over all of it; 0 for an entry that the record lacks.
@@ -108,6 +114,8 @@ class Restorer {
 
 }  // namespace
 
-Target restoredTarget(const BrowserTree& tree, PropertyListArray before) { return Restorer(tree).restore(before); }
+Target restoredTarget(const BrowserTree& tree, PropertyListArray before, RestoredScope scope) {
+  return Restorer(tree, scope).restore(before);
+}
 
 }  // namespace tarvel

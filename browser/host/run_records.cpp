@@ -55,7 +55,7 @@ std::optional<DataPieces> RunRecords::recordOf(const BrowserTree& tree, Task tas
   const PropertyListDictionary root = tree.list->makeDictionary();
   root.set(kVersionKey, tree.list->makeInteger(kVersion));
   root.setString(kProfileKey, profile_);
-  root.setString(kTaskKey, task == Task::kClean ? "clean" : "sort");
+  root.setString(kTaskKey, task == Task::kClean ? kCleanTaskName : "sort");
   root.setString(kDateKey, date);
   const PropertyListArray roots = tree.list->makeArray(tree.roots.size());
   for (const std::uint32_t number : tree.roots) {

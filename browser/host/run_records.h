@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "browser/host/browser_tree.h"
@@ -15,7 +16,10 @@ namespace tarvel {
 /// Number of runs that can be undone, for each profile of a browser.
 inline constexpr std::size_t kMostRecords = 10;
 
-/// The whole of a browser's bookmarks as they were before a run.
+/// RunRecord::task of a clean-up.
+inline constexpr std::string_view kCleanTaskName = "clean";
+
+/// A browser's bookmarks as they were before a run.
 struct RunRecord {
   PropertyList list;
   std::string task;  ///< "sort" or "clean".

@@ -150,13 +150,18 @@ bool BrowserSession::plan(Request& request) {
 }
 
 bool BrowserSession::undo(const BrowserTree& tree) {
-  for (const std::string& name : records_->names()) {
+  // A repeated plan is for the same run, also if nothing of it is left to undo.
+  const bool isRepeated = !undoing_.empty();
+  for (const std::string& name : isRepeated ? std::vector<std::string>{undoing_} : records_->names()) {
     const std::optional<RunRecord> record = records_->read(name);
     if (!record) continue;
-    const std::vector<Operation> plan = planFor(tree, restoredTarget(tree, record->roots));
-    undoing_ = name;
-    if (!plan.empty()) return sendPlan(tree, plan);
-    // Everything is already as it was then: a run that never began, or an undo that was cut off at its very end.
+    const auto scope = record->task == kCleanTaskName ? RestoredScope::kEverything : RestoredScope::kOrder;
+    const std::vector<Operation> plan = planFor(tree, restoredTarget(tree, record->roots, scope));
+    if (!plan.empty() || isRepeated) {
+      undoing_ = name;
+      return sendPlan(tree, plan);
+    }
+    // The bookmarks are as before that run: it never began, or its undo was killed after the last operation.
     records_->remove(name);
   }
   return sendPlan(tree, {});

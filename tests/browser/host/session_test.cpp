@@ -189,16 +189,18 @@ TEST(BrowserSession, RemovedEntriesNeverGoIntoAManagedRoot) {
 TEST(BrowserSession, UndoLeavesFoldersThatWouldContainEachOther) {
   SessionFixture t;
   BrowserModel model = unsorted();
+  (void)model.add("2", "again", "bookmark", "https://example.org/a");
   const std::string gone = model.add("2", "gone", "folder");
   const std::string outer = model.add(gone, "outer", "folder");
   const std::string inner = model.add(outer, "inner", "folder");
   (void)model.add(inner, "z", "bookmark", "https://z");
-  EXPECT_GT(t.run(model, "sort"), 0);
+  EXPECT_GT(t.run(model, "clean"), 0);
   EXPECT_TRUE(model.move(inner, "2", 0) && model.move(outer, inner, 0));
   EXPECT_TRUE(model.apply({"remove", gone}));
   const std::size_t count = model.nodes().size();
   EXPECT_GT(t.run(model, "undo"), 0);
-  EXPECT_EQ(model.nodes().size(), count);
+  // Without the folder of removed entries.
+  EXPECT_EQ(model.nodes().size(), count - 1);
   EXPECT_EQ(model.nodes()[outer].parent, inner);
   EXPECT_EQ(titlesIn(model, inner), "outer z");
   EXPECT_EQ(t.plan(model, "undo").size(), 0);
@@ -254,6 +256,38 @@ TEST(BrowserSession, AnUndoKeepsItsRecordUntilItIsDone) {
   (void)t.ask({{"type", "done"}});
   EXPECT_EQ(t.recordCount(), 0);
   EXPECT_EQ(titlesIn(model, "2"), "c a b");
+}
+
+TEST(BrowserSession, AnUndoThatIsPlannedAgainNeverUndoesAnEarlierRun) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  const std::string second = model.nodes()["2"].children[1];
+  EXPECT_TRUE(model.move(second, "2", 0));
+  const std::string between = titlesIn(model, "2");
+  t.reconnect();
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  t.reconnect();
+  EXPECT_EQ(t.run(model, "undo"), 1);
+  // A concurrent change made the extension ask again.
+  EXPECT_EQ(t.run(model, "undo"), 0);
+  (void)t.ask({{"type", "done"}});
+  EXPECT_EQ(titlesIn(model, "2"), between);
+  EXPECT_EQ(t.recordCount(), 1);
+}
+
+TEST(BrowserSession, UndoOfASortKeepsTitlesAndFoldersThatTheUserChangedSince) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  const std::string folder = model.add("2", "d", "folder");
+  (void)t.run(model, "sort");
+  EXPECT_EQ(titlesIn(model, "2"), "d a b c");
+  const std::string b = model.nodes()["2"].children[2];
+  EXPECT_TRUE(model.move(b, folder, 0));
+  model.nodes()[b].title = "renamed";
+  EXPECT_GT(t.run(model, "undo"), 0);
+  EXPECT_EQ(titlesIn(model, "2"), "c a d");
+  EXPECT_EQ(titlesIn(model, folder), "renamed");
 }
 
 TEST(BrowserSession, RecordsOfAnotherProfileAreNeverUsed) {
@@ -326,7 +360,7 @@ TEST(BrowserSession, LongAnswersComeInPiecesOfAtMost256KiB) {
 TEST(BrowserSession, OddTitlesComeBackUnchanged) {
   SessionFixture t;
   const auto titled = [](const std::string& title) {
-    return R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"2","title":"","children":[{"id":"7","title":")" +
+    return R"({"type":"plan","task":"clean","tree":[{"children":[{"id":"2","title":"","children":[{"id":"7","title":")" +
            title + R"(","url":"b"}]}]}]})";
   };
   const std::string before = titled(R"(odd \ud800 \u0001 title)");
