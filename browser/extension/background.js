@@ -11,6 +11,8 @@ const MOST_ATTEMPTS = 10;
 const PAUSE = 300;
 const LONGEST_WAIT = 60000;
 const DEFAULT_LATENCY = 30;
+/// Of the title of the folder that cleaning up makes.
+const LANGUAGE = api.i18n.getMessage("language");
 
 /// The run in progress: {expected, isForeign, count}. One at a time.
 let run = null;
@@ -189,7 +191,7 @@ async function perform(host, task, agreed = "", attempts = MOST_ATTEMPTS) {
       await settle();
       run.isForeign = false;
       const tree = await api.bookmarks.getTree();
-      const { list } = await host.ask({ type: "plan", task, preview: false, agreed: attempt ? "" : agreed, tree });
+      const { list } = await host.ask({ type: "plan", task, preview: false, agreed, language: LANGUAGE, tree });
       if (run.isForeign || !(await applyAll(list))) continue;
       await host.ask({ type: "done" });
       return { type: "ended", task, count: list.length };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "browser/host/removed_title.h"
 #include "engine/bookmark_node.h"
 
 namespace tarvel {
@@ -37,7 +38,7 @@ void findFoldersOfRemoved(BrowserTree& tree) {
   if (root == kNoNode) return;
   for (const std::uint32_t child : tree.nodes[root].children) {
     BrowserNode& node = tree.nodes[child];
-    if (node.kind != BrowserNodeKind::kFolder || !node.title.starts_with(kRemovedPrefix)) continue;
+    if (node.kind != BrowserNodeKind::kFolder || !isTitleOfRemoved(node.title)) continue;
     node.holdsRemoved = true;
     node.kind = BrowserNodeKind::kFixed;
   }

@@ -67,10 +67,8 @@ struct BrowserTree {
   [[nodiscard]] std::vector<std::string_view> pathOf(std::uint32_t node) const;
 };
 
-/// Titles of folders of removed entries begin so, in every language, as this is what they are known by.
-inline constexpr std::string_view kRemovedPrefix = "Removed by Tarvel, ";
-
-/// Makes the engine's nodes of a tree whose other fields are set, and finds its folders of removed entries.
+/// Makes the engine's nodes of a tree whose other fields are set, and finds its folders of removed entries by their
+/// titles.
 void completeTree(BrowserTree& tree);
 
 }  // namespace tarvel

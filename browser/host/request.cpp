@@ -2,6 +2,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -190,14 +191,15 @@ bool readRequestField(Field field, Request& request) {
     request.automatic = isOn;
     return true;
   }
-  const bool isText = field.name == "type" || field.name == "task" || field.name == "profile" || field.name == "agreed";
-  if (!isText) return true;
+  constexpr std::array<std::string_view, 5> kTexts = {"type", "task", "profile", "agreed", "language"};
+  if (std::ranges::find(kTexts, field.name) == kTexts.end()) return true;
   auto text = stringOf(field.value);
   if (!text) return false;
   if (field.name == "type") request.type = typeNamed(*text);
   if (field.name == "task") request.task = taskNamed(*text);
   if (field.name == "profile") request.profile = std::move(*text);
   if (field.name == "agreed") request.agreed = std::move(*text);
+  if (field.name == "language") request.language = std::move(*text);
   return true;
 }
 

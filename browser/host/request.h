@@ -22,6 +22,8 @@ struct Request {
   bool isPreview = false;
   /// Identifies the plan that the user agreed to; empty for none.
   std::string agreed;
+  /// Of the page.
+  std::string language;
   std::optional<bool> automatic;
   std::optional<BrowserTree> tree;
 };

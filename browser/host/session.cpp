@@ -6,6 +6,7 @@
 
 #include "browser/host/json_strings.h"
 #include "browser/host/preview.h"
+#include "browser/host/removed_title.h"
 #include "settings/preference_keys.h"
 #include "tools/terminal/local_time.h"
 
@@ -126,7 +127,7 @@ bool BrowserSession::plan(Request& request) {
   Tarvel tarvel(platform_);
   configure(tarvel);
   const Target target = *request.task == Task::kClean
-                            ? cleanedTarget(tree, tarvel, std::string(kRemovedPrefix) + now().substr(0, kDayLength))
+                            ? cleanedTarget(tree, tarvel, titleOfRemoved(request.language, now().substr(0, kDayLength)))
                             : sortedTarget(tree, tarvel);
   const std::vector<Operation> plan = planFor(tree, target);
   const std::string digest = digestOf(operationsAsJson(tree, plan, kLongestReply - kEnvelope));

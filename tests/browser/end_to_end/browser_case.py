@@ -16,7 +16,8 @@ from running_browser import wait_for
 
 FAMILIES = {"chromium": Chromium, "firefox": Firefox}
 FAMILY = FAMILIES[os.environ["TARVEL_FAMILY"]]
-EXTENSION = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"], "browser/extension")
+SOURCE = pathlib.Path(os.environ["TARVEL_SOURCE_DIR"])
+EXTENSION = SOURCE / "browser/extension"
 HOST = pathlib.Path(os.environ["TARVEL_BROWSER_HOST"])
 TARVEL = os.environ["TARVEL_BIN"]
 IS_LONG = os.environ.get("TARVEL_PROOF") == "long"

@@ -5,7 +5,7 @@ import json
 import re
 import unittest
 
-from browser_case import EXTENSION, IS_FIREFOX, BrowserCase, main
+from browser_case import EXTENSION, IS_FIREFOX, SOURCE, BrowserCase, main
 from running_browser import wait_for
 
 LANGUAGES = ["de", "en", "es", "fr", "ja", "sv"]
@@ -46,6 +46,13 @@ class TextsTest(unittest.TestCase):
         listed = re.search(r"PROBLEMS = \[(.*?)\]", script, re.DOTALL).group(1)
         named |= {f"problem_{code}" for code in re.findall(r'"(\w+)"', listed)} | {"problem_failed"}
         self.assertEqual(named, set(messages("en")))
+
+    def test_the_host_knows_the_folder_of_removed_entries_in_every_language(self):
+        source = (SOURCE / "browser/host/removed_title.cpp").read_text()
+        prefixes = dict(re.findall(r'\{"(\w+)", "(.+?)"\}', source))
+        self.assertEqual(sorted(prefixes), LANGUAGES)
+        for language, prefix in prefixes.items():
+            self.assertIn(prefix.rstrip(", 、"), messages(language)["cleanQuestion"]["message"])
 
     def test_the_extension_stays_small(self):
         lines = sum(len((EXTENSION / name).read_text().splitlines()) for name in ("background.js", "page.js"))

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <set>
 
+#include "browser/host/removed_title.h"
 #include "tests/browser/host/session_fixture.h"
 
 namespace tarvel {
@@ -135,7 +137,7 @@ TEST(BrowserSession, RemovedEntriesGoIntoAFolderThatIsNeitherSortedNorCleaned) {
   for (const char* title : {"z", "y", "x"}) (void)model.add(model.otherRoot(), title, "bookmark", "https://same");
   EXPECT_EQ(t.run(model, "clean"), 3);
   const std::string folder = model.nodes()[model.otherRoot()].children.back();
-  EXPECT_TRUE(model.nodes()[folder].title.starts_with(kRemovedPrefix));
+  EXPECT_TRUE(isTitleOfRemoved(model.nodes()[folder].title));
   EXPECT_EQ(titlesIn(model, folder), "y z");
   t.reconnect();
   (void)model.add(folder, "a", "bookmark", "https://same");
@@ -149,7 +151,30 @@ TEST(BrowserSession, RemovedEntriesGoIntoAFolderThatIsNeitherSortedNorCleaned) {
   EXPECT_EQ(model.nodes()[model.otherRoot()].children.back(), folder);
 }
 
-TEST(BrowserSession, EachRootIsATreeOfItsOwn) {
+TEST(BrowserSession, TheFolderOfRemovedEntriesIsNamedInTheLanguageOfThePageAndKnownInEveryOne) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kChromium);
+  std::set<std::string> titles;
+  for (const char* language : {"de", "en", "es", "fr", "ja", "sv", "unknown"}) {
+    (void)model.add("2", std::string("b ") + language, "bookmark", "https://same");
+    (void)model.add("2", std::string("a ") + language, "bookmark", "https://same");
+    const auto replies = t.ask({{"type", "plan"}, {"task", "clean"}, {"language", language}, {"tree", model.tree()}});
+    for (const auto& operation : replies.back()["list"]) EXPECT_TRUE(model.apply(operation)) << operation;
+    for (const std::string& id : model.nodes()["2"].children) {
+      if (model.nodes()[id].type == "folder") titles.insert(model.nodes()[id].title);
+    }
+    t.reconnect();
+  }
+  // An unknown language gets the English title, so that folder is used twice.
+  EXPECT_EQ(titles.size(), 6);
+  EXPECT_EQ(t.run(model, "clean"), 0);
+  EXPECT_EQ(t.run(model, "sort"), 1);
+  const auto& children = model.nodes()["2"].children;
+  ASSERT_EQ(children.size(), 7);
+  EXPECT_EQ(model.nodes()[children.front()].title, "a unknown");
+}
+
+TEST(BrowserSession, DuplicatesCountWithinOneRoot) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kChromium);
   (void)model.add("1", "a", "bookmark", "https://same");
