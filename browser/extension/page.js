@@ -98,18 +98,23 @@ function joined(pieces) {
   return [...folders.values()];
 }
 
+/// How much would change. A folder can be in order and still have positions to repair.
+function summary(changes, total) {
+  const repairs = changes.repaired ? text("repairs", changes.repaired) : "";
+  if (total) return `${text("counts", changes.moved, changes.removed, changes.renamed)} ${repairs}`.trim();
+  return repairs || text(task === "clean" ? "nothingToClean" : "nothingToSort");
+}
+
 function showChanges(changes) {
   shown = changes;
   task = changes.task;
   const folders = joined(changes.list);
   const total = folders.reduce((sum, folder) => sum + folder.entries.length, 0);
   element("list").textContent = text(task === "clean" ? "listClean" : "listSort");
-  element("counts").textContent = total
-    ? text("counts", changes.moved, changes.removed, changes.renamed)
-    : text(task === "clean" ? "nothingToClean" : "nothingToSort");
+  element("counts").textContent = summary(changes, total);
   element("changes").replaceChildren(...folders.map((folder) => folderSection(folder, total <= SMALL_LIST)));
   const wasHidden = element("question").hidden;
-  element("question").hidden = task !== "clean" || !changes.steps;
+  element("question").hidden = task !== "clean" || !total || !changes.steps;
   if (wasHidden && !element("question").hidden) element("agree").focus();
   element("automatic").checked = changes.hello.automatic;
   showState();

@@ -21,6 +21,7 @@ class PreviewWriter {
   Preview write() {
     preview_.pieces.emplace_back("[");
     for (std::uint32_t i = 0; i < tree_.nodes.size(); ++i) {
+      if (tree_.nodes[i].hasCorruptPositions) ++preview_.counts.repaired;
       if (tree_.nodes[i].kind == BrowserNodeKind::kFolder) writeFolder(i);
     }
     preview_.pieces.back() += "]";

@@ -12,7 +12,8 @@ namespace tarvel {
 struct ChangeCounts {
   std::size_t moved = 0;
   std::size_t removed = 0;
-  std::size_t renamed = 0;  ///< Those that had no title included.
+  std::size_t renamed = 0;   ///< Includes entries that had no title.
+  std::size_t repaired = 0;  ///< Folders whose positions are corrupt.
 };
 
 /// The changes of a target, folder by folder. Texts are shortened.

@@ -137,6 +137,7 @@ bool BrowserSession::plan(Request& request) {
                       ",\"moved\":" + std::to_string(preview.counts.moved) +
                           ",\"removed\":" + std::to_string(preview.counts.removed) +
                           ",\"renamed\":" + std::to_string(preview.counts.renamed) +
+                          ",\"repaired\":" + std::to_string(preview.counts.repaired) +
                           ",\"steps\":" + std::to_string(plan.size()) + ",\"agreed\":\"" + digest + "\"");
   }
   if (!request.agreed.empty() && request.agreed != digest) {

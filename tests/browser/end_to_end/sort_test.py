@@ -121,32 +121,48 @@ if IS_FIREFOX:
             self.browser.run("sort")
             self.assertEqual(self.titles("mobile"), ["a", "b"])
 
+        def add_with_positions(self, titles, positions):
+            """A folder whose children have these positions in the database."""
+            folder, *children = self.browser.add("other", [("Folder", titles)])
+            self.browser.system(
+                """await PlacesUtils.withConnectionWrapper("test", async (db) => {
+                     for (const [guid, position] of args[0]) {
+                       await db.execute("UPDATE moz_bookmarks SET position = :position WHERE guid = :guid",
+                         { guid, position });
+                     }
+                   });""",
+                list(zip(children, positions)),
+            )
+            self.reload()
+            return folder
+
+        def positions_in(self, folder):
+            return self.browser.system(
+                """return PlacesUtils.withConnectionWrapper("test", async (db) => (await db.execute(
+                     "SELECT position FROM moz_bookmarks WHERE parent = "
+                     + "(SELECT id FROM moz_bookmarks WHERE guid = :guid) ORDER BY position", { guid: args[0] })
+                   ).map((row) => row.getResultByIndex(0)));""",
+                folder,
+            )
+
         def test_corrupt_positions_are_repaired(self):
             """Repeated ones at the beginning and at the end, gaps, and one beyond the end."""
             for positions in ([0, 0, 1, 1], [0, 0, 3, 3], [0, 1, 2, 4], [3, 3, 3, 3]):
                 self.empty()
-                folder, *children = self.browser.add("other", [("Folder", titles)])
-                self.browser.system(
-                    """await PlacesUtils.withConnectionWrapper("test", async (db) => {
-                         for (const [guid, position] of args[0]) {
-                           await db.execute("UPDATE moz_bookmarks SET position = :position WHERE guid = :guid",
-                             { guid, position });
-                         }
-                       });""",
-                    list(zip(children, positions)),
-                )
-                self.reload()
+                folder = self.add_with_positions(["d", "b", "c", "a"], positions)
                 self.browser.run("sort")
                 self.assertEqual(self.titles(), ["Folder", ["a", "b", "c", "d"]], positions)
-                now = self.browser.system(
-                    """return PlacesUtils.withConnectionWrapper("test", async (db) => (await db.execute(
-                         "SELECT position FROM moz_bookmarks WHERE parent = "
-                         + "(SELECT id FROM moz_bookmarks WHERE guid = :guid) ORDER BY position", { guid: args[0] })
-                       ).map((row) => row.getResultByIndex(0)));""",
-                    folder,
-                )
-                self.assertEqual(now, [0, 1, 2, 3], positions)
+                self.assertEqual(self.positions_in(folder), [0, 1, 2, 3], positions)
                 self.assert_sorted()
+
+        def test_corrupt_positions_of_a_folder_in_order_are_shown_and_repaired(self):
+            folder = self.add_with_positions(["a", "b", "c"], [0, 2, 5])
+            self.assertEqual(self.browser.text("counts"), "Folders with damaged positions, which sorting repairs: 1")
+            self.assertTrue(self.browser.is_enabled("sort"))
+            self.assertIn("Done", self.browser.run("sort"))
+            self.assertEqual(self.positions_in(folder), [0, 1, 2])
+            self.assertEqual(self.titles(), ["Folder", ["a", "b", "c"]])
+            self.assert_sorted()
 
 
 main()

@@ -112,7 +112,24 @@ TEST(BrowserSession, APreviewListsTheChangesAndWritesNoRecord) {
   EXPECT_EQ(t.recordCount(), 0);
 }
 
-TEST(BrowserSession, APreviewOfCleaningTellsReasonsAndNewTitles) {
+TEST(BrowserSession, APreviewCountsFoldersInOrderWhosePositionsAreRepaired) {
+  SessionFixture t;
+  BrowserModel model(BrowserFamily::kFirefox);
+  for (const char* title : {"a", "b"}) (void)model.add(model.otherRoot(), title, "bookmark", "https://example.org");
+  nlohmann::json tree = model.tree();
+  const auto preview = [&t, &tree] {
+    return t.ask({{"type", "plan"}, {"task", "sort"}, {"preview", true}, {"tree", tree}}).back();
+  };
+  EXPECT_EQ(preview().value("repaired", -1), 0);
+  tree[0]["children"][1]["children"][1]["index"] = 0;
+  const nlohmann::json changes = preview();
+  EXPECT_EQ(changes.value("repaired", -1), 1);
+  EXPECT_EQ(changes["moved"], 0);
+  EXPECT_EQ(changes["list"].size(), 0);
+  EXPECT_GT(changes["steps"], 0);
+}
+
+TEST(BrowserSession, APreviewOfCleaningHasReasonsAndNewTitles) {
   SessionFixture t;
   BrowserModel model(BrowserFamily::kFirefox);
   (void)model.add(model.otherRoot(), "first", "bookmark", "https://example.org/1");
