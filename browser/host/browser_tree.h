@@ -20,6 +20,9 @@ inline constexpr std::size_t kDeepestFolder = 240;
 /// take fewer bytes, and forty times as much memory.
 inline constexpr std::size_t kMostNodes = 500'000;
 
+/// Bytes of an id. Browsers make ids of up to 20.
+inline constexpr std::size_t kLongestId = 100;
+
 /// No node of a tree.
 inline constexpr std::uint32_t kNoNode = static_cast<std::uint32_t>(-1);
 

@@ -97,7 +97,8 @@ class TreeReader {
     tree_.nodes.emplace_back().parent = parent;
     NodeFacts facts;
     const bool isRead = forEachField(value, [&](Field field) { return readField(field, number, depth, facts); });
-    if (!isRead || tree_.nodes[number].id.empty()) return false;
+    const std::size_t idLength = tree_.nodes[number].id.size();
+    if (!isRead || idLength == 0 || idLength > kLongestId) return false;
     classify(tree_.nodes[number], facts);
     if (parent == kNoNode) {
       tree_.roots.push_back(number);

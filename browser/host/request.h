@@ -28,9 +28,9 @@ struct Request {
   std::optional<BrowserTree> tree;
 };
 
-/// Reads a message. None for one that is no JSON object, has a field of another type than the protocol says, nests
-/// folders deeper than kDeepestFolder, has more than kMostNodes entries or repeats an id. Unknown fields are passed
-/// over. `message` is padded in place.
+/// Reads a message. None for a message that is not a JSON object, has a field of a wrong type, nests folders deeper
+/// than kDeepestFolder, has more than kMostNodes entries, repeats an id or has one longer than kLongestId. Unknown
+/// fields are ignored. `message` is padded in place.
 [[nodiscard]] std::optional<Request> readRequest(std::string& message);
 
 }  // namespace tarvel

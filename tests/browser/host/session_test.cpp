@@ -93,7 +93,19 @@ TEST(BrowserSession, RefusesRepeatedIdsAndFoldersNestedTooDeep) {
   }
 }
 
-TEST(BrowserSession, RefusesMoreEntriesThanAnyMessageOfABrowserHolds) {
+TEST(BrowserSession, RefusesIdsLongerThanABrowserMakesThem) {
+  SessionFixture t;
+  for (const std::size_t length : {std::size_t{100}, std::size_t{101}, 2 * kLongestReply}) {
+    const std::string id(length - 1, 'x');
+    const std::string tree = R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"1","children":[{"id":")" + id +
+                             R"(1","title":"b","url":"x"},{"id":")" + id + R"(2","title":"a","url":"y"}]}]}]})";
+    EXPECT_EQ(t.askText(tree).back()["type"], length <= 100 ? "operations" : "error") << length;
+    EXPECT_LE(t.longestReply, kLongestReply);
+    t.reconnect();
+  }
+}
+
+TEST(BrowserSession, RefusesMoreEntriesThanTheLimit) {
   SessionFixture t;
   std::string text = R"({"type":"plan","task":"sort","tree":[{"children":[{"id":"x")";
   for (std::size_t i = 0; i < kMostNodes; ++i) text += R"(},{"id":")" + std::to_string(i) + "\"";
