@@ -9,6 +9,8 @@ const PROTOCOL = 1;
 const MOST_ATTEMPTS = 10;
 /// Milliseconds without a foreign change before a run begins or continues.
 const PAUSE = 300;
+/// Milliseconds between two reports of progress: a screen reader announces each of them.
+const PROGRESS_PAUSE = 500;
 const LONGEST_WAIT = 60000;
 const DEFAULT_LATENCY = 30;
 /// Of the title of the folder that cleaning up makes.
@@ -63,10 +65,17 @@ class Host {
   }
 }
 
-/// Connects and greets. The answer's settings are remembered for the next change.
+/// The name of this profile, made once. Two callers at the first start get the same one.
+let profileName = null;
+async function makeProfileName() {
+  const { profile = crypto.randomUUID() } = await api.storage.local.get("profile");
+  await api.storage.local.set({ profile });
+  return profile;
+}
+
+/// Connects and greets. The latency in the answer is stored for the next change.
 async function connect() {
-  let { profile } = await api.storage.local.get("profile");
-  if (!profile) await api.storage.local.set({ profile: (profile = crypto.randomUUID()) });
+  const profile = await (profileName ??= makeProfileName());
   const host = new Host();
   try {
     host.hello = await host.ask({ type: "hello", protocol: PROTOCOL, profile });
@@ -115,21 +124,27 @@ async function scheduleAutomatic() {
   api.alarms.create("quiet", { when: (lastChange || Date.now()) + latency * 1000 });
 }
 
-/// The latency is over. The settings decide, as they are now.
+/// The error of the last automatic run, shown as a badge and on the page; null for none. Without a usable host the page
+/// shows the reason anyway, as it is then.
+async function setTrouble(trouble) {
+  await api.storage.local.set({ trouble: ["absent", "old", "new"].includes(trouble?.code) ? null : trouble });
+  api.action.setBadgeText({ text: trouble ? "!" : "" });
+}
+
+/// Called when the latency is over. The current settings decide.
 async function sortAutomatically() {
   if (run) return scheduleAutomatic();
   try {
     await withHost(async (host) => {
       const { automatic, latency } = host.hello;
-      if (!automatic) return;
+      if (!automatic) return setTrouble(null);
       if (Date.now() < lastChange + latency * 1000) return scheduleAutomatic();
       // One attempt: a foreign change postpones the run.
       await perform(host, "sort", "", 1);
     });
-    api.action.setBadgeText({ text: "" });
   } catch (problem) {
     if (problem.code === "busy" || problem.code === "unsettled") return scheduleAutomatic();
-    api.action.setBadgeText({ text: "!" });
+    await setTrouble({ code: problem.code ?? "failed", text: problem.message });
   }
 }
 
@@ -157,16 +172,21 @@ async function apply([kind, id, ...rest], state) {
 /// Applies a plan. Stops at a foreign change and returns false.
 async function applyAll(operations) {
   const state = {};
+  let reported = 0;
   for (const [done, operation] of operations.entries()) {
     if (run.isForeign) return false;
+    if (Date.now() >= reported + PROGRESS_PAUSE) {
+      reported = Date.now();
+      tellPages({ type: "progress", done, total: operations.length });
+    }
     try {
       await apply(operation, state);
     } catch (error) {
-      // What is no longer there was taken away by somebody else, whose event may still be on its way.
+      run.expected = null;
+      // The entry may be gone by a foreign change whose event is still to come.
       await sleep(PAUSE);
       if (!run.isForeign) throw new Problem("refused", error.message);
     }
-    if (done % 50 === 0) tellPages({ type: "progress", done, total: operations.length });
   }
   return !run.isForeign;
 }
@@ -206,8 +226,11 @@ async function perform(host, task, agreed = "", attempts = MOST_ATTEMPTS) {
 async function preview(task) {
   if (run) throw new Problem("busy");
   return withHost(async (host) => {
-    const changes = await host.ask({ type: "plan", task, preview: true, tree: await api.bookmarks.getTree() });
-    return { ...changes, task, hello: host.hello };
+    const tree = await api.bookmarks.getTree();
+    const changes = await host.ask({ type: "plan", task, preview: true, language: LANGUAGE, tree });
+    const { trouble = null } = await api.storage.local.get("trouble");
+    await setTrouble(trouble);
+    return { ...changes, task, hello: host.hello, trouble };
   });
 }
 
@@ -217,9 +240,16 @@ const requests = {
   set: ({ automatic }) => withHost((host) => host.ask({ type: "set", automatic })),
 };
 
-function tellPages(message) {
-  for (const page of pages) page.postMessage(message);
+/// Sends to one page, which may have been closed a moment ago: a run must not end by that.
+function tell(page, message) {
+  try {
+    page.postMessage(message);
+  } catch {
+    pages.delete(page);
+  }
 }
+
+const tellPages = (message) => pages.forEach((page) => tell(page, message));
 
 api.runtime.onConnect.addListener((page) => {
   pages.add(page);
@@ -227,10 +257,10 @@ api.runtime.onConnect.addListener((page) => {
   page.onMessage.addListener(async (message) => {
     try {
       const answer = await requests[message.request](message);
-      if (pages.has(page)) page.postMessage({ ...answer, request: message.request });
+      tell(page, { ...answer, request: message.request });
     } catch (problem) {
       const code = problem.code ?? "failed";
-      if (pages.has(page)) page.postMessage({ type: "problem", code, text: problem.message, request: message.request });
+      tell(page, { type: "problem", code, text: problem.message, request: message.request });
     }
   });
 });

@@ -14,15 +14,23 @@ let shown = null;
 let isBusy = false;
 let refreshTimer = 0;
 let port = null;
+/// The request that the message in "problem" is about; empty for no message.
+let failedRequest = "";
 
 function send(message) {
   // A new connection starts the background script if it has ended.
   if (!port) {
     port = api.runtime.connect();
-    port.onDisconnect.addListener(() => (port = null));
+    port.onDisconnect.addListener(disconnected);
     port.onMessage.addListener((message) => receivers[message.type]?.(message));
   }
   port.postMessage(message);
+}
+
+function disconnected() {
+  port = null;
+  if (isBusy) receivers.problem({ code: "failed", text: "", request: "run" });
+  setBusy(false);
 }
 
 function make(name, className, content = "") {
@@ -106,8 +114,8 @@ function summary(changes, total) {
 }
 
 function showChanges(changes) {
+  if (changes.task !== task) return; // Outdated.
   shown = changes;
-  task = changes.task;
   const folders = joined(changes.list);
   const total = folders.reduce((sum, folder) => sum + folder.entries.length, 0);
   element("list").textContent = text(task === "clean" ? "listClean" : "listSort");
@@ -117,7 +125,16 @@ function showChanges(changes) {
   element("question").hidden = task !== "clean" || !total || !changes.steps;
   if (wasHidden && !element("question").hidden) element("agree").focus();
   element("automatic").checked = changes.hello.automatic;
+  // The message about a run or a setting stays until the next one; others are replaced by the current state.
+  if (!["run", "set"].includes(failedRequest)) showProblem(changes.trouble, "automatic");
   showState();
+}
+
+/// Shows a problem, {code, text}, or none. An unchanged message is not announced again.
+function showProblem(problem, request) {
+  failedRequest = problem ? request : "";
+  const message = problem ? text(`problem_${PROBLEMS.includes(problem.code) ? problem.code : "failed"}`, problem.text) : "";
+  if (element("problem").textContent !== message) element("problem").textContent = message;
 }
 
 function showState() {
@@ -133,6 +150,7 @@ function showState() {
 
 function look(wanted) {
   clearTimeout(refreshTimer);
+  task = wanted;
   send({ request: "preview", task: wanted });
 }
 
@@ -143,7 +161,7 @@ function lookSoon() {
 
 function begin(wanted, agreed = "") {
   element("status").textContent = "";
-  element("problem").textContent = "";
+  showProblem(null);
   element("question").hidden = true;
   task = "sort";
   send({ request: "run", task: wanted, agreed });
@@ -177,10 +195,9 @@ const receivers = {
   },
   problem(message) {
     if (message.request === "run") element("status").textContent = "";
-    const key = PROBLEMS.includes(message.code) ? message.code : "failed";
-    if (key === "busy" && message.request === "preview") return lookSoon();
-    element("problem").textContent = text(`problem_${key}`, message.text);
-    if (key === "changed") look("clean");
+    if (message.code === "busy" && message.request === "preview") return lookSoon();
+    showProblem(message, message.request);
+    if (message.code === "changed") look("clean");
     else if (message.request === "set") look(task);
   },
 };
@@ -196,4 +213,6 @@ element("decline").addEventListener("click", () => {
 });
 element("undo").addEventListener("click", () => begin("undo"));
 element("automatic").addEventListener("change", (event) => send({ request: "set", automatic: event.target.checked }));
+// Tries again when the user comes back from setting up the host.
+window.addEventListener("focus", () => failedRequest === "preview" && look(task));
 look("sort");

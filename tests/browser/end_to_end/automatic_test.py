@@ -2,6 +2,7 @@
 """Automatic sorting, some seconds after the last foreign change."""
 
 import pathlib
+import shutil
 import tempfile
 import time
 
@@ -78,6 +79,36 @@ class AutomaticTest(BrowserCase):
         self.browser.add("other", ["a", "b"])
         self.wait_until_settled(QUIET)
         self.assertEqual(self.records(), [])
+
+    def test_a_failed_run_is_reported_on_the_page_until_a_run_succeeds(self):
+        self.turn_on()
+        self.browser.close_page()
+        records = self.browser.home / "data/Tarvel/Browsers"
+        records.parent.mkdir(parents=True, exist_ok=True)
+        shutil.rmtree(records, ignore_errors=True)
+        records.write_text("no folder")
+        self.browser.add("other", ["b", "a"])
+        self.wait_until_settled(QUIET)
+        self.assertEqual(self.titles(), ["b", "a"])
+        self.browser.open_page()
+        self.browser.wait_for_text("problem", "could not be saved")
+        records.unlink()
+        self.browser.run("sort")
+        self.reload()
+        self.assertEqual(self.browser.text("problem"), "")
+
+    def test_a_host_that_was_missing_for_a_while_is_not_reported_afterwards(self):
+        self.turn_on()
+        self.browser.close_page()
+        manifest = self.browser.manifest_path()
+        text = manifest.read_text()
+        manifest.unlink()
+        self.browser.add("other", ["b", "a"])
+        self.wait_until_settled(QUIET)
+        manifest.write_text(text)
+        self.reload()
+        self.assertEqual(self.browser.text("problem"), "")
+        self.browser.wait_for_text("counts", "Moved: 1")
 
     def test_is_turned_on_and_off_in_the_page(self):
         self.browser.click("automatic")

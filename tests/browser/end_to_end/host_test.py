@@ -48,6 +48,14 @@ class HostTest(BrowserCase):
         self.browser.install_host(None)
         self.assert_problem("tarvel browser enable")
 
+    def test_the_page_tries_again_when_it_gets_the_focus(self):
+        self.browser.install_host(None)
+        self.assert_problem("tarvel browser enable")
+        self.browser.install_host(HOST)
+        self.browser.evaluate("window.dispatchEvent(new Event('focus'))")
+        self.browser.wait_for_text("counts", "Moved: 1")
+        self.assertEqual(self.browser.text("problem"), "")
+
     def test_too_old(self):
         self.fake(protocol=0)
         self.assert_problem("Update Tarvel.")
