@@ -181,6 +181,7 @@ async function applyAll(operations) {
     }
     try {
       await apply(operation, state);
+      run.count++;
     } catch (error) {
       run.expected = null;
       // The entry may be gone by a foreign change whose event is still to come.
@@ -204,17 +205,19 @@ async function settle() {
 /// not replaced by another one: then the user is asked again.
 async function perform(host, task, agreed = "", attempts = MOST_ATTEMPTS) {
   if (run) throw new Problem("busy");
-  run = { expected: null, isForeign: false };
+  run = { expected: null, isForeign: false, count: 0 };
   tellPages({ type: "began" });
   try {
     for (let attempt = 0; attempt < attempts; attempt++) {
+      if (attempt && agreed) throw new Problem("changed");
       await settle();
       run.isForeign = false;
       const tree = await api.bookmarks.getTree();
       const { list } = await host.ask({ type: "plan", task, preview: false, agreed, language: LANGUAGE, tree });
       if (run.isForeign || !(await applyAll(list))) continue;
       await host.ask({ type: "done" });
-      return { type: "ended", task, count: list.length };
+      await setTrouble(null);
+      return { type: "ended", task, count: run.count };
     }
     throw new Problem("unsettled");
   } finally {

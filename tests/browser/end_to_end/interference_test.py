@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
-"""Bookmarks that others change while a run is applied: it stops, plans anew, and nothing is lost."""
+"""Concurrent changes during a run: it stops, plans again, and loses nothing."""
+
+import re
 
 from browser_case import IS_LONG, BrowserCase, main
 from running_browser import wait_for
 
 MANY = 200
-#: Moves after which others change something.
+#: Moves after which the user changes something.
 MIDDLE = 50
 
 
@@ -16,7 +18,7 @@ class InterferenceTest(BrowserCase):
         self.before = self.browser.tree()
         self.reload()
         self.browser.change_after_moves(moves, change, folder)
-        self.browser.run("sort")
+        self.said = self.browser.run("sort")
         wait_for(self.browser.is_changed, "the change")
 
     def finish(self):
@@ -27,6 +29,8 @@ class InterferenceTest(BrowserCase):
         self.run_with("add")
         self.finish()
         self.assertEqual(self.titles()[1][:2], ["00000", "00001"])
+        # The changes of all attempts count.
+        self.assertGreaterEqual(int(re.search(r"[0-9]+", self.said).group()), MANY - 1)
 
     def test_a_bookmark_is_moved_in_the_middle(self):
         self.run_with("move")
@@ -54,7 +58,28 @@ class InterferenceTest(BrowserCase):
         now[1].remove("00000")
         self.assertEqual(now, before)
 
-    def test_two_windows_do_not_get_into_each_others_way(self):
+    def test_cleaning_up_stops_at_a_change_and_asks_again(self):
+        same = [(f"{number:05}", "https://example.org/same") for number in range(MANY)]
+        folder = self.browser.add("other", [("Folder", same)])[0]
+        self.before = self.browser.tree()
+        self.reload()
+        self.browser.change_after_moves(MIDDLE, "add", folder)
+        self.browser.click("clean")
+        self.wait_for_question()
+        self.browser.click("agree")
+        self.browser.wait_for_text("problem", "have changed since")
+        self.assert_nothing_lost(self.before)
+        self.assertGreater(len(self.root()["children"][0]["children"]), 2)
+        self.wait_for_question()
+        self.browser.click("agree")
+        self.browser.wait_for_text("status", "Done")
+        self.assert_nothing_lost(self.before)
+        self.assertEqual(len(self.root()["children"][0]["children"]), 2)
+
+    def wait_for_question(self):
+        wait_for(lambda: not self.browser.evaluate("document.getElementById('question').hidden"), "the question")
+
+    def test_two_pages_sort_once(self):
         self.browser.add("other", [("Folder", [f"{number:05}" for number in range(MANY, 0, -1)])])
         self.before = self.browser.tree()
         self.reload()
