@@ -1,4 +1,4 @@
-"""What the tests of both browsers share."""
+"""Fixtures for the tests of both browsers."""
 
 import os
 import pathlib
@@ -26,7 +26,7 @@ SKIPPED = 77
 
 
 def missing():
-    """What is not there to run the tests with, in words."""
+    """The reason to skip the tests; empty for none."""
     variable = "TARVEL_FIREFOX" if IS_FIREFOX else "TARVEL_BROWSER"
     return "" if os.environ.get(variable) else f"no {FAMILY.family}"
 
@@ -60,7 +60,7 @@ class BrowserCase(unittest.TestCase):
         self.reload()
 
     def reload(self):
-        """The page anew, and its list there."""
+        """Opens the page again and waits for its list."""
         self.browser.open_page()
         wait_for(lambda: self.browser.text("counts") or self.browser.text("problem"), "the list")
 
@@ -83,7 +83,7 @@ class BrowserCase(unittest.TestCase):
         return next(node for node in tree or self.browser.tree() if node["id"] == wanted)
 
     def assert_nothing_lost(self, before, tree=None):
-        """Every entry is there once, as it was but for its place."""
+        """Every entry exists once, unchanged except for its place."""
 
         def entries(of):
             facts = {}
@@ -97,18 +97,18 @@ class BrowserCase(unittest.TestCase):
             self.assertEqual(now.get(identifier), facts)
 
     def assert_sorted(self):
-        """No plan has anything left to do."""
+        """A plan has nothing left to do."""
         self.reload()
         # The page refreshes shortly after the last event.
         self.browser.wait_for_text("counts", "Everything is in order.")
 
     def wait_until_settled(self, seconds):
-        """Time in which nothing may happen: to see that nothing does."""
+        """Waits to see that nothing happens."""
         time.sleep(seconds)
 
 
 def outline(entries):
-    """Titles, with those in a folder in a list behind it."""
+    """Titles; a folder is followed by the list of its own."""
     shown = []
     for entry in entries:
         shown.append(entry["title"] if entry["type"] != "separator" else "---")
@@ -117,7 +117,7 @@ def outline(entries):
     return shown
 
 
-# Firefox takes three times as long as Chromium: the others run in it in their long form.
+# Firefox takes three times as long as Chromium, so the others run in the long form only.
 QUICK_IN_FIREFOX = {"sort_test.py", "automatic_test.py"}
 
 

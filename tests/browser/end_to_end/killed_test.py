@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The browser is killed in the middle of a run: what is there then is a prefix of the run, and it can be undone or gone
-on with. Two moments, or, in the long form, twenty."""
+"""The browser is killed in the middle of a run: the result is a prefix of the run, which can be undone or continued. Two
+moments, or, in the long form, twenty."""
 
 import json
 import random
@@ -49,7 +49,7 @@ class KilledTest(BrowserCase):
             environment = {**self.browser.environment, "XDG_DATA_HOME": data}
             return list(states(tree, plan(HOST, environment, tree)))
 
-    def test_what_is_there_after_a_kill_is_a_prefix_and_can_be_undone(self):
+    def test_a_killed_run_leaves_a_prefix_that_can_be_undone(self):
         per_folder = MANY // 10
         for folder in range(10):
             titles = [f"{number:05}" for number in range(per_folder + 1, 0, -1)]
@@ -65,7 +65,7 @@ class KilledTest(BrowserCase):
             wait_for(lambda: self.browser.is_enabled("sort"), "the button")
             self.browser.click("sort")
             wait_for(lambda: self.browser.text("status"), "the beginning", pause=0.002)
-            # The moment is what varies here; that it comes in time is seen from the state that is found.
+            # A random moment; the state found afterwards shows whether it was within the run.
             time.sleep(moments.uniform(0, LONGEST))
             self.browser.kill()
             self.restart()
@@ -87,7 +87,7 @@ class KilledTest(BrowserCase):
         self.assert_sorted()
 
     def undo_all(self):
-        """Every run is undone, the one that was cut off last."""
+        """Undoes every run; the killed one was the first."""
         while self.records():
             self.reload()
             self.browser.run("undo")

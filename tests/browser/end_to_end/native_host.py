@@ -1,4 +1,4 @@
-"""The host, spoken to as a browser does; and what its plans make of a tree."""
+"""Sends messages to the host as a browser does, and applies its plans to a tree."""
 
 import copy
 import json
@@ -9,7 +9,7 @@ from chromium import CHROMIUM_ID
 
 
 def answers(host, environment, messages):
-    """Every answer to a greeting and these messages."""
+    """All answers to a greeting and these messages."""
     greeting = {"type": "hello", "protocol": 1, "profile": "test"}
     process = subprocess.run(
         [str(host), f"chrome-extension://{CHROMIUM_ID}/"],
@@ -36,7 +36,7 @@ def unframed(output):
 
 
 def plan(host, environment, tree, task="sort"):
-    """The operations of a plan. Needs a data folder of its own, where the record of it goes."""
+    """The operations of a plan. Writes an undo record, so it needs a data folder of its own."""
     request = {"type": "plan", "task": task, "preview": False, "tree": as_the_api_gives(tree)}
     operations = []
     for answer in answers(host, environment, [request])[1:]:
@@ -57,7 +57,7 @@ def as_the_api_gives(tree):
 
 
 def states(tree, operations):
-    """The tree after none, one, two and so on of the operations, which are moves: the children of each folder."""
+    """The children of each folder after none, one, two and so on of the operations, which are moves."""
     children = {entry["id"]: [child["id"] for child in entry["children"]] for entry in every(tree)}
     parents = {child: parent for parent, ids in children.items() for child in ids}
     yield copy.deepcopy(children)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The extension as its package installs it: both browsers started as a user does, sorted, undone. Run by
+"""The extension as its package installs it: starts both browsers as a user does, sorts and undoes. Run by
 scripts/try-webext, where the packages are installed."""
 
 import os

@@ -10,7 +10,7 @@ from running_browser import wait_for
 
 LANGUAGES = ["de", "en", "es", "fr", "ja", "sv"]
 
-#: Of each text of the page, the contrast with what is behind it.
+#: The contrast of each text of the page with its background.
 CONTRASTS = """Array.from(document.querySelectorAll("h1, p, button:not(:disabled), label, summary, .t, .k, .why, .u, h2"), (e) => {
   const numbers = (color) => color.match(/[0-9.]+/g).map(Number);
   const light = ([r, g, b]) => [r, g, b].map((v) => v / 255).map((v) => (v <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4))

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""How long a new bookmark among 10,000 takes to its place, beyond the latency, and a first sort of all. Measured, never
-tested: speed.py chromium|firefox [COUNT], with the variables that the tests have."""
+"""Measures how long a new bookmark among 10,000 takes to its place, beyond the latency, and a first sort of all. Not a
+test: speed.py chromium|firefox [COUNT], with the environment of the tests."""
 
 import json
 import os

@@ -79,7 +79,7 @@ bool BrowserModel::apply(const nlohmann::json& operation) {
     return true;
   }
   if (parent.empty()) parent = lastCreated_;
-  // The final index is the same everywhere; the flag must say what Chromium has to be told besides.
+  // The final index is the same everywhere; the flag must say what Chromium's index needs besides.
   if (nodes_[id].parent == parent) {
     const auto& children = nodes_[parent].children;
     const auto now = static_cast<std::size_t>(std::ranges::find(children, id) - children.begin());

@@ -11,9 +11,9 @@ namespace tarvel {
 
 enum class BrowserFamily { kChromium, kFirefox };
 
-/// The bookmarks of a browser with the moves of its own API, as measured: Chromium counts a move's index before the
-/// entry is taken out, and refuses one beyond the end; Firefox counts afterwards, and takes one beyond the end for the
-/// end. Nodes are never made again, so what was lost or doubled shows.
+/// The bookmarks of a browser with the moves of its own API, as measured. In Chromium the index of a move counts the
+/// entry at its old place too, and one beyond the end is refused. In Firefox it is the final index, and one beyond the
+/// end means the end. Nodes are never created again, so a lost or repeated one is noticed.
 class BrowserModel {
  public:
   struct Node {
@@ -29,14 +29,14 @@ class BrowserModel {
 
   explicit BrowserModel(BrowserFamily family);
 
-  /// Adds at the end of `parent`; answers the id.
+  /// Adds at the end of `parent`; returns the id.
   std::string add(const std::string& parent, const std::string& title, const std::string& type,
                   const std::string& address = {});
   /// The roots, bar first.
   [[nodiscard]] const std::vector<std::string>& roots() const { return roots_; }
   [[nodiscard]] std::string otherRoot() const { return roots_[1]; }
 
-  /// As the API gives it.
+  /// In the form of the API.
   [[nodiscard]] nlohmann::json tree() const;
   /// One operation of a plan, translated as the extension does. False for one that this browser would refuse.
   [[nodiscard]] bool apply(const nlohmann::json& operation);
@@ -58,7 +58,7 @@ class BrowserModel {
   std::size_t moves_ = 0;
 };
 
-/// Random bookmarks: folders in folders, titles and addresses that come again, separators in Firefox.
+/// Random bookmarks: nested folders, repeated titles and addresses, separators in Firefox.
 [[nodiscard]] BrowserModel randomModel(BrowserFamily family, std::uint32_t seed);
 
 }  // namespace tarvel

@@ -27,7 +27,7 @@ struct Pipe {
   int ends[2] = {-1, -1};
 };
 
-TEST(Framing, AMessageIsReadAsItWasWritten) {
+TEST(Framing, AMessageIsReadAsWritten) {
   Pipe pipe;
   const std::string message(5'000'000, 'x');
   std::thread writer([&] { EXPECT_TRUE(writeFrame(pipe.ends[1], message) && writeFrame(pipe.ends[1], "")); });
@@ -38,7 +38,7 @@ TEST(Framing, AMessageIsReadAsItWasWritten) {
   writer.join();
 }
 
-TEST(Framing, TheEndOfInputIsToldFromAMessageThatIsCutOff) {
+TEST(Framing, TheEndOfInputDiffersFromATruncatedMessage) {
   Pipe ended;
   ended.closeInput();
   EXPECT_EQ(readFrame(ended.ends[0]).status, FrameStatus::kEnd);
@@ -52,7 +52,7 @@ TEST(Framing, TheEndOfInputIsToldFromAMessageThatIsCutOff) {
   EXPECT_EQ(readFrame(inMessage.ends[0]).status, FrameStatus::kCutOff);
 }
 
-TEST(Framing, ALengthAboveTheLimitIsRefusedAndALengthAloneTakesNoMemory) {
+TEST(Framing, ALengthAboveTheLimitIsRefusedAndALengthAloneAllocatesNothing) {
   Pipe tooLarge;
   tooLarge.write(std::string_view("\x01\x00\x00\x04", 4));
   EXPECT_EQ(readFrame(tooLarge.ends[0]).status, FrameStatus::kTooLarge);
@@ -62,7 +62,7 @@ TEST(Framing, ALengthAboveTheLimitIsRefusedAndALengthAloneTakesNoMemory) {
   EXPECT_EQ(readFrame(announced.ends[0]).status, FrameStatus::kCutOff);
 }
 
-TEST(Framing, WritingToABrowserThatIsGoneFails) {
+TEST(Framing, WritingToAClosedConnectionFails) {
   Pipe pipe;
   ::close(pipe.ends[0]);
   pipe.ends[0] = ::dup(pipe.ends[1]);

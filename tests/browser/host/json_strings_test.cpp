@@ -25,7 +25,7 @@ TEST(JsonStrings, LoneSurrogatesBecomeThreeBytesAndEscapesAgain) {
   EXPECT_EQ(encoded(high + "x" + low), R"("\ud800x\udc00")");
 }
 
-TEST(JsonStrings, WhatIsNoEscapeIsRefused) {
+TEST(JsonStrings, UnknownEscapesAreRefused) {
   for (const char* text : {R"(\x)", R"(\u12)", R"(\u12g4)", R"(\u-001)", R"(\)"}) {
     EXPECT_FALSE(decodedJsonString(text)) << text;
   }

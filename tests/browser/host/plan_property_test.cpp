@@ -1,4 +1,4 @@
-// What holds for every tree: plans applied to a model of each browser.
+// Properties of plans for random trees, applied to a model of each browser.
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ INSTANTIATE_TEST_SUITE_P(Plans, BothBrowsers, testing::Values(BrowserFamily::kCh
                            return parameter.param == BrowserFamily::kChromium ? "Chromium" : "Firefox";
                          });
 
-/// The engine's own sort of a folder, by ids. Each group between separators goes through the engine by itself, as a
+/// The engine's own sort of a folder, by ids. Each group between separators is sorted as a
 /// folder of its own.
 class EngineOrder {
  public:
@@ -153,7 +153,7 @@ TEST_P(BothBrowsers, CleaningOnlyMovesAndRenamesWhatTheEngineFindsAndASecondOneF
       EXPECT_EQ(model.nodes().at(id).dateAdded, node.dateAdded);
       EXPECT_EQ(model.nodes().at(id).address, node.address);
     }
-    // Names given to untitled entries may meet: those are told apart by the next run.
+    // Two untitled entries may get one name; the next run numbers them.
     t.reconnect();
     for (const auto& operation : t.plan(model, "clean")) EXPECT_EQ(operation[0], "retitle") << "seed " << seed;
     if (testing::Test::HasFailure()) return;
@@ -199,7 +199,7 @@ void moveByPosition(std::map<std::string, std::size_t>& positions, const std::st
   positions[id] = index;
 }
 
-TEST(CorruptPositions, AreRepairedWhateverTheyAre) {
+TEST(CorruptPositions, AreRepairedBySorting) {
   for (std::uint32_t seed = 0; seed < 2 * kSeeds; ++seed) {
     SessionFixture t;
     std::mt19937 random(seed);
@@ -228,6 +228,39 @@ TEST(CorruptPositions, AreRepairedWhateverTheyAre) {
     for (const auto& operation : replies.back()["list"]) moveByPosition(positions, operation[1], operation[3]);
     std::size_t place = 0;
     for (const auto& [title, id] : titles) EXPECT_EQ(positions[id], place++) << "seed " << seed << " " << isCorrupt;
+    if (testing::Test::HasFailure()) return;
+  }
+}
+
+TEST(CorruptPositions, AreRepairedByACleaningThatTakesEntriesAway) {
+  for (std::uint32_t seed = 0; seed < 2 * kSeeds; ++seed) {
+    SessionFixture t;
+    std::mt19937 random(seed);
+    const std::size_t count = 2 + random() % 8;
+    nlohmann::json tree = BrowserModel(BrowserFamily::kFirefox).tree();
+    std::map<std::string, std::size_t> positions;
+    std::size_t given = random() % 2;
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::string id = "n" + std::to_string(i);
+      const std::string address = "https://example.org/" + std::to_string(random() % count);
+      positions[id] = given;
+      tree[0]["children"][0]["children"].push_back(
+          {{"id", id}, {"title", id}, {"type", "bookmark"}, {"url", address}, {"index", given}});
+      given += random() % 3;
+    }
+    const auto replies = t.ask({{"type", "plan"}, {"task", "clean"}, {"tree", tree}});
+    for (const auto& operation : replies.back()["list"]) {
+      if (operation[0] != "move") continue;
+      if (operation[2] == "toolbar_____") {
+        moveByPosition(positions, operation[1], operation[3]);
+        continue;
+      }
+      const std::size_t left = positions.at(operation[1]);
+      positions.erase(operation[1]);
+      for (auto& [id, position] : positions) position -= position > left ? 1 : 0;
+    }
+    std::size_t place = 0;
+    for (const auto& [id, position] : positions) EXPECT_EQ(position, place++) << "seed " << seed;
     if (testing::Test::HasFailure()) return;
   }
 }

@@ -15,7 +15,7 @@
 
 namespace tarvel {
 
-/// The host on a memory platform, spoken to as the extension does.
+/// The host on a memory platform, with the messages of the extension.
 struct SessionFixture {
   PlistSerialization serialization;
   MemoryPlatform memory{serialization};
@@ -47,7 +47,7 @@ struct SessionFixture {
     return replies;
   }
 
-  /// The operations of a plan, or one text, the code of the error that came instead.
+  /// The operations of a plan, or the code of the error instead.
   nlohmann::json plan(const BrowserModel& model, const std::string& task, const std::string& agreed = {}) {
     nlohmann::json all = nlohmann::json::array();
     for (const auto& reply : ask({{"type", "plan"}, {"task", task}, {"agreed", agreed}, {"tree", model.tree()}})) {
@@ -57,7 +57,7 @@ struct SessionFixture {
     return all;
   }
 
-  /// Plans and applies. Answers the number of operations; a failure of the test for one that the browser refuses.
+  /// Plans and applies. Returns the number of operations; the test fails if the browser refuses one.
   std::size_t run(BrowserModel& model, const std::string& task) {
     const nlohmann::json operations = plan(model, task);
     if (!operations.is_array()) {
