@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/plist/object_numbering.h"
@@ -35,6 +36,11 @@ class PieceCollector {
     } else {
       pieces_.push_back(bytes);
     }
+  }
+
+  void referAndKeep(std::span<const std::uint8_t> bytes, std::shared_ptr<const void> owner) {
+    refer(bytes);
+    owners_.push_back(std::move(owner));
   }
 
   /// Room for up to `size` bytes of output, of which commit() takes the first ones.
@@ -107,8 +113,8 @@ void BinaryWriter::write() {
   }
 }
 
-/// Whether all offsets certainly fit into 32 bits. A reference takes up to twice as much as the slot for it, and that of
-/// the key as much again.
+/// Whether all offsets certainly fit into 32 bits. A reference takes up to twice as much as the slot for it, and that
+/// of the key as much again.
 bool BinaryWriter::isSmall() const {
   constexpr std::uint64_t kReferences = 4;
   return storage_.source.leafBytes + (1 + kReferences) * storage_.arena.size() <= UINT32_MAX;
@@ -117,21 +123,29 @@ bool BinaryWriter::isSmall() const {
 template <typename Offset>
 void BinaryWriter::writeObjectsAndTable() {
   const auto& objects = numbering_.objects();
-  LargeVector<Offset> offsets;
-  offsets.reserve(objects.size());
+  const auto offsets = std::make_shared<LargeVector<Offset>>();
+  offsets->reserve(objects.size());
   for (std::uint32_t number = 0; number < objects.size(); ++number) {
-    offsets.push_back(static_cast<Offset>(output_.size()));
+    offsets->push_back(static_cast<Offset>(output_.size()));
     writeObject(number, objects[number]);
   }
   const std::uint64_t table = output_.size();
   const std::size_t width = widthFor(table);
-  std::uint8_t* const start = output_.reserve(offsets.size() * width);
+  // Of a large file the offsets become the table where they are.
+  const bool isInPlace = width == sizeof(Offset);
+  auto* const own = reinterpret_cast<std::uint8_t*>(offsets->data());  // NOLINT: numbers rewritten as bytes
+  std::uint8_t* const start = isInPlace ? own : output_.reserve(offsets->size() * width);
   std::uint8_t* out = start;
-  for (const Offset offset : offsets) {
+  for (const Offset offset : *offsets) {
     writeBigEndian(offset, width, out);
     out += width;
   }
-  output_.commit(static_cast<std::size_t>(out - start));
+  const auto size = static_cast<std::size_t>(out - start);
+  if (isInPlace) {
+    output_.referAndKeep({start, size}, offsets);
+  } else {
+    output_.commit(size);
+  }
   writeTrailer(width, table);
 }
 
