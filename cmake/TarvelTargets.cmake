@@ -32,9 +32,8 @@ if(TARVEL_SANITIZERS)
     -fno-omit-frame-pointer)
   target_link_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS})
 else()
-  # The sanitizers check these calls themselves. It needs optimisation, which tarvel_unoptimised() turns off.
-  target_compile_options(tarvel_flags INTERFACE
-    $<$<NOT:$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:TARVEL_UNOPTIMISED>>>>:-D_FORTIFY_SOURCE=2>)
+  # The sanitizers check these calls themselves.
+  target_compile_options(tarvel_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
 if(TARVEL_FUZZERS)
   target_compile_options(tarvel_flags INTERFACE -fsanitize=fuzzer-no-link)
@@ -49,10 +48,11 @@ function(tarvel_hot target)
   target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
 endfunction()
 
-# tarvel_unoptimised(target): code of tests, which takes longer to compile than to run.
-function(tarvel_unoptimised target)
-  set_target_properties(${target} PROPERTIES TARVEL_UNOPTIMISED ON)
-  target_compile_options(${target} PRIVATE -O0)
+# tarvel_sanitized_unoptimised(target): code of tests, where compiling takes longer than running. Same checks.
+function(tarvel_sanitized_unoptimised target)
+  if(TARVEL_SANITIZERS)
+    target_compile_options(${target} PRIVATE -O0)
+  endif()
 endfunction()
 
 # tarvel_unity(target): compiles the sources of each folder as one file, in a fraction of the time.

@@ -14,8 +14,8 @@ set(TARVEL_TEST_ENVIRONMENT
   "TARVEL_SOURCE_DIR=${PROJECT_SOURCE_DIR}"
   "LC_ALL=C.UTF-8")
 
-# tarvel_quick_to_compile(target): test code without optimisation, with precompiled headers, and each folder as one file.
-# Compiling the tests one by one takes longer than everything else.
+# tarvel_quick_to_compile(target): test code with precompiled headers and each folder as one file, since compiling the tests
+# one by one takes longer than everything else.
 function(tarvel_quick_to_compile target)
   if(TARVEL_FUZZERS)
     return()
@@ -25,12 +25,12 @@ function(tarvel_quick_to_compile target)
     file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
     add_executable(tarvel_test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
     target_link_libraries(tarvel_test_headers PRIVATE tarvel_flags GTest::gmock GTest::gtest nlohmann_json::nlohmann_json)
-    tarvel_unoptimised(tarvel_test_headers)
+    tarvel_sanitized_unoptimised(tarvel_test_headers)
     target_precompile_headers(tarvel_test_headers PRIVATE <algorithm> <array> <chrono> <filesystem> <fstream> <functional>
       <map> <memory> <optional> <random> <set> <string> <thread> <vector> <gmock/gmock.h> <gtest/gtest.h>
       <nlohmann/json.hpp>)
   endif()
-  tarvel_unoptimised(${target})
+  tarvel_sanitized_unoptimised(${target})
   target_precompile_headers(${target} REUSE_FROM tarvel_test_headers)
   tarvel_unity(${target})
 endfunction()
