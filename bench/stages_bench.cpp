@@ -2,9 +2,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "bench/generate_bookmarks.h"
 #include "engine/tarvel.h"
@@ -16,6 +18,7 @@ namespace tarvel::bench {
 namespace {
 
 constexpr const char* kPath = "/f/Bookmarks.plist";
+constexpr std::array kShapes = {"shuffled", "real"};
 
 /// A memory platform with the real order of titles.
 struct Bench {
@@ -35,16 +38,15 @@ struct Bench {
 };
 
 const std::string& fileOf(benchmark::State& state) {
-  static std::map<std::int64_t, std::string> files;
-  std::string& file = files[state.range(0)];
-  if (file.empty()) file = binaryForm(generateBookmarks(static_cast<std::size_t>(state.range(0)), 1, "shuffled"));
+  static std::map<std::pair<std::int64_t, std::int64_t>, std::string> files;
+  const char* const shape = kShapes[static_cast<std::size_t>(state.range(1))];
+  state.SetLabel(shape);
+  std::string& file = files[{state.range(0), state.range(1)}];
+  if (file.empty()) file = binaryForm(generateBookmarks(static_cast<std::size_t>(state.range(0)), 1, shape));
   return file;
 }
 
-void finish(benchmark::State& state) {
-  state.SetComplexityN(state.range(0));
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-}
+void finish(benchmark::State& state) { state.SetItemsProcessed(state.iterations() * state.range(0)); }
 
 void read(benchmark::State& state) {
   Bench bench;
@@ -93,10 +95,14 @@ void wholeSort(benchmark::State& state) {
   finish(state);
 }
 
-BENCHMARK(read)->RangeMultiplier(10)->Range(1000, 1'000'000)->Complexity()->Unit(benchmark::kMillisecond);
-BENCHMARK(cleanAndOrder)->RangeMultiplier(10)->Range(1000, 1'000'000)->Complexity()->Unit(benchmark::kMillisecond);
-BENCHMARK(write)->RangeMultiplier(10)->Range(1000, 1'000'000)->Complexity()->Unit(benchmark::kMillisecond);
-BENCHMARK(wholeSort)->RangeMultiplier(10)->Range(1000, 1'000'000)->Complexity()->Unit(benchmark::kMillisecond);
+void sizesAndShapes(benchmark::internal::Benchmark* stage) {
+  stage->ArgsProduct({{1000, 10'000, 100'000, 1'000'000}, {0, 1}})->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(read)->Apply(sizesAndShapes);
+BENCHMARK(cleanAndOrder)->Apply(sizesAndShapes);
+BENCHMARK(write)->Apply(sizesAndShapes);
+BENCHMARK(wholeSort)->Apply(sizesAndShapes);
 
 }  // namespace
 }  // namespace tarvel::bench
