@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <type_traits>
 
 namespace tarvel {
 
@@ -46,13 +47,16 @@ class PropertyListKey {
  public:
   /// `text` must outlive the key.
   // NOLINTBEGIN(google-explicit-constructor): call sites pass string literals.
-  constexpr PropertyListKey(std::string_view text) : text_(text), hash_(hashOf(text)) {}
+  constexpr PropertyListKey(std::string_view text)
+      : text_(text), hash_(hashOf(text)), isConstant_(std::is_constant_evaluated()) {}
   /// `text` is zero-terminated.
   constexpr PropertyListKey(const char* text) : PropertyListKey(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
   [[nodiscard]] constexpr std::string_view text() const { return text_; }  ///< The key.
   [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }     ///< hashOf() the key.
+  /// Whether it is a constant of the program: then its text stays at its address, and nothing else is ever there.
+  [[nodiscard]] constexpr bool isConstant() const { return isConstant_; }
 
   /// FNV-1a. It only skips comparisons in a linear scan, so deliberate collisions gain nothing.
   [[nodiscard]] static constexpr std::uint32_t hashOf(std::string_view text) {
@@ -64,6 +68,7 @@ class PropertyListKey {
  private:
   std::string_view text_;
   std::uint32_t hash_;
+  bool isConstant_;
 };
 
 /// A value of a property list: a small handle into the tree that owns it.

@@ -66,7 +66,7 @@ void Shape::add(Slot key, std::string_view text, std::uint32_t hash) {
   std::uint8_t& first = firstPlaces_[bucket(hash)];
   if (first == kNoPlace) first = static_cast<std::uint8_t>(std::min<std::size_t>(keys.size(), kFarthestPlace));
   keys.push_back(key);
-  known_.push_back({hash, text});
+  known_.push_back({hash, text, nullptr});
 }
 
 std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {

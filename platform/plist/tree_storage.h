@@ -59,17 +59,26 @@ class Shape {
   /// A place that does not fit here is found by going on from `kFarthestPlace`.
   static constexpr std::uint8_t kNoPlace = 255;
   static constexpr std::uint8_t kFarthestPlace = 254;
-  static constexpr std::uint32_t kBuckets = 32;
+  static constexpr std::uint32_t kBuckets = 64;
 
   struct Key {
     std::uint32_t hash;
     std::string_view text;
+    /// The text of the constant that was found to be this key; null before.
+    mutable const char* constant = nullptr;
+
+    [[nodiscard]] bool is(const PropertyListKey& key) const {
+      if (constant == key.text().data() && key.isConstant()) return true;
+      if (hash != key.hash() || text != key.text() || text.data() == nullptr) return false;
+      if (key.isConstant()) constant = key.text().data();
+      return true;
+    }
   };
 
   [[nodiscard]] static std::uint32_t bucket(std::uint32_t hash) { return hash % kBuckets; }
   [[nodiscard]] std::uint32_t findFrom(std::uint32_t first, const PropertyListKey& key) const {
     for (std::uint32_t i = first; i < known_.size(); ++i) {
-      if (known_[i].hash == key.hash() && known_[i].text == key.text() && known_[i].text.data() != nullptr) return i;
+      if (known_[i].is(key)) return i;
     }
     return size();
   }
