@@ -68,7 +68,8 @@ class Shape {
     mutable const char* constant = nullptr;
 
     [[nodiscard]] bool is(const PropertyListKey& key) const {
-      if (constant == key.text().data() && key.isConstant()) return true;
+      // Constants of different lengths may share an address.
+      if (constant == key.text().data() && text.size() == key.text().size() && key.isConstant()) return true;
       if (hash != key.hash() || text != key.text() || text.data() == nullptr) return false;
       if (key.isConstant()) constant = key.text().data();
       return true;

@@ -124,6 +124,30 @@ TEST_F(TreeTest, DuplicateKeysAreFoundInLargeDictionariesToo) {
   EXPECT_EQ(node.get("key 699").integer(), 699);
 }
 
+TEST_F(TreeTest, KeysAreFoundWhetherConstantOrNotAndHoweverManyShareABucket) {
+  static constexpr std::string_view kText = "Children";
+  static constexpr PropertyListKey kChildren(kText);
+  static constexpr PropertyListKey kChild(kText.substr(0, 5));
+  static_assert(kChildren.isConstant());
+  const PropertyListDictionary dictionary = tree.makeDictionary();
+  for (int i = 0; i < 300; ++i) dictionary.setString(std::string_view("key " + std::to_string(i)), std::to_string(i));
+  dictionary.setString(kChildren, "long");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(dictionary.string(kChildren), "long");
+    EXPECT_FALSE(dictionary.get(kChild)) << "a shorter constant at the same address";
+  }
+  dictionary.setString(kChild, "short");
+  std::string reused = "key 7";
+  EXPECT_EQ(dictionary.string(std::string_view(reused)), "7");
+  reused = "key 8";
+  EXPECT_EQ(dictionary.string(std::string_view(reused)), "8") << "another key at the same address";
+  EXPECT_EQ(dictionary.string(kChild), "short");
+  EXPECT_EQ(dictionary.string(kChildren), "long");
+  for (int i = 0; i < 300; ++i) {
+    EXPECT_EQ(dictionary.string(std::string_view("key " + std::to_string(i))), std::to_string(i));
+  }
+}
+
 TEST_F(TreeTest, HandlesOfOneArraySeeEachOthersEdits) {
   const PropertyListDictionary node = folder("A");
   const PropertyListArray first = node.array("Children");
