@@ -68,7 +68,7 @@ class LeafTable {
   std::size_t mask_;
 };
 
-/// Which leaves may equal one of a few: by their first bytes, a few bits each.
+/// Which leaves may equal one of a few, by a hash that reads little of them.
 class LeafFilter {
  public:
   LeafFilter(const PropertyListAccess::Storage& storage, std::span<const Slot> leaves)
@@ -81,7 +81,7 @@ class LeafFilter {
  private:
   static constexpr std::size_t kBitsPerLeaf = 16;
 
-  /// Of equal leaves it is the same: that of their marker, length and last bytes.
+  /// From the marker, the length and the last bytes.
   [[nodiscard]] std::size_t place(Slot leaf) const {
     const auto bytes = storage_.encoded(leaf);
     std::uint64_t end = 0;

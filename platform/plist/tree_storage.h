@@ -56,8 +56,8 @@ class Shape {
   }
 
  private:
-  /// A place that does not fit here is found by going on from `kFarthestPlace`.
   static constexpr std::uint8_t kNoPlace = 255;
+  /// Stands for itself and all places behind it.
   static constexpr std::uint8_t kFarthestPlace = 254;
   static constexpr std::uint32_t kBuckets = 64;
 
@@ -164,7 +164,7 @@ struct SourceFile {
   std::size_t offsetWidth = 0;
   std::size_t referenceWidth = 0;
   std::uint32_t objectCount = 0;
-  std::uint64_t leafBytes = 0;  ///< Of all leaves, where they overlap as often.
+  std::uint64_t leafBytes = 0;  ///< Of all leaves together; overlapping bytes count for each.
 
   [[nodiscard]] const std::uint8_t* object(std::uint32_t number) const {
     return data.bytes().data() + readUnsigned(offsetTable + std::size_t{number} * offsetWidth, offsetWidth);
