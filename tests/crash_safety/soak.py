@@ -19,7 +19,7 @@ import traceback
 
 from home import SANITIZED, TARVEL
 from machine import AGENT_IDENTITY, Machine, is_running, long_ago, wait_for
-from soak_support import Feed, FolderWatch, open_descriptors, resident_kilobytes, wait_until_quiet, zombies_of
+from soak_support import Feed, FolderWatch, open_descriptors, private_kilobytes, wait_until_quiet, zombies_of
 from soak_writer import Writer, entries_of
 
 # Seconds in which nothing is sorted: the watcher's two and the shortest latency, less a margin.
@@ -155,7 +155,7 @@ class Life:
             self.counts["updates offered"] += offers
             self.feed.offers -= offers
         wait_for(lambda: not zombies_of(pid), "zombies to be reaped", 30)
-        memory = resident_kilobytes(pid)
+        memory = private_kilobytes(pid)
         if self.has_sorted and self.base_memory is None:
             self.base_memory, self.base_descriptors = memory, open_descriptors(pid)
         self.most_memory = max(self.most_memory, memory)

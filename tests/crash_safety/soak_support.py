@@ -90,8 +90,9 @@ def status_of(pid):
     return pathlib.Path(f"/proc/{pid}/status").read_text()
 
 
-def resident_kilobytes(pid):
-    return int(re.search(r"VmRSS:\s*(\d+) kB", status_of(pid)).group(1))
+def private_kilobytes(pid):
+    """Without pages of files, which come and go."""
+    return int(re.search(r"RssAnon:\s*(\d+) kB", status_of(pid)).group(1))
 
 
 def open_descriptors(pid):

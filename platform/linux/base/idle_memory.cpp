@@ -14,8 +14,8 @@ namespace tarvel {
 
 namespace {
 
-/// 2 MiB of pages.
-constexpr long kWorthwhileFaults = 512;
+/// More than an agent needs to handle an event, less than it needs to start or to sort.
+constexpr long kWorthwhileFaults = 256;
 
 struct Mapping {
   std::uintptr_t start = 0;
