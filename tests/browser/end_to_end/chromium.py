@@ -210,15 +210,21 @@ class Chromium(RunningBrowser):
             f"""(() => {{
               const events = [chrome.bookmarks.onCreated, chrome.bookmarks.onRemoved, chrome.bookmarks.onMoved,
                               chrome.bookmarks.onChildrenReordered];
-              const move = chrome.bookmarks.move;
-              let heard = 0, moved = 0, goOn = null;
-              const hear = () => {{ if (++heard > {count}) goOn?.(); }};
+              const {{ create, move }} = chrome.bookmarks;
+              let heard = 0, caused = 0, moved = 0, goOn = null;
+              const hear = () => {{ if (++heard > caused) goOn?.(); }};
               for (const event of events) event.addListener(hear);
+              chrome.bookmarks.create = async (...details) => {{
+                const answer = await create(...details);
+                ++caused;
+                return answer;
+              }};
               chrome.bookmarks.move = async (...details) => {{
                 const answer = await move(...details);
+                ++caused;
                 if (++moved < {count}) return answer;
-                chrome.bookmarks.move = move;
-                if (heard <= {count}) await new Promise((resolve) => {{ goOn = resolve; }});
+                Object.assign(chrome.bookmarks, {{ create, move }});
+                if (heard <= caused) await new Promise((resolve) => {{ goOn = resolve; }});
                 for (const event of events) event.removeListener(hear);
                 return answer;
               }};
