@@ -140,9 +140,11 @@ TEST_F(Reports, ASortThatWritesNothingReplacesNothing) {
 }
 
 TEST_F(Reports, ABookmarkRemovedFromTheTopLevelIsListedOnce) {
-  const Changes changes = sortChanges("Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] BookmarksBar@u#7 z@u c@ ]");
-  EXPECT_EQ(changes.removed.size(), 2U);
-  for (const RemovedEntry& entry : changes.removed) EXPECT_NE(entry.reason, AbsenceReason::kReplaced);
+  constexpr std::string_view kTree = "Root[ BookmarksBar[ x ] BookmarksMenu[ b a ] BookmarksBar@u#7 z@u c@ ]";
+  for (const Changes& changes : {sortChanges(kTree), recordedChanges(kTree)}) {
+    EXPECT_EQ(changes.removed.size(), 2U);
+    for (const RemovedEntry& entry : changes.removed) EXPECT_NE(entry.reason, AbsenceReason::kReplaced);
+  }
 }
 
 TEST_F(Reports, TheContentsOfAProxyAreOrderedAndListed) {
