@@ -29,8 +29,9 @@ function send(message) {
 
 function disconnected() {
   port = null;
-  if (isBusy) receivers.problem({ code: "failed", text: "", request: "run" });
+  if (!isBusy) return;
   setBusy(false);
+  receivers.problem({ code: "failed", text: "", request: "run" });
 }
 
 function make(name, className, content = "") {
@@ -167,8 +168,10 @@ function begin(wanted, agreed = "") {
   send({ request: "run", task: wanted, agreed });
 }
 
-function setBusy(busy) {
+/// Also for runs of other windows and automatic ones. The page that asked for a run is told its result afterwards.
+function setBusy(busy, status = "") {
   isBusy = busy;
+  element("status").textContent = status;
   showState();
 }
 
@@ -178,10 +181,7 @@ const receivers = {
   changes: showChanges,
   changed: () => isBusy || lookSoon(),
   ok: () => look(task),
-  began() {
-    setBusy(true);
-    element("status").textContent = text("working");
-  },
+  began: () => setBusy(true, text("working")),
   progress({ done, total }) {
     element("status").textContent = text("progress", done, total);
   },
@@ -194,7 +194,6 @@ const receivers = {
     look("sort");
   },
   problem(message) {
-    if (message.request === "run") element("status").textContent = "";
     if (message.code === "busy" && message.request === "preview") return lookSoon();
     showProblem(message, message.request);
     if (message.code === "changed") look("clean");

@@ -65,6 +65,13 @@ class AutomaticTest(BrowserCase):
         self.wait_until_settled(QUIET)
         self.assertEqual(self.titles(), ["b", "c", "a"])
 
+    def test_an_open_page_shows_the_run_only_while_it_lasts(self):
+        self.turn_on()
+        self.browser.add("other", ["b", "a"])
+        wait_for(lambda: self.titles() == ["a", "b"], "the order")
+        wait_for(lambda: self.browser.text("counts") == "Everything is in order.", "the page to look again")
+        self.assertEqual(self.browser.text("status"), "")
+
     def test_each_change_starts_the_latency_anew(self):
         self.turn_on()
         titles = [str(number) for number in range(18, 10, -1)]

@@ -92,7 +92,8 @@ class InterferenceTest(BrowserCase):
         self.browser.click("sort")
         wait_for(lambda: self.browser.text("counts") == "Everything is in order.", "the order")
         self.browser.use(second)
-        self.browser.wait_for_end()
+        wait_for(lambda: self.browser.evaluate("document.body.ariaBusy") == "false", "the end of the run")
+        self.assertEqual(self.browser.text("problem"), "")
         self.assertEqual(len(self.records()), 1)
         self.finish()
 
