@@ -52,6 +52,25 @@ bool isAscii(std::span<const std::uint8_t> bytes) {
 
 namespace {
 
+/// UTF-16 units of either byte order.
+class Utf16Units {
+ public:
+  Utf16Units(std::span<const std::uint8_t> bytes, ByteOrder order)
+      : bytes_(bytes), high_(order == ByteOrder::kBigEndian ? 0 : 1) {}
+
+  [[nodiscard]] std::size_t count() const { return bytes_.size() / 2; }
+  [[nodiscard]] char32_t at(std::size_t i) const {
+    return static_cast<char32_t>(bytes_[2 * i + high_] << 8 | bytes_[2 * i + 1 - high_]);
+  }
+  [[nodiscard]] bool isPairAt(std::size_t i) const {
+    return isHighSurrogate(at(i)) && i + 1 < count() && isLowSurrogate(at(i + 1));
+  }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+  std::size_t high_;  ///< Place of a unit's high byte: 0 or 1.
+};
+
 /// Writes one code point to `out`, and returns the end of what it wrote: at most four bytes.
 char* putUtf8(char32_t codePoint, char* out) {
   const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
@@ -80,21 +99,32 @@ void appendUtf8(char32_t codePoint, std::string& text) {
   text.append(bytes, putUtf8(codePoint, bytes));
 }
 
-void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text) {
-  const std::size_t units = utf16.size() / 2;
-  const auto unitAt = [utf16](std::size_t i) { return static_cast<char32_t>(utf16[2 * i] << 8 | utf16[2 * i + 1]); };
-  constexpr std::size_t kMostPerUnit = 3;
-  const std::size_t start = text.size();
-  text.resize(start + units * kMostPerUnit);
-  char* out = text.data() + start;
-  for (std::size_t i = 0; i < units; ++i) {
-    char32_t codePoint = unitAt(i);
-    if (isHighSurrogate(codePoint) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
-      codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (unitAt(++i) - 0xDC00);
-    }
+void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text, ByteOrder order) {
+  const Utf16Units units(utf16, order);
+  // Appended block by block: the text grows only by what it needs.
+  constexpr std::size_t kBlock = 1024;
+  constexpr std::size_t kLongestCodePoint = 4;
+  char block[kBlock + kLongestCodePoint];
+  char* out = block;
+  for (std::size_t i = 0; i < units.count(); ++i) {
+    char32_t codePoint = units.at(i);
+    if (units.isPairAt(i)) codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (units.at(++i) - 0xDC00);
     out = putUtf8(codePoint, out);
+    if (out < block + kBlock) continue;
+    text.append(block, out);
+    out = block;
   }
-  text.resize(static_cast<std::size_t>(out - text.data()));
+  text.append(block, out);
+}
+
+std::size_t sizeBeforeLoneSurrogate(std::span<const std::uint8_t> utf16, ByteOrder order) {
+  const Utf16Units units(utf16, order);
+  for (std::size_t i = 0; i < units.count(); ++i) {
+    const bool isPair = units.isPairAt(i);
+    if (!isPair && (isHighSurrogate(units.at(i)) || isLowSurrogate(units.at(i)))) return 2 * i;
+    if (isPair) ++i;
+  }
+  return 2 * units.count();
 }
 
 void appendUtf16FromUtf8(std::string_view text, std::string& utf16) {

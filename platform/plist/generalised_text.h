@@ -19,8 +19,14 @@ namespace tarvel {
 /// Whether every byte is below 0x80.
 [[nodiscard]] bool isAscii(std::span<const std::uint8_t> bytes);
 
-/// Appends big-endian UTF-16 as UTF-8. A lone surrogate is encoded as three bytes. An odd last byte is ignored.
-void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text);
+enum class ByteOrder : std::uint8_t { kBigEndian, kLittleEndian };
+
+/// Appends UTF-16 as UTF-8. A lone surrogate is encoded as three bytes. An odd last byte is ignored.
+void appendUtf8FromUtf16(std::span<const std::uint8_t> utf16, std::string& text,
+                         ByteOrder order = ByteOrder::kBigEndian);
+
+/// Bytes of UTF-16 before the first lone surrogate, or all whole units.
+[[nodiscard]] std::size_t sizeBeforeLoneSurrogate(std::span<const std::uint8_t> utf16, ByteOrder order);
 
 /// Appends UTF-8 as big-endian UTF-16. Surrogates encoded as three bytes are kept, so two adjacent halves become a
 /// pair. Every other malformed byte becomes U+FFFD.

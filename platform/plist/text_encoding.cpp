@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/plist/generalised_text.h"
 #include "platform/plist/named_encoding.h"
 #include "platform/plist/text_reading.h"
 
@@ -97,6 +96,7 @@ TextEncoding detectEncoding(std::span<const std::uint8_t> bytes) {
 
 DecodedText::DecodedText(std::span<const std::uint8_t> bytes, const TextEncoding& encoding, Halves halves) {
   const auto body = bytes.subspan(encoding.markSize);
+  const bool littleEndian = encoding.kind == Kind::kUtf16LittleEndian || encoding.kind == Kind::kUtf32LittleEndian;
   switch (encoding.kind) {
     case Kind::kUtf8:
       borrowed_ = textOf(body);
@@ -104,11 +104,11 @@ DecodedText::DecodedText(std::span<const std::uint8_t> bytes, const TextEncoding
       return;
     case Kind::kUtf16LittleEndian:
     case Kind::kUtf16BigEndian:
-      convertUtf16(body, encoding.kind == Kind::kUtf16LittleEndian, halves);
+      convertUtf16(body, littleEndian ? ByteOrder::kLittleEndian : ByteOrder::kBigEndian, halves);
       return;
     case Kind::kUtf32LittleEndian:
     case Kind::kUtf32BigEndian:
-      convertUtf32(body, encoding.kind == Kind::kUtf32LittleEndian);
+      convertUtf32(body, littleEndian);
       return;
     case Kind::kNamed:
       isValid_ = convertNamed(encoding.name, body, converted_);
@@ -116,24 +116,11 @@ DecodedText::DecodedText(std::span<const std::uint8_t> bytes, const TextEncoding
   }
 }
 
-void DecodedText::convertUtf16(std::span<const std::uint8_t> bytes, bool littleEndian, Halves halves) {
-  // An odd last byte is ignored.
+void DecodedText::convertUtf16(std::span<const std::uint8_t> bytes, ByteOrder order, Halves halves) {
+  if (halves == Halves::kEnd) bytes = bytes.first(sizeBeforeLoneSurrogate(bytes, order));
   const std::size_t units = bytes.size() / 2;
-  const auto unitAt = [&](std::size_t i) {
-    const std::uint8_t first = bytes[2 * i];
-    const std::uint8_t second = bytes[2 * i + 1];
-    return static_cast<char32_t>(littleEndian ? second << 8 | first : first << 8 | second);
-  };
   converted_.reserve(units + units / 2);
-  for (std::size_t i = 0; i < units; ++i) {
-    char32_t codePoint = unitAt(i);
-    if (isHighSurrogate(codePoint) && i + 1 < units && isLowSurrogate(unitAt(i + 1))) {
-      codePoint = 0x10000 + ((codePoint - 0xD800) << 10) + (unitAt(++i) - 0xDC00);
-    } else if (halves == Halves::kEnd && (isHighSurrogate(codePoint) || isLowSurrogate(codePoint))) {
-      return;
-    }
-    appendUtf8(codePoint, converted_);
-  }
+  appendUtf8FromUtf16(bytes, converted_, order);
 }
 
 void DecodedText::convertUtf32(std::span<const std::uint8_t> bytes, bool littleEndian) {

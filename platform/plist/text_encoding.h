@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/plist/generalised_text.h"
+
 namespace tarvel {
 
 /// The encoding of a text property list, detected from its first bytes.
@@ -42,7 +44,7 @@ class DecodedText {
   [[nodiscard]] std::string_view text() const { return isConverted_ ? std::string_view(converted_) : borrowed_; }
 
  private:
-  void convertUtf16(std::span<const std::uint8_t> bytes, bool littleEndian, Halves halves);
+  void convertUtf16(std::span<const std::uint8_t> bytes, ByteOrder order, Halves halves);
   void convertUtf32(std::span<const std::uint8_t> bytes, bool littleEndian);
 
   std::string_view borrowed_;
