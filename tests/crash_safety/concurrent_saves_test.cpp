@@ -19,6 +19,7 @@
 
 #include "tests/crash_safety/crash_home.h"
 #include "tests/crash_safety/other_program.h"
+#include "tests/support/file_contents.h"
 
 namespace tarvel {
 namespace {
@@ -29,11 +30,6 @@ constexpr int kMostSaves = 5;
 constexpr std::array kMethods = {SaveMethod::kRename, SaveMethod::kRecreate, SaveMethod::kTruncate,
                                  SaveMethod::kInPlace, SaveMethod::kThroughOpenFile};
 constexpr std::array kCodes = {EIO, ENOSPC, EDQUOT, EACCES, EPERM, EROFS, EMFILE, ENOMEM, EINTR};
-
-std::string bytesAt(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// The saves of another program during a run, and a kill or a failure after them.
 struct Disturbance {
@@ -97,9 +93,9 @@ struct ConcurrentSaves : testing::Test {
 
   /// Whether a save is in the file, or in a backup that a restore made of what it replaced.
   [[nodiscard]] bool hasSave(int number) const {
-    if (OtherProgram::numberIn(bytesAt(home.file())) == number) return true;
+    if (OtherProgram::numberIn(contentsOf(home.file())) == number) return true;
     for (const std::string& copy : home.backups()) {
-      if (OtherProgram::numberIn(bytesAt(fs::path(home.root()) / copy)) == number) return true;
+      if (OtherProgram::numberIn(contentsOf(fs::path(home.root()) / copy)) == number) return true;
     }
     return false;
   }
@@ -126,7 +122,7 @@ struct ConcurrentSaves : testing::Test {
     other = OtherProgram(home.file(), disturbance.method);
     EXPECT_EQ(CrashHome::run(home.sort()), 0);
     EXPECT_TRUE(hasSave(last)) << "save " << last
-                               << " is lost; in the file: " << OtherProgram::numberIn(bytesAt(home.file())) << ", "
+                               << " is lost; in the file: " << OtherProgram::numberIn(contentsOf(home.file())) << ", "
                                << home.description() << ", the next sort: " << next.exitStatus << " " << next.output;
   }
 
@@ -190,7 +186,7 @@ struct Exchange : ConcurrentSaves {
     prepare();
   }
 
-  [[nodiscard]] int numberInFile() const { return OtherProgram::numberIn(bytesAt(home.file())); }
+  [[nodiscard]] int numberInFile() const { return OtherProgram::numberIn(contentsOf(home.file())); }
 
   /// Saves just before the exchange, and kills the command before it checks the displaced file.
   void saveAndKillAtTheExchange() {

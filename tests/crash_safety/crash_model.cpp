@@ -1,4 +1,5 @@
 #include "tests/crash_safety/crash_model.h"
+#include "tests/support/file_contents.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -26,11 +27,6 @@ constexpr std::string_view kRecordPrefix = ".tarvel-undo-";
 constexpr std::size_t kSector = 512;
 
 std::string parentOf(const std::string& path) { return fs::path(path).parent_path().string(); }
-
-std::string readFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 ino_t inodeOf(const fs::path& path) {
   struct stat status {};
@@ -83,7 +79,7 @@ DiskState DiskState::of(const std::string& folder) {
     } else {
       const ino_t inode = inodeOf(entry.path());
       state.entries[path] = inode;
-      state.contents[inode] = readFile(entry.path());
+      state.contents[inode] = contentsOf(entry.path());
     }
   }
   return state;

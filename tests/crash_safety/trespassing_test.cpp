@@ -15,6 +15,7 @@
 #include <string>
 
 #include "tests/crash_safety/crash_home.h"
+#include "tests/support/file_contents.h"
 
 namespace tarvel {
 namespace {
@@ -146,9 +147,7 @@ TEST_F(Trespassing, ALinkThatReplacesTheFileDuringASortIsNotWrittenThrough) {
     });
     SCOPED_TRACE("at call " + std::to_string(place) + ": " + end.output.substr(0, 200));
     EXPECT_EQ(end.signal, 0);
-    std::ifstream file(victim);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    EXPECT_EQ(bytes, "another file");
+    EXPECT_EQ(contentsOf(victim), "another file");
     if (HasFailure()) return;
   }
   EXPECT_GT(placed, 20U);
@@ -182,9 +181,7 @@ TEST_F(Trespassing, ALinkThatReplacesTheFileDuringARestoreIsNotWrittenThrough) {
       });
       SCOPED_TRACE("at call " + std::to_string(first + 1 + place) + ": " + end.output.substr(0, 300));
       EXPECT_EQ(end.signal, 0);
-      std::ifstream file(victim);
-      const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-      EXPECT_TRUE(bytes == "another file");
+      EXPECT_EQ(contentsOf(victim), "another file");
       if (HasFailure()) return;
     }
   }

@@ -8,13 +8,12 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 
 #include "tests/crash_safety/crash_home.h"
 #include "tests/crash_safety/other_program.h"
+#include "tests/support/file_contents.h"
 
 namespace tarvel {
 namespace {
@@ -123,9 +122,7 @@ TEST_F(WriteInPlace, ASaveWhileTheJournalIsWrittenIsNotOverwritten) {
   });
   EXPECT_EQ(end.exitStatus, 0) << end.output;
   EXPECT_EQ(other.lastSave(), 1);
-  std::ifstream file(home.file(), std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  EXPECT_EQ(OtherProgram::numberIn(bytes), 1);
+  EXPECT_EQ(OtherProgram::numberIn(contentsOf(home.file())), 1);
 }
 
 TEST_F(WriteInPlace, ASecondSortWaitsForItsEnd) {

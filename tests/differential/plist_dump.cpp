@@ -1,12 +1,11 @@
 // plist_dump FILE...: one line of JSON for each file: format and tree, or the error, and the tree written in both
 // formats.
 
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 
 #include "platform/plist/serialization.h"
+#include "tests/support/file_contents.h"
 #include "tests/support/vector_tree.h"
 
 namespace tarvel {
@@ -31,9 +30,7 @@ nlohmann::json described(const std::string& bytes) {
 
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
-    std::ifstream file(argv[i], std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    std::cout << tarvel::described(bytes).dump() << "\n";
+    std::cout << tarvel::described(tarvel::contentsOf(argv[i])).dump() << "\n";
   }
   return 0;
 }

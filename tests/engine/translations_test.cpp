@@ -5,13 +5,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <set>
 
 #include "tests/support/engine_fixture.h"
+#include "tests/support/file_contents.h"
 
 namespace tarvel {
 namespace {
@@ -55,8 +54,7 @@ std::size_t countOf(std::string_view text, std::string_view part) {
 using Table = std::map<std::string, std::string>;
 
 Table tableAt(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  const std::string bytes = contentsOf(path);
   const PropertyListReading reading = PlistSerialization().propertyListFromData(Data::copyOf(bytes));
   EXPECT_FALSE(reading.error) << path;
   const PropertyListDictionary dictionary = reading.list.root.dictionary();

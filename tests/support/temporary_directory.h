@@ -3,9 +3,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
+
+#include "tests/support/file_contents.h"
 
 namespace tarvel {
 
@@ -31,10 +32,7 @@ class TemporaryDirectory {
   void write(const std::string& name, const std::string& bytes) const {
     std::ofstream(path(name), std::ios::binary) << bytes;
   }
-  [[nodiscard]] std::string read(const std::string& name) const {
-    std::ifstream file(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
+  [[nodiscard]] std::string read(const std::string& name) const { return contentsOf(path_ / name); }
   [[nodiscard]] std::size_t entryCount() const {
     return static_cast<std::size_t>(
         std::distance(std::filesystem::directory_iterator(path_), std::filesystem::directory_iterator()));

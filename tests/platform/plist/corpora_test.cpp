@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "platform/plist/serialization.h"
 #include "tests/platform/plist/plist_support.h"
+#include "tests/support/file_contents.h"
 #include "tests/support/vector_tree.h"
 #include "tests/support/vectors.h"
 
@@ -27,11 +26,6 @@ std::vector<fs::path> filesBelow(const std::string& folder) {
     if (entry.is_regular_file()) files.push_back(entry.path());
   }
   return files;
-}
-
-std::string contentsOf(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 void expectSameInBothFormats(const PropertyList& list) {

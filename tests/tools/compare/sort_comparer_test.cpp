@@ -1,12 +1,11 @@
 #include "tools/compare/sort_comparer.h"
+#include "tests/support/file_contents.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <set>
 #include <sstream>
 #include <string>
@@ -278,8 +277,7 @@ std::size_t expectWhatTheSortDoesToEach(const std::string& folder) {
   std::size_t count = 0;
   for (const auto& sample : std::filesystem::directory_iterator(folder)) {
     SCOPED_TRACE(sample.path().filename().string());
-    std::ifstream file(sample.path(), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    const std::string bytes = contentsOf(sample.path());
     for (unsigned rules = 0; rules < 16; ++rules) expectWhatTheSortDoes(bytes, rules);
     ++count;
   }
