@@ -9,11 +9,10 @@
 
 #include "settings/preference_keys.h"
 #include "tests/agent/agent_world.h"
+#include "tests/support/sanitized.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-// Part of the sanitizer interface, whose header is not installed with every compiler.
+// Part of the sanitizer interface, whose header is not installed with every compiler. Defined in sanitized programs.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
-#endif
 
 namespace tarvel {
 namespace {
@@ -26,9 +25,7 @@ constexpr std::size_t kHeapAllowance = 2048;
 
 /// Bytes currently allocated by the process.
 std::size_t heapInUse() {
-#if defined(__SANITIZE_ADDRESS__)
-  return __sanitizer_get_current_allocated_bytes();
-#else
+  if constexpr (kIsSanitized) return __sanitizer_get_current_allocated_bytes();
   // Freed blocks in the allocator's caches count as in use. Allocating as many blocks of every size as the caches hold
   // gives a sum that does not depend on the state of the caches.
   constexpr std::size_t kKeptOfASize = 7;
@@ -38,7 +35,6 @@ std::size_t heapInUse() {
   const struct mallinfo2 info = ::mallinfo2();
   for (void* piece : held) std::free(piece);
   return info.uordblks + info.hblkhd;
-#endif
 }
 
 std::uint32_t numberFromEnvironment(const char* name, std::uint32_t otherwise) {

@@ -9,19 +9,13 @@
 #include "settings/preference_keys.h"
 #include "tests/agent/agent_world.h"
 #include "tests/support/agent_fixture.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr bool kIsSanitized =
-#if defined(__SANITIZE_ADDRESS__)
-    true;
-#else
-    false;
-#endif
 
 /// Resident memory of this process in kilobytes.
 std::size_t residentKilobytes() {

@@ -10,16 +10,13 @@
 #include "browser/host/removed_title.h"
 #include "engine/tarvel.h"
 #include "tests/browser/host/session_fixture.h"
+#include "tests/support/sanitized.h"
 
 namespace tarvel {
 
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr std::uint32_t kSeeds = 100;
-#else
-constexpr std::uint32_t kSeeds = 400;
-#endif
+constexpr std::uint32_t kSeeds = kIsSanitized ? 100 : 400;
 
 class BothBrowsers : public testing::TestWithParam<BrowserFamily> {};
 INSTANTIATE_TEST_SUITE_P(Plans, BothBrowsers, testing::Values(BrowserFamily::kChromium, BrowserFamily::kFirefox),

@@ -12,6 +12,7 @@
 
 #include "platform/linux/launch/process_spawning.h"
 #include "tests/support/child_process.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/temporary_directory.h"
 
 namespace tarvel {
@@ -25,14 +26,6 @@ rlimit dataLimit() {
   rlimit limit{};
   EXPECT_EQ(::getrlimit(RLIMIT_DATA, &limit), 0);
   return limit;
-}
-
-bool isSanitized() {
-  std::ifstream file("/proc/self/maps");
-  for (std::string line; std::getline(file, line);) {
-    if (line.find("asan") != std::string::npos) return true;
-  }
-  return false;
 }
 
 struct MemoryAllowance : testing::Test {
@@ -70,7 +63,7 @@ TEST_F(MemoryAllowance, WithoutALimitIsTheMachinesMemory) {
 }
 
 TEST(MemoryLimit, IsFifteenSixteenthsOfTheAllowanceAndNotTheHardLimit) {
-  if (isSanitized()) GTEST_SKIP() << "a sanitized program has more than that from its start";
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program has more than that from its start";
   EXPECT_EQ(inChild([] {
               const rlimit before = dataLimit();
               limitMemoryUse();
@@ -81,7 +74,7 @@ TEST(MemoryLimit, IsFifteenSixteenthsOfTheAllowanceAndNotTheHardLimit) {
 }
 
 TEST(MemoryLimit, ALowerLimitIsKept) {
-  if (isSanitized()) GTEST_SKIP() << "a sanitized program has more than that from its start";
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program has more than that from its start";
   EXPECT_EQ(inChild([] {
               const rlimit low{64 << 20, 128 << 20};
               if (::setrlimit(RLIMIT_DATA, &low) != 0) return 2;
@@ -92,7 +85,7 @@ TEST(MemoryLimit, ALowerLimitIsKept) {
 }
 
 TEST(MemoryLimit, ExceedingItThrowsBadAlloc) {
-  if (isSanitized()) GTEST_SKIP() << "a sanitized program is not limited";
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program is not limited";
   EXPECT_EQ(inChild([] {
               limitMemoryUse();
               try {
@@ -106,7 +99,7 @@ TEST(MemoryLimit, ExceedingItThrowsBadAlloc) {
 }
 
 TEST(MemoryLimit, DoesNotApplyToChildPrograms) {
-  if (isSanitized()) GTEST_SKIP() << "a sanitized program is not limited";
+  if (kIsSanitized) GTEST_SKIP() << "a sanitized program is not limited";
   const TemporaryDirectory folder;
   EXPECT_EQ(inChild([&folder] {
               const rlim_t before = dataLimit().rlim_cur;
