@@ -15,7 +15,7 @@ namespace tarvel {
 
 // Working sets of cleaning; see engine/conditional_insert.h.
 class RenamingAllowance;
-struct BookmarkSet;
+class BookmarkSet;
 struct TitleLookupSet;
 
 /// How an operation ended. The engine gives 0 to 8; codes from 10 up belong to the agent.

@@ -51,7 +51,7 @@ bool activateOnBus(std::string_view identifier) {
   }
   const BusMessagePointer request(message);
   if (sd_bus_message_append(message, "a{sv}", 0) < 0) return false;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   const int answer = sd_bus_call(bus.get(), request.get(), busTimeout(kBusStartTimeout), &error, nullptr);
   const bool wasStarted = answer >= 0 || std::ranges::any_of(kAnswersOfTheStarted, [&error](const char* known) {
                             return sd_bus_error_has_name(&error, known) > 0;

@@ -105,7 +105,7 @@ ManagerConnection::JobEnd ManagerConnection::runJob(sd_bus_message* request, con
   // A manager sends job signals to subscribers only.
   sendWithoutWaiting(newCall("Subscribe"));
   sd_bus_message* answer = nullptr;
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   const char* job = nullptr;
   JobEnd end;
   const int called = sd_bus_call(bus_.get(), request, busTimeout(deadline.left()), &error, &answer);

@@ -98,7 +98,7 @@ bool SystemdUnits::looksInto(const std::string& folder) const {
 }
 
 bool SystemdUnits::call(sd_bus_message* request) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   const bool isDone = sd_bus_call(connection_.bus(), request, busTimeout(kChange), &error, nullptr) >= 0;
   if (!isDone) complaint_ = error.message != nullptr ? error.message : "no answer";
   sd_bus_error_free(&error);
