@@ -16,9 +16,10 @@ inline std::span<const std::uint8_t> bytesOf(std::string_view text) {
 }
 
 inline std::string repeated(std::string_view text, std::size_t count) {
-  std::string all;
-  all.reserve(text.size() * count);
-  for (std::size_t i = 0; i < count; ++i) all += text;
+  const std::size_t size = text.size() * count;
+  std::string all(text);
+  while (all.size() < size) all += all;
+  all.resize(size);
   return all;
 }
 
