@@ -32,8 +32,9 @@ if(TARVEL_SANITIZERS)
     -fno-omit-frame-pointer)
   target_link_options(tarvel_flags INTERFACE -fsanitize=${TARVEL_SANITIZERS})
 else()
-  # The sanitizers check these calls themselves.
-  target_compile_options(tarvel_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  # The sanitizers check these calls themselves. Without optimisation it is not possible.
+  set(unoptimised "$<OR:$<CONFIG:Debug>,$<BOOL:$<TARGET_PROPERTY:TARVEL_UNOPTIMISED>>>")
+  target_compile_options(tarvel_flags INTERFACE "$<$<NOT:${unoptimised}>:-D_FORTIFY_SOURCE=2>")
 endif()
 if(TARVEL_FUZZERS)
   target_compile_options(tarvel_flags INTERFACE -fsanitize=fuzzer-no-link)
@@ -48,12 +49,12 @@ function(tarvel_hot target)
   target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
 endfunction()
 
-# tarvel_sanitized_unoptimised(target): code of tests, where compiling takes longer than running. Same checks.
-function(tarvel_sanitized_unoptimised target)
-  if(TARVEL_SANITIZERS)
-    target_compile_options(${target} PRIVATE -O0)
-  endif()
+# tarvel_unoptimised(target): code of tests, where compiling takes longer than running.
+function(tarvel_unoptimised target)
+  set_target_properties(${target} PROPERTIES TARVEL_UNOPTIMISED ON)
+  target_compile_options(${target} PRIVATE -O0)
 endfunction()
+
 
 # tarvel_unity(target): compiles the sources of each folder as one file, in a fraction of the time.
 function(tarvel_unity target)
@@ -61,8 +62,10 @@ function(tarvel_unity target)
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-  # It takes a source that another one includes for a header.
-  target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # It takes a source that another one includes for a header.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
     cmake_path(GET source PARENT_PATH folder)
@@ -71,10 +74,17 @@ function(tarvel_unity target)
   endforeach()
 endfunction()
 
-# tarvel_sanitized_unity(target): the same under the sanitizers only. The other builds compile each source of the product
-# alone, which shows that it includes what it uses.
+# tarvel_sanitized_unity(target): the same under the sanitizers only. The other builds compile each source alone, which
+# shows that it includes what it uses.
 function(tarvel_sanitized_unity target)
   if(TARVEL_SANITIZERS)
+    tarvel_unity(${target})
+  endif()
+endfunction()
+
+# tarvel_developer_unity(target): in every build for development, for sources that mostly consist of third-party templates.
+function(tarvel_developer_unity target)
+  if(TARVEL_DEVELOPER)
     tarvel_unity(${target})
   endif()
 endfunction()
