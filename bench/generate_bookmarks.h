@@ -9,7 +9,7 @@
 
 namespace tarvel::bench {
 
-/// A bookmarks tree with an identifier on every node, about 290 bytes for each bookmark in the binary form. The same
+/// A bookmarks tree with an identifier on every node, about 290 bytes for each bookmark in the binary format. The same
 /// arguments give the same tree. An unknown shape gives no root.
 ///
 /// - "real": the shares of real files. Folders of about 25; of the titles 10 % not ASCII, most of them
@@ -21,7 +21,7 @@ namespace tarvel::bench {
 ///   characters), "deep" (folders 250 deep, as far as readers go).
 [[nodiscard]] PropertyList generateBookmarks(std::size_t count, std::uint64_t seed, std::string_view shape);
 
-/// The binary form of a list, as one text.
+/// The binary format of a list, as one text.
 [[nodiscard]] std::string binaryForm(const PropertyList& list);
 
 }  // namespace tarvel::bench

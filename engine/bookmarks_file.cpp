@@ -70,7 +70,7 @@ bool Tarvel::writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& d
 
 TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                    const std::optional<FileVersion>& readVersion) {
-  // A new document always writes the binary form.
+  // A new document always writes the binary format.
   BookmarksDocument document(platform_);
   DocumentError error;
   document.setBookmarksDictionary(dictionary);

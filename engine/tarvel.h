@@ -109,7 +109,7 @@ class Tarvel {
 
   /// Reads a file of any form. No root if it cannot be read or parsed (a parse error is logged).
   [[nodiscard]] PropertyList bookmarksDictionaryWithFilename(const std::string& filename);
-  /// Writes the whole file, always in the binary form. Announces a change of the folder even on failure.
+  /// Writes the whole file, always in the binary format. Announces a change of the folder even on failure.
   [[nodiscard]] bool writeBookmarksToFileWithDictionaryAndFilename(const PropertyList& dictionary,
                                                                    const std::string& filename);
   [[nodiscard]] bool verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary);  ///< By its type.

@@ -29,8 +29,8 @@ struct BinaryReading {
 /// Whether the bytes begin as a binary property list does: "bplist0" and any one byte.
 [[nodiscard]] bool looksBinary(std::span<const std::uint8_t> bytes);
 
-/// Reads the binary form into `tree`, which has read nothing before and keeps `data`. Everything reachable is checked;
-/// objects that nothing refers to are not looked at. Time and memory stay in proportion to the file.
+/// Reads the binary format into `tree`, which has read nothing before and keeps `data`. Everything reachable is
+/// checked; objects that nothing refers to are not looked at. Time and memory stay in proportion to the file.
 [[nodiscard]] BinaryReading readBinary(const Data& data, PropertyListTree& tree);
 
 }  // namespace tarvel

@@ -141,7 +141,7 @@ def same_values(ours_tree, theirs):
 
 
 def repeats_keys(data):
-    """Whether a dictionary has a key twice: here the first counts in the binary form, in plistlib the last."""
+    """Whether a dictionary has a key twice: here the first counts in the binary format, in plistlib the last."""
     repeated = []
 
     class Noting(dict):
@@ -175,7 +175,7 @@ def reason_for(data, answer):
         return next((why for pattern, why in ONLY_PLISTLIB if re.search(pattern, answer["error"])), "")
     reason = same_values(ours(answer["tree"]), plain(value))
     if reason == "" and is_binary(data) and repeats_keys(data):
-        return "of equal keys the first counts in the binary form, and plistlib's last"
+        return "of equal keys the first counts in the binary format, and plistlib's last"
     return reason
 
 

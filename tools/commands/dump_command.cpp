@@ -61,7 +61,7 @@ int failToWrite(Answer& answer, const std::string& name, const std::string& reas
 
 int refuseTerminal(Answer& answer, const CommandLine& line) {
   const std::string file = line.file.empty() ? "" : " " + shellWord(line.file);
-  return answer.fail(kExitUsage, {{"The binary form is not for terminals.", "Write it to a file:"},
+  return answer.fail(kExitUsage, {{"The binary format cannot be shown on a terminal.", "Write it to a file:"},
                                   "tarvel dump --format binary -o FILE" + file});
 }
 

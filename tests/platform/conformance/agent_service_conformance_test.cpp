@@ -70,13 +70,13 @@ using AgentServiceKinds =
     testing::Types<MemoryKind<true>, MemoryKind<false>, DesktopKind, FakeManagerKind, RealManagerKind>;
 TYPED_TEST_SUITE(AgentServiceConformance, AgentServiceKinds);
 
-TYPED_TEST(AgentServiceConformance, InTheBeginningNothingRunsOrWill) {
+TYPED_TEST(AgentServiceConformance, InitiallyTheAgentIsStoppedAndDisabled) {
   EXPECT_FALSE(this->service.runningAgent());
   EXPECT_EQ(this->service.loginEntry().by, LoginStart::kNone);
   EXPECT_EQ(this->service.hasManager(), this->kBy == LoginStart::kServiceManager);
 }
 
-TYPED_TEST(AgentServiceConformance, EnablingArrangesForTheNextLoginAndStartsNothing) {
+TYPED_TEST(AgentServiceConformance, EnablingTakesEffectAtTheNextLogin) {
   const ServiceAnswer answer = this->service.enable(this->agent());
   EXPECT_TRUE(answer.isDone) << answer.complaint;
   EXPECT_TRUE(answer.isChanged);
@@ -93,7 +93,7 @@ TYPED_TEST(AgentServiceConformance, EnablingTwiceChangesNothing) {
   EXPECT_FALSE(again.isChanged);
 }
 
-TYPED_TEST(AgentServiceConformance, WhatIsNotThereIsNeitherEnabledNorStarted) {
+TYPED_TEST(AgentServiceConformance, AMissingProgramIsNeitherEnabledNorStarted) {
   for (const ServiceAnswer& answer : {this->service.enable(this->missing()), this->service.start(this->missing())}) {
     EXPECT_FALSE(answer.isDone);
     EXPECT_FALSE(answer.isChanged);
@@ -103,7 +103,7 @@ TYPED_TEST(AgentServiceConformance, WhatIsNotThereIsNeitherEnabledNorStarted) {
   EXPECT_FALSE(this->service.runningAgent());
 }
 
-TYPED_TEST(AgentServiceConformance, DisablingTakesItBackOnce) {
+TYPED_TEST(AgentServiceConformance, DisablingTwiceChangesNothing) {
   ASSERT_TRUE(this->service.enable(this->agent()).isDone);
   const ServiceAnswer answer = this->service.disable();
   EXPECT_TRUE(answer.isDone) << answer.complaint;
@@ -114,7 +114,7 @@ TYPED_TEST(AgentServiceConformance, DisablingTakesItBackOnce) {
   EXPECT_FALSE(again.isChanged);
 }
 
-TYPED_TEST(AgentServiceConformance, AnEnabledAgentIsStartedOnceAndEnded) {
+TYPED_TEST(AgentServiceConformance, AnEnabledAgentStartsOnceAndStops) {
   ASSERT_TRUE(this->service.enable(this->agent()).isDone);
   const ServiceAnswer started = this->service.start(this->agent());
   EXPECT_TRUE(started.isDone) << started.complaint;
@@ -129,7 +129,7 @@ TYPED_TEST(AgentServiceConformance, AnEnabledAgentIsStartedOnceAndEnded) {
   EXPECT_FALSE(this->service.stop().isChanged);
 }
 
-TYPED_TEST(AgentServiceConformance, AnAgentThatIsNotEnabledIsStartedAllTheSameAndNotEnabledByThat) {
+TYPED_TEST(AgentServiceConformance, AnAgentThatIsNotEnabledCanBeStartedAndStaysDisabled) {
   const ServiceAnswer started = this->service.start(this->agent());
   EXPECT_TRUE(started.isDone) << started.complaint;
   EXPECT_TRUE(this->service.runningAgent());
@@ -138,7 +138,7 @@ TYPED_TEST(AgentServiceConformance, AnAgentThatIsNotEnabledIsStartedAllTheSameAn
   EXPECT_FALSE(this->service.runningAgent());
 }
 
-TYPED_TEST(AgentServiceConformance, DisablingEndsNobody) {
+TYPED_TEST(AgentServiceConformance, DisablingDoesNotStopTheAgent) {
   ASSERT_TRUE(this->service.enable(this->agent()).isDone);
   ASSERT_TRUE(this->service.start(this->agent()).isDone);
   EXPECT_TRUE(this->service.disable().isDone);
@@ -147,7 +147,7 @@ TYPED_TEST(AgentServiceConformance, DisablingEndsNobody) {
   EXPECT_FALSE(this->service.runningAgent());
 }
 
-TYPED_TEST(AgentServiceConformance, EndingWhatDoesNotRunIsDoneAlready) {
+TYPED_TEST(AgentServiceConformance, StoppingAnAgentThatIsNotRunningSucceeds) {
   const ServiceAnswer answer = this->service.stop();
   EXPECT_TRUE(answer.isDone);
   EXPECT_FALSE(answer.isChanged);

@@ -64,13 +64,13 @@ struct ApplicationConformance : testing::Test, Kind {
 using ApplicationKinds = testing::Types<MemoryApplicationKind, LinuxApplicationKind>;
 TYPED_TEST_SUITE(ApplicationConformance, ApplicationKinds);
 
-TYPED_TEST(ApplicationConformance, TheDelegateHearsOfLaunchAndEndAndTheStatusIsZero) {
+TYPED_TEST(ApplicationConformance, TheDelegateIsCalledAtLaunchAndAtTheEndAndTheStatusIsZero) {
   this->delegate.atLaunch = [this] { this->later(0.005, [this] { this->application.terminate(); }); };
   EXPECT_EQ(this->application.run(this->delegate), 0);
   EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
 }
 
-TYPED_TEST(ApplicationConformance, TerminatingWhileLaunchingEndsBeforeTheLoopTurns) {
+TYPED_TEST(ApplicationConformance, TerminatingDuringLaunchEndsBeforeTheLoopRuns) {
   this->delegate.atLaunch = [this] {
     this->later(0, [this] { this->delegate.told.emplace_back("too late"); });
     this->application.terminate();
@@ -107,7 +107,7 @@ TYPED_TEST(ApplicationConformance, TerminatingBeforeItRunsDoesNothing) {
   EXPECT_THAT(this->delegate.told, ElementsAre("launched", "will terminate"));
 }
 
-TYPED_TEST(ApplicationConformance, AnEndIsRequestedOnlyOnceItIs) {
+TYPED_TEST(ApplicationConformance, AnEndIsPendingOnlyAfterARequest) {
   this->delegate.atLaunch = [this] {
     EXPECT_FALSE(this->application.isEndRequested());
     this->application.terminate();
@@ -116,7 +116,7 @@ TYPED_TEST(ApplicationConformance, AnEndIsRequestedOnlyOnceItIs) {
   EXPECT_EQ(this->application.run(this->delegate), 0);
 }
 
-TYPED_TEST(ApplicationConformance, BesideAnotherInstanceTheDelegateHearsNothingAndTheStatusIsZero) {
+TYPED_TEST(ApplicationConformance, WithAnotherInstanceRunningItExitsWithZeroAndCallsNoDelegate) {
   this->startOther();
   EXPECT_EQ(this->application.run(this->delegate), 0);
   EXPECT_THAT(this->delegate.told, testing::IsEmpty());

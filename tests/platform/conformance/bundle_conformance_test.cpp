@@ -62,7 +62,7 @@ struct BundleConformance : testing::Test {
 using BundleKinds = testing::Types<RealBundles, RememberedBundles>;
 TYPED_TEST_SUITE(BundleConformance, BundleKinds);
 
-TYPED_TEST(BundleConformance, WhereNoFolderIsThereIsNoBundle) {
+TYPED_TEST(BundleConformance, AMissingFolderIsNotABundle) {
   EXPECT_EQ(this->bundle("U.app"), nullptr);
   EXPECT_EQ(this->bundle("T.app/Contents/U.app"), nullptr);
   EXPECT_EQ(this->bundle("t.app"), nullptr);
@@ -71,7 +71,7 @@ TYPED_TEST(BundleConformance, WhereNoFolderIsThereIsNoBundle) {
   EXPECT_EQ(this->body.bundles().bundleWithPath(path + std::string("\0x", 2)), nullptr);
 }
 
-TYPED_TEST(BundleConformance, ABundleKnowsItsPathWithoutASlashAtTheEnd) {
+TYPED_TEST(BundleConformance, ThePathHasNoTrailingSlash) {
   for (const char* name : {"T.app", "T.app/", "T.app//"}) {
     const std::unique_ptr<Bundle> bundle = this->bundle(name);
     ASSERT_NE(bundle, nullptr) << name;
@@ -79,12 +79,12 @@ TYPED_TEST(BundleConformance, ABundleKnowsItsPathWithoutASlashAtTheEnd) {
   }
 }
 
-TYPED_TEST(BundleConformance, AnEmptyFolderIsABundleThatKnowsNothing) {
+TYPED_TEST(BundleConformance, AnEmptyFolderIsABundleWithoutInformation) {
   EXPECT_EQ(this->bundle()->stringForInfoDictionaryKey("CFBundleShortVersionString"), std::nullopt);
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("No Name", ""), "No Name");
 }
 
-TYPED_TEST(BundleConformance, InformationIsFoundByItsWholeKey) {
+TYPED_TEST(BundleConformance, InformationIsFoundByItsExactKey) {
   this->body.setInfo("T.app", "CFBundleShortVersionString", "5.1.1");
   const std::unique_ptr<Bundle> bundle = this->bundle();
   EXPECT_EQ(bundle->stringForInfoDictionaryKey("CFBundleShortVersionString"), "5.1.1");
@@ -93,12 +93,12 @@ TYPED_TEST(BundleConformance, InformationIsFoundByItsWholeKey) {
   EXPECT_EQ(bundle->stringForInfoDictionaryKey(""), std::nullopt);
 }
 
-TYPED_TEST(BundleConformance, EmptyInformationIsInformation) {
+TYPED_TEST(BundleConformance, AnEmptyValueCounts) {
   this->body.setInfo("T.app", "Key", "");
   EXPECT_EQ(this->bundle()->stringForInfoDictionaryKey("Key"), "");
 }
 
-TYPED_TEST(BundleConformance, InformationOnceReadStays) {
+TYPED_TEST(BundleConformance, InformationIsReadOnce) {
   this->body.setInfo("T.app", "Key", "old");
   const std::unique_ptr<Bundle> bundle = this->bundle();
   EXPECT_EQ(bundle->stringForInfoDictionaryKey("Key"), "old");
@@ -107,25 +107,25 @@ TYPED_TEST(BundleConformance, InformationOnceReadStays) {
   EXPECT_EQ(this->bundle()->stringForInfoDictionaryKey("Key"), "new");
 }
 
-TYPED_TEST(BundleConformance, ATranslationGoesBeforeTheGivenValue) {
+TYPED_TEST(BundleConformance, ATranslationTakesPrecedenceOverTheValue) {
   this->body.translate("T.app", "The file “%@” is new.", "Die Datei „%@“ ist neu.");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("The file “%@” is new.", ""), "Die Datei „%@“ ist neu.");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("The file “%@” is new.", "value"), "Die Datei „%@“ ist neu.");
 }
 
-TYPED_TEST(BundleConformance, WithoutATranslationTheValueIsTheTextOrElseTheKey) {
+TYPED_TEST(BundleConformance, WithoutATranslationTheTextIsTheValueOrTheKey) {
   this->body.translate("T.app", "Key", "Text");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("key", "value"), "value");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("key", ""), "key");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("", ""), "");
 }
 
-TYPED_TEST(BundleConformance, AnEmptyTranslationIsATranslation) {
+TYPED_TEST(BundleConformance, AnEmptyTranslationCounts) {
   this->body.translate("T.app", "Key", "");
   EXPECT_EQ(this->bundle()->localizedStringForKeyValue("Key", "value"), "");
 }
 
-TYPED_TEST(BundleConformance, BundlesKeepApart) {
+TYPED_TEST(BundleConformance, BundlesAreIndependent) {
   this->body.make("U.app");
   this->body.setInfo("T.app", "Key", "t");
   this->body.setInfo("U.app", "Key", "u");

@@ -56,27 +56,27 @@ struct WorkspaceConformance : testing::Test, Kind {};
 using WorkspaceKinds = testing::Types<MemoryWorkspaceKind, LinuxWorkspaceKind>;
 TYPED_TEST_SUITE(WorkspaceConformance, WorkspaceKinds);
 
-TYPED_TEST(WorkspaceConformance, AProgramThatIsThereIsLaunched) {
+TYPED_TEST(WorkspaceConformance, AnExistingProgramIsLaunched) {
   EXPECT_TRUE(this->workspace.launchApplication(this->program()));
 }
 
-TYPED_TEST(WorkspaceConformance, AProgramThatIsMissingIsNotLaunchedInAnyWay) {
+TYPED_TEST(WorkspaceConformance, AMissingProgramIsNotLaunched) {
   EXPECT_FALSE(this->workspace.launchApplication(this->missing()));
   EXPECT_FALSE(this->workspace.launchApplicationAtUrlOptions(this->missing(), kWorkspaceLaunchDefault));
 }
 
-TYPED_TEST(WorkspaceConformance, NothingIsNoProgram) {
+TYPED_TEST(WorkspaceConformance, AnEmptyPathIsNotLaunched) {
   EXPECT_FALSE(this->workspace.launchApplication(""));
   EXPECT_FALSE(this->workspace.launchApplicationAtUrlOptions("", kWorkspaceLaunchDefault));
   EXPECT_FALSE(this->workspace.launchAppWithBundleIdentifierOptions("", kWorkspaceLaunchDefault));
 }
 
-TYPED_TEST(WorkspaceConformance, WhatIsNotOfferedDoesNotWorkEither) {
+TYPED_TEST(WorkspaceConformance, AnUnavailableWayOfLaunchingFails) {
   EXPECT_FALSE(this->workspace.offersLaunchApplicationAtUrl());
   EXPECT_FALSE(this->workspace.launchApplicationAtUrlOptions(this->program(), kWorkspaceLaunchDefault));
 }
 
-TYPED_TEST(WorkspaceConformance, AnAnnouncementIsTakenWhateverItNames) {
+TYPED_TEST(WorkspaceConformance, AnyPathCanBeAnnounced) {
   this->workspace.noteFileSystemChanged("/bin");
   this->workspace.noteFileSystemChanged("");
 }
@@ -93,7 +93,7 @@ TYPED_TEST(RunningApplicationsConformance, AnApplicationThatDoesNotRunHasNoProce
   EXPECT_TRUE(this->applications.runningApplicationsWithBundleIdentifier("").empty());
 }
 
-TYPED_TEST(RunningApplicationsConformance, ThisProcessIsAlwaysThereAndMayBeAskedToTheFront) {
+TYPED_TEST(RunningApplicationsConformance, ThisProcessIsAlwaysFoundAndCanBeActivated) {
   const auto self = this->applications.currentApplication();
   ASSERT_NE(self, nullptr);
   (void)self->activateWithOptions(kActivateIgnoringOtherApps);
@@ -119,7 +119,7 @@ struct NotifierConformance : testing::Test, Kind {};
 using NotifierKinds = testing::Types<MemoryNotifierKind, LinuxNotifierKind>;
 TYPED_TEST_SUITE(NotifierConformance, NotifierKinds);
 
-TYPED_TEST(NotifierConformance, WithoutAnybodyToShowItTheAnswerIsNo) {
+TYPED_TEST(NotifierConformance, WithoutANotificationServiceItFails) {
   EXPECT_FALSE(this->notifier.notify("Tarvel", "text"));
   EXPECT_FALSE(this->notifier.notify("", ""));
 }

@@ -69,16 +69,16 @@ struct EventStreamConformance : testing::Test, Kind {
 using EventStreamKinds = testing::Types<MemoryStreamKind, LinuxStreamKind>;
 TYPED_TEST_SUITE(EventStreamConformance, EventStreamKinds);
 
-TYPED_TEST(EventStreamConformance, AStreamIsMadeStopped) {
+TYPED_TEST(EventStreamConformance, AStreamIsCreatedStopped) {
   this->stream = this->create(this->folder());
   this->change();
   this->pass(100ms);
   EXPECT_THAT(this->client->batches, IsEmpty());
 }
 
-TYPED_TEST(EventStreamConformance, AnEmptyPathMakesNoStream) { EXPECT_EQ(this->create(""), nullptr); }
+TYPED_TEST(EventStreamConformance, AnEmptyPathCannotBeWatched) { EXPECT_EQ(this->create(""), nullptr); }
 
-TYPED_TEST(EventStreamConformance, AMissingFolderMakesAStream) {
+TYPED_TEST(EventStreamConformance, AMissingFolderCanBeWatched) {
   this->stream = this->create(this->missingFolder());
   ASSERT_TRUE(this->stream);
   EXPECT_TRUE(this->stream->start());
@@ -86,13 +86,13 @@ TYPED_TEST(EventStreamConformance, AMissingFolderMakesAStream) {
   EXPECT_THAT(this->client->batches, IsEmpty());
 }
 
-TYPED_TEST(EventStreamConformance, WithoutAChangeNothingIsTold) {
+TYPED_TEST(EventStreamConformance, WithoutAChangeNothingIsReported) {
   this->start();
   this->pass(100ms);
   EXPECT_THAT(this->client->batches, IsEmpty());
 }
 
-TYPED_TEST(EventStreamConformance, AChangeIsToldAfterTheLatency) {
+TYPED_TEST(EventStreamConformance, AChangeIsReportedAfterTheLatency) {
   this->start();
   this->change();
   EXPECT_THAT(this->client->batches, IsEmpty());
@@ -110,7 +110,7 @@ TYPED_TEST(EventStreamConformance, ChangesWithinTheLatencyComeAsOneBatch) {
   EXPECT_EQ(this->eventCount(), 5U);
 }
 
-TYPED_TEST(EventStreamConformance, ChangesAfterABatchComeAsTheNext) {
+TYPED_TEST(EventStreamConformance, ChangesAfterABatchComeInTheNextOne) {
   this->start();
   this->change();
   ASSERT_TRUE(this->isReported(1));
@@ -132,7 +132,7 @@ TYPED_TEST(EventStreamConformance, IdentifiersIncreaseAndAreNeverZero) {
   }
 }
 
-TYPED_TEST(EventStreamConformance, ABatchHasAtMost256EventsAndThenSaysLookAgain) {
+TYPED_TEST(EventStreamConformance, ABatchHasAtMost256EventsAndThenAsksForARescan) {
   this->start();
   for (int i = 0; i < 400; ++i) this->change();
   ASSERT_TRUE(this->isReported(1));
@@ -142,7 +142,7 @@ TYPED_TEST(EventStreamConformance, ABatchHasAtMost256EventsAndThenSaysLookAgain)
               (this->client->batches[0].back() & kEventFlagMustScanSubDirs) != 0 || this->client->batches.size() > 1);
 }
 
-TYPED_TEST(EventStreamConformance, AStoppedStreamTellsNothing) {
+TYPED_TEST(EventStreamConformance, AStoppedStreamReportsNothing) {
   this->start();
   this->stream->stop();
   this->change();
@@ -150,7 +150,7 @@ TYPED_TEST(EventStreamConformance, AStoppedStreamTellsNothing) {
   EXPECT_THAT(this->client->batches, IsEmpty());
 }
 
-TYPED_TEST(EventStreamConformance, WhatChangedWhileStoppedIsToldAfterStarting) {
+TYPED_TEST(EventStreamConformance, ChangesWhileStoppedAreReportedAfterARestart) {
   this->start();
   this->stream->stop();
   this->change();
@@ -160,7 +160,7 @@ TYPED_TEST(EventStreamConformance, WhatChangedWhileStoppedIsToldAfterStarting) {
   EXPECT_EQ(this->eventCount(), 1U);
 }
 
-TYPED_TEST(EventStreamConformance, ABatchThatWasNotDueYetComesAfterStartingAgain) {
+TYPED_TEST(EventStreamConformance, APendingBatchIsDeliveredAfterARestart) {
   this->start();
   this->change();
   this->pass(5ms);
@@ -181,7 +181,7 @@ TYPED_TEST(EventStreamConformance, StartingARunningStreamChangesNothing) {
   EXPECT_EQ(this->eventCount(), 1U);
 }
 
-TYPED_TEST(EventStreamConformance, AnInvalidatedStreamNeverStartsAgain) {
+TYPED_TEST(EventStreamConformance, AnInvalidatedStreamCannotBeRestarted) {
   this->start();
   this->stream->invalidate();
   EXPECT_FALSE(this->stream->start());
@@ -190,7 +190,7 @@ TYPED_TEST(EventStreamConformance, AnInvalidatedStreamNeverStartsAgain) {
   EXPECT_THAT(this->client->batches, IsEmpty());
 }
 
-TYPED_TEST(EventStreamConformance, AStreamHoldsItsClientUntilItIsDestroyed) {
+TYPED_TEST(EventStreamConformance, AStreamKeepsItsClientAlive) {
   this->start();
   const std::weak_ptr<RecordingClient> weak = this->client;
   this->client.reset();
@@ -201,7 +201,7 @@ TYPED_TEST(EventStreamConformance, AStreamHoldsItsClientUntilItIsDestroyed) {
   EXPECT_TRUE(weak.expired());
 }
 
-TYPED_TEST(EventStreamConformance, AStreamMayBeDestroyedWhileItTells) {
+TYPED_TEST(EventStreamConformance, AStreamMayBeDestroyedDuringItsCallback) {
   this->start();
   this->client->hook = [this] { this->stream.reset(); };
   this->change();
@@ -211,7 +211,7 @@ TYPED_TEST(EventStreamConformance, AStreamMayBeDestroyedWhileItTells) {
   EXPECT_THAT(this->client->batches, SizeIs(1));
 }
 
-TYPED_TEST(EventStreamConformance, AStreamMayBeStoppedAndStartedWhileItTells) {
+TYPED_TEST(EventStreamConformance, AStreamMayBeRestartedDuringItsCallback) {
   this->start();
   this->client->hook = [this] {
     this->stream->stop();
@@ -223,7 +223,7 @@ TYPED_TEST(EventStreamConformance, AStreamMayBeStoppedAndStartedWhileItTells) {
   ASSERT_TRUE(this->isReported(2));
 }
 
-TYPED_TEST(EventStreamConformance, TwoStreamsOnOneFolderBothTell) {
+TYPED_TEST(EventStreamConformance, TwoStreamsOnOneFolderBothReport) {
   this->start();
   const auto second = this->create(this->folder());
   ASSERT_TRUE(second && second->start());
@@ -232,7 +232,7 @@ TYPED_TEST(EventStreamConformance, TwoStreamsOnOneFolderBothTell) {
   EXPECT_EQ(this->eventCount(), 2U);
 }
 
-TYPED_TEST(EventStreamConformance, ALatencyOfNothingTellsSoon) {
+TYPED_TEST(EventStreamConformance, WithoutLatencyAChangeIsReportedSoon) {
   this->stream = this->create(this->folder(), 0);
   ASSERT_TRUE(this->stream && this->stream->start());
   this->change();

@@ -81,14 +81,14 @@ struct PreferencesConformance : testing::Test, Kind {
 using PreferencesStoreKinds = testing::Types<MemoryStoreKind, LinuxStoreKind>;
 TYPED_TEST_SUITE(PreferencesConformance, PreferencesStoreKinds);
 
-TYPED_TEST(PreferencesConformance, AnAbsentKeyHasNoValueOfAnyKind) {
+TYPED_TEST(PreferencesConformance, AnAbsentKeyHasNoValueOfAnyType) {
   EXPECT_EQ(this->store.appBooleanValue("Key", kStoreDomain), std::nullopt);
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
   EXPECT_FALSE(this->store.copyAppValue("Key", kStoreDomain).root);
   EXPECT_THAT(this->store.copyKeyList(kStoreDomain), IsEmpty());
 }
 
-TYPED_TEST(PreferencesConformance, AValueThatWasSetIsReadByThisProcessAtOnceAndByOthersAfterAFlush) {
+TYPED_TEST(PreferencesConformance, ASetValueIsReadAtOnceAndByOthersAfterAFlush) {
   this->store.setAppValue("Key", integer(5), kStoreDomain);
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 5);
   EXPECT_FALSE(this->seenElsewhere("Key").root);
@@ -97,7 +97,7 @@ TYPED_TEST(PreferencesConformance, AValueThatWasSetIsReadByThisProcessAtOnceAndB
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 5);
 }
 
-TYPED_TEST(PreferencesConformance, ARemovedKeyIsAbsentHereAtOnceAndElsewhereAfterAFlush) {
+TYPED_TEST(PreferencesConformance, ARemovedKeyIsAbsentAtOnceAndForOthersAfterAFlush) {
   this->setElsewhere("Key", integer(5));
   this->store.setAppValue("Key", {}, kStoreDomain);
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
@@ -106,7 +106,7 @@ TYPED_TEST(PreferencesConformance, ARemovedKeyIsAbsentHereAtOnceAndElsewhereAfte
   EXPECT_FALSE(this->seenElsewhere("Key").root);
 }
 
-TYPED_TEST(PreferencesConformance, RemovingAnAbsentKeyIsNoFailure) {
+TYPED_TEST(PreferencesConformance, RemovingAnAbsentKeySucceeds) {
   this->store.setAppValue("Key", {}, kStoreDomain);
   EXPECT_TRUE(this->flush());
   EXPECT_THAT(this->store.copyKeyList(kStoreDomain), IsEmpty());
@@ -119,7 +119,7 @@ TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceeds) {
   EXPECT_TRUE(this->flush());
 }
 
-TYPED_TEST(PreferencesConformance, AnotherProcessesChangeIsSeenAtTheNextRead) {
+TYPED_TEST(PreferencesConformance, AChangeByAnotherProcessIsSeenAtTheNextRead) {
   this->setElsewhere("Key", integer(1));
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), 1);
   this->setElsewhere("Key", integer(2));
@@ -128,7 +128,7 @@ TYPED_TEST(PreferencesConformance, AnotherProcessesChangeIsSeenAtTheNextRead) {
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
 }
 
-TYPED_TEST(PreferencesConformance, AFlushLeavesKeysThatOthersSetMeanwhileAlone) {
+TYPED_TEST(PreferencesConformance, AFlushKeepsKeysThatAnotherProcessSet) {
   this->setElsewhere("Mine", integer(1));
   this->store.setAppValue("Mine", integer(10), kStoreDomain);
   this->setElsewhere("Theirs", integer(2));
@@ -149,7 +149,7 @@ TYPED_TEST(PreferencesConformance, AFailedFlushKeepsWhatWasSetAndTheNextOneTries
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 5);
 }
 
-TYPED_TEST(PreferencesConformance, KeysAreListedInOrderWithWhatWasSetAndWithoutWhatWasRemoved) {
+TYPED_TEST(PreferencesConformance, KeysAreListedInOrderWithUnflushedChanges) {
   this->setElsewhere("b", yes());
   this->setElsewhere("c", yes());
   this->store.setAppValue("a", yes(), kStoreDomain);
@@ -157,7 +157,7 @@ TYPED_TEST(PreferencesConformance, KeysAreListedInOrderWithWhatWasSetAndWithoutW
   EXPECT_THAT(this->store.copyKeyList(kStoreDomain), ElementsAre("a", "b"));
 }
 
-TYPED_TEST(PreferencesConformance, AValueOfAnotherTypeIsUnusableAndStaysWhatItIs) {
+TYPED_TEST(PreferencesConformance, AValueOfAnotherTypeIsNotUsedAndNotChanged) {
   this->store.setAppValue("Key", string("soon"), kStoreDomain);
   EXPECT_EQ(this->store.appIntegerValue("Key", kStoreDomain), std::nullopt);
   EXPECT_EQ(this->store.appBooleanValue("Key", kStoreDomain), std::nullopt);
@@ -181,7 +181,7 @@ TYPED_TEST(PreferencesConformance, ListsAndDictionariesAreKeptWhole) {
   EXPECT_EQ(kept.array("list").at(1).real(), 0.5);
 }
 
-TYPED_TEST(PreferencesConformance, OneApplicationsSettingsAreNotAnothers) {
+TYPED_TEST(PreferencesConformance, ApplicationsHaveSeparateSettings) {
   this->store.setAppValue("Key", integer(1), kStoreDomain);
   this->store.setAppValue("Key", integer(2), "org.tarvel.Other");
   EXPECT_TRUE(this->flush());
@@ -189,7 +189,7 @@ TYPED_TEST(PreferencesConformance, OneApplicationsSettingsAreNotAnothers) {
   EXPECT_EQ(this->store.appIntegerValue("Key", "org.tarvel.Other"), 2);
 }
 
-TYPED_TEST(PreferencesConformance, TheLastValueSetIsTheOneThatIsKept) {
+TYPED_TEST(PreferencesConformance, TheLastValueSetIsKept) {
   this->store.setAppValue("Key", integer(1), kStoreDomain);
   this->store.setAppValue("Key", {}, kStoreDomain);
   this->store.setAppValue("Key", integer(3), kStoreDomain);
@@ -221,7 +221,7 @@ TYPED_TEST(PreferencesConformance, AnIdentifierThatIsAPathHasNoSettings) {
   }
 }
 
-TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceedsWhateverTheDisk) {
+TYPED_TEST(PreferencesConformance, AFlushOfNothingSucceedsEvenWithAFailingDisk) {
   this->breakDisk();
   EXPECT_TRUE(this->flush());
   this->store.setAppValue("Key", yes(), kStoreDomain);
@@ -270,7 +270,7 @@ std::vector<PropertyList> unstorable() {
   return all;
 }
 
-TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadAgainFailsTheFlushAndPutsNothingOnTheDisk) {
+TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadBackFailsTheFlushAndIsNotWritten) {
   this->setElsewhere("Key", integer(5));
   std::size_t count = 0;
   for (const PropertyList& value : unstorable()) {
@@ -287,7 +287,7 @@ TYPED_TEST(PreferencesConformance, AValueThatCouldNotBeReadAgainFailsTheFlushAnd
   EXPECT_EQ(this->seenElsewhere("Key").root.integer(), 6);
 }
 
-TYPED_TEST(PreferencesConformance, TheLargestValuesThatCanBeReadAgainAreKept) {
+TYPED_TEST(PreferencesConformance, TheLargestReadableValuesAreKept) {
   const auto tree = std::make_shared<PropertyListTree>();
   const std::string large(std::size_t{4} * 1024 * 1024, 'x');
   this->store.setAppValue("Deep", nested(511), kStoreDomain);
@@ -304,7 +304,7 @@ TYPED_TEST(PreferencesConformance, TheLargestValuesThatCanBeReadAgainAreKept) {
   EXPECT_EQ(this->seenElsewhere("Wide").root.array().size(), 99'999U);
 }
 
-TYPED_TEST(PreferencesConformance, OfADateTheWholeSecondsAreKept) {
+TYPED_TEST(PreferencesConformance, ADateIsKeptInWholeSeconds) {
   for (const double seconds : {12.75, -12.25, 0.0, 1e300}) {
     const auto tree = std::make_shared<PropertyListTree>();
     this->store.setAppValue("Date", {tree, tree->makeDate(seconds)}, kStoreDomain);
@@ -315,7 +315,7 @@ TYPED_TEST(PreferencesConformance, OfADateTheWholeSecondsAreKept) {
   }
 }
 
-TYPED_TEST(PreferencesConformance, WhatIsDoneToAValueAfterAFlushChangesNothing) {
+TYPED_TEST(PreferencesConformance, ChangingAValueAfterAFlushHasNoEffect) {
   const auto tree = std::make_shared<PropertyListTree>();
   const PropertyListArray array = tree->makeArray(1);
   array.append(tree->makeBoolean(true));

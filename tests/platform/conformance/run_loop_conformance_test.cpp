@@ -50,7 +50,7 @@ TYPED_TEST(RunLoopConformance, ARequestIsCalledOnceAndNotBeforeItsDelay) {
   EXPECT_THAT(this->called, ElementsAre("a"));
 }
 
-TYPED_TEST(RunLoopConformance, RequestsComeInTheOrderInWhichTheyFallDue) {
+TYPED_TEST(RunLoopConformance, RequestsRunInTheOrderOfTheirDueTimes) {
   this->ask(this, "late", nullptr, "late", 0.06);
   this->ask(this, "early", nullptr, "early", 0.01);
   this->ask(this, "middle", nullptr, "middle", 0.03);
@@ -58,7 +58,7 @@ TYPED_TEST(RunLoopConformance, RequestsComeInTheOrderInWhichTheyFallDue) {
   EXPECT_THAT(this->called, ElementsAre("early", "middle", "late"));
 }
 
-TYPED_TEST(RunLoopConformance, RequestsOfNoDelayComeInTheOrderInWhichTheyWereMade) {
+TYPED_TEST(RunLoopConformance, RequestsWithoutDelayRunInTheOrderTheyWereMade) {
   for (int i = 0; i < 20; ++i) this->ask(this, "same", nullptr, std::to_string(i), 0);
   ASSERT_TRUE(this->isCalled(20));
   std::vector<std::string> expected;
@@ -66,19 +66,19 @@ TYPED_TEST(RunLoopConformance, RequestsOfNoDelayComeInTheOrderInWhichTheyWereMad
   EXPECT_EQ(this->called, expected);
 }
 
-TYPED_TEST(RunLoopConformance, NoRequestIsCalledFromWithinTheAsking) {
+TYPED_TEST(RunLoopConformance, ARequestIsNeverCalledWhileItIsMade) {
   this->ask(this, "a", nullptr, "a", 0);
   EXPECT_THAT(this->called, IsEmpty());
 }
 
-TYPED_TEST(RunLoopConformance, SeveralRequestsOfOneNameAllCome) {
+TYPED_TEST(RunLoopConformance, SeveralRequestsOfOneNameAllRun) {
   this->ask(this, "a", nullptr, "first", 0.001);
   this->ask(this, "a", nullptr, "second", 0.002);
   ASSERT_TRUE(this->isCalled(2));
   EXPECT_THAT(this->called, ElementsAre("first", "second"));
 }
 
-TYPED_TEST(RunLoopConformance, CancellingTakesBackEveryRequestOfExactlyThatName) {
+TYPED_TEST(RunLoopConformance, CancellingRemovesEveryRequestOfThatName) {
   this->ask(&this->one, "a", nullptr, "gone", 0.001);
   this->ask(&this->one, "a", nullptr, "gone too", 0.002);
   this->ask(&this->another, "a", nullptr, "other target", 0.003);
@@ -90,7 +90,7 @@ TYPED_TEST(RunLoopConformance, CancellingTakesBackEveryRequestOfExactlyThatName)
   EXPECT_THAT(this->called, ElementsAre("other target", "other selector", "other object"));
 }
 
-TYPED_TEST(RunLoopConformance, CancellingWhatIsNotThereDoesNothing) {
+TYPED_TEST(RunLoopConformance, CancellingAnUnknownNameDoesNothing) {
   this->cancel(&this->one, "a", nullptr);
   this->ask(&this->one, "a", nullptr, "a", 0);
   ASSERT_TRUE(this->isCalled(1));
@@ -98,7 +98,7 @@ TYPED_TEST(RunLoopConformance, CancellingWhatIsNotThereDoesNothing) {
   EXPECT_THAT(this->called, ElementsAre("a"));
 }
 
-TYPED_TEST(RunLoopConformance, ARequestThatIsDueAndCancelledByAnotherNeverComes) {
+TYPED_TEST(RunLoopConformance, ADueRequestCancelledByAnotherNeverRuns) {
   this->loop.performSelectorWithObjectAfterDelay(
       this, "first", nullptr,
       [this] {
@@ -125,7 +125,7 @@ TYPED_TEST(RunLoopConformance, ARequestMayMakeAnotherAndCancelItsOwnName) {
   EXPECT_THAT(this->called, ElementsAre("first", "second"));
 }
 
-TYPED_TEST(RunLoopConformance, ARequestReplacedAgainAndAgainComesOnceAfterTheLast) {
+TYPED_TEST(RunLoopConformance, ARequestReplacedRepeatedlyRunsOnceAfterTheLastDelay) {
   for (int i = 0; i < 5; ++i) {
     this->cancel(this, "sort", nullptr);
     this->ask(this, "sort", nullptr, std::to_string(i), 0.03);
@@ -136,13 +136,13 @@ TYPED_TEST(RunLoopConformance, ARequestReplacedAgainAndAgainComesOnceAfterTheLas
   EXPECT_THAT(this->called, ElementsAre("4"));
 }
 
-TYPED_TEST(RunLoopConformance, ADelayThatIsNoTimeToComeCountsAsNone) {
+TYPED_TEST(RunLoopConformance, ANegativeOrInvalidDelayCountsAsZero) {
   this->ask(this, "negative", nullptr, "negative", -5);
   this->ask(this, "nan", nullptr, "nan", std::numeric_limits<double>::quiet_NaN());
   ASSERT_TRUE(this->isCalled(2));
 }
 
-TYPED_TEST(RunLoopConformance, ADelayBeyondAllMeasureNeverComesAndHarmsNothing) {
+TYPED_TEST(RunLoopConformance, AnEnormousDelayNeverExpires) {
   this->ask(this, "huge", nullptr, "huge", 1e300);
   this->ask(this, "infinite", nullptr, "infinite", std::numeric_limits<double>::infinity());
   this->ask(this, "soon", nullptr, "soon", 0.001);
@@ -170,7 +170,7 @@ TYPED_TEST(RunLoopConformance, ATimerFiresFirstOneIntervalFromNow) {
   EXPECT_LE(timer->fireDate(), latest);
 }
 
-TYPED_TEST(RunLoopConformance, AFireDateThatHasPassedFiresAtOnceAndOnceForAllThatWasMissed) {
+TYPED_TEST(RunLoopConformance, APassedFireDateFiresAtOnceAndOnlyOnce) {
   int count = 0;
   const auto timer = this->loop.scheduledTimerWithTimeIntervalRepeats(3600, [&] { ++count; });
   Date past = this->wallClock();
@@ -186,7 +186,7 @@ TYPED_TEST(RunLoopConformance, AFireDateThatHasPassedFiresAtOnceAndOnceForAllTha
   EXPECT_LT(timer->fireDate().seconds - this->wallClock().seconds, 3600);
 }
 
-TYPED_TEST(RunLoopConformance, AFireDateMovedAwayDoesNotFire) {
+TYPED_TEST(RunLoopConformance, ATimerWhoseFireDateWasPostponedDoesNotFireBefore) {
   int count = 0;
   const auto timer = this->loop.scheduledTimerWithTimeIntervalRepeats(0.01, [&] { ++count; });
   Date later = this->wallClock();
@@ -197,7 +197,7 @@ TYPED_TEST(RunLoopConformance, AFireDateMovedAwayDoesNotFire) {
   EXPECT_EQ(count, 0);
 }
 
-TYPED_TEST(RunLoopConformance, ADestroyedTimerFiresNoMore) {
+TYPED_TEST(RunLoopConformance, ADestroyedTimerDoesNotFire) {
   int count = 0;
   auto timer = this->loop.scheduledTimerWithTimeIntervalRepeats(0.005, [&] { ++count; });
   timer.reset();
@@ -217,7 +217,7 @@ TYPED_TEST(RunLoopConformance, ATimerMayBeDestroyedInItsOwnAction) {
   EXPECT_EQ(count, 1);
 }
 
-TYPED_TEST(RunLoopConformance, AnIntervalOfNothingIsShortAndLeavesRoomForOthers) {
+TYPED_TEST(RunLoopConformance, AnIntervalOfZeroIsShortAndDoesNotStarveRequests) {
   int count = 0;
   const auto timer = this->loop.scheduledTimerWithTimeIntervalRepeats(0, [&] { ++count; });
   const auto negative = this->loop.scheduledTimerWithTimeIntervalRepeats(-1, [&] { ++count; });
@@ -226,7 +226,7 @@ TYPED_TEST(RunLoopConformance, AnIntervalOfNothingIsShortAndLeavesRoomForOthers)
   EXPECT_TRUE(this->passUntil([&] { return count >= 2; }));
 }
 
-TYPED_TEST(RunLoopConformance, AnIntervalBeyondAllMeasureIsKeptWithinTheCalendar) {
+TYPED_TEST(RunLoopConformance, AnEnormousIntervalIsLimitedToTheCalendar) {
   int count = 0;
   const auto timer = this->loop.scheduledTimerWithTimeIntervalRepeats(1e300, [&] { ++count; });
   ASSERT_TRUE(timer);

@@ -59,12 +59,12 @@ TYPED_TEST(ServicesConformance, ASleepTakesAtLeastItsTime) {
   EXPECT_GE(this->now() - before, 20ms);
 }
 
-TYPED_TEST(ServicesConformance, ASleepOfNothingReturns) {
+TYPED_TEST(ServicesConformance, ASleepOfZeroReturns) {
   this->clock.sleepFor(0ms);
   this->clock.sleepFor(-5ms);
 }
 
-TYPED_TEST(ServicesConformance, IdentifiersDifferAndSayThatTheyAreRandom) {
+TYPED_TEST(ServicesConformance, IdentifiersDifferAndHaveTheRandomVersion) {
   std::set<std::array<std::uint8_t, 16>> seen;
   for (int i = 0; i < 100; ++i) {
     const auto uuid = this->uuidSource.createUuid();
@@ -81,7 +81,7 @@ TYPED_TEST(ServicesConformance, ALogTakesAnyMessage) {
   }
 }
 
-TYPED_TEST(ServicesConformance, TitlesThatDifferInCaseAloneRankAlikeAndOthersInTheirOrder) {
+TYPED_TEST(ServicesConformance, TitlesThatDifferOnlyInCaseRankEquallyAndOthersInOrder) {
   const std::vector<std::string_view> titles = {"beta", "Alpha", "BETA", "alpha", "gamma", ""};
   const auto ranks = this->collator.rank(titles);
   ASSERT_EQ(ranks.size(), titles.size());

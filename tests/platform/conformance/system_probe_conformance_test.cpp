@@ -43,7 +43,7 @@ struct SystemProbeConformance : testing::Test, Kind {};
 using ProbeKinds = testing::Types<MemoryProbeKind, LinuxProbeKind>;
 TYPED_TEST_SUITE(SystemProbeConformance, ProbeKinds);
 
-TYPED_TEST(SystemProbeConformance, AFileOfTheUsersOwn) {
+TYPED_TEST(SystemProbeConformance, DescribesAFileOfTheUser) {
   const PathFacts facts = this->probe.path(this->file());
   EXPECT_EQ(facts.kind, PathKind::kFile);
   EXPECT_TRUE(facts.isReadable && facts.isWritable && facts.isOwn && facts.changed);
@@ -53,7 +53,7 @@ TYPED_TEST(SystemProbeConformance, AFileOfTheUsersOwn) {
   EXPECT_EQ(facts.reason, "");
 }
 
-TYPED_TEST(SystemProbeConformance, AFolderOfTheUsersOwn) {
+TYPED_TEST(SystemProbeConformance, DescribesAFolderOfTheUser) {
   const PathFacts facts = this->probe.path(this->folder());
   EXPECT_EQ(facts.kind, PathKind::kFolder);
   EXPECT_TRUE(facts.isReadable && facts.isWritable && facts.isExecutable && facts.isOwn);
@@ -62,19 +62,19 @@ TYPED_TEST(SystemProbeConformance, AFolderOfTheUsersOwn) {
   EXPECT_GT(system.freeBytes, 0U);
 }
 
-TYPED_TEST(SystemProbeConformance, WhatIsMissingHasNoRights) {
+TYPED_TEST(SystemProbeConformance, AMissingItemHasNoPermissions) {
   const PathFacts facts = this->probe.path(this->missing());
   EXPECT_EQ(facts.kind, PathKind::kMissing);
   EXPECT_EQ(facts.realPath, "");
   EXPECT_FALSE(facts.isReadable || facts.isWritable || facts.isExecutable || facts.isLink || facts.changed);
 }
 
-TYPED_TEST(SystemProbeConformance, WithoutAnAgentThereIsNoProgramOfIts) {
+TYPED_TEST(SystemProbeConformance, WithoutAnAgentItsProgramIsUnknown) {
   EXPECT_EQ(this->probe.agentProcess().program, "");
   EXPECT_FALSE(this->probe.agentProcess().isProgramGone);
 }
 
-TYPED_TEST(SystemProbeConformance, NoMoreIsWatchedThanMayBe) {
+TYPED_TEST(SystemProbeConformance, WatchesInUseAreWithinTheLimit) {
   const WatchFacts facts = this->probe.watches();
   ASSERT_TRUE(facts.mostWatches && facts.usedWatches && facts.mostInstances && facts.usedInstances);
   EXPECT_LE(*facts.usedWatches, *facts.mostWatches);

@@ -162,11 +162,9 @@ TYPED_TEST(UpdaterConformance, ABundleHasOneUpdater) {
   EXPECT_NE(&this->updaters.updaterForBundle(kOther), &this->updater);
 }
 
-TYPED_TEST(UpdaterConformance, NobodyIsAskedForUpdatesUnlessSomebodySaidSo) {
-  EXPECT_FALSE(this->updater.automaticallyChecksForUpdates());
-}
+TYPED_TEST(UpdaterConformance, ChecksAreOffByDefault) { EXPECT_FALSE(this->updater.automaticallyChecksForUpdates()); }
 
-TYPED_TEST(UpdaterConformance, TheUsersChoicesAreRead) {
+TYPED_TEST(UpdaterConformance, TheSettingsOfTheUserAreRead) {
   this->want(true, 7200);
   EXPECT_TRUE(this->updater.automaticallyChecksForUpdates());
   EXPECT_EQ(this->updater.updateCheckInterval(), 7200);
@@ -174,13 +172,13 @@ TYPED_TEST(UpdaterConformance, TheUsersChoicesAreRead) {
   EXPECT_FALSE(this->updater.automaticallyChecksForUpdates());
 }
 
-TYPED_TEST(UpdaterConformance, TheLastCheckIsADateOrNone) {
+TYPED_TEST(UpdaterConformance, TheLastCheckIsADateOrAbsent) {
   EXPECT_EQ(this->updater.lastUpdateCheckDate(), std::nullopt);
   this->remember({1'600'000'000, 0});
   EXPECT_EQ(this->updater.lastUpdateCheckDate(), (Date{1'600'000'000, 0}));
 }
 
-TYPED_TEST(UpdaterConformance, AnUpdateIsToldToTheDelegate) {
+TYPED_TEST(UpdaterConformance, AnUpdateIsReportedToTheDelegate) {
   this->offer("2.0");
   this->check();
   EXPECT_THAT(this->delegate.found, ElementsAre("2.0"));
@@ -193,7 +191,7 @@ TYPED_TEST(UpdaterConformance, ACheckThatFindsNothingIsSilent) {
   EXPECT_EQ(this->checkCount(), 1U);
 }
 
-TYPED_TEST(UpdaterConformance, WithoutADelegateACheckIsMadeAndNobodyHearsOfIt) {
+TYPED_TEST(UpdaterConformance, WithoutADelegateACheckIsMade) {
   this->offer("2.0");
   this->updater.setDelegate(nullptr);
   this->updater.checkForUpdateInformation();
@@ -221,7 +219,7 @@ TYPED_TEST(UpdaterConformance, OneCheckRunsAtATime) {
   EXPECT_THAT(this->delegate.found, ElementsAre("2.0"));
 }
 
-TYPED_TEST(UpdaterConformance, ADelegateThatHearsOfAnUpdateMayBeginTheNextCheck) {
+TYPED_TEST(UpdaterConformance, ADelegateMayBeginTheNextCheck) {
   this->offer("2.0");
   this->delegate.hook = [this] {
     if (this->delegate.found.size() == 1) this->updater.checkForUpdateInformation();
@@ -232,7 +230,7 @@ TYPED_TEST(UpdaterConformance, ADelegateThatHearsOfAnUpdateMayBeginTheNextCheck)
   EXPECT_THAT(this->delegate.found, ElementsAre("2.0", "2.0"));
 }
 
-TYPED_TEST(UpdaterConformance, TheDelegateOfTheEndIsTheOneThatIsTold) {
+TYPED_TEST(UpdaterConformance, TheDelegateAtTheEndOfACheckIsNotified) {
   RecordingUpdaterDelegate former;
   this->hold();
   this->offer("2.0");
@@ -244,7 +242,7 @@ TYPED_TEST(UpdaterConformance, TheDelegateOfTheEndIsTheOneThatIsTold) {
   EXPECT_THAT(this->delegate.found, ElementsAre("2.0"));
 }
 
-TYPED_TEST(UpdaterConformance, ACheckIsRememberedAsSoonAsItIsBegun) {
+TYPED_TEST(UpdaterConformance, ACheckIsRecordedWhenItBegins) {
   const Date before = this->now();
   this->hold();
   this->updater.checkForUpdateInformation();
@@ -255,7 +253,7 @@ TYPED_TEST(UpdaterConformance, ACheckIsRememberedAsSoonAsItIsBegun) {
   EXPECT_EQ(this->updater.lastUpdateCheckDate(), date);
 }
 
-TYPED_TEST(UpdaterConformance, WithoutAFeedOrAVersionAtHandNoCheckIsEverMade) {
+TYPED_TEST(UpdaterConformance, WithoutAFeedOrAVersionNoCheckIsMade) {
   this->want(true, 7200);
   this->describe(kFeedless, "", "1.0");
   this->describe(kVersionless, "https://updates.example/feed", "");
@@ -271,7 +269,7 @@ TYPED_TEST(UpdaterConformance, WithoutAFeedOrAVersionAtHandNoCheckIsEverMade) {
   EXPECT_EQ(this->checkCount(), 0U);
 }
 
-TYPED_TEST(UpdaterConformance, AnIntervalOfNothingIsOffAndAShortOneAMinute) {
+TYPED_TEST(UpdaterConformance, AnIntervalOfZeroIsOffAndAShortOneAMinute) {
   for (const double nothing : {0.0, -5.0, std::nan(""), std::numeric_limits<double>::infinity()}) {
     this->want(true, nothing);
     EXPECT_FALSE(this->updater.automaticallyChecksForUpdates()) << nothing;
@@ -282,7 +280,7 @@ TYPED_TEST(UpdaterConformance, AnIntervalOfNothingIsOffAndAShortOneAMinute) {
   EXPECT_EQ(this->updater.updateCheckInterval(), 60);
 }
 
-TYPED_TEST(UpdaterConformance, WithoutAnIntervalItIsADay) { EXPECT_EQ(this->updater.updateCheckInterval(), 86400); }
+TYPED_TEST(UpdaterConformance, TheDefaultIntervalIsADay) { EXPECT_EQ(this->updater.updateCheckInterval(), 86400); }
 
 // Linux only.
 

@@ -84,7 +84,7 @@ TEST(MemoryFileManager, HooksMayChangeFilesAndTheirCallsAreNotReported) {
   EXPECT_EQ(manager.callCount(FileOperation::kWrite), 0U);
 }
 
-TEST(MemoryFileManager, AHookCanStepInAtOneCertainCall) {
+TEST(MemoryFileManager, AHookCanActAtOneParticularCall) {
   MemoryFileManager manager;
   manager.putFile("/f", "old");
   manager.setHook([&](const FileCall&) {
@@ -96,7 +96,7 @@ TEST(MemoryFileManager, AHookCanStepInAtOneCertainCall) {
   EXPECT_EQ(manager.bytesAt("/f"), "changed");
 }
 
-TEST(MemoryFileManager, AHookKeepsWhatItRemembersBetweenCalls) {
+TEST(MemoryFileManager, AHookKeepsItsStateBetweenCalls) {
   MemoryFileManager manager;
   std::size_t last = 0;
   manager.setHook([&last, count = std::size_t{0}](const FileCall&) mutable { last = ++count; });
@@ -152,7 +152,7 @@ TEST(MemoryFileManager, AReplacementThatFailsHalfWayLeavesTheOldItemAside) {
   EXPECT_TRUE(manager.replaceItem("/target", "/replacement").status.ok());
 }
 
-TEST(MemoryFileManager, AnOrderedExceptionIsThrownOnce) {
+TEST(MemoryFileManager, AnInjectedExceptionIsThrownOnce) {
   MemoryFileManager manager;
   manager.putFile("/a", "x");
   int after = 0;
@@ -164,14 +164,14 @@ TEST(MemoryFileManager, AnOrderedExceptionIsThrownOnce) {
   EXPECT_EQ(after, 1);
 }
 
-TEST(MemoryFileManager, HomesAreThoseThatWereSet) {
+TEST(MemoryFileManager, HomeFoldersAreThoseThatWereSet) {
   MemoryFileManager manager;
   manager.setHome("/home/somebody");
   EXPECT_EQ(manager.stringByExpandingTildeInPath("~"), "/home/somebody");
   EXPECT_EQ(manager.stringByExpandingTildeInPath("~/x/"), "/home/somebody/x");
 }
 
-TEST(MemoryFileManager, RemovingATreeTakesWhatIsBelowAndNothingBeside) {
+TEST(MemoryFileManager, RemovingATreeRemovesOnlyWhatIsInIt) {
   MemoryFileManager manager;
   manager.putFile("/a/b/c", "x");
   manager.putFile("/a-b", "beside");

@@ -7,7 +7,7 @@
 namespace tarvel {
 namespace {
 
-TEST(MemoryPlatform, TitlesThatDifferInAsciiCaseAloneShareARank) {
+TEST(MemoryPlatform, TitlesThatDifferOnlyInAsciiCaseShareARank) {
   MemoryCollator collator;
   const std::vector<std::string_view> titles = {"b", "A", "a", "B", "", "\xC3\x84"};
   const auto ranks = collator.rank(titles);
@@ -19,7 +19,7 @@ TEST(MemoryPlatform, TitlesThatDifferInAsciiCaseAloneShareARank) {
   EXPECT_LT(ranks[0], ranks[5]);
 }
 
-TEST(MemoryPlatform, SleepsAreNotedAndTakeVirtualTimeOnly) {
+TEST(MemoryPlatform, SleepsAreRecordedAndTakeVirtualTime) {
   VirtualTime time;
   MemoryClock clock(time);
   std::size_t last = 0;
@@ -32,7 +32,7 @@ TEST(MemoryPlatform, SleepsAreNotedAndTakeVirtualTimeOnly) {
   EXPECT_EQ(time.monotonic(), std::chrono::hours(10) + std::chrono::milliseconds(300));
 }
 
-TEST(MemoryPlatform, IdentifiersAreDistinctAndLookRandomByTheirVersion) {
+TEST(MemoryPlatform, IdentifiersAreDistinctAndOfTheRandomVersion) {
   MemoryUuidSource source;
   std::set<std::array<std::uint8_t, 16>> seen;
   for (int i = 0; i < 70'000; ++i) {
