@@ -175,7 +175,7 @@ function setBusy(busy, status = "") {
   showState();
 }
 
-const PROBLEMS = ["absent", "busy", "changed", "crashed", "new", "old", "record", "refused", "settings", "unsettled"];
+const PROBLEMS = ["absent", "busy", "changed", "crashed", "new", "old", "record", "refused", "settings", "unreadable", "unsettled"];
 
 const receivers = {
   changes: showChanges,

@@ -11,6 +11,7 @@ namespace tarvel {
 namespace {
 
 constexpr std::string_view kSuffix = ".plist";
+constexpr std::string_view kDamagedSuffix = ".damaged";
 constexpr std::size_t kDigits = 8;
 constexpr std::int64_t kVersion = 1;
 constexpr PropertyListKey kVersionKey{"Version"};
@@ -85,16 +86,25 @@ std::vector<std::string> RunRecords::names() {
   return names;
 }
 
-std::optional<RunRecord> RunRecords::read(const std::string& name) {
+RunRecordReading RunRecords::read(const std::string& name) {
   const FileReading reading = files_.contentsAtPath(folder_ + "/" + name);
-  if (!reading.status.ok()) return std::nullopt;
-  PropertyListReading list = propertyLists_.propertyListFromData(reading.data);
+  if (!reading.status.ok()) return {{}, name + ": " + reading.status.reason, false};
+  const PropertyListReading list = propertyLists_.propertyListFromData(reading.data);
   const PropertyListDictionary root = list.list.root.dictionary();
-  if (root.get(kVersionKey).integer() != kVersion || root.string(kProfileKey) != profile_) return std::nullopt;
+  const auto version = root.get(kVersionKey).integer();
+  if (version > kVersion) return {{}, name + ": written by a newer version", false};
+  const auto profile = root.string(kProfileKey);
   const PropertyListArray roots = root.array(kRootsKey);
-  if (!roots) return std::nullopt;
-  return RunRecord{list.list, std::string(root.string(kTaskKey).value_or("")),
-                   std::string(root.string(kDateKey).value_or("")), roots};
+  if (version != kVersion || !profile || !roots) return {{}, name + ": damaged", true};
+  if (profile != profile_) return {};
+  return {RunRecord{list.list, std::string(root.string(kTaskKey).value_or("")),
+                    std::string(root.string(kDateKey).value_or("")), roots},
+          {},
+          false};
+}
+
+void RunRecords::setAside(const std::string& name) {
+  (void)files_.moveItem(folder_ + "/" + name, folder_ + "/" + name + std::string(kDamagedSuffix));
 }
 
 void RunRecords::remove(const std::string& name) { (void)files_.removeItemAtPath(folder_ + "/" + name); }

@@ -27,6 +27,14 @@ struct RunRecord {
   PropertyListArray roots;
 };
 
+/// The outcome of reading a record.
+struct RunRecordReading {
+  /// None for a record of another profile, and after a problem.
+  std::optional<RunRecord> record;
+  std::string problem;     ///< Why it cannot be read; empty if it can.
+  bool isDamaged = false;  ///< Whether it will never be readable.
+};
+
 /// The undo records of one profile: a folder of binary property lists with ascending numbers as names. They are written
 /// atomically, readable by the user only, and never changed.
 class RunRecords {
@@ -43,8 +51,9 @@ class RunRecords {
 
   /// Newest first.
   [[nodiscard]] std::vector<std::string> names();
-  /// None for an unreadable record, and for one of another profile.
-  [[nodiscard]] std::optional<RunRecord> read(const std::string& name);
+  [[nodiscard]] RunRecordReading read(const std::string& name);
+  /// Renames a damaged record, so that the one before it is the newest.
+  void setAside(const std::string& name);
   void remove(const std::string& name);
 
  private:

@@ -82,7 +82,7 @@ bool BrowserSession::hello(const Request& request) {
   const std::vector<std::string> names = records_->names();
   json += ",\"runs\":" + std::to_string(names.size());
   if (!names.empty()) {
-    if (const auto record = records_->read(names.front())) {
+    if (const auto record = records_->read(names.front()).record) {
       json += ",\"last\":";
       appendJsonString(json, record->date);
     }
@@ -155,7 +155,11 @@ bool BrowserSession::undo(const BrowserTree& tree) {
   // A repeated plan is for the same run, also if nothing of it is left to undo.
   const bool isRepeated = !undoing_.empty();
   for (const std::string& name : isRepeated ? std::vector<std::string>{undoing_} : records_->names()) {
-    const std::optional<RunRecord> record = records_->read(name);
+    const RunRecordReading reading = records_->read(name);
+    // An older record would take back more than the user asked for.
+    if (reading.isDamaged) records_->setAside(name);
+    if (!reading.problem.empty()) return sendError("unreadable", reading.problem);
+    const std::optional<RunRecord>& record = reading.record;
     if (!record) continue;
     const auto scope = record->task == kCleanTaskName ? RestoredScope::kEverything : RestoredScope::kOrder;
     const std::vector<Operation> plan = planFor(tree, restoredTarget(tree, record->roots, scope));

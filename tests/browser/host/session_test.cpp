@@ -370,6 +370,39 @@ TEST(BrowserSession, ARecordCopiedFromAnotherProfileIsNotUsed) {
   EXPECT_EQ(t.run(other, "undo"), 0);
 }
 
+TEST(BrowserSession, AnUndoWithADamagedRecordSaysSoOnceAndTheNextOneTakesBackTheRunBeforeIt) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  const std::string before = titlesIn(model, "2");
+  (void)t.run(model, "sort");
+  const std::string between = titlesIn(model, "2");
+  const std::string first = t.memory.fileManager.filePaths().back();
+  t.reconnect();
+  const std::string moved = model.nodes().at("2").children.front();
+  EXPECT_TRUE(model.move(moved, "2", 2));
+  (void)t.run(model, "sort");
+  const std::string newest = t.memory.fileManager.filePaths().back();
+  ASSERT_NE(newest, first);
+  t.memory.fileManager.putFile(newest, "bplist00 cut off");
+  t.reconnect();
+  EXPECT_EQ(t.plan(model, "undo"), "unreadable");
+  EXPECT_EQ(titlesIn(model, "2"), between);
+  EXPECT_EQ(t.memory.fileManager.bytesAt(newest + ".damaged"), "bplist00 cut off");
+  EXPECT_EQ(t.recordCount(), 1);
+  EXPECT_GT(t.run(model, "undo"), 0);
+  EXPECT_EQ(titlesIn(model, "2"), before);
+}
+
+TEST(BrowserSession, ARecordThatCannotBeReadForNowStaysWhereItIs) {
+  SessionFixture t;
+  BrowserModel model = unsorted();
+  (void)t.run(model, "sort");
+  t.reconnect();
+  t.memory.fileManager.failNext(FileOperation::kRead, EIO);
+  EXPECT_EQ(t.plan(model, "undo"), "unreadable");
+  EXPECT_GT(t.run(model, "undo"), 0);
+}
+
 TEST(BrowserSession, TheNameOfTheProfileIsNotInAnyPath) {
   SessionFixture t;
   t.profile = "../../elsewhere";
