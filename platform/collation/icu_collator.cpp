@@ -28,12 +28,14 @@ std::unique_ptr<IcuCollator> IcuCollator::forEnvironment() {
 std::vector<std::uint32_t> IcuCollator::rank(std::span<const std::string_view> titles) {
   if (titles.size() < 2) return std::vector<std::uint32_t>(titles.size());
   if (!order_) order_ = std::make_unique<TitleOrder>(locale_, opener_);
-  return rankTitles(*order_, tableFor(titles.size()), titles);
+  return rankTitles(*order_, tableFor(titles), titles);
 }
 
-LetterTable* IcuCollator::tableFor(std::size_t moreTitles) {
-  titlesSeen_ += moreTitles;
-  if (!proofTried_ && titlesSeen_ > kTitlesWorthATable) {
+LetterTable* IcuCollator::tableFor(std::span<const std::string_view> titles) {
+  if (!proofTried_) {
+    for (const std::string_view title : titles) textSeen_ += title.size();
+  }
+  if (!proofTried_ && textSeen_ > kTextWorthATable) {
     proofTried_ = true;
     table_ = LetterTable::make(*order_);
   }
