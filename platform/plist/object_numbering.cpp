@@ -221,7 +221,11 @@ void ObjectNumbering::mergeEqualLeaves() {
 void ObjectNumbering::setNumber(Slot slot, std::uint32_t number) {
   switch (slotTag(slot)) {
     case kSourceTag:
-      if (slot != number) movedNumbers_[slot] = number;
+      if (slot >= objects_.size()) {
+        movedNumbers_[slot - objects_.size()] = number;
+      } else if (slot != number) {
+        displacedNumbers_[slot] = number;
+      }
       break;
     case kMadeTag:
       madeNumbers_[slotIndex(slot)] = number;
@@ -252,6 +256,7 @@ void ObjectNumbering::assign(Slot root) {
   for (std::size_t i = total; i < objects_.size(); ++i) {
     if (objects_[i] != kNoSlot) newcomers_.push_back(objects_[i]);
   }
+  movedNumbers_.resize(objects_.size() > total ? objects_.size() - total : 0);
   objects_.resize(total, kNoSlot);
   auto newcomer = newcomers_.begin();
   for (std::uint32_t i = 0; i < total; ++i) {

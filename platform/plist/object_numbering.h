@@ -25,7 +25,8 @@ class ObjectNumbering {
   [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
     switch (slotTag(slot)) {
       case kSourceTag:
-        return slot < objects_.size() && objects_[slot] == slot ? slot : movedNumbers_.at(slot);
+        if (slot >= objects_.size()) return movedNumbers_[slot - objects_.size()];
+        return objects_[slot] == slot ? slot : displacedNumbers_.at(slot);
       case kMadeTag:
         return madeNumbers_[slotIndex(slot)];
       default:
@@ -66,8 +67,10 @@ class ObjectNumbering {
   std::vector<bool> reachedShapes_;
   std::size_t depth_ = 0;
 
-  /// Of the source's objects that could not keep their numbers.
-  tsl::robin_map<Slot, std::uint32_t> movedNumbers_;
+  /// Of the source's objects whose own numbers are past the end, from the first such number on.
+  LargeVector<std::uint32_t> movedNumbers_;
+  /// Of one that had to give way to the root, or is the root.
+  tsl::robin_map<Slot, std::uint32_t> displacedNumbers_;
   LargeVector<std::uint32_t> madeNumbers_;
   LargeVector<std::uint32_t> containerNumbers_;
 };
