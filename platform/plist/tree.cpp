@@ -22,7 +22,7 @@ constexpr std::uint32_t kFirstGrowth = 4;
 
 /// How far ahead of a visit the bytes of an element are asked for, and how many dictionaries deep: its own values, and
 /// those of a dictionary in it.
-constexpr std::uint32_t kLookAhead = 4;
+constexpr std::uint32_t kLookAhead = 6;
 constexpr int kPrefetchDepth = 2;
 
 PropertyListType leafType(std::uint8_t marker) {
@@ -169,8 +169,11 @@ PropertyListValue PropertyListArray::at(std::size_t index) const {
 
 void PropertyListArray::prefetchAfter(std::size_t index) const {
   const Container& container = Access::container(value_);
-  if (index + kLookAhead >= container.count) return;
-  Access::storage(value_).prefetch(container.slots[index + kLookAhead], kPrefetchDepth);
+  const Access::Storage& storage = Access::storage(value_);
+  if (index + 2 * kLookAhead < container.count) storage.prefetchOffsets(container.slots[index + 2 * kLookAhead]);
+  if (index + kLookAhead < container.count) {
+    storage.prefetch(container.slots[index + kLookAhead], kPrefetchDepth);
+  }
 }
 
 void PropertyListArray::append(PropertyListValue value) const {
@@ -197,6 +200,7 @@ void PropertyListArray::retainBackwards(const std::function<bool(PropertyListVal
   std::uint32_t firstKept = container.count;
   const Access::Storage& storage = Access::storage(value_);
   for (std::uint32_t i = container.count; i-- > 0;) {
+    if (i >= 2 * kLookAhead) storage.prefetchOffsets(container.slots[i - 2 * kLookAhead]);
     if (i >= kLookAhead) storage.prefetch(container.slots[i - kLookAhead], kPrefetchDepth);
     const Slot slot = container.slots[i];
     if (keep(Access::value(value_.tree(), slot))) container.slots[--firstKept] = slot;

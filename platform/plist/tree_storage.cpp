@@ -14,6 +14,9 @@ namespace tarvel {
 
 namespace {
 
+/// Leaves of one dictionary that are asked for ahead.
+constexpr std::uint32_t kMostPrefetched = 8;
+
 std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};  // NOLINT: chars read as bytes
 }
@@ -69,6 +72,13 @@ void Shape::add(Slot key, std::string_view text, std::uint32_t hash) {
   known_.push_back({hash, text, nullptr});
 }
 
+std::uint32_t Shape::findFrom(std::uint32_t first, const PropertyListKey& key) const {
+  for (std::uint32_t i = first; i < known_.size(); ++i) {
+    if (known_[i].is(key)) return i;
+  }
+  return size();
+}
+
 std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {
   if (decoded.empty()) decoded.resize(source.objectCount);
   if (decoded[slot] == 0) {
@@ -82,15 +92,25 @@ std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::ui
 }
 
 void PropertyListTree::Storage::prefetch(Slot slot, int depth) const {
-  constexpr std::uint32_t kMostLeaves = 8;
   if (!isContainerSlot(slot)) {
     if (slotTag(slot) == kSourceTag) __builtin_prefetch(source.object(slot));
     return;
   }
   const Container& container = containers[slotIndex(slot)];
   if (depth == 0 || !container.isDictionary()) return;
-  const std::uint32_t count = std::min(container.count, kMostLeaves);
+  const std::uint32_t count = std::min(container.count, kMostPrefetched);
   for (std::uint32_t i = 0; i < count; ++i) prefetch(container.slots[i], depth - 1);
+}
+
+void PropertyListTree::Storage::prefetchOffsets(Slot slot) const {
+  if (!isContainerSlot(slot)) return;
+  const Container& container = containers[slotIndex(slot)];
+  if (!container.isDictionary()) return;
+  const std::uint32_t count = std::min(container.count, kMostPrefetched);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const Slot leaf = container.slots[i];
+    if (slotTag(leaf) == kSourceTag) __builtin_prefetch(source.offsetTable + leaf * source.offsetWidth);
+  }
 }
 
 Slot PropertyListTree::Storage::addLeaf(const std::uint8_t* object, std::string_view text) {

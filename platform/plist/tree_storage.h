@@ -52,7 +52,8 @@ class Shape {
   /// The place of `key`, or size().
   [[nodiscard]] std::uint32_t find(const PropertyListKey& key) const {
     const std::uint8_t first = firstPlaces_[bucket(key.hash())];
-    return first == kNoPlace ? size() : findFrom(first, key);
+    if (first == kNoPlace) return size();
+    return known_[first].isKnownAs(key) ? first : findFrom(first, key);
   }
 
  private:
@@ -67,9 +68,12 @@ class Shape {
     /// The text of the constant that was found to be this key; null before.
     mutable const char* constant = nullptr;
 
+    /// Whether it was found to be this constant before. Constants of different lengths may share an address.
+    [[nodiscard]] bool isKnownAs(const PropertyListKey& key) const {
+      return constant == key.text().data() && text.size() == key.text().size() && key.isConstant();
+    }
     [[nodiscard]] bool is(const PropertyListKey& key) const {
-      // Constants of different lengths may share an address.
-      if (constant == key.text().data() && text.size() == key.text().size() && key.isConstant()) return true;
+      if (isKnownAs(key)) return true;
       if (hash != key.hash() || text != key.text() || text.data() == nullptr) return false;
       if (key.isConstant()) constant = key.text().data();
       return true;
@@ -77,12 +81,8 @@ class Shape {
   };
 
   [[nodiscard]] static std::uint32_t bucket(std::uint32_t hash) { return hash % kBuckets; }
-  [[nodiscard]] std::uint32_t findFrom(std::uint32_t first, const PropertyListKey& key) const {
-    for (std::uint32_t i = first; i < known_.size(); ++i) {
-      if (known_[i].is(key)) return i;
-    }
-    return size();
-  }
+  /// Apart from find(), which is short without it.
+  [[nodiscard, gnu::noinline]] std::uint32_t findFrom(std::uint32_t first, const PropertyListKey& key) const;
 
   std::vector<Key> known_;
   /// By the hash: the first place of a key that has it in its bucket. Most lookups of absent keys end here.
@@ -205,6 +205,9 @@ struct PropertyListTree::Storage {
 
   /// Asks for the bytes that a dictionary's leaves begin with: they lie all over a file larger than any cache.
   void prefetch(Slot slot, int depth) const;
+  /// Asks for what prefetch() reads to find them: their offsets. After a sort, these too lie in another order than that
+  /// of the tree.
+  void prefetchOffsets(Slot slot) const;
 
   [[nodiscard]] Slot addLeaf(const std::uint8_t* object, std::string_view text);
   [[nodiscard]] Slot addLeafBytes(std::uint8_t marker, std::span<const std::uint8_t> payload);
