@@ -202,7 +202,7 @@ class Chromium(RunningBrowser):
         )
 
     def hold_after_moves(self, count):
-        """Holds the extension after `count` moves until it receives an event that it has not caused.
+        """Holds the extension after `count` moves until it receives an event that it has not caused, or until go_on().
 
         Pages receive events late: on a busy machine the run would end before the page could change anything.
         """
@@ -211,7 +211,8 @@ class Chromium(RunningBrowser):
               const events = [chrome.bookmarks.onCreated, chrome.bookmarks.onRemoved, chrome.bookmarks.onMoved,
                               chrome.bookmarks.onChildrenReordered];
               const {{ create, move }} = chrome.bookmarks;
-              let heard = 0, caused = 0, moved = 0, goOn = null;
+              let heard = 0, caused = 0, moved = 0, goOn = null, isReleased = false;
+              globalThis.release = () => {{ isReleased = true; goOn?.(); }};
               const hear = () => {{ if (++heard > caused) goOn?.(); }};
               for (const event of events) event.addListener(hear);
               chrome.bookmarks.create = async (...details) => {{
@@ -224,12 +225,15 @@ class Chromium(RunningBrowser):
                 ++caused;
                 if (++moved < {count}) return answer;
                 Object.assign(chrome.bookmarks, {{ create, move }});
-                if (heard <= caused) await new Promise((resolve) => {{ goOn = resolve; }});
+                if (heard <= caused && !isReleased) await new Promise((resolve) => {{ goOn = resolve; }});
                 for (const event of events) event.removeListener(hear);
                 return answer;
               }};
             }})()"""
         )
+
+    def go_on(self):
+        self.in_worker("globalThis.release()")
 
     def in_worker(self, expression):
         """Evaluates in the background of the extension, which an open page keeps running."""
