@@ -52,7 +52,7 @@ class RunRecords {
   /// Newest first.
   [[nodiscard]] std::vector<std::string> names();
   [[nodiscard]] RunRecordReading read(const std::string& name);
-  /// Renames a damaged record, so that the one before it is the newest.
+  /// Renames a damaged record, so that the one before it is the newest. If that fails, the next undo reports it again.
   void setAside(const std::string& name);
   void remove(const std::string& name);
 
