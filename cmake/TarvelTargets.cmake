@@ -44,9 +44,14 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
-# tarvel_hot(target): where a sort spends its time. Releases optimise it further.
+# tarvel_hot(target): where a sort spends its time. Releases optimise it further, and builds with sanitizers nothing else:
+# compiling the rest takes longer than running it.
 function(tarvel_hot target)
-  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
+  if(TARVEL_SANITIZERS)
+    target_compile_options(${target} PRIVATE -O1)
+  else()
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
+  endif()
 endfunction()
 
 # tarvel_unoptimised(target): code of tests, where compiling takes longer than running.
@@ -96,12 +101,4 @@ function(tarvel_library name)
   add_library(${name} STATIC ${sources})
   target_link_libraries(${name} PUBLIC tarvel_flags ${ARG_DEPENDS})
   tarvel_sanitized_unity(${name})
-endfunction()
-
-# tarvel_slow_to_compile(file...): sources dominated by third-party templates. Sanitizer builds do not optimise them: same
-# checks, far less compile time.
-function(tarvel_slow_to_compile)
-  if(TARVEL_SANITIZERS)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0)
-  endif()
 endfunction()
