@@ -121,9 +121,10 @@ class HostileTest(HomeTest):
     def expect_growth(self, arguments, small, large):
         """The file `large` has four times the size of `small`: less than eight times the time, and memory in proportion.
 
-        Quadratic work would take sixteen times as long."""
+        Quadratic work would take sixteen times as long. Sanitizers slow down some code more than other, so that under them
+        only the small one is tried."""
         seconds = []
-        for content in (small, large):
+        for content in (small,) if SANITIZED else (small, large):
             self.file.write_bytes(content)
             status, memory = self.run_measured(*arguments, self.file)
             # 0: nothing to sort, 10: something to sort.
@@ -132,7 +133,8 @@ class HostileTest(HomeTest):
             # Reports hold up to 1000 bytes of each text.
             if not SANITIZED:
                 self.assertLess(memory, 256 * MIB + 20 * self.file.stat().st_size)
-        self.assertLess(seconds[1], 8 * seconds[0] + 0.5, arguments)
+        if not SANITIZED:
+            self.assertLess(seconds[1], 8 * seconds[0] + 0.5, arguments)
 
     def test_duplicates_of_one_address_take_time_in_proportion(self):
         def top(count):
@@ -161,7 +163,8 @@ class HostileTest(HomeTest):
         self.expect_growth(("preview",), shared(100), shared(400))
 
     def test_text_without_references_is_written_piece_by_piece(self):
-        self.write(root(*many(500, URLString="x" * 500_000)))
+        # Under the sanitizers memory is not measured.
+        self.write(root(*many(50 if SANITIZED else 500, URLString="x" * 500_000)))
         for form in ("json", "xml"):
             with self.subTest(form=form):
                 status, memory = self.run_measured("dump", f"--format={form}", self.file)
@@ -249,6 +252,9 @@ class HostileTest(HomeTest):
 
     def test_zeros_up_to_the_limit_are_refused(self):
         size = 512 * MIB
+        if SANITIZED:
+            size = 64 * MIB
+            self.environment["TARVEL_MAX_FILE_SIZE"] = str(size)
         for head, tail in ((b"", b""), (b"bplist00", b""), (b"bplist00\x08", binary([b"\x08"])[-32:])):
             with self.subTest(head=head, tail=tail):
                 with self.file.open("wb") as file:
