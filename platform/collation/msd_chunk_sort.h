@@ -35,7 +35,7 @@ class MsdChunkSort {
   [[nodiscard]] std::vector<Placed> sort(const std::vector<std::uint32_t>& items) {
     entries_.reserve(items.size());
     for (const std::uint32_t item : items) entries_.push_back({0, item});
-    if (!entries_.empty()) pending_.push_back({0, entries_.size(), 0});
+    if (!entries_.empty() && !areInOrder()) pending_.push_back({0, entries_.size(), 0});
     while (!pending_.empty()) {
       const Range range = pending_.back();
       pending_.pop_back();
@@ -54,6 +54,23 @@ class MsdChunkSort {
     std::size_t end;
     std::size_t depth;
   };
+
+  /// Whether all items are in order as they came; then also finds the ties. Ends at the first that is not.
+  [[nodiscard]] bool areInOrder() {
+    std::uint64_t previous = source_.chunk(entries_[0].item, 0);
+    for (std::size_t i = 1; i < entries_.size(); ++i) {
+      const std::uint64_t chunk = source_.chunk(entries_[i].item, 0);
+      if (chunk < previous) return false;
+      entries_[i].chunk = 0;
+      if (chunk == previous) {
+        const int order = Source::isLast(chunk) ? 0 : compare(entries_[i - 1], entries_[i], Source::kChunkSymbols);
+        if (order > 0) return false;
+        if (order == 0) entries_[i].chunk = 1;
+      }
+      previous = chunk;
+    }
+    return true;
+  }
 
   void sortRange(const Range& range) {
     if (range.depth > kDeep) {
@@ -81,15 +98,22 @@ class MsdChunkSort {
     const auto begin = entries_.begin() + static_cast<std::ptrdiff_t>(range.begin);
     const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(range.end);
     const auto isBefore = [this, depth = range.depth](const Entry& a, const Entry& b) {
-      const std::size_t length = source_.length(a.item);
-      const std::size_t common = length > depth ? source_.common(a.item, b.item, depth, length - depth) : 0;
-      return source_.chunk(a.item, depth + common) < source_.chunk(b.item, depth + common);
+      return compare(a, b, depth) < 0;
     };
     std::sort(begin, end, isBefore);
     entries_[range.begin].chunk = 0;
     for (std::size_t i = range.begin + 1; i < range.end; ++i) {
       entries_[i].chunk = isBefore(entries_[i - 1], entries_[i]) ? 0 : 1;
     }
+  }
+
+  /// Below, at or above 0 as `a` comes before, with or after `b`, of which `depth` symbols are equal.
+  [[nodiscard]] int compare(const Entry& a, const Entry& b, std::size_t depth) const {
+    const std::size_t length = source_.length(a.item);
+    const std::size_t common = length > depth ? source_.common(a.item, b.item, depth, length - depth) : 0;
+    const std::uint64_t first = source_.chunk(a.item, depth + common);
+    const std::uint64_t second = source_.chunk(b.item, depth + common);
+    return first < second ? -1 : first > second ? 1 : 0;
   }
 
   void finishOrDescend(const Range& range, bool sequencesEnded) {

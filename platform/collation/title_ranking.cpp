@@ -14,29 +14,64 @@
 namespace tarvel {
 namespace {
 
-/// Binary insertion with ICU's comparison. Terminates even if the comparison is inconsistent.
-std::vector<Placed> orderDirectly(const TitleOrder& order, const CaseFoldedTitles& folds,
-                                  const std::vector<std::uint32_t>& titles) {
-  std::u16string scratchA;
-  std::u16string scratchB;
-  const auto compare = [&](std::uint32_t a, std::uint32_t b) {
-    return order.compare(folds.fold(a, scratchA), folds.fold(b, scratchB));
-  };
-  std::vector<std::uint32_t> items;
-  items.reserve(titles.size());
-  for (const std::uint32_t item : titles) {
-    const auto place = std::upper_bound(items.begin(), items.end(), item,
-                                        [&](std::uint32_t a, std::uint32_t b) { return compare(a, b) < 0; });
-    items.insert(place, item);
+/// Orders titles by ICU's comparison.
+class DirectOrder {
+ public:
+  DirectOrder(const TitleOrder& order, const CaseFoldedTitles& folds) : order_(order), folds_(folds) {}
+
+  /// Titles that are in order already take one comparison each.
+  [[nodiscard]] std::vector<Placed> of(const std::vector<std::uint32_t>& titles) {
+    std::vector<Placed> placed = placedUpToDescent(titles);
+    return placed.size() == titles.size() ? placed : placedAsTheyAre(insertEach(titles));
   }
-  std::vector<Placed> placed;
-  placed.reserve(items.size());
-  for (std::uint32_t i = 0; i < items.size(); ++i) {
-    const bool ties = i > 0 && compare(items[i - 1], items[i]) == 0;
-    placed.push_back({items[i], ties ? placed.back().rank : i});
+
+ private:
+  [[nodiscard]] int compare(std::uint32_t a, std::uint32_t b) {
+    return order_.compare(folds_.fold(a, scratchA_), folds_.fold(b, scratchB_));
   }
-  return placed;
-}
+
+  /// The first of `titles`, up to one that is not in order.
+  [[nodiscard]] std::vector<Placed> placedUpToDescent(const std::vector<std::uint32_t>& titles) {
+    std::vector<Placed> placed;
+    placed.reserve(titles.size());
+    for (const std::uint32_t item : titles) {
+      const int order = placed.empty() ? -1 : compare(placed.back().item, item);
+      if (order > 0) break;
+      append(item, order == 0, placed);
+    }
+    return placed;
+  }
+
+  /// Binary insertion. Terminates even if the comparison is inconsistent.
+  [[nodiscard]] std::vector<std::uint32_t> insertEach(const std::vector<std::uint32_t>& titles) {
+    std::vector<std::uint32_t> items;
+    items.reserve(titles.size());
+    for (const std::uint32_t item : titles) {
+      const auto place = std::upper_bound(items.begin(), items.end(), item,
+                                          [&](std::uint32_t a, std::uint32_t b) { return compare(a, b) < 0; });
+      items.insert(place, item);
+    }
+    return items;
+  }
+
+  [[nodiscard]] std::vector<Placed> placedAsTheyAre(const std::vector<std::uint32_t>& items) {
+    std::vector<Placed> placed;
+    placed.reserve(items.size());
+    for (const std::uint32_t item : items) {
+      append(item, !placed.empty() && compare(placed.back().item, item) == 0, placed);
+    }
+    return placed;
+  }
+
+  static void append(std::uint32_t item, bool ties, std::vector<Placed>& placed) {
+    placed.push_back({item, ties ? placed.back().rank : static_cast<std::uint32_t>(placed.size())});
+  }
+
+  const TitleOrder& order_;
+  const CaseFoldedTitles& folds_;
+  std::u16string scratchA_;
+  std::u16string scratchB_;
+};
 
 std::vector<Placed> orderBySortKeys(const TitleOrder& order, const CaseFoldedTitles& folds,
                                     const std::vector<std::uint32_t>& items) {
@@ -159,7 +194,7 @@ std::vector<Placed> orderTitles(TitleOrder& order, LetterTable* table, std::span
     const FoldSource source(folds);
     return MsdChunkSort<FoldSource>(source).sort(others);
   }
-  std::vector<Placed> placed = others.size() <= kDirectComparisonLimit ? orderDirectly(order, folds, others)
+  std::vector<Placed> placed = others.size() <= kDirectComparisonLimit ? DirectOrder(order, folds).of(others)
                                                                        : orderBySortKeys(order, folds, others);
   if (!keyed.covered().empty()) {
     const std::vector<Placed> covered = orderByTable(*table, titles, keyed);

@@ -182,6 +182,43 @@ TEST(TitleRanking, TheOrderOfTheInputDoesNotMatter) {
   }
 }
 
+/// `titles` by rank, with ties in the order given, and the ranks in that order.
+std::pair<std::vector<std::string_view>, std::vector<std::uint32_t>> inOrder(
+    const std::vector<std::string_view>& titles, const std::vector<std::uint32_t>& ranks) {
+  std::vector<std::size_t> places(titles.size());
+  std::iota(places.begin(), places.end(), std::size_t{0});
+  std::stable_sort(places.begin(), places.end(), [&](std::size_t a, std::size_t b) { return ranks[a] < ranks[b]; });
+  std::pair<std::vector<std::string_view>, std::vector<std::uint32_t>> ordered;
+  for (const std::size_t place : places) {
+    ordered.first.push_back(titles[place]);
+    ordered.second.push_back(ranks[place]);
+  }
+  return ordered;
+}
+
+TEST(TitleRanking, TitlesInOrderAndWithOneOutOfPlaceRankLikeShuffledOnes) {
+  std::mt19937 random(23);
+  for (const char* locale : {"", "en_US", "ar", "cs", "tr", "fr_CA"}) {
+    Language language(locale);
+    std::vector<std::vector<std::string>> folders{mixedTitles(random), asciiTitles(random, 500)};
+    if (language.table() != nullptr) folders.push_back(coveredTitles(random, 500, locale));
+    for (std::vector<std::string>& titles : folders) {
+      std::shuffle(titles.begin(), titles.end(), random);
+      titles.resize(random() % 2 == 0 ? 500 : 60);
+      std::copy_n(titles.begin(), 10, titles.end() - 10);
+      for (LetterTable* table : {language.table(), static_cast<LetterTable*>(nullptr)}) {
+        auto [views, ranks] = inOrder(viewsOf(titles), rankTitles(language.order, table, viewsOf(titles)));
+        ASSERT_EQ(rankTitles(language.order, table, views), ranks) << locale;
+        for (const std::size_t place : {std::size_t{0}, titles.size() / 2, titles.size() - 2}) {
+          std::swap(views[place], views[place + 1]);
+          std::swap(ranks[place], ranks[place + 1]);
+          ASSERT_EQ(rankTitles(language.order, table, views), ranks) << locale << ": " << views[place];
+        }
+      }
+    }
+  }
+}
+
 /// The titles whose ranks differ from ICU's order by design: both of a pair of which one is a prefix of the other but
 /// ICU does not put it first.
 std::vector<bool> movedByPrefixRule(const TitleOrder& order, const std::vector<std::u16string>& folds) {
