@@ -15,6 +15,8 @@ namespace {
 constexpr int kMostAttempts = 10;
 constexpr std::chrono::milliseconds kLockedPause{300};
 constexpr std::uint64_t kFirstAgentCode = 10;
+/// The node, and the dictionary with its title.
+constexpr std::size_t kContainersPerBookmark = 2;
 
 constexpr std::string_view kShortSuccess = "The sorted bookmark plist file was successfully written to disk.";
 
@@ -124,6 +126,7 @@ std::optional<TarvelError> Tarvel::readAndOrder(Operation& operation) {
   const PropertyListDictionary root = read.root.dictionary();
   if (!verifyThatDictionaryHasCorrectVersionWithRootNode(root)) return TarvelErrorUnknownVersion;
   sortObserver_->attemptBegan(root);
+  platform_.collator.expectTitles(read.tree->numberOfContainers() / kContainersPerBookmark);
   bool didSort = true;
   const PropertyListDictionary sorted = sortBookmarksWithRootDictionaryAndDidSortFlag(root, &didSort);
   // A stopped sort leaves the tree half cleaned and half ordered: it must not be written.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -16,6 +17,9 @@ class Collator {
   /// UTF-8; a lone surrogate is three bytes. The interface returns ranks instead of comparing pairs because ranks are
   /// always a strict weak order, whatever the language data says.
   [[nodiscard]] virtual std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) = 0;
+
+  /// Says that about `count` titles will be ranked, in all calls to come. Ranks do not depend on it, only time does.
+  virtual void expectTitles(std::size_t count) { (void)count; }
 };
 
 }  // namespace tarvel

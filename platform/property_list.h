@@ -277,6 +277,9 @@ class PropertyListTree {
   [[nodiscard]] PropertyListDictionary makeDictionary(std::span<const PropertyListValue> keys,
                                                       std::span<const PropertyListValue> values);
 
+  /// Arrays, dictionaries and sets ever read or made.
+  [[nodiscard]] std::size_t numberOfContainers() const;
+
  private:
   friend struct PropertyListAccess;
   struct Storage;

@@ -15,15 +15,15 @@
 
 namespace tarvel {
 
-/// How many bytes of titles an IcuCollator leaves to ICU before it makes a table: making one takes about as long as ICU
-/// takes for this many (2 milliseconds; 4,000 usual titles), so a small file never pays for it and a large one at most
-/// twice.
+/// How many bytes of titles are worth a table: making one takes about as long as ICU takes for this many (2
+/// milliseconds; 4,000 usual titles). It is made once that much is expected to come, or, without a hint, was seen; so a
+/// small file never pays for it.
 inline constexpr std::size_t kTextWorthATable = 100'000;
 
 /// Orders titles with ICU, for one locale.
 ///
 /// The first call with two titles opens ICU, so a process that never sorts does not pay for it (a fraction of a
-/// millisecond, some 5 MB). After kTextWorthATable bytes a table of letters takes over most of the work, with the
+/// millisecond, some 5 MB). For more than kTextWorthATable bytes a table of letters does most of the work, with the
 /// same result. A locale that ICU does not know is ordered as the root locale; without any collator titles are ordered
 /// by their folds. Not thread-safe. Time grows as n log n with the number of titles and linearly with their length.
 /// Memory is some thirty bytes per title, and about the size of each title that is not ASCII.
@@ -41,15 +41,20 @@ class IcuCollator final : public Collator {
   [[nodiscard]] const std::string& locale() const { return locale_; }
 
   [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override;
+  void expectTitles(std::size_t count) override;
 
  private:
-  /// The table; null before enough text was seen, or if the language has none.
-  [[nodiscard]] LetterTable* tableFor(std::span<const std::string_view> titles);
+  /// What ICU would take for the text to come, in bytes of text that is not in order. As much as was seen is to come at
+  /// least, and in order to the same share.
+  [[nodiscard]] std::size_t workAhead() const;
 
   std::string locale_;
   CollatorOpener opener_;
   std::unique_ptr<TitleOrder> order_;  // null until opened
+  // Bytes of titles.
+  std::size_t textExpected_ = 0;
   std::size_t textSeen_ = 0;
+  std::size_t workDone_ = 0;  // the same, where titles that came in order count for less
   bool proofTried_ = false;
   std::optional<LetterTable> table_;
 };

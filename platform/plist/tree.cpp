@@ -66,6 +66,8 @@ std::uint32_t slotCount(std::size_t count) {
 PropertyListTree::PropertyListTree() : storage_(std::make_unique<Storage>()) {}
 PropertyListTree::~PropertyListTree() = default;
 
+std::size_t PropertyListTree::numberOfContainers() const { return storage_->containers.size(); }
+
 // Values
 
 PropertyListType PropertyListValue::type() const {

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <random>
 
 #include "tests/platform/collation/collation_support.h"
 #include "tests/support/vectors.h"
@@ -206,6 +207,22 @@ TEST(IcuCollator, NulDoesNotEndATitle) {
   using namespace std::string_view_literals;
   EXPECT_EQ(compareTwo(collator, "a\0b"sv, "a\0c"sv), -1);
   EXPECT_EQ(compareTwo(collator, "a"sv, "a\0"sv), -1);
+}
+
+TEST(IcuCollator, RanksDoNotDependOnHowManyTitlesAreExpected) {
+  std::mt19937 random(29);
+  const std::vector<std::string> characters = collation_test::coveredCharacters("en_US");
+  IcuCollator unprepared("en_US");
+  IcuCollator prepared("en_US");
+  prepared.expectTitles(1'000'000);
+  IcuCollator misled("en_US");
+  misled.expectTitles(1);
+  for (int folder = 0; folder < 400; ++folder) {
+    const std::vector<std::string> titles = collation_test::randomTitles(random, 40, characters, 30);
+    const std::vector<std::uint32_t> ranks = unprepared.rank(viewsOf(titles));
+    ASSERT_EQ(prepared.rank(viewsOf(titles)), ranks);
+    ASSERT_EQ(misled.rank(viewsOf(titles)), ranks);
+  }
 }
 
 TEST(IcuCollator, FewTitlesNeedNoCollator) {

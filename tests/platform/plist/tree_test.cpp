@@ -20,6 +20,14 @@ struct TreeTest : testing::Test {
   }
 };
 
+TEST_F(TreeTest, ContainersAreCountedAndLeavesAreNot) {
+  const std::size_t before = tree.numberOfContainers();
+  (void)tree.makeString("leaf");
+  (void)tree.makeArray(3);
+  (void)tree.makeDictionary();
+  EXPECT_EQ(tree.numberOfContainers(), before + 2);
+}
+
 TEST_F(TreeTest, AnAbsentValueHasNoTypeAndNoContents) {
   const PropertyListValue absent;
   EXPECT_FALSE(absent);
