@@ -21,6 +21,7 @@ struct SortEntry {
   std::uint32_t group;
   std::uint32_t rank;
   std::uint32_t position;
+  std::string_view title;
 
   friend bool operator<(const SortEntry& a, const SortEntry& b) {
     if (a.group != b.group) return a.group < b.group;
@@ -28,6 +29,10 @@ struct SortEntry {
     return a.position < b.position;
   }
 };
+
+void sortUnlessSorted(std::span<SortEntry> entries) {
+  if (!std::ranges::is_sorted(entries, std::less<>())) std::ranges::sort(entries, std::less<>());
+}
 
 /// Groups sort before titles: proxies always come first, then folders before bookmarks if the option is on.
 std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
@@ -54,6 +59,21 @@ std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Col
   const std::vector<std::uint32_t> ranks = collator.rank(distinct);
   std::ranges::transform(places, places.begin(), [&](std::uint32_t place) { return ranks[place]; });
   return places;
+}
+
+/// Ranks the titles of each group by themselves, since no two of different groups are compared. `entries` come by
+/// group.
+void rankGroups(std::span<SortEntry> entries, Collator& collator) {
+  while (!entries.empty()) {
+    const auto isOther = [&](const SortEntry& entry) { return entry.group != entries.front().group; };
+    const auto group =
+        entries.first(static_cast<std::size_t>(std::ranges::find_if(entries, isOther) - entries.begin()));
+    std::vector<std::string_view> titles(group.size());
+    std::ranges::transform(group, titles.begin(), &SortEntry::title);
+    const std::vector<std::uint32_t> ranks = ranksOf(titles, collator);
+    for (std::size_t i = 0; i < group.size(); ++i) group[i].rank = ranks[i];
+    entries = entries.subspan(group.size());
+  }
 }
 
 /// A temporary folder for cleaning and ordering the sortable top-level nodes. Never written.
@@ -85,19 +105,17 @@ PropertyListArray Tarvel::sortedArrayFromBookmarkChildArray(PropertyListArray bo
 /// The current positions of the children, in sorted order.
 std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const {
   const std::size_t count = bookmarkChildArray.size();
-  std::vector<std::string_view> titles;
   std::vector<SortEntry> entries;
-  titles.reserve(count);
   entries.reserve(count);
   for (const PropertyListValue child : bookmarkChildArray) {
     const PropertyListDictionary node = child.dictionary();
     const auto position = static_cast<std::uint32_t>(entries.size());
-    titles.push_back(titleFromBookmarkNode(node).value_or(""));
-    entries.push_back({groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_), 0, position});
+    const std::uint32_t group = groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_);
+    entries.push_back({group, 0, position, titleFromBookmarkNode(node).value_or("")});
   }
-  const std::vector<std::uint32_t> ranks = ranksOf(titles, platform_.collator);
-  for (std::size_t i = 0; i < count; ++i) entries[i].rank = ranks[i];
-  if (!std::ranges::is_sorted(entries, std::less<>())) std::ranges::sort(entries, std::less<>());
+  sortUnlessSorted(entries);
+  rankGroups(entries, platform_.collator);
+  sortUnlessSorted(entries);
   std::vector<std::uint32_t> order(count);
   std::ranges::transform(entries, order.begin(), &SortEntry::position);
   return order;

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "engine/tarvel.h"
 #include "tests/support/engine_fixture.h"
 
@@ -336,33 +339,48 @@ TEST_F(Ordering, ANewTarvelHasEveryOptionOff) {
   EXPECT_FALSE(tarvel.writeBackupFile());
 }
 
-/// Counts the titles to rank.
-class CountingCollator final : public Collator {
+/// Keeps the titles of each call.
+class RecordingCollator final : public Collator {
  public:
-  explicit CountingCollator(Collator& collator) : collator_(collator) {}
+  explicit RecordingCollator(Collator& collator) : collator_(collator) {}
   [[nodiscard]] std::vector<std::uint32_t> rank(std::span<const std::string_view> titles) override {
-    count += titles.size();
+    calls.emplace_back(titles.begin(), titles.end());
     return collator_.rank(titles);
   }
 
-  std::size_t count = 0;
+  std::vector<std::vector<std::string>> calls;
 
  private:
   Collator& collator_;
 };
 
+Platform rankedBy(Collator& collator, const Platform& platform) {
+  return {platform.propertyLists, platform.fileManager, collator,           platform.uuidSource,
+          platform.systemLog,     platform.bundle,      platform.workspace, platform.clock};
+}
+
 TEST_F(Ordering, ALongTitleOfSeveralChildrenIsRankedOnce) {
   const std::string b = "b" + std::string(1000, 'x');
   const std::string a = "a" + std::string(1000, 'x');
   const std::string notation = "Menu[ c@1 " + b + "@2 " + a + "@3 " + b + "@4 c@5 " + a + "@6 ]";
-  CountingCollator collator(platform.collator);
-  const Platform counted{platform.propertyLists, platform.fileManager, collator,           platform.uuidSource,
-                         platform.systemLog,     platform.bundle,      platform.workspace, platform.clock};
-  Tarvel other(counted);
+  RecordingCollator collator(platform.collator);
+  const Platform recorded = rankedBy(collator, platform);
+  Tarvel other(recorded);
   const PropertyList list = tree(notation);
   EXPECT_EQ(text(other.sortBookmarksInDictionary(list.root.dictionary())),
             "Menu[ " + a + "@3 " + a + "@6 " + b + "@2 " + b + "@4 c@1 c@5 ]");
-  EXPECT_EQ(collator.count, 4U);
+  ASSERT_EQ(collator.calls.size(), 1U);
+  EXPECT_EQ(collator.calls[0].size(), 4U);
+}
+
+TEST_F(Ordering, TitlesOfFoldersAndBookmarksAreRankedApartWhenFoldersComeFirst) {
+  RecordingCollator collator(platform.collator);
+  const Platform recorded = rankedBy(collator, platform);
+  Tarvel other(recorded);
+  other.setArrangeFoldersAtTop(true);
+  const PropertyList list = tree("Menu[ c B[ ] ^H[ ] ?j a A[ ] b ]");
+  EXPECT_EQ(text(other.sortBookmarksInDictionary(list.root.dictionary())), "Menu[ ^H[ ] A[ ] B[ ] a b c ?j ]");
+  EXPECT_EQ(collator.calls, (std::vector<std::vector<std::string>>{{"H"}, {"B", "A"}, {"c", "a", "b"}, {"j"}}));
 }
 
 }  // namespace
