@@ -201,11 +201,14 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                         PropertyListDictionary second) const {
   // Both trees share their bookmarks. Even so, a bookmark without an identifier does not equal itself.
-  const auto firstUUID = first.get(kWebBookmarkUUIDKey).uniqueString();
-  if (!firstUUID) return false;
-  const auto secondUUID = first == second ? firstUUID : second.get(kWebBookmarkUUIDKey).uniqueString();
-  if (!secondUUID || !SameListText()(*firstUUID, *secondUUID)) return false;
-  if (first == second && !first.get(kChildrenKey)) return true;
+  const PropertyListValue firstUUID = first.get(kWebBookmarkUUIDKey);
+  if (firstUUID.type() != PropertyListType::kString) return false;
+  if (first == second) {
+    if (!first.get(kChildrenKey)) return true;
+  } else {
+    const auto secondUUID = second.get(kWebBookmarkUUIDKey).uniqueString();
+    if (!secondUUID || !SameListText()(*firstUUID.uniqueString(), *secondUUID)) return false;
+  }
   if (boolValue(first.get(kShouldOmitFromUIKey)) && boolValue(second.get(kShouldOmitFromUIKey))) return true;
   const PropertyListArray firstChildren = first.array(kChildrenKey);
   const PropertyListArray secondChildren = second.array(kChildrenKey);
