@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -37,8 +38,8 @@ class Data {
 /// Bytes to write, as an ordered list of pieces, so that unchanged ranges of a file are not copied. `owners` keeps the
 /// memory of the pieces alive.
 struct DataPieces {
-  std::vector<std::span<const std::uint8_t>> pieces;  ///< In order.
-  std::vector<std::shared_ptr<const void>> owners;    ///< Keep the pieces' memory alive.
+  std::deque<std::span<const std::uint8_t>> pieces;  ///< In order.
+  std::vector<std::shared_ptr<const void>> owners;   ///< Keep the pieces' memory alive.
 
   /// Total size in bytes.
   [[nodiscard]] std::size_t size() const {

@@ -1,6 +1,7 @@
 #include "platform/plist/binary_writer.h"
 
 #include <algorithm>
+#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
@@ -61,7 +62,7 @@ class PieceCollector {
   }
 
  private:
-  std::vector<std::span<const std::uint8_t>>& pieces_;
+  std::deque<std::span<const std::uint8_t>>& pieces_;
   std::vector<std::shared_ptr<const void>>& owners_;
   std::uint64_t size_ = 0;
   std::uint8_t* next_ = nullptr;

@@ -80,15 +80,14 @@ std::uint32_t Shape::findFrom(std::uint32_t first, const PropertyListKey& key) c
 }
 
 std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {
-  if (decoded.empty()) decoded.resize(source.objectCount);
-  if (decoded[slot] == 0) {
-    std::string utf8;
-    appendUtf8FromUtf16(leafBytes(object), utf8);
-    std::uint8_t* kept = arena.bytes(utf8.size());
-    std::copy(utf8.begin(), utf8.end(), kept);
-    decoded[slot] = slotIndex(addLeaf(object, textOf({kept, utf8.size()}))) + 1;
-  }
-  return made[decoded[slot] - 1].text;
+  if (const auto known = decoded_.find(slot); known != decoded_.end()) return made[slotIndex(known->second)].text;
+  std::string utf8;
+  appendUtf8FromUtf16(leafBytes(object), utf8);
+  std::uint8_t* kept = arena.bytes(utf8.size());
+  std::copy(utf8.begin(), utf8.end(), kept);
+  const Slot leaf = addLeaf(object, textOf({kept, utf8.size()}));
+  decoded_.emplace(slot, leaf);
+  return made[slotIndex(leaf)].text;
 }
 
 void PropertyListTree::Storage::prefetch(Slot slot, int depth) const {

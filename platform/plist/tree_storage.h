@@ -181,8 +181,6 @@ struct PropertyListTree::Storage {
   std::vector<Shape> shapes;
   /// Random, so that files with deliberately colliding keys cannot be prepared.
   std::uint64_t hashSeed;
-  /// By source object: 1 + the made leaf that holds a decoded text, 0 for none yet. Empty until the first.
-  std::vector<std::uint32_t> decoded;
   /// Whether a container of the source file is referenced more than once.
   bool unfoldedShared = false;
   /// Whether the tree holds something that cannot be written: a null, a set or a key that is not a string.
@@ -240,6 +238,8 @@ struct PropertyListTree::Storage {
   [[nodiscard]] std::span<const std::uint8_t> keyBytes(Slot key);
   [[nodiscard]] bool isSameKey(Slot a, Slot b);
 
+  /// Of a UTF-16 string of the source file: the made leaf that holds its text.
+  tsl::robin_map<Slot, Slot> decoded_;
   tsl::robin_map<Slot, Slot> canonicalOfSource_;
   tsl::robin_map<Slot, Slot> uniqueLongTexts_;
   /// For each property that was asked for: of which long texts it is known.
