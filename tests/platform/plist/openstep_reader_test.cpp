@@ -14,6 +14,7 @@ namespace tarvel {
 namespace {
 
 using plist_test::bytesOf;
+using plist_test::kShortening;
 using plist_test::repeated;
 
 std::string readOpenStepText(std::string_view text) {
@@ -88,15 +89,19 @@ TEST(OpenStepReader, TextThatEndsInABackslashIsRefused) {
 
 // The suite's time limit fails this test if time or memory is out of proportion.
 TEST(OpenStepReader, HostileFilesFailQuickly) {
-  EXPECT_EQ(readOpenStepText(repeated("(", 20000000)), "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(readOpenStepText(repeated("{a=", 20000000)), "Too many nested arrays or dictionaries at line 1");
-  EXPECT_EQ(readOpenStepText("(" + repeated("{a=", 100) + repeated("(\"),", 2000000)),
+  EXPECT_EQ(readOpenStepText(repeated("(", 20000000 / kShortening)), "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText(repeated("{a=", 20000000 / kShortening)),
+            "Too many nested arrays or dictionaries at line 1");
+  EXPECT_EQ(readOpenStepText("(" + repeated("{a=", 100) + repeated("(\"),", 2000000 / kShortening)),
             "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(readOpenStepText("(" + repeated("({),", 2000000)), "Expected terminating ')' for array at line 1");
-  EXPECT_EQ(readOpenStepText(repeated("/* ", 10000000)), R"({"t":"dict","v":[]})");
-  EXPECT_EQ(readOpenStepText(repeated("/**/", 5000000)), R"({"t":"dict","v":[]})");
-  EXPECT_EQ(readOpenStepText("'" + repeated("\\1", 5000000)), "Unterminated quoted string starting on line 1");
-  EXPECT_EQ(readOpenStepText("a" + repeated(" ", 10000000) + "b"), "Expected ';' or '=' after key at line 1");
+  EXPECT_EQ(readOpenStepText("(" + repeated("({),", 2000000 / kShortening)),
+            "Expected terminating ')' for array at line 1");
+  EXPECT_EQ(readOpenStepText(repeated("/* ", 10000000 / kShortening)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(readOpenStepText(repeated("/**/", 5000000 / kShortening)), R"({"t":"dict","v":[]})");
+  EXPECT_EQ(readOpenStepText("'" + repeated("\\1", 5000000 / kShortening)),
+            "Unterminated quoted string starting on line 1");
+  EXPECT_EQ(readOpenStepText("a" + repeated(" ", 10000000 / kShortening) + "b"),
+            "Expected ';' or '=' after key at line 1");
 }
 
 }  // namespace

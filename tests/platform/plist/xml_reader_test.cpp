@@ -15,6 +15,7 @@ namespace tarvel {
 namespace {
 
 using plist_test::bytesOf;
+using plist_test::kShortening;
 using plist_test::repeated;
 
 /// The root as JSON, or the error's text.
@@ -136,13 +137,16 @@ TEST(XmlReader, Utf32OutsideUnicodeIsRefused) {
 
 // The suite's time limit fails this test if time or memory is out of proportion.
 TEST(XmlReader, HostileFilesFailQuickly) {
-  EXPECT_EQ(readXmlText(repeated("<array>", 10000000)), "Too many nested arrays or dictionaries, failing on line 1");
-  EXPECT_EQ(readXmlText(repeated("<!---->", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(readXmlText(repeated("<?a?>", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(readXmlText("<array>" + repeated("<a ", 5000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[", 5000000)), "Could not find end of CDATA started on line 1");
-  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[]]>&amp;", 2000000)), "Encountered unexpected EOF");
-  EXPECT_EQ(readXmlText("<array>" + repeated("<dict/>", 3000000)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText(repeated("<array>", 10000000 / kShortening)),
+            "Too many nested arrays or dictionaries, failing on line 1");
+  EXPECT_EQ(readXmlText(repeated("<!---->", 5000000 / kShortening)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText(repeated("<?a?>", 5000000 / kShortening)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<array>" + repeated("<a ", 5000000 / kShortening)), "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[", 5000000 / kShortening)),
+            "Could not find end of CDATA started on line 1");
+  EXPECT_EQ(readXmlText("<string>" + repeated("<![CDATA[]]>&amp;", 2000000 / kShortening)),
+            "Encountered unexpected EOF");
+  EXPECT_EQ(readXmlText("<array>" + repeated("<dict/>", 3000000 / kShortening)), "Encountered unexpected EOF");
 }
 
 TEST(XmlReader, AMillionKeysInOneDictionaryAreRead) {
