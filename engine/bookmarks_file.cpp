@@ -24,6 +24,19 @@ PropertyListDictionary firstChildTitled(PropertyListDictionary rootNode, std::st
   return {};
 }
 
+/// Where a node's title is written.
+struct TitlePlace {
+  PropertyListDictionary dictionary;
+  PropertyListKey key;
+};
+
+/// Deliberately the reverse of the order in which a title is read: a node with both keeps the title it is read by.
+TitlePlace titlePlaceIn(PropertyListDictionary bookmarkNode) {
+  const PropertyListDictionary uri = bookmarkNode.dictionary(kURIDictionaryKey);
+  if (uri) return {uri, kURITitleKey};
+  return {bookmarkNode, kTitleKey};
+}
+
 }  // namespace
 
 std::optional<std::string> Tarvel::bookmarksFilename() {
@@ -138,13 +151,6 @@ void Tarvel::setTitleForBookmarkNode(std::string_view title, PropertyListDiction
 void Tarvel::setTitleValue(PropertyListValue title, PropertyListDictionary bookmarkNode) {
   const TitlePlace place = titlePlaceIn(bookmarkNode);
   if (place.dictionary.string(place.key) != title.string()) place.dictionary.set(place.key, title);
-}
-
-/// Deliberately the reverse of the order in which a title is read: a node with both keeps the title it is read by.
-Tarvel::TitlePlace Tarvel::titlePlaceIn(PropertyListDictionary bookmarkNode) {
-  const PropertyListDictionary uri = bookmarkNode.dictionary(kURIDictionaryKey);
-  if (uri) return {uri, kURITitleKey};
-  return {bookmarkNode, kTitleKey};
 }
 
 BookmarkNodeType Tarvel::typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const {

@@ -121,7 +121,7 @@ void Tarvel::validateTitle(PropertyListDictionary node, TitleLookupSet& titles, 
   }
   if (!renameSamenamed_) return;
   if (insertObject(titles.titles, *title)) {
-    // Written back as it is. This has an effect only where titles are read and written in different places.
+    // Read from the node first, written to its "URIDictionary" first: of two titles the latter becomes a copy.
     if (const PropertyListValue own = node.get(kTitleKey); own.string()) setTitleValue(own, node);
     return;
   }
@@ -151,8 +151,7 @@ void Tarvel::renameBookmarkNode(PropertyListDictionary bookmarkNode, std::string
     platform_.systemLog.log("WARNING: assigning a possibly non-unique title “" + std::string(*candidate.string()) +
                             "” for bookmark node: " + descriptionOf(bookmarkNode));
   }
-  const TitlePlace place = titlePlaceIn(bookmarkNode);
-  place.dictionary.set(place.key, candidate);
+  setTitleValue(candidate, bookmarkNode);
   sortObserver_->entryRenamed(bookmarkNode, title, *candidate.string());
 }
 

@@ -52,8 +52,8 @@ class BookmarkSet {
   BookmarkSet(const BookmarkSet&) = delete;
   BookmarkSet& operator=(const BookmarkSet&) = delete;
 
-  /// Adds `bookmark`, which has an address, unless there is one with the same address. Returns that one, or a null
-  /// handle if added.
+  /// Returns the bookmark with the same address, if there is one. Otherwise adds `bookmark`, which must have an
+  /// address, and returns a null handle.
   [[nodiscard]] PropertyListDictionary insert(PropertyListDictionary bookmark) {
     bookmarks_.push_back(bookmark);
     const auto [place, isNew] = places_.insert(static_cast<std::uint32_t>(bookmarks_.size() - 1));
@@ -62,7 +62,7 @@ class BookmarkSet {
     return bookmarks_[*place];
   }
 
-  /// For other texts of the tree.
+  /// Hashes texts of the same tree. Copies share its cache.
   [[nodiscard]] const ListTextHash& textHash() const { return textHash_; }
 
  private:
@@ -81,7 +81,7 @@ class BookmarkSet {
     const BookmarkSet* set;
   };
 
-  /// Denser than the default: more of the table fits into a cache, as it does with places instead of bookmarks.
+  /// Above the default, to keep the table small: lookups wait for memory.
   static constexpr float kLoad = 0.8F;
 
   ListTextHash textHash_;

@@ -197,12 +197,6 @@ class Tarvel {
   [[nodiscard]] TarvelError writeBookmarks(const PropertyList& dictionary, const std::string& filename,
                                            const std::optional<FileVersion>& readVersion);
 
-  /// Where a node's title is written.
-  struct TitlePlace {
-    PropertyListDictionary dictionary;
-    PropertyListKey key;
-  };
-  [[nodiscard]] static TitlePlace titlePlaceIn(PropertyListDictionary bookmarkNode);
   [[nodiscard]] std::vector<std::uint32_t> orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const;
   [[nodiscard]] bool isTopLevelFixed(PropertyListDictionary node) const;
   static void setTitleValue(PropertyListValue title, PropertyListDictionary bookmarkNode);
