@@ -1,7 +1,5 @@
 // Ordering: the comparison of children, the folder sort, the whole-file sort, and the test for changes.
 
-#include <tsl/robin_map.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -10,6 +8,7 @@
 
 #include "engine/conditional_insert.h"
 #include "engine/tarvel.h"
+#include "engine/title_ranks.h"
 #include "engine/value_coercion.h"
 
 namespace tarvel {
@@ -42,35 +41,14 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
   return type == BookmarkNodeTypeLeaf ? 2 : 3;
 }
 
-/// The collator's ranks. A long title is ranked once, however many children have it: equal ones share one address.
-std::vector<std::uint32_t> ranksOf(std::span<const std::string_view> titles, Collator& collator) {
-  const auto isLong = [](std::string_view title) { return title.size() > kLongestShortText; };
-  if (std::ranges::none_of(titles, isLong)) return collator.rank(titles);
-  tsl::robin_map<const char*, std::uint32_t> known;
-  std::vector<std::string_view> distinct;
-  std::vector<std::uint32_t> places(titles.size());
-  for (std::size_t i = 0; i < titles.size(); ++i) {
-    const auto next = static_cast<std::uint32_t>(distinct.size());
-    places[i] = isLong(titles[i]) ? known.try_emplace(titles[i].data(), next).first->second : next;
-    // In a crafted file, two texts of different lengths can begin at the same address.
-    if (places[i] != next && distinct[places[i]].size() != titles[i].size()) places[i] = next;
-    if (places[i] == next) distinct.push_back(titles[i]);
-  }
-  const std::vector<std::uint32_t> ranks = collator.rank(distinct);
-  std::ranges::transform(places, places.begin(), [&](std::uint32_t place) { return ranks[place]; });
-  return places;
-}
-
-/// Ranks the titles of each group by themselves, since no two of different groups are compared. `entries` come by
-/// group.
+/// Ranks each group by itself: ranks depend on every title of a call, and titles of another group must not move those
+/// of this one. `entries` are sorted by group.
 void rankGroups(std::span<SortEntry> entries, Collator& collator) {
   while (!entries.empty()) {
-    const auto isOther = [&](const SortEntry& entry) { return entry.group != entries.front().group; };
-    const auto group =
-        entries.first(static_cast<std::size_t>(std::ranges::find_if(entries, isOther) - entries.begin()));
+    const std::span group = std::ranges::equal_range(entries, entries.front().group, {}, &SortEntry::group);
     std::vector<std::string_view> titles(group.size());
     std::ranges::transform(group, titles.begin(), &SortEntry::title);
-    const std::vector<std::uint32_t> ranks = ranksOf(titles, collator);
+    const std::vector<std::uint32_t> ranks = ranksOfTitles(titles, collator);
     for (std::size_t i = 0; i < group.size(); ++i) group[i].rank = ranks[i];
     entries = entries.subspan(group.size());
   }
@@ -90,6 +68,15 @@ PropertyListArray inOrder(PropertyListArray children, std::span<const std::uint3
   const PropertyListArray ordered = children.value().tree()->makeArray(order.size());
   for (const std::uint32_t position : order) ordered.append(children.at(position));
   return ordered;
+}
+
+/// A node without an identifier does not even equal itself.
+bool haveSameUUID(PropertyListDictionary first, PropertyListDictionary second) {
+  const PropertyListValue uuid = first.get(kWebBookmarkUUIDKey);
+  if (first == second) return uuid.type() == PropertyListType::kString;
+  const auto a = uuid.uniqueString();
+  const auto b = second.get(kWebBookmarkUUIDKey).uniqueString();
+  return a && b && SameListText()(*a, *b);
 }
 
 void appendAll(PropertyListArray from, PropertyListArray to) {
@@ -113,7 +100,7 @@ std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray b
     const std::uint32_t group = groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_);
     entries.push_back({group, 0, position, titleFromBookmarkNode(node).value_or("")});
   }
-  sortUnlessSorted(entries);
+  sortUnlessSorted(entries);  // By group, as all ranks are still 0.
   rankGroups(entries, platform_.collator);
   sortUnlessSorted(entries);
   std::vector<std::uint32_t> order(count);
@@ -200,25 +187,19 @@ PropertyListDictionary Tarvel::sortBookmarksWithRootDictionaryAndDidSortFlag(Pro
 
 bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary first,
                                                         PropertyListDictionary second) const {
-  // Both trees share their bookmarks. Even so, a bookmark without an identifier does not equal itself.
-  const PropertyListValue firstUUID = first.get(kWebBookmarkUUIDKey);
-  if (firstUUID.type() != PropertyListType::kString) return false;
-  if (first == second) {
-    if (!first.get(kChildrenKey)) return true;
-  } else {
-    const auto secondUUID = second.get(kWebBookmarkUUIDKey).uniqueString();
-    if (!secondUUID || !SameListText()(*firstUUID.uniqueString(), *secondUUID)) return false;
-  }
+  if (!haveSameUUID(first, second)) return false;
+  if (first == second && !first.get(kChildrenKey)) return true;  // A bookmark, which both trees share.
   if (boolValue(first.get(kShouldOmitFromUIKey)) && boolValue(second.get(kShouldOmitFromUIKey))) return true;
   const PropertyListArray firstChildren = first.array(kChildrenKey);
   const PropertyListArray secondChildren = second.array(kChildrenKey);
   if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
   if (firstChildren.size() != secondChildren.size()) return false;
   std::size_t index = 0;
-  return std::ranges::all_of(firstChildren, [&](PropertyListValue child) {
-    const PropertyListValue other = secondChildren.at(index++);
-    return areBookmarksEqualInDictionaryAndDictionary(child.dictionary(), other.dictionary());
-  });
+  for (const PropertyListValue child : firstChildren) {
+    const PropertyListDictionary other = secondChildren.at(index++).dictionary();
+    if (!areBookmarksEqualInDictionaryAndDictionary(child.dictionary(), other)) return false;
+  }
+  return true;
 }
 
 std::size_t Tarvel::numberOfBookmarksInDictionary(PropertyListDictionary dictionary) const {
