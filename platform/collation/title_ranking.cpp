@@ -22,7 +22,8 @@ class DirectOrder {
   /// Titles that are in order already take one comparison each.
   [[nodiscard]] std::vector<Placed> of(const std::vector<std::uint32_t>& titles) {
     std::vector<Placed> placed = placedUpToDescent(titles);
-    return placed.size() == titles.size() ? placed : placedAsTheyAre(insertEach(titles));
+    if (placed.size() == titles.size()) return placed;
+    return placedAsTheyAre(insertEach(titles));
   }
 
  private:
