@@ -16,13 +16,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<const char*, 5> kVariables = {"TARVEL_RECORD", "HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR",
-                                                   "DBUS_SESSION_BUS_ADDRESS"};
+constexpr std::array<const char*, 5> kFolderVariables = {"TARVEL_RECORD", "HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR",
+                                                         "DBUS_SESSION_BUS_ADDRESS"};
 
 }  // namespace
 
 ServiceHome::ServiceHome() {
-  for (const char* name : kVariables) {
+  for (const char* name : kFolderVariables) {
     if (const char* value = std::getenv(name)) previous_[name] = value;
     ::unsetenv(name);
   }
@@ -40,7 +40,7 @@ ServiceHome::~ServiceHome() {
   // Without a manager the agent is a child of this process.
   while (::waitpid(-1, nullptr, WNOHANG) > 0) {
   }
-  for (const char* name : kVariables) {
+  for (const char* name : kFolderVariables) {
     ::unsetenv(name);
     if (previous_.contains(name)) ::setenv(name, previous_[name].c_str(), 1);
   }
