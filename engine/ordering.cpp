@@ -45,7 +45,8 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
 /// of this one. `entries` are sorted by group.
 void rankGroups(std::span<SortEntry> entries, Collator& collator) {
   while (!entries.empty()) {
-    const std::span group = std::ranges::equal_range(entries, entries.front().group, {}, &SortEntry::group);
+    const auto isOther = [&](const SortEntry& entry) { return entry.group != entries.front().group; };
+    const std::span<SortEntry> group(entries.begin(), std::ranges::find_if(entries, isOther));
     std::vector<std::string_view> titles(group.size());
     std::ranges::transform(group, titles.begin(), &SortEntry::title);
     const std::vector<std::uint32_t> ranks = ranksOfTitles(titles, collator);
