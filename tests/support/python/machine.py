@@ -191,15 +191,20 @@ class Machine:
         return self
 
     def wait_until_idle(self):
-        """Waits until the agent's thread does not wake for a tenth of a second."""
+        """Waits until the agent's thread sleeps for a tenth of a second, instead of waiting for a processor."""
         status = pathlib.Path(f"/proc/{self.process.pid}/status")
 
+        def sleep():
+            text = status.read_text()
+            return "State:\tS" in text and text.partition("voluntary_ctxt_switches")[2]
+
         def is_idle():
-            before = status.read_text().partition("voluntary_ctxt_switches")[2]
+            before = sleep()
             time.sleep(0.1)
-            return status.read_text().partition("voluntary_ctxt_switches")[2] == before
+            return before and sleep() == before
 
         wait_for(is_idle, "the agent to be idle")
+        return self
 
     def read(self):
         return plistlib.loads(self.file.read_bytes())
