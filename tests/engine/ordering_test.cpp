@@ -313,6 +313,19 @@ TEST_F(Ordering, EqualityComparesTheChildrenOfFoldersWithAFalseOmitFlag) {
   }
 }
 
+TEST_F(Ordering, ANodeWhoseIdentifierIsNoStringIsNotEvenEqualToItself) {
+  const PropertyList list = tree("A#1[ b#2 ]");
+  const PropertyListDictionary root = list.root.dictionary();
+  const PropertyListDictionary bookmark = childOf(root, 0);
+  ASSERT_TRUE(tarvel.areBookmarksEqualInDictionaryAndDictionary(bookmark, bookmark));
+  for (const PropertyListValue identifier :
+       {list.tree->makeInteger(2), list.tree->makeBoolean(true), list.tree->makeDictionary().value()}) {
+    bookmark.set(kWebBookmarkUUIDKey, identifier);
+    EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(bookmark, bookmark));
+    EXPECT_FALSE(tarvel.areBookmarksEqualInDictionaryAndDictionary(root, root));
+  }
+}
+
 TEST_F(Ordering, ANodeWithoutIdentifierIsNotEvenEqualToItself) {
   const PropertyList list = tree("A[ b#- ]");
   const PropertyListDictionary root = list.root.dictionary();
