@@ -26,23 +26,29 @@ constexpr std::string_view kIdentifierKey = "WebBookmarkUUID";
 constexpr auto kXml = static_cast<std::uint32_t>(PropertyListFormat::kXml);
 constexpr auto kBinary = static_cast<std::uint32_t>(PropertyListFormat::kBinary);
 
-/// Large enough for several writes. Sorting keeps the big value, an unknown key.
+/// An unknown key, which sorting keeps. Its value makes the file large enough for several writes.
+constexpr std::string_view kFillerKey = "Filler";
+
+std::vector<std::uint8_t> filler() { return std::vector<std::uint8_t>(700'000, 'x'); }
+
 std::string unsortedFile() {
   PlistSerialization serialization;
   const PropertyList list = tree(
       "Root[ BookmarksBar[ b a ] BookmarksMenu[ zebra apple lower[ d c ] ] "
       "\"z folder\"[ second first ] \"a folder\"[ y x ] ]");
-  const std::vector<std::uint8_t> big(700'000, 'x');
-  list.root.dictionary().set(PropertyListKey{"Filler"}, list.tree->makeData(big));
+  list.root.dictionary().set(PropertyListKey{kFillerKey}, list.tree->makeData(filler()));
   return serialization.dataWithPropertyList(list, kBinary).data.joined();
 }
 
-/// The property list as text without its root's identifier; empty for incomplete bytes.
+/// The property list as text without its root's identifier and the filler. Empty when bytes or filler are not whole.
 std::string textWithoutIdentifier(const std::string& bytes) {
   PlistSerialization serialization;
   const PropertyListReading reading = serialization.propertyListFromData(Data::copyOf(bytes));
   const PropertyListDictionary root = reading.list.root.dictionary();
   if (reading.error || !root) return {};
+  const auto kept = root.get(kFillerKey).data();
+  if (!kept || !std::ranges::equal(*kept, filler())) return {};
+  root.remove(PropertyListKey{kFillerKey});
   root.remove(PropertyListKey{kIdentifierKey});
   return serialization.dataWithPropertyList(reading.list, kXml).data.joined();
 }
@@ -145,9 +151,7 @@ int CrashHome::runWithoutUnnamedFiles(const TracedProgram& program) {
   return runTraced(program, refuse).exitStatus;
 }
 
-int CrashHome::run(const TracedProgram& program) {
-  return runTraced(program, [](pid_t, const SystemCall&) { return CallVerdict{}; }).exitStatus;
-}
+int CrashHome::run(const TracedProgram& program) { return runUntraced(program); }
 
 bool CrashHome::isUnsorted() const { return folder_.read("browser/Bookmarks.plist") == unsorted_; }
 
