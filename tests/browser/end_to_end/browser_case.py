@@ -32,20 +32,22 @@ def missing():
 
 
 class BrowserCase(unittest.TestCase):
-    """One browser for the class, emptied before each test."""
+    """One browser for the script, emptied before each test."""
 
-    @classmethod
-    def make_browser(cls, host=HOST):
+    browser = None
+
+    @staticmethod
+    def make_browser(host=HOST):
         home = tempfile.mkdtemp(prefix="tarvel-test-")
-        cls.addClassCleanup(shutil.rmtree, home, ignore_errors=True)
+        unittest.addModuleCleanup(shutil.rmtree, home, ignore_errors=True)
         browser = FAMILY(home, EXTENSION, host)
-        cls.addClassCleanup(browser.stop)
+        unittest.addModuleCleanup(browser.stop)
         return browser.start()
 
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        cls.browser = cls.make_browser()
+        BrowserCase.browser = BrowserCase.browser or cls.make_browser()
         cls.browser.open_page()
 
     def setUp(self):

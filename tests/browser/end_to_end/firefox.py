@@ -22,6 +22,9 @@ class Firefox(RunningBrowser):
         "browser.startup.page": 0,
         "datareporting.policy.dataSubmissionEnabled": False,
         "app.normandy.enabled": False,
+        # Less to draw and to start in advance.
+        "layout.frame_rate": 5,
+        "dom.ipc.processPrelaunch.enabled": False,
         "browser.bookmarks.restore_default_bookmarks": False,
         "extensions.autoDisableScopes": 0,
         # Otherwise Firefox offers its safe mode after several kills.

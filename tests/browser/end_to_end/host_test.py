@@ -81,7 +81,7 @@ class HostTest(BrowserCase):
         wait_for(lambda: not self.browser.host_processes(), "the end of the host")
 
     def test_killed_in_the_middle_of_a_run(self):
-        count = 300 if IS_FIREFOX else 3000
+        count = 300
         self.browser.add("other", [("Folder", [f"{number:05}" for number in range(count, 0, -1)])])
         before = self.browser.tree()
         self.reload()
