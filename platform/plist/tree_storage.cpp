@@ -6,9 +6,9 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <random>
 
 #include "platform/plist/generalised_text.h"
+#include "platform/text/random_key.h"
 
 namespace tarvel {
 
@@ -23,7 +23,7 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
 
 }  // namespace
 
-PropertyListTree::Storage::Storage() : hashSeed(std::uint64_t{std::random_device()()} << 32 | std::random_device()()) {}
+PropertyListTree::Storage::Storage() : hashSeed(randomKey()) {}
 
 std::uint8_t* BumpArena::addBlock(std::size_t size) {
   LargeVector<std::uint8_t>& block = blocks_.emplace_back();

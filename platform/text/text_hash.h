@@ -6,23 +6,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <random>
 #include <string_view>
 
 #include "platform/property_list.h"
+#include "platform/text/random_key.h"
 
 namespace tarvel {
 
 /// Hashes texts with a random key, so that no file can be crafted whose texts collide.
 struct KeyedTextHash {
-  KeyedTextHash() {
-    std::random_device random;
-    key = std::uint64_t{random()} << 32 | random();
-  }
-
   std::size_t operator()(std::string_view text) const { return XXH3_64bits_withSeed(text.data(), text.size(), key); }
 
-  std::uint64_t key;
+  std::uint64_t key = randomKey();
 };
 
 /// The same for texts from PropertyListValue::uniqueString(). The hash of a long text is cached by its address, so that
