@@ -18,12 +18,13 @@ LIBDIR = os.environ["TARVEL_LIBDIR"]
 VERSION = os.environ["TARVEL_VERSION"]
 CMAKE = os.environ["TARVEL_CMAKE"]
 COMPILER = os.environ["TARVEL_COMPILER"]
+CACHE = [tool for tool in [shutil.which("ccache")] if tool]
 EXAMPLE = SOURCE / "examples/sort_file"
 
 
-def run(*arguments, **environment):
+def run(*arguments, cwd=None, **environment):
     variables = {**os.environ, "LC_ALL": "C.UTF-8", **{name: str(value) for name, value in environment.items()}}
-    done = subprocess.run([str(a) for a in arguments], env=variables, capture_output=True, text=True, check=False)
+    done = subprocess.run([str(a) for a in arguments], env=variables, cwd=cwd, capture_output=True, text=True, check=False)
     if done.returncode != 0:
         raise AssertionError(f"{arguments[0]} ended with {done.returncode}:\n{done.stdout}{done.stderr}")
     return done.stdout
@@ -104,7 +105,9 @@ class Library(unittest.TestCase):
         for header in headers:
             source = self.root / "header.cpp"
             source.write_text(f"#include <{header}>\n#include <{header}>\n")
-            run(COMPILER, "-std=c++20", "-fsyntax-only", "-Wall", "-Werror", f"-I{self.prefix}/include/tarvel", source)
+            # Relative, so that the cache of the compiler knows the files again in another folder.
+            run(*CACHE, COMPILER, "-std=c++20", "-Wall", "-Werror", "-Imoved/include/tarvel", "-c", source.name, "-o", "header.o",
+                cwd=self.root)
 
     def symbols(self):
         """(kind, name, version) of each exported symbol."""
