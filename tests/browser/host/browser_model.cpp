@@ -21,22 +21,25 @@ std::string BrowserModel::add(const std::string& parent, const std::string& titl
 
 nlohmann::json BrowserModel::nodeAsJson(const std::string& id, std::size_t index) const {
   const Node& node = nodes_.at(id);
-  nlohmann::json json = {{"id", id}, {"title", node.title}, {"index", index}, {"dateAdded", node.dateAdded}};
+  // Not from an initializer list, whose values would be copied.
+  nlohmann::json json;
+  json["id"] = id;
+  json["title"] = node.title;
+  json["index"] = index;
+  json["dateAdded"] = node.dateAdded;
   if (family_ == BrowserFamily::kFirefox) json["type"] = node.type;
   if (node.type == "separator") json["url"] = "data:";
   if (node.type == "bookmark") json["url"] = node.address;
   if (node.type != "folder") return json;
-  json["children"] = nlohmann::json::array();
-  for (std::size_t i = 0; i < node.children.size(); ++i) {
-    json["children"].push_back(nodeAsJson(node.children[i], i));
-  }
+  nlohmann::json& children = json["children"] = nlohmann::json::array();
+  for (std::size_t i = 0; i < node.children.size(); ++i) children.push_back(nodeAsJson(node.children[i], i));
   return json;
 }
 
 nlohmann::json BrowserModel::tree() const {
   nlohmann::json top = {{"id", "root"}, {"title", ""}, {"children", nlohmann::json::array()}};
   for (std::size_t i = 0; i < roots_.size(); ++i) top["children"].push_back(nodeAsJson(roots_[i], i));
-  return nlohmann::json::array({top});
+  return nlohmann::json::array({std::move(top)});
 }
 
 bool BrowserModel::isWithin(const std::string& id, const std::string& folder) const {

@@ -16,7 +16,7 @@ namespace tarvel {
 
 namespace {
 
-constexpr std::uint32_t kSeeds = kIsSanitized ? 100 : 400;
+constexpr std::uint32_t kSeeds = casesOf(400);
 
 class BothBrowsers : public testing::TestWithParam<BrowserFamily> {};
 INSTANTIATE_TEST_SUITE_P(Plans, BothBrowsers, testing::Values(BrowserFamily::kChromium, BrowserFamily::kFirefox),

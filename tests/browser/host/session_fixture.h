@@ -39,9 +39,9 @@ struct SessionFixture {
   }
   void reconnect() { session = connect(); }
 
-  /// Every reply to a message.
-  std::vector<nlohmann::json> ask(const nlohmann::json& message) { return askText(message.dump()); }
-  std::vector<nlohmann::json> askText(std::string text) {
+  /// Every reply to a message, until the next one.
+  const std::vector<nlohmann::json>& ask(const nlohmann::json& message) { return askText(message.dump()); }
+  const std::vector<nlohmann::json>& askText(std::string text) {
     replies.clear();
     (void)session->answer(text);
     return replies;
