@@ -59,7 +59,7 @@ TEST_F(Endurance, AThousandSortsLeakNoMemoryDescriptorsOrFiles) {
   std::size_t early = 0;
   std::size_t earlyDescriptors = 0;
   // The sanitizers report a leak after any number.
-  constexpr int kRounds = kIsSanitized ? 250 : 1000;
+  constexpr int kRounds = casesOf(1000);
   for (int round = 0; round < kRounds; ++round) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytesOf(manyBookmarks(round));
     eventStreams.post(deletingLastPathComponent(path));

@@ -11,11 +11,12 @@
 #include "engine/value_coercion.h"
 #include "tests/support/engine_fixture.h"
 #include "tests/support/random_tree.h"
+#include "tests/support/sanitized.h"
 
 namespace tarvel {
 namespace {
 
-constexpr std::uint32_t kTrees = 400;
+constexpr std::uint32_t kTrees = casesOf(400);
 constexpr const char* kTreeFile = "/f/Bookmarks.plist";
 
 struct RandomTrees : testing::TestWithParam<int>, EngineFixture {

@@ -6,13 +6,15 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/collation/alphabet.h"
+#include "tests/support/sanitized.h"
 #include "tests/support/vectors.h"
 
 namespace tarvel::collation_test {
 
 std::vector<std::string> collationLocales() {
   std::vector<std::string> locales{""};
-  for (std::int32_t i = 0; i < ucol_countAvailable(); ++i) locales.emplace_back(ucol_getAvailable(i));
+  const std::int32_t step = kIsSanitized ? 4 : 1;
+  for (std::int32_t i = 0; i < ucol_countAvailable(); i += step) locales.emplace_back(ucol_getAvailable(i));
   return locales;
 }
 

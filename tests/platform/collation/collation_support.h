@@ -23,7 +23,8 @@ inline std::vector<std::string_view> viewsOf(const std::vector<std::string>& tit
   return {titles.begin(), titles.end()};
 }
 
-/// Names of every locale for which ICU has an order of its own, and the root locale.
+/// Names of every locale for which ICU has an order of its own, or of a quarter in a sanitized program, and the root
+/// locale.
 std::vector<std::string> collationLocales();
 
 /// Titles of up to `longest` characters out of `alphabet`.
