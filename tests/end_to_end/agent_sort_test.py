@@ -97,7 +97,7 @@ class Watching(AgentTestCase):
         self.machine.write(unsorted_root(), target)
         self.machine.file.symlink_to(target)
         self.machine.set(AutoSortMode=True, BookmarksUpdateLatency=1)
-        self.machine.start().wait_until_watching().wait_until_idle()
+        self.machine.start().wait_until_watching()
         self.machine.write(unsorted_root("d", "c"), target)
         self.wait_for_sort()
         self.assertTrue(self.machine.file.is_symlink())

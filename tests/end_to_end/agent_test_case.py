@@ -36,7 +36,7 @@ class AgentTestCase(unittest.TestCase):
         self.machine.write(unsorted_root())
         self.machine.set(AutoSortMode=True, BookmarksUpdateLatency=latency, **settings)
         # A folder that is replaced while the stream starts was replaced before.
-        self.machine.start().wait_until_watching().wait_until_idle()
+        self.machine.start().wait_until_watching()
 
     def is_sorted(self):
         try:

@@ -170,7 +170,8 @@ class Machine:
         return self._log.decode(errors="replace").replace("\r\n", "\n")
 
     def wait_until_watching(self):
-        """Waits until /proc shows an inotify watch of the agent on the folder."""
+        """Waits until /proc shows an inotify watch of the agent on the folder, and the agent has started: a change until
+        then counts as before the start."""
         inode = f"ino:{self.folder.stat().st_ino:x} "
 
         def watches():
@@ -188,7 +189,7 @@ class Machine:
         wait_for(lambda: watches() or self.process.poll() is not None, "the agent to watch the folder")
         if self.process.poll() is not None:
             raise AssertionError(f"the agent ended with {self.process.returncode}: {self.log()}")
-        return self
+        return self.wait_until_idle()
 
     def wait_until_idle(self):
         """Waits until the agent's thread sleeps for a tenth of a second, instead of waiting for a processor."""
