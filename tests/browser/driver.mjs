@@ -1,5 +1,5 @@
 // Drives a real browser for page_test.py: a request in each line of the input, an answer in each line of the output, both
-// JSON. {"op": "open", ...} makes a fresh window; the other requests are about that one.
+// JSON. {"op": "open", ...} shows a page; the other requests are about that one.
 
 import { createRequire } from "node:module";
 import { createInterface } from "node:readline";
@@ -16,29 +16,40 @@ const browser = await chromium.launch({
 
 let context = null;
 let page = null;
+// What the context was made with: another one takes longer than all that a test does in it.
+let made = null;
+// Where the page is.
+let address = null;
 // What a page that is shown, and no more, never does.
 let noticed = [];
 
+async function openContext(options) {
+  if (made === JSON.stringify(options)) return;
+  made = JSON.stringify(options);
+  await context?.close();
+  context = await browser.newContext(options);
+  page = await context.newPage();
+  page.on("request", (request) => {
+    if (request.url() !== address) noticed.push(`request ${request.url()}`);
+  });
+  page.on("console", (message) => noticed.push(`console ${message.text()}`));
+  page.on("pageerror", (error) => noticed.push(`error ${error}`));
+  page.on("dialog", (dialog) => {
+    noticed.push(`dialog ${dialog.message()}`);
+    dialog.dismiss();
+  });
+  page.on("popup", () => noticed.push("popup"));
+  page.on("framenavigated", (frame) => {
+    if (!frame.url().startsWith(address)) noticed.push(`navigation ${frame.url()}`);
+  });
+}
+
 const requests = {
   async open({ path, scripts = true, width = 1280, height = 900, scheme = "light" }) {
-    await context?.close();
+    await openContext({ javaScriptEnabled: scripts, colorScheme: scheme });
+    await page.setViewportSize({ width, height });
+    address = pathToFileURL(path).href;
     noticed = [];
-    context = await browser.newContext({ javaScriptEnabled: scripts, viewport: { width, height }, colorScheme: scheme });
-    page = await context.newPage();
-    const address = pathToFileURL(path).href;
-    page.on("request", (request) => {
-      if (request.url() !== address) noticed.push(`request ${request.url()}`);
-    });
-    page.on("console", (message) => noticed.push(`console ${message.text()}`));
-    page.on("pageerror", (error) => noticed.push(`error ${error}`));
-    page.on("dialog", (dialog) => {
-      noticed.push(`dialog ${dialog.message()}`);
-      dialog.dismiss();
-    });
-    page.on("popup", () => noticed.push("popup"));
-    page.on("framenavigated", (frame) => {
-      if (!frame.url().startsWith(address)) noticed.push(`navigation ${frame.url()}`);
-    });
     await page.goto(address);
     return null;
   },
