@@ -140,8 +140,8 @@ class PropertyListArray {
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
   class Iterator;
-  /// Iterates over the elements in order, and prefetches what their dictionaries refer to. The array must not change
-  /// meanwhile.
+  /// Iterates over the elements in order, and brings what their dictionaries refer to into the cache before. The array
+  /// must not change meanwhile.
   [[nodiscard]] Iterator begin() const;
   [[nodiscard]] Iterator end() const;  ///< Behind the last element.
 
@@ -160,6 +160,7 @@ class PropertyListArray {
  private:
   friend struct PropertyListAccess;
   explicit PropertyListArray(PropertyListValue value) : value_(value) {}
+  [[nodiscard]] bool fetchElements() const;
   void prefetchAfter(std::size_t index) const;
 
   PropertyListValue value_;
@@ -175,7 +176,7 @@ class PropertyListArray::Iterator {
 
   /// The element.
   PropertyListValue operator*() const {
-    array_.prefetchAfter(index_);
+    if (!isFetched_) array_.prefetchAfter(index_);
     return array_.at(index_);
   }
   /// To the next element.
@@ -190,18 +191,21 @@ class PropertyListArray::Iterator {
     return old;
   }
   /// Whether both are at one position of one array.
-  friend bool operator==(const Iterator&, const Iterator&) = default;
+  friend bool operator==(const Iterator& a, const Iterator& b) { return a.index_ == b.index_ && a.array_ == b.array_; }
 
  private:
   friend class PropertyListArray;
-  Iterator(PropertyListArray array, std::size_t index) : array_(array), index_(index) {}
+  Iterator(PropertyListArray array, std::size_t index, bool isFetched)
+      : array_(array), index_(index), isFetched_(isFetched) {}
 
   PropertyListArray array_;
   std::size_t index_ = 0;
+  /// Whether the elements are in the cache already.
+  bool isFetched_ = true;
 };
 
-inline PropertyListArray::Iterator PropertyListArray::begin() const { return {*this, 0}; }
-inline PropertyListArray::Iterator PropertyListArray::end() const { return {*this, size()}; }
+inline PropertyListArray::Iterator PropertyListArray::begin() const { return {*this, 0, fetchElements()}; }
+inline PropertyListArray::Iterator PropertyListArray::end() const { return {*this, size(), true}; }
 
 /// A reference to a mutable dictionary: copies of the handle refer to the same dictionary. A null handle tests false,
 /// has no entries and returns absent values; it must not be written to.

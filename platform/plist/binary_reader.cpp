@@ -84,6 +84,7 @@ class BinaryReader {
   void reencode(std::uint32_t number, const std::uint8_t* object);
 
   bool openContainer(std::uint32_t number, Slot& slot);
+  void fetchElements(const Frame& array);
   const KnownKeys* findKeys(const std::uint8_t* references, std::uint32_t count);
   const KnownKeys* lookUpKeys(const std::uint8_t* references, std::uint32_t count, std::size_t size);
   bool readKeys(const std::uint8_t* references, std::uint32_t count, KnownKeys& known);
@@ -337,12 +338,27 @@ bool BinaryReader::openContainer(std::uint32_t number, Slot& slot) {
     frame.count = known->count;
     if (!known->kept.empty()) frame.kept = known->kept.data();
   }
+  if (shape == kArrayShape) fetchElements(frame);
   frame.container = storage_.addContainer(shape, frame.count, number);
   storage_.containers[frame.container].count = frame.count;
   slot = kContainerTag | frame.container;
   seen_[number] = Seen::kOpenContainer;
   stack_.push_back(frame);
   return true;
+}
+
+/// Brings the elements of an array into the cache, which may lie in the file in another order.
+void BinaryReader::fetchElements(const Frame& array) {
+  std::uint32_t first = source_.objectCount;
+  std::uint32_t last = 0;
+  for (std::uint32_t i = 0; i < array.count; ++i) {
+    const std::uint64_t number =
+        readUnsigned(array.references + std::size_t{i} * source_.referenceWidth, source_.referenceWidth);
+    if (number >= source_.objectCount) return;
+    first = std::min(first, static_cast<std::uint32_t>(number));
+    last = std::max(last, static_cast<std::uint32_t>(number));
+  }
+  if (first <= last) (void)source_.fetchStretch(first, last, array.count);
 }
 
 /// Real files repeat a few key lists over and over: the same references are the same keys. Null after a failure.

@@ -169,6 +169,10 @@ PropertyListValue PropertyListArray::at(std::size_t index) const {
   return Access::value(value_.tree(), container.slots[index]);
 }
 
+bool PropertyListArray::fetchElements() const {
+  return !value_ || Access::storage(value_).fetchElements(Access::container(value_));
+}
+
 void PropertyListArray::prefetchAfter(std::size_t index) const {
   const Container& container = Access::container(value_);
   const Access::Storage& storage = Access::storage(value_);
@@ -201,9 +205,10 @@ void PropertyListArray::retainBackwards(const std::function<bool(PropertyListVal
   // Kept elements gather at the far end, over elements already visited; one move at the end closes the gap.
   std::uint32_t firstKept = container.count;
   const Access::Storage& storage = Access::storage(value_);
+  const bool isFetched = storage.fetchElements(container);
   for (std::uint32_t i = container.count; i-- > 0;) {
-    if (i >= 2 * kLookAhead) storage.prefetchOffsets(container.slots[i - 2 * kLookAhead]);
-    if (i >= kLookAhead) storage.prefetch(container.slots[i - kLookAhead], kPrefetchDepth);
+    if (!isFetched && i >= 2 * kLookAhead) storage.prefetchOffsets(container.slots[i - 2 * kLookAhead]);
+    if (!isFetched && i >= kLookAhead) storage.prefetch(container.slots[i - kLookAhead], kPrefetchDepth);
     const Slot slot = container.slots[i];
     if (keep(Access::value(value_.tree(), slot))) container.slots[--firstKept] = slot;
   }

@@ -169,6 +169,9 @@ struct SourceFile {
   [[nodiscard]] const std::uint8_t* object(std::uint32_t number) const {
     return data.bytes().data() + readUnsigned(offsetTable + std::size_t{number} * offsetWidth, offsetWidth);
   }
+  /// Brings the stretch of the file from one object to another into the cache, with some bytes behind. False, and
+  /// nothing is done, if it is long for its number of elements.
+  [[nodiscard]] bool fetchStretch(std::uint32_t first, std::uint32_t last, std::uint32_t elements) const;
 };
 
 struct PropertyListTree::Storage {
@@ -201,6 +204,9 @@ struct PropertyListTree::Storage {
     return markerKind(*object) == kUtf16Marker ? decodedText(slot, object) : std::string_view();
   }
 
+  /// The same for the stretch that the containers of an array lie in, with their leaves. A writer that follows the tree
+  /// puts them together. After a sort they lie there in another order than in the array, and each would be waited for.
+  [[nodiscard]] bool fetchElements(const Container& array) const;
   /// Asks for the bytes that a dictionary's leaves begin with: they lie all over a file larger than any cache.
   void prefetch(Slot slot, int depth) const;
   /// Asks for what prefetch() reads to find them: their offsets. After a sort, these too lie in another order than that
