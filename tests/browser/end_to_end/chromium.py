@@ -175,7 +175,7 @@ class Chromium(RunningBrowser):
     changes = {
         "add": "chrome.bookmarks.create({ parentId: folder, title: '00000', url: 'https://example.org/new' })",
         "move": "chrome.bookmarks.getChildren(folder).then((all) => chrome.bookmarks.move(all.at(-1).id, { index: 0 }))",
-        "remove": "chrome.bookmarks.getChildren(folder).then((all) => chrome.bookmarks.remove(all[100].id))",
+        "remove": "chrome.bookmarks.getChildren(folder).then((all) => chrome.bookmarks.remove(all[60].id))",
         "sort by name": "chrome.bookmarkManagerPrivate.sortChildren(folder)",
         "import": """(async () => {
           for (let i = 500; i > 0; i--) {

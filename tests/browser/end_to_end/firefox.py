@@ -195,7 +195,7 @@ class Firefox(RunningBrowser):
     changes = {
         "add": "await PlacesUtils.bookmarks.insert({ parentGuid: folder, title: '00000', url: 'https://example.org/new' })",
         "move": "await PlacesUtils.bookmarks.update({ guid: (await children()).at(-1).guid, index: 0 })",
-        "remove": "await PlacesUtils.bookmarks.remove((await children())[100].guid)",
+        "remove": "await PlacesUtils.bookmarks.remove((await children())[60].guid)",
         "sort by name": """await PlacesUtils.bookmarks.reorder(
           folder, (await children()).sort((a, b) => (a.title < b.title ? -1 : 1)).map((child) => child.guid))""",
         "import": """for (let i = 500; i > 0; i--) {

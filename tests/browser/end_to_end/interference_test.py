@@ -6,7 +6,7 @@ import re
 from browser_case import IS_LONG, BrowserCase, main
 from running_browser import wait_for
 
-MANY = 200
+MANY = 120
 #: Moves after which the user changes something.
 MIDDLE = 50
 

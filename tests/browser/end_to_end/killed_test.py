@@ -11,7 +11,7 @@ from browser_case import HOST, IS_FIREFOX, IS_LONG, BrowserCase, main
 from native_host import plan, shape, states
 from running_browser import wait_for
 
-MANY = 1000 if IS_LONG else 200
+MANY = 1000 if IS_LONG else 100
 MOMENTS = 20 if IS_LONG else 2
 #: Within which a run of that many moves ends.
 LONGEST = MANY * 0.006 if IS_FIREFOX else 4 if IS_LONG else 0.1
