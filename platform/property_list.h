@@ -140,8 +140,8 @@ class PropertyListArray {
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
   class Iterator;
-  /// Iterates over the elements in order, and brings what their dictionaries refer to into the cache before. The array
-  /// must not change meanwhile.
+  /// Iterates over the elements in order. What their dictionaries refer to is brought into the cache before it is
+  /// visited. The array must not change meanwhile.
   [[nodiscard]] Iterator begin() const;
   [[nodiscard]] Iterator end() const;  ///< Behind the last element.
 
