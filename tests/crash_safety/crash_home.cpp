@@ -29,7 +29,7 @@ constexpr auto kBinary = static_cast<std::uint32_t>(PropertyListFormat::kBinary)
 /// An unknown key, which sorting keeps. Its value makes the file large enough for several writes.
 constexpr std::string_view kFillerKey = "Filler";
 
-std::vector<std::uint8_t> filler() { return std::vector<std::uint8_t>(700'000, 'x'); }
+std::vector<std::uint8_t> filler() { return std::vector<std::uint8_t>(540'000, 'x'); }
 
 std::string unsortedFile() {
   PlistSerialization serialization;
