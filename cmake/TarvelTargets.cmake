@@ -48,14 +48,9 @@ if(TARVEL_COVERAGE)
   target_link_options(tarvel_flags INTERFACE --coverage)
 endif()
 
-# tarvel_hot(target): where a sort spends its time. Releases optimise it further, and builds with sanitizers nothing else:
-# compiling the rest takes longer than running it.
+# tarvel_hot(target): where a sort spends its time. Releases optimise it further.
 function(tarvel_hot target)
-  if(TARVEL_SANITIZERS)
-    target_compile_options(${target} PRIVATE -O1)
-  else()
-    target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
-  endif()
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O3>)
 endfunction()
 
 # tarvel_unoptimised(target): code of tests, where compiling takes longer than running.
