@@ -23,7 +23,7 @@ constexpr std::ptrdiff_t kLongestStretch = 1 << 16;
 constexpr std::ptrdiff_t kMostPerElement = 1024;
 constexpr std::ptrdiff_t kLastElement = 512;
 
-/// Brings memory into the cache. Processors drop most of so many prefetches.
+/// Brings memory into the cache. Processors may drop so many prefetches.
 void touch(const std::uint8_t* begin, const std::uint8_t* end) {
   for (; begin < end; begin += kCacheLine) (void)*static_cast<const volatile std::uint8_t*>(begin);
 }
