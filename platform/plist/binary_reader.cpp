@@ -23,7 +23,8 @@ constexpr std::size_t kHeaderSize = 8;
 /// What the reader knows of an object so far.
 enum class Seen : std::uint8_t {
   kNever,
-  kLeaf,
+  kLeaf,             ///< But no string.
+  kText,
   kOpenContainer,    ///< Around the object being read.
   kClosedContainer,  ///< Read before; referring to it again unfolds it once more.
   kReencoded,        ///< A string that had to be stored anew, see reencode().
@@ -58,11 +59,16 @@ bool isContainerKind(std::uint8_t marker) {
   return kind == kArrayMarker || kind == kSetMarker || kind == kDictionaryMarker;
 }
 
+bool isIntegerMarker(std::uint8_t marker) { return marker >= kIntegerMarker && marker <= kIntegerMarker + 4; }
+
+bool isTextKind(std::uint8_t marker) { return markerKind(marker) == kAsciiMarker || markerKind(marker) == kUtf16Marker; }
+
 class BinaryReader {
  public:
   BinaryReader(const Data& data, PropertyListTree& tree)
       : tree_(tree), storage_(PropertyListAccess::storage(tree)), source_(storage_.source) {
     source_.data = data;
+    source_.bytes = source_.data.bytes().data();
   }
 
   BinaryReading read();
@@ -71,24 +77,28 @@ class BinaryReader {
   bool readTrailer();
   bool checkOffsets();
   bool fail(const char* error);
+  /// The same where a slot is wanted: kNoSlot.
+  Slot refuse(const char* error) { return fail(error) ? 0 : kNoSlot; }
 
-  bool readObject(std::uint32_t number, Slot& slot);
-  bool readTree(Slot& root);
-  bool fill(Frame& frame, bool& descended);
-  bool resolve(std::uint32_t number, Slot& slot);
+  Slot readTree();
+  /// How far a container's slots were filled: not, as an object is faulty; up to the next container in it; or all.
+  enum class Filled : std::uint8_t { kNot, kUpToContainer, kToTheEnd };
+  Filled fill(Frame& frame);
+  Slot resolve(std::uint64_t reference);
+  Slot readObject(std::uint32_t number);
 
-  bool checkLeaf(std::uint32_t number, const std::uint8_t* object);
-  bool checkText(std::uint32_t number, const std::uint8_t* object);
+  Slot readText(std::uint32_t number, const std::uint8_t* object);
+  bool checkLeaf(const std::uint8_t* object);
+  bool checkCounted(const std::uint8_t* object, CountedContents& counted);
   bool hasPayload(const std::uint8_t* object, std::uint64_t size);
   bool readCount(const std::uint8_t* object, CountedContents& counted);
-  void reencode(std::uint32_t number, const std::uint8_t* object);
+  Slot reencode(std::uint32_t number, std::span<const std::uint8_t> latin1);
 
-  bool openContainer(std::uint32_t number, Slot& slot);
+  Slot openContainer(std::uint32_t number);
   void fetchElements(const Frame& array);
   const KnownKeys* findKeys(const std::uint8_t* references, std::uint32_t count);
   const KnownKeys* lookUpKeys(const std::uint8_t* references, std::uint32_t count, std::size_t size);
   bool readKeys(const std::uint8_t* references, std::uint32_t count, KnownKeys& known);
-  bool readReference(const std::uint8_t* at, std::uint32_t& number);
 
   PropertyListTree& tree_;
   PropertyListAccess::Storage& storage_;
@@ -115,8 +125,8 @@ bool BinaryReader::fail(const char* error) {
 
 BinaryReading BinaryReader::read() {
   BinaryReading reading;
-  Slot root = kNoSlot;
-  if (readTrailer() && checkOffsets() && readTree(root)) {
+  const Slot root = readTrailer() && checkOffsets() ? readTree() : kNoSlot;
+  if (root != kNoSlot) {
     reading.root = PropertyListAccess::value(&tree_, root);
     source_.leafBytes = source_.objectCount + kOverlapFactor * source_.data.size() - leafBytesLeft_;
   }
@@ -129,114 +139,98 @@ bool BinaryReader::readTrailer() {
   if (bytes.size() < kHeaderSize + kTrailerSize + 2) return fail("The file ends before its trailer.");
   const std::uint8_t* trailer = bytes.data() + bytes.size() - kTrailerSize;
   // The first five bytes are unused, the sixth is a sort version that means nothing to readers.
-  source_.offsetWidth = trailer[6];
-  source_.referenceWidth = trailer[7];
+  source_.offsetWidth = NumberWidth(trailer[6]);
+  source_.referenceWidth = NumberWidth(trailer[7]);
   const auto objectCount = loadBigEndian<std::uint64_t>(trailer + 8);
   const auto top = loadBigEndian<std::uint64_t>(trailer + 16);
   const auto table = loadBigEndian<std::uint64_t>(trailer + 24);
   const std::uint64_t tableEnd = bytes.size() - kTrailerSize;
-  if (source_.offsetWidth == 0 || source_.referenceWidth == 0) return fail("The trailer gives a width of zero.");
+  const std::size_t offsetBytes = source_.offsetWidth.bytes();
+  if (offsetBytes == 0 || source_.referenceWidth.bytes() == 0) return fail("The trailer gives a width of zero.");
   if (table <= kHeaderSize || table >= tableEnd) return fail("The table of objects lies outside the file.");
-  if (objectCount == 0 || objectCount > tableEnd || (tableEnd - table) % source_.offsetWidth != 0 ||
-      (tableEnd - table) / source_.offsetWidth != objectCount) {
+  if (objectCount == 0 || objectCount > tableEnd || (tableEnd - table) % offsetBytes != 0 ||
+      (tableEnd - table) / offsetBytes != objectCount) {
     return fail("The table of objects has another length than the trailer says.");
   }
   if (objectCount > kMaxSlotIndex) return fail("The file holds more objects than can be handled.");
   if (top >= objectCount) return fail("The top object does not exist.");
-  const auto cannotHold = [](std::size_t width, std::uint64_t most) { return width < 8 && most >> (8 * width) != 0; };
-  if (cannotHold(source_.offsetWidth, table) || cannotHold(source_.referenceWidth, objectCount)) {
+  if (!source_.offsetWidth.canHold(table) || !source_.referenceWidth.canHold(objectCount)) {
     return fail("The trailer gives widths that are too small for the file.");
   }
   source_.offsetTable = bytes.data() + table;
   source_.objectCount = static_cast<std::uint32_t>(objectCount);
   objectsEnd_ = source_.offsetTable;
   top_ = static_cast<std::uint32_t>(top);
-  unfoldingLeft_ = kUnfoldingAllowance + 2 * (bytes.size() / source_.referenceWidth);
+  unfoldingLeft_ = kUnfoldingAllowance + 2 * (bytes.size() / source_.referenceWidth.bytes());
   leafBytesLeft_ = kOverlapFactor * bytes.size();
   return true;
 }
 
 /// Checks that every offset is below the table, even of unreferenced objects.
 bool BinaryReader::checkOffsets() {
-  const auto limit = static_cast<std::uint64_t>(source_.offsetTable - source_.data.bytes().data());
-  const std::size_t width = source_.offsetWidth;
-  const std::uint8_t* at = source_.offsetTable;
-  for (std::uint32_t i = 0; i < source_.objectCount; ++i, at += width) {
-    if (readUnsigned(at, width) >= limit) return fail("An object lies outside the file.");
+  const auto limit = static_cast<std::uint64_t>(source_.offsetTable - source_.bytes);
+  for (std::uint32_t i = 0; i < source_.objectCount; ++i) {
+    if (source_.offsetWidth.read(source_.offsetTable, i) >= limit) return fail("An object lies outside the file.");
   }
   seen_.resize(source_.objectCount);
   return true;
 }
 
-bool BinaryReader::readTree(Slot& root) {
-  if (!resolve(top_, root)) return false;
+Slot BinaryReader::readTree() {
+  const Slot root = resolve(top_);
   while (!stack_.empty()) {
-    bool descended = false;
     // A descent may move the frames, so the frame is taken anew each time.
-    if (!fill(stack_.back(), descended)) return false;
-    if (descended) continue;
+    const Filled filled = fill(stack_.back());
+    if (filled == Filled::kNot) return kNoSlot;
+    if (filled == Filled::kUpToContainer) continue;
     seen_[stack_.back().object] = Seen::kClosedContainer;
     stack_.pop_back();
   }
-  return true;
+  return root;
 }
 
-/// Fills the container's slots up to the next container in it, or to the end.
-bool BinaryReader::fill(Frame& frame, bool& descended) {
+BinaryReader::Filled BinaryReader::fill(Frame& frame) {
   Slot* slots = storage_.containers[frame.container].slots;
-  const std::size_t depth = stack_.size();
-  while (frame.next < frame.count) {
-    const std::uint32_t entry = frame.next++;
+  for (std::uint32_t entry = frame.next; entry < frame.count; ++entry) {
     const std::uint32_t place = frame.kept == nullptr ? entry : frame.kept[entry];
-    std::uint32_t number = 0;
-    if (!readReference(frame.references + std::size_t{place} * source_.referenceWidth, number)) return false;
-    if (seen_[number] == Seen::kLeaf) {
-      slots[entry] = number;
-      continue;
-    }
-    if (!resolve(number, slots[entry])) return false;
-    if (stack_.size() != depth) {
-      descended = true;
-      return true;
-    }
+    frame.next = entry + 1;  // Before a descent, which may move the frame.
+    const Slot slot = resolve(source_.referenceWidth.read(frame.references, place));
+    slots[entry] = slot;
+    if (slot == kNoSlot) return Filled::kNot;
+    if (isContainerSlot(slot)) return Filled::kUpToContainer;
   }
-  return true;
+  return Filled::kToTheEnd;
 }
 
-bool BinaryReader::readReference(const std::uint8_t* at, std::uint32_t& number) {
-  const std::uint64_t wide = readUnsigned(at, source_.referenceWidth);
-  if (wide >= source_.objectCount) return fail("A container refers to an object that does not exist.");
-  number = static_cast<std::uint32_t>(wide);
-  return true;
-}
-
-/// The slot for an object; a container's frame is pushed and still to be filled.
-bool BinaryReader::resolve(std::uint32_t number, Slot& slot) {
+/// The slot for an object; a container's frame is pushed and still to be filled. kNoSlot after a failure.
+Slot BinaryReader::resolve(std::uint64_t reference) {
+  if (reference >= source_.objectCount) return refuse("A container refers to an object that does not exist.");
+  const auto number = static_cast<std::uint32_t>(reference);
   switch (seen_[number]) {
     case Seen::kNever:
-      return readObject(number, slot);
+      return readObject(number);
     case Seen::kLeaf:
-      slot = number;
-      return true;
+      return number;
+    case Seen::kText:
+      return kTextFlag | number;
     case Seen::kReencoded:
-      slot = reencoded_[number];
-      return true;
+      return reencoded_[number];
     case Seen::kOpenContainer:
-      return fail("A container contains itself.");
+      return refuse("A container contains itself.");
     case Seen::kClosedContainer:
       storage_.unfoldedShared = true;
-      return openContainer(number, slot);
+      return openContainer(number);
   }
-  return false;
+  return kNoSlot;
 }
 
-bool BinaryReader::readObject(std::uint32_t number, Slot& slot) {
+Slot BinaryReader::readObject(std::uint32_t number) {
   const std::uint8_t* object = source_.object(number);
-  if (object < source_.data.bytes().data() + kHeaderSize) return fail("An object lies inside the file's header.");
-  if (isContainerKind(*object)) return openContainer(number, slot);
-  if (!checkLeaf(number, object)) return false;
-  slot = seen_[number] == Seen::kReencoded ? reencoded_[number] : number;
-  return true;
+  if (object < source_.bytes + kHeaderSize) return refuse("An object lies inside the file's header.");
+  if (isTextKind(*object)) return readText(number, object);
+  if (isContainerKind(*object)) return openContainer(number);
+  seen_[number] = Seen::kLeaf;
+  return checkLeaf(object) ? number : kNoSlot;
 }
 
 bool BinaryReader::hasPayload(const std::uint8_t* object, std::uint64_t size) {
@@ -247,9 +241,8 @@ bool BinaryReader::hasPayload(const std::uint8_t* object, std::uint64_t size) {
   return true;
 }
 
-bool BinaryReader::checkLeaf(std::uint32_t number, const std::uint8_t* object) {
+bool BinaryReader::checkLeaf(const std::uint8_t* object) {
   const std::uint8_t low = *object & 0x0FU;
-  seen_[number] = Seen::kLeaf;
   switch (markerKind(*object)) {
     case kNullMarker:
       if (*object == kNullMarker) storage_.holdsUnwritable = true;
@@ -266,64 +259,63 @@ bool BinaryReader::checkLeaf(std::uint32_t number, const std::uint8_t* object) {
     case kUidMarker:
       if (!hasPayload(object, std::uint64_t{low} + 1)) return false;
       return readBigEndian(object + 1, low + std::size_t{1}) <= UINT32_MAX || fail("A UID is too large.");
-    case kDataMarker:
-    case kAsciiMarker:
-    case kUtf16Marker:
-      return checkText(number, object);
+    case kDataMarker: {
+      CountedContents counted{};
+      return checkCounted(object, counted);
+    }
     default:
       return fail("An object has an unknown marker.");
   }
 }
 
 bool BinaryReader::readCount(const std::uint8_t* object, CountedContents& counted) {
-  if ((*object & 0x0FU) == kCountFollows) {
-    const bool hasCount = objectsEnd_ - object > 1;
-    if (!hasCount || markerKind(object[1]) != kIntegerMarker || (object[1] & 0x0FU) > 4) {
-      return fail("An object's count is no integer.");
-    }
-    if (objectsEnd_ - object - 2 < std::ptrdiff_t{1} << (object[1] & 0x0FU)) {
-      return fail("An object runs past the end of the objects.");
-    }
-  }
+  // Behind the objects come the table and the trailer, so a count can be read before it is known to end there.
+  const bool countFollows = (*object & 0x0FU) == kCountFollows;
+  if (countFollows && !isIntegerMarker(object[1])) return fail("An object's count is no integer.");
   counted = countedContents(object);
-  return true;
+  return counted.contents <= objectsEnd_ || fail("An object runs past the end of the objects.");
 }
 
-bool BinaryReader::checkText(std::uint32_t number, const std::uint8_t* object) {
-  CountedContents counted{};
+bool BinaryReader::checkCounted(const std::uint8_t* object, CountedContents& counted) {
   if (!readCount(object, counted)) return false;
-  const std::uint8_t kind = markerKind(*object);
+  if (counted.count > source_.data.size()) return fail("An object runs past the end of the objects.");
   const auto header = static_cast<std::uint64_t>(counted.contents - object) - 1;
-  if (counted.count > static_cast<std::uint64_t>(objectsEnd_ - object)) {
-    return fail("An object runs past the end of the objects.");
+  return hasPayload(object, header + counted.count * (markerKind(*object) == kUtf16Marker ? 2 : 1));
+}
+
+Slot BinaryReader::readText(std::uint32_t number, const std::uint8_t* object) {
+  CountedContents counted{};
+  if (!checkCounted(object, counted)) return kNoSlot;
+  const std::span contents(counted.contents, static_cast<std::size_t>(counted.count));
+  if (markerKind(*object) == kUtf16Marker) {
+    if (contents.empty()) return refuse("A UTF-16 string is empty.");
+  } else if (!isAscii(contents)) {
+    return reencode(number, contents);
   }
-  if (!hasPayload(object, header + counted.count * (kind == kUtf16Marker ? 2 : 1))) return false;
-  if (kind == kUtf16Marker && counted.count == 0) return fail("A UTF-16 string is empty.");
-  const std::size_t size = static_cast<std::size_t>(counted.count);
-  if (kind == kAsciiMarker && !isAscii({counted.contents, size})) reencode(number, object);
-  return true;
+  seen_[number] = Seen::kText;
+  return kTextFlag | number;
 }
 
 /// Bytes above 0x7F in an ASCII string are read as Latin-1. Such a string goes on as UTF-16, so that every other
 /// reader agrees on it once it is written.
-void BinaryReader::reencode(std::uint32_t number, const std::uint8_t* object) {
+Slot BinaryReader::reencode(std::uint32_t number, std::span<const std::uint8_t> latin1) {
   std::string text;
-  for (const std::uint8_t byte : leafBytes(object)) appendUtf8(byte, text);
-  reencoded_[number] = storage_.addString(text);
+  for (const std::uint8_t byte : latin1) appendUtf8(byte, text);
   seen_[number] = Seen::kReencoded;
+  return reencoded_[number] = storage_.addString(text);
 }
 
-bool BinaryReader::openContainer(std::uint32_t number, Slot& slot) {
+Slot BinaryReader::openContainer(std::uint32_t number) {
   const std::uint8_t* object = source_.object(number);
   const std::uint8_t kind = markerKind(*object);
   CountedContents counted{};
-  if (stack_.size() == kMaxDepth) return fail("Containers are nested too deeply.");
-  if (!readCount(object, counted)) return false;
-  const std::uint64_t perEntry = source_.referenceWidth * (kind == kDictionaryMarker ? std::uint64_t{2} : 1);
+  if (stack_.size() == kMaxDepth) return refuse("Containers are nested too deeply.");
+  if (!readCount(object, counted)) return kNoSlot;
+  const std::uint64_t perEntry = source_.referenceWidth.bytes() * (kind == kDictionaryMarker ? std::uint64_t{2} : 1);
   if (counted.count > static_cast<std::uint64_t>(objectsEnd_ - counted.contents) / perEntry) {
-    return fail("A container runs past the end of the objects.");
+    return refuse("A container runs past the end of the objects.");
   }
-  if (counted.count + 1 > unfoldingLeft_) return fail("Shared containers unfold out of proportion to the file.");
+  if (counted.count + 1 > unfoldingLeft_) return refuse("Shared containers unfold out of proportion to the file.");
   unfoldingLeft_ -= counted.count + 1;
   Frame frame{0, number, counted.contents, static_cast<std::uint32_t>(counted.count), 0, nullptr};
   std::uint32_t shape = kArrayShape;
@@ -332,7 +324,7 @@ bool BinaryReader::openContainer(std::uint32_t number, Slot& slot) {
     storage_.holdsUnwritable = true;
   } else if (kind == kDictionaryMarker) {
     const KnownKeys* known = findKeys(frame.references, frame.count);
-    if (known == nullptr) return false;
+    if (known == nullptr) return kNoSlot;
     shape = known->shape;
     frame.references += known->size;
     frame.count = known->count;
@@ -341,10 +333,9 @@ bool BinaryReader::openContainer(std::uint32_t number, Slot& slot) {
   if (shape == kArrayShape) fetchElements(frame);
   frame.container = storage_.addContainer(shape, frame.count, number);
   storage_.containers[frame.container].count = frame.count;
-  slot = kContainerTag | frame.container;
   seen_[number] = Seen::kOpenContainer;
   stack_.push_back(frame);
-  return true;
+  return kContainerTag | frame.container;
 }
 
 /// Brings the elements of an array into the cache, which may lie in the file in another order.
@@ -352,8 +343,7 @@ void BinaryReader::fetchElements(const Frame& array) {
   std::uint32_t first = source_.objectCount;
   std::uint32_t last = 0;
   for (std::uint32_t i = 0; i < array.count; ++i) {
-    const std::uint64_t number =
-        readUnsigned(array.references + std::size_t{i} * source_.referenceWidth, source_.referenceWidth);
+    const std::uint64_t number = source_.referenceWidth.read(array.references, i);
     if (number >= source_.objectCount) return;
     first = std::min(first, static_cast<std::uint32_t>(number));
     last = std::max(last, static_cast<std::uint32_t>(number));
@@ -363,7 +353,7 @@ void BinaryReader::fetchElements(const Frame& array) {
 
 /// Real files repeat a few key lists over and over: the same references are the same keys. Null after a failure.
 const KnownKeys* BinaryReader::findKeys(const std::uint8_t* references, std::uint32_t count) {
-  const std::size_t size = std::size_t{count} * source_.referenceWidth;
+  const std::size_t size = count * source_.referenceWidth.bytes();
   if (size == 0) return lookUpKeys(references, count, size);
   const KnownKeys*& recent = recentKeys_[(references[size - 1] + count) % recentKeys_.size()];
   if (recent == nullptr || !recent->areAt(references, size)) recent = lookUpKeys(references, count, size);
@@ -385,10 +375,13 @@ const KnownKeys* BinaryReader::lookUpKeys(const std::uint8_t* references, std::u
 bool BinaryReader::readKeys(const std::uint8_t* references, std::uint32_t count, KnownKeys& known) {
   std::vector<Slot> keys(count);
   for (std::uint32_t i = 0; i < count; ++i) {
-    std::uint32_t number = 0;
-    if (!readReference(references + std::size_t{i} * source_.referenceWidth, number)) return false;
-    if (isContainerKind(*source_.object(number))) return fail("A container is used as a key.");
-    if (!resolve(number, keys[i])) return false;
+    const std::uint64_t reference = source_.referenceWidth.read(references, i);
+    const bool exists = reference < source_.objectCount;
+    if (exists && isContainerKind(*source_.object(static_cast<std::uint32_t>(reference)))) {
+      return fail("A container is used as a key.");
+    }
+    keys[i] = resolve(reference);
+    if (keys[i] == kNoSlot) return false;
   }
   const DistinctKeys distinct = distinctKeys(storage_, keys);
   known.shape = storage_.shapeFor(distinct.keys);

@@ -174,7 +174,7 @@ void BinaryWriter::writeContainer(std::uint32_t number, const Container& contain
 
 /// Whether the source's object of this number says just what is to be written; its length then.
 bool BinaryWriter::staysAsItIs(std::uint32_t number, const Container& container, std::size_t& length) {
-  if (container.origin != number || storage_.source.referenceWidth != referenceWidth_) return false;
+  if (container.origin != number || storage_.source.referenceWidth.bytes() != referenceWidth_) return false;
   const std::uint8_t* object = storage_.source.object(number);
   const CountedContents counted = countedContents(object);
   if (counted.count != container.count) return false;
@@ -186,9 +186,8 @@ bool BinaryWriter::staysAsItIs(std::uint32_t number, const Container& container,
 }
 
 bool BinaryWriter::refersTo(const std::uint8_t* references, std::span<const Slot> slots) const {
-  const std::size_t width = referenceWidth_;
-  for (std::size_t i = 0; i < slots.size(); ++i, references += width) {
-    if (readUnsigned(references, width) != numbering_.numberOf(slots[i])) return false;
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    if (storage_.source.referenceWidth.read(references, i) != numbering_.numberOf(slots[i])) return false;
   }
   return true;
 }

@@ -69,6 +69,24 @@ template <typename Number>
   }
 }
 
+/// Reads big-endian numbers of one width, of more than 8 bytes the low 64 bits, by a single load: of the 8 bytes that end
+/// with the number. So 8 bytes must be readable up to its end; in a binary file the header comes before every number.
+class NumberWidth {
+ public:
+  NumberWidth() = default;
+  explicit NumberWidth(std::size_t width) : width_(width), mask_(width < 8 ? (1ULL << (8 * width)) - 1 : ~0ULL) {}
+
+  [[nodiscard]] std::size_t bytes() const { return width_; }
+  [[nodiscard]] bool canHold(std::uint64_t number) const { return number <= mask_; }
+  [[nodiscard]] std::uint64_t read(const std::uint8_t* first, std::size_t index) const {
+    return loadBigEndian<std::uint64_t>(first + (index + 1) * width_ - sizeof(std::uint64_t)) & mask_;
+  }
+
+ private:
+  std::size_t width_ = 0;
+  std::uint64_t mask_ = 0;
+};
+
 /// Where the contents of a counted object begin, and how many elements (bytes, UTF-16 units, references) they hold.
 struct CountedContents {
   const std::uint8_t* contents;
@@ -79,6 +97,7 @@ struct CountedContents {
 [[nodiscard]] inline CountedContents countedContents(const std::uint8_t* object) {
   const std::uint8_t low = *object & 0x0FU;
   if (low != kCountFollows) return {object + 1, low};
+  if (object[1] == kIntegerMarker) return {object + 3, object[2]};  // As most long strings.
   const std::size_t width = std::size_t{1} << (object[1] & 0x0FU);
   return {object + 2 + width, readUnsigned(object + 2, width)};
 }

@@ -184,7 +184,7 @@ Slot ObjectNumbering::mergedInto(Slot slot) const {
 
 void ObjectNumbering::reachLeaf(Slot leaf) {
   if (slotTag(leaf) == kSourceTag) {
-    objects_[leaf] = leaf;
+    objects_[slotIndex(leaf)] = leaf;
     return;
   }
   std::uint32_t& number = madeNumbers_[slotIndex(leaf)];
@@ -219,19 +219,20 @@ void ObjectNumbering::mergeEqualLeaves() {
 }
 
 void ObjectNumbering::setNumber(Slot slot, std::uint32_t number) {
+  const std::uint32_t index = slotIndex(slot);
   switch (slotTag(slot)) {
     case kSourceTag:
-      if (slot >= objects_.size()) {
-        movedNumbers_[slot - objects_.size()] = number;
-      } else if (slot != number) {
+      if (index >= objects_.size()) {
+        movedNumbers_[index - objects_.size()] = number;
+      } else if (index != number) {
         displacedNumbers_[slot] = number;
       }
       break;
     case kMadeTag:
-      madeNumbers_[slotIndex(slot)] = number;
+      madeNumbers_[index] = number;
       break;
     default:
-      containerNumbers_[slotIndex(slot)] = number;
+      containerNumbers_[index] = number;
   }
 }
 

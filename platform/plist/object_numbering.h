@@ -25,8 +25,8 @@ class ObjectNumbering {
   [[nodiscard]] std::uint32_t numberOf(Slot slot) const {
     switch (slotTag(slot)) {
       case kSourceTag:
-        if (slot >= objects_.size()) return movedNumbers_[slot - objects_.size()];
-        return objects_[slot] == slot ? slot : displacedNumbers_.at(slot);
+        if (slotIndex(slot) >= objects_.size()) return movedNumbers_[slotIndex(slot) - objects_.size()];
+        return objects_[slotIndex(slot)] == slot ? slotIndex(slot) : displacedNumbers_.at(slot);
       case kMadeTag:
         return madeNumbers_[slotIndex(slot)];
       default:

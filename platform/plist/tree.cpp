@@ -72,6 +72,7 @@ std::size_t PropertyListTree::numberOfContainers() const { return storage_->cont
 
 PropertyListType PropertyListValue::type() const {
   if (tree_ == nullptr) return PropertyListType::kAbsent;
+  if (isTextSlot(slot_)) return PropertyListType::kString;
   if (!isContainerSlot(slot_)) return leafType(*Access::storage(*this).leaf(slot_));
   const Container& container = Access::container(*this);
   if (container.isDictionary()) return PropertyListType::kDictionary;
@@ -121,21 +122,17 @@ std::optional<std::span<const std::uint8_t>> PropertyListValue::data() const {
 }
 
 std::optional<std::string_view> PropertyListValue::string() const {
-  if (tree_ == nullptr || isContainerSlot(slot_)) return std::nullopt;
-  const std::string_view text = Access::storage(*this).text(slot_);
-  if (text.data() == nullptr) return std::nullopt;
-  return text;
+  if (!isTextSlot(slot_)) return std::nullopt;
+  return Access::storage(*this).text(slot_);
 }
 
 std::optional<std::string_view> PropertyListValue::uniqueString() const {
-  if (tree_ == nullptr || isContainerSlot(slot_)) return std::nullopt;
-  const std::string_view text = Access::storage(*this).uniqueText(slot_);
-  if (text.data() == nullptr) return std::nullopt;
-  return text;
+  if (!isTextSlot(slot_)) return std::nullopt;
+  return Access::storage(*this).uniqueText(slot_);
 }
 
 bool PropertyListValue::textHas(bool (*property)(std::string_view text)) const {
-  return tree_ != nullptr && !isContainerSlot(slot_) && Access::storage(*this).textHas(slot_, property);
+  return isTextSlot(slot_) && Access::storage(*this).textHas(slot_, property);
 }
 
 std::optional<std::uint32_t> PropertyListValue::uid() const {

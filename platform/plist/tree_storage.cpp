@@ -40,8 +40,8 @@ bool SourceFile::fetchStretch(std::uint32_t first, std::uint32_t last, std::uint
   const std::uint8_t* const begin = object(first);
   const std::uint8_t* const lastElement = object(last);
   const std::ptrdiff_t longest = std::min(kLongestStretch, elements * kMostPerElement);
-  const std::uint8_t* const offsets = offsetTable + std::size_t{first} * offsetWidth;
-  const std::uint8_t* const lastOffset = offsetTable + std::size_t{last} * offsetWidth;
+  const std::uint8_t* const offsets = offsetTable + first * offsetWidth.bytes();
+  const std::uint8_t* const lastOffset = offsetTable + last * offsetWidth.bytes();
   if (lastElement < begin || lastElement - begin > longest || lastOffset - offsets > longest) return false;
   touch(begin, lastElement + std::min(kLastElement, offsetTable - lastElement));
   touch(offsets, lastOffset);
@@ -128,7 +128,7 @@ bool PropertyListTree::Storage::fetchElements(const Container& array) const {
 
 void PropertyListTree::Storage::prefetch(Slot slot, int depth) const {
   if (!isContainerSlot(slot)) {
-    if (slotTag(slot) == kSourceTag) __builtin_prefetch(source.object(slot));
+    if (slotTag(slot) == kSourceTag) __builtin_prefetch(source.object(slotIndex(slot)));
     return;
   }
   const Container& container = containers[slotIndex(slot)];
@@ -144,14 +144,15 @@ void PropertyListTree::Storage::prefetchOffsets(Slot slot) const {
   const std::uint32_t count = std::min(container.count, kMostPrefetched);
   for (std::uint32_t i = 0; i < count; ++i) {
     const Slot leaf = container.slots[i];
-    if (slotTag(leaf) == kSourceTag) __builtin_prefetch(source.offsetTable + leaf * source.offsetWidth);
+    if (slotTag(leaf) == kSourceTag) __builtin_prefetch(source.offsetTable + slotIndex(leaf) * source.offsetWidth.bytes());
   }
 }
 
 Slot PropertyListTree::Storage::addLeaf(const std::uint8_t* object, std::string_view text) {
   if (made.size() > kMaxSlotIndex) throw std::bad_alloc();
   made.push_back({object, text});
-  return kMadeTag | static_cast<Slot>(made.size() - 1);
+  const Slot flag = text.data() != nullptr ? kTextFlag : 0;
+  return kMadeTag | flag | static_cast<Slot>(made.size() - 1);
 }
 
 Slot PropertyListTree::Storage::addLeafBytes(std::uint8_t marker, std::span<const std::uint8_t> payload) {
@@ -190,7 +191,7 @@ Slot PropertyListTree::Storage::addString(std::string_view text) {
   std::uint8_t* kept = arena.bytes(utf8.size());
   std::copy(utf8.begin(), utf8.end(), kept);
   made[slotIndex(slot)].text = textOf({kept, utf8.size()});
-  return slot;
+  return slot | kTextFlag;
 }
 
 std::uint32_t PropertyListTree::Storage::addContainer(std::uint32_t shape, std::uint32_t capacity,
@@ -257,7 +258,7 @@ std::string_view PropertyListTree::Storage::uniqueLongText(Slot slot) {
 
 bool PropertyListTree::Storage::textHas(Slot slot, bool (*property)(std::string_view)) {
   const std::string_view own = text(slot);
-  if (own.size() <= kLongestShortText) return own.data() != nullptr && property(own);
+  if (own.size() <= kLongestShortText) return property(own);
   auto known = std::ranges::find(knownProperties_, property, [](const auto& entry) { return entry.first; });
   if (known == knownProperties_.end()) known = knownProperties_.insert(known, {property, {}});
   const auto [answer, isNew] = known->second.try_emplace(slot, false);

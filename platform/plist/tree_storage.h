@@ -28,13 +28,16 @@ inline constexpr Slot kSlotTag = 0xC000'0000U;
 inline constexpr Slot kSourceTag = 0;  ///< A leaf object of the source file, by object number.
 inline constexpr Slot kMadeTag = 0x4000'0000U;
 inline constexpr Slot kContainerTag = 0x8000'0000U;
+/// Set in the slot of a leaf that is a string, so that the type is known without reading the leaf.
+inline constexpr Slot kTextFlag = 0x2000'0000U;
 inline constexpr Slot kNoSlot = 0xFFFF'FFFFU;
 /// More values than a slot can number are refused by the reader, and cannot be made.
-inline constexpr std::uint32_t kMaxSlotIndex = kMadeTag - 1;
+inline constexpr std::uint32_t kMaxSlotIndex = kTextFlag - 1;
 
 [[nodiscard]] inline Slot slotTag(Slot slot) { return slot & kSlotTag; }
-[[nodiscard]] inline std::uint32_t slotIndex(Slot slot) { return slot & ~kSlotTag; }
+[[nodiscard]] inline std::uint32_t slotIndex(Slot slot) { return slot & kMaxSlotIndex; }
 
+[[nodiscard]] inline bool isTextSlot(Slot slot) { return (slot & (kContainerTag | kTextFlag)) == kTextFlag; }
 [[nodiscard]] inline bool isContainerSlot(Slot slot) { return slotTag(slot) == kContainerTag; }
 
 inline constexpr std::uint32_t kArrayShape = 0xFFFF'FFFFU;
@@ -160,14 +163,15 @@ class ContainerTable {
 /// file.
 struct SourceFile {
   Data data;
+  const std::uint8_t* bytes = nullptr;  ///< Of the data.
   const std::uint8_t* offsetTable = nullptr;
-  std::size_t offsetWidth = 0;
-  std::size_t referenceWidth = 0;
+  NumberWidth offsetWidth;
+  NumberWidth referenceWidth;
   std::uint32_t objectCount = 0;
   std::uint64_t leafBytes = 0;  ///< Of all leaves together; overlapping bytes count for each.
 
   [[nodiscard]] const std::uint8_t* object(std::uint32_t number) const {
-    return data.bytes().data() + readUnsigned(offsetTable + std::size_t{number} * offsetWidth, offsetWidth);
+    return bytes + offsetWidth.read(offsetTable, number);
   }
   /// Brings the stretch of the file from one object to another into the cache, with some bytes behind. False, and
   /// nothing is done, if it is long for its number of elements.
@@ -190,7 +194,7 @@ struct PropertyListTree::Storage {
   bool holdsUnwritable = false;
 
   [[nodiscard]] const std::uint8_t* leaf(Slot slot) const {
-    return slotTag(slot) == kSourceTag ? source.object(slot) : made[slotIndex(slot)].object;
+    return slotTag(slot) == kSourceTag ? source.object(slotIndex(slot)) : made[slotIndex(slot)].object;
   }
   [[nodiscard]] std::span<const std::uint8_t> encoded(Slot slot) const {
     const std::uint8_t* object = leaf(slot);
@@ -198,10 +202,10 @@ struct PropertyListTree::Storage {
   }
   /// The text of a string leaf; a null data pointer for any other leaf.
   [[nodiscard]] std::string_view text(Slot slot) {
+    if (!isTextSlot(slot)) return {};
     if (slotTag(slot) == kMadeTag) return made[slotIndex(slot)].text;
-    const std::uint8_t* object = source.object(slot);
-    if (markerKind(*object) == kAsciiMarker) return textOf(leafBytes(object));
-    return markerKind(*object) == kUtf16Marker ? decodedText(slot, object) : std::string_view();
+    const std::uint8_t* object = source.object(slotIndex(slot));
+    return markerKind(*object) == kAsciiMarker ? textOf(leafBytes(object)) : decodedText(slot, object);
   }
 
   /// The same for the stretch that the containers of an array lie in, with their leaves. A writer that follows the tree
