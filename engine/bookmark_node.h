@@ -25,9 +25,9 @@ inline constexpr PropertyListKey kWebBookmarkUUIDKey{"WebBookmarkUUID"};
 inline constexpr PropertyListKey kShouldOmitFromUIKey{"ShouldOmitFromUI"};
 inline constexpr PropertyListKey kWebBookmarkFileVersionKey{"WebBookmarkFileVersion"};
 
-inline constexpr std::string_view kLeafTypeName = "WebBookmarkTypeLeaf";
-inline constexpr std::string_view kListTypeName = "WebBookmarkTypeList";
-inline constexpr std::string_view kProxyTypeName = "WebBookmarkTypeProxy";
+inline constexpr PropertyListKey kLeafTypeName{"WebBookmarkTypeLeaf"};
+inline constexpr PropertyListKey kListTypeName{"WebBookmarkTypeList"};
+inline constexpr PropertyListKey kProxyTypeName{"WebBookmarkTypeProxy"};
 
 inline constexpr std::string_view kBookmarksBarTitle = "BookmarksBar";
 inline constexpr std::string_view kBookmarksMenuTitle = "BookmarksMenu";

@@ -97,7 +97,7 @@ TarvelError Tarvel::writeBookmarks(const PropertyList& dictionary, const std::st
 }
 
 bool Tarvel::verifyThatDictionaryIsBookmarksFileRootNode(PropertyListValue dictionary) {
-  return dictionary.dictionary().string(kWebBookmarkTypeKey) == kListTypeName;
+  return dictionary.dictionary().get(kWebBookmarkTypeKey).is(kListTypeName);
 }
 
 bool Tarvel::verifyThatDictionaryHasCorrectVersionWithRootNode(PropertyListDictionary rootNode) {
@@ -154,11 +154,10 @@ void Tarvel::setTitleValue(PropertyListValue title, PropertyListDictionary bookm
 }
 
 BookmarkNodeType Tarvel::typeFromBookmarkNode(PropertyListDictionary bookmarkNode) const {
-  const auto type = bookmarkNode.string(kWebBookmarkTypeKey);
-  if (!type) return BookmarkNodeTypeNone;
-  if (*type == kLeafTypeName) return BookmarkNodeTypeLeaf;
-  if (*type == kListTypeName) return BookmarkNodeTypeList;
-  if (*type == kProxyTypeName) return BookmarkNodeTypeProxy;
+  const PropertyListValue type = bookmarkNode.get(kWebBookmarkTypeKey);
+  if (type.is(kLeafTypeName)) return BookmarkNodeTypeLeaf;
+  if (type.is(kListTypeName)) return BookmarkNodeTypeList;
+  if (type.is(kProxyTypeName)) return BookmarkNodeTypeProxy;
   return BookmarkNodeTypeNone;
 }
 

@@ -42,7 +42,7 @@ enum class PropertyListType : std::uint8_t {
   kSet,
 };
 
-/// A dictionary key with its precomputed hash. Borrows its text.
+/// A dictionary key, or a text to compare values with, with its precomputed hash. Borrows its text.
 class PropertyListKey {
  public:
   /// `text` must outlive the key.
@@ -53,7 +53,9 @@ class PropertyListKey {
   constexpr PropertyListKey(const char* text) : PropertyListKey(std::string_view(text)) {}
   // NOLINTEND(google-explicit-constructor)
 
-  [[nodiscard]] constexpr std::string_view text() const { return text_; }  ///< The key.
+  /// The text.
+  constexpr operator std::string_view() const { return text_; }  // NOLINT(google-explicit-constructor): as a literal
+  [[nodiscard]] constexpr std::string_view text() const { return text_; }  ///< The same.
   [[nodiscard]] constexpr std::uint32_t hash() const { return hash_; }     ///< hashOf() the key.
   /// Whether it is a constant of the program: then its text stays at its address, and nothing else is ever there.
   [[nodiscard]] constexpr bool isConstant() const { return isConstant_; }
@@ -101,6 +103,8 @@ class PropertyListValue {
   /// Like string(), but equal long strings of a tree return the same view, so each is compared with others only once.
   /// Strings of up to kLongestShortText bytes are returned as by string().
   [[nodiscard]] std::optional<std::string_view> uniqueString() const;
+  /// Whether it is this string. A value is compared with a constant once, unless many others are in between.
+  [[nodiscard]] bool is(const PropertyListKey& text) const;
   /// The result of `property` for the string; false for other types. Results for long strings are cached per tree.
   [[nodiscard]] bool textHas(bool (*property)(std::string_view text)) const;
   [[nodiscard]] std::optional<std::uint32_t> uid() const;  ///< A keyed archive's reference.

@@ -131,6 +131,10 @@ std::optional<std::string_view> PropertyListValue::uniqueString() const {
   return Access::storage(*this).uniqueText(slot_);
 }
 
+bool PropertyListValue::is(const PropertyListKey& text) const {
+  return isTextSlot(slot_) && Access::storage(*this).isText(slot_, text);
+}
+
 bool PropertyListValue::textHas(bool (*property)(std::string_view text)) const {
   return isTextSlot(slot_) && Access::storage(*this).textHas(slot_, property);
 }

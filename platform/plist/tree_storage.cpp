@@ -256,6 +256,17 @@ std::string_view PropertyListTree::Storage::uniqueLongText(Slot slot) {
   return text(known->second);
 }
 
+bool PropertyListTree::Storage::isText(Slot slot, const PropertyListKey& wanted) {
+  if (!wanted.isConstant()) return text(slot) == wanted.text();
+  KnownText& known = knownTexts_[wanted.hash() % knownTexts_.size()];
+  // Constants of different lengths may share an address.
+  const bool isKnown = known.constant.data() == wanted.text().data() && known.constant.size() == wanted.text().size();
+  if (isKnown && known.slot == slot) return true;
+  if (text(slot) != wanted.text()) return false;
+  known = {wanted.text(), slot};
+  return true;
+}
+
 bool PropertyListTree::Storage::textHas(Slot slot, bool (*property)(std::string_view)) {
   const std::string_view own = text(slot);
   if (own.size() <= kLongestShortText) return property(own);

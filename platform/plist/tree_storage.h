@@ -234,6 +234,7 @@ struct PropertyListTree::Storage {
     const std::string_view own = text(slot);
     return own.size() <= kLongestShortText ? own : uniqueLongText(slot);
   }
+  [[nodiscard]] bool isText(Slot slot, const PropertyListKey& wanted);
   [[nodiscard]] bool textHas(Slot slot, bool (*property)(std::string_view));
   /// The shape with these keys, which are canonical and distinct.
   [[nodiscard]] std::uint32_t shapeFor(std::span<const Slot> keys);
@@ -252,6 +253,12 @@ struct PropertyListTree::Storage {
   tsl::robin_map<Slot, Slot> decoded_;
   tsl::robin_map<Slot, Slot> canonicalOfSource_;
   tsl::robin_map<Slot, Slot> uniqueLongTexts_;
+  /// Constants, by their hash, and the last leaf that was found to be each.
+  struct KnownText {
+    std::string_view constant;
+    Slot slot = kNoSlot;
+  };
+  std::array<KnownText, 16> knownTexts_;
   /// For each property that was asked for: of which long texts it is known.
   std::vector<std::pair<bool (*)(std::string_view), tsl::robin_map<Slot, bool>>> knownProperties_;
   tsl::robin_map<Slot, std::uint32_t> longKeyHashes_;
