@@ -87,13 +87,13 @@ bool Tarvel::isFaultyFolder(PropertyListDictionary folder, BookmarkSet& bookmark
 
 bool Tarvel::isFaultyLeaf(PropertyListDictionary leaf, BookmarkSet& duplicateURLLookupSet) {
   const PropertyListValue address = leaf.get(kURLStringKey);
-  const auto text = address.string();
+  const auto text = address.uniqueString();
   if (!text || address.textHas(isBlank)) {
     sortObserver_->entryRemoved(leaf, RemovalReason::kNoAddress, {});
     return true;
   }
   if (removeDuplicates_) {
-    if (const PropertyListDictionary survivor = duplicateURLLookupSet.insert(leaf)) {
+    if (const PropertyListDictionary survivor = duplicateURLLookupSet.insert(leaf, *text)) {
       sortObserver_->entryRemoved(leaf, RemovalReason::kDuplicate, survivor);
       return true;
     }

@@ -52,10 +52,11 @@ class BookmarkSet {
   BookmarkSet(const BookmarkSet&) = delete;
   BookmarkSet& operator=(const BookmarkSet&) = delete;
 
-  /// Returns the bookmark with the same address, if there is one. Otherwise adds `bookmark`, which must have an
-  /// address, and returns a null handle.
-  [[nodiscard]] PropertyListDictionary insert(PropertyListDictionary bookmark) {
+  /// Returns the bookmark with the same address, if there is one. Otherwise adds `bookmark` and returns a null handle.
+  /// `address` is that of `bookmark`, from uniqueString().
+  [[nodiscard]] PropertyListDictionary insert(PropertyListDictionary bookmark, std::string_view address) {
     bookmarks_.push_back(bookmark);
+    lastAddress_ = address;
     const auto [place, isNew] = places_.insert(static_cast<std::uint32_t>(bookmarks_.size() - 1));
     if (isNew) return {};
     bookmarks_.pop_back();
@@ -67,6 +68,7 @@ class BookmarkSet {
 
  private:
   [[nodiscard]] std::string_view addressAt(std::uint32_t place) const {
+    if (place + 1 == bookmarks_.size()) return lastAddress_;
     return *bookmarks_[place].get(kURLStringKey).uniqueString();
   }
 
@@ -86,6 +88,8 @@ class BookmarkSet {
 
   ListTextHash textHash_;
   std::vector<PropertyListDictionary> bookmarks_;
+  /// Of the last of these.
+  std::string_view lastAddress_;
   tsl::robin_set<std::uint32_t, AddressHash, SameAddress, std::allocator<std::uint32_t>, /*StoreHash=*/true> places_ =
       makePlaces();
 
