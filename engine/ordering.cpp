@@ -110,9 +110,8 @@ std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray b
 }
 
 PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary dictionary) {
-  if (boolValue(dictionary.get(kShouldOmitFromUIKey))) return dictionary;
   const PropertyListArray children = dictionary.array(kChildrenKey);
-  if (!children || isStopRequested()) return dictionary;
+  if (!children || boolValue(dictionary.get(kShouldOmitFromUIKey)) || isStopRequested()) return dictionary;
   PropertyListArray newChildren = children.value().tree()->makeArray(children.size());
   for (std::size_t i = 0; i < children.size(); ++i) {
     const PropertyListValue child = children.at(i);
@@ -123,7 +122,7 @@ PropertyListDictionary Tarvel::sortBookmarksInDictionary(PropertyListDictionary 
   const bool keepsItsOrder = !sortBookmarksBar_ && titleFromBookmarkNode(dictionary) == kBookmarksBarTitle;
   if (!keepsItsOrder) {
     const std::vector<std::uint32_t> order = orderOfBookmarkChildArray(newChildren);
-    newChildren = inOrder(newChildren, order);
+    if (!std::ranges::is_sorted(order)) newChildren = inOrder(newChildren, order);
     sortObserver_->folderOrdered(dictionary, newChildren, order);
   }
   stageObserver_->entriesPassed(newChildren.size());
@@ -195,10 +194,10 @@ bool Tarvel::areBookmarksEqualInDictionaryAndDictionary(PropertyListDictionary f
   const PropertyListArray secondChildren = second.array(kChildrenKey);
   if (static_cast<bool>(firstChildren) != static_cast<bool>(secondChildren)) return false;
   if (firstChildren.size() != secondChildren.size()) return false;
-  std::size_t index = 0;
-  for (const PropertyListValue child : firstChildren) {
-    const PropertyListDictionary other = secondChildren.at(index++).dictionary();
-    if (!areBookmarksEqualInDictionaryAndDictionary(child.dictionary(), other)) return false;
+  // By index, as an iterator would fetch what no identifier is compared with.
+  for (std::size_t i = 0; i < firstChildren.size(); ++i) {
+    const PropertyListDictionary child = firstChildren.at(i).dictionary();
+    if (!areBookmarksEqualInDictionaryAndDictionary(child, secondChildren.at(i).dictionary())) return false;
   }
   return true;
 }
