@@ -15,6 +15,7 @@ class PropertyListTree;
 class PropertyListArray;
 class PropertyListDictionary;
 struct PropertyListAccess;
+struct PropertyListContainer;
 
 /// Storage formats of property lists. The numbers are the original platform's and appear in log lines.
 enum class PropertyListFormat : std::uint32_t {
@@ -137,9 +138,9 @@ class PropertyListArray {
  public:
   PropertyListArray() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }  ///< False for a null handle.
-  [[nodiscard]] std::size_t size() const;                               ///< Number of elements.
-  [[nodiscard]] bool empty() const { return size() == 0; }              ///< Whether size() is 0.
+  explicit operator bool() const { return container_ != nullptr; }  ///< False for a null handle.
+  [[nodiscard]] std::size_t size() const;                           ///< Number of elements.
+  [[nodiscard]] bool empty() const { return size() == 0; }          ///< Whether size() is 0.
   /// `index` must be below size().
   [[nodiscard]] PropertyListValue at(std::size_t index) const;
 
@@ -157,17 +158,18 @@ class PropertyListArray {
   /// edit an element, but must not access this array, which is inconsistent until the call returns.
   void retainBackwards(const std::function<bool(PropertyListValue)>& keep) const;
 
-  [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The array as a value.
+  [[nodiscard]] PropertyListValue value() const;  ///< The array as a value.
   /// Whether both refer to the same array.
   friend bool operator==(const PropertyListArray&, const PropertyListArray&) = default;
 
  private:
   friend struct PropertyListAccess;
-  explicit PropertyListArray(PropertyListValue value) : value_(value) {}
+  PropertyListArray(PropertyListTree* tree, PropertyListContainer* container) : tree_(tree), container_(container) {}
   [[nodiscard]] bool fetchElements() const;
   void prefetchAfter(std::size_t index) const;
 
-  PropertyListValue value_;
+  PropertyListTree* tree_ = nullptr;
+  PropertyListContainer* container_ = nullptr;
 };
 
 /// A position in an array.
@@ -217,8 +219,8 @@ class PropertyListDictionary {
  public:
   PropertyListDictionary() = default;
 
-  explicit operator bool() const { return static_cast<bool>(value_); }  ///< False for a null handle.
-  [[nodiscard]] std::size_t size() const;                               ///< Number of entries.
+  explicit operator bool() const { return container_ != nullptr; }  ///< False for a null handle.
+  [[nodiscard]] std::size_t size() const;                           ///< Number of entries.
   /// Entries keep their order. `index` must be below size(). A key that is not a string returns none from string().
   [[nodiscard]] PropertyListValue keyAt(std::size_t index) const;
   [[nodiscard]] PropertyListValue valueAt(std::size_t index) const;  ///< Of the key at `index`.
@@ -238,15 +240,17 @@ class PropertyListDictionary {
   /// A new dictionary with the same entries. Values are shared: both dictionaries refer to the same arrays.
   [[nodiscard]] PropertyListDictionary shallowCopy() const;
 
-  [[nodiscard]] PropertyListValue value() const { return value_; }  ///< The dictionary as a value.
+  [[nodiscard]] PropertyListValue value() const;  ///< The dictionary as a value.
   /// Whether both refer to the same dictionary.
   friend bool operator==(const PropertyListDictionary&, const PropertyListDictionary&) = default;
 
  private:
   friend struct PropertyListAccess;
-  explicit PropertyListDictionary(PropertyListValue value) : value_(value) {}
+  PropertyListDictionary(PropertyListTree* tree, PropertyListContainer* container)
+      : tree_(tree), container_(container) {}
 
-  PropertyListValue value_;
+  PropertyListTree* tree_ = nullptr;
+  PropertyListContainer* container_ = nullptr;
 };
 
 /// Owns the values of a property list and makes new ones. Memory is released only with the tree.

@@ -23,7 +23,7 @@ constexpr std::size_t kHeaderSize = 8;
 /// What the reader knows of an object so far.
 enum class Seen : std::uint8_t {
   kNever,
-  kLeaf,             ///< But no string.
+  kLeaf,  ///< But no string.
   kText,
   kOpenContainer,    ///< Around the object being read.
   kClosedContainer,  ///< Read before; referring to it again unfolds it once more.
@@ -32,7 +32,7 @@ enum class Seen : std::uint8_t {
 
 /// A container being filled. `references` are the ones to its values.
 struct Frame {
-  std::uint32_t container;
+  Slot* slots;
   std::uint32_t object;
   const std::uint8_t* references;
   std::uint32_t count;
@@ -45,7 +45,7 @@ struct Frame {
 struct KnownKeys {
   const std::uint8_t* references;
   std::size_t size;
-  std::uint32_t shape;
+  const Shape* shape;
   std::uint32_t count;  ///< Without repeated keys.
   std::vector<std::uint32_t> kept;
 
@@ -61,7 +61,9 @@ bool isContainerKind(std::uint8_t marker) {
 
 bool isIntegerMarker(std::uint8_t marker) { return marker >= kIntegerMarker && marker <= kIntegerMarker + 4; }
 
-bool isTextKind(std::uint8_t marker) { return markerKind(marker) == kAsciiMarker || markerKind(marker) == kUtf16Marker; }
+bool isTextKind(std::uint8_t marker) {
+  return markerKind(marker) == kAsciiMarker || markerKind(marker) == kUtf16Marker;
+}
 
 class BinaryReader {
  public:
@@ -190,7 +192,7 @@ Slot BinaryReader::readTree() {
 }
 
 BinaryReader::Filled BinaryReader::fill(Frame& frame) {
-  Slot* slots = storage_.containers[frame.container].slots;
+  Slot* const slots = frame.slots;
   for (std::uint32_t entry = frame.next; entry < frame.count; ++entry) {
     const std::uint32_t place = frame.kept == nullptr ? entry : frame.kept[entry];
     frame.next = entry + 1;  // Before a descent, which may move the frame.
@@ -317,10 +319,10 @@ Slot BinaryReader::openContainer(std::uint32_t number) {
   }
   if (counted.count + 1 > unfoldingLeft_) return refuse("Shared containers unfold out of proportion to the file.");
   unfoldingLeft_ -= counted.count + 1;
-  Frame frame{0, number, counted.contents, static_cast<std::uint32_t>(counted.count), 0, nullptr};
-  std::uint32_t shape = kArrayShape;
+  Frame frame{nullptr, number, counted.contents, static_cast<std::uint32_t>(counted.count), 0, nullptr};
+  const Shape* shape = &kArrayShape;
   if (kind == kSetMarker) {
-    shape = kSetShape;
+    shape = &kSetShape;
     storage_.holdsUnwritable = true;
   } else if (kind == kDictionaryMarker) {
     const KnownKeys* known = findKeys(frame.references, frame.count);
@@ -330,12 +332,13 @@ Slot BinaryReader::openContainer(std::uint32_t number) {
     frame.count = known->count;
     if (!known->kept.empty()) frame.kept = known->kept.data();
   }
-  if (shape == kArrayShape) fetchElements(frame);
-  frame.container = storage_.addContainer(shape, frame.count, number);
-  storage_.containers[frame.container].count = frame.count;
+  if (shape == &kArrayShape) fetchElements(frame);
+  Container& container = storage_.addContainer(*shape, frame.count, number);
+  container.count = frame.count;
+  frame.slots = container.slots;
   seen_[number] = Seen::kOpenContainer;
   stack_.push_back(frame);
-  return kContainerTag | frame.container;
+  return kContainerTag | container.number;
 }
 
 /// Brings the elements of an array into the cache, which may lie in the file in another order.
@@ -366,7 +369,7 @@ const KnownKeys* BinaryReader::lookUpKeys(const std::uint8_t* references, std::u
        found = knownKeysByHash_.find(++hash)) {
     if (found->second->areAt(references, size)) return found->second;
   }
-  KnownKeys fresh{references, size, 0, 0, {}};
+  KnownKeys fresh{references, size, nullptr, 0, {}};
   if (!readKeys(references, count, fresh)) return nullptr;
   knownKeys_.push_back(std::move(fresh));
   return knownKeysByHash_.emplace(hash, &knownKeys_.back()).first->second;
@@ -384,7 +387,7 @@ bool BinaryReader::readKeys(const std::uint8_t* references, std::uint32_t count,
     if (keys[i] == kNoSlot) return false;
   }
   const DistinctKeys distinct = distinctKeys(storage_, keys);
-  known.shape = storage_.shapeFor(distinct.keys);
+  known.shape = &storage_.shapeFor(distinct.keys);
   known.count = static_cast<std::uint32_t>(distinct.keys.size());
   if (!distinct.hadDuplicates()) return true;
   // Of entries with one key the first counts.

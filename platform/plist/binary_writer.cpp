@@ -101,7 +101,7 @@ class BinaryWriter {
 
 std::uint8_t kindOf(const Container& container) {
   if (container.isDictionary()) return kDictionaryMarker;
-  return container.shape == kSetShape ? kSetMarker : kArrayMarker;
+  return container.shape == &kSetShape ? kSetMarker : kArrayMarker;
 }
 
 void BinaryWriter::write() {
@@ -195,9 +195,9 @@ bool BinaryWriter::refersTo(const std::uint8_t* references, std::span<const Slot
 /// The keys of a dictionary as they are written: the same for all of one shape, and made once.
 std::span<const std::uint8_t> BinaryWriter::keyReferencesOf(const Container& container) {
   if (!container.isDictionary()) return {};
-  std::vector<std::uint8_t>& references = keyReferences_[container.shape];
+  std::vector<std::uint8_t>& references = keyReferences_[container.shape->index];
   if (references.empty()) {
-    const std::vector<Slot>& keys = storage_.shapes[container.shape].keys;
+    const std::vector<Slot>& keys = container.shape->keys;
     references.resize(keys.size() * referenceWidth_);
     putReferences(references.data(), keys);
   }

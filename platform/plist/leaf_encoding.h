@@ -69,8 +69,9 @@ template <typename Number>
   }
 }
 
-/// Reads big-endian numbers of one width, of more than 8 bytes the low 64 bits, by a single load: of the 8 bytes that end
-/// with the number. So 8 bytes must be readable up to its end; in a binary file the header comes before every number.
+/// Reads big-endian numbers of one width, of more than 8 bytes the low 64 bits, by a single load: of the 8 bytes that
+/// end with the number. So 8 bytes must be readable up to its end; in a binary file the header comes before every
+/// number.
 class NumberWidth {
  public:
   NumberWidth() = default;

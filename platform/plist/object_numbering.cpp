@@ -150,7 +150,7 @@ bool ObjectNumbering::enter(Slot slot) {
   } else {
     newcomers_.push_back(slot);
   }
-  if (container.isDictionary() && !reachedShapes_[container.shape]) reachKeys(container.shape);
+  if (container.isDictionary() && !reachedShapes_[container.shape->index]) reachKeys(*container.shape);
   stack_.push_back({index, 0});
   depth_ = std::max(depth_, stack_.size());
   return true;
@@ -193,9 +193,9 @@ void ObjectNumbering::reachLeaf(Slot leaf) {
   newcomers_.push_back(leaf);
 }
 
-void ObjectNumbering::reachKeys(std::uint32_t shape) {
-  reachedShapes_[shape] = true;
-  for (const Slot key : storage_.shapes[shape].keys) reachLeaf(key);
+void ObjectNumbering::reachKeys(const Shape& shape) {
+  reachedShapes_[shape.index] = true;
+  for (const Slot key : shape.keys) reachLeaf(key);
 }
 
 /// Of equal leaves one is written. Those of the source stay as they were: only new ones can be new repeats, of each

@@ -49,7 +49,7 @@ class ObjectNumbering {
   [[nodiscard]] bool enter(Slot container);
   void leave(std::uint32_t container);
   void reachLeaf(Slot leaf);
-  void reachKeys(std::uint32_t shape);
+  void reachKeys(const Shape& shape);
   [[nodiscard]] bool isCopyOf(const Container& container, const Container& original) const;
   [[nodiscard]] Slot mergedInto(Slot slot) const;
 

@@ -24,7 +24,7 @@ class UnfoldingMeter {
     if (!isContainerSlot(slot)) return takeBytes(storage_.encoded(slot).size());
     const Container& container = storage_.containers[slotIndex(slot)];
     if (!takeBytes(1)) return false;
-    if (container.isDictionary() && !takeAll(storage_.shapes[container.shape].keys)) return false;
+    if (container.isDictionary() && !takeAll(container.shape->keys)) return false;
     return takeAll({container.slots, container.count});
   }
 

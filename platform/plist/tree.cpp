@@ -56,6 +56,10 @@ std::size_t payloadWidth(const std::uint8_t* object) { return std::size_t{1} << 
 
 double readDouble(const std::uint8_t* at) { return std::bit_cast<double>(loadBigEndian<std::uint64_t>(at)); }
 
+PropertyListValue valueOf(PropertyListTree* tree, const Container* container) {
+  return container != nullptr ? Access::value(tree, kContainerTag | container->number) : PropertyListValue();
+}
+
 std::uint32_t slotCount(std::size_t count) {
   if (count > kMaxSlotIndex) throw std::bad_alloc();
   return static_cast<std::uint32_t>(count);
@@ -76,7 +80,7 @@ PropertyListType PropertyListValue::type() const {
   if (!isContainerSlot(slot_)) return leafType(*Access::storage(*this).leaf(slot_));
   const Container& container = Access::container(*this);
   if (container.isDictionary()) return PropertyListType::kDictionary;
-  return container.shape == kSetShape ? PropertyListType::kSet : PropertyListType::kArray;
+  return container.shape == &kSetShape ? PropertyListType::kSet : PropertyListType::kArray;
 }
 
 std::optional<bool> PropertyListValue::boolean() const {
@@ -146,72 +150,75 @@ std::optional<std::uint32_t> PropertyListValue::uid() const {
 }
 
 PropertyListArray PropertyListValue::array() const {
-  if (tree_ == nullptr || !isContainerSlot(slot_) || Access::container(*this).shape != kArrayShape) return {};
-  return Access::array(*this);
+  if (!isContainerSlot(slot_)) return {};
+  Container& container = Access::container(*this);
+  if (container.shape != &kArrayShape) return {};
+  return Access::array(tree_, container);
 }
 
 PropertyListArray PropertyListValue::set() const {
-  if (tree_ == nullptr || !isContainerSlot(slot_) || Access::container(*this).shape != kSetShape) return {};
-  return Access::array(*this);
+  if (!isContainerSlot(slot_)) return {};
+  Container& container = Access::container(*this);
+  if (container.shape != &kSetShape) return {};
+  return Access::array(tree_, container);
 }
 
 PropertyListDictionary PropertyListValue::dictionary() const {
-  if (tree_ == nullptr || !isContainerSlot(slot_) || !Access::container(*this).isDictionary()) return {};
-  return Access::dictionary(*this);
+  if (!isContainerSlot(slot_)) return {};
+  Container& container = Access::container(*this);
+  if (!container.isDictionary()) return {};
+  return Access::dictionary(tree_, container);
 }
 
 // Arrays
 
-std::size_t PropertyListArray::size() const { return value_ ? Access::container(value_).count : 0; }
+PropertyListValue PropertyListArray::value() const { return valueOf(tree_, container_); }
+
+std::size_t PropertyListArray::size() const { return container_ != nullptr ? container_->count : 0; }
 
 PropertyListValue PropertyListArray::at(std::size_t index) const {
-  const Container& container = Access::container(value_);
-  assert(index < container.count);
-  return Access::value(value_.tree(), container.slots[index]);
+  assert(index < container_->count);
+  return Access::value(tree_, container_->slots[index]);
 }
 
 bool PropertyListArray::fetchElements() const {
-  return !value_ || Access::storage(value_).fetchElements(Access::container(value_));
+  return container_ == nullptr || Access::storage(*tree_).fetchElements(*container_);
 }
 
 void PropertyListArray::prefetchAfter(std::size_t index) const {
-  const Container& container = Access::container(value_);
-  const Access::Storage& storage = Access::storage(value_);
-  if (index + 2 * kLookAhead < container.count) storage.prefetchOffsets(container.slots[index + 2 * kLookAhead]);
-  if (index + kLookAhead < container.count) {
-    storage.prefetch(container.slots[index + kLookAhead], kPrefetchDepth);
-  }
+  const Access::Storage& storage = Access::storage(*tree_);
+  const std::span<const Slot> slots(container_->slots, container_->count);
+  if (index + 2 * kLookAhead < slots.size()) storage.prefetchOffsets(slots[index + 2 * kLookAhead]);
+  if (index + kLookAhead < slots.size()) storage.prefetch(slots[index + kLookAhead], kPrefetchDepth);
 }
 
 void PropertyListArray::append(PropertyListValue value) const {
-  assert(value.tree() == value_.tree());
-  Container& container = Access::container(value_);
-  if (container.count == container.capacity) {
-    const std::size_t wanted = std::size_t{container.capacity} * 2;
-    Access::storage(value_).grow(container, slotCount(std::max<std::size_t>(kFirstGrowth, wanted)));
+  assert(value.tree() == tree_);
+  if (container_->count == container_->capacity) {
+    const std::size_t wanted = std::size_t{container_->capacity} * 2;
+    Access::storage(*tree_).grow(*container_, slotCount(std::max<std::size_t>(kFirstGrowth, wanted)));
   }
-  container.slots[container.count++] = Access::slot(value);
+  container_->slots[container_->count++] = Access::slot(value);
 }
 
 void PropertyListArray::replace(std::size_t index, PropertyListValue value) const {
-  assert(value.tree() == value_.tree());
-  Container& container = Access::container(value_);
-  assert(index < container.count);
-  container.slots[index] = Access::slot(value);
+  assert(value.tree() == tree_);
+  assert(index < container_->count);
+  container_->slots[index] = Access::slot(value);
 }
 
 void PropertyListArray::retainBackwards(const std::function<bool(PropertyListValue)>& keep) const {
   if (empty()) return;
-  Container& container = Access::container(value_);
+  Container& container = *container_;
   // Kept elements gather at the far end, over elements already visited; one move at the end closes the gap.
   std::uint32_t firstKept = container.count;
-  const Access::Storage& storage = Access::storage(value_);
+  const Access::Storage& storage = Access::storage(*tree_);
   const bool isFetched = storage.fetchElements(container);
   for (std::uint32_t i = container.count; i-- > 0;) {
     if (!isFetched && i >= 2 * kLookAhead) storage.prefetchOffsets(container.slots[i - 2 * kLookAhead]);
     if (!isFetched && i >= kLookAhead) storage.prefetch(container.slots[i - kLookAhead], kPrefetchDepth);
     const Slot slot = container.slots[i];
-    if (keep(Access::value(value_.tree(), slot))) container.slots[--firstKept] = slot;
+    if (keep(Access::value(tree_, slot))) container.slots[--firstKept] = slot;
   }
   container.count -= firstKept;
   std::memmove(container.slots, container.slots + firstKept, container.count * sizeof(Slot));
@@ -219,26 +226,25 @@ void PropertyListArray::retainBackwards(const std::function<bool(PropertyListVal
 
 // Dictionaries
 
-std::size_t PropertyListDictionary::size() const { return value_ ? Access::container(value_).count : 0; }
+PropertyListValue PropertyListDictionary::value() const { return valueOf(tree_, container_); }
+
+std::size_t PropertyListDictionary::size() const { return container_ != nullptr ? container_->count : 0; }
 
 PropertyListValue PropertyListDictionary::keyAt(std::size_t index) const {
-  const Container& container = Access::container(value_);
-  assert(index < container.count);
-  return Access::value(value_.tree(), Access::storage(value_).shapes[container.shape].keys[index]);
+  assert(index < container_->count);
+  return Access::value(tree_, container_->shape->keys[index]);
 }
 
 PropertyListValue PropertyListDictionary::valueAt(std::size_t index) const {
-  const Container& container = Access::container(value_);
-  assert(index < container.count);
-  return Access::value(value_.tree(), container.slots[index]);
+  assert(index < container_->count);
+  return Access::value(tree_, container_->slots[index]);
 }
 
 PropertyListValue PropertyListDictionary::get(const PropertyListKey& key) const {
-  if (!value_) return {};
-  const Container& container = Access::container(value_);
-  const std::uint32_t place = Access::storage(value_).shapes[container.shape].find(key);
-  if (place == container.count) return {};
-  return Access::value(value_.tree(), container.slots[place]);
+  if (container_ == nullptr) return {};
+  const std::uint32_t place = container_->shape->find(key);
+  if (place == Shape::kAbsent) return {};
+  return Access::value(tree_, container_->slots[place]);
 }
 
 std::optional<std::string_view> PropertyListDictionary::string(const PropertyListKey& key) const {
@@ -252,49 +258,45 @@ PropertyListDictionary PropertyListDictionary::dictionary(const PropertyListKey&
 }
 
 void PropertyListDictionary::set(const PropertyListKey& key, PropertyListValue value) const {
-  assert(value.tree() == value_.tree());
-  Access::Storage& storage = Access::storage(value_);
-  Container& container = Access::container(value_);
-  const std::uint32_t place = storage.shapes[container.shape].find(key);
-  if (place == container.count) {
-    std::vector<Slot> keys = storage.shapes[container.shape].keys;
+  assert(value.tree() == tree_);
+  Access::Storage& storage = Access::storage(*tree_);
+  std::uint32_t place = container_->shape->find(key);
+  if (place == Shape::kAbsent) {
+    place = container_->count;
+    std::vector<Slot> keys = container_->shape->keys;
     keys.push_back(storage.canonicalKey(storage.addString(key.text())));
-    container.shape = storage.shapeFor(keys);
-    if (container.count == container.capacity) storage.grow(container, slotCount(std::size_t{container.count} + 1));
-    ++container.count;
+    container_->shape = &storage.shapeFor(keys);
+    if (place == container_->capacity) storage.grow(*container_, slotCount(std::size_t{place} + 1));
+    ++container_->count;
   } else {
-    storage.inheritPlace(container.slots[place], Access::slot(value));
+    storage.inheritPlace(container_->slots[place], Access::slot(value));
   }
-  container.slots[place] = Access::slot(value);
+  container_->slots[place] = Access::slot(value);
 }
 
 void PropertyListDictionary::setString(const PropertyListKey& key, std::string_view text) const {
   if (string(key) == text) return;
-  set(key, value_.tree()->makeString(text));
+  set(key, tree_->makeString(text));
 }
 
 void PropertyListDictionary::remove(const PropertyListKey& key) const {
-  if (!value_) return;
-  Access::Storage& storage = Access::storage(value_);
-  Container& container = Access::container(value_);
-  const std::uint32_t place = storage.shapes[container.shape].find(key);
-  if (place == container.count) return;
-  std::vector<Slot> keys = storage.shapes[container.shape].keys;
+  if (container_ == nullptr) return;
+  Container& container = *container_;
+  const std::uint32_t place = container.shape->find(key);
+  if (place == Shape::kAbsent) return;
+  std::vector<Slot> keys = container.shape->keys;
   keys.erase(keys.begin() + place);
-  container.shape = storage.shapeFor(keys);
+  container.shape = &Access::storage(*tree_).shapeFor(keys);
   --container.count;
   std::memmove(container.slots + place, container.slots + place + 1, (container.count - place) * sizeof(Slot));
 }
 
 PropertyListDictionary PropertyListDictionary::shallowCopy() const {
-  if (!value_) return {};
-  Access::Storage& storage = Access::storage(value_);
-  const Container original = Access::container(value_);
-  const std::uint32_t index = storage.addContainer(original.shape, original.count, original.origin);
-  Container& copy = storage.containers[index];
-  copy.count = original.count;
-  std::copy_n(original.slots, original.count, copy.slots);
-  return Access::dictionary(Access::value(value_.tree(), kContainerTag | index));
+  if (container_ == nullptr) return {};
+  Container& copy = Access::storage(*tree_).addContainer(*container_->shape, container_->count, container_->origin);
+  copy.count = container_->count;
+  std::copy_n(container_->slots, container_->count, copy.slots);
+  return Access::dictionary(tree_, copy);
 }
 
 // Making
@@ -355,16 +357,15 @@ PropertyListValue PropertyListTree::makeUid(std::uint32_t value) {
 }
 
 PropertyListArray PropertyListTree::makeArray(std::size_t capacity) {
-  const Slot slot = kContainerTag | storage_->addContainer(kArrayShape, slotCount(capacity), kNoOrigin);
-  return Access::array(Access::value(this, slot));
+  return Access::array(this, storage_->addContainer(kArrayShape, slotCount(capacity), kNoOrigin));
 }
 
 PropertyListValue PropertyListTree::makeSet(std::span<const PropertyListValue> elements) {
   storage_->holdsUnwritable = true;
-  const std::uint32_t index = storage_->addContainer(kSetShape, slotCount(elements.size()), kNoOrigin);
-  const PropertyListValue set = Access::value(this, kContainerTag | index);
-  for (const PropertyListValue& element : elements) set.set().append(element);
-  return set;
+  const PropertyListArray set =
+      Access::array(this, storage_->addContainer(kSetShape, slotCount(elements.size()), kNoOrigin));
+  for (const PropertyListValue& element : elements) set.append(element);
+  return set.value();
 }
 
 PropertyListDictionary PropertyListTree::makeDictionary() { return makeDictionary({}, {}); }
@@ -376,12 +377,11 @@ PropertyListDictionary PropertyListTree::makeDictionary(std::span<const Property
   keySlots.reserve(keys.size());
   for (const PropertyListValue& key : keys) keySlots.push_back(Access::slot(key));
   const DistinctKeys distinct = distinctKeys(*storage_, keySlots);
-  const std::uint32_t shape = storage_->shapeFor(distinct.keys);
-  const std::uint32_t index = storage_->addContainer(shape, slotCount(distinct.keys.size()), kNoOrigin);
-  Container& container = storage_->containers[index];
+  const Shape& shape = storage_->shapeFor(distinct.keys);
+  Container& container = storage_->addContainer(shape, slotCount(distinct.keys.size()), kNoOrigin);
   container.count = container.capacity;
   for (std::size_t i = 0; i < values.size(); ++i) container.slots[distinct.places[i]] = Access::slot(values[i]);
-  return Access::dictionary(Access::value(this, kContainerTag | index));
+  return Access::dictionary(this, container);
 }
 
 }  // namespace tarvel

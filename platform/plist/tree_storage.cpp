@@ -99,7 +99,7 @@ std::uint32_t Shape::findFrom(std::uint32_t first, const PropertyListKey& key) c
   for (std::uint32_t i = first; i < known_.size(); ++i) {
     if (known_[i].is(key)) return i;
   }
-  return size();
+  return kAbsent;
 }
 
 std::string_view PropertyListTree::Storage::decodedText(Slot slot, const std::uint8_t* object) {
@@ -144,7 +144,8 @@ void PropertyListTree::Storage::prefetchOffsets(Slot slot) const {
   const std::uint32_t count = std::min(container.count, kMostPrefetched);
   for (std::uint32_t i = 0; i < count; ++i) {
     const Slot leaf = container.slots[i];
-    if (slotTag(leaf) == kSourceTag) __builtin_prefetch(source.offsetTable + slotIndex(leaf) * source.offsetWidth.bytes());
+    if (slotTag(leaf) == kSourceTag)
+      __builtin_prefetch(source.offsetTable + slotIndex(leaf) * source.offsetWidth.bytes());
   }
 }
 
@@ -194,22 +195,22 @@ Slot PropertyListTree::Storage::addString(std::string_view text) {
   return slot | kTextFlag;
 }
 
-std::uint32_t PropertyListTree::Storage::addContainer(std::uint32_t shape, std::uint32_t capacity,
-                                                      std::uint32_t origin) {
-  const std::uint32_t index = containers.add(arena);
-  Container& container = containers[index];
+Container& PropertyListTree::Storage::addContainer(const Shape& shape, std::uint32_t capacity, std::uint32_t origin) {
+  const std::uint32_t number = containers.add(arena);
+  Container& container = containers[number];
   container.slots = arena.slots(capacity);
   container.capacity = capacity;
-  container.shape = shape;
+  container.shape = &shape;
+  container.number = number;
   container.origin = origin;
-  return index;
+  return container;
 }
 
 void PropertyListTree::Storage::inheritPlace(Slot replaced, Slot replacement) {
   if (!isContainerSlot(replaced) || !isContainerSlot(replacement)) return;
   const Container& older = containers[slotIndex(replaced)];
   Container& newer = containers[slotIndex(replacement)];
-  if (older.shape != kArrayShape || newer.shape != kArrayShape || newer.origin != kNoOrigin) return;
+  if (older.shape != &kArrayShape || newer.shape != &kArrayShape || newer.origin != kNoOrigin) return;
   newer.origin = older.origin;
 }
 
@@ -284,21 +285,20 @@ std::uint32_t PropertyListTree::Storage::keyHash(Slot key, std::string_view text
   return known->second;
 }
 
-std::uint32_t PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
+const Shape& PropertyListTree::Storage::shapeFor(std::span<const Slot> keys) {
   std::uint64_t hash = XXH3_64bits_withSeed(keys.data(), keys.size_bytes(), hashSeed);
   for (auto found = shapesByHash_.find(hash); found != shapesByHash_.end(); found = shapesByHash_.find(++hash)) {
-    if (std::ranges::equal(shapes[found->second].keys, keys)) return found->second;
+    if (std::ranges::equal(shapes[found->second].keys, keys)) return shapes[found->second];
   }
-  Shape shape;
+  Shape& shape = shapes.emplace_back();
+  shape.index = static_cast<std::uint32_t>(shapes.size() - 1);
   for (const Slot key : keys) {
     const std::string_view keyText = text(key);
     shape.add(key, keyText, keyHash(key, keyText));
     if (keyText.data() == nullptr) holdsUnwritable = true;
   }
-  shapes.push_back(std::move(shape));
-  const auto index = static_cast<std::uint32_t>(shapes.size() - 1);
-  shapesByHash_.emplace(hash, index);
-  return index;
+  shapesByHash_.emplace(hash, shape.index);
+  return shape;
 }
 
 }  // namespace tarvel

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -40,22 +41,22 @@ inline constexpr std::uint32_t kMaxSlotIndex = kTextFlag - 1;
 [[nodiscard]] inline bool isTextSlot(Slot slot) { return (slot & (kContainerTag | kTextFlag)) == kTextFlag; }
 [[nodiscard]] inline bool isContainerSlot(Slot slot) { return slotTag(slot) == kContainerTag; }
 
-inline constexpr std::uint32_t kArrayShape = 0xFFFF'FFFFU;
-inline constexpr std::uint32_t kSetShape = 0xFFFF'FFFEU;
 inline constexpr std::uint32_t kNoOrigin = 0xFFFF'FFFFU;
 
 /// The keys of every dictionary that has just these keys in this order; dictionaries share it and keep only values.
 class Shape {
  public:
-  std::vector<Slot> keys;
+  static constexpr std::uint32_t kAbsent = 0xFFFF'FFFFU;
 
-  [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(keys.size()); }
+  std::vector<Slot> keys;
+  std::uint32_t index = 0;  ///< Among the shapes of the tree.
+
   /// The text has a null data pointer for a key that is not a string.
   void add(Slot key, std::string_view text, std::uint32_t hash);
-  /// The place of `key`, or size().
+  /// The place of `key`, or kAbsent.
   [[nodiscard]] std::uint32_t find(const PropertyListKey& key) const {
     const std::uint8_t first = firstPlaces_[bucket(key.hash())];
-    if (first == kNoPlace) return size();
+    if (first == kNoPlace) return kAbsent;
     return known_[first].isKnownAs(key) ? first : findFrom(first, key);
   }
 
@@ -98,15 +99,21 @@ class Shape {
   }
 };
 
-struct Container {
+/// Instead of a shape, for the containers without keys.
+inline const Shape kArrayShape;
+inline const Shape kSetShape;
+
+struct PropertyListContainer {
   Slot* slots = nullptr;
+  const Shape* shape = &kArrayShape;
   std::uint32_t count = 0;
   std::uint32_t capacity = 0;
-  std::uint32_t shape = kArrayShape;  ///< Index into the shapes, or one of the two marks above.
-  std::uint32_t origin = kNoOrigin;   ///< The source object whose place it would keep in a rewritten file.
+  std::uint32_t number = 0;          ///< In the table of containers.
+  std::uint32_t origin = kNoOrigin;  ///< The source object whose place it would keep in a rewritten file.
 
-  [[nodiscard]] bool isDictionary() const { return shape < kSetShape; }
+  [[nodiscard]] bool isDictionary() const { return shape != &kArrayShape && shape != &kSetShape; }
 };
+using Container = PropertyListContainer;
 
 /// A leaf that is not from the source file, in the binary format's encoding.
 struct MadeLeaf {
@@ -185,7 +192,8 @@ struct PropertyListTree::Storage {
   BumpArena arena;
   ContainerTable containers;
   LargeVector<MadeLeaf> made;
-  std::vector<Shape> shapes;
+  /// At addresses that stay.
+  std::deque<Shape> shapes;
   /// Random, so that files with deliberately colliding keys cannot be prepared.
   std::uint64_t hashSeed;
   /// Whether a container of the source file is referenced more than once.
@@ -223,7 +231,7 @@ struct PropertyListTree::Storage {
   [[nodiscard]] Slot addNumber(unsigned marker, std::uint64_t bits, std::size_t width);
   [[nodiscard]] Slot addCounted(std::uint8_t kind, std::uint64_t count, std::span<const std::uint8_t> contents);
   [[nodiscard]] Slot addString(std::string_view text);
-  [[nodiscard]] std::uint32_t addContainer(std::uint32_t shape, std::uint32_t capacity, std::uint32_t origin);
+  [[nodiscard]] Container& addContainer(const Shape& shape, std::uint32_t capacity, std::uint32_t origin);
   /// A new array that replaces another also takes over its origin.
   void inheritPlace(Slot replaced, Slot replacement);
   /// The same key for all equal ones: compared as strings, or by their stored bytes if they are not strings. Reads each
@@ -237,7 +245,7 @@ struct PropertyListTree::Storage {
   [[nodiscard]] bool isText(Slot slot, const PropertyListKey& wanted);
   [[nodiscard]] bool textHas(Slot slot, bool (*property)(std::string_view));
   /// The shape with these keys, which are canonical and distinct.
-  [[nodiscard]] std::uint32_t shapeFor(std::span<const Slot> keys);
+  [[nodiscard]] const Shape& shapeFor(std::span<const Slot> keys);
   void grow(Container& container, std::uint32_t capacity);
 
  private:
@@ -275,9 +283,11 @@ struct PropertyListAccess {
   [[nodiscard]] static Storage& storage(PropertyListTree& tree) { return *tree.storage_; }
   [[nodiscard]] static Slot slot(const PropertyListValue& value) { return value.slot_; }
   [[nodiscard]] static PropertyListValue value(PropertyListTree* tree, Slot slot) { return {tree, slot}; }
-  [[nodiscard]] static PropertyListArray array(PropertyListValue value) { return PropertyListArray(value); }
-  [[nodiscard]] static PropertyListDictionary dictionary(PropertyListValue value) {
-    return PropertyListDictionary(value);
+  [[nodiscard]] static PropertyListArray array(PropertyListTree* tree, Container& container) {
+    return {tree, &container};
+  }
+  [[nodiscard]] static PropertyListDictionary dictionary(PropertyListTree* tree, Container& container) {
+    return {tree, &container};
   }
   /// Of a value that is a container.
   [[nodiscard]] static Container& container(const PropertyListValue& value) {
