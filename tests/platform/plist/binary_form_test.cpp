@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/plist/binary_reader.h"
@@ -303,6 +304,17 @@ TEST(BinaryForm, HugeCountsAreRefusedBeforeAllocation) {
     EXPECT_NE(errorOf(fileOf({object}, 0, 1, 1)), "") << kind;
     const std::string negative = bytes({kind, 0x13, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
     EXPECT_NE(errorOf(fileOf({negative}, 0, 1, 1)), "") << kind;
+  }
+}
+
+TEST(BinaryForm, ACountThatRunsIntoTheTableIsRefused) {
+  for (const std::string& last : {bytes({0x5F}), bytes({0x5F, 0x10}), bytes({0x5F, 0x11, 0})}) {
+    std::string file = fileOf({"W1234567", bytes({0xA1, 2}), last}, 0, 1, 1);
+    // The table begins with an offset that looks like the marker of an integer.
+    const std::size_t table = 18 + last.size();
+    std::swap(file[table], file[table + 1]);
+    ASSERT_EQ(file[table], 0x10);
+    EXPECT_EQ(errorOf(file), "An object runs past the end of the objects.");
   }
 }
 

@@ -244,6 +244,43 @@ TEST(PropertyListTree, EqualLongStringsReturnTheSameView) {
   EXPECT_EQ(PropertyListValue().uniqueString(), std::nullopt);
 }
 
+TEST(PropertyListTree, AValueIsComparedWithAText) {
+  constexpr PropertyListKey kName{"Name"};
+  PropertyListTree tree;
+  const PropertyListValue name = tree.makeString("Name");
+  const PropertyListValue equal = tree.makeString("Name");
+  const PropertyListValue other = tree.makeString("Game");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(name.is(kName));
+    EXPECT_FALSE(other.is(kName));
+    EXPECT_TRUE(equal.is(kName));
+  }
+  EXPECT_FALSE(tree.makeString("").is(kName));
+  EXPECT_TRUE(tree.makeString("").is(""));
+  EXPECT_FALSE(tree.makeInteger(1).is(""));
+  EXPECT_FALSE(tree.makeArray(0).value().is(""));
+  EXPECT_FALSE(PropertyListValue().is(""));
+}
+
+TEST(PropertyListTree, TextsAtOneAddressAreComparedByTheirLengths) {
+  static constexpr char kLetters[] = "Name";
+  constexpr PropertyListKey kLong{std::string_view(kLetters, 4)};
+  constexpr PropertyListKey kShort{std::string_view(kLetters, 3)};
+  PropertyListTree tree;
+  const PropertyListValue value = tree.makeString("Name");
+  EXPECT_TRUE(value.is(kLong));
+  EXPECT_FALSE(value.is(kShort));
+}
+
+TEST(PropertyListTree, ATextThatIsNoConstantMayChange) {
+  std::string text = "Name";
+  PropertyListTree tree;
+  const PropertyListValue value = tree.makeString("Name");
+  EXPECT_TRUE(value.is(std::string_view(text)));
+  text = "Game";
+  EXPECT_FALSE(value.is(std::string_view(text)));
+}
+
 int propertyQuestions = 0;
 bool beginsWithA(std::string_view text) {
   ++propertyQuestions;
