@@ -308,13 +308,15 @@ TEST(BinaryForm, HugeCountsAreRefusedBeforeAllocation) {
 }
 
 TEST(BinaryForm, ACountThatRunsIntoTheTableIsRefused) {
-  for (const std::string& last : {bytes({0x5F}), bytes({0x5F, 0x10}), bytes({0x5F, 0x11, 0})}) {
-    std::string file = fileOf({"W1234567", bytes({0xA1, 2}), last}, 0, 1, 1);
-    // The table begins with an offset that looks like the marker of an integer.
-    const std::size_t table = 18 + last.size();
-    std::swap(file[table], file[table + 1]);
-    ASSERT_EQ(file[table], 0x10);
-    EXPECT_EQ(errorOf(file), "An object runs past the end of the objects.");
+  for (const int kind : {0x4F, 0x5F, 0x6F, 0xAF, 0xCF, 0xDF}) {
+    for (const std::string& last : {bytes({kind}), bytes({kind, 0x10}), bytes({kind, 0x11, 0})}) {
+      std::string file = fileOf({"W1234567", bytes({0xA1, 2}), last}, 0, 1, 1);
+      // The table begins with an offset that looks like the marker of an integer.
+      const std::size_t table = 18 + last.size();
+      std::swap(file[table], file[table + 1]);
+      ASSERT_EQ(file[table], 0x10);
+      EXPECT_EQ(errorOf(file), "An object runs past the end of the objects.") << kind;
+    }
   }
 }
 

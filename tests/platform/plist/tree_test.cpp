@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "platform/property_list.h"
@@ -262,14 +266,24 @@ TEST(PropertyListTree, AValueIsComparedWithAText) {
   EXPECT_FALSE(PropertyListValue().is(""));
 }
 
-TEST(PropertyListTree, TextsAtOneAddressAreComparedByTheirLengths) {
-  static constexpr char kLetters[] = "Name";
-  constexpr PropertyListKey kLong{std::string_view(kLetters, 4)};
-  constexpr PropertyListKey kShort{std::string_view(kLetters, 3)};
+template <std::size_t... sizes>
+constexpr std::array<PropertyListKey, sizeof...(sizes)> prefixesOf(std::string_view text,
+                                                                   std::index_sequence<sizes...> /*sizes*/) {
+  return {PropertyListKey(text.substr(0, sizes + 1))...};
+}
+
+TEST(PropertyListTree, ConstantsAtOneAddressDifferByTheirLengths) {
+  static constexpr std::string_view kText = "WebBookmarkTypeLeaf";
+  static constexpr auto kPrefixes = prefixesOf(kText, std::make_index_sequence<kText.size()>());
   PropertyListTree tree;
-  const PropertyListValue value = tree.makeString("Name");
-  EXPECT_TRUE(value.is(kLong));
-  EXPECT_FALSE(value.is(kShort));
+  for (const PropertyListKey& prefix : kPrefixes) {
+    ASSERT_TRUE(prefix.isConstant());
+    const PropertyListValue value = tree.makeString(prefix.text());
+    for (const PropertyListKey& other : kPrefixes) {
+      EXPECT_TRUE(value.is(prefix));
+      EXPECT_EQ(value.is(other), other.text() == prefix.text());
+    }
+  }
 }
 
 TEST(PropertyListTree, ATextThatIsNoConstantMayChange) {
