@@ -55,49 +55,51 @@ class BookmarkSet {
   /// Returns the bookmark with the same address, if there is one. Otherwise adds `bookmark` and returns a null handle.
   /// `address` is that of `bookmark`, from uniqueString().
   [[nodiscard]] PropertyListDictionary insert(PropertyListDictionary bookmark, std::string_view address) {
-    bookmarks_.push_back(bookmark);
-    lastAddress_ = address;
-    const auto [place, isNew] = places_.insert(static_cast<std::uint32_t>(bookmarks_.size() - 1));
-    if (isNew) return {};
-    bookmarks_.pop_back();
-    return bookmarks_[*place];
+    newest_ = bookmark.value();
+    newestAddress_ = address;
+    const auto [same, isNew] = bookmarks_.insert(newest_.identity());
+    return isNew ? PropertyListDictionary() : bookmarkWith(*same);
   }
 
   /// Hashes texts of the same tree. Copies share its cache.
   [[nodiscard]] const ListTextHash& textHash() const { return textHash_; }
 
  private:
-  [[nodiscard]] std::string_view addressAt(std::uint32_t place) const {
-    if (place + 1 == bookmarks_.size()) return lastAddress_;
-    return *bookmarks_[place].get(kURLStringKey).uniqueString();
+  [[nodiscard]] PropertyListDictionary bookmarkWith(std::uint32_t identity) const {
+    return newest_.tree()->containerWith(identity).dictionary();
+  }
+  [[nodiscard]] std::string_view addressOf(std::uint32_t identity) const {
+    if (identity == newest_.identity()) return newestAddress_;
+    return *bookmarkWith(identity).get(kURLStringKey).uniqueString();
   }
 
   struct AddressHash {
-    std::size_t operator()(std::uint32_t place) const { return set->textHash_(set->addressAt(place)); }
+    std::size_t operator()(std::uint32_t identity) const { return set->textHash_(set->addressOf(identity)); }
     const BookmarkSet* set;
   };
   struct SameAddress {
     bool operator()(std::uint32_t a, std::uint32_t b) const {
-      return SameListText()(set->addressAt(a), set->addressAt(b));
+      return SameListText()(set->addressOf(a), set->addressOf(b));
     }
     const BookmarkSet* set;
   };
-
-  /// Above the default, to keep the table small: lookups wait for memory.
+  /// Identities instead of handles, to keep the table small: lookups wait for memory.
+  using Bookmarks = tsl::robin_set<std::uint32_t, AddressHash, SameAddress, std::allocator<std::uint32_t>,
+                                   /*StoreHash=*/true>;
+  /// Above the default, for the same reason.
   static constexpr float kLoad = 0.8F;
 
-  ListTextHash textHash_;
-  std::vector<PropertyListDictionary> bookmarks_;
-  /// Of the last of these.
-  std::string_view lastAddress_;
-  tsl::robin_set<std::uint32_t, AddressHash, SameAddress, std::allocator<std::uint32_t>, /*StoreHash=*/true> places_ =
-      makePlaces();
-
-  [[nodiscard]] decltype(places_) makePlaces() {
-    decltype(places_) places(0, AddressHash{this}, SameAddress{this});
-    places.max_load_factor(kLoad);
-    return places;
+  [[nodiscard]] Bookmarks makeBookmarks() {
+    Bookmarks bookmarks(0, AddressHash{this}, SameAddress{this});
+    bookmarks.max_load_factor(kLoad);
+    return bookmarks;
   }
+
+  ListTextHash textHash_;
+  Bookmarks bookmarks_ = makeBookmarks();
+  /// The last that was asked for, and its address, which is known already.
+  PropertyListValue newest_;
+  std::string_view newestAddress_;
 };
 
 /// How far the candidates for one title in a folder have been tried.

@@ -126,6 +126,7 @@ class PropertyListValue {
 
  private:
   friend struct PropertyListAccess;
+  friend class PropertyListTree;
   PropertyListValue(PropertyListTree* tree, std::uint32_t slot) : tree_(tree), slot_(slot) {}
 
   PropertyListTree* tree_ = nullptr;
@@ -289,6 +290,8 @@ class PropertyListTree {
   [[nodiscard]] PropertyListDictionary makeDictionary(std::span<const PropertyListValue> keys,
                                                       std::span<const PropertyListValue> values);
 
+  /// The container whose identity() this is, which must be one of this tree.
+  [[nodiscard]] PropertyListValue containerWith(std::uint32_t identity) { return {this, identity}; }
   /// Arrays, dictionaries and sets ever read or made.
   [[nodiscard]] std::size_t numberOfContainers() const;
 

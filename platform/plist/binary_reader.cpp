@@ -80,7 +80,10 @@ class BinaryReader {
   bool checkOffsets();
   bool fail(const char* error);
   /// The same where a slot is wanted: kNoSlot.
-  Slot refuse(const char* error) { return fail(error) ? 0 : kNoSlot; }
+  Slot refuse(const char* error) {
+    (void)fail(error);
+    return kNoSlot;
+  }
 
   Slot readTree();
   /// How far a container's slots were filled: not, as an object is faulty; up to the next container in it; or all.
