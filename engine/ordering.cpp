@@ -20,7 +20,6 @@ struct SortEntry {
   std::uint32_t group;
   std::uint32_t rank;
   std::uint32_t position;
-  std::string_view title;
 
   friend bool operator<(const SortEntry& a, const SortEntry& b) {
     if (a.group != b.group) return a.group < b.group;
@@ -42,14 +41,17 @@ std::uint32_t groupOf(BookmarkNodeType type, bool foldersAtTop) {
 }
 
 /// Ranks each group by itself: ranks depend on every title of a call, and titles of another group must not move those
-/// of this one. `entries` are sorted by group.
-void rankGroups(std::span<SortEntry> entries, Collator& collator) {
+/// of this one. `entries` are sorted by group, and then as `titles`, by position.
+void rankGroups(std::span<SortEntry> entries, std::span<const std::string_view> titles, Collator& collator) {
   while (!entries.empty()) {
     const auto isOther = [&](const SortEntry& entry) { return entry.group != entries.front().group; };
     const std::span<SortEntry> group(entries.begin(), std::ranges::find_if(entries, isOther));
-    std::vector<std::string_view> titles(group.size());
-    std::ranges::transform(group, titles.begin(), &SortEntry::title);
-    const std::vector<std::uint32_t> ranks = ranksOfTitles(titles, collator);
+    const bool isOnly = group.size() == titles.size();
+    std::vector<std::string_view> ofGroup;
+    if (!isOnly) {
+      for (const SortEntry& entry : group) ofGroup.push_back(titles[entry.position]);
+    }
+    const std::vector<std::uint32_t> ranks = ranksOfTitles(isOnly ? titles : ofGroup, collator);
     for (std::size_t i = 0; i < group.size(); ++i) group[i].rank = ranks[i];
     entries = entries.subspan(group.size());
   }
@@ -94,15 +96,18 @@ PropertyListArray Tarvel::sortedArrayFromBookmarkChildArray(PropertyListArray bo
 std::vector<std::uint32_t> Tarvel::orderOfBookmarkChildArray(PropertyListArray bookmarkChildArray) const {
   const std::size_t count = bookmarkChildArray.size();
   std::vector<SortEntry> entries;
+  std::vector<std::string_view> titles;
   entries.reserve(count);
+  titles.reserve(count);
   for (const PropertyListValue child : bookmarkChildArray) {
     const PropertyListDictionary node = child.dictionary();
     const auto position = static_cast<std::uint32_t>(entries.size());
     const std::uint32_t group = groupOf(typeFromBookmarkNode(node), arrangeFoldersAtTop_);
-    entries.push_back({group, 0, position, titleFromBookmarkNode(node).value_or("")});
+    entries.push_back({group, 0, position});
+    titles.push_back(titleFromBookmarkNode(node).value_or(""));
   }
   sortUnlessSorted(entries);  // By group, as all ranks are still 0.
-  rankGroups(entries, platform_.collator);
+  rankGroups(entries, titles, platform_.collator);
   sortUnlessSorted(entries);
   std::vector<std::uint32_t> order(count);
   std::ranges::transform(entries, order.begin(), &SortEntry::position);
