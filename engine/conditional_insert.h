@@ -16,6 +16,9 @@
 
 namespace tarvel {
 
+/// Entries of a hash table per place. Above the default, as lookups wait for memory more than they compare.
+inline constexpr float kFullestTable = 0.8F;
+
 /// A set of texts of one property list, compared byte by byte. Must not outlive the list.
 struct StringSet : tsl::robin_set<std::string_view, ListTextHash, SameListText, std::allocator<std::string_view>,
                                   /*StoreHash=*/true> {
@@ -86,12 +89,9 @@ class BookmarkSet {
   /// Identities instead of handles, to keep the table small: lookups wait for memory.
   using Bookmarks = tsl::robin_set<std::uint32_t, AddressHash, SameAddress, std::allocator<std::uint32_t>,
                                    /*StoreHash=*/true>;
-  /// Above the default, for the same reason.
-  static constexpr float kLoad = 0.8F;
-
   [[nodiscard]] Bookmarks makeBookmarks() {
     Bookmarks bookmarks(0, AddressHash{this}, SameAddress{this});
-    bookmarks.max_load_factor(kLoad);
+    bookmarks.max_load_factor(kFullestTable);
     return bookmarks;
   }
 
@@ -113,7 +113,10 @@ struct TitleLookupSet {
   StringSet titles;
   tsl::robin_map<std::string_view, RenamingChain, ListTextHash, SameListText> chains;
 
-  TitleLookupSet(std::size_t capacity, const ListTextHash& hash) : titles(capacity, hash), chains(0, hash) {}
+  TitleLookupSet(std::size_t capacity, const ListTextHash& hash) : titles(0, hash), chains(0, hash) {
+    titles.max_load_factor(kFullestTable);
+    titles.reserve(capacity);
+  }
 };
 
 }  // namespace tarvel
