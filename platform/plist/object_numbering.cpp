@@ -106,6 +106,9 @@ bool ObjectNumbering::number(Slot root) {
   if (!reach(root)) return false;
   mergeEqualLeaves();
   assign(root);
+  // Not needed for writing, which takes the most memory of a sort.
+  newcomers_ = std::vector<Slot>();
+  duplicates_ = std::vector<Duplicate>();
   return true;
 }
 
