@@ -57,7 +57,8 @@ std::uint8_t* BumpArena::addBlock(std::size_t size) {
 
 std::uint8_t* BumpArena::take(Region& region, std::size_t size) {
   if (size > region.left) {
-    if (size > region.blockSize / 4) return addBlock(size);
+    // A large array of its own, as all of a huge page is resident once it is touched.
+    if (size > region.blockSize / 16) return addBlock(size);
     region.next = addBlock(region.blockSize);
     region.left = region.blockSize;
     region.blockSize = std::min(2 * region.blockSize, kLargeMemory);
