@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,11 @@ std::string readOpenStepText(std::string_view text) {
   const TextReading reading = readOpenStep(bytesOf(text), tree);
   if (reading.error) return reading.error->description;
   return toJson(reading.root).dump();
+}
+
+std::size_t depthOfText(std::string_view text) {
+  PropertyListTree tree;
+  return plist_test::depthOf(readOpenStep(bytesOf(text), tree).root);
 }
 
 std::string string(std::string_view text) {
@@ -67,11 +73,10 @@ TEST(OpenStepReader, AnArrayEndsAtAnUnreadableElement) {
 }
 
 TEST(OpenStepReader, Nesting512ContainersIsReadAnd513Refused) {
-  EXPECT_EQ(string(repeated("(", 512) + "x" + repeated(")", 512)), "(no string)");
-  EXPECT_TRUE(readOpenStepText(repeated("(", 512) + "x" + repeated(")", 512)).starts_with("{"));
+  EXPECT_EQ(depthOfText(repeated("(", 512) + "x" + repeated(")", 512)), 512);
   EXPECT_EQ(readOpenStepText(repeated("(", 513) + "x" + repeated(")", 513)),
             "Expected terminating ')' for array at line 1");
-  EXPECT_TRUE(readOpenStepText(repeated("{a=", 512) + "x" + repeated(";}", 512)).starts_with("{"));
+  EXPECT_EQ(depthOfText(repeated("{a=", 512) + "x" + repeated(";}", 512)), 512);
   EXPECT_EQ(readOpenStepText(repeated("{a=", 513) + "x" + repeated(";}", 513)),
             "Too many nested arrays or dictionaries at line 1");
 }

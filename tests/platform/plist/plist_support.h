@@ -28,6 +28,19 @@ inline std::string repeated(std::string_view text, std::size_t count) {
   return all;
 }
 
+/// Containers within each other, by the first element of each. Does not recurse: the sanitizers' frames are large.
+inline std::size_t depthOf(PropertyListValue value) {
+  for (std::size_t depth = 0;; ++depth) {
+    if (const PropertyListArray array = value.array(); !array.empty()) {
+      value = array.at(0);
+    } else if (const PropertyListDictionary dictionary = value.dictionary(); dictionary.size() > 0) {
+      value = dictionary.valueAt(0);
+    } else {
+      return depth;
+    }
+  }
+}
+
 inline PropertyListReading readAnyFormat(const std::string& bytes) {
   PlistSerialization serialization;
   return serialization.propertyListFromData(Data::copyOf(bytes));
