@@ -89,6 +89,7 @@ class BookmarkSet {
   /// Identities instead of handles, to keep the table small: lookups wait for memory.
   using Bookmarks = tsl::robin_set<std::uint32_t, AddressHash, SameAddress, std::allocator<std::uint32_t>,
                                    /*StoreHash=*/true>;
+
   [[nodiscard]] Bookmarks makeBookmarks() {
     Bookmarks bookmarks(0, AddressHash{this}, SameAddress{this});
     bookmarks.max_load_factor(kFullestTable);

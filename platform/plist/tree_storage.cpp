@@ -145,8 +145,8 @@ void PropertyListTree::Storage::prefetchOffsets(Slot slot) const {
   const std::uint32_t count = std::min(container.count, kMostPrefetched);
   for (std::uint32_t i = 0; i < count; ++i) {
     const Slot leaf = container.slots[i];
-    if (slotTag(leaf) == kSourceTag)
-      __builtin_prefetch(source.offsetTable + slotIndex(leaf) * source.offsetWidth.bytes());
+    if (slotTag(leaf) != kSourceTag) continue;
+    __builtin_prefetch(source.offsetTable + slotIndex(leaf) * source.offsetWidth.bytes());
   }
 }
 
